@@ -1,0 +1,26 @@
+# Language level, warnings and sanitizers of our own code, as one interface target.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+find_program(KBL_CCACHE ccache)
+if(KBL_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${KBL_CCACHE})
+endif()
+
+add_library(kbl_options INTERFACE)
+if(MSVC)
+  target_compile_options(kbl_options INTERFACE /W4 /WX /utf-8)
+else()
+  target_compile_options(kbl_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+endif()
+target_include_directories(kbl_options INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/src>)
+
+if(KBL_SANITIZE)
+  add_compile_options(-fsanitize=${KBL_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${KBL_SANITIZE})
+endif()

@@ -1,0 +1,14 @@
+# kbl_test(NAME SOURCES file... LIBS target...): one GoogleTest program, each of its tests a ctest test.
+find_package(GTest REQUIRED)
+include(GoogleTest)
+
+function(kbl_test name)
+  cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LIBS" ${ARGN})
+  if(NOT ARG_TIMEOUT)
+    set(ARG_TIMEOUT 120)
+  endif()
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE kbl_options ${ARG_LIBS} GTest::gmock_main)
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT ${ARG_TIMEOUT})
+endfunction()
