@@ -1,0 +1,49 @@
+#pragma once
+
+#include "foundation/BsNet/IBsInfoReader.h"
+#include "foundation/object/RefCnt.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace KBL {
+
+/// The key store of every record. Thread-safe inside: the store has its own lock, which is never held while
+/// another record's lock is taken or host code runs. A text that `charKeyConfig` handed out stays valid for
+/// the life of the record; a replaced text is kept only if it was handed out, and equal texts once.
+class KBL_BSNET_API BsInfoReader : public RefCnt<BsInfoReader>, public virtual IBsInfoReader {
+ public:
+  explicit BsInfoReader(int infoType = 0);
+  ~BsInfoReader() override;
+
+  int infoType() override;
+  long long intKeyConfig(const char* key) override;
+  const char* charKeyConfig(const char* key) override;
+  _Result updataFrom(IBsInfoReader* other) override;
+
+  /// 1 when the record takes an integer (a text) under `key`, else 0. The base takes any key.
+  virtual int isValidKeyOfIntValue(const char* key);
+  virtual int isValidKeyOfCharValue(const char* key);
+  /// `charKeyConfig` without the test of the key.
+  virtual const char* charKeyConfigNoCheckKey(const char* key);
+
+  /// Replaces the whole contents by a copy of `other`'s. Null returns resultFailed.
+  _Result CopyInfo(IBsInfoReader* other);
+
+ protected:
+  _Result storeInt(const char* key, long long value);
+  _Result storeText(const char* key, const char* value);
+  void removeEntry(const char* key);
+  void clearEntries();
+
+  /// Character keys that a record class registers in its constructor; only appended to, before the record is
+  /// shared.
+  std::vector<std::string> registeredCharKeys;
+
+ private:
+  class Store;
+  std::unique_ptr<Store> store_;
+};
+
+}  // namespace KBL

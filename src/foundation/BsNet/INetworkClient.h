@@ -1,0 +1,57 @@
+#pragma once
+
+#include "foundation/BsNet/IBsProgressCallback.h"
+#include "foundation/BsNet/IBsResponseWriteCallback.h"
+#include "foundation/BsNet/NetReply.h"
+#include "foundation/BsNet/URL.h"
+#include "foundation/object/Export.h"
+
+#include <map>
+#include <new>
+#include <string>
+
+namespace KBL {
+
+enum HttpMethod : int { httpGet = 0, httpPost = 1, httpPut = 2 };
+
+/// Kind of a network proxy, as in ServerProxyIntKey::type.
+enum ProxyType : int { proxyHttp = 1, proxySocks4 = 2, proxySocks5 = 3 };
+
+/// One HTTP client: settings, then any number of exchanges one after the other, over a connection that is
+/// kept alive from exchange to exchange. Used by one thread at a time. Deleted with `delete`: the interface
+/// has no virtual destructor, its destroying operator delete calls `destroy`.
+class KBL_BSNET_API INetworkClient {
+ public:
+  /// Routes the following exchanges through a proxy; empty user and password: none.
+  virtual void setProxy(int type, const std::string& server, int port, const std::string& user,
+                        const std::string& password) = 0;
+  /// Limit of the connect phase, in milliseconds; below 1 restores the default.
+  virtual void setConnectTimeout(int milliseconds) = 0;
+  /// Limit of one exchange, in milliseconds; below 1 restores the default of 30000. An exchange that sends
+  /// more than 1 MiB counts it from the last byte that moved, and ends in any case after the limit plus one
+  /// second for each 16 KiB of body.
+  virtual void setTotalTimeout(int milliseconds) = 0;
+  /// Ends an exchange that stays below `bytesPerSecond` for `seconds`; 0 switches the test off.
+  virtual void setLowSpeed(int bytesPerSecond, int seconds) = 0;
+  /// Replaces the request headers.
+  virtual void setHeaders(const std::map<std::string, std::string>& headers) = 0;
+  /// Replaces the request body; a body stays until it is replaced.
+  virtual void setBody(std::string body) = 0;
+  /// Sends these files (form field name to UTF-8 path) as a multipart form in place of the body, streamed
+  /// from disk. An empty map takes the source away.
+  virtual void setUploadSource(const std::map<std::string, std::string>& fieldToPath) = 0;
+  /// Sent as "Authorization: Bearer"; empty: none.
+  virtual void setBearerToken(const std::string& token) = 0;
+  /// Runs the exchange on the calling thread. `writer` (null: the body goes to NetReply::content) and
+  /// `progress` (null: none) are called during it; the contexts are handed through. A `progress` that answers
+  /// false gives a reply with resultCode -10007 and "User cancelled!".
+  virtual NetReply perform(const URL& url, int method, IBsResponseWriteCallback* writer, void* writerContext,
+                           IBsProgressCallback* progress, void* progressContext) = 0;
+  /// Ends the client; called by operator delete alone. An implementation ends itself with `::delete this`,
+  /// since a plain `delete this` would come back here.
+  virtual void destroy() = 0;
+
+  void operator delete(INetworkClient* client, std::destroying_delete_t) { client->destroy(); }
+};
+
+}  // namespace KBL

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "foundation/object/Export.h"
+
+namespace KBL {
+
+class IDmBaseObj;
+
+/// What a host may attach to an object to hear of its end. Implemented by the host, which owns it and keeps
+/// it alive for as long as it is attached.
+class IDmProtocol {
+ public:
+  /// Called once, on the thread of the last Release, before `object` is destroyed. `object` has a count of
+  /// zero and must not be referenced again.
+  virtual void onLastRelease(IDmBaseObj* object) = 0;
+
+ protected:
+  ~IDmProtocol() = default;
+};
+
+/// Base of everything that crosses a module boundary. Implemented by RefCnt; every operation may come from
+/// any thread. Objects have no public destructor: the last Release destroys them.
+class KBL_BSNET_API IDmBaseObj {
+ public:
+  /// Adds one reference, returns the new count.
+  virtual int AddRef() = 0;
+  /// Gives one reference back and returns the new count. At zero the attached protocol is told and the object
+  /// is destroyed.
+  virtual int Release() = 0;
+  /// The attached protocol or null; borrowed.
+  virtual IDmProtocol* GetProtocol() = 0;
+  /// Replaces the attached protocol, which stays the caller's. Null detaches.
+  virtual void SetProtocol(IDmProtocol* protocol) = 0;
+  /// The interface called `name` (exact, case-sensitive) of this same object, or null. No reference is added:
+  /// the result lives as long as the reference that the caller holds.
+  virtual void* QueryInterfaceByName(const char* name) = 0;
+
+ protected:
+  ~IDmBaseObj() = default;
+};
+
+}  // namespace KBL
