@@ -1,0 +1,48 @@
+#pragma once
+#include "sandbox/Account.h"
+
+#include <chrono>
+#include <cstddef>
+#include <map>
+#include <string>
+
+namespace sandbox {
+
+enum class Consent {
+  automatic,  // a login is allowed by itself, for the chosen user
+  ask         // somebody decides: on the page, or by Sandbox::allow and Sandbox::deny
+};
+
+// Which certificate a TLS sandbox shows. Only `valid` passes a client that verifies with the sandbox's
+// authority.
+enum class Certificate { valid, expired, wrongHost, unknownAuthority };
+
+struct SandboxOptions {
+  int port = 0;          // 0 takes a free one
+  std::string stateDir;  // users, tokens and finished uploads live here between processes; empty: nowhere
+
+  Consent consent = Consent::automatic;
+  unsigned pollsBeforeConsent = 0;               // automatic: so many polls are answered "pending" first
+  std::string appSecret = "sandbox-app-secret";  // empty accepts any secret
+  // The account server's numbers for the platforms.
+  std::map<int, Platform> platformNumbers = {
+      {0, Platform::youtube}, {1, Platform::vimeo}, {2, Platform::tiktok}, {3, Platform::douyin}};
+
+  std::chrono::seconds accountTokenLifetime{7200};
+  std::chrono::seconds tokenLifetime{3600};  // of platform access tokens
+  std::size_t tokenLength = 0;               // platform access tokens are filled up to this many characters
+  bool rotateRefreshTokens = true;           // a refresh token is good once
+
+  std::string locationHeader =
+      "Location";              // header name of a resumable session's address; HTTP/2 has "location"
+  bool strictMetadata = true;  // refuse titles and privacy values that YouTube refuses
+  bool hashUploads = true;     // off: benchmarks that measure the client alone
+
+  bool tls = false;  // https with a certificate made at start; see Sandbox::caFile
+  Certificate certificate = Certificate::valid;
+
+  std::size_t recordedBodyLimit = 64 * 1024;
+  std::size_t recordedRequestLimit = 100'000;  // the oldest are dropped beyond
+};
+
+}  // namespace sandbox

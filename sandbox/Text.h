@@ -1,0 +1,22 @@
+#pragma once
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace sandbox {
+
+// ASCII only, as HTTP compares header names.
+[[nodiscard]] bool equalIgnoringCase(std::string_view left, std::string_view right);
+[[nodiscard]] std::string percentEncoded(std::string_view text);
+// '+' is a blank, as in queries and forms; a '%' without two hex digits stays.
+[[nodiscard]] std::string percentDecoded(std::string_view text);
+// "a=1&b=2" in order, decoded.
+[[nodiscard]] std::vector<std::pair<std::string, std::string>> parseForm(std::string_view text);
+[[nodiscard]] std::string htmlEscaped(std::string_view text);
+// Letters and digits nobody can guess, from the system's source of randomness.
+[[nodiscard]] std::string randomText(std::size_t length);
+// Whole decimal number without sign; false for anything else.
+[[nodiscard]] bool parseNumber(std::string_view text, unsigned long long& number);
+
+}  // namespace sandbox
