@@ -1,0 +1,83 @@
+#pragma once
+
+#include "authorize/switchboard/IExternlMediaRefreshAccessTokenCallback.h"
+#include "authorize/switchboard/ISwitchboardManager.h"
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+namespace KBL {
+
+/// The process-wide switchboard between workers and managers. Requests, timers and upload proxies hold the
+/// `ownerTag` of their manager, never a pointer, and come here each time, so that a manager may die while
+/// they are on their way.
+///
+/// A forwarder needs two live entries: the interface's, which the manager made last owns, and the owner's. So
+/// the death of the manager made last silences the forwarders of the others, which is required as it stands.
+/// A forwarder that finds nothing calls nothing and returns 1; otherwise it returns what the operation
+/// returned. The manager is held by a reference for the length of the call, and no lock is held meanwhile.
+class ExternlMediaAuthCallbackProxy : public IBsRequstCallback {
+ public:
+  /// The one object; made on first use, closed at exit, never freed.
+  static ExternlMediaAuthCallbackProxy& instance();
+
+  /// Enters a manager under its tag and as the latest holder of the three interface names.
+  void registerManager(const std::string& logTag, const std::shared_ptr<char>& aliveToken,
+                       ISwitchboardManager* manager);
+  /// Runs `decrement` under the switchboard's lock, so that no forwarder adds a reference meanwhile; when it
+  /// returns zero the owner's entry of `logTag` is taken out in the same step. Returns what `decrement`
+  /// returned.
+  int decrementLocked(const std::string& logTag, ISwitchboardManager* manager,
+                      const std::function<int()>& decrement);
+
+  /// True while a live manager stands under the tag.
+  [[nodiscard]] bool knowsOwner(const std::string& ownerTag);
+
+  /// Hands the end of `request` to the manager named by its owner tag.
+  _Result queryResponse(IBsBaseRequest* request, IBsInfoReader* info, IBsErrorInfo* error) override;
+
+  int cbAsyncRefreshAccessToken(const std::string& ownerTag, const std::string& uuid);
+  int cbRequestFailed(const std::string& ownerTag, IBsBaseRequest* request, IBsInfoReader* info,
+                      IBsErrorInfo* error);
+  int cbRequestForward(const std::string& ownerTag, IBsBaseRequest* request, IBsInfoReader* info,
+                       IBsErrorInfo* error);
+  int cbQueryThirdLoginURL(const std::string& ownerTag, const std::string& uuid, const std::string& loginUrl);
+  int cbQueryThirdLoginCallbackURL(const std::string& ownerTag, const std::string& uuid,
+                                   const std::string& callbackUrl);
+  int cbRequestNotify(const std::string& ownerTag, const std::string& uuid);
+  int setTimedOut(const std::string& ownerTag, const std::string& uuid, bool timedOut);
+  int isTimedOut(const std::string& ownerTag, const std::string& uuid);
+  int setFinished(const std::string& ownerTag, const std::string& uuid, bool finished);
+  int isFinished(const std::string& ownerTag, const std::string& uuid);
+  int isCanceled(const std::string& ownerTag, const std::string& uuid);
+  int updateInfo(const std::string& ownerTag, const std::string& uuid, IBsInfoReader* info);
+  /// The manager's context, or nothing when no such manager or interface was found.
+  [[nodiscard]] std::optional<AuthContext> copyAuthContext(const std::string& ownerTag);
+  /// The public operation, into a buffer that holds the stored token's full length.
+  int getAccessToken(const std::string& ownerTag, const std::string& uuid, char* buffer);
+  /// What workers use instead: at most 8192 characters, whatever is stored; empty when nothing was found.
+  [[nodiscard]] std::string accessToken(const std::string& ownerTag, const std::string& uuid);
+
+ private:
+  struct InterfaceEntry {
+    std::string name;
+    std::weak_ptr<char> alive;
+    std::string logTag;
+  };
+  struct OwnerEntry {
+    std::weak_ptr<char> alive;
+    ISwitchboardManager* manager = nullptr;
+  };
+
+  ExternlMediaAuthCallbackProxy() = default;
+
+  std::mutex mutex_;  // a leaf: held for a look-up and a count alone
+  std::map<std::string, InterfaceEntry> interfaces_;
+  std::map<std::string, OwnerEntry> owners_;
+};
+
+}  // namespace KBL

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "boundary/records/ExternlMediaPlatform.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace KBL {
+
+/// The stored record of one signed-in user.
+struct ExternlMediaCacheInfo {
+  std::string thirdAccessToken;      ///< the platform's own access token
+  std::string accessToken;           ///< the account server's access token
+  std::string refreshToken;          ///< with which the account server renews `thirdAccessToken`
+  std::int64_t expiresIn = 0;        ///< seconds, as last reported
+  std::int64_t expiresTimeout = 0;   ///< end of the platform token, seconds since the epoch
+  std::int32_t diskType = ema_none;  ///< the platform
+  std::string diskName;              ///< the platform's name
+  std::string userAccountUid;        ///< the user's stable id at the platform
+  std::string userAccount;
+  std::string userNickName;
+  std::string userFirstName;
+  std::string userLastName;
+  std::string userAvatarLocal;  ///< path on this machine
+  std::string userAvatarUrl;
+  std::string videoCategories;  ///< titles, each followed by "|"
+  std::string userUuid;         ///< the local key of the record
+};
+
+using CacheEntries = std::vector<ExternlMediaCacheInfo>;
+
+/// The record whose `userUuid` is exactly `uuid`, or null. Borrowed from the list.
+[[nodiscard]] const ExternlMediaCacheInfo* findCacheInfo(const CacheEntries& list, const std::string& uuid);
+
+/// The same, but an empty `uuid` means the last record of the list.
+[[nodiscard]] const ExternlMediaCacheInfo* findUserOrLast(const CacheEntries& list, const std::string& uuid);
+
+}  // namespace KBL

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "boundary/records/RecordInterfaces.h"
+#include "foundation/BsNet/IBsPubInfo.h"
+#include "foundation/BsNet/IBsServerProxyInfo.h"
+
+namespace KBL {
+
+class IExternlMediaAuthCallback;
+
+/// The authorization manager of one platform: users, logins and tokens. Made by
+/// `getOrCreateExternlMediaAuthorize`; the creator owns its one reference, other callers borrow. Any host
+/// thread may call; the host adds its callbacks before it starts a flow and removes them after all flows
+/// ended. Real outcomes come asynchronously through the callbacks. Name for QueryInterfaceByName:
+/// "IBsExternlMediaAuthorize".
+class IBsExternlMediaAuthorize : public virtual IDmBaseObj {
+ public:
+  /// Loads the users of `cacheDir` (UTF-8; made when missing) and stores the interval of the background
+  /// refresh in milliseconds, clamped into 900000 to 3300000. An unreadable cache is no error: no user is
+  /// signed in then. resultFailed for a null directory.
+  virtual _Result init(const char* cacheDir, int refreshIntervalMs) = 0;
+  /// Keeps the record (a reference, no copy), so that a later change shows in later requests. resultFailed
+  /// for null.
+  virtual _Result setPubParam(IBsPubInfo* info) = 0;
+  /// The same for the network proxy.
+  virtual _Result setServerProxy(IBsServerProxyInfo* info) = 0;
+  /// Starts a login with the keys of ExternlMediaLoginCharKey; the record is copied. resultOk when the first
+  /// request was started; the address for the browser comes by `onLoginUrl`, the outcome by `queryResponse`.
+  virtual _Result toExternlMediaAuth(IBsInfoReader* loginInfo) = 0;
+  /// Checks a cached login and renews its token; the outcome comes by `queryResponse` with a record of type
+  /// 402. An empty or null uuid means the last user. resultOk when a request was started.
+  virtual _Result toVerifyAccessToken(const char* uuid) = 0;
+  /// Ends running logins, forgets the user and saves. An empty or null uuid means the last user. resultOk
+  /// when a user was removed.
+  virtual _Result logout(const char* uuid) = 0;
+  /// Fills `out` (type 403) with the cached user. resultOk when there was one.
+  virtual _Result userInfo(const char* uuid, IBsExternlMediaAuthUserInfo* out) = 0;
+  /// Asks the account server whether the client may use the service (record of type 404); exactly one answer
+  /// comes by `queryResponse`. resultOk when a request was started.
+  virtual _Result toConsume(IBsInfoReader* consumeInfo) = 0;
+  /// Ends running logins; nothing is reported of them any more.
+  virtual _Result cancelLogin() = 0;
+  /// Adds a callback that the host owns and keeps alive; it is not counted, and stands in the list once.
+  virtual _Result addAuthCallback(IExternlMediaAuthCallback* callback) = 0;
+  virtual _Result removeAuthCallback(IExternlMediaAuthCallback* callback) = 0;
+  /// The platform, a value of ExternlMediaPlatform.
+  virtual int platform() = 0;
+  /// Copies the platform token of the user (empty or null uuid: the last one) to `buffer`, which must hold
+  /// the stored token's full length and a terminator: a token longer than 8192 characters is cut to 8192 and
+  /// the rest filled with zero bytes. A token that has no terminator of its own at its length is not given
+  /// one, so the host zero-fills the buffer. Without such a user nothing is written. The token's expiry is
+  /// not tested.
+  virtual _Result getAccessToken(const char* uuid, char* buffer) = 0;
+
+ protected:
+  ~IBsExternlMediaAuthorize() = default;
+};
+
+}  // namespace KBL

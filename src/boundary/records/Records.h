@@ -1,0 +1,78 @@
+#pragma once
+
+#include "boundary/records/ExternlMediaInfoType.h"
+#include "boundary/records/RecordInterfaces.h"
+#include "foundation/BsNet/BsRequestParamReply.h"
+#include "foundation/object/CastByName.h"
+
+#include <string>
+#include <vector>
+
+namespace KBL {
+
+/// What the seven record classes share: the type number, and that no key is ever rejected. `Interface` is the
+/// class's own interface.
+template <class Interface, int type>
+class TypedRecord : public Interface, public BsRequestParamReply {
+ public:
+  TypedRecord() : BsBaseInfoRW(type) {}
+  int isValidKeyOfIntValue(const char*) override { return 1; }
+  int isValidKeyOfCharValue(const char*) override { return 1; }
+};
+
+class BsExternlMediaAuthLoginInfo final : public TypedRecord<IBsExternlMediaLoginInfo, infoTypeLogin> {
+ public:
+  void* QueryInterfaceByName(const char* name) override;
+};
+
+class BsExternlMediaAuthRefreshTokenInfo final
+    : public TypedRecord<IBsExternlMediaLoginInfo, infoTypeRefreshToken> {
+ public:
+  void* QueryInterfaceByName(const char* name) override;
+};
+
+class BsExternlMediaVerifyAccessTokenInfo final
+    : public TypedRecord<IBsExternlMediaVerifyAccessTokenInfo, infoTypeVerifyAccessToken> {
+ public:
+  void* QueryInterfaceByName(const char* name) override;
+};
+
+/// Registers the six keys that every user has; the categories, which only some platforms know, are left out
+/// on purpose.
+class BsExternlMediaAuthUserInfo final : public TypedRecord<IBsExternlMediaAuthUserInfo, infoTypeUser> {
+ public:
+  BsExternlMediaAuthUserInfo();
+  void* QueryInterfaceByName(const char* name) override;
+  [[nodiscard]] const std::vector<std::string>& registeredKeys() const { return registeredCharKeys; }
+};
+
+/// Stands where the other records have an interface of their own.
+class PlainRecordInterface : public virtual IBsBaseInfoRW {
+ protected:
+  ~PlainRecordInterface() = default;
+};
+
+/// Has no interface of its own. It answers "IBsExternlMediaLoginInfo" all the same, with its IBsInfoReader,
+/// which hosts rely on.
+class BsExternlMediaAuthUseSupportQueryConsumeInfo final
+    : public TypedRecord<PlainRecordInterface, infoTypeConsume> {
+ public:
+  void* QueryInterfaceByName(const char* name) override;
+};
+
+/// The widest record: account requests read and fill it.
+class BsExternlMediaAuthMixedInfo final : public TypedRecord<IBsExternlMediaLoginInfo, infoTypeMixed> {
+ public:
+  void* QueryInterfaceByName(const char* name) override;
+};
+
+class BsExternlMediaUploadInfo final : public TypedRecord<IBsExternlMediaUploadInfo, infoTypeUpload> {
+ public:
+  void* QueryInterfaceByName(const char* name) override;
+};
+
+/// A new record of a type of 400 to 406 with one reference, which is the caller's; null for any other type or
+/// when memory is short.
+IBsInfoReader* createRecord(int infoType);
+
+}  // namespace KBL

@@ -1,0 +1,134 @@
+#pragma once
+
+#include "authorize/switchboard/AuthContext.h"
+#include "authorize/switchboard/IOwnedRequest.h"
+#include "foundation/BsNet/KblBaseRequest.h"
+
+#include <json/value.h>
+
+#include <map>
+#include <string>
+
+namespace KBL {
+
+/// Request kinds.
+enum ExternlMediaAuthRequestType : std::int32_t {
+  requestNone = 0,
+  requestUserSupportSession = 1,
+  requestUserSupportCode = 2,
+  requestUserSupportToken = 3,
+  requestClientCredentials = 4,
+  requestYoutubeUserInfo = 5,
+  requestYoutubeVideoCategory = 6,
+  requestYoutubeUploadFile = 7,
+  requestTiktokUserInfo = 8,
+  requestTiktokUploadFile = 9,
+  requestDouyinUserInfo = 10,
+  requestDouyinUploadFile = 11,
+  requestUserSupportConsume = 12,
+};
+
+/// What tells one request class from another.
+struct RequestConstants {
+  ExternlMediaAuthRequestType requestType;
+  int httpMethod;      ///< a value of HttpMethod
+  const char* urlKey;  ///< key of the endpoint in the cloud configuration
+  const char* name;
+};
+
+/// The frame through which every account-server and platform request travels: URL look-up, network client,
+/// proxy, headers, envelope, errors, retries, worker thread and the lifetime of the request object. A
+/// concrete request fixes its constants and overrides the hooks.
+///
+/// A request is born with a count of 0; its creator takes the first reference and hands it to the worker with
+/// `asyncRequestWithInfo`. References are given back late, from detached threads, so that no thread destroys
+/// the object that it runs on. Until the start the creator's thread alone touches a request, then its worker.
+class BsExternlMediaAuthRequest : public KblBaseRequest, public IOwnedRequest {
+ public:
+  BsExternlMediaAuthRequest();
+  explicit BsExternlMediaAuthRequest(const RequestConstants& constants);
+  ~BsExternlMediaAuthRequest() override;
+
+  // The hooks, in the order of the slots.
+  /// Reads the envelope of `content` into `root`: 1 when it says success, else 0 with `message` and `code`.
+  virtual int checkResponseValid(const std::string& content, Json::Value& root, std::string& message,
+                                 int& code);
+  /// Runs the exchange: reads its parameters from `info`, sets the client up, performs and fills `reply`.
+  virtual _Result Request(IBsInfoReader* info, INetworkClient* client, NetReply* reply);
+  virtual int handleResponse(IBsInfoReader* info, const std::string& content, IBsErrorInfo* error,
+                             NetReply* reply);
+  virtual int hookRequestInfo(IBsInfoReader* info, IBsErrorInfo* error, NetReply* reply);
+  virtual int hookNetError(IBsInfoReader* info, IBsErrorInfo* error, NetReply* reply);
+  /// Fills the members out of a good envelope: 1 when the response was valid, else 0 with the error set.
+  virtual int parseEnvelope(IBsInfoReader* info, const std::string& content, IBsErrorInfo* error,
+                            NetReply* reply);
+  /// Publishes what the request learnt: 0 done, 1 nothing to publish.
+  virtual int handleRequestData(IBsBaseRequest* self, IBsInfoReader* info, IBsErrorInfo* error,
+                                NetReply* reply);
+
+  /// Runs one attempt on the calling thread; the outcome stands in `errorInfo`.
+  void syncRequestWithInfo(IBsInfoReader* info);
+  /// Starts a worker that runs the request with its retries and then its callbacks. 0 when it was started, 1
+  /// for a null `info`, a request that runs already, or no thread. Takes a reference on `info` and on the
+  /// request, and with a 0 the creator's reference too.
+  int asyncRequestWithInfo(IBsInfoReader* info);
+  /// Gives one reference back after `milliseconds`, from a detached thread.
+  void delayRelease(int milliseconds);
+  /// Sets the abort flag for good: the request starts no more and makes no further try.
+  void abortForGood();
+
+  void* QueryInterfaceByName(const char* name) override;
+  _Result setPubParam(IBsPubInfo* info) override;
+  _Result queryResponse(IBsBaseRequest* request, IBsInfoReader* info, IBsErrorInfo* error) override;
+
+  [[nodiscard]] int requestType() const { return requestType_; }
+  [[nodiscard]] int platform() const { return platform_; }
+  [[nodiscard]] const std::string& ownerTag() const override { return ownerTag_; }
+  [[nodiscard]] const std::string& userUuid() const { return userUuid_; }
+  /// The request's error state; never null.
+  [[nodiscard]] RefPtr<IBsErrorInfo> errorInfo() const { return errorInfo_; }
+  /// What `handleRequestData` stored; never null.
+  [[nodiscard]] RefPtr<IBsInfoReader> replyInfo() const { return replyInfo_; }
+  /// Replace them, giving the former ones up.
+  void setErrorInfo(RefPtr<IBsErrorInfo> error);
+  void setReplyInfo(RefPtr<IBsInfoReader> info);
+
+ protected:
+  /// The address that the cloud configuration has for `key`, or an empty text.
+  [[nodiscard]] static std::string configuredUrl(const std::string& key);
+  [[nodiscard]] std::string configuredUrl() const { return configuredUrl(urlKey_); }
+  /// True when the abort flag is set.
+  [[nodiscard]] bool aborted();
+
+  friend void initAuthRequest(const AuthContext& context, const std::string& uuid,
+                              BsExternlMediaAuthRequest& request);
+
+  std::string urlKey_;
+  std::int32_t httpMethod_ = httpPost;
+  std::int32_t chainMode_ = 0;
+  std::map<std::string, std::string> requestHeaders_;
+  std::int32_t requestType_ = requestNone;
+  std::int32_t platform_ = ema_none;
+  std::int32_t notifyMode_ = 2;
+  std::string ownerTag_;
+  std::string userUuid_;
+  RefPtr<IBsPubInfo> pubInfoCopy_;  ///< full copy of the public information, secret included
+  RefPtr<IBsInfoReader> replyInfo_;
+  RefPtr<IBsErrorInfo> errorInfo_;
+
+ private:
+  void _asyncRequestWithInfo(IBsInfoReader* info);
+};
+
+/// Base of the concrete requests: answers "BsExternlMediaAuthRequest" to the cast by name, and nothing else.
+class ConcreteAuthRequest : public BsExternlMediaAuthRequest {
+ public:
+  using BsExternlMediaAuthRequest::BsExternlMediaAuthRequest;
+  void* QueryInterfaceByName(const char* name) override;
+};
+
+/// Sets a request up from its manager's context: network proxy, public parameters, timeout, platform, owner
+/// tag and user uuid.
+void initAuthRequest(const AuthContext& context, const std::string& uuid, BsExternlMediaAuthRequest& request);
+
+}  // namespace KBL
