@@ -18,7 +18,7 @@ class KBL_UTILS_API StringUtil {
 }  // namespace KBL
 
 /// Writes a fresh random uuid (36 characters, lower case, and a terminator) to `buffer`, which holds 64
-/// bytes.
+/// bytes; an empty text should the system have no random numbers.
 extern "C" KBL_UTILS_API void KblGenerateUuid(char* buffer);
 
 /// Copies a terminated text and its terminator; the caller bounds what it copies. Null `source` copies an

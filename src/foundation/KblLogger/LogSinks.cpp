@@ -1,0 +1,121 @@
+#include "foundation/KblLogger/LogSinks.h"
+
+#include "foundation/KblUtils/FileUtil.h"
+
+#include <spdlog/logger.h>
+#include <spdlog/sinks/rotating_file_sink.h>
+#include <spdlog/sinks/stdout_color_sinks.h>
+
+#include <exception>
+#include <filesystem>
+#include <utility>
+#include <vector>
+
+namespace KBL {
+
+namespace {
+
+constexpr const char* linePattern = "%Y-%m-%d %H:%M:%S.%e %^%-8l%$ [%t] %s:%# %! %v";
+
+spdlog::level::level_enum levelOf(IBsLogger::Severity severity) {
+  if (severity < IBsLogger::error) return spdlog::level::critical;
+  switch (severity) {
+    case IBsLogger::error:
+      return spdlog::level::err;
+    case IBsLogger::warning:
+      return spdlog::level::warn;
+    case IBsLogger::info:
+      return spdlog::level::info;
+    default:
+      return spdlog::level::debug;
+  }
+}
+
+/// One line stays one line, and nothing that a server sent steers a terminal.
+std::string printableLine(const std::string& text) {
+  constexpr char digits[] = "0123456789abcdef";
+  std::string line;
+  line.reserve(text.size());
+  const std::size_t end = text.find_last_not_of("\r\n");
+  for (std::size_t place = 0; end != std::string::npos && place <= end; ++place) {
+    const auto letter = static_cast<unsigned char>(text[place]);
+    if (letter == '\n') {
+      line += "\\n";
+    } else if (letter == '\t' || (letter >= 0x20 && letter != 0x7F)) {
+      line += text[place];
+    } else {
+      line += "\\x";
+      line += digits[letter >> 4];
+      line += digits[letter & 0x0F];
+    }
+  }
+  return line;
+}
+
+class SinkLogger final : public IBsLogger {
+ public:
+  SinkLogger(int maxSeverity, std::vector<spdlog::sink_ptr> sinks)
+      : maxSeverity_(maxSeverity), logger_("mediatransfer", sinks.begin(), sinks.end()) {
+    logger_.set_pattern(linePattern);
+    logger_.set_level(spdlog::level::trace);
+    logger_.flush_on(spdlog::level::trace);
+    // A full disk must not make a library write to its host's error stream.
+    logger_.set_error_handler([](const std::string&) {});
+  }
+
+  bool testSeverity(Severity severity) override { return severity <= maxSeverity_; }
+
+  void write(Severity severity, const char* file, int line, const char* function,
+             const std::string& text) override {
+    if (!testSeverity(severity)) return;
+    logger_.log(spdlog::source_loc{file, line, function}, levelOf(severity),
+                spdlog::string_view_t(printableLine(maskSecrets(text))));
+  }
+
+ private:
+  const int maxSeverity_;
+  spdlog::logger logger_;
+};
+
+std::filesystem::path pathOf(const std::string& utf8) {
+  return std::filesystem::path(std::u8string(utf8.begin(), utf8.end()));
+}
+
+spdlog::filename_t fileNameFor(const std::string& utf8) {
+  return pathOf(utf8).string<spdlog::filename_t::value_type>();
+}
+
+/// The file belongs to its owner alone before the first byte is in it, after each rotation too.
+void makePrivateBeforeOpening(const spdlog::filename_t& name) {
+  const std::filesystem::path path(name);
+  const std::u8string text = path.u8string();
+  std::error_code failure;
+  if (std::filesystem::exists(path, failure)) {
+    std::filesystem::permissions(
+        path, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write, failure);
+  } else {
+    (void)FileUtil::writePrivateFile(Path(std::string(text.begin(), text.end())), "");
+  }
+}
+
+spdlog::sink_ptr makeFileSink(const LogSettings& settings) {
+  spdlog::file_event_handlers handlers;
+  handlers.before_open = makePrivateBeforeOpening;
+  return std::make_shared<spdlog::sinks::rotating_file_sink_mt>(
+      fileNameFor(settings.file), settings.maxFileBytes, settings.keptFiles, false, handlers);
+}
+
+}  // namespace
+
+std::shared_ptr<IBsLogger> makeLogger(const LogSettings& settings) {
+  try {
+    std::vector<spdlog::sink_ptr> sinks;
+    if (settings.console) sinks.push_back(std::make_shared<spdlog::sinks::stderr_color_sink_mt>());
+    if (!settings.file.empty()) sinks.push_back(makeFileSink(settings));
+    return std::make_shared<SinkLogger>(settings.maxSeverity, std::move(sinks));
+  } catch (const std::exception&) {
+    return nullptr;
+  }
+}
+
+}  // namespace KBL

@@ -1,0 +1,175 @@
+#include "foundation/KblLogger/LogSinks.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <string_view>
+
+namespace KBL {
+
+namespace {
+
+constexpr std::string_view mask = "***";
+
+std::string lowerCase(std::string_view text) {
+  std::string lower(text);
+  std::transform(lower.begin(), lower.end(), lower.begin(), [](char letter) {
+    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter + 32) : letter;
+  });
+  return lower;
+}
+
+bool isHexDigit(char letter) {
+  return std::isxdigit(static_cast<unsigned char>(letter)) != 0;
+}
+
+bool isNameLetter(char letter) {
+  return std::isalnum(static_cast<unsigned char>(letter)) != 0 || letter == '_' || letter == '-';
+}
+
+bool isCode(const std::string& name) {
+  static constexpr std::array<std::string_view, 5> codes = {"code", "auth_code", "authorization_code",
+                                                            "device_code", "user_code"};
+  return std::find(codes.begin(), codes.end(), name) != codes.end();
+}
+
+bool isSecretName(const std::string& name) {
+  return isCode(name) || name.ends_with("token") || name.ends_with("secret") || name == "open_id" ||
+         name == "password" || name == "bearer";
+}
+
+/// A status code is no secret, and one has to see it.
+bool isShortNumber(std::string_view value) {
+  constexpr std::size_t longestStatus = 8;
+  return value.size() <= longestStatus && std::all_of(value.begin(), value.end(), [](char letter) {
+           return letter == '-' || (letter >= '0' && letter <= '9');
+         });
+}
+
+/// The form that the library's own masking gives: stars in place of the middle third.
+bool isMasked(std::string_view value) {
+  const std::size_t third = value.size() / 3;
+  return third > 0 && value.substr(third, third).find_first_not_of('*') == std::string_view::npos;
+}
+
+/// Copies a text from left to right and puts the mask in place of what follows a telling name.
+class SecretMasker {
+ public:
+  explicit SecretMasker(std::string_view text) : text_(text) { out_.reserve(text.size()); }
+
+  std::string run() {
+    while (place_ < text_.size()) {
+      if (atEscape()) {
+        copy(3);
+      } else if (isNameLetter(text_[place_])) {
+        readName();
+      } else {
+        copy(1);
+      }
+    }
+    return std::move(out_);
+  }
+
+ private:
+  /// "%3D" and the like: the letters in it belong to no name.
+  [[nodiscard]] bool atEscape() const {
+    return text_[place_] == '%' && place_ + 2 < text_.size() && isHexDigit(text_[place_ + 1]) &&
+           isHexDigit(text_[place_ + 2]);
+  }
+
+  [[nodiscard]] bool startsWith(std::string_view lower) const {
+    return lowerCase(text_.substr(place_, lower.size())) == lower;
+  }
+
+  void copy(std::size_t count) {
+    out_ += text_.substr(place_, count);
+    place_ += std::min(count, text_.size() - place_);
+  }
+
+  /// Copies the letters of `set`; true when there was one.
+  bool copyAnyOf(std::string_view set) {
+    const std::size_t end = std::min(text_.find_first_not_of(set, place_), text_.size());
+    const bool some = end > place_;
+    copy(end - place_);
+    return some;
+  }
+
+  void readName() {
+    std::size_t end = place_;
+    while (end < text_.size() && isNameLetter(text_[end])) ++end;
+    const std::string name = lowerCase(text_.substr(place_, end - place_));
+    copy(end - place_);
+    if (name.ends_with("authorization")) {
+      maskCredentials();
+    } else if (name == "bearer" && copyAnyOf(" +")) {
+      maskValue(" \t\r\n\"'\\,;<>&", false);
+    } else if (isSecretName(name)) {
+      maskParameter(isCode(name)) || maskMember(isCode(name));
+    }
+  }
+
+  /// "Authorization: Basic ..." and every other scheme; a bearer is left to its own rule.
+  void maskCredentials() {
+    copyAnyOf("\\\"'");
+    if (!copyAnyOf(":=")) return;
+    copyAnyOf(" \\\"'");
+    if (!startsWith("bearer")) maskValue("\r\n\"'\\", false);
+  }
+
+  /// "name=value", also percent-encoded inside another parameter.
+  bool maskParameter(bool numbersStay) {
+    constexpr std::string_view encodedEquals = "%3d";
+    if (startsWith("=")) {
+      copy(1);
+      maskValue("& \t\r\n\"'<>;#\\", numbersStay);
+      return true;
+    }
+    if (!startsWith(encodedEquals)) return false;
+    copy(encodedEquals.size());
+    maskValue("&% \t\r\n\"'<>;#\\", numbersStay);
+    return true;
+  }
+
+  /// "name": "value", also inside a text that is quoted itself, where the quotes carry backslashes.
+  bool maskMember(bool numbersStay) {
+    const std::size_t start = place_;
+    const std::size_t startOut = out_.size();
+    copyAnyOf("\\");
+    const bool quoted = copyAnyOf("\"'");
+    copyAnyOf(" \t\r\n");
+    const bool colon = quoted && copyAnyOf(":");
+    copyAnyOf(" \t\r\n");
+    copyAnyOf("\\");
+    if (!colon || place_ >= text_.size() || (text_[place_] != '"' && text_[place_] != '\'')) {
+      place_ = start;
+      out_.resize(startOut);
+      return false;
+    }
+    const char quote = text_[place_];
+    copy(1);
+    maskValue(std::string_view(&quote, 1), numbersStay);
+    return true;
+  }
+
+  /// Masks up to the first of `ends` or the end of the text.
+  void maskValue(std::string_view ends, bool numbersStay) {
+    std::size_t end = std::min(text_.find_first_of(ends, place_), text_.size());
+    while (end > place_ && text_[end - 1] == '\\') --end;
+    const std::string_view value = text_.substr(place_, end - place_);
+    const bool stays = value.empty() || isMasked(value) || (numbersStay && isShortNumber(value));
+    out_ += stays ? value : mask;
+    place_ = end;
+  }
+
+  std::string_view text_;
+  std::size_t place_ = 0;
+  std::string out_;
+};
+
+}  // namespace
+
+std::string maskSecrets(const std::string& text) {
+  return SecretMasker(text).run();
+}
+
+}  // namespace KBL

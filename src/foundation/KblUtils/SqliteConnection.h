@@ -1,0 +1,61 @@
+#pragma once
+
+#include <sqlite3.h>
+
+#include <memory>
+#include <string>
+
+namespace KBL {
+
+/// One open SQLite database, set up for small secret documents: rollback journal that leaves nothing behind,
+/// everything synced, freed pages overwritten, other processes waited for. Results are SQLite's codes. One
+/// thread at a time.
+class SqliteConnection {
+ public:
+  enum class Contents { kept, discarded };
+
+  /// Opens an existing or new file (absolute UTF-8 path). With `discarded` the file counts as empty whatever
+  /// it holds, and the first committed change replaces the whole of it. Null, with the code, on failure.
+  static std::unique_ptr<SqliteConnection> openFile(const std::string& path, Contents contents, int& code);
+  /// A database in memory; null on failure.
+  static std::unique_ptr<SqliteConnection> openMemory(int& code);
+
+  /// Runs statements that give no rows.
+  int execute(const std::string& sql);
+  /// Runs one statement with bound texts, which may not be null; a row's first column goes to `*firstColumn`
+  /// if that is given. SQLITE_ROW or SQLITE_DONE on success.
+  int query(const std::string& sql, std::initializer_list<const char*> texts, std::string* firstColumn);
+  /// Replaces all of this database by a copy of `source`, in one transaction.
+  int copyFrom(SqliteConnection& source);
+
+ private:
+  struct Close {
+    void operator()(sqlite3* handle) const { sqlite3_close_v2(handle); }
+  };
+  explicit SqliteConnection(sqlite3* handle) : handle_(handle) {}
+
+  static std::unique_ptr<SqliteConnection> open(const char* name, int& code);
+  void harden();
+  void keepNothingBehind();
+
+  std::unique_ptr<sqlite3, Close> handle_;
+};
+
+/// A transaction that is rolled back unless it was committed.
+class SqliteTransaction {
+ public:
+  explicit SqliteTransaction(SqliteConnection& connection) : connection_(connection) {}
+  ~SqliteTransaction();
+  SqliteTransaction(const SqliteTransaction&) = delete;
+  SqliteTransaction& operator=(const SqliteTransaction&) = delete;
+
+  /// Takes the right to write at once, so that two writers wait for each other instead of failing later.
+  int begin();
+  int commit();
+
+ private:
+  SqliteConnection& connection_;
+  bool open_ = false;
+};
+
+}  // namespace KBL
