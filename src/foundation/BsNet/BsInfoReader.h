@@ -9,6 +9,9 @@
 
 namespace KBL {
 
+class InfoStore;
+struct InfoEntries;
+
 /// The key store of every record. Thread-safe inside: the store has its own lock, which is never held while
 /// another record's lock is taken or host code runs. A text that `charKeyConfig` handed out stays valid for
 /// the life of the record; a replaced text is kept only if it was handed out, and equal texts once.
@@ -28,12 +31,16 @@ class KBL_BSNET_API BsInfoReader : public RefCnt<BsInfoReader>, public virtual I
   /// `charKeyConfig` without the test of the key.
   virtual const char* charKeyConfigNoCheckKey(const char* key);
 
-  /// Replaces the whole contents by a copy of `other`'s. Null returns resultFailed.
+  /// Replaces the whole contents by a copy of `other`'s. Null returns resultFailed. Like `updataFrom` it
+  /// copies every key of a record that derives from BsInfoReader; of a foreign record, whose keys cannot be
+  /// listed, the keys of KnownKeys.h and the registered ones of this record.
   _Result CopyInfo(IBsInfoReader* other);
 
  protected:
   _Result storeInt(const char* key, long long value);
   _Result storeText(const char* key, const char* value);
+  /// Both at once, so that no reader of one thread mixes the writes of two others.
+  _Result storeIntAndText(const char* intKey, long long value, const char* textKey, const char* text);
   void removeEntry(const char* key);
   void clearEntries();
 
@@ -42,8 +49,10 @@ class KBL_BSNET_API BsInfoReader : public RefCnt<BsInfoReader>, public virtual I
   std::vector<std::string> registeredCharKeys;
 
  private:
-  class Store;
-  std::unique_ptr<Store> store_;
+  InfoEntries acceptableEntriesOf(IBsInfoReader& other);
+
+  std::unique_ptr<InfoStore> store_;
+  int infoType_;
 };
 
 }  // namespace KBL

@@ -16,7 +16,8 @@ class KBL_BSNET_API IBsInfoReader : public virtual IDmBaseObj {
   /// The UTF-8 text under `key`, or null. The text belongs to the record and stays valid for the record's
   /// life, also when the value is replaced meanwhile.
   virtual const char* charKeyConfig(const char* key) = 0;
-  /// Copies every key of `other` into this record, replacing those present. Null returns resultFailed.
+  /// Copies every key of `other` into this record, replacing those present. Null returns resultFailed. The
+  /// interface cannot list keys, so of a record of another make the keys of KnownKeys.h are copied.
   virtual _Result updataFrom(IBsInfoReader* other) = 0;
 
  protected:

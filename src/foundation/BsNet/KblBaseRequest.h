@@ -5,6 +5,7 @@
 #include "foundation/object/RefCnt.h"
 #include "foundation/object/RefPtr.h"
 
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -67,11 +68,15 @@ class KBL_BSNET_API KblBaseRequest : public RefCnt<KblBaseRequest>,
 
  protected:
   /// Calls every registered callback with this request, in order, without a lock. `reverse` calls the last
-  /// one first.
+  /// one first. A callback that was removed meanwhile is not called any more.
   virtual void _callback(IBsInfoReader* info, IBsErrorInfo* error, bool reverse);
 
   /// A new network client, or null; the caller deletes it.
   INetworkClient* creatNetworkClient();
+
+  /// Runs `work` on a new thread, exceptions caught. The handle is joinable; whoever lets go of it last
+  /// detaches the thread, so dropping it never waits. Null when no thread could be made.
+  [[nodiscard]] static std::shared_ptr<std::thread> startThread(std::function<void()> work);
 
   /// The registered callbacks as they stand now.
   [[nodiscard]] std::vector<IBsRequstCallback*> callbacks();
@@ -88,6 +93,12 @@ class KBL_BSNET_API KblBaseRequest : public RefCnt<KblBaseRequest>,
   bool asyncRunning = false;  ///< a worker runs; written under asyncMutex
 
  private:
+  bool isRegistered(IBsRequstCallback* callback);
+  bool isAborted();
+  _Result runTries(IBsRequestParamReply& param, IBsErrorInfo& error, IBsResponseWriteCallback* writer,
+                   void* writerContext, IBsProgressCallback* progress, void* progressContext);
+  void applySettings(INetworkClient& client, long long totalTimeoutMs);
+
   std::mutex callbackMutex_;  // a leaf: held for a copy or an edit of the list alone
   std::vector<IBsRequstCallback*> callbacks_;
   std::string bearer_;

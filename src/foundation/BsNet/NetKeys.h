@@ -22,6 +22,12 @@ struct KBL_BSNET_API PubCharKey {
 /// Keys of a plain request (`KblBaseRequest::syncRequest`) and of failure reports.
 struct KBL_BSNET_API RequestParamCharKey {
   static const char* url;
+  static const char* body;   ///< body of a plain request; a request with one is a POST, else a GET
+  static const char* heads;  ///< further header lines of a plain request, separated by line feeds
+};
+
+struct KBL_BSNET_API RequestParamIntKey {
+  static const char* bodyType;  ///< a _BodyType
 };
 
 struct KBL_BSNET_API ResponseCharKey {

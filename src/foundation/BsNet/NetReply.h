@@ -10,7 +10,6 @@ namespace KBL {
 
 /// Orders header names without regard to ASCII case: services answer in lower case over HTTP/2.
 struct KBL_BSNET_API HeaderNameLess {
-  using is_transparent = void;
   bool operator()(const std::string& left, const std::string& right) const;
 };
 

@@ -1,0 +1,63 @@
+#include "foundation/BsNet/CurlForm.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+
+namespace KBL {
+
+bool CurlForm::build(CURL* easy, const std::map<std::string, std::string>& fieldToPath,
+                     std::string& badField) {
+  mime_.reset(curl_mime_init(easy));
+  if (mime_ == nullptr) return false;
+  for (const auto& [field, path] : fieldToPath) {
+    if (addFile(field, path)) continue;
+    badField = field;
+    return false;
+  }
+  return true;
+}
+
+bool CurlForm::addFile(const std::string& field, const std::string& path) {
+  const std::filesystem::path place(std::u8string(path.begin(), path.end()));
+  std::error_code error;
+  const auto size =
+      std::filesystem::is_regular_file(place, error) ? std::filesystem::file_size(place, error) : 0;
+  if (error) return false;
+  auto file = std::make_unique<File>();
+  file->stream.open(place, std::ios::binary);
+  if (!file->stream.is_open() || !std::filesystem::is_regular_file(place, error)) return false;
+  file->size = static_cast<curl_off_t>(size);
+
+  const std::u8string name = place.filename().u8string();
+  curl_mimepart* const part = curl_mime_addpart(mime_.get());
+  const bool isBuilt =
+      part != nullptr && curl_mime_name(part, field.c_str()) == CURLE_OK &&
+      curl_mime_filename(part, std::string(name.begin(), name.end()).c_str()) == CURLE_OK &&
+      curl_mime_type(part, "application/octet-stream") == CURLE_OK &&
+      curl_mime_data_cb(part, file->size, &CurlForm::read, &CurlForm::seek, nullptr, file.get()) == CURLE_OK;
+  size_ += file->size;
+  files_.push_back(std::move(file));
+  return isBuilt;
+}
+
+std::size_t CurlForm::read(char* buffer, std::size_t size, std::size_t count, void* arg) {
+  auto& file = *static_cast<File*>(arg);
+  const auto wanted = std::min(static_cast<curl_off_t>(size * count), file.size - file.offset);
+  file.stream.read(buffer, static_cast<std::streamsize>(wanted));
+  if (file.stream.gcount() != wanted) return CURL_READFUNC_ABORT;
+  file.offset += wanted;
+  return static_cast<std::size_t>(wanted);
+}
+
+int CurlForm::seek(void* arg, curl_off_t offset, int origin) {
+  auto& file = *static_cast<File*>(arg);
+  if (origin != SEEK_SET || offset < 0 || offset > file.size) return CURL_SEEKFUNC_FAIL;
+  file.stream.clear();
+  file.stream.seekg(static_cast<std::streamoff>(offset));
+  if (!file.stream.good()) return CURL_SEEKFUNC_FAIL;
+  file.offset = offset;
+  return CURL_SEEKFUNC_OK;
+}
+
+}  // namespace KBL

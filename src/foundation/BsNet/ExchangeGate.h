@@ -1,0 +1,36 @@
+#pragma once
+
+namespace KBL {
+
+/// Keeps threads out of libcurl and its TLS library once the process is closing: those tear their state down
+/// at exit, while detached workers may still run. At exit the gate closes, exchanges see it within one beat,
+/// and the exiting thread waits a bounded time for them to leave.
+class ExchangeGate {
+ public:
+  /// One stay inside libcurl; not granted when the gate is closed.
+  class Pass {
+   public:
+    Pass();
+    ~Pass();
+    Pass(const Pass&) = delete;
+    Pass& operator=(const Pass&) = delete;
+    [[nodiscard]] bool isGranted() const { return granted_; }
+
+   private:
+    bool granted_;
+  };
+
+  [[nodiscard]] static bool isClosing();
+
+  /// Closes the gate when the process exits. To be called after libcurl's global set-up, so that it runs
+  /// before the TLS library's own exit handler.
+  static void closeAtExit();
+
+  /// Keeps an object that may no longer be freed.
+  static void park(void* object);
+
+ private:
+  static void close();
+};
+
+}  // namespace KBL
