@@ -2,6 +2,7 @@
 
 #include "authorize/switchboard/IBsExternlMediaAuthorize.h"
 #include "boundary/records/ExternlMediaPlatform.h"
+#include "foundation/object/RefPtr.h"
 
 #include <mutex>
 
@@ -18,5 +19,9 @@ extern int authorizeInstanceCounter;
 
 /// The manager of a platform, borrowed, or null; null for a platform outside the table, too.
 [[nodiscard]] IBsExternlMediaAuthorize* findAuthorize(int platform);
+
+/// The same with a reference of its own, added in one step against the last Release, so that the manager
+/// lives for as long as it is used.
+[[nodiscard]] RefPtr<IBsExternlMediaAuthorize> holdAuthorize(int platform);
 
 }  // namespace KBL

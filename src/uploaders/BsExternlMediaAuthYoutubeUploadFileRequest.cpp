@@ -1,0 +1,211 @@
+#include "uploaders/BsExternlMediaAuthYoutubeUploadFileRequest.h"
+
+#include "boundary/records/ExternlMediaKeys.h"
+#include "foundation/KblLogger/KblLogger.h"
+#include "requests/Endpoints.h"
+#include "requests/JsonAccess.h"
+#include "uploaders/VideoFile.h"
+#include "uploaders/isUploadStopped.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <ctime>
+#include <vector>
+
+namespace KBL {
+
+namespace {
+constexpr int httpOk = 200;
+constexpr int httpResumeIncomplete = 308;
+constexpr const char* tokenMissingMessage = "access token param invalid";
+// The service is asked about recording details although the metadata has none; the query stays as it is.
+constexpr const char* sessionQuery = "?part=snippet,status,recordingDetails&alt=json&uploadType=resumable";
+
+using Headers = std::map<std::string, std::string>;
+
+std::string bearer(const std::string& token) {
+  return "Bearer " + token;
+}
+
+/// Compact JSON of what the host said of the video. The tags travel as one text.
+std::string metadata(const std::string& title, const std::string& description, const std::string& tags,
+                     const std::string& privacy) {
+  Json::Value root;
+  root["snippet"]["title"] = title;
+  root["snippet"]["description"] = description;
+  root["snippet"]["tags"] = tags;
+  root["status"]["privacyStatus"] = privacy;
+  root["status"]["license"] = "youtube";
+  return compactJson(root);
+}
+
+Headers chunkHeaders(std::uint64_t offset, std::uint64_t size, std::uint64_t fileSize,
+                     const std::string& token) {
+  return {{"Content-Range", "bytes " + std::to_string(offset) + "-" + std::to_string(offset + size - 1) +
+                                "/" + std::to_string(fileSize)},
+          {"Content-Length", std::to_string(size)},
+          {"Authorization", bearer(token)},
+          {"accept-encoding", "gzip, deflate"}};
+}
+
+/// Percentage shown after `sent` bytes were accepted: one point behind the bytes, since 100 is kept for the
+/// answer that names the video. Computed in single precision as hosts know it; the whole file is told apart
+/// because the rounded product can fall short of 100.
+int shownPercent(std::uint64_t sent, std::uint64_t fileSize) {
+  const float percent =
+      sent >= fileSize ? 100.0F : 100.0F * static_cast<float>(sent) / static_cast<float>(fileSize);
+  return std::max(static_cast<int>(percent) - 1, 0);
+}
+}  // namespace
+
+BsExternlMediaAuthYoutubeUploadFileRequest::BsExternlMediaAuthYoutubeUploadFileRequest()
+    : UploadFileRequest(RequestConstants{requestYoutubeUploadFile, httpPost,
+                                         "urlExternlMediaAuthYoutubeUpload",
+                                         "ExternlMediaAuthYoutubeUpload"}) {}
+
+_Result BsExternlMediaAuthYoutubeUploadFileRequest::Request(IBsInfoReader* info, INetworkClient* client,
+                                                            NetReply* reply) {
+  reply->resultCode = 0;
+  reply->errorMessage.clear();
+  std::string token;
+  if (!fetchToken(token)) {
+    report(ErrorCode::tokenMissing, tokenMissingMessage);
+    return resultOk;
+  }
+  const std::string path = textOf(info, ExternlMediaUploadCharKey::filePath);
+  FileStream file;
+  if (const FileFault fault = openVideoFile(path, file); fault.code != ErrorCode::none) {
+    report(fault.code, fault.message);
+    return resultOk;
+  }
+  const auto resumableUri = openSession(info, client, reply, token, file.size());
+  if (!resumableUri) return resultOk;
+  KBL_LOG(info, "upload, " << path << ", file size:" << file.size() << ", chunk size: " << chunkSize);
+  sendChunks(file, *resumableUri, std::move(token), info, client, reply);
+  return resultOk;
+}
+
+std::optional<std::string> BsExternlMediaAuthYoutubeUploadFileRequest::openSession(IBsInfoReader* info,
+                                                                                   INetworkClient* client,
+                                                                                   NetReply* reply,
+                                                                                   const std::string& token,
+                                                                                   std::uint64_t fileSize) {
+  using Key = ExternlMediaUploadCharKey;
+  client->setHeaders({{"Content-Type", "application/json"},
+                      {"X-Upload-Content-Type", "application/octet-stream"},
+                      {"X-Upload-Content-Length", std::to_string(fileSize)},
+                      {"Authorization", bearer(token)}});
+  client->setBody(metadata(textOf(info, Key::title), textOf(info, Key::desc), textOf(info, Key::tags),
+                           textOf(info, Key::privacy)));
+  const std::string url = configuredUrl() + sessionQuery;
+  KBL_LOG(info, name << ":" << url);
+  *reply = client->perform(URL::FromString(url), httpMethod_, nullptr, nullptr, nullptr, nullptr);
+  const auto location = reply->headers.find("Location");
+  if (reply->httpCode != httpOk || location == reply->headers.end()) {
+    KBL_LOG(error, "resumable_uri is not exist");
+    reportReply(*reply);
+    return std::nullopt;
+  }
+  return location->second;
+}
+
+void BsExternlMediaAuthYoutubeUploadFileRequest::sendChunks(FileStream& file, const std::string& resumableUri,
+                                                            std::string token, IBsInfoReader* info,
+                                                            INetworkClient* client, NetReply* reply) {
+  std::srand(static_cast<unsigned>(std::time(nullptr)));  // for the pauses; process-wide, as hosts know it
+  const std::uint64_t fileSize = file.size();
+  std::vector<char> buffer(chunkSize);
+  std::uint64_t offset = 0;
+  while (!isUploadStopped(ownerTag_, info) && offset < fileSize) {
+    report(ErrorCode::none, "");
+    // Never past the size that was announced, should the file grow meanwhile.
+    const std::uint64_t size = file.read(buffer.data(), std::min(chunkSize, fileSize - offset));
+    if (size == 0) return fail(info, ErrorCode::noUsableData, "read file error");
+    // Taken anew for each chunk: a long upload outlives the token that it began with.
+    if (!fetchToken(token)) return fail(info, ErrorCode::tokenMissing, tokenMissingMessage);
+    const std::string_view chunk(buffer.data(), size);
+    if (!retryUpload(client, resumableUri, chunkHeaders(offset, size, fileSize, token), chunk, fileSize,
+                     offset, info, reply, triesPerChunk)) {
+      return;
+    }
+    if (isUploadStopped(ownerTag_, info)) return;
+    offset += size;
+  }
+}
+
+bool BsExternlMediaAuthYoutubeUploadFileRequest::retryUpload(INetworkClient* client, const std::string& uri,
+                                                             const Headers& headers, std::string_view body,
+                                                             std::uint64_t fileSize, std::uint64_t offset,
+                                                             IBsInfoReader* info, NetReply* reply,
+                                                             int maxTries) {
+  const URL url = URL::FromString(uri);
+  for (int tries = 0; tries < maxTries; ++tries) {
+    if (tries > 0) {
+      const auto range = headers.find("Content-Range");
+      KBL_LOG(info, "upload, " << (range == headers.end() ? "" : range->second) << ", try: " << tries << "/"
+                               << maxTries);
+    }
+    client->setHeaders(headers);
+    client->setBody(std::string(body));
+    *reply = client->perform(url, httpPut, nullptr, nullptr, nullptr, nullptr);
+    const bool accepted = reply->httpCode == httpOk || reply->httpCode == httpResumeIncomplete;
+    if (accepted) deliverProgress(info, shownPercent(offset + body.size(), fileSize));
+    if (reply->httpCode == httpOk && parseEnvelope(info, reply->content, errorInfo_.get(), reply) == 1 &&
+        !resultId_.empty()) {
+      succeed(info, std::string(Endpoint::youtubeHost) + "/watch?v=" + resultId_);
+    }
+    // A 200 that names no video is no failure of the chunk: the loop of chunks simply ends with the file.
+    if (accepted) return true;
+    pauseBeforeNextTry(info);
+  }
+
+  // Three refused tries read as the user's own cancel, although nobody cancelled: hosts rely on it.
+  if (reply->httpCode == httpOk && offset + body.size() == fileSize) {
+    fail(info, ErrorCode::idNotFound, "Expected field 'id' not found in response");
+  } else if (maxTries > 0) {
+    fail(info, ErrorCode::userCancelled, "User cancelled!");
+  } else {
+    fail(info, ErrorCode::triesExhausted, "Failed after " + std::to_string(maxTries) + " times try!");
+  }
+  return false;
+}
+
+int BsExternlMediaAuthYoutubeUploadFileRequest::checkResponseValid(const std::string& content,
+                                                                   Json::Value& root, std::string& message,
+                                                                   int& code) {
+  code = ErrorCode::none;
+  if (!parseJson(content, root, true)) {
+    message = "can't read json. response:" + content;
+  } else if (!root.isObject() || !root.isMember("error")) {
+    return 1;
+  } else {
+    code = jsonInt(jsonMember(root, "error"), "code");
+    message = jsonText(jsonMember(root, "error"), "message");
+  }
+  KBL_LOG(info, name << ", error code:" << code << ",msg:" << message << ",content:" << content
+                     << ", url: " << configuredUrl());
+  return 0;
+}
+
+int BsExternlMediaAuthYoutubeUploadFileRequest::parseEnvelope(IBsInfoReader*, const std::string& content,
+                                                              IBsErrorInfo* error, NetReply* reply) {
+  gotResult_ = false;
+  resultId_.clear();
+  if (error->errorCode() != ErrorCode::none) return 0;
+  Json::Value root;
+  std::string message;
+  int code = ErrorCode::none;
+  if (checkResponseValid(content, root, message, code) == 0) {
+    error->setError(code, message.c_str());
+    return 0;
+  }
+  if (root.isObject() && root.isMember("kind") && jsonMember(root, "id").isString()) {
+    gotResult_ = true;
+    resultId_ = jsonText(root, "id");
+    return 1;
+  }
+  error->setError(reply->resultCode, content.c_str());
+  return 0;
+}
+
+}  // namespace KBL

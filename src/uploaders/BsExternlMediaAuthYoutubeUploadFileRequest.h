@@ -1,0 +1,47 @@
+#pragma once
+
+#include "foundation/KblUtils/FileStream.h"
+#include "uploaders/UploadFileRequest.h"
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace KBL {
+
+/// Sends one video to YouTube with the resumable upload protocol: one exchange that opens a session with the
+/// video's metadata, then the file in chunks. Memory does not grow with the file: one chunk buffer, and one
+/// copy of the chunk as the body.
+class BsExternlMediaAuthYoutubeUploadFileRequest : public UploadFileRequest {
+ public:
+  static constexpr std::uint64_t chunkSize = 2097152;
+  static constexpr int triesPerChunk = 3;
+
+  BsExternlMediaAuthYoutubeUploadFileRequest();
+
+  /// Always resultOk: what went wrong stands in `errorInfo`.
+  _Result Request(IBsInfoReader* info, INetworkClient* client, NetReply* reply) override;
+  int checkResponseValid(const std::string& content, Json::Value& root, std::string& message,
+                         int& code) override;
+  int parseEnvelope(IBsInfoReader* info, const std::string& content, IBsErrorInfo* error,
+                    NetReply* reply) override;
+
+  /// Sends one chunk, which starts at `offset` of a file of `fileSize` bytes, at most `maxTries` times; the
+  /// last answer stands in `reply`. True: go on with the next chunk. False: every try was refused, the upload
+  /// is marked as failed.
+  bool retryUpload(INetworkClient* client, const std::string& uri,
+                   const std::map<std::string, std::string>& headers, std::string_view body,
+                   std::uint64_t fileSize, std::uint64_t offset, IBsInfoReader* info, NetReply* reply,
+                   int maxTries);
+
+ private:
+  /// The address of the session that the service opened, or nothing.
+  std::optional<std::string> openSession(IBsInfoReader* info, INetworkClient* client, NetReply* reply,
+                                         const std::string& token, std::uint64_t fileSize);
+  void sendChunks(FileStream& file, const std::string& resumableUri, std::string token, IBsInfoReader* info,
+                  INetworkClient* client, NetReply* reply);
+};
+
+}  // namespace KBL

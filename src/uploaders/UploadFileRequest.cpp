@@ -1,0 +1,77 @@
+#include "uploaders/UploadFileRequest.h"
+
+#include "authorize/switchboard/ExternlMediaAuthCallbackProxy.h"
+#include "boundary/records/ExternlMediaKeys.h"
+#include "boundary/records/Records.h"
+#include "foundation/BsNet/BsErrorInfo.h"
+#include "foundation/BsNet/covertToErrorCode.h"
+#include "foundation/KblUtils/TimeUtil.h"
+#include "uploaders/isUploadStopped.h"
+
+#include <cstdlib>
+
+namespace KBL {
+
+int UploadFileRequest::handleRequestData(IBsBaseRequest*, IBsInfoReader* info, IBsErrorInfo*, NetReply*) {
+  if (!gotResult_) return resultFailed;
+  const auto copy = makeRef<BsExternlMediaAuthMixedInfo>();
+  copy->updataFrom(info);
+  setReplyInfo(copy);
+  return resultOk;
+}
+
+bool UploadFileRequest::fetchToken(std::string& token) const {
+  std::string newest = ExternlMediaAuthCallbackProxy::instance().accessToken(ownerTag_, userUuid_);
+  if (!newest.empty()) token = std::move(newest);
+  return !token.empty();
+}
+
+std::string UploadFileRequest::textOf(IBsInfoReader* info, const char* key) {
+  const char* const text = info == nullptr ? nullptr : info->charKeyConfig(key);
+  return text == nullptr ? std::string() : text;
+}
+
+void UploadFileRequest::setText(IBsInfoReader* info, const char* key, const std::string& value) {
+  if (auto* const record = dynamic_cast<BsBaseInfoRW*>(info)) record->setCharKeyConfig(key, value.c_str());
+}
+
+void UploadFileRequest::report(int code, const std::string& message) {
+  errorInfo_->setError(code, message.c_str());
+  if (code != ErrorCode::none) return;
+  if (auto* const error = dynamic_cast<BsErrorInfo*>(errorInfo_.get())) error->setOriginCode(0);
+}
+
+void UploadFileRequest::fail(IBsInfoReader* info, int code, const std::string& message) {
+  setText(info, ExternlMediaUploadCharKey::stopFlag, UploadStopFlag::error);
+  report(code, message);
+}
+
+void UploadFileRequest::reportReply(const NetReply& reply) {
+  if (reply.resultCode != 0) {
+    report(covertToErrorCode(&reply.resultCode), reply.errorMessage);
+    if (auto* const error = dynamic_cast<BsErrorInfo*>(errorInfo_.get())) {
+      error->setOriginCode(reply.resultCode);
+    }
+  } else if (reply.httpCode != 200) {
+    report(reply.httpCode, reply.content);
+  }
+}
+
+void UploadFileRequest::succeed(IBsInfoReader* info, const std::string& videoUrl) {
+  setText(info, ExternlMediaUploadCharKey::stopFlag, UploadStopFlag::success);
+  setText(info, ExternlMediaUploadCharKey::videoUrl, videoUrl);
+  setText(info, ExternlMediaUploadCharKey::progress, "100");
+  errorInfo_->setError(ErrorCode::none, "");
+}
+
+void UploadFileRequest::deliverProgress(IBsInfoReader* info, int percent) {
+  setText(info, ExternlMediaUploadCharKey::progress, std::to_string(percent));
+  _callback(info, errorInfo_.get(), false);
+}
+
+void UploadFileRequest::pauseBeforeNextTry(IBsInfoReader* info) const {
+  if (isUploadStopped(ownerTag_, info)) return;
+  TimeUtil::sleepMs(std::rand() % 950 + 50);
+}
+
+}  // namespace KBL

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "requests/BsExternlMediaAuthRequest.h"
+
+#include <string>
+
+namespace KBL {
+
+/// What the upload requests of all platforms share: the token, the upload record, reports, the pause before
+/// another try and the result. Everything runs on the worker of the chain.
+class UploadFileRequest : public ConcreteAuthRequest {
+ public:
+  using ConcreteAuthRequest::ConcreteAuthRequest;
+
+  /// Keeps a copy of `info` as the reply when the service gave the upload a result; else 1.
+  int handleRequestData(IBsBaseRequest* self, IBsInfoReader* info, IBsErrorInfo* error,
+                        NetReply* reply) override;
+
+ protected:
+  /// Takes the user's platform token as it stands now. `token` keeps its former text when there is none, so
+  /// that an upload which has begun outlasts its user's sign-out. False when it reads as empty afterwards.
+  [[nodiscard]] bool fetchToken(std::string& token) const;
+
+  /// Text of the upload record; a key that is unset reads as empty.
+  [[nodiscard]] static std::string textOf(IBsInfoReader* info, const char* key);
+  static void setText(IBsInfoReader* info, const char* key, const std::string& value);
+
+  /// Writes the request's error state; code 0 clears it with the origin code.
+  void report(int code, const std::string& message);
+  /// The same, and marks the upload as failed.
+  void fail(IBsInfoReader* info, int code, const std::string& message);
+  /// Reports the failure of an exchange: a transport failure by its code, any status but 200 by the status
+  /// and the body, and nothing for a 200.
+  void reportReply(const NetReply& reply);
+  /// Marks the upload as finished; `videoUrl` is what the host is told.
+  void succeed(IBsInfoReader* info, const std::string& videoUrl);
+  /// Stores the percentage and tells the callbacks at once.
+  void deliverProgress(IBsInfoReader* info, int percent);
+  /// Sleeps 50 to 999 ms before the next try. A stopped upload goes on at once: a stop takes the delay away,
+  /// not the tries.
+  void pauseBeforeNextTry(IBsInfoReader* info) const;
+
+  bool gotResult_ = false;  ///< a response carried the result
+  std::string resultId_;    ///< the service's name of the finished video
+};
+
+}  // namespace KBL
