@@ -6,7 +6,12 @@
 
 #include <json/value.h>
 
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
 #include <map>
+#include <mutex>
+#include <source_location>
 #include <string>
 
 namespace KBL {
@@ -43,6 +48,9 @@ struct RequestConstants {
 /// A request is born with a count of 0; its creator takes the first reference and hands it to the worker with
 /// `asyncRequestWithInfo`. References are given back late, from detached threads, so that no thread destroys
 /// the object that it runs on. Until the start the creator's thread alone touches a request, then its worker.
+///
+/// A request that waits on another one is registered as a callback of it and starts, or is dropped, in its
+/// `queryResponse`. A dropped request gives its creator's reference back and drops those that wait on it.
 class BsExternlMediaAuthRequest : public KblBaseRequest, public IOwnedRequest {
  public:
   BsExternlMediaAuthRequest();
@@ -86,10 +94,10 @@ class BsExternlMediaAuthRequest : public KblBaseRequest, public IOwnedRequest {
   [[nodiscard]] const std::string& ownerTag() const override { return ownerTag_; }
   [[nodiscard]] const std::string& userUuid() const { return userUuid_; }
   /// The request's error state; never null.
-  [[nodiscard]] RefPtr<IBsErrorInfo> errorInfo() const { return errorInfo_; }
+  [[nodiscard]] RefPtr<IBsErrorInfo> errorInfo() const;
   /// What `handleRequestData` stored; never null.
-  [[nodiscard]] RefPtr<IBsInfoReader> replyInfo() const { return replyInfo_; }
-  /// Replace them, giving the former ones up.
+  [[nodiscard]] RefPtr<IBsInfoReader> replyInfo() const;
+  /// Replace them, giving the former ones up. Any thread.
   void setErrorInfo(RefPtr<IBsErrorInfo> error);
   void setReplyInfo(RefPtr<IBsInfoReader> info);
 
@@ -113,18 +121,59 @@ class BsExternlMediaAuthRequest : public KblBaseRequest, public IOwnedRequest {
   std::string ownerTag_;
   std::string userUuid_;
   RefPtr<IBsPubInfo> pubInfoCopy_;  ///< full copy of the public information, secret included
-  RefPtr<IBsInfoReader> replyInfo_;
-  RefPtr<IBsErrorInfo> errorInfo_;
 
  private:
+  enum class Started { yes, alreadyRunning, no };
+  /// Whether the start of a request clears an abort flag that is set, or gives way to it.
+  enum class AbortFlag { clear, respect };
+
+  // The exchange. `runAttempt` returns the error object that the attempt wrote, which the request may have
+  // exchanged for another one meanwhile.
+  RefPtr<IBsErrorInfo> runAttempt(IBsInfoReader* info);
+  void attempt(IBsInfoReader* info, IBsErrorInfo& error);
+  void applyServerProxy(INetworkClient& client);
+  void reportFailure(const NetReply& reply, IBsErrorInfo& error);
+  void failExchange(IBsInfoReader* info, IBsErrorInfo& error, NetReply& reply);
+
+  // The worker.
+  [[nodiscard]] Started start(IBsInfoReader* info, AbortFlag abortFlagRule);
+  [[nodiscard]] bool takeWorker(AbortFlag abortFlagRule, Started& refusal);
   void _asyncRequestWithInfo(IBsInfoReader* info);
+  [[nodiscard]] RefPtr<IBsErrorInfo> runTries(IBsInfoReader* info);
+  void tellOutcome(IBsInfoReader* info, IBsErrorInfo& error);
+  void endWorker(IBsInfoReader* info);
+
+  // The chain.
+  void drop(IBsInfoReader* info, IBsErrorInfo* error, bool othersDecide);
+  void dropWaitingRequests(IBsInfoReader* info, IBsErrorInfo* error, bool othersDecide);
+
+  mutable std::mutex resultMutex_;  // a leaf: a poll replaces the two while the worker still reads them
+  RefPtr<IBsInfoReader> replyInfo_;
+  RefPtr<IBsErrorInfo> errorInfo_;
+  std::atomic<std::size_t> responseSize_{0};
+  bool abortedForGood_ = false;  // guarded by abortMutex
 };
 
-/// Base of the concrete requests: answers "BsExternlMediaAuthRequest" to the cast by name, and nothing else.
+/// Base of the concrete requests: answers "BsExternlMediaAuthRequest" to the cast by name, and nothing else,
+/// and keeps what their exchanges share.
 class ConcreteAuthRequest : public BsExternlMediaAuthRequest {
  public:
   using BsExternlMediaAuthRequest::BsExternlMediaAuthRequest;
   void* QueryInterfaceByName(const char* name) override;
+
+ protected:
+  /// Refuses the exchange before any network use.
+  static _Result refuse(NetReply& reply, int code, const char* message);
+  /// Logs the name, the address and `logSuffix`, and runs the exchange there. An address that is not usable,
+  /// such as one that a blank in a token has spoilt, is refused with "url invalid".
+  _Result exchange(INetworkClient& client, NetReply& reply, const std::string& address,
+                   const std::string& logSuffix = {},
+                   const std::source_location& caller = std::source_location::current());
+  /// The text under `key`, or empty, or `otherwise`, when it is unset.
+  [[nodiscard]] static std::string textOf(IBsInfoReader* info, const char* key);
+  [[nodiscard]] static std::string textOr(IBsInfoReader* info, const char* key, const char* otherwise);
+  /// A new mixed record with a copy of `info`, as the reply.
+  void keepCopyAsReply(IBsInfoReader* info);
 };
 
 /// Sets a request up from its manager's context: network proxy, public parameters, timeout, platform, owner

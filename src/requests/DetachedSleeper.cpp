@@ -1,0 +1,31 @@
+#include "requests/DetachedSleeper.h"
+
+#include "foundation/KblUtils/TimeUtil.h"
+
+#include <exception>
+#include <thread>
+#include <utility>
+
+namespace KBL {
+
+namespace {
+void sleepAndRun(int milliseconds, const std::function<void()>& action) {
+  try {
+    TimeUtil::sleepMs(milliseconds);
+    action();
+  } catch (...) {
+    // A detached thread has nobody to tell.
+  }
+}
+}  // namespace
+
+bool runDetachedAfter(int milliseconds, std::function<void()> action) {
+  try {
+    std::thread([milliseconds, run = std::move(action)] { sleepAndRun(milliseconds, run); }).detach();
+    return true;
+  } catch (const std::exception&) {
+    return false;
+  }
+}
+
+}  // namespace KBL
