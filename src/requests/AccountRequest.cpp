@@ -14,7 +14,8 @@ namespace {
 constexpr int codeNotChecked = 1000;
 }
 
-int AccountRequest::parseEnvelope(IBsInfoReader*, const std::string& content, IBsErrorInfo* error, NetReply*) {
+int AccountRequest::parseEnvelope(IBsInfoReader*, const std::string& content, IBsErrorInfo* error,
+                                  NetReply*) {
   parsed_ = false;
   clearMembers();
   Json::Value root;

@@ -121,6 +121,10 @@ class BsExternlMediaAuthRequest : public KblBaseRequest, public IOwnedRequest {
   std::string ownerTag_;
   std::string userUuid_;
   RefPtr<IBsPubInfo> pubInfoCopy_;  ///< full copy of the public information, secret included
+  // Where another thread may exchange them (a login that polls), they are reached through the operations
+  // above.
+  RefPtr<IBsInfoReader> replyInfo_;
+  RefPtr<IBsErrorInfo> errorInfo_;
 
  private:
   enum class Started { yes, alreadyRunning, no };
@@ -147,9 +151,7 @@ class BsExternlMediaAuthRequest : public KblBaseRequest, public IOwnedRequest {
   void drop(IBsInfoReader* info, IBsErrorInfo* error, bool othersDecide);
   void dropWaitingRequests(IBsInfoReader* info, IBsErrorInfo* error, bool othersDecide);
 
-  mutable std::mutex resultMutex_;  // a leaf: a poll replaces the two while the worker still reads them
-  RefPtr<IBsInfoReader> replyInfo_;
-  RefPtr<IBsErrorInfo> errorInfo_;
+  mutable std::mutex resultMutex_;  // a leaf: a poll exchanges replyInfo_ and errorInfo_ beside the worker
   std::atomic<std::size_t> responseSize_{0};
   bool abortedForGood_ = false;  // guarded by abortMutex
 };
