@@ -7,7 +7,7 @@ namespace sandbox {
 
 namespace {
 
-constexpr std::array<std::pair<Route, std::string_view>, 15> kNames{{
+constexpr std::array<std::pair<Route, std::string_view>, 16> kNames{{
     {Route::clientCredentials, "clientCredentials"},
     {Route::session, "session"},
     {Route::consentPage, "consentPage"},
@@ -21,6 +21,7 @@ constexpr std::array<std::pair<Route, std::string_view>, 15> kNames{{
     {Route::youtubeUploadChunk, "youtubeUploadChunk"},
     {Route::tiktokUserInfo, "tiktokUserInfo"},
     {Route::douyinUserInfo, "douyinUserInfo"},
+    {Route::avatar, "avatar"},
     {Route::inspection, "inspection"},
     {Route::unknown, "unknown"},
 }};

@@ -20,6 +20,7 @@ enum class Route {
   youtubeUploadChunk,  // PUT   one chunk, or a status query
   tiktokUserInfo,      // POST
   douyinUserInfo,      // GET
+  avatar,              // GET   a user's picture
   inspection,          // everything below /sandbox/ (never disturbed by faults)
   unknown              // everything else; answered 404
 };

@@ -1,0 +1,262 @@
+#include "sandbox/Sandbox.h"
+
+#include "sandbox/FaultBook.h"
+#include "sandbox/JsonText.h"
+#include "sandbox/RequestLog.h"
+#include "sandbox/Text.h"
+#include "sandbox/server/HttpServer.h"
+#include "sandbox/server/Router.h"
+#include "sandbox/server/TlsContext.h"
+#include "sandbox/services/Service.h"
+#include "sandbox/state/AccountBook.h"
+#include "sandbox/state/StateFile.h"
+#include "sandbox/state/UploadBook.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+
+namespace sandbox {
+
+namespace {
+
+std::string writeAuthority(const std::string& stateDir, const std::string& pem) {
+  const std::string folder = stateDir.empty() ? std::filesystem::temp_directory_path().string() : stateDir;
+  const std::string name =
+      stateDir.empty() ? "sandbox-authority-" + randomText(12) + ".pem" : "authority.pem";
+  const std::string path = folder + "/" + name;
+  std::ofstream file(path, std::ios::binary);
+  file << pem;
+  file.close();
+  if (!file) throw std::runtime_error("can't write " + path);
+  return path;
+}
+
+}  // namespace
+
+class Sandbox::Impl {
+ public:
+  explicit Impl(SandboxOptions wanted)
+      : options(std::move(wanted)),
+        accounts(options),
+        log(options.recordedBodyLimit, options.recordedRequestLimit),
+        state(
+            options.stateDir, [this](const Json::Value& kept) { merge(kept); }, [this] { return kept(); }),
+        tls(options.tls ? std::make_unique<TlsContext>(options.certificate) : nullptr),
+        server(options.port, router, faults, log, tls.get()),
+        context{options, accounts, uploads, faults, log, state, {}} {
+    context.baseUrl =
+        std::string(options.tls ? "https" : "http") + "://127.0.0.1:" + std::to_string(server.port());
+    state.load();
+    services = makeServices(context);
+    for (const std::unique_ptr<Service>& service : services) service->addTo(router);
+    if (tls) authorityFile = writeAuthority(options.stateDir, tls->authorityPem());
+    server.startListening();
+  }
+
+  ~Impl() {
+    stop();
+    if (authorityFile.empty() || !options.stateDir.empty()) return;
+    std::error_code ignored;
+    std::filesystem::remove(authorityFile, ignored);
+  }
+
+  void stop() {
+    faults.stop();
+    accounts.stop();
+    uploads.stop();
+    log.stop();
+    server.stopListening();
+    try {
+      state.save();
+    } catch (const std::exception&) {
+      // The folder has gone or is full; there is nobody left to tell.
+    }
+  }
+
+  void merge(const Json::Value& keptState) {
+    if (!keptState.isObject()) return;
+    accounts.merge(keptState["accounts"]);
+    uploads.merge(keptState["uploads"]);
+  }
+
+  [[nodiscard]] Json::Value kept() const {
+    Json::Value value;
+    value["accounts"] = accounts.kept();
+    value["uploads"] = uploads.kept();
+    return value;
+  }
+
+  const SandboxOptions options;
+  AccountBook accounts;
+  UploadBook uploads;
+  FaultBook faults;
+  RequestLog log;
+  StateFile state;
+  Router router;
+  const std::unique_ptr<TlsContext> tls;
+  HttpServer server;
+  ServiceContext context;
+  std::vector<std::unique_ptr<Service>> services;
+  std::string authorityFile;
+};
+
+Sandbox::Sandbox(SandboxOptions options) : impl_(std::make_unique<Impl>(std::move(options))) {}
+Sandbox::~Sandbox() = default;
+void Sandbox::stop() {
+  impl_->stop();
+}
+
+std::string Sandbox::baseUrl() const {
+  return impl_->context.baseUrl;
+}
+int Sandbox::port() const {
+  return impl_->server.port();
+}
+
+std::map<std::string, std::string> Sandbox::cloudConfig() const {
+  std::map<std::string, std::string> urls;
+  for (const std::unique_ptr<Service>& service : impl_->services) {
+    for (const auto& [key, path] : service->urlKeys()) urls[key] = baseUrl() + path;
+  }
+  return urls;
+}
+
+std::string Sandbox::cloudConfigJson() const {
+  Json::Value value(Json::objectValue);
+  for (const auto& [key, url] : cloudConfig()) value[key] = url;
+  return readableJson(value) + "\n";
+}
+
+std::string Sandbox::caFile() const {
+  return impl_->authorityFile;
+}
+void Sandbox::setListening(bool listening) {
+  listening ? impl_->server.startListening() : impl_->server.stopListening();
+}
+
+std::vector<User> Sandbox::users() const {
+  return impl_->accounts.users();
+}
+void Sandbox::addUser(const User& user) {
+  impl_->accounts.addUser(user);
+}
+bool Sandbox::chooseUser(const std::string& openId) {
+  return impl_->accounts.chooseUser(openId);
+}
+
+void Sandbox::setConsent(Consent consent) {
+  impl_->accounts.setConsent(consent);
+}
+void Sandbox::setPollsBeforeConsent(unsigned polls) {
+  impl_->accounts.setPollsBeforeConsent(polls);
+}
+std::vector<LoginSession> Sandbox::loginSessions() const {
+  return impl_->accounts.sessions();
+}
+std::optional<std::string> Sandbox::waitForPendingLogin(std::chrono::milliseconds limit) {
+  return impl_->accounts.waitForPending(limit);
+}
+bool Sandbox::allow(const std::string& sessionId, const std::string& openId) {
+  return impl_->accounts.decide(sessionId, true, openId);
+}
+bool Sandbox::deny(const std::string& sessionId) {
+  return impl_->accounts.decide(sessionId, false, {});
+}
+
+IssuedTokens Sandbox::issueTokens(Platform platform, const std::string& openId) {
+  const IssuedTokens tokens = impl_->accounts.issueTokens(platform, openId);
+  impl_->state.save();
+  return tokens;
+}
+
+std::string Sandbox::issueAccountToken() {
+  const std::string token = impl_->accounts.issueAccountToken();
+  impl_->state.save();
+  return token;
+}
+
+void Sandbox::setTokenLifetime(std::chrono::seconds lifetime) {
+  impl_->accounts.setTokenLifetime(lifetime);
+}
+
+void Sandbox::expireAccessTokens(const std::string& openId) {
+  impl_->accounts.expire(TokenKind::access, openId);
+  impl_->state.save();
+}
+
+void Sandbox::expireAccountTokens() {
+  impl_->accounts.expire(TokenKind::account, {});
+  impl_->state.save();
+}
+
+void Sandbox::revokeTokens(const std::string& openId) {
+  impl_->accounts.revoke(openId);
+  impl_->state.save();
+}
+
+std::optional<TokenState> Sandbox::token(const std::string& text) const {
+  return impl_->accounts.token(text);
+}
+
+std::vector<RecordedRequest> Sandbox::requests() const {
+  return impl_->log.all();
+}
+std::vector<RecordedRequest> Sandbox::requests(Route route) const {
+  return impl_->log.of(route);
+}
+std::size_t Sandbox::requestCount(Route route) const {
+  return impl_->log.count(route);
+}
+bool Sandbox::waitForRequests(Route route, std::size_t count, std::chrono::milliseconds limit) {
+  return impl_->log.waitForArrived(route, count, limit);
+}
+void Sandbox::clearRequests() {
+  impl_->log.clear();
+}
+std::size_t Sandbox::connectionCount() const {
+  return impl_->server.connectionCount();
+}
+std::size_t Sandbox::openConnections() const {
+  return impl_->server.openConnections();
+}
+
+std::vector<UploadRecord> Sandbox::uploads() const {
+  return impl_->uploads.all();
+}
+
+std::optional<UploadRecord> Sandbox::uploadByMediaId(const std::string& mediaId) const {
+  for (UploadRecord& upload : impl_->uploads.all()) {
+    if (upload.mediaId == mediaId) return std::move(upload);
+  }
+  return std::nullopt;
+}
+
+bool Sandbox::waitForUploads(std::size_t count, std::chrono::milliseconds limit) {
+  return impl_->uploads.waitForComplete(count, limit);
+}
+
+FaultId Sandbox::orderFault(Route route, Fault fault, unsigned nth, unsigned times) {
+  return impl_->faults.order(route, std::move(fault), nth, times);
+}
+unsigned Sandbox::faultsDelivered(FaultId id) const {
+  return impl_->faults.deliveredCount(id);
+}
+unsigned Sandbox::faultsDelivered() const {
+  return impl_->faults.deliveredCount();
+}
+unsigned Sandbox::faultsOutstanding() const {
+  return impl_->faults.outstanding();
+}
+bool Sandbox::waitForFaults(FaultId id, unsigned count, std::chrono::milliseconds limit) {
+  return impl_->faults.waitForDelivered(id, count, limit);
+}
+void Sandbox::releaseStalls() {
+  impl_->faults.releaseStalls();
+}
+void Sandbox::clearFaults() {
+  impl_->faults.withdrawAll();
+}
+
+}  // namespace sandbox

@@ -1,0 +1,31 @@
+// The stand-in servers as a program of their own.
+#include "sandbox/Foreground.h"
+
+#include <CLI/CLI.hpp>
+#include <iostream>
+#include <map>
+#include <string>
+
+int main(int argc, char** argv) {
+  sandbox::SandboxOptions options;
+  std::string configFile;
+  const std::map<std::string, sandbox::Consent> consents{{"auto", sandbox::Consent::automatic},
+                                                         {"ask", sandbox::Consent::ask}};
+
+  CLI::App app("Stand-ins for the account server, Google, YouTube, TikTok and Douyin on 127.0.0.1");
+  app.add_option("--port", options.port, "port to listen on; 0 takes a free one")
+      ->check(CLI::Range(0, 65535));
+  app.add_option("--state-dir", options.stateDir, "keep users, tokens and finished uploads in this folder");
+  app.add_option("--consent", options.consent, "auto: logins are allowed by themselves; ask: on the page")
+      ->transform(CLI::CheckedTransformer(consents));
+  app.add_option("--config-file", configFile, "write the cloud configuration here instead of printing it");
+  app.add_option("--app-secret", options.appSecret, "the application secret to accept; empty accepts any");
+  app.add_flag("--tls", options.tls, "https with a certificate made at start");
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    // The parser's own codes are not ours: wrong use is 2.
+    return app.exit(error) == 0 ? 0 : 2;
+  }
+  return sandbox::runInForeground(options, configFile, std::cout, std::cerr);
+}

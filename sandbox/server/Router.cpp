@@ -1,0 +1,30 @@
+#include "sandbox/server/Router.h"
+
+#include "sandbox/Text.h"
+
+namespace sandbox {
+
+void Router::add(Endpoint endpoint) {
+  endpoints_.push_back(std::move(endpoint));
+}
+
+Router::Match Router::find(const std::string& method, const std::string& path) const {
+  Match match;
+  for (const Endpoint& endpoint : endpoints_) {
+    const bool withRest = endpoint.match == Endpoint::Path::withRest;
+    const bool same = withRest ? path.size() > endpoint.path.size() && path.starts_with(endpoint.path)
+                               : path == endpoint.path;
+    if (!same) continue;
+    if (endpoint.method != method) {
+      match.otherMethod = true;
+      continue;
+    }
+    match.endpoint = &endpoint;
+    match.rest = withRest ? percentDecoded(path.substr(endpoint.path.size())) : std::string();
+    match.otherMethod = false;
+    return match;
+  }
+  return match;
+}
+
+}  // namespace sandbox

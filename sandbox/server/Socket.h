@@ -1,0 +1,35 @@
+#pragma once
+#include <chrono>
+#include <cstddef>
+
+// The calls of the system on sockets, in one place. A socket is the system's descriptor; who opened it closes
+// it.
+namespace sandbox::socket {
+
+using Handle = int;
+inline constexpr Handle kNone = -1;
+
+// Bytes received; 0 at the end of the stream, after a failure and after shutDown.
+[[nodiscard]] std::size_t receive(Handle handle, char* bytes, std::size_t count);
+// False when not everything could be sent.
+[[nodiscard]] bool sendAll(Handle handle, const char* bytes, std::size_t count);
+// True once the peer has closed or reset its side, whatever still lies unread.
+[[nodiscard]] bool peerClosed(Handle handle);
+void setNoDelay(Handle handle);
+// Wakes every thread that is blocked on the socket; it stays open.
+void shutDown(Handle handle);
+// Ends our side, then reads what the peer still sends for at most `limit`, so that the close that follows is
+// no reset.
+void sayGoodbye(Handle handle, std::chrono::milliseconds limit);
+// The peer gets a reset.
+void closeWithReset(Handle handle);
+void close(Handle handle);
+
+// Binds a port of 127.0.0.1 without listening (0: any). It refuses connections and keeps others from taking
+// the port. kNone when the port is taken.
+[[nodiscard]] Handle reservePort(int port);
+[[nodiscard]] int portOf(Handle handle);
+// More connections may wait to be taken than the server library asks for.
+void widenBacklog(Handle handle);
+
+}  // namespace sandbox::socket

@@ -1,0 +1,19 @@
+#pragma once
+#include "sandbox/services/Service.h"
+
+namespace sandbox {
+
+// The pages in the person's browser: the one that asks for consent, and the one that closes a login.
+class ConsentPage final : public Service {
+ public:
+  explicit ConsentPage(ServiceContext& context) : context_(context) {}
+  void addTo(Router& router) override;
+
+ private:
+  Reply show(const Call& call);
+  Reply decide(const Call& call);
+
+  ServiceContext& context_;
+};
+
+}  // namespace sandbox

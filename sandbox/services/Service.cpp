@@ -1,0 +1,39 @@
+#include "sandbox/services/Service.h"
+
+#include "sandbox/services/AccountServer.h"
+#include "sandbox/services/Avatar.h"
+#include "sandbox/services/ConsentPage.h"
+#include "sandbox/services/DouyinProfile.h"
+#include "sandbox/services/GoogleProfile.h"
+#include "sandbox/services/Inspection.h"
+#include "sandbox/services/TiktokProfile.h"
+#include "sandbox/services/YoutubeUpload.h"
+
+namespace sandbox {
+
+bool ServiceContext::isGoodAccountToken(const std::string& token) const {
+  if (token.empty()) return false;
+  if (!accounts.token(token)) state.load();
+  return accounts.isGoodAccountToken(token);
+}
+
+std::optional<User> ServiceContext::userOf(const std::string& accessToken, Platform platform) const {
+  if (accessToken.empty()) return std::nullopt;
+  if (!accounts.token(accessToken)) state.load();
+  return accounts.userOf(accessToken, platform);
+}
+
+std::vector<std::unique_ptr<Service>> makeServices(ServiceContext& context) {
+  std::vector<std::unique_ptr<Service>> services;
+  services.push_back(std::make_unique<AccountServer>(context));
+  services.push_back(std::make_unique<ConsentPage>(context));
+  services.push_back(std::make_unique<GoogleProfile>(context));
+  services.push_back(std::make_unique<Avatar>(context));
+  services.push_back(std::make_unique<YoutubeUpload>(context));
+  services.push_back(std::make_unique<TiktokProfile>(context));
+  services.push_back(std::make_unique<DouyinProfile>(context));
+  services.push_back(std::make_unique<Inspection>(context));
+  return services;
+}
+
+}  // namespace sandbox

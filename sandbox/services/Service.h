@@ -1,0 +1,44 @@
+#pragma once
+#include "sandbox/FaultBook.h"
+#include "sandbox/RequestLog.h"
+#include "sandbox/SandboxOptions.h"
+#include "sandbox/server/Router.h"
+#include "sandbox/state/AccountBook.h"
+#include "sandbox/state/StateFile.h"
+#include "sandbox/state/UploadBook.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace sandbox {
+
+// What all services share. Outlives them.
+struct ServiceContext {
+  const SandboxOptions& options;
+  AccountBook& accounts;
+  UploadBook& uploads;
+  FaultBook& faults;
+  RequestLog& log;
+  StateFile& state;
+  std::string baseUrl;
+
+  // Both look into the state folder for a token that another process may have issued meanwhile.
+  [[nodiscard]] bool isGoodAccountToken(const std::string& token) const;
+  [[nodiscard]] std::optional<User> userOf(const std::string& accessToken, Platform platform) const;
+};
+
+// One stand-in. A new one is a class of its own, a line in makeServices and its rows in Route.
+class Service {
+ public:
+  virtual ~Service() = default;
+  virtual void addTo(Router& router) = 0;
+  // Keys of the cloud configuration and the paths they lead to.
+  [[nodiscard]] virtual std::vector<std::pair<std::string, std::string>> urlKeys() const { return {}; }
+};
+
+[[nodiscard]] std::vector<std::unique_ptr<Service>> makeServices(ServiceContext& context);
+
+}  // namespace sandbox

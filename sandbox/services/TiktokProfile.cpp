@@ -1,0 +1,69 @@
+#include "sandbox/services/TiktokProfile.h"
+
+#include "sandbox/JsonText.h"
+#include "sandbox/services/Avatar.h"
+
+namespace sandbox {
+
+namespace {
+
+constexpr const char* kUserInfoPath = "/tiktok/user/info/";
+constexpr const char* kUploadPath = "/tiktok/share/video/upload/";
+
+constexpr int kInvalidParameter = 2100005;
+constexpr int kInvalidToken = 2190002;
+constexpr int kExpiredToken = 2190008;
+
+Reply answer(const Json::Value& data, int code, const std::string& message) {
+  Json::Value root;
+  root["data"] = data;
+  root["error"]["code"] = code;
+  root["error"]["message"] = message;
+  Reply reply;
+  reply.body = compactJson(root);
+  return reply;
+}
+
+Reply failure(int code, const std::string& message) {
+  return answer(Json::Value(Json::objectValue), code, message);
+}
+
+}  // namespace
+
+void TiktokProfile::addTo(Router& router) {
+  router.add({Route::tiktokUserInfo, "POST", kUserInfoPath, [this](Call& call) { return userInfo(call); }});
+}
+
+std::vector<std::pair<std::string, std::string>> TiktokProfile::urlKeys() const {
+  return {{"urlMediaAuthTiktokUserInfo", kUserInfoPath}, {"urlExternlMediaAuthTiktokUpload", kUploadPath}};
+}
+
+Reply TiktokProfile::userInfo(const Call& call) {
+  const std::optional<Json::Value> body = parseJson(call.body);
+  if (!body || !body->isObject()) return failure(kInvalidParameter, "Invalid parameters");
+  const std::optional<std::string> token = textMember(*body, "access_token");
+  const Json::Value& fields = (*body)["fields"];
+  if (!token || !fields.isArray() || fields.empty()) return failure(kInvalidParameter, "Invalid parameters");
+  const std::optional<User> user = context_.userOf(*token, Platform::tiktok);
+  if (!user) {
+    const bool known = context_.accounts.token(*token).has_value();
+    return known ? failure(kExpiredToken, "Access token expired")
+                 : failure(kInvalidToken, "Access token invalid");
+  }
+
+  Json::Value known;
+  known["open_id"] = user->openId;
+  known["union_id"] = "union-" + user->openId;
+  known["avatar_url"] = Avatar::url(context_, *user);
+  known["display_name"] = user->name;
+  Json::Value data;
+  data["user"] = Json::Value(Json::objectValue);
+  for (const Json::Value& field : fields) {
+    if (!field.isString() || !known.isMember(field.asString()))
+      return failure(kInvalidParameter, "Invalid field");
+    data["user"][field.asString()] = known[field.asString()];
+  }
+  return answer(data, 0, "");
+}
+
+}  // namespace sandbox

@@ -1,0 +1,235 @@
+#include "sandbox/state/AccountBook.h"
+
+#include "sandbox/Text.h"
+
+#include <algorithm>
+
+namespace sandbox {
+
+namespace {
+
+using Clock = std::chrono::system_clock;
+
+std::vector<User> madeUpUsers() {
+  return {{"107000000000000000001", "ada.quill@example.com", "Ada Quill", "Ada", "Quill", "en"},
+          {"107000000000000000002", "bruno.marsh@example.com", "Bruno Marsh", "Bruno", "Marsh", "de"},
+          {"107000000000000000003", "mei.lin@example.com", "Mei Lin \xE6\x9E\x97\xE7\xBE\x8E", "Mei", "Lin",
+           "zh"}};
+}
+
+bool isLive(const TokenState& state) {
+  return !state.revoked && Clock::now() < state.expiry;
+}
+
+}  // namespace
+
+AccountBook::AccountBook(const SandboxOptions& options)
+    : accountTokenLifetime_(options.accountTokenLifetime),
+      tokenLength_(options.tokenLength),
+      rotateRefreshTokens_(options.rotateRefreshTokens),
+      tokenLifetime_(options.tokenLifetime),
+      consent_(options.consent),
+      pollsBeforeConsent_(options.pollsBeforeConsent),
+      users_(madeUpUsers()),
+      chosen_(users_.front().openId) {}
+
+std::vector<User> AccountBook::users() const {
+  const std::lock_guard lock(mutex_);
+  return users_;
+}
+
+std::optional<User> AccountBook::user(const std::string& openId) const {
+  const std::lock_guard lock(mutex_);
+  const User* const found = find(openId);
+  return found ? std::optional(*found) : std::nullopt;
+}
+
+void AccountBook::addUser(const User& user) {
+  const std::lock_guard lock(mutex_);
+  std::erase_if(users_, [&](const User& known) { return known.openId == user.openId; });
+  users_.push_back(user);
+}
+
+bool AccountBook::chooseUser(const std::string& openId) {
+  const std::lock_guard lock(mutex_);
+  if (!find(openId)) return false;
+  chosen_ = openId;
+  return true;
+}
+
+User AccountBook::chosenUser() const {
+  const std::lock_guard lock(mutex_);
+  return *find(chosen_);
+}
+
+void AccountBook::setConsent(Consent consent) {
+  const std::lock_guard lock(mutex_);
+  consent_ = consent;
+}
+
+void AccountBook::setPollsBeforeConsent(unsigned polls) {
+  const std::lock_guard lock(mutex_);
+  pollsBeforeConsent_ = polls;
+}
+
+LoginSession AccountBook::openSession(Platform platform, const std::string& url,
+                                      std::vector<std::string> scopes, const std::string& pageUrl) {
+  const std::lock_guard lock(mutex_);
+  Login login;
+  login.session.id = randomText(24);
+  login.session.platform = platform;
+  login.session.url = url;
+  login.session.scopes = std::move(scopes);
+  login.session.openUrl = pageUrl + login.session.id;
+  logins_.push_back(login);
+  changed_.notify_all();
+  return login.session;
+}
+
+std::optional<LoginSession> AccountBook::session(const std::string& id) const {
+  const std::lock_guard lock(mutex_);
+  for (const Login& login : logins_) {
+    if (login.session.id == id) return login.session;
+  }
+  return std::nullopt;
+}
+
+std::vector<LoginSession> AccountBook::sessions() const {
+  const std::lock_guard lock(mutex_);
+  std::vector<LoginSession> sessions;
+  for (const Login& login : logins_) sessions.push_back(login.session);
+  return sessions;
+}
+
+std::optional<AccountBook::Poll> AccountBook::poll(const std::string& sessionId) {
+  const std::lock_guard lock(mutex_);
+  Login* const login = findLogin(sessionId);
+  if (!login) return std::nullopt;
+  LoginSession& session = login->session;
+  ++session.polls;
+  const bool due = consent_ == Consent::automatic && session.polls > pollsBeforeConsent_;
+  if (session.decision == Decision::pending && due) decideLocked(*login, true, chosen_);
+  return Poll{session, login->tokens};
+}
+
+bool AccountBook::decide(const std::string& sessionId, bool allowed, const std::string& openId) {
+  const std::lock_guard lock(mutex_);
+  Login* const login = findLogin(sessionId);
+  if (!login || login->session.decision != Decision::pending) return false;
+  return decideLocked(*login, allowed, openId.empty() ? chosen_ : openId);
+}
+
+std::optional<std::string> AccountBook::waitForPending(std::chrono::milliseconds limit) {
+  std::unique_lock lock(mutex_);
+  const auto pending = [&] {
+    return std::find_if(logins_.begin(), logins_.end(),
+                        [](const Login& login) { return login.session.decision == Decision::pending; });
+  };
+  changed_.wait_for(lock, limit, [&] { return stopping_ || pending() != logins_.end(); });
+  return pending() == logins_.end() ? std::nullopt : std::optional(pending()->session.id);
+}
+
+std::string AccountBook::issueAccountToken() {
+  const std::lock_guard lock(mutex_);
+  std::string token = "sbx-account-" + randomText(32);
+  tokens_[token] = {TokenKind::account, Platform::youtube, {}, Clock::now() + accountTokenLifetime_, false};
+  return token;
+}
+
+IssuedTokens AccountBook::issueTokens(Platform platform, const std::string& openId) {
+  const std::lock_guard lock(mutex_);
+  return issue(platform, openId.empty() ? chosen_ : openId);
+}
+
+std::optional<IssuedTokens> AccountBook::refresh(const std::string& refreshToken) {
+  const std::lock_guard lock(mutex_);
+  const auto found = tokens_.find(refreshToken);
+  if (found == tokens_.end() || found->second.kind != TokenKind::refresh || !isLive(found->second))
+    return std::nullopt;
+  if (rotateRefreshTokens_) found->second.revoked = true;
+  // A copy: issuing changes the map.
+  const TokenState spent = found->second;
+  IssuedTokens tokens = issue(spent.platform, spent.openId);
+  if (rotateRefreshTokens_) return tokens;
+  tokens_.erase(tokens.refreshToken);
+  tokens.refreshToken = refreshToken;
+  return tokens;
+}
+
+void AccountBook::setTokenLifetime(std::chrono::seconds lifetime) {
+  const std::lock_guard lock(mutex_);
+  tokenLifetime_ = lifetime;
+}
+
+void AccountBook::expire(TokenKind kind, const std::string& openId) {
+  const std::lock_guard lock(mutex_);
+  for (auto& [text, state] : tokens_) {
+    if (state.kind != kind || (!openId.empty() && state.openId != openId)) continue;
+    state.expiry = std::min(state.expiry, Clock::now());
+  }
+}
+
+void AccountBook::revoke(const std::string& openId) {
+  const std::lock_guard lock(mutex_);
+  for (auto& [text, state] : tokens_) {
+    if (state.kind != TokenKind::account && (openId.empty() || state.openId == openId)) state.revoked = true;
+  }
+}
+
+std::optional<TokenState> AccountBook::token(const std::string& text) const {
+  const std::lock_guard lock(mutex_);
+  const auto found = tokens_.find(text);
+  return found == tokens_.end() ? std::nullopt : std::optional(found->second);
+}
+
+bool AccountBook::isGoodAccountToken(const std::string& text) const {
+  const std::optional<TokenState> state = token(text);
+  return state && state->kind == TokenKind::account && isLive(*state);
+}
+
+std::optional<User> AccountBook::userOf(const std::string& accessToken, Platform platform) const {
+  const std::optional<TokenState> state = token(accessToken);
+  if (!state || state->kind != TokenKind::access || state->platform != platform || !isLive(*state))
+    return std::nullopt;
+  return user(state->openId);
+}
+
+void AccountBook::stop() {
+  const std::lock_guard lock(mutex_);
+  stopping_ = true;
+  changed_.notify_all();
+}
+
+IssuedTokens AccountBook::issue(Platform platform, const std::string& openId) {
+  IssuedTokens tokens{"sbx-access-" + randomText(40), "sbx-refresh-" + randomText(40), tokenLifetime_};
+  if (tokens.accessToken.size() < tokenLength_) tokens.accessToken.resize(tokenLength_, 'x');
+  tokens_[tokens.accessToken] = {TokenKind::access, platform, openId, Clock::now() + tokenLifetime_, false};
+  tokens_[tokens.refreshToken] = {TokenKind::refresh, platform, openId, Clock::time_point::max(), false};
+  return tokens;
+}
+
+bool AccountBook::decideLocked(Login& login, bool allowed, const std::string& openId) {
+  if (!allowed) {
+    login.session.decision = Decision::denied;
+    return true;
+  }
+  if (!find(openId)) return false;
+  login.session.decision = Decision::allowed;
+  login.session.openId = openId;
+  login.tokens = issue(login.session.platform, openId);
+  return true;
+}
+
+const User* AccountBook::find(const std::string& openId) const {
+  const auto found =
+      std::find_if(users_.begin(), users_.end(), [&](const User& user) { return user.openId == openId; });
+  return found == users_.end() ? nullptr : &*found;
+}
+
+AccountBook::Login* AccountBook::findLogin(const std::string& id) {
+  const auto found = std::find_if(logins_.begin(), logins_.end(),
+                                  [&](const Login& login) { return login.session.id == id; });
+  return found == logins_.end() ? nullptr : &*found;
+}
+
+}  // namespace sandbox

@@ -1,0 +1,92 @@
+#pragma once
+#include "sandbox/Account.h"
+#include "sandbox/SandboxOptions.h"
+
+#include <json/value.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace sandbox {
+
+// Users, logins and tokens. Thread-safe.
+//
+// Tokens and users are kept between processes, and several processes may share a state folder; so a token is
+// never removed from the book but marked, and what another process knows of it is merged in.
+class AccountBook {
+ public:
+  explicit AccountBook(const SandboxOptions& options);
+
+  [[nodiscard]] std::vector<User> users() const;
+  [[nodiscard]] std::optional<User> user(const std::string& openId) const;
+  void addUser(const User& user);
+  bool chooseUser(const std::string& openId);
+  [[nodiscard]] User chosenUser() const;
+
+  void setConsent(Consent consent);
+  void setPollsBeforeConsent(unsigned polls);
+  LoginSession openSession(Platform platform, const std::string& url, std::vector<std::string> scopes,
+                           const std::string& pageUrl);
+  [[nodiscard]] std::optional<LoginSession> session(const std::string& id) const;
+  [[nodiscard]] std::vector<LoginSession> sessions() const;
+  // One question to the code endpoint. The tokens are there once the login is allowed, and the same for every
+  // later question.
+  struct Poll {
+    LoginSession session;
+    IssuedTokens tokens;
+  };
+  std::optional<Poll> poll(const std::string& sessionId);
+  bool decide(const std::string& sessionId, bool allowed, const std::string& openId);
+  std::optional<std::string> waitForPending(std::chrono::milliseconds limit);
+
+  std::string issueAccountToken();
+  IssuedTokens issueTokens(Platform platform, const std::string& openId);
+  // Spends the refresh token; nothing when it is unknown, revoked or spent.
+  std::optional<IssuedTokens> refresh(const std::string& refreshToken);
+  void setTokenLifetime(std::chrono::seconds lifetime);
+  void expire(TokenKind kind, const std::string& openId);
+  void revoke(const std::string& openId);
+  [[nodiscard]] std::optional<TokenState> token(const std::string& text) const;
+  [[nodiscard]] bool isGoodAccountToken(const std::string& text) const;
+  // Whose access token of the platform this is; nothing when it is unknown, expired or revoked.
+  [[nodiscard]] std::optional<User> userOf(const std::string& accessToken, Platform platform) const;
+
+  // What is kept between processes, and its way back; both leave out and ignore what is long over.
+  [[nodiscard]] Json::Value kept() const;
+  void merge(const Json::Value& kept);
+
+  // Ends all waits for good.
+  void stop();
+
+ private:
+  struct Login {
+    LoginSession session;
+    IssuedTokens tokens;
+  };
+  IssuedTokens issue(Platform platform, const std::string& openId);
+  bool decideLocked(Login& login, bool allowed, const std::string& openId);
+  [[nodiscard]] const User* find(const std::string& openId) const;
+  Login* findLogin(const std::string& id);
+
+  const std::chrono::seconds accountTokenLifetime_;
+  const std::size_t tokenLength_;
+  const bool rotateRefreshTokens_;
+  mutable std::mutex mutex_;
+  std::condition_variable changed_;
+  std::chrono::seconds tokenLifetime_;
+  Consent consent_;
+  unsigned pollsBeforeConsent_;
+  std::vector<User> users_;
+  std::string chosen_;
+  std::vector<Login> logins_;
+  std::map<std::string, TokenState> tokens_;
+  bool stopping_ = false;
+};
+
+}  // namespace sandbox

@@ -1,0 +1,145 @@
+#include "sandbox/state/UploadBook.h"
+
+#include "sandbox/JsonText.h"
+#include "sandbox/Text.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace sandbox {
+
+namespace {
+
+UploadRecord recordFrom(const Json::Value& value) {
+  const auto text = [&](const char* name) { return textMember(value, name).value_or(""); };
+  const auto number = [&](const char* name) {
+    return static_cast<std::uint64_t>(std::max(0LL, integerMember(value, name).value_or(0)));
+  };
+  UploadRecord record;
+  record.service = text("service");
+  record.uploadId = text("upload_id");
+  record.mediaId = text("media_id");
+  record.openId = text("open_id");
+  record.mediaType = text("media_type");
+  record.metadata = text("metadata");
+  record.announcedSize = number("announced_size");
+  record.receivedSize = number("received_size");
+  record.sha256 = text("sha256");
+  record.complete = true;
+  return record;
+}
+
+}  // namespace
+
+Json::Value jsonOf(const UploadRecord& record) {
+  Json::Value value;
+  value["service"] = record.service;
+  value["upload_id"] = record.uploadId;
+  value["media_id"] = record.mediaId;
+  value["open_id"] = record.openId;
+  value["media_type"] = record.mediaType;
+  value["metadata"] = record.metadata;
+  value["announced_size"] = Json::UInt64(record.announcedSize);
+  value["received_size"] = Json::UInt64(record.receivedSize);
+  value["sha256"] = record.sha256;
+  value["complete"] = record.complete;
+  value["chunks"] = Json::UInt64(record.chunks.size());
+  return value;
+}
+
+UploadBook::Loan::~Loan() {
+  if (!entry_) return;
+  const std::lock_guard lock(book_->mutex_);
+  entry_->borrowed = false;
+  book_->changed_.notify_all();
+}
+
+void UploadBook::Loan::commit(const UploadedChunk& chunk, const Sha256& hash, bool last,
+                              const std::string& sha256) {
+  const std::lock_guard lock(book_->mutex_);
+  entry_->record.chunks.push_back(chunk);
+  entry_->record.receivedSize = chunk.offset + chunk.size;
+  entry_->record.complete = last;
+  entry_->record.sha256 = sha256;
+  entry_->hash = hash;
+  book_->changed_.notify_all();
+}
+
+std::string UploadBook::open(UploadRecord record) {
+  constexpr std::size_t kMediaIdLength = 11;
+  const std::lock_guard lock(mutex_);
+  record.uploadId = randomText(40);
+  record.mediaId = randomText(kMediaIdLength);
+  const std::string uploadId = record.uploadId;
+  entries_.emplace_back();
+  entries_.back().record = std::move(record);
+  return uploadId;
+}
+
+bool UploadBook::knows(const std::string& uploadId) const {
+  const std::lock_guard lock(mutex_);
+  return std::any_of(entries_.begin(), entries_.end(),
+                     [&](const Entry& entry) { return entry.record.uploadId == uploadId; });
+}
+
+std::optional<UploadBook::Loan> UploadBook::borrow(const std::string& uploadId,
+                                                   std::chrono::milliseconds limit) {
+  std::unique_lock lock(mutex_);
+  Entry* const entry = find(uploadId);
+  if (!entry) return std::nullopt;
+  if (!changed_.wait_for(lock, limit, [&] { return stopping_ || !entry->borrowed; }) || stopping_)
+    return std::nullopt;
+  entry->borrowed = true;
+  return Loan(*this, *entry);
+}
+
+std::vector<UploadRecord> UploadBook::all() const {
+  const std::lock_guard lock(mutex_);
+  std::vector<UploadRecord> records;
+  for (const Entry& entry : entries_) records.push_back(entry.record);
+  return records;
+}
+
+bool UploadBook::waitForComplete(std::size_t count, std::chrono::milliseconds limit) {
+  std::unique_lock lock(mutex_);
+  const auto reached = [&] {
+    const auto complete = std::count_if(entries_.begin(), entries_.end(),
+                                        [](const Entry& entry) { return entry.record.complete; });
+    return static_cast<std::size_t>(complete) >= count;
+  };
+  changed_.wait_for(lock, limit, [&] { return stopping_ || reached(); });
+  return reached();
+}
+
+Json::Value UploadBook::kept() const {
+  const std::lock_guard lock(mutex_);
+  Json::Value value(Json::objectValue);
+  for (const Entry& entry : entries_) {
+    if (entry.record.complete) value[entry.record.uploadId] = jsonOf(entry.record);
+  }
+  return value;
+}
+
+void UploadBook::merge(const Json::Value& kept) {
+  if (!kept.isObject()) return;
+  const std::lock_guard lock(mutex_);
+  for (const std::string& uploadId : kept.getMemberNames()) {
+    if (!kept[uploadId].isObject() || find(uploadId)) continue;
+    entries_.emplace_back();
+    entries_.back().record = recordFrom(kept[uploadId]);
+  }
+}
+
+void UploadBook::stop() {
+  const std::lock_guard lock(mutex_);
+  stopping_ = true;
+  changed_.notify_all();
+}
+
+UploadBook::Entry* UploadBook::find(const std::string& uploadId) {
+  const auto found = std::find_if(entries_.begin(), entries_.end(),
+                                  [&](const Entry& entry) { return entry.record.uploadId == uploadId; });
+  return found == entries_.end() ? nullptr : &*found;
+}
+
+}  // namespace sandbox

@@ -1,0 +1,73 @@
+#pragma once
+#include "sandbox/UploadRecord.h"
+#include "sandbox/state/Sha256.h"
+
+#include <json/value.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace sandbox {
+
+// What was uploaded and what is being uploaded. Thread-safe. Finished uploads are kept between processes.
+class UploadBook {
+ private:
+  struct Entry {
+    UploadRecord record;
+    Sha256 hash;
+    bool borrowed = false;
+  };
+
+ public:
+  // The right to add to one upload, held by one request at a time.
+  class Loan {
+   public:
+    Loan(UploadBook& book, Entry& entry) : book_(&book), entry_(&entry) {}
+    Loan(Loan&& other) noexcept : book_(other.book_), entry_(std::exchange(other.entry_, nullptr)) {}
+    Loan& operator=(Loan&&) = delete;
+    ~Loan();
+
+    [[nodiscard]] const UploadRecord& record() const { return entry_->record; }
+    [[nodiscard]] const Sha256& hash() const { return entry_->hash; }
+    // The chunk was received whole: `hash` is over all bytes up to its end. `sha256` is set when it was the
+    // last.
+    void commit(const UploadedChunk& chunk, const Sha256& hash, bool last, const std::string& sha256);
+
+   private:
+    UploadBook* book_;
+    Entry* entry_;
+  };
+
+  // Gives the record its ids and returns the upload id.
+  std::string open(UploadRecord record);
+  [[nodiscard]] bool knows(const std::string& uploadId) const;
+  // Waits while another request holds the upload; nothing when it is unknown or stays held for `limit`.
+  std::optional<Loan> borrow(const std::string& uploadId, std::chrono::milliseconds limit);
+
+  [[nodiscard]] std::vector<UploadRecord> all() const;
+  bool waitForComplete(std::size_t count, std::chrono::milliseconds limit);
+
+  [[nodiscard]] Json::Value kept() const;
+  void merge(const Json::Value& kept);
+
+  // Ends all waits for good.
+  void stop();
+
+ private:
+  Entry* find(const std::string& uploadId);
+
+  mutable std::mutex mutex_;
+  std::condition_variable changed_;
+  std::deque<Entry> entries_;  // a deque: loans point into it while it grows
+  bool stopping_ = false;
+};
+
+// The record as the inspection routes and the state file show it, without its chunks.
+[[nodiscard]] Json::Value jsonOf(const UploadRecord& record);
+
+}  // namespace sandbox
