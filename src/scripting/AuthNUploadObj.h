@@ -1,0 +1,66 @@
+#pragma once
+
+#include "authorize/switchboard/IExternlMediaTransfer.h"
+#include "boundary/records/HostRecords.h"
+#include "scripting/UploadEventSink.h"
+#include "uploaders/IPlatformUploadProxy.h"
+
+#include <cstdint>
+#include <memory>
+
+namespace KBL {
+
+/// Warns that `caller` is obsolete and answers true, where the platform is native and its manager exists;
+/// everywhere else the call stays alive.
+[[nodiscard]] bool warnObsolete(int platform, const char* caller);
+
+/// The one object behind an upload transfer. Call by call it chooses what serves the platform: the native
+/// proxy wherever the platform's manager exists, a script object otherwise. No platform has a script object
+/// while the library embeds no interpreter; what would need one answers resultNoObject. With a manager the
+/// calls of the script age are obsolete: they warn and do nothing.
+///
+/// The transfer's thread calls the operations; `userCallBack` comes on workers. The host configures before it
+/// starts.
+class CAuthNUploadObj final {
+ public:
+  CAuthNUploadObj();
+  ~CAuthNUploadObj();
+  CAuthNUploadObj(const CAuthNUploadObj&) = delete;
+  CAuthNUploadObj& operator=(const CAuthNUploadObj&) = delete;
+
+  // In the order of the slots. Results are values of _Result, or the proxy's.
+  virtual std::int32_t SetPlatform(std::uint32_t platform);
+  virtual std::int32_t SetAppBrand(int brand);
+  virtual std::int32_t GetLoginURL(char* url);
+  virtual std::int32_t Logout();
+  /// An obsolete call says so in `error`, if that is not null.
+  virtual std::int32_t VerifyRedirectURL(const char* url, char* error);
+  /// An obsolete call says so in `error`, if that is not null.
+  virtual std::int32_t SetAccessToken(const char* token, char* error);
+  virtual std::int32_t GetUserInfo(hostAccountRecord* record);
+  virtual std::int32_t SetCallback(TransferCallback callback);
+  /// Returns when the upload was handed over; the outcome comes through `userCallBack` alone.
+  virtual std::int32_t StartUpload(hostTransferRecord* record);
+  virtual std::int32_t StopUpload();
+  virtual std::int32_t SetAppIdAndSecret(const char* id, const char* secret, const char* redirectUrl);
+  virtual std::int32_t PushMessage(hostShareRecord* record);
+
+  void setHostContext(void* context) { events_->setHostContext(context); }
+  [[nodiscard]] void* hostContext() const { return events_->hostContext(); }
+  /// The transfer that owns this object and that the host is told with each event; borrowed.
+  void setTransfer(IExternlMediaTransfer* transfer) { events_->setTransfer(transfer); }
+  /// The way of all events to the host; outlives this object.
+  [[nodiscard]] std::shared_ptr<UploadEventSink> events() const { return events_; }
+  /// Tells the host what happened; see IUploadEventSink.
+  void userCallBack(unsigned code, const char* text, int value) { events()->userCallBack(code, text, value); }
+
+ private:
+  /// The proxy, made on first need; null while the platform has no manager or is not native.
+  IPlatformUploadProxy* ensureProxy();
+
+  std::int32_t platform_ = -1;
+  std::shared_ptr<UploadEventSink> events_;
+  std::shared_ptr<IPlatformUploadProxy> proxy_;
+};
+
+}  // namespace KBL
