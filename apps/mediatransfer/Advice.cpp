@@ -1,0 +1,113 @@
+#include "Advice.h"
+
+#include "foundation/BsNet/Result.h"
+#include "foundation/BsNet/covertToErrorCode.h"
+#include "foundation/KblLogger/LogSinks.h"
+
+#include <charconv>
+
+namespace host {
+namespace {
+
+std::string signInAgain(std::string_view platform) {
+  return "sign in with: mediatransfer login " + (platform.empty() ? "PLATFORM" : std::string(platform));
+}
+
+bool isTransportFailure(int code) {
+  return code > KBL::transportErrorBase && code < KBL::transportErrorBase + 1000;
+}
+
+std::string meaningOf(int code) {
+  if (isTransportFailure(code)) return "the server cannot be reached";
+  switch (code) {
+    case KBL::ErrorCode::urlInvalid:
+      return "the cloud configuration has no usable address for this service";
+    case KBL::ErrorCode::paramInvalid:
+      return "something that the service needs is missing";
+    case KBL::ErrorCode::loginTimeout:
+      return "nobody finished the login in the browser in time";
+    case KBL::ErrorCode::userCancelled:
+      return "the service kept refusing, or the upload was stopped";
+    case KBL::ErrorCode::noUsableData:
+      return "nobody is signed in";
+    case KBL::ErrorCode::tokenExpired:
+      return "the stored login has expired";
+    case KBL::ErrorCode::tokenMissing:
+      return "there is no access token";
+    case KBL::ErrorCode::replyNotRead:
+      return "the server's answer cannot be read";
+    case KBL::ErrorCode::fileNotExist:
+    case KBL::ErrorCode::fileOpenFailed:
+    case KBL::ErrorCode::fileEmpty:
+    case KBL::ErrorCode::fileTooLarge:
+      return "the file cannot be uploaded";
+    case 401:
+    case 403:
+      return "the service refused";
+    default:
+      return code >= 400 && code < 600 ? "the server answered with status " + std::to_string(code)
+                                       : "the service said no";
+  }
+}
+
+std::string nextStep(int code, std::string_view platform) {
+  if (isTransportFailure(code)) return "check the network, --proxy and the addresses of --cloud-config";
+  switch (code) {
+    case KBL::ErrorCode::urlInvalid:
+      return "check the addresses of --cloud-config";
+    case KBL::ErrorCode::paramInvalid:
+      return "check --app-secret (or MEDIATRANSFER_APP_SECRET), or " + signInAgain(platform);
+    case KBL::ErrorCode::loginTimeout:
+      return "run the command again, --timeout SECONDS gives more time";
+    case KBL::ErrorCode::noUsableData:
+    case KBL::ErrorCode::tokenExpired:
+    case KBL::ErrorCode::tokenMissing:
+    case 401:
+    case 403:
+      return signInAgain(platform);
+    case KBL::ErrorCode::fileNotExist:
+    case KBL::ErrorCode::fileOpenFailed:
+    case KBL::ErrorCode::fileEmpty:
+    case KBL::ErrorCode::fileTooLarge:
+      return "give another file";
+    default:
+      return "run again with -v to see the exchange";
+  }
+}
+
+}  // namespace
+
+std::string explainError(int code, const std::string& text, std::string_view platform) {
+  std::string line = meaningOf(code) + " (" + std::to_string(code);
+  if (const std::string shown = singleLine(withoutSecrets(text)); !shown.empty()) line += ": " + shown;
+  return line + "); " + nextStep(code, platform);
+}
+
+UploadErrorText splitUploadError(const std::string& text) {
+  UploadErrorText split{0, text};
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), split.code);
+  if (error != std::errc() || end == text.data() + text.size() || *end != ',') return {0, text};
+  split.message = std::string(end + 1, text.data() + text.size());
+  return split;
+}
+
+std::string withoutSecrets(const std::string& text) {
+  return KBL::maskSecrets(text);
+}
+
+std::string singleLine(const std::string& text) {
+  constexpr std::size_t limit = 400;
+  std::size_t length = text.size();
+  if (length > limit) {
+    length = limit;
+    while (length > 0 && (static_cast<unsigned char>(text[length]) & 0xC0U) == 0x80U) --length;
+  }
+  std::string line = text.substr(0, length);
+  for (char& c : line) {
+    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = ' ';
+  }
+  while (line.ends_with(' ')) line.pop_back();
+  return length < text.size() ? line + "..." : line;
+}
+
+}  // namespace host

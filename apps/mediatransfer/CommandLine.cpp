@@ -1,0 +1,223 @@
+#include "CommandLine.h"
+
+#include "Failure.h"
+#include "Secrets.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+
+namespace host {
+namespace {
+
+std::string platformNames() {
+  std::string names;
+  for (const Platform& platform : platforms) {
+    if (!names.empty()) names += ", ";
+    names += platform.name;
+  }
+  return names;
+}
+
+/// The parser, and the texts that it fills and that are checked afterwards.
+class Parser {
+ public:
+  Parser() {
+    app_.require_subcommand(1);
+    app_.fallthrough();
+    addSharedOptions();
+    addLogin();
+    addVerify();
+    addUserCommand(Command::whoami, "whoami", "Show the user of PLATFORM who is signed in");
+    addUserCommand(Command::logout, "logout", "Sign out of PLATFORM and forget the tokens");
+    addUpload();
+    addAlbums();
+    addMedia();
+    addDownload();
+    addSandbox();
+  }
+
+  std::variant<Options, Help> parse(std::vector<std::string> arguments) {
+    std::reverse(arguments.begin(), arguments.end());
+    try {
+      app_.parse(arguments);
+    } catch (const CLI::CallForHelp&) {
+      return Help{helpOfCalledCommand()};
+    } catch (const CLI::ParseError& error) {
+      throw Failure(Exit::wrongUse, std::string(error.what()) + "; see mediatransfer --help");
+    }
+    check();
+    return options_;
+  }
+
+ private:
+  void addSharedOptions() {
+    CLI::Option* const sandbox =
+        app_.add_flag("--sandbox", options_.sandbox, "Use stand-in servers inside this process");
+    app_.add_option("--consent", consent_, "Who consents to a login of the stand-in servers: auto or ask")
+        ->check(CLI::IsMember({"auto", "ask"}));
+    app_.add_option("--cloud-config", options_.cloudConfigFile, "JSON object from URL key to server address")
+        ->option_text("FILE")
+        ->excludes(sandbox);
+    app_.add_option("--cache-dir", options_.cacheDir, "Folder of the enciphered logins")->option_text("DIR");
+    app_.add_option("--proxy", options_.proxy, "http://, socks4:// or socks5://[USER:PASSWORD@]HOST:PORT")
+        ->option_text("URL")
+        ->envname("MEDIATRANSFER_PROXY");
+    app_.add_flag("--json", options_.json, "Write one JSON object a line to the standard output");
+    app_.add_option("--log", options_.logFile, "Write the library's log to FILE")->option_text("FILE");
+    app_.add_flag("-v", options_.verbosity, "Show the library's log; twice: debug lines too");
+    app_.add_option("--app-id", options_.appId, "Application id of scripted platforms")
+        ->option_text("ID")
+        ->envname("MEDIATRANSFER_APP_ID");
+    app_.add_option("--app-secret", options_.appSecret, "Application secret; @FILE reads it from FILE")
+        ->option_text("S")
+        ->envname("MEDIATRANSFER_APP_SECRET");
+    app_.add_option("--app-redirect", options_.appRedirect, "Redirect address of scripted platforms")
+        ->option_text("URL")
+        ->envname("MEDIATRANSFER_APP_REDIRECT");
+    app_.add_option("--python-home", options_.pythonHome, "Home of the scripts of scripted platforms")
+        ->option_text("DIR")
+        ->envname("MEDIATRANSFER_PYTHON_HOME");
+  }
+
+  CLI::App* addCommand(Command command, const std::string& name, const std::string& description) {
+    CLI::App* const sub = app_.add_subcommand(name, description);
+    sub->callback([this, command] { options_.command = command; });
+    return sub;
+  }
+
+  CLI::App* addPlatformCommand(Command command, const std::string& name, const std::string& description) {
+    CLI::App* const sub = addCommand(command, name, description);
+    sub->add_option("PLATFORM", platform_, platformNames())->required();
+    return sub;
+  }
+
+  void addUser(CLI::App& sub) {
+    sub.add_option("--user", options_.user, "Which user; without it, who signed in last")
+        ->option_text("UUID");
+  }
+
+  void addLogin() {
+    CLI::App& sub = *addPlatformCommand(Command::login, "login", "Sign in to PLATFORM with a browser");
+    sub.add_option("--timeout", options_.timeoutSeconds, "How long to wait for the browser (120)")
+        ->option_text("SECONDS")
+        ->check(CLI::Range(1, 86400));
+    sub.add_flag("--no-browser", options_.noBrowser, "Only print the address, open no browser");
+    sub.add_option("--scope", options_.scope, "OAuth scopes, separated by commas")->option_text("TEXT");
+    sub.add_option("--platform-id", options_.platformId, "The account server's number of the platform")
+        ->option_text("N");
+    CLI::Option* const script = sub.add_flag("--script", options_.script, "Sign in through the script");
+    sub.add_flag("--manager", options_.manager, "Sign in through the authorization manager")
+        ->excludes(script);
+    sub.add_option("--redirect-url", options_.redirectUrl,
+                   "The address that the browser reached, for scripted platforms")
+        ->option_text("URL");
+  }
+
+  void addVerify() {
+    addUser(*addPlatformCommand(Command::verify, "verify", "Check a stored login and renew its token"));
+  }
+
+  void addUserCommand(Command command, const std::string& name, const std::string& description) {
+    addUser(*addPlatformCommand(command, name, description));
+  }
+
+  void addUpload() {
+    CLI::App& sub = *addPlatformCommand(Command::upload, "upload", "Upload a video FILE to PLATFORM");
+    sub.add_option("FILE", options_.file, "The video")->required();
+    sub.add_option("--title", options_.title, "Without it, the file's name")->option_text("T");
+    sub.add_option("--description", options_.description)->option_text("T");
+    sub.add_option("--tags", options_.tags)->option_text("T");
+    sub.add_option("--category", options_.category)->option_text("T");
+    sub.add_option("--privacy", options_.privacy, "Without it, private")->option_text("P");
+    sub.add_option("--thumbnail", options_.thumbnail)->option_text("FILE");
+    addUser(sub);
+    sub.add_flag("--script", options_.script, "Upload through the script");
+    sub.add_option("--patience", options_.patienceSeconds, "How long to go on without any news (180)")
+        ->option_text("SECONDS")
+        ->check(CLI::Range(1, 86400));
+  }
+
+  void addToken(CLI::App& sub) {
+    sub.add_option("--token", options_.token, "Access token; @FILE reads it from FILE")
+        ->option_text("T")
+        ->envname("MEDIATRANSFER_TOKEN");
+  }
+
+  void addAlbums() {
+    CLI::App& sub = *addCommand(Command::albums, "albums", "List a user's albums");
+    sub.add_option("SERVICE", options_.service, "facebook")->required()->check(CLI::IsMember({"facebook"}));
+    addToken(sub);
+  }
+
+  void addMedia() {
+    CLI::App& sub = *addCommand(Command::media, "media", "List a user's pictures and videos");
+    sub.add_option("SERVICE", options_.service, "facebook, flickr or instagram")
+        ->required()
+        ->check(CLI::IsMember({"facebook", "flickr", "instagram"}));
+    addToken(sub);
+    sub.add_option("--album", options_.album, "Album of facebook")->option_text("ID");
+    sub.add_option("--key", options_.key, "Application key of flickr")
+        ->option_text("K")
+        ->envname("MEDIATRANSFER_KEY");
+    sub.add_option("--secret", options_.secret, "Application secret of flickr; @FILE reads it from FILE")
+        ->option_text("S")
+        ->envname("MEDIATRANSFER_SECRET");
+  }
+
+  void addDownload() {
+    CLI::App& sub = *addCommand(Command::download, "download", "Fetch URL into FILE");
+    sub.add_option("URL", options_.url)->required();
+    sub.add_option("FILE", options_.file)->required();
+  }
+
+  void addSandbox() {
+    CLI::App& sub = *addCommand(Command::sandbox, "sandbox", "Run the stand-in servers until Ctrl-C");
+    sub.add_option("--port", options_.port, "Without it, a free one")
+        ->option_text("N")
+        ->check(CLI::Range(0, 65535));
+    sub.add_option("--state-dir", options_.stateDir, "Keep users, tokens and uploads in DIR")
+        ->option_text("DIR");
+  }
+
+  std::string helpOfCalledCommand() {
+    const auto called = app_.get_subcommands();
+    return called.empty() ? app_.help() : called.front()->help();
+  }
+
+  void check() {
+    options_.consentAsk = consent_ == "ask";
+    if (!consent_.empty() && !options_.sandbox && options_.command != Command::sandbox) {
+      throw Failure(Exit::wrongUse, "--consent is for the stand-in servers; give --sandbox with it");
+    }
+    if (!platform_.empty()) checkPlatform();
+    options_.appSecret = resolveSecret(options_.appSecret, "--app-secret");
+    options_.token = resolveSecret(options_.token, "--token");
+    options_.secret = resolveSecret(options_.secret, "--secret");
+  }
+
+  void checkPlatform() {
+    options_.platform = findPlatform(platform_);
+    if (options_.platform == nullptr) {
+      throw Failure(Exit::wrongUse, "unknown platform '" + platform_ + "'; give one of " + platformNames());
+    }
+    if (options_.script && !options_.platform->hasScript) {
+      throw Failure(Exit::wrongUse, platform_ + " has no script; leave out --script");
+    }
+    if (options_.manager && options_.platform->manager < 0) {
+      throw Failure(Exit::wrongUse, platform_ + " has no authorization manager; leave out --manager");
+    }
+  }
+
+  CLI::App app_{"Sign in to media platforms, upload videos, list and download media.", "mediatransfer"};
+  Options options_;
+  std::string consent_;
+  std::string platform_;
+};
+
+}  // namespace
+
+std::variant<Options, Help> parseCommandLine(const std::vector<std::string>& arguments) {
+  return Parser().parse(arguments);
+}
+
+}  // namespace host

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "Options.h"
+#include "Report.h"
+
+namespace host {
+
+// One function a command: does it, reports, and returns the exit code. Throws Failure for trouble that the
+// program itself finds.
+int runLogin(const Options& options, Report& report);
+int runVerify(const Options& options, Report& report);
+int runWhoami(const Options& options, Report& report);
+int runLogout(const Options& options, Report& report);
+int runUpload(const Options& options, Report& report);
+int runSandbox(const Options& options, Report& report);
+
+/// The command of the options.
+int runCommand(const Options& options, Report& report);
+
+}  // namespace host

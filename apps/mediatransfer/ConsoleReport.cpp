@@ -1,0 +1,170 @@
+#include "Advice.h"
+#include "Options.h"
+#include "Progress.h"
+#include "Report.h"
+#include "system/Terminal.h"
+
+#include <algorithm>
+#include <iostream>
+#include <optional>
+
+namespace host {
+namespace {
+
+/// "Ada Lovelace (ada@example.org)", as much of it as is known.
+std::string personText(const Person& person) {
+  std::string name = person.name;
+  if (name.empty() && !(person.firstName.empty() && person.lastName.empty())) {
+    name =
+        person.firstName + (person.firstName.empty() || person.lastName.empty() ? "" : " ") + person.lastName;
+  }
+  const std::string& account = person.account.empty() ? person.accountUid : person.account;
+  if (name.empty()) return account.empty() ? "user " + person.user : account;
+  return account.empty() ? name : name + " (" + account + ")";
+}
+
+std::string categoriesText(std::string text) {
+  if (text.ends_with('|')) text.pop_back();
+  std::string shown;
+  for (const char c : text) {
+    if (c == '|') {
+      shown += ", ";
+    } else {
+      shown += c;
+    }
+  }
+  return shown;
+}
+
+/// Lines for people on the standard output, errors on the standard error stream; on a terminal the progress
+/// of an upload is a bar that stays on the last line.
+class ConsoleReport final : public Report {
+ public:
+  explicit ConsoleReport(const Options& options)
+      : command_(options.command),
+        platform_(options.platform == nullptr ? std::string_view() : options.platform->name),
+        standIns_(options.sandbox && !options.consentAsk),
+        terminal_(outputIsTerminal()) {}
+
+  void loginUrl(const std::string&, const std::string& url) override {
+    line("sign in with a browser at: " + singleLine(url));
+    if (standIns_) line("(the stand-in server consents by itself)");
+  }
+  void callbackUrl(const std::string&, const std::string&) override {}
+  void tokenChanged(const std::string&) override {
+    if (command_ != Command::login) line("access token renewed");
+  }
+  void person(PersonNews news, const Person& person) override {
+    switch (news) {
+      case PersonNews::loginDone:
+        return line("signed in to " + std::string(platform_) + " as " + personText(person));
+      case PersonNews::verified:
+        return line("the " + std::string(platform_) + " login of " + personText(person) + " is good");
+      case PersonNews::loggedOut:
+        return line("signed out " + personText(person) + " of " + std::string(platform_));
+      case PersonNews::user:
+        return details(person);
+    }
+  }
+  void uploadStarts(std::uint64_t bytes) override {
+    progress_.emplace(bytes, Progress::Clock::now());
+    lastPrinted_ = -1;
+    draw();
+  }
+  void uploadProgress(int percent) override {
+    if (!progress_) return;
+    progress_->advance(percent);
+    if (terminal_) return draw();
+    if (!isNews(percent)) return;
+    lastPrinted_ = percent;
+    line(progress_->line(Progress::Clock::now()));
+  }
+  void finished(const std::string& text) override {
+    keepBar();
+    progress_.reset();
+    line(text.empty() ? std::string("uploaded") : "uploaded: " + singleLine(text));
+  }
+  void error(int code, const std::string& text) override { trouble(explainError(code, text, platform_)); }
+  void uploadError(int, const std::string& text) override {
+    const UploadErrorText split = splitUploadError(text);
+    trouble(explainError(split.code, split.message, platform_));
+  }
+  void trouble(const std::string& text) override {
+    keepBar();
+    std::cout << std::flush;
+    std::cerr << "mediatransfer: " << text << std::endl;
+  }
+  void sandboxListens(const std::string& url, const std::string& config) override {
+    // The configuration alone goes to the standard output, so that it can be sent into a file.
+    std::cerr << "stand-in servers listen on " << url
+              << "; Ctrl-C ends them. Their cloud configuration, for --cloud-config:" << std::endl;
+    std::cout << config << std::endl;
+  }
+  void note(const std::string& text) override { line(text); }
+  void tick() override {
+    if (Progress::Clock::now() - drawn_ > std::chrono::milliseconds(500)) draw();
+  }
+  void done(int) override { keepBar(); }
+
+ private:
+  /// Without a terminal a line every ten per cent is enough.
+  [[nodiscard]] bool isNews(int percent) const {
+    return lastPrinted_ < 0 || percent / 10 != lastPrinted_ / 10;
+  }
+
+  static void detail(const char* name, const std::string& value) {
+    if (!value.empty()) std::cout << name << singleLine(value) << '\n';
+  }
+  static void details(const Person& person) {
+    detail("name        ", person.name);
+    detail("first name  ", person.firstName);
+    detail("last name   ", person.lastName);
+    detail("account     ", person.account);
+    detail("account id  ", person.accountUid);
+    detail("categories  ", categoriesText(person.categories));
+    detail("user        ", person.user);
+    std::cout << std::flush;
+  }
+
+  void line(const std::string& text) {
+    wipeBar();
+    std::cout << text << std::endl;
+    draw();
+  }
+
+  void draw() {
+    if (!terminal_ || !progress_) return;
+    drawn_ = Progress::Clock::now();
+    wipeBar();
+    std::cout << progress_->bar(drawn_, terminalWidth() - 1) << std::flush;
+    barShown_ = true;
+  }
+
+  void wipeBar() {
+    if (barShown_) std::cout << "\r\x1b[K";
+    barShown_ = false;
+  }
+
+  /// Leaves the bar as it stands and goes on below it.
+  void keepBar() {
+    if (barShown_) std::cout << std::endl;
+    barShown_ = false;
+  }
+
+  Command command_;
+  std::string_view platform_;
+  bool standIns_;
+  bool terminal_;
+  std::optional<Progress> progress_;
+  Progress::Clock::time_point drawn_{};
+  bool barShown_ = false;
+  int lastPrinted_ = -1;
+};
+
+}  // namespace
+
+std::unique_ptr<Report> makeConsoleReport(const Options& options) {
+  return std::make_unique<ConsoleReport>(options);
+}
+
+}  // namespace host

@@ -1,0 +1,62 @@
+#pragma once
+
+#include "DataFolders.h"
+#include "Events.h"
+#include "Options.h"
+#include "Report.h"
+#include "authorize/switchboard/IBsExternlMediaAuthorize.h"
+#include "foundation/object/RefPtr.h"
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace sandbox {
+class Sandbox;
+}
+
+namespace host {
+
+/// Which servers a command talks to.
+enum class Servers { needed, none };
+
+/// The program as a host of the library: logger, cipher key, servers and the platform's authorization
+/// manager. Its end releases the manager before the stand-in servers stop. One of them at a time.
+class Host {
+ public:
+  using Clock = std::chrono::steady_clock;
+
+  /// Throws Failure when something that the options ask for cannot be had.
+  Host(const Options& options, Report& report, Servers servers);
+  ~Host();
+  Host(const Host&) = delete;
+  Host& operator=(const Host&) = delete;
+
+  [[nodiscard]] KBL::IBsExternlMediaAuthorize& manager() { return *manager_; }
+
+  /// The user of the manager with this uuid, or the last one when it is empty.
+  [[nodiscard]] std::optional<Person> findPerson(const std::string& uuid);
+
+  /// The next event, or nothing when `deadline` has passed or, with `heedInterrupt`, Ctrl-C came.
+  [[nodiscard]] std::optional<Event> next(Clock::time_point deadline, bool heedInterrupt = true);
+
+  /// Reports what every command reports alike: addresses, token changes, errors. Answers without an error and
+  /// the events of an upload are left to the command.
+  void reportShared(const Event& event);
+
+ private:
+  void installLog();
+  void openServers();
+  void openManager();
+  void setPublicInformation();
+  void setProxy();
+
+  const Options& options_;
+  Report& report_;
+  DataFolders folders_;
+  std::unique_ptr<sandbox::Sandbox> sandbox_;
+  KBL::RefPtr<KBL::IBsExternlMediaAuthorize> manager_;
+};
+
+}  // namespace host

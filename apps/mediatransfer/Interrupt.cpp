@@ -1,0 +1,31 @@
+#include "Interrupt.h"
+
+#include "Failure.h"
+
+#include <atomic>
+#include <csignal>
+#include <cstdlib>
+
+namespace host {
+namespace {
+
+std::atomic<bool> interruptSeen{false};
+static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler may touch only lock-free atomics");
+
+}  // namespace
+
+extern "C" void mediatransferOnInterrupt(int signal) {
+  std::signal(signal, mediatransferOnInterrupt);  // some systems take the handler away when it is called
+  if (interruptSeen.exchange(true)) std::_Exit(Exit::interrupted);
+}
+
+void watchInterrupts() {
+  std::signal(SIGINT, mediatransferOnInterrupt);
+  std::signal(SIGTERM, mediatransferOnInterrupt);
+}
+
+bool interrupted() {
+  return interruptSeen.load();
+}
+
+}  // namespace host

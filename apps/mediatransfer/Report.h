@@ -1,0 +1,48 @@
+#pragma once
+
+#include "Events.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace host {
+
+struct Options;
+
+/// What a line about a user tells.
+enum class PersonNews { loginDone, verified, user, loggedOut };
+
+/// How the program talks to whoever started it: for people or as JSON lines. Used by the main thread alone.
+class Report {
+ public:
+  virtual ~Report() = default;
+
+  virtual void loginUrl(const std::string& user, const std::string& url) = 0;
+  virtual void callbackUrl(const std::string& user, const std::string& url) = 0;
+  virtual void tokenChanged(const std::string& user) = 0;
+  virtual void person(PersonNews news, const Person& person) = 0;
+  /// An upload of `bytes` is about to start.
+  virtual void uploadStarts(std::uint64_t bytes) = 0;
+  virtual void uploadProgress(int percent) = 0;
+  virtual void finished(const std::string& text) = 0;
+  /// An error that a manager or a task reported.
+  virtual void error(int code, const std::string& text) = 0;
+  /// An error that an upload reported.
+  virtual void uploadError(int value, const std::string& text) = 0;
+  /// Trouble that the program itself found: one line that says what to do next.
+  virtual void trouble(const std::string& line) = 0;
+  /// The stand-in servers listen; `config` is their cloud configuration as a JSON object.
+  virtual void sandboxListens(const std::string& url, const std::string& config) = 0;
+  /// A line for people alone.
+  virtual void note(const std::string& line) = 0;
+  /// Comes about ten times a second while the program waits.
+  virtual void tick() = 0;
+  /// The last call.
+  virtual void done(int exitCode) = 0;
+};
+
+[[nodiscard]] std::unique_ptr<Report> makeJsonReport();
+[[nodiscard]] std::unique_ptr<Report> makeConsoleReport(const Options& options);
+
+}  // namespace host

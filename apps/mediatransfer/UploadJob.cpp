@@ -1,0 +1,183 @@
+#include "UploadJob.h"
+
+#include "Advice.h"
+#include "Failure.h"
+#include "HostCallbacks.h"
+#include "Interrupt.h"
+#include "Utf8Path.h"
+#include "boundary/ExternlMediaTransfer.h"
+#include "boundary/records/ExternlMediaInfoType.h"
+
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <system_error>
+
+namespace host {
+namespace {
+
+/// How long the last event of a stopped upload, or the further event of Douyin, is waited for.
+constexpr std::chrono::seconds lastEventLimit(35);
+/// A stopped upload tells of the part that was on its way and then, at once, of its end.
+constexpr std::chrono::seconds quietAfterStop(1);
+
+enum TransferCommand : int { setRecord = 0, setCallback = 1, setContext = 15 };
+
+template <std::size_t size>
+void fillField(char (&field)[size], const std::string& value, const char* name) {
+  if (value.size() >= size) {
+    throw Failure(Exit::wrongUse, std::string(name) + " is longer than " + std::to_string(size - 1) +
+                                      " bytes; give a shorter one");
+  }
+  std::memcpy(field, value.data(), value.size());
+}
+
+void requireFile(const std::string& path) {
+  const std::filesystem::path file = pathFromUtf8(path);
+  std::error_code error;
+  const auto status = std::filesystem::status(file, error);
+  if (!std::filesystem::exists(status)) {
+    throw Failure(Exit::refused, "there is no file '" + path + "'; check its name");
+  }
+  if (!std::filesystem::is_regular_file(status)) {
+    throw Failure(Exit::refused, "'" + path + "' is no file; give a video file");
+  }
+  if (!std::ifstream(file, std::ios::binary)) {
+    throw Failure(Exit::refused, "the file '" + path + "' cannot be read; check its rights");
+  }
+}
+
+}  // namespace
+
+KBL::hostTransferRecord uploadRecord(const Options& options) {
+  KBL::hostTransferRecord record{};
+  fillField(record.filePath, options.file, "FILE");
+  const std::string stem = utf8FromPath(pathFromUtf8(options.file).stem());
+  fillField(record.title, options.title.empty() ? stem : options.title, "--title");
+  fillField(record.description, options.description, "--description");
+  fillField(record.tags, options.tags, "--tags");
+  fillField(record.category, options.category, "--category");
+  fillField(record.privacy, options.privacy.empty() ? std::string("private") : options.privacy, "--privacy");
+  fillField(record.thumbnailPath, options.thumbnail, "--thumbnail");
+  fillField(record.userUuid, options.user, "--user");
+  record.useClient = 1;
+  record.actionType = 1;
+  return record;
+}
+
+std::uint64_t checkedFileSize(const Options& options) {
+  requireFile(options.file);
+  if (!options.thumbnail.empty()) requireFile(options.thumbnail);
+  std::error_code error;
+  const std::uintmax_t size = std::filesystem::file_size(pathFromUtf8(options.file), error);
+  if (error || size == 0)
+    throw Failure(Exit::refused, "the file '" + options.file + "' is empty; give a video");
+  return size;
+}
+
+UploadJob::UploadJob(Host& host, const Options& options, Report& report)
+    : host_(host), options_(options), report_(report) {
+  // Before the first transfer, as the library asks; a home without scripts only means that none are found.
+  const std::string& home = options.pythonHome;
+  setupTransferEnv(home.c_str(), static_cast<int>(home.size()));
+}
+
+UploadJob::~UploadJob() {
+  transfer_.reset();
+  teardownTransferEnv();
+}
+
+int UploadJob::run(const KBL::hostTransferRecord& record, std::uint64_t fileSize) {
+  report_.uploadStarts(fileSize);
+  start(record);
+  return follow();
+}
+
+void UploadJob::start(const KBL::hostTransferRecord& record) {
+  transfer_ = KBL::adoptRef(createEMTUpTransfer(options_.platform->transferPlatform));
+  if (!transfer_) throw Failure(Exit::refused, "the library cannot make a transfer");
+  transfer_->Command(setCallback, &onTransferEvent);
+  transfer_->Command(setContext, static_cast<void*>(nullptr));
+  transfer_->Command(setRecord, &record);
+  if (const int result = transfer_->Start(); result != KBL::resultOk) {
+    throw Failure(Exit::refused, "the library has no uploader for " + std::string(options_.platform->name) +
+                                     " (result " + std::to_string(result) + "); use another platform");
+  }
+}
+
+int UploadJob::follow() {
+  while (const auto event = host_.next(deadline())) {
+    report(*event);
+    if (endsUpload(*event)) return finishedCount_ > 0 ? Exit::done : Exit::refused;
+  }
+  return interrupted() ? stop() : endInSilence();
+}
+
+UploadJob::Clock::time_point UploadJob::deadline() const {
+  const bool onlyAfterthoughts = failed_ || finishedCount_ > 0;
+  const std::chrono::seconds patience(options_.patienceSeconds);
+  return Clock::now() + (onlyAfterthoughts ? std::min(lastEventLimit, patience) : patience);
+}
+
+int UploadJob::endInSilence() {
+  if (finishedCount_ > 0) return Exit::done;
+  if (failed_) return Exit::refused;
+  throw Failure(Exit::refused, "no news of the upload for " + std::to_string(options_.patienceSeconds) +
+                                   " s; last heard: " + lastHeard_ +
+                                   "; run again, with -v to see why or --patience to wait longer");
+}
+
+/// A stopped upload has no event of its own: the part on its way is reported, then the end of the upload,
+/// then nothing more comes.
+int UploadJob::stop() {
+  report_.note("stopping after the part that is on its way; Ctrl-C again ends at once");
+  transfer_->Stop();
+  const Clock::time_point limit = Clock::now() + lastEventLimit;
+  Clock::time_point quiet = limit;
+  while (const auto event = host_.next(std::min(limit, quiet), false)) {
+    report(*event);
+    if (endsUpload(*event)) break;
+    if (event->kind == Event::Kind::progress) quiet = Clock::now() + quietAfterStop;
+  }
+  return finishedCount_ > 0 ? Exit::done : Exit::interrupted;
+}
+
+void UploadJob::report(const Event& event) {
+  host_.reportShared(event);
+  switch (event.kind) {
+    case Event::Kind::progress:
+      lastHeard_ = "progress " + std::to_string(event.value) + "%";
+      return report_.uploadProgress(event.value);
+    case Event::Kind::finished:
+      return report_.finished(event.text);
+    case Event::Kind::uploadError:
+      return report_.uploadError(event.value, event.text);
+    case Event::Kind::tokenChanged:
+      lastHeard_ = "a new access token";
+      return;
+    case Event::Kind::answer:
+    case Event::Kind::loginUrl:
+    case Event::Kind::callbackUrl:
+      return;
+  }
+}
+
+/// Douyin reports its end twice, and may go on after an error; everything else is over at once.
+bool UploadJob::endsUpload(const Event& event) {
+  const bool endsTwice = options_.platform->name == "douyin";
+  switch (event.kind) {
+    case Event::Kind::finished:
+      return ++finishedCount_ >= (endsTwice ? 2 : 1);
+    case Event::Kind::uploadError:
+      failed_ = true;
+      return !endsTwice;
+    case Event::Kind::answer:
+      // The manager itself refused the upload; a background refresh that failed does not end it.
+      return event.infoType == KBL::infoTypeUpload && event.code != KBL::ErrorCode::none;
+    default:
+      return false;
+  }
+}
+
+}  // namespace host

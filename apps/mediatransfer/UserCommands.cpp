@@ -1,0 +1,53 @@
+#include "Commands.h"
+#include "Failure.h"
+#include "Host.h"
+
+#include <string>
+
+namespace host {
+namespace {
+
+/// Waits for nothing: what the manager reported during the call is in the queue already.
+bool reportQueued(Host& host) {
+  bool reported = false;
+  while (const auto event = host.next(Host::Clock::now())) {
+    host.reportShared(*event);
+    reported = reported || event->code != KBL::ErrorCode::none;
+  }
+  return reported;
+}
+
+[[noreturn]] void refuseUnknown(const Options& options) {
+  const std::string platform(options.platform->name);
+  if (options.user.empty()) {
+    throw Failure(Exit::refused,
+                  "nobody is signed in to " + platform + "; sign in with: mediatransfer login " + platform);
+  }
+  throw Failure(Exit::refused, "no user " + options.user + " is signed in to " + platform +
+                                   "; mediatransfer whoami " + platform + " shows who is");
+}
+
+}  // namespace
+
+int runWhoami(const Options& options, Report& report) {
+  Host host(options, report, Servers::none);
+  const auto person = host.findPerson(options.user);
+  if (!person) refuseUnknown(options);
+  report.person(PersonNews::user, *person);
+  return Exit::done;
+}
+
+int runLogout(const Options& options, Report& report) {
+  Host host(options, report, Servers::none);
+  const auto person = host.findPerson(options.user);
+  const bool gone = host.manager().logout(options.user.c_str()) == KBL::resultOk;
+  const bool reported = reportQueued(host);
+  if (gone) {
+    report.person(PersonNews::loggedOut, person.value_or(Person{}));
+    return Exit::done;
+  }
+  if (!reported) refuseUnknown(options);
+  return Exit::refused;
+}
+
+}  // namespace host

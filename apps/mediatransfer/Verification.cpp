@@ -1,0 +1,43 @@
+#include "Verification.h"
+
+#include "Failure.h"
+#include "Interrupt.h"
+#include "boundary/records/ExternlMediaInfoType.h"
+#include "foundation/BsNet/covertToErrorCode.h"
+
+namespace host {
+namespace {
+
+/// Two exchanges of 30 s each, with room for a slow machine.
+constexpr std::chrono::seconds silenceLimit(90);
+
+/// The exchange that trades the refresh token; when it alone fails, the token at hand is untouched.
+constexpr const char* renewal = "ExternlMediaAuthUserSupportToken";
+
+Verification judge(const Event& answer, Host& host, Report& report) {
+  if (answer.code == KBL::ErrorCode::none) {
+    Person person = host.findPerson(answer.user).value_or(Person{});
+    person.user = answer.user;
+    report.person(PersonNews::verified, person);
+    return Verification::good;
+  }
+  const bool serverAnswered = answer.code > 0 && answer.code < KBL::transportErrorBase;
+  return answer.request == renewal && serverAnswered ? Verification::notRenewed : Verification::failed;
+}
+
+}  // namespace
+
+Verification verifyLogin(Host& host, const Options& options, Report& report) {
+  // Its result tells no more than the answer, which comes in any case.
+  host.manager().toVerifyAccessToken(options.user.c_str());
+  while (const auto event = host.next(Host::Clock::now() + silenceLimit)) {
+    host.reportShared(*event);
+    if (event->kind == Event::Kind::answer && event->infoType == KBL::infoTypeVerifyAccessToken) {
+      return judge(*event, host, report);
+    }
+  }
+  if (interrupted()) return Verification::interrupted;
+  throw Failure(Exit::refused, "the check of the login ended without any news; run again with -v to see why");
+}
+
+}  // namespace host

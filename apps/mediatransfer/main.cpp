@@ -1,0 +1,61 @@
+#include "CommandLine.h"
+#include "Commands.h"
+#include "Failure.h"
+#include "Interrupt.h"
+#include "Report.h"
+#include "system/Terminal.h"
+
+#include <algorithm>
+#include <exception>
+#include <iostream>
+
+namespace {
+
+/// Runs the command; everything that it opened is closed again when this returns.
+int run(const host::Options& options, host::Report& report) {
+  try {
+    return host::runCommand(options, report);
+  } catch (const host::Failure& failure) {
+    report.trouble(failure.what());
+    return failure.exit;
+  } catch (const std::exception& error) {
+    report.trouble(std::string("unexpected trouble: ") + error.what() + "; run again with -v");
+    return host::Exit::refused;
+  }
+}
+
+int start(const std::vector<std::string>& arguments) {
+  std::unique_ptr<host::Report> report;
+  host::Options options;
+  try {
+    auto parsed = host::parseCommandLine(arguments);
+    if (const auto* const help = std::get_if<host::Help>(&parsed)) {
+      std::cout << help->text << std::flush;
+      return host::Exit::done;
+    }
+    options = std::get<host::Options>(parsed);
+  } catch (const host::Failure& failure) {
+    // Whoever asked for JSON lines reads JSON lines, also when the other arguments make no sense.
+    options.json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
+    report = options.json ? host::makeJsonReport() : host::makeConsoleReport(options);
+    report->trouble(failure.what());
+    report->done(failure.exit);
+    return failure.exit;
+  }
+  host::watchInterrupts();
+  report = options.json ? host::makeJsonReport() : host::makeConsoleReport(options);
+  const int exit = run(options, *report);
+  report->done(exit);
+  return exit;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return start(host::utf8Arguments(argc, argv));
+  } catch (const std::exception& error) {
+    std::cerr << "mediatransfer: " << error.what() << std::endl;
+    return host::Exit::refused;
+  }
+}
