@@ -13,6 +13,7 @@
 #include <mutex>
 #include <source_location>
 #include <string>
+#include <utility>
 
 namespace KBL {
 
@@ -100,6 +101,9 @@ class BsExternlMediaAuthRequest : public KblBaseRequest, public IOwnedRequest {
   /// Replace them, giving the former ones up. Any thread.
   void setErrorInfo(RefPtr<IBsErrorInfo> error);
   void setReplyInfo(RefPtr<IBsInfoReader> info);
+  /// Keeps the record of a chain alive for as long as this request, the chain's last, lives. Before the
+  /// start.
+  void keepRecord(RefPtr<IBsInfoReader> record) { keptRecord_ = std::move(record); }
 
  protected:
   /// The address that the cloud configuration has for `key`, or an empty text.
@@ -154,6 +158,7 @@ class BsExternlMediaAuthRequest : public KblBaseRequest, public IOwnedRequest {
   mutable std::mutex resultMutex_;  // a leaf: a poll exchanges replyInfo_ and errorInfo_ beside the worker
   std::atomic<std::size_t> responseSize_{0};
   bool abortedForGood_ = false;  // guarded by abortMutex
+  RefPtr<IBsInfoReader> keptRecord_;
 };
 
 /// Base of the concrete requests: answers "BsExternlMediaAuthRequest" to the cast by name, and nothing else,
