@@ -2,6 +2,7 @@
 
 #include "authorize/switchboard/IExternlMediaRefreshAccessTokenCallback.h"
 #include "authorize/switchboard/ISwitchboardManager.h"
+#include "foundation/object/RefPtr.h"
 
 #include <functional>
 #include <map>
@@ -73,9 +74,26 @@ class ExternlMediaAuthCallbackProxy : public IBsRequstCallback {
     ISwitchboardManager* manager = nullptr;
   };
 
+  /// A manager that was found, held by one reference.
+  struct HeldManager {
+    std::weak_ptr<char> interfaceAlive;
+    ISwitchboardManager* manager = nullptr;
+    RefPtr<IBsExternlMediaAuthorize> reference;
+  };
+
   ExternlMediaAuthCallbackProxy() = default;
 
+  void close();
+  [[nodiscard]] HeldManager hold(const std::string& interfaceName, const std::string& ownerTag);
+  /// The steps that every forwarder shares: `call(Interface&, ISwitchboardManager&)` where a manager was
+  /// found, else `nothing`.
+  template <class Interface, class Result, class Call>
+  Result forward(const char* interfaceName, const std::string& ownerTag, Result nothing, Call&& call);
+  template <class Call>
+  int forwardRefresh(const std::string& ownerTag, Call&& call);
+
   std::mutex mutex_;  // a leaf: held for a look-up and a count alone
+  bool closed_ = false;
   std::map<std::string, InterfaceEntry> interfaces_;
   std::map<std::string, OwnerEntry> owners_;
 };
