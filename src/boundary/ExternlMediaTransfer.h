@@ -1,0 +1,50 @@
+#pragma once
+
+#include "authorize/switchboard/IBsExternlMediaAuthorize.h"
+#include "authorize/switchboard/IExternlMediaTransfer.h"
+#include "boundary/records/ExternlMediaInfoType.h"
+#include "boundary/records/ExternlMediaPlatform.h"
+#include "foundation/BsNet/IBsInfoReader.h"
+
+#include <cstdint>
+
+// The seven functions of the library. Any host thread may call any of them. None of them throws, but for the
+// standard system error of a mutex that cannot be locked.
+//
+// The order of use: setupTransferEnv, where scripts are wanted; getOrCreateExternlMediaAuthorize for each
+// platform, then on the manager `init`, `setPubParam`, `setServerProxy` and `addAuthCallback`; records and
+// transfers; `Release` of everything; teardownTransferEnv.
+
+extern "C" {
+
+/// The manager of a platform (0 to 3, see ExternlMediaPlatform), or null when none exists or the platform is
+/// outside that range. Borrowed: no reference is added, and a last `Release` on another thread may end the
+/// manager at any time. Hold on to it with `AddRef`.
+KBL_TRANSFER_API KBL::IBsExternlMediaAuthorize* getExternlMediaAuthorize(int platform);
+
+/// The manager of a platform, made when there is none; null for a platform outside 0 to 3. The call that made
+/// it hands out its one reference, which that caller ends with `Release`; every other call borrows.
+KBL_TRANSFER_API KBL::IBsExternlMediaAuthorize* getOrCreateExternlMediaAuthorize(int platform);
+
+/// A new, empty record of a type of 400 to 406 (see ExternlMediaInfoType) with one reference, which is the
+/// caller's; null for any other type or when memory is short.
+KBL_TRANSFER_API KBL::IBsInfoReader* createExternlMediaAuthInfoObject(int infoType);
+
+/// Starts the embedded interpreter with the folder `pythonHome` (UTF-8, ended by a separator). `length` bytes
+/// are taken, or all up to the terminator when it is below 1. 0 when the call was carried out, whether or not
+/// an interpreter runs then; 1 for a null path. Once a process; needed before transfers that scripts serve.
+KBL_TRANSFER_API std::int32_t setupTransferEnv(const char* pythonHome, int length);
+
+/// Ends the embedded interpreter, if one runs. Always 0.
+KBL_TRANSFER_API std::int32_t teardownTransferEnv();
+
+/// A new upload transfer for a platform of the transfer side (0 Facebook, 1 YouTube, 2 Vimeo, 3 Flickr, 4
+/// Instagram, 5 Twitch, 6 TikTok, 7 Douyin) with one reference, which is the caller's; null when memory is
+/// short.
+KBL_TRANSFER_API KBL::IExternlMediaTransfer* createEMTUpTransfer(int transferPlatform);
+
+/// A new download transfer with one reference, which is the caller's. This version serves no downloads and
+/// returns null.
+KBL_TRANSFER_API KBL::IExternlMediaTransfer* createEMTDlTransfer();
+
+}  // extern "C"
