@@ -99,6 +99,8 @@ void makePrivateBeforeOpening(const spdlog::filename_t& name) {
 }
 
 spdlog::sink_ptr makeFileSink(const LogSettings& settings) {
+  const std::u8string folder = std::filesystem::absolute(pathOf(settings.file)).parent_path().u8string();
+  (void)FileUtil::makePrivateDirectory(Path(std::string(folder.begin(), folder.end())));
   spdlog::file_event_handlers handlers;
   handlers.before_open = makePrivateBeforeOpening;
   return std::make_shared<spdlog::sinks::rotating_file_sink_mt>(

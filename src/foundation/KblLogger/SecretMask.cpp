@@ -41,6 +41,7 @@ bool isSecretName(const std::string& name) {
 /// A status code is no secret, and one has to see it.
 bool isShortNumber(std::string_view value) {
   constexpr std::size_t longestStatus = 8;
+  value = value.substr(0, value.find_last_not_of(",.:)]}") + 1);
   return value.size() <= longestStatus && std::all_of(value.begin(), value.end(), [](char letter) {
            return letter == '-' || (letter >= '0' && letter <= '9');
          });
@@ -139,22 +140,42 @@ class SecretMasker {
     copyAnyOf(" \t\r\n");
     const bool colon = quoted && copyAnyOf(":");
     copyAnyOf(" \t\r\n");
+    const std::size_t beforeBackslashes = place_;
     copyAnyOf("\\");
     if (!colon || place_ >= text_.size() || (text_[place_] != '"' && text_[place_] != '\'')) {
       place_ = start;
       out_.resize(startOut);
       return false;
     }
+    const std::size_t backslashes = place_ - beforeBackslashes;
     const char quote = text_[place_];
     copy(1);
-    maskValue(std::string_view(&quote, 1), numbersStay);
+    maskUpTo(closingQuote(quote, backslashes), numbersStay);
     return true;
+  }
+
+  /// The quote, or the backslashes before it, that ends a text whose opening quote carried `backslashes`.
+  /// More of them make the quote part of the text, unless they are whole escaped backslashes.
+  [[nodiscard]] std::size_t closingQuote(char quote, std::size_t backslashes) const {
+    std::size_t run = 0;
+    for (std::size_t place = place_; place < text_.size(); ++place) {
+      if (text_[place] == '\\') {
+        ++run;
+        continue;
+      }
+      const bool closes = run >= backslashes && (run - backslashes) % (2 * (backslashes + 1)) == 0;
+      if (text_[place] == quote && closes) return place - backslashes;
+      run = 0;
+    }
+    return text_.size();
   }
 
   /// Masks up to the first of `ends` or the end of the text.
   void maskValue(std::string_view ends, bool numbersStay) {
-    std::size_t end = std::min(text_.find_first_of(ends, place_), text_.size());
-    while (end > place_ && text_[end - 1] == '\\') --end;
+    maskUpTo(std::min(text_.find_first_of(ends, place_), text_.size()), numbersStay);
+  }
+
+  void maskUpTo(std::size_t end, bool numbersStay) {
     const std::string_view value = text_.substr(place_, end - place_);
     const bool stays = value.empty() || isMasked(value) || (numbersStay && isShortNumber(value));
     out_ += stays ? value : mask;

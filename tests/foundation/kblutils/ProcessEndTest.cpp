@@ -1,0 +1,12 @@
+#include "ChildProcess.h"
+
+#include <gtest/gtest.h>
+
+TEST(ProcessEnd, ReturningFromMainWithTimersAndSleepersPendingIsClean) {
+  constexpr int rounds = 40;
+  for (int round = 0; round < rounds; ++round) {
+    ChildProcess leaver({LEAVER_PROGRAM, std::to_string(round % 8)});
+
+    EXPECT_EQ(leaver.wait(), 0) << "in round " << round;
+  }
+}
