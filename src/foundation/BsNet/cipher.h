@@ -22,7 +22,8 @@ KBL_BSNET_API char* hexStr2Bytes(const char* text, int length);
 /// Writes 2 * `length` lower-case digits and a terminator to `output`.
 KBL_BSNET_API void Bytes2HexStr(unsigned char* bytes, int length, unsigned char* output);
 
-/// Keeps the cipher's key. Implementations are called from any thread, one call at a time.
+/// Keeps the cipher's key. Implementations are called from any thread, on first use perhaps by several at
+/// once, and must answer all of them with one key. What they answer is remembered until another store is set.
 class KBL_BSNET_API IKeyStore {
  public:
   virtual ~IKeyStore() = default;
