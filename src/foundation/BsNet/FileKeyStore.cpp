@@ -52,15 +52,12 @@ std::vector<unsigned char> FileKeyStore::loadOrCreateKey() {
   try {
     if (directory_.empty() || !FileUtil::makePrivateDirectory(Path(directory_))) return {};
     Stored stored = load();
-    if (stored.state == State::good || stored.state == State::unreadable) return stored.key;
+    if (stored.state == State::good) return stored.key;
 
     const System::FileLock lock(path_ + ".lock");
     stored = load();
     if (stored.state == State::good || stored.state == State::unreadable) return stored.key;
-    // A key that is damaged is lost; what it enciphered is so already.
-    if (stored.state == State::damaged) FileUtil::remove(Path(path_));
-    if (!create()) return {};
-    return load().key;
+    return create(stored.state) ? load().key : std::vector<unsigned char>();
   } catch (...) {
     return {};
   }
@@ -85,14 +82,17 @@ FileKeyStore::Stored FileKeyStore::load() const {
   return stored;
 }
 
-/// True when a key stands afterwards, made here or by another process that was faster.
-bool FileKeyStore::create() const {
+/// True when a key stands afterwards, made here or by another process that was faster. A damaged key is lost,
+/// with what it enciphered; it is replaced in one step, since others may be reading.
+bool FileKeyStore::create(State former) const {
   std::string key = randomKey();
   if (key.empty()) return false;
   const std::optional<std::string> contents = System::protectKey(key);
   mbedtls_platform_zeroize(key.data(), key.size());
+  if (!contents.has_value()) return false;
+  if (former == State::damaged) return FileUtil::writePrivateFile(Path(path_), *contents);
   const std::string beside = freshName(path_);
-  if (!contents.has_value() || !FileUtil::writePrivateFile(Path(beside), *contents)) return false;
+  if (!FileUtil::writePrivateFile(Path(beside), *contents)) return false;
   return System::publishNewFile(beside, path_) || FileUtil::exists(Path(path_));
 }
 

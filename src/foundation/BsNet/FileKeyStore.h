@@ -21,7 +21,7 @@ class FileKeyStore final : public IKeyStore {
   };
 
   [[nodiscard]] Stored load() const;
-  [[nodiscard]] bool create() const;
+  [[nodiscard]] bool create(State former) const;
 
   std::string directory_;
   std::string path_;

@@ -1,6 +1,5 @@
-#include "foundation/object/RefCnt.h"
-
 #include "foundation/object/Counted.h"
+#include "foundation/object/RefCnt.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,5 @@
-#include "foundation/object/RefPtr.h"
-
 #include "foundation/object/Counted.h"
+#include "foundation/object/RefPtr.h"
 
 #include <gtest/gtest.h>
 
