@@ -32,7 +32,7 @@ void* BsExternlMediaVerifyAccessTokenInfo::QueryInterfaceByName(const char* name
   return castRecord<IBsExternlMediaVerifyAccessTokenInfo>(this, name, "IBsExternlMediaVerifyAccessTokenInfo");
 }
 
-BsExternlMediaAuthUserInfo::BsExternlMediaAuthUserInfo() {
+BsExternlMediaAuthUserInfo::BsExternlMediaAuthUserInfo() : BsBaseInfoRW(infoTypeUser) {
   registeredCharKeys = {
       ExternlMediaAuthUserCharKey::userSessionId, ExternlMediaAuthUserCharKey::userFirstName,
       ExternlMediaAuthUserCharKey::userLastName,  ExternlMediaAuthUserCharKey::userNickName,

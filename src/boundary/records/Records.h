@@ -10,36 +10,36 @@
 
 namespace KBL {
 
-/// What the seven record classes share: the type number, and that no key is ever rejected. `Interface` is the
-/// class's own interface.
-template <class Interface, int type>
+/// What the seven record classes share: no key is ever rejected. `Interface` is the class's own interface.
+/// The key store is a virtual base, so each class stores its type number itself.
+template <class Interface>
 class TypedRecord : public Interface, public BsRequestParamReply {
  public:
-  TypedRecord() : BsBaseInfoRW(type) {}
   int isValidKeyOfIntValue(const char*) override { return 1; }
   int isValidKeyOfCharValue(const char*) override { return 1; }
 };
 
-class BsExternlMediaAuthLoginInfo final : public TypedRecord<IBsExternlMediaLoginInfo, infoTypeLogin> {
+class BsExternlMediaAuthLoginInfo final : public TypedRecord<IBsExternlMediaLoginInfo> {
  public:
+  BsExternlMediaAuthLoginInfo() : BsBaseInfoRW(infoTypeLogin) {}
   void* QueryInterfaceByName(const char* name) override;
 };
 
-class BsExternlMediaAuthRefreshTokenInfo final
-    : public TypedRecord<IBsExternlMediaLoginInfo, infoTypeRefreshToken> {
+class BsExternlMediaAuthRefreshTokenInfo final : public TypedRecord<IBsExternlMediaLoginInfo> {
  public:
+  BsExternlMediaAuthRefreshTokenInfo() : BsBaseInfoRW(infoTypeRefreshToken) {}
   void* QueryInterfaceByName(const char* name) override;
 };
 
-class BsExternlMediaVerifyAccessTokenInfo final
-    : public TypedRecord<IBsExternlMediaVerifyAccessTokenInfo, infoTypeVerifyAccessToken> {
+class BsExternlMediaVerifyAccessTokenInfo final : public TypedRecord<IBsExternlMediaVerifyAccessTokenInfo> {
  public:
+  BsExternlMediaVerifyAccessTokenInfo() : BsBaseInfoRW(infoTypeVerifyAccessToken) {}
   void* QueryInterfaceByName(const char* name) override;
 };
 
 /// Registers the six keys that every user has; the categories, which only some platforms know, are left out
 /// on purpose.
-class BsExternlMediaAuthUserInfo final : public TypedRecord<IBsExternlMediaAuthUserInfo, infoTypeUser> {
+class BsExternlMediaAuthUserInfo final : public TypedRecord<IBsExternlMediaAuthUserInfo> {
  public:
   BsExternlMediaAuthUserInfo();
   void* QueryInterfaceByName(const char* name) override;
@@ -54,20 +54,22 @@ class PlainRecordInterface : public virtual IBsBaseInfoRW {
 
 /// Has no interface of its own. It answers "IBsExternlMediaLoginInfo" all the same, with its IBsInfoReader,
 /// which hosts rely on.
-class BsExternlMediaAuthUseSupportQueryConsumeInfo final
-    : public TypedRecord<PlainRecordInterface, infoTypeConsume> {
+class BsExternlMediaAuthUseSupportQueryConsumeInfo final : public TypedRecord<PlainRecordInterface> {
  public:
+  BsExternlMediaAuthUseSupportQueryConsumeInfo() : BsBaseInfoRW(infoTypeConsume) {}
   void* QueryInterfaceByName(const char* name) override;
 };
 
 /// The widest record: account requests read and fill it.
-class BsExternlMediaAuthMixedInfo final : public TypedRecord<IBsExternlMediaLoginInfo, infoTypeMixed> {
+class BsExternlMediaAuthMixedInfo final : public TypedRecord<IBsExternlMediaLoginInfo> {
  public:
+  BsExternlMediaAuthMixedInfo() : BsBaseInfoRW(infoTypeMixed) {}
   void* QueryInterfaceByName(const char* name) override;
 };
 
-class BsExternlMediaUploadInfo final : public TypedRecord<IBsExternlMediaUploadInfo, infoTypeUpload> {
+class BsExternlMediaUploadInfo final : public TypedRecord<IBsExternlMediaUploadInfo> {
  public:
+  BsExternlMediaUploadInfo() : BsBaseInfoRW(infoTypeUpload) {}
   void* QueryInterfaceByName(const char* name) override;
 };
 
