@@ -1,0 +1,40 @@
+#pragma once
+
+#include "authorize/switchboard/AuthContext.h"
+#include "foundation/object/RefPtr.h"
+#include "requests/BsExternlMediaAuthRequest.h"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace KBL {
+
+/// Requests that run one after the other, each with the same record: a finished one starts the next, a failed
+/// one drops those that wait. Until the start the chain owns the creators' references; a start that succeeded
+/// hands them to the workers, so that nothing of the chain is touched afterwards.
+class AuthRequestChain {
+ public:
+  /// All requests are set up for this manager and this user; `context` outlives the chain.
+  AuthRequestChain(const AuthContext& context, std::string uuid);
+
+  /// Adds a request behind the others.
+  template <class Request>
+  RefPtr<Request> append() {
+    RefPtr<Request> request = makeRef<Request>();
+    append(request);
+    return request;
+  }
+  void append(RefPtr<BsExternlMediaAuthRequest> request);
+
+  /// Registers the callbacks of every request, in this order: the switchboard, `observer` (null: none), the
+  /// next request. Then starts the first one. resultOk when it was started.
+  [[nodiscard]] _Result start(IBsInfoReader* info, IBsRequstCallback* observer = nullptr);
+
+ private:
+  const AuthContext& context_;
+  std::string uuid_;
+  std::vector<RefPtr<BsExternlMediaAuthRequest>> requests_;
+};
+
+}  // namespace KBL

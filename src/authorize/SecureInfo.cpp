@@ -1,0 +1,18 @@
+#include "authorize/SecureInfo.h"
+
+#include "foundation/KblLogger/KblLogger.h"
+
+namespace KBL {
+
+std::string secureInfoText(const std::string& tag, const std::string& secret) {
+  if (secret.empty()) return {};
+  const std::size_t third = secret.size() / 3;
+  return tag + ":" + secret.substr(0, third) + std::string(third, '*') + secret.substr(2 * third);
+}
+
+void printSecureInfo(const std::string& tag, const std::string& secret) {
+  if (secret.empty()) return;
+  KBL_LOG_AS(info, "KBL::printSecureInfo", secureInfoText(tag, secret));
+}
+
+}  // namespace KBL
