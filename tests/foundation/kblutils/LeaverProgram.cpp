@@ -28,9 +28,9 @@ void work() {
 int main(int, char** arguments) {
   const int runMs = arguments[1] == nullptr ? 0 : std::atoi(arguments[1]);
   KBL::installLogger(std::make_shared<DiscardingLogger>());
-  auto* const leftBehind = new KBL::Timer;
+  static KBL::Timer& neverDestroyed = *new KBL::Timer;
   static KBL::Timer destroyedAtExit;
-  leftBehind->StartTimer(1, work);
+  neverDestroyed.StartTimer(1, work);
   destroyedAtExit.StartTimer(1, work);
   for (int sleeper = 0; sleeper < 8; ++sleeper) {
     std::thread([sleeper] {
