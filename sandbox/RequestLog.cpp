@@ -4,15 +4,30 @@
 
 namespace sandbox {
 
-RequestLog::RequestLog(std::size_t bodyLimit, std::size_t requestLimit)
-    : bodyLimit_(bodyLimit), requestLimit_(requestLimit) {}
+namespace {
+
+// What a request without a body takes, roughly: even these must not grow without end.
+constexpr std::size_t kHeadCost = 1024;
+
+std::size_t costOf(const RecordedRequest& request) {
+  return kHeadCost + request.target.size() + request.body.size();
+}
+
+}  // namespace
+
+RequestLog::RequestLog(std::size_t bodyLimit, std::size_t totalLimit)
+    : bodyLimit_(bodyLimit), totalLimit_(totalLimit) {}
 
 std::uint64_t RequestLog::begin(RecordedRequest request) {
   const std::lock_guard lock(mutex_);
   request.serial = ++lastSerial_;
   ++begun_[static_cast<std::size_t>(request.route)];
+  total_ += costOf(request);
   requests_.push_back(std::move(request));
-  if (requests_.size() > requestLimit_) requests_.pop_front();
+  while (total_ > totalLimit_ && requests_.size() > 1) {
+    total_ -= costOf(requests_.front());
+    requests_.pop_front();
+  }
   return lastSerial_;
 }
 
@@ -20,6 +35,8 @@ void RequestLog::body(std::uint64_t serial, std::string kept, std::uint64_t size
   const std::lock_guard lock(mutex_);
   RecordedRequest* request = find(serial);
   if (!request) return;
+  total_ += kept.size();
+  total_ -= request->body.size();
   request->body = std::move(kept);
   request->bodySize = size;
 }
@@ -63,6 +80,7 @@ bool RequestLog::waitForArrived(Route route, std::size_t count, std::chrono::mil
 void RequestLog::clear() {
   const std::lock_guard lock(mutex_);
   requests_.clear();
+  total_ = 0;
 }
 
 void RequestLog::stop() {

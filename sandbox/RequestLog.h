@@ -15,8 +15,9 @@ namespace sandbox {
 // The recorded exchanges. Thread-safe.
 class RequestLog {
  public:
-  // Bodies are kept up to `bodyLimit` bytes, requests up to `requestLimit`.
-  RequestLog(std::size_t bodyLimit, std::size_t requestLimit);
+  // Each body is kept up to `bodyLimit` bytes, all together up to `totalLimit`; the oldest requests make
+  // room.
+  RequestLog(std::size_t bodyLimit, std::size_t totalLimit);
 
   // The head has arrived. Gives the request its serial number.
   std::uint64_t begin(RecordedRequest request);
@@ -40,10 +41,11 @@ class RequestLog {
   RecordedRequest* find(std::uint64_t serial);
 
   const std::size_t bodyLimit_;
-  const std::size_t requestLimit_;
+  const std::size_t totalLimit_;
   mutable std::mutex mutex_;
   std::condition_variable changed_;
   std::deque<RecordedRequest> requests_;
+  std::size_t total_ = 0;  // cost of all requests
   std::array<std::size_t, kRoutes> begun_{};
   std::array<std::size_t, kRoutes> arrived_{};
   std::uint64_t lastSerial_ = 0;

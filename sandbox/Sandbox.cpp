@@ -40,7 +40,7 @@ class Sandbox::Impl {
   explicit Impl(SandboxOptions wanted)
       : options(std::move(wanted)),
         accounts(options),
-        log(options.recordedBodyLimit, options.recordedRequestLimit),
+        log(options.recordedBodyLimit, options.recordedTotalLimit),
         state(
             options.stateDir, [this](const Json::Value& kept) { merge(kept); }, [this] { return kept(); }),
         tls(options.tls ? std::make_unique<TlsContext>(options.certificate) : nullptr),

@@ -42,7 +42,8 @@ struct SandboxOptions {
   Certificate certificate = Certificate::valid;
 
   std::size_t recordedBodyLimit = 64 * 1024;
-  std::size_t recordedRequestLimit = 100'000;  // the oldest are dropped beyond
+  std::size_t recordedTotalLimit =
+      256 * 1024 * 1024;  // bytes of all recorded bodies; the oldest requests go beyond
 };
 
 }  // namespace sandbox

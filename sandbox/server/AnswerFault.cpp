@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <string_view>
 
 namespace sandbox {
@@ -46,12 +47,14 @@ Json::Value* valueAt(Json::Value& root, std::string_view path) {
   return value;
 }
 
-std::string replaceMember(const std::string& body, const std::string& path, const std::string& json) {
+// Nothing when there is no such place.
+std::optional<std::string> replaceMember(const std::string& body, const std::string& path,
+                                         const std::string& json) {
   // The new text need not be JSON that our own writer would write, so it takes the place of a mark.
   constexpr std::string_view kMark = "--the-replaced-member--";
   Json::Value root = parseJson(body).value_or(Json::Value(Json::objectValue));
   Json::Value* const value = valueAt(root, path);
-  if (!value) return body;
+  if (!value) return std::nullopt;
   *value = std::string(kMark);
   std::string text = compactJson(root);
   const std::string quoted = '"' + std::string(kMark) + '"';
@@ -59,14 +62,16 @@ std::string replaceMember(const std::string& body, const std::string& path, cons
   return text.replace(at, quoted.size(), json);
 }
 
-std::string removeMember(const std::string& body, const std::string& path) {
-  std::optional<Json::Value> root = parseJson(body);
-  if (!root) return body;
+// Nothing when there is no such member.
+std::optional<std::string> removeMember(const std::string& body, const std::string& path) {
+  Json::Value root = parseJson(body).value_or(Json::Value());
   const std::size_t dot = path.rfind('.');
-  const std::string parentPath = dot == std::string::npos ? std::string() : path.substr(0, dot);
-  Json::Value* const parent = valueAt(*root, parentPath);
-  if (parent && parent->isObject()) parent->removeMember(path.substr(dot == std::string::npos ? 0 : dot + 1));
-  return compactJson(*root);
+  const bool nestedMember = dot != std::string::npos;
+  Json::Value* const parent = valueAt(root, nestedMember ? path.substr(0, dot) : std::string());
+  const std::string name = nestedMember ? path.substr(dot + 1) : path;
+  if (!parent || !parent->isObject() || !parent->isMember(name)) return std::nullopt;
+  parent->removeMember(name);
+  return compactJson(root);
 }
 
 std::string nested(std::uint64_t depth) {
@@ -130,31 +135,37 @@ void AnswerFault::delivered() {
   faults_.delivered(delivery_.id);
 }
 
+// The faults that change what the answer says. One that finds nothing to change is not delivered.
 void AnswerFault::answerDistorted(httplib::Response& response, Reply reply) {
+  std::optional<std::string> body;
   switch (fault_.kind) {
     case Fault::Kind::status:
-      reply = Reply{fault_.code, fault_.text, fault_.contentType, fault_.headers};
+      reply = Reply{fault_.code, "", fault_.contentType, fault_.headers};
+      body = fault_.text;
       break;
     case Fault::Kind::deepNesting:
-      reply.body = nested(fault_.bytes);
+      body = nested(fault_.bytes);
       break;
     case Fault::Kind::brokenJson:
-      reply.body = reply.body.empty() ? R"({"broken":)" : reply.body.substr(0, (reply.body.size() + 1) / 2);
+      body = reply.body.empty() ? R"({"broken":)" : reply.body.substr(0, (reply.body.size() + 1) / 2);
       break;
     case Fault::Kind::replaceMember:
-      reply.body = replaceMember(reply.body, fault_.path, fault_.text);
+      body = replaceMember(reply.body, fault_.path, fault_.text);
       break;
     case Fault::Kind::removeMember:
-      reply.body = removeMember(reply.body, fault_.path);
+      body = removeMember(reply.body, fault_.path);
       break;
     case Fault::Kind::gzip:
-      reply.body = gzipped(reply.body);
+      body = gzipped(reply.body);
       reply.headers.emplace_back("Content-Encoding", "gzip");
       break;
     default:
-      return fillResponse(response, std::move(reply));
+      break;
   }
-  delivered();
+  if (body) {
+    delivered();
+    reply.body = *std::move(body);
+  }
   fillResponse(response, std::move(reply));
 }
 

@@ -41,6 +41,8 @@ ConnectionStream::Head ConnectionStream::readHead(std::string& head) {
 void ConnectionStream::prepend(std::string head) {
   prepended_ = std::move(head);
   prependedAt_ = 0;
+  // An interruption that the last answer was too short for must not meet this one.
+  interruption_ = nullptr;
 }
 
 void ConnectionStream::interruptAnswerAfter(std::uint64_t bytes, std::function<bool()> interruption) {

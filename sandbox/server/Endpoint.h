@@ -29,7 +29,7 @@ struct Call {
 struct Reply {
   int status = 200;
   std::string body;
-  std::string contentType = "application/json; charset=utf-8";
+  std::string contentType = "application/json";
   std::vector<std::pair<std::string, std::string>> headers;
 };
 

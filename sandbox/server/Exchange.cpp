@@ -58,7 +58,7 @@ bool Exchange::readBody(const BodySink& sink) {
   if (std::exchange(bodyRead_, true)) return bodyWhole_;
   const auto take = [&](const char* bytes, std::size_t count) { return takePiece(bytes, count, sink); };
   bodyWhole_ = !stream_.ended() && (!reader_ || !head_.hasBody() || (*reader_)(take));
-  if (head_.contentLength && bodySize_ != *head_.contentLength) bodyWhole_ = false;
+  if (reader_ && head_.contentLength && bodySize_ != *head_.contentLength) bodyWhole_ = false;
   if (bodyWhole_) bodyWhole_ = reachEndOfBody();
   if (!bodyWhole_) stream_.end();
   markArrived();

@@ -1,0 +1,35 @@
+#pragma once
+#include <chrono>
+#include <string>
+
+// A plain connection to 127.0.0.1, for tests of the bytes themselves.
+class RawConnection {
+ public:
+  enum class End { open, closed, reset };
+
+  explicit RawConnection(int port);
+  ~RawConnection();
+  RawConnection(const RawConnection&) = delete;
+  RawConnection& operator=(const RawConnection&) = delete;
+
+  [[nodiscard]] bool connected() const { return connected_; }
+  // The system refused the connection.
+  [[nodiscard]] bool refused() const { return refused_; }
+  // False when the other side has gone.
+  bool send(const std::string& bytes);
+  // Reads until the other side ends the connection.
+  std::string readAll();
+  // Reads until `count` bytes are there or the connection ends.
+  std::string read(std::size_t count);
+  // How reading ended.
+  [[nodiscard]] End end() const { return end_; }
+
+ private:
+  // False at the end of the connection.
+  bool receive(std::string& into, std::size_t most);
+
+  int handle_ = -1;
+  bool connected_ = false;
+  bool refused_ = false;
+  End end_ = End::open;
+};

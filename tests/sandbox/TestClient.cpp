@@ -1,0 +1,94 @@
+#include "sandbox/TestClient.h"
+
+#include "sandbox/JsonText.h"
+#include "sandbox/Text.h"
+
+#include <httplib.h>
+
+struct TestClient::State {
+  explicit State(const std::string& baseUrl) : client(baseUrl) {}
+  httplib::Client client;
+};
+
+namespace {
+
+httplib::Headers headersOf(const Fields& fields) {
+  httplib::Headers headers;
+  for (const auto& [name, value] : fields) headers.emplace(name, value);
+  return headers;
+}
+
+std::string contentTypeOf(const Fields& fields) {
+  for (const auto& [name, value] : fields) {
+    if (sandbox::equalIgnoringCase(name, "Content-Type")) return value;
+  }
+  return "application/octet-stream";
+}
+
+// The library sets the content type by an argument of its own.
+Fields withoutContentType(Fields fields) {
+  std::erase_if(fields,
+                [](const auto& field) { return sandbox::equalIgnoringCase(field.first, "Content-Type"); });
+  return fields;
+}
+
+Answer answerOf(const httplib::Result& result) {
+  Answer answer;
+  if (!result) return answer;
+  answer.arrived = true;
+  answer.status = result->status;
+  answer.body = result->body;
+  for (const auto& [name, value] : result->headers) answer.headers.emplace_back(name, value);
+  return answer;
+}
+
+}  // namespace
+
+std::string Answer::header(const std::string& name) const {
+  for (const auto& [known, value] : headers) {
+    if (sandbox::equalIgnoringCase(known, name)) return value;
+  }
+  return {};
+}
+
+Json::Value Answer::json() const {
+  return sandbox::parseJson(body).value_or(Json::Value());
+}
+
+TestClient::TestClient(const sandbox::Sandbox& server, std::chrono::milliseconds limit)
+    : TestClient(server.baseUrl(), server.caFile(), limit) {}
+
+TestClient::TestClient(const std::string& baseUrl, const std::string& caFile, std::chrono::milliseconds limit)
+    : state_(std::make_unique<State>(baseUrl)) {
+  state_->client.set_keep_alive(true);
+  state_->client.set_tcp_nodelay(true);
+  state_->client.set_connection_timeout(limit);
+  state_->client.set_read_timeout(limit);
+  state_->client.set_write_timeout(limit);
+  if (!caFile.empty()) state_->client.set_ca_cert_path(caFile);
+}
+
+TestClient::~TestClient() = default;
+
+Answer TestClient::get(const std::string& target, const Fields& headers) {
+  return answerOf(state_->client.Get(target, headersOf(headers)));
+}
+
+Answer TestClient::post(const std::string& target, const std::string& body, const Fields& headers) {
+  return answerOf(
+      state_->client.Post(target, headersOf(withoutContentType(headers)), body, contentTypeOf(headers)));
+}
+
+Answer TestClient::put(const std::string& target, const std::string& body, const Fields& headers) {
+  return answerOf(
+      state_->client.Put(target, headersOf(withoutContentType(headers)), body, contentTypeOf(headers)));
+}
+
+std::pair<std::string, std::string> bearer(const std::string& token) {
+  return {"Authorization", "Bearer " + token};
+}
+
+std::string targetOf(const std::string& url) {
+  const std::size_t host = url.find("://") + 3;
+  return url.substr(url.find('/', host));
+}
