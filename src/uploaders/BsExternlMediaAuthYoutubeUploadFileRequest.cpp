@@ -97,9 +97,7 @@ std::optional<std::string> BsExternlMediaAuthYoutubeUploadFileRequest::openSessi
                       {"Authorization", bearer(token)}});
   client->setBody(metadata(textOf(info, Key::title), textOf(info, Key::desc), textOf(info, Key::tags),
                            textOf(info, Key::privacy)));
-  const std::string url = configuredUrl() + sessionQuery;
-  KBL_LOG(info, name << ":" << url);
-  *reply = client->perform(URL::FromString(url), httpMethod_, nullptr, nullptr, nullptr, nullptr);
+  exchange(*client, *reply, configuredUrl() + sessionQuery);
   const auto location = reply->headers.find("Location");
   if (reply->httpCode != httpOk || location == reply->headers.end()) {
     KBL_LOG(error, "resumable_uri is not exist");

@@ -2,8 +2,8 @@
 
 #include "authorize/switchboard/ExternlMediaAuthCallbackProxy.h"
 #include "boundary/records/ExternlMediaKeys.h"
-#include "boundary/records/Records.h"
 #include "foundation/BsNet/BsErrorInfo.h"
+#include "foundation/BsNet/IBsBaseInfoRW.h"
 #include "foundation/BsNet/covertToErrorCode.h"
 #include "foundation/KblUtils/TimeUtil.h"
 #include "uploaders/isUploadStopped.h"
@@ -14,9 +14,7 @@ namespace KBL {
 
 int UploadFileRequest::handleRequestData(IBsBaseRequest*, IBsInfoReader* info, IBsErrorInfo*, NetReply*) {
   if (!gotResult_) return resultFailed;
-  const auto copy = makeRef<BsExternlMediaAuthMixedInfo>();
-  copy->updataFrom(info);
-  setReplyInfo(copy);
+  keepCopyAsReply(info);
   return resultOk;
 }
 
@@ -26,13 +24,8 @@ bool UploadFileRequest::fetchToken(std::string& token) const {
   return !token.empty();
 }
 
-std::string UploadFileRequest::textOf(IBsInfoReader* info, const char* key) {
-  const char* const text = info == nullptr ? nullptr : info->charKeyConfig(key);
-  return text == nullptr ? std::string() : text;
-}
-
 void UploadFileRequest::setText(IBsInfoReader* info, const char* key, const std::string& value) {
-  if (auto* const record = dynamic_cast<BsBaseInfoRW*>(info)) record->setCharKeyConfig(key, value.c_str());
+  if (auto* const record = dynamic_cast<IBsBaseInfoRW*>(info)) record->setCharKeyConfig(key, value.c_str());
 }
 
 void UploadFileRequest::report(int code, const std::string& message) {

@@ -21,8 +21,7 @@ class UploadFileRequest : public ConcreteAuthRequest {
   /// that an upload which has begun outlasts its user's sign-out. False when it reads as empty afterwards.
   [[nodiscard]] bool fetchToken(std::string& token) const;
 
-  /// Text of the upload record; a key that is unset reads as empty.
-  [[nodiscard]] static std::string textOf(IBsInfoReader* info, const char* key);
+  /// Writes a text of the upload record.
   static void setText(IBsInfoReader* info, const char* key, const std::string& value);
 
   /// Writes the request's error state; code 0 clears it with the origin code.

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "uploaders/IUploadEventSink.h"
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+/// One event as a proxy reported it; a null text reads "(null)".
+struct ReportedEvent {
+  unsigned code;
+  std::string text;
+  int value;
+
+  bool operator==(const ReportedEvent&) const = default;
+  friend std::ostream& operator<<(std::ostream& out, const ReportedEvent& event) {
+    return out << event.code << " '" << event.text << "' " << event.value;
+  }
+};
+
+/// Keeps the events of a proxy.
+class RecordingSink final : public KBL::IUploadEventSink {
+ public:
+  void userCallBack(unsigned code, const char* text, int value) override {
+    events.push_back({code, text == nullptr ? "(null)" : text, value});
+  }
+  std::vector<ReportedEvent> events;
+};
