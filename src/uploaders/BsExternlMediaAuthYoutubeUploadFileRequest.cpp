@@ -78,10 +78,11 @@ _Result BsExternlMediaAuthYoutubeUploadFileRequest::Request(IBsInfoReader* info,
     report(fault.code, fault.message);
     return resultOk;
   }
-  const auto resumableUri = openSession(info, client, reply, token, file.size());
+  const std::uint64_t fileSize = file.size();
+  const auto resumableUri = openSession(info, client, reply, token, fileSize);
   if (!resumableUri) return resultOk;
-  KBL_LOG(info, "upload, " << path << ", file size:" << file.size() << ", chunk size: " << chunkSize);
-  sendChunks(file, *resumableUri, std::move(token), info, client, reply);
+  KBL_LOG(info, "upload, " << path << ", file size:" << fileSize << ", chunk size: " << chunkSize);
+  sendChunks(file, fileSize, *resumableUri, std::move(token), info, client, reply);
   return resultOk;
 }
 
@@ -107,11 +108,11 @@ std::optional<std::string> BsExternlMediaAuthYoutubeUploadFileRequest::openSessi
   return location->second;
 }
 
-void BsExternlMediaAuthYoutubeUploadFileRequest::sendChunks(FileStream& file, const std::string& resumableUri,
+void BsExternlMediaAuthYoutubeUploadFileRequest::sendChunks(FileStream& file, std::uint64_t fileSize,
+                                                            const std::string& resumableUri,
                                                             std::string token, IBsInfoReader* info,
                                                             INetworkClient* client, NetReply* reply) {
   std::srand(static_cast<unsigned>(std::time(nullptr)));  // for the pauses; process-wide, as hosts know it
-  const std::uint64_t fileSize = file.size();
   std::vector<char> buffer(chunkSize);
   std::uint64_t offset = 0;
   while (!isUploadStopped(ownerTag_, info) && offset < fileSize) {

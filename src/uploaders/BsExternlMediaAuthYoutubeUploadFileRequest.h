@@ -40,8 +40,9 @@ class BsExternlMediaAuthYoutubeUploadFileRequest : public UploadFileRequest {
   /// The address of the session that the service opened, or nothing.
   std::optional<std::string> openSession(IBsInfoReader* info, INetworkClient* client, NetReply* reply,
                                          const std::string& token, std::uint64_t fileSize);
-  void sendChunks(FileStream& file, const std::string& resumableUri, std::string token, IBsInfoReader* info,
-                  INetworkClient* client, NetReply* reply);
+  /// `fileSize` is what the session was opened with, whatever becomes of the file meanwhile.
+  void sendChunks(FileStream& file, std::uint64_t fileSize, const std::string& resumableUri,
+                  std::string token, IBsInfoReader* info, INetworkClient* client, NetReply* reply);
 };
 
 }  // namespace KBL

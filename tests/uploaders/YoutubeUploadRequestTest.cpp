@@ -668,7 +668,7 @@ INSTANTIATE_TEST_SUITE_P(
                     AnswerCase{"HugeCode", R"({"error":{"code":1e300}})", 0, 0, ""},
                     AnswerCase{"Empty", "", 0, 0, "can't read json. response:"},
                     AnswerCase{"NoJson", "oops", 0, 0, "can't read json. response:oops"},
-                    AnswerCase{"Comment", "{} // c", 0, 0, "can't read json. response:{} // c"},
+                    AnswerCase{"Comment", "/* c */ {}", 0, 0, "can't read json. response:/* c */ {}"},
                     AnswerCase{"BareNumber", "7", 0, 0, "can't read json. response:7"},
                     AnswerCase{"DeepNesting", std::string(5000, '['), 0, 0,
                                "can't read json. response:" + std::string(5000, '[')}),
