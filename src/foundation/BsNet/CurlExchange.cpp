@@ -47,9 +47,7 @@ NetReply CurlExchange::transportFailure(CURLcode code) const {
 }
 
 NetReply CurlExchange::run() {
-  if (const std::string header = settings_.headers.unusable(); !header.empty()) {
-    return failure(CURLE_BAD_FUNCTION_ARGUMENT, "header cannot be sent: " + header);
-  }
+  if (const auto fault = settings_.headers.unusable()) return failure(CURLE_BAD_FUNCTION_ARGUMENT, *fault);
   if (call_.method < httpGet || call_.method > httpPut) {
     return failure(CURLE_BAD_FUNCTION_ARGUMENT, "unknown method");
   }

@@ -32,11 +32,13 @@ bool append(CurlList& list, const std::string& line) {
 
 }  // namespace
 
-std::string CurlHeaders::unusable() const {
+std::optional<std::string> CurlHeaders::unusable() const {
   for (const auto& [name, value] : caller_) {
-    if (!isToken(name) || hasLineBreak(value)) return name;
+    if (!isToken(name)) return "a header's name is none";
+    if (hasLineBreak(value)) return "the header " + name + " holds a line break";
   }
-  return hasLineBreak(bearer_) ? "Authorization" : "";
+  if (hasLineBreak(bearer_)) return "the bearer token holds a line break";
+  return std::nullopt;
 }
 
 std::string CurlHeaders::acceptedCodings() const {

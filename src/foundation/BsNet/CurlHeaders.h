@@ -3,6 +3,7 @@
 #include "foundation/BsNet/CurlHandle.h"
 #include "foundation/BsNet/NetReply.h"
 
+#include <optional>
 #include <string>
 
 namespace KBL {
@@ -14,9 +15,8 @@ class CurlHeaders {
   void replace(HeaderMap headers) { caller_ = std::move(headers); }
   void setBearer(std::string token) { bearer_ = std::move(token); }
 
-  /// Name of the first header that cannot be sent: no token as name, or a line break in the value. Empty when
-  /// all can.
-  [[nodiscard]] std::string unusable() const;
+  /// What is wrong with the first header that cannot be sent, or nothing.
+  [[nodiscard]] std::optional<std::string> unusable() const;
 
   /// The codings that the caller accepts; empty: all that libcurl decodes.
   [[nodiscard]] std::string acceptedCodings() const;
