@@ -1,0 +1,171 @@
+#include "requests/FakeManager.h"
+
+#include "boundary/records/ExternlMediaKeys.h"
+#include "foundation/BsNet/IBsBaseRequest.h"
+#include "foundation/object/CastByName.h"
+
+#include <utility>
+
+using namespace KBL;
+
+FakeManager::FakeManager(const AuthContext& context) : context_(context) {
+  ExternlMediaAuthCallbackProxy::instance().registerManager(context_.logTag, alive_, this);
+}
+
+int FakeManager::Release() {
+  const int left = ExternlMediaAuthCallbackProxy::instance().decrementLocked(
+      context_.logTag, this, [this] { return dropReference(); });
+  if (left == 0) destroyUnreferenced();
+  return left;
+}
+
+void* FakeManager::QueryInterfaceByName(const char* name) {
+  return castByName(this, name, Named<IBsExternlMediaAuthorize>{"IBsExternlMediaAuthorize"},
+                    Named<IExternlMediaRefreshAccessTokenCallback>{"IExternlMediaRefreshAccessTokenCallback"},
+                    Named<IBsRequstCallback>{"IBsRequstCallback"});
+}
+
+std::vector<ManagerCall> FakeManager::calls() const {
+  const std::lock_guard lock(mutex_);
+  return calls_;
+}
+
+std::vector<ManagerCall> FakeManager::calls(const std::string& operation) const {
+  std::vector<ManagerCall> found;
+  for (const ManagerCall& call : calls()) {
+    if (call.operation == operation) found.push_back(call);
+  }
+  return found;
+}
+
+void FakeManager::onCall(const std::string& operation, std::function<void()> action) {
+  const std::lock_guard lock(mutex_);
+  actions_[operation] = std::move(action);
+}
+
+void FakeManager::setFlag(const std::string& operation, bool value) {
+  const std::lock_guard lock(mutex_);
+  flags_[operation] = value;
+}
+
+void FakeManager::record(const ManagerCall& call) {
+  std::function<void()> action;
+  {
+    const std::lock_guard lock(mutex_);
+    calls_.push_back(call);
+    if (const auto found = actions_.find(call.operation); found != actions_.end()) action = found->second;
+  }
+  if (action) action();
+}
+
+int FakeManager::flag(const std::string& operation, const std::string& uuid) {
+  ManagerCall call;
+  call.operation = operation;
+  call.uuid = uuid;
+  record(call);
+  const std::lock_guard lock(mutex_);
+  return flags_[operation] ? 1 : 0;
+}
+
+ManagerCall FakeManager::requestCall(const std::string& operation, IBsBaseRequest* request,
+                                     IBsInfoReader* info, IBsErrorInfo* error) {
+  ManagerCall call;
+  call.operation = operation;
+  if (request != nullptr) call.requestName = request->getRequestName();
+  if (info != nullptr) call.infoType = info->infoType();
+  if (error != nullptr) {
+    call.code = error->errorCode();
+    call.message = error->errorMessage();
+  }
+  return call;
+}
+
+std::string FakeManager::accessToken(const std::string&) {
+  return {};
+}
+
+_Result FakeManager::queryResponse(IBsBaseRequest* request, IBsInfoReader* info, IBsErrorInfo* error) {
+  record(requestCall("queryResponse", request, info, error));
+  return resultOk;
+}
+
+int FakeManager::cbAsyncRefreshAccessToken(const std::string&) {
+  return 0;
+}
+
+int FakeManager::cbRequestFailed(IBsBaseRequest* request, IBsInfoReader* info, IBsErrorInfo* error) {
+  record(requestCall("cbRequestFailed", request, info, error));
+  return 0;
+}
+
+int FakeManager::cbRequestForward(IBsBaseRequest* request, IBsInfoReader* info, IBsErrorInfo* error) {
+  record(requestCall("cbRequestForward", request, info, error));
+  return 0;
+}
+
+int FakeManager::cbQueryThirdLoginURL(const std::string& uuid, const std::string& loginUrl) {
+  ManagerCall call;
+  call.operation = "cbQueryThirdLoginURL";
+  call.uuid = uuid;
+  call.text = loginUrl;
+  record(call);
+  return 0;
+}
+
+int FakeManager::cbQueryThirdLoginCallbackURL(const std::string& uuid, const std::string& callbackUrl) {
+  ManagerCall call;
+  call.operation = "cbQueryThirdLoginCallbackURL";
+  call.uuid = uuid;
+  call.text = callbackUrl;
+  record(call);
+  return 0;
+}
+
+int FakeManager::cbRequestNotify(const std::string& uuid) {
+  ManagerCall call;
+  call.operation = "cbRequestNotify";
+  call.uuid = uuid;
+  record(call);
+  return 0;
+}
+
+int FakeManager::setTimedOut(const std::string& uuid, bool timedOut) {
+  ManagerCall call;
+  call.operation = timedOut ? "setTimedOut(true)" : "setTimedOut(false)";
+  call.uuid = uuid;
+  record(call);
+  return 0;
+}
+
+int FakeManager::setFinished(const std::string& uuid, bool finished) {
+  ManagerCall call;
+  call.operation = finished ? "setFinished(true)" : "setFinished(false)";
+  call.uuid = uuid;
+  record(call);
+  return 0;
+}
+
+int FakeManager::copyAuthContext(AuthContext& out) {
+  out = context_;
+  return 1;
+}
+
+int FakeManager::updateInfo(const std::string& uuid, IBsInfoReader* info) {
+  using Char = ExternlMediaMixedCharKey;
+  using Int = ExternlMediaMixedIntKey;
+  ManagerCall call;
+  call.operation = "updateInfo";
+  call.uuid = uuid;
+  call.infoType = info->infoType();
+  for (const char* const key :
+       {Char::accessToken, Char::refreshToken, Char::thirdAccessToken, Char::userAccount,
+        Char::userAccountUid, Char::userFirstName, Char::userLastName, Char::userNickName,
+        Char::userAvatarLocal, Char::userAvatarUrl, Char::videoCategories, Char::userSessionId}) {
+    if (const char* const text = info->charKeyConfig(key)) call.texts[key] = text;
+  }
+  for (const char* const key : {Int::expiresIn, Int::expiresTimestamp, Int::tokenType, Int::status}) {
+    if (const long long value = info->intKeyConfig(key); value != absentIntValue) call.numbers[key] = value;
+  }
+  record(call);
+  return 0;
+}

@@ -1,0 +1,90 @@
+#include "requests/RequestsTest.h"
+
+#include "foundation/BsCloudConfig/BsCloudConfig.h"
+#include "foundation/BsNet/NetKeys.h"
+#include "foundation/BsNet/createInfoObject.h"
+#include "foundation/object/CastByName.h"
+
+#include <map>
+
+using namespace KBL;
+
+namespace {
+constexpr const char* urlKeys[] = {"urlLFServerUserSupportSession",      "urlLFServerUserSupportCode",
+                                   "urlLFServerUserSupportToken",        "urlLFServerClientCredentials",
+                                   "urlCloudDiskAuthGoogleDiskUserInfo", "urlYoutubeVideoCategories",
+                                   "urlMediaAuthTiktokUserInfo",         "urlMediaAuthDouyinUserInfo",
+                                   "urlUserSupportQueryConsume",         "testKey"};
+
+template <class Interface>
+RefPtr<Interface> makeInfoObject(int type, const char* name) {
+  const RefPtr<IBsInfoReader> record = adoptRef(createInfoObject(type));
+  return shareRef(queryInterface<Interface>(record.get(), name));
+}
+}  // namespace
+
+RequestsTest::RequestsTest(std::int32_t platform) {
+  context.platform = platform;
+  context.logTag = ownerTag;
+  context.pubInfo = publicInformation();
+}
+
+void RequestsTest::SetUp() {
+  std::map<std::string, std::string> urls;
+  for (const char* const key : urlKeys) urls[key] = urlOf(key);
+  setCloudConfig(urls);
+  manager = makeRef<FakeManager>(context);
+}
+
+void RequestsTest::TearDown() {
+  EXPECT_TRUE(settle()) << liveRequests() << " requests live, " << time->waiters() << " threads sleep";
+  EXPECT_EQ(network.clientsAlive(), 0);
+  killManager();
+  clearCloudConfig();
+}
+
+RefPtr<IBsPubInfo> RequestsTest::publicInformation() {
+  auto info = makeInfoObject<IBsPubInfo>(infoObjectPubInfo, "IBsPubInfo");
+  info->setCharKeyConfig(PubCharKey::appSecret, "hush");
+  info->setCharKeyConfig(PubCharKey::clientType, "desktop");
+  info->setCharKeyConfig(PubCharKey::lang, "en");
+  return info;
+}
+
+RefPtr<IBsServerProxyInfo> RequestsTest::proxyRecord() {
+  auto proxy = makeInfoObject<IBsServerProxyInfo>(infoObjectServerProxy, "IBsServerProxyInfo");
+  proxy->setIntKeyConfig(ServerProxyIntKey::mode, 0);
+  proxy->setIntKeyConfig(ServerProxyIntKey::type, 3);
+  proxy->setCharKeyConfig(ServerProxyCharKey::server, "proxy.test");
+  proxy->setIntKeyConfig(ServerProxyIntKey::port, 1080);
+  proxy->setCharKeyConfig(ServerProxyCharKey::user, "me");
+  proxy->setCharKeyConfig(ServerProxyCharKey::password, "pw");
+  return proxy;
+}
+
+int RequestsTest::liveRequests() const {
+  return static_cast<int>(log->linesWith("create:").size()) -
+         static_cast<int>(log->linesWith("release:").size());
+}
+
+bool RequestsTest::settle() {
+  return time->advanceUntil([this] { return liveRequests() == 0 && time->waiters() == 0; }, 500);
+}
+
+void RequestsTest::killManager() {
+  if (manager) manager->dropAliveToken();
+  manager.reset();
+}
+
+std::string errorText(IBsErrorInfo& error) {
+  return std::to_string(error.errorCode()) + ", " + error.errorMessage();
+}
+
+std::string errorText(const BsExternlMediaAuthRequest& request) {
+  return errorText(*request.errorInfo());
+}
+
+std::string textIn(IBsInfoReader& info, const char* key) {
+  const char* const text = info.charKeyConfig(key);
+  return text == nullptr ? "(unset)" : text;
+}
