@@ -127,22 +127,8 @@ void CurlExchange::configureConnection() {
 void CurlExchange::configureProxy() {
   // Set in any case: the environment's proxies are not the host's.
   easy_.set(CURLOPT_NOPROXY, "");
-  if (settings_.proxyType == 0) {
-    easy_.set(CURLOPT_PROXY, "");
-    return;
-  }
-  const bool isIpv6 = settings_.proxyServer.find(':') != settings_.proxyServer.rfind(':') &&
-                      !settings_.proxyServer.starts_with('[');
-  easy_.set(CURLOPT_PROXY, isIpv6 ? "[" + settings_.proxyServer + "]" : settings_.proxyServer);
-  easy_.set(CURLOPT_PROXYPORT, static_cast<long>(settings_.proxyPort));
-  const long type = settings_.proxyType == proxySocks5   ? CURLPROXY_SOCKS5_HOSTNAME
-                    : settings_.proxyType == proxySocks4 ? CURLPROXY_SOCKS4
-                                                         : CURLPROXY_HTTP;
-  easy_.set(CURLOPT_PROXYTYPE, type);
+  easy_.set(CURLOPT_PROXY, settings_.proxy.address());
   easy_.set(CURLOPT_HEADEROPT, static_cast<long>(CURLHEADER_SEPARATE));  // tokens are none of the proxy's
-  if (settings_.proxyUser.empty() && settings_.proxyPassword.empty()) return;
-  easy_.set(CURLOPT_PROXYUSERNAME, settings_.proxyUser);
-  easy_.set(CURLOPT_PROXYPASSWORD, settings_.proxyPassword);
 }
 
 void CurlExchange::configureTrust() {

@@ -3,6 +3,7 @@
 #include "foundation/BsNet/CurlBody.h"
 #include "foundation/BsNet/CurlForm.h"
 #include "foundation/BsNet/CurlHeaders.h"
+#include "foundation/BsNet/CurlProxy.h"
 #include "foundation/BsNet/CurlReply.h"
 #include "foundation/BsNet/CurlTransfer.h"
 #include "foundation/BsNet/NetworkClients.h"
@@ -19,11 +20,7 @@ namespace KBL {
 struct CurlClientSettings {
   NetSettings net;
   std::shared_ptr<const std::string> trust;  ///< PEM text; null: libcurl's default authorities
-  int proxyType = 0;                         ///< 0: none
-  std::string proxyServer;
-  int proxyPort = 0;
-  std::string proxyUser;
-  std::string proxyPassword;
+  CurlProxy proxy;
   int connectTimeoutMs = 0;
   int totalTimeoutMs = 0;
   int lowSpeedBytes = 0;

@@ -15,11 +15,7 @@ CurlNetworkClient::CurlNetworkClient(const NetSettings& settings) : multi_(curl_
 
 void CurlNetworkClient::setProxy(int type, const std::string& server, int port, const std::string& user,
                                  const std::string& password) {
-  settings_.proxyType = server.empty() || type < proxyHttp || type > proxySocks5 ? 0 : type;
-  settings_.proxyServer = server;
-  settings_.proxyPort = port;
-  settings_.proxyUser = user;
-  settings_.proxyPassword = password;
+  settings_.proxy = {type, server, port, user, password};
 }
 
 void CurlNetworkClient::setConnectTimeout(int milliseconds) {

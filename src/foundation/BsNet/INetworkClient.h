@@ -22,7 +22,8 @@ enum ProxyType : int { proxyHttp = 1, proxySocks4 = 2, proxySocks5 = 3 };
 /// has no virtual destructor, its destroying operator delete calls `destroy`.
 class KBL_BSNET_API INetworkClient {
  public:
-  /// Routes the following exchanges through a proxy; empty user and password: none.
+  /// Routes the following exchanges through a proxy (`type` as in ProxyType); empty user and password: none.
+  /// An unknown type or an empty server: no proxy, not even one of the environment, which is never looked at.
   virtual void setProxy(int type, const std::string& server, int port, const std::string& user,
                         const std::string& password) = 0;
   /// Limit of the connect phase, in milliseconds; below 1 restores the default.
@@ -33,18 +34,21 @@ class KBL_BSNET_API INetworkClient {
   virtual void setTotalTimeout(int milliseconds) = 0;
   /// Ends an exchange that stays below `bytesPerSecond` for `seconds`; 0 switches the test off.
   virtual void setLowSpeed(int bytesPerSecond, int seconds) = 0;
-  /// Replaces the request headers.
+  /// Replaces the request headers. Length, coding and expectation of the body are the client's matter: what
+  /// is given for them is not sent.
   virtual void setHeaders(const std::map<std::string, std::string>& headers) = 0;
-  /// Replaces the request body; a body stays until it is replaced.
+  /// Replaces the request body; a body stays until it is replaced. A GET sends none.
   virtual void setBody(std::string body) = 0;
   /// Sends these files (form field name to UTF-8 path) as a multipart form in place of the body, streamed
   /// from disk. An empty map takes the source away.
   virtual void setUploadSource(const std::map<std::string, std::string>& fieldToPath) = 0;
   /// Sent as "Authorization: Bearer"; empty: none.
   virtual void setBearerToken(const std::string& token) = 0;
-  /// Runs the exchange on the calling thread. `writer` (null: the body goes to NetReply::content) and
-  /// `progress` (null: none) are called during it; the contexts are handed through. A `progress` that answers
-  /// false gives a reply with resultCode -10007 and "User cancelled!".
+  /// Runs the exchange on the calling thread. Redirections are followed for a GET alone, never out of TLS,
+  /// and another origin gets neither the bearer token nor other headers than Accept, Accept-Language and
+  /// User-Agent. `writer` (null: the body goes to NetReply::content) and `progress` (null: none) are called
+  /// during it; the contexts are handed through. A `progress` that answers false gives a reply with
+  /// resultCode -10007 and "User cancelled!".
   virtual NetReply perform(const URL& url, int method, IBsResponseWriteCallback* writer, void* writerContext,
                            IBsProgressCallback* progress, void* progressContext) = 0;
   /// Ends the client; called by operator delete alone. An implementation ends itself with `::delete this`,

@@ -17,7 +17,7 @@ using HeaderMap = std::map<std::string, std::string, HeaderNameLess>;
 
 /// Outcome of one exchange.
 struct NetReply {
-  int httpCode = -1;                  ///< HTTP status; -1 until written
+  int httpCode = -1;  ///< HTTP status of a whole reply; -1 until then, so after a failed transport
   int resultCode = transportPending;  ///< raw transport code, 0 for a completed exchange, whatever its status
   std::string content;                ///< decoded body
   std::string errorMessage;           ///< text of a transport failure
