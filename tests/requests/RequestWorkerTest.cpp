@@ -1,0 +1,349 @@
+// The worker of a request: start, retries, callbacks, and how the references are given back.
+#include "boundary/records/Records.h"
+#include "requests/ProbeRequest.h"
+#include "requests/RequestsTest.h"
+#include "support/WaitUntil.h"
+
+#include <gmock/gmock.h>
+
+#include <future>
+#include <limits>
+
+#if defined(__GLIBC__)
+#include <pthread.h>
+#endif
+
+using namespace KBL;
+using testing::ElementsAre;
+
+namespace {
+
+class RequestWorker : public RequestsTest {
+ protected:
+  void SetUp() override {
+    RequestsTest::SetUp();
+    info = makeRef<BsExternlMediaAuthMixedInfo>();
+    info->SetProtocol(&infoEnds);
+    request = makeRequest<ProbeRequest>();
+    request->SetProtocol(&requestEnds);
+    request->addCallback(&callback, false);
+  }
+  void TearDown() override {
+    request.reset();
+    info.reset();
+    RequestsTest::TearDown();
+    EXPECT_EQ(infoEnds.ends(), 1);
+    EXPECT_EQ(requestEnds.ends(), 1);
+  }
+  /// Starts the request, keeps it alive through `request`, and waits for its callback.
+  void run() {
+    EXPECT_EQ(startAndHandOver(request, info.get()), 0);
+    EXPECT_TRUE(waitUntil([this] { return callback.calls > 0; }));
+  }
+  [[nodiscard]] std::vector<int> timeouts() const {
+    std::vector<int> all;
+    for (const FakeExchange& exchange : network.exchanges()) all.push_back(exchange.totalTimeoutMs);
+    return all;
+  }
+
+  EndCounter infoEnds;
+  EndCounter requestEnds;
+  RefPtr<BsExternlMediaAuthMixedInfo> info;
+  RefPtr<ProbeRequest> request;
+  HostCallback callback;
+};
+
+}  // namespace
+
+TEST_F(RequestWorker, RunsTheRequestAndTellsItsCallbacks) {
+  network.answer(okReply(R"({"code":0})"));
+  run();
+
+  EXPECT_EQ(callback.lastCode, 0);
+  EXPECT_EQ(request->published, 1);
+  EXPECT_TRUE(log->hasLine("base _asyncRequestWithInfo:Probe"));
+  EXPECT_TRUE(log->hasLine("Probe, base _asyncRequestWithInfo cb, size:10, code:0, msg:, try:1/1, abort:0"));
+  EXPECT_TRUE(log->hasLine(
+      "Probe, base _asyncRequestWithInfo cb, size:10, code:0, msg:, try:1/1, abort:0, result:0"));
+  EXPECT_EQ(log->linesWith("result:0")[0].function, "KBL::BsExternlMediaAuthRequest::_asyncRequestWithInfo");
+}
+
+TEST_F(RequestWorker, LogsTheCountsAtItsStart) {
+  run();
+
+  // The test's reference and the creator's on the request, the test's on the info, and one of the start each.
+  const std::vector<LogLine> lines = log->linesWith("this refCnt");
+  ASSERT_EQ(lines.size(), 1U);
+  EXPECT_EQ(lines[0].text, "Probe, this refCnt:3info refCnt: 2");
+  EXPECT_EQ(lines[0].severity, 4);
+  EXPECT_EQ(lines[0].function, "KBL::BsExternlMediaAuthRequest::asyncRequestWithInfo");
+}
+
+TEST_F(RequestWorker, ANullInfoIsRefused) {
+  EXPECT_EQ(request->asyncRequestWithInfo(nullptr), 1);
+  EXPECT_EQ(network.clientsMade(), 0);
+}
+
+TEST_F(RequestWorker, TheCallbackRunsOnAnotherThreadWithTheRequestsOwnObjects) {
+  std::thread::id thread;
+  IBsBaseRequest* told = nullptr;
+  IBsInfoReader* toldInfo = nullptr;
+  IBsErrorInfo* toldError = nullptr;
+  callback.action = [&](IBsBaseRequest* one, IBsInfoReader* two, IBsErrorInfo* three) {
+    thread = std::this_thread::get_id();
+    told = one;
+    toldInfo = two;
+    toldError = three;
+  };
+  run();
+
+  EXPECT_NE(thread, std::this_thread::get_id());
+  EXPECT_EQ(told, static_cast<IBsBaseRequest*>(request.get()));
+  EXPECT_EQ(toldInfo, static_cast<IBsInfoReader*>(info.get()));
+  EXPECT_EQ(toldError, request->errorInfo().get());
+}
+
+TEST_F(RequestWorker, TwoReferencesGoBackHalfASecondLater) {
+  run();
+  EXPECT_TRUE(time->waitForWaiters(2));
+  EXPECT_EQ(request->AddRef(), 4);  // the test's, the creator's, the start's, and this one
+  request->Release();
+
+  time->advance(499);
+  EXPECT_EQ(request->AddRef(), 4);
+  request->Release();
+
+  time->advance(1);
+  EXPECT_TRUE(waitUntil([this] {
+    const int count = request->AddRef();
+    request->Release();
+    return count == 2;
+  }));
+}
+
+TEST_F(RequestWorker, TheInfoIsReleasedAtOnce) {
+  run();
+  EXPECT_TRUE(waitUntil([this] {
+    const int count = info->AddRef();
+    info->Release();
+    return count == 2;
+  }));
+}
+
+TEST_F(RequestWorker, TheRequestOutlivesItsWorkerWithoutAnyOtherReference) {
+  ProbeRequest* const raw = request.get();
+  EXPECT_EQ(startAndHandOver(std::move(request), info.get()), 0);
+  EXPECT_TRUE(waitUntil([this] { return callback.calls > 0; }));
+  EXPECT_TRUE(time->waitForWaiters(2));
+  EXPECT_EQ(requestEnds.ends(), 0);
+  EXPECT_STREQ(raw->getRequestName(), "Probe");
+
+  EXPECT_TRUE(settle());
+  EXPECT_EQ(requestEnds.ends(), 1);
+}
+
+TEST_F(RequestWorker, ASecondStartDuringARunIsRefusedAndAddsNoReference) {
+  std::promise<void> entered;
+  std::promise<void> goOn;
+  network.answer([&](const FakeExchange&) {
+    entered.set_value();
+    goOn.get_future().wait();
+    return okReply(R"({"code":0})");
+  });
+  EXPECT_EQ(startAndHandOver(request, info.get()), 0);
+  entered.get_future().wait();
+
+  EXPECT_EQ(request->AddRef(), 4);
+  EXPECT_EQ(request->asyncRequestWithInfo(info.get()), 1);
+  EXPECT_EQ(request->Release(), 3);
+  const std::vector<LogLine> lines = log->linesWith("not finished");
+  ASSERT_EQ(lines.size(), 1U);
+  EXPECT_EQ(lines[0].text, "Probe:asyncRequest not finished, return");
+  EXPECT_EQ(lines[0].function, "KBL::BsExternlMediaAuthRequest::asyncRequestWithInfo");
+
+  goOn.set_value();
+  EXPECT_TRUE(waitUntil([this] { return callback.calls > 0; }));
+}
+
+TEST_F(RequestWorker, CanRunAgainAfterItsEnd) {
+  run();
+  EXPECT_TRUE(waitUntil([this] { return request->isAsyncRequestFinished() == 1; }));
+  EXPECT_EQ(startAndHandOver(request, info.get()), 0);
+  EXPECT_TRUE(waitUntil([this] { return callback.calls == 2; }));
+  EXPECT_EQ(request->clearAsyncRequest(), resultOk);
+}
+
+TEST_F(RequestWorker, TriesGetGrowingTimeoutsAndTheTimeoutIsRestored) {
+  request->SetRetryTimes(2);
+  request->setTimeout(10000);
+  network.answer(transportFailure(7, "refused"));
+  run();
+
+  EXPECT_THAT(timeouts(), ElementsAre(10000, 20000, 30000));
+  EXPECT_EQ(request->getTimeout(), 10000);
+  EXPECT_EQ(callback.lastCode, 200007);
+  EXPECT_TRUE(log->hasLine(
+      "Probe, base _asyncRequestWithInfo cb, size:0, code:200007, msg:refused, try:2/3, abort:0"));
+  EXPECT_TRUE(log->hasLine(
+      "Probe, base _asyncRequestWithInfo cb, size:0, code:200007, msg:refused, try:3/3, abort:0, result:1"));
+}
+
+TEST_F(RequestWorker, ATimeoutThatWouldOverflowStaysTheGreatest) {
+  request->SetRetryTimes(1);
+  request->setTimeout(std::numeric_limits<int>::max());
+  network.answer(transportFailure(7, "refused"));
+  run();
+
+  EXPECT_THAT(timeouts(), ElementsAre(std::numeric_limits<int>::max(), std::numeric_limits<int>::max()));
+}
+
+TEST_F(RequestWorker, ATryThatSucceedsEndsThem) {
+  request->SetRetryTimes(5);
+  network.answer([this](const FakeExchange&) {
+    return network.exchanges().size() < 3 ? httpReply(503, "busy") : okReply(R"({"code":0})");
+  });
+  run();
+
+  EXPECT_EQ(network.exchanges().size(), 3U);
+  EXPECT_EQ(callback.lastCode, 0);
+  EXPECT_EQ(callback.calls, 1);
+}
+
+TEST_F(RequestWorker, AFailureThatNeedsNoRetryEndsThem) {
+  request->SetRetryTimes(5);
+  network.answer(okReply(R"({"code":7,"msg":"x"})"));
+  run();
+
+  EXPECT_EQ(network.exchanges().size(), 1U);
+  EXPECT_EQ(callback.lastCode, 7);
+}
+
+TEST_F(RequestWorker, AnAbortEndsTheTriesButNotTheOneThatRuns) {
+  request->SetRetryTimes(5);
+  network.answer([this](const FakeExchange&) {
+    request->abordAsyncRequest();
+    return transportFailure(7, "refused");
+  });
+  run();
+
+  EXPECT_EQ(network.exchanges().size(), 1U);
+  EXPECT_FALSE(log->linesWith("try:1/6, abort:1, result:1").empty());
+}
+
+TEST_F(RequestWorker, AStartByTheCreatorClearsAFormerAbort) {
+  request->abordAsyncRequest();
+  run();
+  EXPECT_FALSE(request->isAborted());
+}
+
+TEST_F(RequestWorker, AnAbortForGoodIsNotClearedByAStart) {
+  request->abortForGood();
+  EXPECT_EQ(request->asyncRequestWithInfo(info.get()), 1);
+  EXPECT_TRUE(request->isAborted());
+  EXPECT_EQ(network.clientsMade(), 0);
+}
+
+TEST_F(RequestWorker, WithoutItsManagerNoCallbackIsCalled) {
+  killManager();
+  EXPECT_EQ(startAndHandOver(request, info.get()), 0);
+  EXPECT_TRUE(log->waitForLineWith("result:0"));
+  EXPECT_TRUE(time->waitForWaiters(2));
+  EXPECT_EQ(callback.calls, 0);
+}
+
+TEST_F(RequestWorker, AManagerThatDiesDuringTheExchangeSilencesIt) {
+  network.answer([this](const FakeExchange&) {
+    killManager();
+    return okReply(R"({"code":0})");
+  });
+  EXPECT_EQ(startAndHandOver(request, info.get()), 0);
+  EXPECT_TRUE(time->waitForWaiters(2));
+  EXPECT_EQ(callback.calls, 0);
+}
+
+TEST_F(RequestWorker, NotifyMode1TellsTheOwner) {
+  request->setNotifyMode(1);
+  run();
+  EXPECT_TRUE(waitUntil([this] { return manager->count("cbRequestNotify") == 1; }));
+  EXPECT_EQ(manager->calls("cbRequestNotify")[0].uuid, uuid);
+}
+
+TEST_F(RequestWorker, NotifyMode2DoesNot) {
+  run();
+  EXPECT_TRUE(time->waitForWaiters(2));
+  EXPECT_EQ(manager->count("cbRequestNotify"), 0U);
+}
+
+TEST_F(RequestWorker, ACallbackThatThrowsHarmsNothing) {
+  HostCallback second;
+  request->addCallback(&second, false);
+  callback.action = [](auto*, auto*, auto*) { throw std::runtime_error("from the host"); };
+  EXPECT_EQ(startAndHandOver(request, info.get()), 0);
+  EXPECT_TRUE(waitUntil([&] { return second.calls > 0; }));
+  EXPECT_TRUE(time->waitForWaiters(2));
+}
+
+TEST_F(RequestWorker, DelayReleaseGivesOneReferenceBackWhenItsTimeIsUp) {
+  request->AddRef();
+  request->delayRelease(70);
+  EXPECT_TRUE(time->waitForWaiters(1));
+  time->advance(69);
+  EXPECT_EQ(request->AddRef(), 3);
+  request->Release();
+  time->advance(1);
+  EXPECT_TRUE(waitUntil([this] {
+    const int count = request->AddRef();
+    request->Release();
+    return count == 2;
+  }));
+}
+
+#if defined(__GLIBC__)
+namespace {
+/// While it lives no thread can be made: each would get a stack beyond any address space.
+class NoThreads {
+ public:
+  NoThreads() {
+    pthread_getattr_default_np(&former_);
+    pthread_attr_t impossible;
+    pthread_attr_init(&impossible);
+    pthread_attr_setstacksize(&impossible, std::size_t{1} << 47);
+    pthread_setattr_default_np(&impossible);
+    pthread_attr_destroy(&impossible);
+  }
+  ~NoThreads() {
+    pthread_setattr_default_np(&former_);
+    pthread_attr_destroy(&former_);
+  }
+
+ private:
+  pthread_attr_t former_;
+};
+}  // namespace
+
+TEST_F(RequestWorker, WithoutAThreadAStartFailsAndKeepsNoReference) {
+  const NoThreads noThreads;
+  EXPECT_EQ(request->asyncRequestWithInfo(info.get()), 1);
+  EXPECT_EQ(request->AddRef(), 2);
+  request->Release();
+  EXPECT_EQ(info->AddRef(), 2);
+  info->Release();
+  EXPECT_EQ(request->isAsyncRequestFinished(), 1);
+}
+
+TEST_F(RequestWorker, WithoutAThreadALateReleaseComesAtOnce) {
+  const NoThreads noThreads;
+  request->AddRef();
+  request->delayRelease(500);
+  EXPECT_EQ(request->AddRef(), 2);
+  request->Release();
+}
+
+TEST_F(RequestWorker, AWorkerThatCannotMakeSleepersEndsSoundly) {
+  std::optional<NoThreads> noThreads;
+  callback.action = [&](auto*, auto*, auto*) { noThreads.emplace(); };
+  EXPECT_EQ(startAndHandOver(std::move(request), info.get()), 0);
+  EXPECT_TRUE(waitUntil([this] { return requestEnds.ends() == 1; }));
+  noThreads.reset();
+}
+#endif
