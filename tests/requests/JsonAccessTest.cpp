@@ -1,0 +1,113 @@
+#include "requests/JsonAccess.h"
+#include "support/Seed.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+
+using namespace KBL;
+
+namespace {
+Json::Value parsed(const std::string& text, bool strict = false) {
+  Json::Value root;
+  EXPECT_TRUE(parseJson(text, root, strict)) << text;
+  return root;
+}
+
+bool isJson(const std::string& text, bool strict = false) {
+  Json::Value root("left over");
+  const bool good = parseJson(text, root, strict);
+  if (!good) {
+    EXPECT_TRUE(root.isNull());
+  }
+  return good;
+}
+}  // namespace
+
+TEST(JsonAccess, ReadsMembersOfTheirType) {
+  const Json::Value root = parsed(R"({"text":"t","int":-7,"big":5000000000,"zero":0})");
+  EXPECT_EQ(jsonText(root, "text"), "t");
+  EXPECT_EQ(jsonInt(root, "int"), -7);
+  EXPECT_EQ(jsonInt64(root, "big"), 5000000000);
+  EXPECT_EQ(jsonInt(root, "zero", 5), 0);
+}
+
+TEST(JsonAccess, AWrongTypeReadsLikeAMissingMember) {
+  const Json::Value root =
+      parsed(R"({"n":7,"s":"7","o":{},"a":[1],"null":null,"b":true,"f":1.5,"big":5000000000,"e":1e300})");
+  for (const char* const name : {"n", "o", "a", "null", "b", "f", "nothing"}) {
+    EXPECT_EQ(jsonText(root, name), "") << name;
+  }
+  for (const char* const name : {"s", "o", "a", "null", "b", "f", "big", "e", "nothing"}) {
+    EXPECT_EQ(jsonInt(root, name, 42), 42) << name;
+  }
+  for (const char* const name : {"s", "o", "a", "null", "b", "f", "e", "nothing"}) {
+    EXPECT_EQ(jsonInt64(root, name, 42), 42) << name;
+  }
+}
+
+TEST(JsonAccess, MembersOfWhatIsNoObjectAreMissing) {
+  for (const char* const text : {"[1]", "\"text\"", "7", "null", "true"}) {
+    EXPECT_TRUE(jsonMember(parsed(text), "code").isNull()) << text;
+  }
+}
+
+TEST(JsonAccess, StrictModeTakesNoScalarRootAndNoComments) {
+  EXPECT_TRUE(isJson("\"text\""));
+  EXPECT_FALSE(isJson("\"text\"", true));
+  EXPECT_TRUE(isJson("{\"a\":1} // note"));
+  EXPECT_TRUE(isJson("/* note */ {\"a\":1}"));
+  EXPECT_FALSE(isJson("/* note */ {\"a\":1}", true));
+  EXPECT_TRUE(isJson("{}", true));
+  EXPECT_TRUE(isJson("[]", true));
+}
+
+TEST(JsonAccess, BrokenTextIsNoJson) {
+  for (const char* const text :
+       {"", " ", "{", "{\"a\":}", "[1,]", "{\"a\":1,}", "<html>", "{'a':1}", "NaN"}) {
+    EXPECT_FALSE(isJson(text)) << text;
+  }
+}
+
+TEST(JsonAccess, DeepNestingIsNoJsonAndHarmsNothing) {
+  for (const std::size_t depth : {1001U, 100000U, 1000000U}) {
+    EXPECT_FALSE(isJson(std::string(depth, '[') + std::string(depth, ']')));
+    EXPECT_FALSE(isJson(std::string(depth, '['), true));
+  }
+  EXPECT_TRUE(isJson(std::string(500, '[') + std::string(500, ']')));
+}
+
+TEST(JsonAccess, NumbersBeyondEveryRangeDoNotThrow) {
+  for (const char* const number :
+       {"1e400", "-1e400", "99999999999999999999999999", "-99999999999999999999"}) {
+    Json::Value root;
+    if (!parseJson(std::string("{\"n\":") + number + "}", root)) continue;
+    EXPECT_EQ(jsonInt(root, "n", 3), 3) << number;
+    EXPECT_EQ(jsonInt64(root, "n", 3), 3) << number;
+  }
+}
+
+TEST(JsonAccess, CompactTextEndsInALineFeed) {
+  Json::Value value(Json::objectValue);
+  value["b"] = 1;
+  value["a"] = "x\n\"";
+  value["list"].append("one");
+  EXPECT_EQ(compactJson(value), "{\"a\":\"x\\n\\\"\",\"b\":1,\"list\":[\"one\"]}\n");
+  EXPECT_EQ(compactJson(Json::Value()), "null\n");
+}
+
+TEST(JsonAccess, RandomBytesNeitherThrowNorHang) {
+  std::mt19937_64 random = seededGenerator();
+  const std::string alphabet = "{}[]\",:0123456789.eE-+ntrufalsx\\ \n\xff";
+  for (int round = 0; round < 2000; ++round) {
+    std::string text;
+    for (std::size_t left = random() % 60; left > 0; --left) text += alphabet[random() % alphabet.size()];
+    Json::Value root;
+    if (parseJson(text, root)) {
+      (void)jsonText(root, "a");
+      (void)jsonInt(root, "0");
+      (void)compactJson(root);
+    }
+  }
+}
