@@ -4,16 +4,17 @@
 
 namespace host {
 
-/// Where the program keeps what outlives it. All folders are made for their owner only. Each cache has its
-/// own key and its own stand-in servers beside it, so that two caches in one folder never meet.
+/// Where the program keeps what outlives it. All folders are made for their owner only.
 struct DataFolders {
   std::string cache;         ///< enciphered logins
-  std::string key;           ///< the cipher's key: CACHE.key
-  std::string sandboxState;  ///< users, tokens and uploads of the stand-in servers: CACHE.sandbox
+  std::string key;           ///< the cipher's key
+  std::string sandboxState;  ///< users, tokens and uploads of the stand-in servers
 };
 
-/// `cacheDir` empty: the user's data folder ($XDG_DATA_HOME or ~/.local/share, on Windows the local
-/// application data).
+/// `cacheDir` empty: the user's data folder D ($XDG_DATA_HOME/mediatransfer or its like) with the logins in
+/// D/cache, the library's own key in D and the stand-ins in D/sandbox. Any other cache C has its key in C.key
+/// and its stand-ins in C.sandbox, so that two caches in one folder never meet. Throws Failure without a data
+/// folder.
 [[nodiscard]] DataFolders dataFolders(const std::string& cacheDir);
 
 /// Makes the folder with mode 0700 when it is missing; throws Failure when that fails.

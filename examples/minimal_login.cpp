@@ -1,0 +1,68 @@
+// The smallest login: prints the address for the browser and waits until somebody finished there.
+// Usage: minimal_login CLOUD_CONFIG APP_SECRET
+#include "authorize/switchboard/IExternlMediaAuthCallback.h"
+#include "boundary/ExternlMediaTransfer.h"
+#include "boundary/records/ExternlMediaKeys.h"
+#include "foundation/BsCloudConfig/BsCloudConfig.h"
+#include "foundation/BsNet/IBsErrorInfo.h"
+#include "foundation/BsNet/NetKeys.h"
+#include "foundation/BsNet/cipher.h"
+#include "foundation/BsNet/createInfoObject.h"
+#include "foundation/object/CastByName.h"
+#include "foundation/object/RefPtr.h"
+
+#include <atomic>
+#include <cstdio>
+#include <future>
+
+// Called on workers and timers of the library. The closing address is the last news of a good login; an error
+// is the last news of any other. One of them comes before the login's time limit is long over.
+class Listener final : public KBL::IExternlMediaAuthCallback {
+ public:
+  std::future<int> outcome() { return ended_.get_future(); }
+
+  KBL::_Result queryResponse(KBL::IBsBaseRequest*, KBL::IBsInfoReader*, KBL::IBsErrorInfo* error) override {
+    if (error->errorCode() == 0) return KBL::resultOk;
+    std::printf("error %d: %s\n", error->errorCode(), error->errorMessage());
+    end(1);
+    return KBL::resultOk;
+  }
+  void onRequestFinished(const std::string&) override {}
+  void onLoginUrl(const char*, const char* url) override {
+    std::printf("open %s\n", url);
+    std::fflush(stdout);
+  }
+  void onLoginCallbackUrl(const char* uuid, const char*) override {
+    std::printf("signed in as user %s\n", uuid);
+    end(0);
+  }
+  void onAccessTokenChanged(const char*, const char*, const char*) override {}
+
+ private:
+  void end(int code) {
+    if (!hasEnded_.exchange(true)) ended_.set_value(code);
+  }
+
+  std::promise<int> ended_;
+  std::atomic<bool> hasEnded_{false};
+};
+
+int main(int argc, char** argv) {
+  if (argc != 3 || !KBL::loadCloudConfig(argv[1]).empty()) return 2;
+  // A callback is not counted: it must outlive every flow, so it lives as long as the process.
+  static Listener listener;
+  const auto manager = KBL::adoptRef(getOrCreateExternlMediaAuthorize(KBL::ema_youtube));
+  const auto publicRecord = KBL::adoptRef(createInfoObject(KBL::infoObjectPubInfo));
+  auto* const info = KBL::queryInterface<KBL::IBsPubInfo>(publicRecord.get(), "IBsPubInfo");
+  info->setCharKeyConfig(KBL::PubCharKey::appSecret, argv[2]);
+  manager->setPubParam(info);
+  manager->addAuthCallback(&listener);
+  manager->init((KBL::defaultKeyDirectory() + "/cache").c_str(), 3300000);
+
+  const auto loginRecord = KBL::adoptRef(createExternlMediaAuthInfoObject(KBL::infoTypeLogin));
+  auto* const login =
+      KBL::queryInterface<KBL::IBsExternlMediaLoginInfo>(loginRecord.get(), "IBsExternlMediaLoginInfo");
+  login->setCharKeyConfig(KBL::ExternlMediaLoginCharKey::platformId, "0");
+  auto outcome = listener.outcome();
+  return manager->toExternlMediaAuth(login) == KBL::resultOk ? outcome.get() : 1;
+}
