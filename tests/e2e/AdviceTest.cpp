@@ -1,0 +1,53 @@
+#include "Advice.h"
+
+#include <gtest/gtest.h>
+
+namespace host {
+namespace {
+
+TEST(Advice, SaysWhatACodeMeansAndWhatToDoNext) {
+  const std::string line = explainError(-10021, "ema_youtube.1, empty data", "youtube");
+  EXPECT_EQ(
+      line,
+      "nobody is signed in (-10021: ema_youtube.1, empty data); sign in with: mediatransfer login youtube");
+}
+
+TEST(Advice, TransportFailureIsAServerOutOfReach) {
+  EXPECT_NE(explainError(200007, "Couldn't connect", "youtube").find("cannot be reached (200007"),
+            std::string::npos);
+}
+
+TEST(Advice, ServersOwnCodeSevenIsNoTransportFailure) {
+  EXPECT_EQ(explainError(7, "x", "youtube").find("cannot be reached"), std::string::npos);
+}
+
+TEST(Advice, ServersReplyFitsOneLineAndIsCutAtACharactersEnd) {
+  std::string reply = "first\nsecond";
+  for (int i = 0; i < 400; ++i) reply += "\xC3\xA4";
+  const std::string line = singleLine(reply);
+  EXPECT_EQ(line.find('\n'), std::string::npos);
+  EXPECT_LE(line.size(), 403U);
+  EXPECT_TRUE(line.ends_with("\xC3\xA4..."));
+}
+
+TEST(Advice, UploadErrorTextIsSplitAtItsFirstComma) {
+  const UploadErrorText split = splitUploadError("-10023,/a,b.mp4, not exist");
+  EXPECT_EQ(split.code, -10023);
+  EXPECT_EQ(split.message, "/a,b.mp4, not exist");
+}
+
+TEST(Advice, UploadErrorTextWithoutANumberIsTheMessage) {
+  for (const std::string text : {"", "broken", "12", "12x,y"}) {
+    EXPECT_EQ(splitUploadError(text).code, 0) << text;
+    EXPECT_EQ(splitUploadError(text).message, text);
+  }
+}
+
+TEST(Advice, TokenInAServersReplyIsMasked) {
+  const std::string text =
+      withoutSecrets(R"(can't read json. response:{"access_token":"abcdefgh12345678","ex)");
+  EXPECT_EQ(text.find("abcdefgh12345678"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace host

@@ -1,0 +1,237 @@
+"""What the end-to-end tests share: the program as a process, stand-in servers in another, temporary folders.
+
+Nothing here sleeps to wait: every wait is for a condition, with a limit that a loaded machine with sanitizers keeps.
+"""
+
+import hashlib
+import json
+import os
+import pathlib
+import queue
+import shutil
+import signal
+import socket
+import subprocess
+import tempfile
+import threading
+import time
+import unittest
+import urllib.request
+
+BIN = pathlib.Path(os.environ["KBL_E2E_BIN"])
+MEDIA = pathlib.Path(os.environ["KBL_E2E_MEDIA"])
+SECRET = "sandbox-app-secret"
+LIMIT = 120
+
+# Straight to 127.0.0.1, whatever proxies the machine's environment names.
+opener = urllib.request.build_opener(urllib.request.ProxyHandler({}))
+
+
+def wait_until(condition, what, limit=LIMIT):
+    end = time.monotonic() + limit
+    while time.monotonic() < end:
+        result = condition()
+        if result:
+            return result
+        time.sleep(0.02)
+    raise AssertionError("waited in vain for " + what)
+
+
+def free_port():
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+def accepts(port):
+    with socket.socket() as probe:
+        probe.settimeout(1)
+        return probe.connect_ex(("127.0.0.1", port)) == 0
+
+
+class Lines:
+    """The lines of a process's stream, read by a thread of its own."""
+
+    def __init__(self, stream):
+        self._queue = queue.Queue()
+        self.seen = []
+        self._thread = threading.Thread(target=self._read, args=(stream,), daemon=True)
+        self._thread.start()
+
+    def _read(self, stream):
+        for line in stream:
+            self._queue.put(line.decode("utf-8").rstrip("\n"))
+        stream.close()
+        self._queue.put(None)
+
+    def wait_for(self, condition, what, limit=LIMIT):
+        """The first line, from now on, for which the condition holds."""
+        end = time.monotonic() + limit
+        while True:
+            try:
+                line = self._queue.get(timeout=max(0.01, end - time.monotonic()))
+            except queue.Empty:
+                raise AssertionError("no line with " + what + " in " + repr(self.seen)) from None
+            if line is None:
+                raise AssertionError("the output ended without " + what + ": " + repr(self.seen))
+            self.seen.append(line)
+            if condition(line):
+                return line
+
+    def rest(self):
+        """All lines up to the end of the stream."""
+        while (line := self._queue.get(timeout=LIMIT)) is not None:
+            self.seen.append(line)
+        return self.seen
+
+
+class Result:
+    def __init__(self, code, out, err):
+        self.code = code
+        self.out = out
+        self.err = err
+
+    @property
+    def events(self):
+        """The JSON lines of the standard output; every line has to be one."""
+        return [json.loads(line) for line in self.out.splitlines()]
+
+    def named(self, name):
+        return [event for event in self.events if event["event"] == name]
+
+    def __repr__(self):
+        return f"exit {self.code}\n--- out\n{self.out}\n--- err\n{self.err}"
+
+
+class Running:
+    """A program that goes on while the test looks at it."""
+
+    def __init__(self, command, env):
+        self.process = subprocess.Popen(
+            command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=env)
+        self.out = Lines(self.process.stdout)
+        self.err = Lines(self.process.stderr)
+
+    def wait_for_event(self, name, **members):
+        def fits(line):
+            event = json.loads(line)
+            return event["event"] == name and all(event.get(key) == value for key, value in members.items())
+        return json.loads(self.out.wait_for(fits, f"event {name} {members}"))
+
+    def interrupt(self):
+        self.process.send_signal(signal.SIGINT)
+
+    def end(self, limit=LIMIT):
+        code = self.process.wait(limit)
+        return Result(code, "\n".join(self.out.rest()), "\n".join(self.err.rest()))
+
+    def kill(self):
+        if self.process.poll() is None:
+            self.process.kill()
+        self.process.wait(LIMIT)
+
+
+class Servers:
+    """The stand-in servers as a process of their own."""
+
+    def __init__(self, folder, env, *options):
+        self.config = folder / "cloud-config.json"
+        self.running = Running(
+            [str(BIN / "mediatransfer_sandbox"), "--config-file", str(self.config), *options], env)
+        line = self.running.out.wait_for(lambda text: "listening on http" in text, "the address")
+        self.url = line.split("listening on ")[1].strip()
+        self.running.out.wait_for(lambda text: "cloud configuration" in text, "the configuration")
+
+    @property
+    def port(self):
+        return int(self.url.rsplit(":", 1)[1])
+
+    def ask(self, path, body=None):
+        data = None if body is None else json.dumps(body).encode()
+        with opener.open(self.url + "/sandbox/" + path, data, timeout=LIMIT) as reply:
+            return json.load(reply)
+
+    def fault(self, route, kind, **members):
+        return self.ask("faults", {"route": route, "kind": kind, **members})["id"]
+
+    def delivered(self, fault_id):
+        return next(fault["delivered"] for fault in self.ask("faults") if fault["id"] == fault_id)
+
+    def uploads(self):
+        return self.ask("uploads")
+
+    def requests(self, route):
+        return self.ask("requests?route=" + route)
+
+    def stop(self):
+        self.running.kill()
+
+
+class HostTest(unittest.TestCase):
+    """A test with a data folder of its own, where nobody is signed in."""
+
+    def setUp(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="mediatransfer-e2e-"))
+        self.addCleanup(shutil.rmtree, self.folder, ignore_errors=True)
+        self.env = {
+            key: value for key, value in os.environ.items()
+            if not key.startswith("MEDIATRANSFER_") and not key.lower().endswith("_proxy")
+            and key not in ("DISPLAY", "WAYLAND_DISPLAY")}
+        self.env["HOME"] = str(self.folder)
+        self.env["XDG_DATA_HOME"] = str(self.folder / "data")
+        self.env["TMPDIR"] = str(self.folder)
+
+    def command(self, *arguments):
+        return [str(BIN / "mediatransfer"), *[str(argument) for argument in arguments]]
+
+    def run_program(self, *arguments, env=None):
+        done = subprocess.run(self.command(*arguments), stdin=subprocess.DEVNULL, capture_output=True,
+                              env={**self.env, **(env or {})}, timeout=LIMIT + 60, check=False)
+        return Result(done.returncode, done.stdout.decode("utf-8"), done.stderr.decode("utf-8"))
+
+    def start_program(self, *arguments):
+        running = Running(self.command(*arguments), self.env)
+        self.addCleanup(running.kill)
+        return running
+
+    def start_servers(self, *options):
+        servers = Servers(self.folder, self.env, *options)
+        self.addCleanup(servers.stop)
+        return servers
+
+    def with_servers(self, servers, *arguments):
+        """Arguments of a command against these servers."""
+        return ["--cloud-config", servers.config, "--app-secret", SECRET, *arguments]
+
+    def sign_in(self, servers=None, platform="youtube"):
+        shared = ["--sandbox"] if servers is None else self.with_servers(servers)
+        result = self.run_program(*shared, "--json", "login", platform)
+        self.assertEqual(result.code, 0, result)
+        return result.named("login_done")[0]["user"]
+
+    def video(self, size=None, name="video.mp4"):
+        """The sample video, filled up to `size` bytes with a box that players skip."""
+        data = (MEDIA / "sample.mp4").read_bytes()
+        if size is not None:
+            rest = size - len(data)
+            data += rest.to_bytes(4, "big") + b"free" + bytes(rest - 8)
+        path = self.folder / name
+        path.write_bytes(data)
+        return path
+
+    def assert_one_line(self, text, *parts):
+        """One clear line of the program, with these parts in it."""
+        lines = text.splitlines()
+        self.assertEqual(len(lines), 1, text)
+        self.assertTrue(lines[0].startswith("mediatransfer: "), text)
+        for part in parts:
+            self.assertIn(part, lines[0])
+
+    def assert_ends(self, result, code):
+        """The exit code, and the same in the last JSON line."""
+        self.assertEqual(result.code, code, result)
+        self.assertEqual(result.events[-1], {"event": "done", "exit": code}, result)
+
+
+def sha256_of(path):
+    return hashlib.sha256(pathlib.Path(path).read_bytes()).hexdigest()

@@ -1,0 +1,246 @@
+"""Login, verify, whoami and logout, good and bad."""
+
+import stat
+import unittest
+
+from harness import SECRET, HostTest
+
+# Members of the lines about a user, as a sign-in to YouTube leaves them.
+KNOWN = {"event", "user", "account", "name", "first_name", "last_name", "account_uid", "categories"}
+
+
+class Login(HostTest):
+    def test_reports_address_token_closing_address_and_user_in_order(self):
+        result = self.run_program("--sandbox", "--json", "login", "youtube")
+        self.assert_ends(result, 0)
+        self.assertEqual([event["event"] for event in result.events],
+                         ["login_url", "token_changed", "callback_url", "login_done", "done"], result)
+        login = result.named("login_done")[0]
+        self.assertEqual(set(login), KNOWN)
+        self.assertTrue(login["categories"].endswith("|"))
+        self.assertEqual({event["user"] for event in result.events[:-1]}, {login["user"]})
+        for name in ("login_url", "callback_url"):
+            self.assertTrue(result.named(name)[0]["url"].startswith("http://127.0.0.1:"))
+
+    def test_tells_people_who_signed_in(self):
+        result = self.run_program("--sandbox", "login", "youtube")
+        self.assertEqual(result.code, 0, result)
+        self.assertEqual(result.err, "")
+        self.assertIn("sign in with a browser at: http://127.0.0.1:", result.out)
+        self.assertRegex(result.out.splitlines()[-1], r"^signed in to youtube as .+ \(.+@.+\)$")
+
+    def test_serves_the_next_process(self):
+        user = self.sign_in()
+        whoami = self.run_program("--json", "whoami", "youtube")
+        self.assert_ends(whoami, 0)
+        self.assertEqual(whoami.named("user")[0]["user"], user)
+        self.assertEqual(set(whoami.named("user")[0]), KNOWN)
+
+    def test_signs_in_to_tiktok_and_douyin(self):
+        for platform in ("tiktok", "douyin"):
+            result = self.run_program("--sandbox", "--json", "login", platform)
+            self.assert_ends(result, 0)
+            login = result.named("login_done")[0]
+            self.assertTrue(login["name"], result)
+            self.assertTrue(login["account_uid"], result)
+            self.assertNotIn("categories", login)
+
+    def test_signs_in_to_vimeo_through_its_manager(self):
+        result = self.run_program("--sandbox", "--json", "login", "vimeo", "--manager")
+        self.assert_ends(result, 0)
+        self.assertEqual(len(result.named("login_done")), 1)
+
+    def test_keeps_its_folders_to_their_owner(self):
+        self.sign_in()
+        data = self.folder / "data" / "mediatransfer"
+        for folder in (data, data / "cache", data / "sandbox"):
+            self.assertEqual(stat.S_IMODE(folder.stat().st_mode), 0o700, folder)
+        for file in (data / "cipher.key", data / "cache" / "ema_youtube_cache.db"):
+            self.assertEqual(stat.S_IMODE(file.stat().st_mode), 0o600, file)
+
+    def test_keeps_a_cache_elsewhere_with_its_own_key_and_servers(self):
+        cache = self.folder / "elsewhere" / "logins"
+        result = self.run_program("--sandbox", "--cache-dir", cache, "login", "youtube")
+        self.assertEqual(result.code, 0, result)
+        self.assertTrue((cache / "ema_youtube_cache.db").exists())
+        self.assertTrue((cache.parent / "logins.key" / "cipher.key").exists())
+        self.assertTrue((cache.parent / "logins.sandbox" / "sandbox.json").exists())
+        self.assertFalse((self.folder / "data").exists())
+        self.assertEqual(self.run_program("--cache-dir", str(cache) + "/", "whoami", "youtube").code, 0)
+
+    def test_never_shows_a_token(self):
+        log = self.folder / "log.txt"
+        outputs = ""
+        video = self.video()
+        for command in (("login", "youtube"), ("verify", "youtube"), ("upload", "youtube", video),
+                        ("whoami", "youtube")):
+            for form in ([], ["--json"]):
+                result = self.run_program("--sandbox", "--log", log, "-v", *form, *command)
+                self.assertEqual(result.code, 0, result)
+                outputs += result.out + result.err
+        state = (self.folder / "data" / "mediatransfer" / "sandbox" / "sandbox.json").read_text()
+        tokens = [word for word in state.replace('"', " ").split() if len(word) >= 24 and word.isalnum()]
+        self.assertGreater(len(tokens), 3)
+        outputs += log.read_text()
+        uploads = [word for word in tokens if "upload_id=" + word in outputs]
+        for token in set(tokens) - set(uploads):
+            self.assertNotIn(token, outputs)
+
+    def test_denied_by_a_wrong_application_secret(self):
+        result = self.run_program("--sandbox", "--app-secret", "wrong", "--json", "login", "youtube")
+        self.assert_ends(result, 1)
+        self.assertEqual([event["event"] for event in result.events], ["error", "done"])
+        self.assertNotEqual(result.events[0]["code"], 0)
+        self.assertTrue(result.events[0]["text"])
+
+    def test_takes_the_secret_from_the_environment_and_from_a_file(self):
+        servers = self.start_servers()
+        shared = ("--cloud-config", servers.config)
+        environment = self.run_program(*shared, "login", "youtube", env={"MEDIATRANSFER_APP_SECRET": SECRET})
+        self.assertEqual(environment.code, 0, environment)
+        file = self.folder / "secret.txt"
+        file.write_text(SECRET + "\n")
+        self.assertEqual(self.run_program(*shared, "--app-secret", f"@{file}", "login", "youtube").code, 0)
+        none = self.run_program(*shared, "login", "youtube")
+        self.assertEqual(none.code, 1, none)
+        self.assert_one_line(none.err, "MEDIATRANSFER_APP_SECRET")
+
+    def test_sends_the_platform_number_that_is_given(self):
+        servers = self.start_servers()
+        good = self.run_program(*self.with_servers(servers, "login", "youtube", "--platform-id", "0"))
+        self.assertEqual(good.code, 0, good)
+        unknown = self.run_program(*self.with_servers(servers, "--json", "login", "youtube", "--platform-id", "77"))
+        self.assert_ends(unknown, 1)
+        self.assertEqual(unknown.events[0]["event"], "error")
+
+    def test_ends_when_nobody_decides_in_time(self):
+        result = self.run_program("--sandbox", "--consent", "ask", "--json", "login", "youtube", "--no-browser",
+                                  "--timeout", "4")
+        self.assert_ends(result, 1)
+        self.assertEqual(result.named("error")[0]["code"], -10003)
+
+    def test_second_login_keeps_one_user(self):
+        self.assertEqual(self.sign_in(), self.sign_in())
+
+    def test_survives_a_category_list_that_cannot_be_had(self):
+        servers = self.start_servers()
+        fault = servers.fault("youtubeCategories", "status", code=500, text="{}")
+        result = self.run_program(*self.with_servers(servers, "--json", "login", "youtube"))
+        self.assert_ends(result, 0)
+        self.assertEqual(len(result.named("error")), 1, result)
+        self.assertNotIn("categories", result.named("login_done")[0])
+        self.assertEqual(servers.delivered(fault), 1)
+
+    def test_fails_when_the_platform_does_not_tell_who_signed_in(self):
+        servers = self.start_servers()
+        fault = servers.fault("googleUserInfo", "status", code=500, text="{}")
+        result = self.run_program(*self.with_servers(servers, "--json", "login", "youtube"))
+        self.assert_ends(result, 1)
+        self.assertEqual(servers.delivered(fault), 1)
+
+    def test_masks_a_token_in_a_broken_answer(self):
+        servers = self.start_servers()
+        fault = servers.fault("code", "brokenJson")
+        result = self.run_program(*self.with_servers(servers, "--json", "login", "youtube"))
+        self.assert_ends(result, 1)
+        self.assertEqual(servers.delivered(fault), 1)
+        self.assertEqual(result.named("error")[0]["code"], -10000)
+        self.assertRegex(result.named("error")[0]["text"], r"\*\*\*")
+
+
+class Verify(HostTest):
+    def test_renews_the_token_of_the_stored_login(self):
+        user = self.sign_in()
+        result = self.run_program("--sandbox", "--json", "verify", "youtube", "--user", user)
+        self.assert_ends(result, 0)
+        self.assertEqual([event["event"] for event in result.events], ["token_changed", "verified", "done"])
+        self.assertEqual(result.named("verified")[0]["user"], user)
+        self.assertTrue(result.named("verified")[0]["account"])
+
+    def test_tells_people(self):
+        self.sign_in()
+        result = self.run_program("--sandbox", "verify", "youtube")
+        self.assertEqual(result.code, 0, result)
+        self.assertRegex(result.out, r"the youtube login of .+ is good\n$")
+
+    def test_without_a_login_says_how_to_sign_in(self):
+        plain = self.run_program("--sandbox", "verify", "youtube")
+        self.assertEqual(plain.code, 1, plain)
+        self.assert_one_line(plain.err, "nobody is signed in", "mediatransfer login youtube")
+        lines = self.run_program("--sandbox", "--json", "verify", "youtube")
+        self.assert_ends(lines, 1)
+        self.assertEqual(lines.events[0],
+                         {"event": "error", "code": -10021, "text": "ema_youtube.1, empty data"})
+
+    def test_of_an_unknown_user(self):
+        self.sign_in()
+        lines = self.run_program("--sandbox", "--json", "verify", "youtube", "--user", "nobody")
+        self.assert_ends(lines, 1)
+        self.assertEqual(lines.named("error")[0]["code"], -10021)
+
+    def test_refused_by_the_account_server(self):
+        servers = self.start_servers()
+        self.sign_in(servers)
+        fault = servers.fault("token", "status", code=500, text="broken")
+        result = self.run_program(*self.with_servers(servers, "--json", "verify", "youtube"))
+        self.assert_ends(result, 1)
+        self.assertEqual(result.named("error")[0]["code"], 500)
+        self.assertEqual(servers.delivered(fault), 1)
+
+
+class Whoami(HostTest):
+    def test_shows_people_what_is_known(self):
+        user = self.sign_in()
+        result = self.run_program("whoami", "youtube")
+        self.assertEqual(result.code, 0, result)
+        for word in ("name", "account", "account id", "categories", user):
+            self.assertIn(word, result.out)
+
+    def test_without_a_login(self):
+        result = self.run_program("whoami", "youtube")
+        self.assertEqual(result.code, 1, result)
+        self.assert_one_line(result.err, "mediatransfer login youtube")
+
+    def test_of_an_unknown_user(self):
+        self.sign_in()
+        result = self.run_program("whoami", "youtube", "--user", "nobody")
+        self.assertEqual(result.code, 1, result)
+        self.assert_one_line(result.err, "nobody", "mediatransfer whoami youtube")
+
+    def test_after_the_key_was_lost(self):
+        self.sign_in()
+        (self.folder / "data" / "mediatransfer" / "cipher.key").unlink()
+        self.assertEqual(self.run_program("whoami", "youtube").code, 1)
+        self.sign_in()
+
+
+class Logout(HostTest):
+    def test_forgets_the_user(self):
+        user = self.sign_in()
+        result = self.run_program("--sandbox", "--json", "logout", "youtube")
+        self.assert_ends(result, 0)
+        self.assertEqual(result.events[0]["event"], "logged_out")
+        self.assertEqual(result.events[0]["user"], user)
+        self.assertEqual(self.run_program("whoami", "youtube").code, 1)
+
+    def test_tells_people(self):
+        self.sign_in()
+        result = self.run_program("logout", "youtube")
+        self.assertEqual(result.code, 0, result)
+        self.assertRegex(result.out, r"^signed out .+ of youtube\n$")
+
+    def test_without_a_login(self):
+        result = self.run_program("--json", "logout", "youtube")
+        self.assert_ends(result, 1)
+        self.assertEqual(result.events[0]["code"], -10021)
+
+    def test_of_an_unknown_user_leaves_the_others(self):
+        user = self.sign_in()
+        result = self.run_program("logout", "youtube", "--user", "nobody")
+        self.assertEqual(result.code, 1, result)
+        self.assert_one_line(result.err, "nobody")
+        self.assertEqual(self.run_program("whoami", "youtube", "--user", user).code, 0)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,58 @@
+"""The progress bar, on a terminal of the test's own."""
+
+import os
+import pty
+import re
+import struct
+import subprocess
+import fcntl
+import termios
+import unittest
+
+from harness import LIMIT, HostTest
+
+
+class Terminal(HostTest):
+    def run_on_terminal(self, *arguments, columns=100):
+        master, slave = pty.openpty()
+        fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("HHHH", 25, columns, 0, 0))
+        with subprocess.Popen(self.command(*arguments), stdin=slave, stdout=slave, stderr=slave,
+                              env=self.env) as process:
+            os.close(slave)
+            text = b""
+            while True:
+                try:
+                    part = os.read(master, 65536)
+                except OSError:  # the terminal's other end was closed
+                    break
+                if not part:
+                    break
+                text += part
+            code = process.wait(LIMIT)
+        os.close(master)
+        return code, text.decode("utf-8")
+
+    def test_bar_shows_percent_bytes_rate_and_time_left(self):
+        self.sign_in()
+        code, text = self.run_on_terminal("--sandbox", "upload", "youtube", self.video(25 * 1024 * 1024))
+        self.assertEqual(code, 0, text)
+        self.assertRegex(text, r"\r\x1b\[K\[#+-+\]  ?\d+%  \d+\.\d/25\.0 MiB  \d+\.\d [KMG]iB/s  \d+:\d\d left")
+        self.assertRegex(text, r"\[#+\] 100%  25\.0/25\.0 MiB  \d+\.\d [KMG]iB/s\r?\n")
+        self.assertRegex(text, r"\nuploaded: https://\S+/watch\?v=\S+\r\n$")
+
+    def test_bar_fits_a_narrow_terminal(self):
+        self.sign_in()
+        code, text = self.run_on_terminal("--sandbox", "upload", "youtube", self.video(5 * 1024 * 1024), columns=40)
+        self.assertEqual(code, 0, text)
+        for bar in re.findall(r"\r\x1b\[K([^\r\n]*)", text):
+            self.assertLess(len(bar), 40, bar)
+
+    def test_json_lines_stay_json_lines(self):
+        self.sign_in()
+        code, text = self.run_on_terminal("--sandbox", "--json", "upload", "youtube", self.video())
+        self.assertEqual(code, 0, text)
+        self.assertNotIn("\x1b", text)
+
+
+if __name__ == "__main__":
+    unittest.main()

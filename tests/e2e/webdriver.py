@@ -1,0 +1,55 @@
+"""A real browser, steered over the WebDriver protocol through chromedriver."""
+
+import json
+import shutil
+import urllib.error
+
+from harness import LIMIT, Running, accepts, free_port, opener, urllib, wait_until
+
+ELEMENT = "element-6066-11e4-a52e-4f735466cecf"
+FLAGS = ["--headless", "--no-sandbox", "--disable-gpu", "--no-first-run", "--disable-background-networking",
+         "--disable-component-update", "--disable-sync", "--disable-dev-shm-usage", "--no-proxy-server"]
+
+
+class Browser:
+    def __init__(self, folder, env):
+        self._port = free_port()
+        driver = shutil.which("chromedriver") or "/usr/bin/chromedriver"
+        self._driver = Running([driver, f"--port={self._port}"], env)
+        wait_until(lambda: accepts(self._port), "chromedriver")
+        options = {"args": [*FLAGS, f"--user-data-dir={folder / 'browser'}"]}
+        capabilities = {"alwaysMatch": {"browserName": "chrome", "goog:chromeOptions": options}}
+        self._session = self._call("POST", "/session", {"capabilities": capabilities})["sessionId"]
+
+    def _call(self, method, path, body=None):
+        data = None if body is None else json.dumps(body).encode()
+        request = urllib.request.Request(f"http://127.0.0.1:{self._port}{path}", data, method=method,
+                                         headers={"Content-Type": "application/json"})
+        try:
+            with opener.open(request, timeout=LIMIT) as reply:
+                return json.load(reply)["value"]
+        except urllib.error.HTTPError as error:
+            raise AssertionError(error.read().decode()) from None
+
+    def _here(self, method, path, body=None):
+        return self._call(method, f"/session/{self._session}{path}", body)
+
+    def open(self, url):
+        self._here("POST", "/url", {"url": url})
+
+    def click(self, css):
+        found = self._here("POST", "/element", {"using": "css selector", "value": css})
+        self._here("POST", f"/element/{found[ELEMENT]}/click", {})
+
+    def text(self):
+        found = self._here("POST", "/element", {"using": "css selector", "value": "body"})
+        return self._here("GET", f"/element/{found[ELEMENT]}/text")
+
+    def url(self):
+        return self._here("GET", "/url")
+
+    def close(self):
+        try:
+            self._here("DELETE", "")
+        finally:
+            self._driver.kill()
