@@ -79,7 +79,7 @@ std::string nextStep(int code, std::string_view platform) {
 
 std::string explainError(int code, const std::string& text, std::string_view platform) {
   std::string line = meaningOf(code) + " (" + std::to_string(code);
-  if (const std::string shown = singleLine(withoutSecrets(text)); !shown.empty()) line += ": " + shown;
+  if (const std::string shown = singleLine(withoutSecrets(text), 240); !shown.empty()) line += ": " + shown;
   return line + "); " + nextStep(code, platform);
 }
 
@@ -95,8 +95,7 @@ std::string withoutSecrets(const std::string& text) {
   return KBL::maskSecrets(text);
 }
 
-std::string singleLine(const std::string& text) {
-  constexpr std::size_t limit = 400;
+std::string singleLine(const std::string& text, std::size_t limit) {
   std::size_t length = text.size();
   if (length > limit) {
     length = limit;

@@ -24,6 +24,12 @@ class Parser {
   Parser() {
     app_.require_subcommand(1);
     app_.fallthrough();
+    app_.get_formatter()->label("SUBCOMMAND", "COMMAND");
+    app_.get_formatter()->label("Subcommands", "Commands");
+    app_.footer(
+        "Options in front of the command may also follow it. Secrets can come from the environment:\n"
+        "MEDIATRANSFER_APP_SECRET, MEDIATRANSFER_TOKEN, MEDIATRANSFER_SECRET, MEDIATRANSFER_PROXY and so "
+        "on.");
     addSharedOptions();
     addLogin();
     addVerify();
@@ -181,7 +187,7 @@ class Parser {
 
   std::string helpOfCalledCommand() {
     const auto called = app_.get_subcommands();
-    return called.empty() ? app_.help() : called.front()->help();
+    return called.empty() ? app_.help() : called.front()->help("mediatransfer");
   }
 
   void check() {

@@ -52,13 +52,14 @@ class ConsoleReport final : public Report {
   }
   void callbackUrl(const std::string&, const std::string&) override {}
   void tokenChanged(const std::string&) override {
-    if (command_ != Command::login) line("access token renewed");
+    if (command_ == Command::verify) line("access token renewed");
   }
   void person(PersonNews news, const Person& person) override {
     switch (news) {
       case PersonNews::loginDone:
         return line("signed in to " + std::string(platform_) + " as " + personText(person));
       case PersonNews::verified:
+        if (command_ == Command::upload) return line("uploading as " + personText(person));
         return line("the " + std::string(platform_) + " login of " + personText(person) + " is good");
       case PersonNews::loggedOut:
         return line("signed out " + personText(person) + " of " + std::string(platform_));
@@ -92,7 +93,7 @@ class ConsoleReport final : public Report {
   void trouble(const std::string& text) override {
     keepBar();
     std::cout << std::flush;
-    std::cerr << "mediatransfer: " << text << std::endl;
+    std::cerr << "mediatransfer: " << singleLine(text) << std::endl;
   }
   void sandboxListens(const std::string& url, const std::string& config) override {
     // The configuration alone goes to the standard output, so that it can be sent into a file.

@@ -54,7 +54,7 @@ class JsonReport final : public Report {
   }
   void trouble(const std::string& line) override {
     write(JsonLine("error").text("text", line));
-    std::cerr << "mediatransfer: " << line << std::endl;
+    std::cerr << "mediatransfer: " << singleLine(line) << std::endl;
   }
   void sandboxListens(const std::string& url, const std::string& config) override {
     std::string flat = config;

@@ -24,10 +24,16 @@ TEST(Advice, ServersOwnCodeSevenIsNoTransportFailure) {
 TEST(Advice, ServersReplyFitsOneLineAndIsCutAtACharactersEnd) {
   std::string reply = "first\nsecond";
   for (int i = 0; i < 400; ++i) reply += "\xC3\xA4";
-  const std::string line = singleLine(reply);
+  const std::string line = singleLine(reply, 400);
   EXPECT_EQ(line.find('\n'), std::string::npos);
   EXPECT_LE(line.size(), 403U);
   EXPECT_TRUE(line.ends_with("\xC3\xA4..."));
+}
+
+TEST(Advice, LongReplyLeavesRoomForTheNextStep) {
+  const std::string line = explainError(500, std::string(10000, 'x'), "youtube");
+  EXPECT_LT(line.size(), 400U);
+  EXPECT_TRUE(line.ends_with("run again with -v to see the exchange"));
 }
 
 TEST(Advice, UploadErrorTextIsSplitAtItsFirstComma) {

@@ -93,7 +93,9 @@ class Usage(HostTest):
         self.refuse(1, "--app-secret", "@" + str(self.folder / "none"), "whoami", "youtube", parts=("--app-secret",))
 
     def test_a_log_file_that_cannot_be_written(self):
-        self.refuse(1, "--log", self.folder / "none" / "log.txt", "--sandbox", "whoami", "youtube", parts=("log.txt",))
+        blocked = self.folder / "file"
+        blocked.write_text("no folder")
+        self.refuse(1, "--log", blocked / "log.txt", "--sandbox", "whoami", "youtube", parts=("log.txt",))
 
     def test_a_cache_folder_that_cannot_be_made(self):
         blocked = self.folder / "file"

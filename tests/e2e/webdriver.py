@@ -42,8 +42,7 @@ class Browser:
         self._here("POST", f"/element/{found[ELEMENT]}/click", {})
 
     def text(self):
-        found = self._here("POST", "/element", {"using": "css selector", "value": "body"})
-        return self._here("GET", f"/element/{found[ELEMENT]}/text")
+        return self._here("POST", "/execute/sync", {"script": "return document.body.innerText", "args": []})
 
     def url(self):
         return self._here("GET", "/url")
