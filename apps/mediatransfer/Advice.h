@@ -20,8 +20,8 @@ struct UploadErrorText {
 /// The text with every token-like value masked: a server's reply may stand in an error's message.
 [[nodiscard]] std::string withoutSecrets(const std::string& text);
 
-/// Control characters as blanks and no more than 400 bytes, cut at a character's end, so that a server's
+/// Control characters as blanks and no more than `limit` bytes, cut at a character's end, so that a server's
 /// reply fits one line.
-[[nodiscard]] std::string singleLine(const std::string& text);
+[[nodiscard]] std::string singleLine(const std::string& text, std::size_t limit = 2000);
 
 }  // namespace host
