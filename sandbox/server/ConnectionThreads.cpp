@@ -1,5 +1,7 @@
 #include "sandbox/server/ConnectionThreads.h"
 
+#include "sandbox/server/Socket.h"
+
 #include <utility>
 
 namespace sandbox {
@@ -23,6 +25,7 @@ void ConnectionThreads::shutdown() {
 }
 
 void ConnectionThreads::run() {
+  socket::blockBrokenPipeSignals();
   std::unique_lock lock(mutex_);
   while (true) {
     ++idle_;

@@ -108,6 +108,7 @@ class HttpServer::Impl {
     const std::lock_guard lock(mutex_);
     if (listener_) return;
     registry_.allow();
+    const socket::BrokenPipeHandlingKept kept;
     auto listener = std::make_unique<Listener>(registry_, router_, faults_, log_, tls_);
     if (!listener->bind(port_)) throw std::runtime_error("port " + std::to_string(port_) + " is taken");
     listener_ = std::move(listener);

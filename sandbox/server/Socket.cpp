@@ -4,11 +4,13 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <signal.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 
 namespace sandbox::socket {
 
@@ -101,8 +103,17 @@ int portOf(Handle handle) {
   return ntohs(address.sin_port);
 }
 
-void widenBacklog(Handle handle) {
-  ::listen(handle, kBacklog);
+void widenBacklog(Handle handle) { ::listen(handle, kBacklog); }
+
+void blockBrokenPipeSignals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGPIPE);
+  ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 }
+
+BrokenPipeHandlingKept::BrokenPipeHandlingKept() : former_(std::signal(SIGPIPE, SIG_IGN)) {}
+
+BrokenPipeHandlingKept::~BrokenPipeHandlingKept() { std::signal(SIGPIPE, former_); }
 
 }  // namespace sandbox::socket

@@ -32,4 +32,22 @@ void close(Handle handle);
 // More connections may wait to be taken than the server library asks for.
 void widenBacklog(Handle handle);
 
+// Writes of this thread to a connection that has gone fail instead of ending the process.
+void blockBrokenPipeSignals();
+
+// The server library ignores broken pipes for the whole process when a server is made, which would hide from
+// our tests whether the library under test can do without. This puts back, at the end of its scope, what was
+// there before.
+class BrokenPipeHandlingKept {
+ public:
+  BrokenPipeHandlingKept();
+  ~BrokenPipeHandlingKept();
+  BrokenPipeHandlingKept(const BrokenPipeHandlingKept&) = delete;
+  BrokenPipeHandlingKept& operator=(const BrokenPipeHandlingKept&) = delete;
+
+ private:
+  using Handler = void (*)(int);
+  const Handler former_;
+};
+
 }  // namespace sandbox::socket
