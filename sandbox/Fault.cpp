@@ -31,6 +31,12 @@ Fault Fault::stall() {
 Fault Fault::stallRequestAfter(std::uint64_t bytes) {
   return make(Kind::stallRequestAfter, bytes);
 }
+Fault Fault::slowRequest(std::size_t bytes, std::chrono::milliseconds pause) {
+  Fault fault = make(Kind::slowRequest, bytes);
+  fault.delay = pause;
+  return fault;
+}
+
 Fault Fault::stallAnswerAfter(std::uint64_t bytes) {
   return make(Kind::stallAnswerAfter, bytes);
 }

@@ -24,6 +24,7 @@ struct Fault {
     resetAnswerAfter,
     stall,
     stallRequestAfter,
+    slowRequest,
     stallAnswerAfter,
     slowAnswer,
     trickle,
@@ -51,6 +52,9 @@ struct Fault {
   static Fault stall();
   // instead: no more is read once `bytes` of the request's body were read; ends like stall().
   static Fault stallRequestAfter(std::uint64_t bytes);
+  // after: the request's body is read in pieces of `bytes` with this pause between them, so that a client
+  // with more to send than the system's buffers hold has a slow line. See SandboxOptions::receiveBuffer.
+  static Fault slowRequest(std::size_t bytes, std::chrono::milliseconds pause);
   // after: nothing more is sent after `bytes` of the answer, until Sandbox::releaseStalls sends the rest.
   static Fault stallAnswerAfter(std::uint64_t bytes);
   // after: the answer leaves this much later.

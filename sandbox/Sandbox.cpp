@@ -44,13 +44,16 @@ class Sandbox::Impl {
         state(
             options.stateDir, [this](const Json::Value& kept) { merge(kept); }, [this] { return kept(); }),
         tls(options.tls ? std::make_unique<TlsContext>(options.certificate) : nullptr),
-        server(options.port, router, faults, log, tls.get()),
-        context{options, accounts, uploads, faults, log, state, {}} {
+        server(options.port, router, faults, log, tls.get(), options.receiveBuffer),
+        context{options, accounts, uploads, faults, log, state, {}, {}} {
     context.baseUrl =
         std::string(options.tls ? "https" : "http") + "://127.0.0.1:" + std::to_string(server.port());
     state.load();
     services = makeServices(context);
-    for (const std::unique_ptr<Service>& service : services) service->addTo(router);
+    for (const std::unique_ptr<Service>& service : services) {
+      service->addTo(router);
+      for (const auto& [key, path] : service->urlKeys()) context.cloudConfig[key] = context.baseUrl + path;
+    }
     if (tls) authorityFile = writeAuthority(options.stateDir, tls->authorityPem());
     server.startListening();
   }
@@ -116,19 +119,11 @@ int Sandbox::port() const {
 }
 
 std::map<std::string, std::string> Sandbox::cloudConfig() const {
-  std::map<std::string, std::string> urls;
-  for (const std::unique_ptr<Service>& service : impl_->services) {
-    for (const auto& [key, path] : service->urlKeys()) urls[key] = baseUrl() + path;
-  }
-  return urls;
+  return impl_->context.cloudConfig;
 }
-
 std::string Sandbox::cloudConfigJson() const {
-  Json::Value value(Json::objectValue);
-  for (const auto& [key, url] : cloudConfig()) value[key] = url;
-  return readableJson(value) + "\n";
+  return impl_->context.cloudConfigJson();
 }
-
 std::string Sandbox::caFile() const {
   return impl_->authorityFile;
 }

@@ -41,6 +41,9 @@ struct SandboxOptions {
   bool tls = false;  // https with a certificate made at start; see Sandbox::caFile
   Certificate certificate = Certificate::valid;
 
+  int receiveBuffer =
+      0;  // bytes the system takes in ahead of us on each connection; 0 leaves it to the system
+
   std::size_t recordedBodyLimit = 64 * 1024;
   std::size_t recordedTotalLimit =
       256 * 1024 * 1024;  // bytes of all recorded bodies; the oldest requests go beyond

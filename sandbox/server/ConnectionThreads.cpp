@@ -2,6 +2,7 @@
 
 #include "sandbox/server/Socket.h"
 
+#include <system_error>
 #include <utility>
 
 namespace sandbox {
@@ -9,7 +10,13 @@ namespace sandbox {
 void ConnectionThreads::enqueue(std::function<void()> task) {
   const std::lock_guard lock(mutex_);
   tasks_.push_back(std::move(task));
-  if (tasks_.size() > idle_) threads_.emplace_back([this] { run(); });
+  if (tasks_.size() > idle_) {
+    try {
+      threads_.emplace_back([this] { run(); });
+    } catch (const std::system_error&) {
+      // No more threads to be had: the connection waits for one that comes free.
+    }
+  }
   changed_.notify_one();
 }
 

@@ -77,6 +77,7 @@ bool Exchange::takePiece(const char* bytes, std::size_t count, const BodySink& s
     keptBody_.append(bytes, std::min(count, log_.bodyLimit() - keptBody_.size()));
   if (here && resets) return resetHere();
   if (here && stalls && !stall()) return false;
+  if (faultIs(Fault::Kind::slowRequest) && !slowDown(count)) return false;
   if (sink && sinkContent_) sinkContent_ = sink(bytes, count);
   return true;
 }
@@ -87,6 +88,14 @@ bool Exchange::reachEndOfBody() {
   if (faultIs(Fault::Kind::resetRequestAfter)) return resetHere();
   if (faultIs(Fault::Kind::stall) || (faultIs(Fault::Kind::stallRequestAfter) && shorter)) return stall();
   return true;
+}
+
+bool Exchange::slowDown(std::size_t count) {
+  sincePause_ += count;
+  if (sincePause_ < delivery_->fault.bytes) return true;
+  sincePause_ -= delivery_->fault.bytes;
+  if (!std::exchange(slowed_, true)) faultDelivered();
+  return faults_.pause(delivery_->fault.delay);
 }
 
 bool Exchange::stall() {

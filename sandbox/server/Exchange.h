@@ -31,6 +31,8 @@ class Exchange {
   bool readBody(const BodySink& sink);
   bool takePiece(const char* bytes, std::size_t count, const BodySink& sink);
   bool reachEndOfBody();
+  // Pauses each time that another piece of the body is full. False when the sandbox stopped meanwhile.
+  bool slowDown(std::size_t count);
   // Waits until the stall is released. False when the peer or the sandbox ended it, and the connection with
   // it.
   bool stall();
@@ -49,10 +51,12 @@ class Exchange {
 
   const httplib::ContentReader* reader_ = nullptr;
   std::uint64_t bodySize_ = 0;
+  std::uint64_t sincePause_ = 0;
   std::string keptBody_;
   bool bodyRead_ = false;
   bool bodyWhole_ = false;
   bool arrived_ = false;
+  bool slowed_ = false;
   bool sinkContent_ = true;
 };
 

@@ -51,13 +51,9 @@ class Listener final : public httplib::Server {
     Delete("/", withBody);
   }
 
-  bool bind(int port) {
-    // Only so that the port can be taken again at once: the library's own options would let two servers share
-    // it.
-    set_socket_options([](socket_t handle) {
-      const int on = 1;
-      ::setsockopt(handle, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    });
+  bool bind(int port, int receiveBuffer) {
+    // In place of the library's own options, which would let two servers share a port.
+    set_socket_options([receiveBuffer](socket_t handle) { socket::prepareListening(handle, receiveBuffer); });
     if (!bind_to_port("127.0.0.1", port)) return false;
     socket::widenBacklog(svr_sock_);
     return true;
@@ -93,8 +89,14 @@ class Listener final : public httplib::Server {
 
 class HttpServer::Impl {
  public:
-  Impl(int port, const Router& router, FaultBook& faults, RequestLog& log, const TlsContext* tls)
-      : router_(router), faults_(faults), log_(log), tls_(tls), reserved_(socket::reservePort(port)) {
+  Impl(int port, const Router& router, FaultBook& faults, RequestLog& log, const TlsContext* tls,
+       int receiveBuffer)
+      : router_(router),
+        faults_(faults),
+        log_(log),
+        tls_(tls),
+        receiveBuffer_(receiveBuffer),
+        reserved_(socket::reservePort(port)) {
     if (reserved_ == socket::kNone) throw std::runtime_error("port " + std::to_string(port) + " is taken");
     port_ = socket::portOf(reserved_);
   }
@@ -110,7 +112,8 @@ class HttpServer::Impl {
     registry_.allow();
     const socket::BrokenPipeHandlingKept kept;
     auto listener = std::make_unique<Listener>(registry_, router_, faults_, log_, tls_);
-    if (!listener->bind(port_)) throw std::runtime_error("port " + std::to_string(port_) + " is taken");
+    if (!listener->bind(port_, receiveBuffer_))
+      throw std::runtime_error("port " + std::to_string(port_) + " is taken");
     listener_ = std::move(listener);
     thread_ = std::thread([this] { listener_->listen_after_bind(); });
     while (!listener_->is_running()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -133,6 +136,7 @@ class HttpServer::Impl {
   FaultBook& faults_;
   RequestLog& log_;
   const TlsContext* const tls_;
+  const int receiveBuffer_;
   const socket::Handle reserved_;
   int port_ = 0;
   ConnectionRegistry registry_;
@@ -142,8 +146,8 @@ class HttpServer::Impl {
 };
 
 HttpServer::HttpServer(int port, const Router& router, FaultBook& faults, RequestLog& log,
-                       const TlsContext* tls)
-    : impl_(std::make_unique<Impl>(port, router, faults, log, tls)) {}
+                       const TlsContext* tls, int receiveBuffer)
+    : impl_(std::make_unique<Impl>(port, router, faults, log, tls, receiveBuffer)) {}
 
 HttpServer::~HttpServer() = default;
 

@@ -14,8 +14,10 @@ class TlsContext;
 // listening. Every operation may be called from any thread but those of its connections.
 class HttpServer {
  public:
-  // `tls` may be null. All arguments outlive the server. Throws std::runtime_error when the port is taken.
-  HttpServer(int port, const Router& router, FaultBook& faults, RequestLog& log, const TlsContext* tls);
+  // `receiveBuffer` 0 is the system's choice; `tls` may be null. All arguments outlive the server. Throws
+  // std::runtime_error when the port is taken.
+  HttpServer(int port, const Router& router, FaultBook& faults, RequestLog& log, const TlsContext* tls,
+             int receiveBuffer);
   ~HttpServer();
 
   // Throws std::runtime_error when the port can't be listened on.

@@ -103,7 +103,15 @@ int portOf(Handle handle) {
   return ntohs(address.sin_port);
 }
 
-void widenBacklog(Handle handle) { ::listen(handle, kBacklog); }
+void prepareListening(Handle handle, int receiveBuffer) {
+  const int on = 1;
+  ::setsockopt(handle, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+  if (receiveBuffer > 0) ::setsockopt(handle, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
+}
+
+void widenBacklog(Handle handle) {
+  ::listen(handle, kBacklog);
+}
 
 void blockBrokenPipeSignals() {
   sigset_t signals;
@@ -114,6 +122,8 @@ void blockBrokenPipeSignals() {
 
 BrokenPipeHandlingKept::BrokenPipeHandlingKept() : former_(std::signal(SIGPIPE, SIG_IGN)) {}
 
-BrokenPipeHandlingKept::~BrokenPipeHandlingKept() { std::signal(SIGPIPE, former_); }
+BrokenPipeHandlingKept::~BrokenPipeHandlingKept() {
+  std::signal(SIGPIPE, former_);
+}
 
 }  // namespace sandbox::socket

@@ -29,6 +29,9 @@ void close(Handle handle);
 // the port. kNone when the port is taken.
 [[nodiscard]] Handle reservePort(int port);
 [[nodiscard]] int portOf(Handle handle);
+// Lets the port be taken again at once after an end, and sets what the system takes in ahead of us on each
+// connection (0: its own choice).
+void prepareListening(Handle handle, int receiveBuffer);
 // More connections may wait to be taken than the server library asks for.
 void widenBacklog(Handle handle);
 

@@ -12,13 +12,14 @@ namespace {
 
 using Kind = Fault::Kind;
 
-constexpr std::array<std::pair<Kind, std::string_view>, 18> kKinds{{
+constexpr std::array<std::pair<Kind, std::string_view>, 19> kKinds{{
     {Kind::closeAtOnce, "closeAtOnce"},
     {Kind::resetAtOnce, "resetAtOnce"},
     {Kind::resetRequestAfter, "resetRequestAfter"},
     {Kind::resetAnswerAfter, "resetAnswerAfter"},
     {Kind::stall, "stall"},
     {Kind::stallRequestAfter, "stallRequestAfter"},
+    {Kind::slowRequest, "slowRequest"},
     {Kind::stallAnswerAfter, "stallAnswerAfter"},
     {Kind::slowAnswer, "slowAnswer"},
     {Kind::trickle, "trickle"},

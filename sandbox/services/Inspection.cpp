@@ -62,6 +62,11 @@ void Inspection::addTo(Router& router) {
   const auto post = [&](const char* path, Handler handler) {
     router.add({Route::inspection, "POST", path, std::move(handler)});
   };
+  get("/sandbox/config", [this](Call&) {
+    Reply reply;
+    reply.body = context_.cloudConfigJson();
+    return reply;
+  });
   get("/sandbox/uploads", [this](Call&) { return uploads(); });
   get("/sandbox/requests", [this](Call& call) { return requests(call); });
   get("/sandbox/users", [this](Call&) { return users(); });

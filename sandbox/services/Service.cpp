@@ -1,5 +1,6 @@
 #include "sandbox/services/Service.h"
 
+#include "sandbox/JsonText.h"
 #include "sandbox/services/AccountServer.h"
 #include "sandbox/services/Avatar.h"
 #include "sandbox/services/ConsentPage.h"
@@ -10,6 +11,12 @@
 #include "sandbox/services/YoutubeUpload.h"
 
 namespace sandbox {
+
+std::string ServiceContext::cloudConfigJson() const {
+  Json::Value value(Json::objectValue);
+  for (const auto& [key, url] : cloudConfig) value[key] = url;
+  return readableJson(value) + "\n";
+}
 
 bool ServiceContext::isGoodAccountToken(const std::string& token) const {
   if (token.empty()) return false;

@@ -7,6 +7,7 @@
 #include "sandbox/state/StateFile.h"
 #include "sandbox/state/UploadBook.h"
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -24,6 +25,9 @@ struct ServiceContext {
   RequestLog& log;
   StateFile& state;
   std::string baseUrl;
+  std::map<std::string, std::string> cloudConfig;
+
+  [[nodiscard]] std::string cloudConfigJson() const;
 
   // Both look into the state folder for a token that another process may have issued meanwhile.
   [[nodiscard]] bool isGoodAccountToken(const std::string& token) const;

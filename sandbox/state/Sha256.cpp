@@ -1,42 +1,54 @@
 #include "sandbox/state/Sha256.h"
 
+#include <openssl/evp.h>
+
 #include <array>
+#include <stdexcept>
 #include <string_view>
 
 namespace sandbox {
 
-Sha256::Sha256() {
-  mbedtls_sha256_init(&context_);
-  mbedtls_sha256_starts_ret(&context_, 0);
+namespace {
+
+void require(int result) {
+  if (result != 1) throw std::runtime_error("SHA-256 failed");
 }
 
-Sha256::~Sha256() {
-  mbedtls_sha256_free(&context_);
+}  // namespace
+
+void Sha256::Free::operator()(evp_md_ctx_st* context) const {
+  EVP_MD_CTX_free(context);
 }
 
-Sha256::Sha256(const Sha256& other) {
-  mbedtls_sha256_init(&context_);
-  mbedtls_sha256_clone(&context_, &other.context_);
+Sha256::Sha256() : context_(EVP_MD_CTX_new()) {
+  require(EVP_DigestInit_ex(context_.get(), EVP_sha256(), nullptr));
+}
+
+Sha256::Sha256(const Sha256& other) : context_(EVP_MD_CTX_new()) {
+  require(EVP_MD_CTX_copy_ex(context_.get(), other.context_.get()));
 }
 
 Sha256& Sha256::operator=(const Sha256& other) {
-  if (this != &other) mbedtls_sha256_clone(&context_, &other.context_);
+  if (this != &other) require(EVP_MD_CTX_copy_ex(context_.get(), other.context_.get()));
   return *this;
 }
 
+Sha256::~Sha256() = default;
+
 void Sha256::add(const char* bytes, std::size_t count) {
-  mbedtls_sha256_update_ret(&context_, reinterpret_cast<const unsigned char*>(bytes), count);
+  require(EVP_DigestUpdate(context_.get(), bytes, count));
 }
 
 std::string Sha256::hex() const {
   constexpr std::string_view kDigits = "0123456789abcdef";
-  Sha256 finished(*this);
-  std::array<unsigned char, 32> digest{};
-  mbedtls_sha256_finish_ret(&finished.context_, digest.data());
+  const Sha256 finished(*this);
+  std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
+  unsigned size = 0;
+  require(EVP_DigestFinal_ex(finished.context_.get(), digest.data(), &size));
   std::string text;
-  for (const unsigned char byte : digest) {
-    text += kDigits[byte >> 4];
-    text += kDigits[byte & 15];
+  for (unsigned at = 0; at < size; ++at) {
+    text += kDigits[digest[at] >> 4];
+    text += kDigits[digest[at] & 15];
   }
   return text;
 }

@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 
 #include <future>
+#include <thread>
 
 namespace {
 
@@ -264,6 +265,46 @@ TEST_F(Faults, StallInTheMiddleOfAnAnswerSendsTheRestWhenReleased) {
 
   EXPECT_THAT(connection.readAll(), testing::HasSubstr(server.users()[0].email));
   EXPECT_EQ(connection.end(), RawConnection::End::closed);
+}
+
+TEST_F(Faults, SlowRequestIsReadInPieces) {
+  const std::string file = someFile(4 * kUnit);
+  const std::string chunkTarget = openUpload(client, token, file.size());
+  const FaultId id =
+      server.orderFault(Route::youtubeUploadChunk, Fault::slowRequest(kUnit, milliseconds(30)));
+  const auto start = std::chrono::steady_clock::now();
+
+  EXPECT_EQ(putChunk(client, chunkTarget, token, file, 0, file.size()).status, 200);
+
+  EXPECT_GE(std::chrono::steady_clock::now() - start, milliseconds(120));
+  EXPECT_EQ(server.faultsDelivered(id), 1U);
+  EXPECT_EQ(server.uploads()[0].sha256, sha256Of(file));
+}
+
+TEST_F(Faults, SmallReceiveBufferHoldsTheClientBack) {
+  sandbox::SandboxOptions options;
+  options.receiveBuffer = 32 * 1024;
+  sandbox::Sandbox narrow(options);
+  TestClient own(narrow);
+  const std::string ownToken = narrow.issueTokens(Platform::youtube).accessToken;
+  const std::string file = someFile(64 * kUnit);
+  const std::string chunkTarget = openUpload(own, ownToken, file.size());
+  const FaultId id = narrow.orderFault(Route::youtubeUploadChunk, Fault::stallRequestAfter(kUnit));
+  RawConnection connection(narrow.port());
+  std::promise<void> handedOver;
+  std::thread sender([&] {
+    connection.send("PUT " + chunkTarget + " HTTP/1.1\r\nHost: x\r\nAuthorization: Bearer " + ownToken +
+                    "\r\nContent-Range: bytes 0-16777215/16777216\r\nContent-Length: 16777216\r\n\r\n" +
+                    file);
+    handedOver.set_value();
+  });
+  ASSERT_TRUE(narrow.waitForFaults(id, 1, kLimit));
+
+  EXPECT_EQ(handedOver.get_future().wait_for(milliseconds(50)), std::future_status::timeout);
+
+  narrow.releaseStalls();
+  EXPECT_EQ(connection.read(15), "HTTP/1.1 200 OK");
+  sender.join();
 }
 
 TEST_F(Faults, SlowAnswerComesLater) {

@@ -24,6 +24,11 @@ class Inspection : public testing::Test {
   sandbox::IssuedTokens tokens = server.issueTokens(Platform::youtube);
 };
 
+TEST_F(Inspection, ShowsTheCloudConfiguration) {
+  EXPECT_EQ(client.get("/sandbox/config").body, server.cloudConfigJson());
+  EXPECT_EQ(get("config")["urlLFServerUserSupportCode"], server.baseUrl() + "/account/code");
+}
+
 TEST_F(Inspection, ShowsUploads) {
   const std::string file = someFile(5000);
   putChunk(client, openUpload(client, tokens.accessToken, file.size()), tokens.accessToken, file, 0,

@@ -54,6 +54,10 @@ TEST_F(YoutubeUpload, FileInThreeChunksArrivesWhole) {
   EXPECT_TRUE(server.waitForUploads(1, std::chrono::seconds(30)));
 }
 
+TEST_F(YoutubeUpload, HashIsSha256) {
+  EXPECT_EQ(sha256Of("abc"), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+}
+
 TEST_F(YoutubeUpload, LocationNameIsConfigurable) {
   SandboxOptions options;
   options.locationHeader = "location";
