@@ -25,10 +25,11 @@ class CloudConfig final : public IBsCloudConfigManager, public IBsUrlConfig {
 
   void urlForKey(const char* key, char* buffer, int) override {
     if (key == nullptr || buffer == nullptr) return;
-    const auto urls = urls_.read();
-    if (!*urls) return;
-    const auto found = (*urls)->find(key);
-    if (found == (*urls)->end() || found->second.size() >= urlBufferSize) return;
+    const auto current = urls_.read();
+    const std::optional<UrlMap>& urls = *current;
+    if (!urls.has_value()) return;
+    const auto found = urls->find(key);
+    if (found == urls->end() || found->second.size() >= urlBufferSize) return;
     std::memcpy(buffer, found->second.c_str(), found->second.size() + 1);
   }
 

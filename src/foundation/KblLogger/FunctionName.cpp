@@ -160,8 +160,8 @@ class FunctionNameReader {
 
 std::string qualifiedFunctionName(const char* compilerName) {
   if (compilerName == nullptr) return {};
-  std::string name = FunctionNameReader(compilerName).read();
-  return name.empty() ? std::string(compilerName) : name;
+  const std::string name = FunctionNameReader(compilerName).read();
+  return name.empty() ? compilerName : name;
 }
 
 }  // namespace KBL

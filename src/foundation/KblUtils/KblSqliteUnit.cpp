@@ -162,6 +162,7 @@ _Result KblSqliteUnit::getSettingValue(const char* table, const char* key, char*
   });
 }
 
+// NOLINTNEXTLINE(readability-non-const-parameter): it takes back what getSettingValue gave
 void KblSqliteUnit::freeSettingValue(char* value) {
   delete[] value;
 }

@@ -12,8 +12,6 @@ constexpr std::int64_t neverStarted = std::numeric_limits<std::int64_t>::min();
 
 TimeSpan::TimeSpan() : startMs_(neverStarted) {}
 
-TimeSpan::~TimeSpan() = default;
-
 void TimeSpan::start() {
   spanMs_ = 0;
   startMs_ = timeSource()->steadyMs();

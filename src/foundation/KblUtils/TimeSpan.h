@@ -11,7 +11,7 @@ namespace KBL {
 class KBL_UTILS_API TimeSpan {
  public:
   TimeSpan();
-  ~TimeSpan();
+  ~TimeSpan() = default;
   TimeSpan(const TimeSpan&) = delete;
   TimeSpan& operator=(const TimeSpan&) = delete;
 

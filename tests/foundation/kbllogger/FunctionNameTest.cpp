@@ -35,7 +35,7 @@ struct Box {
   std::string operator<(const Box&) const { return here(); }
   std::string operator->*(int) { return here(); }
   std::string operator<<(int) { return here(); }
-  std::string operator=(int) { return here(); }
+  std::string operator+=(int) { return here(); }
   operator std::string() const { return here(); }
 
   std::string inConstructor;
@@ -55,7 +55,8 @@ struct Hidden {
 
 }  // namespace
 
-std::map<int, std::vector<std::string>> complicated(std::function<void(int)>, void (*)(std::map<int, int>)) {
+std::map<int, std::vector<std::string>> complicated(const std::function<void(int)>&,
+                                                    void (*)(std::map<int, int>)) {
   return {{0, {here()}}};
 }
 
@@ -100,7 +101,7 @@ TEST(FunctionName, IsQualifiedForEveryKindOfFunctionOfThisCompiler) {
   EXPECT_EQ((box < box), "KBL::FunctionNames::Box::operator<");
   EXPECT_EQ(box->*1, "KBL::FunctionNames::Box::operator->*");
   EXPECT_EQ(box << 1, "KBL::FunctionNames::Box::operator<<");
-  EXPECT_EQ((box = 1), "KBL::FunctionNames::Box::operator=");
+  EXPECT_EQ((box += 1), "KBL::FunctionNames::Box::operator+=");
   EXPECT_EQ(names::hidden(), "KBL::FunctionNames::hidden");
   EXPECT_EQ(names::Hidden().operation(), "KBL::FunctionNames::Hidden::operation");
   EXPECT_EQ(names::complicated(nullptr, nullptr)[0][0], "KBL::FunctionNames::complicated");
@@ -141,6 +142,11 @@ TEST(FunctionName, IsReadFromTheFormsOfAllCompilers) {
       {"T KBL::Box<int>::get(T) const [T = int]", "KBL::Box::get"},
       {"std::basic_string<char> KBL::f()", "KBL::f"},
       {"KBL::Box<std::map<int, long>>::~Box() [T = std::map<int, long>]", "KBL::Box::~Box"},
+      {"<dependent type> KBL::tr(T) [T = int]", "KBL::tr"},
+      {"Box<T> *KBL::Box<int>::operator->() [T = int]", "KBL::Box::operator->"},
+      {"bool KBL::Box<int>::operator<(const Box<T> &) const [T = int]", "KBL::Box::operator<"},
+      {"std::vector<T> KBL::Box<int>::operator vector() [T = int]", "KBL::Box::operator vector"},
+      {"void KBL::(anonymous namespace)::anon()::L::g()", "KBL::anon::L::g"},
       // Microsoft
       {"void __cdecl KBL::A::f(int)", "KBL::A::f"},
       {"public: virtual int __thiscall KBL::A::f(void) const", "KBL::A::f"},

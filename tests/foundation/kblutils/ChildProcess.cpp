@@ -9,8 +9,6 @@
 #include <csignal>
 #include <stdexcept>
 
-extern char** environ;
-
 ChildProcess::ChildProcess(const std::vector<std::string>& arguments) {
   std::array<int, 2> ends{};
   if (::pipe2(ends.data(), O_CLOEXEC) != 0) throw std::runtime_error("no pipe");

@@ -72,7 +72,7 @@ TEST(SqliteCrash, KillDuringTheRescueOfAGarbageFileLeavesItUsable) {
   for (int round = 0; round < rounds; ++round) {
     const std::string path = directory.write("cache.db", std::string(40'000, 'g'));
     {
-      ChildProcess child(saver(path, round, 1));
+      const ChildProcess child(saver(path, round, 1));
       sleepMicroseconds(random, 20'000);
     }
 

@@ -1,0 +1,84 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that are missing, as root or with sudo; says nothing when all are there.
+#   tools/setup.sh [build|test|lint|fuzz|all]...     (default: build)
+# "build" is enough for the library and the programs; the others add to it what their name says.
+set -euo pipefail
+
+build_packages=(build-essential cmake ninja-build ccache pkg-config
+  libcurl4-openssl-dev libjsoncpp-dev libmbedtls-dev libsqlite3-dev libspdlog-dev libfmt-dev libutfcpp-dev
+  libcli11-dev libcpp-httplib-dev)
+# The proxies and the browser are servers and clients that the tests start themselves.
+test_packages=(libgtest-dev libgmock-dev libbenchmark-dev openssl sqlite3 curl
+  tinyproxy dante-server chromium chromium-driver)
+lint_packages=(clang-tidy-16 clang-format)
+fuzz_packages=(clang-16 libclang-rt-16-dev)
+
+fail() {
+  printf 'setup: %s\n' "$*" >&2
+  exit 1
+}
+
+wanted() {
+  local group
+  printf '%s\n' "${build_packages[@]}"
+  for group in "$@"; do
+    case $group in
+      build) ;;
+      test) printf '%s\n' "${test_packages[@]}" ;;
+      lint) printf '%s\n' "${lint_packages[@]}" ;;
+      fuzz) printf '%s\n' "${fuzz_packages[@]}" ;;
+      all) wanted test lint fuzz ;;
+      *) fail "unknown group $group; use: tools/setup.sh [build|test|lint|fuzz|all]..." ;;
+    esac
+  done
+}
+
+missing() {
+  local packages=("$@")
+  # shellcheck disable=SC2016  # the fields are dpkg-query's
+  comm -23 <(printf '%s\n' "${packages[@]}" | sort -u) \
+    <(dpkg-query -W -f '${db:Status-Status} ${Package}\n' "${packages[@]}" 2>/dev/null |
+      sed -n 's/^installed //p' | sort -u)
+}
+
+as_root() {
+  if [ "$(id -u)" -eq 0 ]; then
+    "$@"
+  elif command -v sudo >/dev/null; then
+    sudo "$@"
+  else
+    fail "needs root or sudo to run: $*"
+  fi
+}
+
+# Installed proxies must neither start now nor with the machine.
+forbid_daemons() {
+  local policy=/usr/sbin/policy-rc.d
+  [ -e "$policy" ] && return
+  printf '#!/bin/sh\nexit 101\n' | as_root tee "$policy" >/dev/null
+  as_root chmod 755 "$policy"
+  trap 'as_root rm -f /usr/sbin/policy-rc.d' EXIT
+}
+
+disable_daemon() {
+  command -v systemctl >/dev/null || return 0
+  as_root systemctl disable --quiet "$1.service" 2>/dev/null || true
+}
+
+install() {
+  local options=(-y -qq --no-install-recommends -o Acquire::Retries=3 -o DPkg::Lock::Timeout=600
+    -o Dpkg::Use-Pty=0)
+  printf 'setup: installing %s\n' "$*"
+  forbid_daemons
+  as_root apt-get "${options[@]}" update
+  as_root env DEBIAN_FRONTEND=noninteractive apt-get "${options[@]}" install "$@" >/dev/null
+  case " $* " in *" tinyproxy "*) disable_daemon tinyproxy ;; esac
+  case " $* " in *" dante-server "*) disable_daemon danted ;; esac
+}
+
+names=$(wanted "$@")
+command -v dpkg-query >/dev/null || fail "no Debian system; install the counterparts of:" "${names//$'\n'/ }"
+# shellcheck disable=SC2086  # names of packages, one a line
+lacking=$(missing $names)
+# shellcheck disable=SC2086
+[ -z "$lacking" ] || install $lacking

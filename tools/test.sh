@@ -1,0 +1,33 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds, and runs every test; ends with ctest's closing lines and its exit code.
+#   tools/test.sh [release|debug|asan|tsan] [options of ctest]...     (default: release)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+preset=${1:-release}
+shift || true
+case $preset in
+  release | debug | asan | tsan) ;;
+  *)
+    printf 'test: unknown build %s; use: tools/test.sh [release|debug|asan|tsan] [options of ctest]...\n' \
+      "$preset" >&2
+    exit 2
+    ;;
+esac
+
+tools/setup.sh test
+
+mkdir -p build
+cmake --preset "$preset" -DKBL_BUILD_TESTS=ON >"build/configure-$preset.log" || {
+  cat "build/configure-$preset.log"
+  exit 1
+}
+cmake --build --preset "$preset"
+
+# The first report of a sanitizer ends the program, and with it the test.
+export ASAN_OPTIONS=halt_on_error=1:detect_leaks=1:detect_stack_use_after_return=1:strict_string_checks=1
+export UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
+export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:atexit_sleep_ms=100
+
+# Most tests wait more than they compute.
+exec ctest --preset "$preset" --parallel $(($(nproc) * 2)) "$@"
