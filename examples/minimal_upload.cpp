@@ -15,31 +15,42 @@
 
 static std::promise<int> ended;
 
-// Comes on a worker of the library: 7 progress, 8 finished, 12 error; the last two come once.
+// Comes on a worker of the library: 7 progress, 8 finished, 12 error; one of the last two, once.
 static int onEvent(void*, KBL::IExternlMediaTransfer*, int event, int value, const char* text) {
   std::printf("event %d, value %d, text %s\n", event, value, text == nullptr ? "" : text);
   if (event != 7) ended.set_value(event == 8 ? 0 : 1);
   return 0;
 }
 
+static KBL::hostTransferRecord jobFor(const char* video) {
+  KBL::hostTransferRecord job{};
+  std::snprintf(job.filePath, sizeof job.filePath, "%s", video);
+  std::snprintf(job.title, sizeof job.title, "A small host's video");
+  std::snprintf(job.privacy, sizeof job.privacy, "private");
+  return job;
+}
+
+// Some failures are silent, so nobody should wait for ever; a real host counts from the last event.
+static int waitForEnd() {
+  auto outcome = ended.get_future();
+  return outcome.wait_for(std::chrono::minutes(3)) == std::future_status::ready ? outcome.get() : 1;
+}
+
 int main(int argc, char** argv) {
   if (argc != 4 || !KBL::loadCloudConfig(argv[1]).empty()) return 2;
+  const KBL::hostTransferRecord job = jobFor(argv[3]);
+  const std::string cacheDir = KBL::defaultKeyDirectory() + "/cache";
+
   const auto manager = KBL::adoptRef(getOrCreateExternlMediaAuthorize(KBL::ema_youtube));
   const auto record = KBL::adoptRef(createInfoObject(KBL::infoObjectPubInfo));
   auto* const info = KBL::queryInterface<KBL::IBsPubInfo>(record.get(), "IBsPubInfo");
   info->setCharKeyConfig(KBL::PubCharKey::appSecret, argv[2]);
   manager->setPubParam(info);
-  manager->init((KBL::defaultKeyDirectory() + "/cache").c_str(), 3300000);
-
-  KBL::hostTransferRecord job{};
-  std::snprintf(job.filePath, sizeof job.filePath, "%s", argv[3]);
-  std::snprintf(job.title, sizeof job.title, "A small host's video");
-  std::snprintf(job.privacy, sizeof job.privacy, "private");
+  manager->init(cacheDir.c_str(), 3300000);
   const auto transfer = KBL::adoptRef(createEMTUpTransfer(1));
   transfer->Command(1, &onEvent);
   transfer->Command(0, &job);
   transfer->Start();
-  // Some failures are silent, so nobody should wait for ever; a real host counts from the last event.
-  auto outcome = ended.get_future();
-  return outcome.wait_for(std::chrono::minutes(3)) == std::future_status::ready ? outcome.get() : 1;
+
+  return waitForEnd();
 }

@@ -3,7 +3,7 @@
 import subprocess
 import unittest
 
-from harness import BIN, LIMIT, SECRET, HostTest, sha256_of
+from harness import BIN, LIMIT, MEDIA, SECRET, HostTest, sha256_of
 
 
 class Examples(HostTest):
@@ -25,6 +25,12 @@ class Examples(HostTest):
         self.sign_in(servers)
         upload = self.run_example("minimal_upload", servers.config, SECRET, self.video())
         self.assertEqual(upload.returncode, 0, upload)
+
+    def test_readme_shows_the_heart_of_the_upload(self):
+        root = MEDIA.parent.parent
+        shown = (root / "README.md").read_text().split("```cpp\n")[1].split("```")[0]
+        self.assertEqual(len(shown.splitlines()), 10)
+        self.assertIn(shown, (root / "examples" / "minimal_upload.cpp").read_text())
 
     def test_login_with_a_wrong_secret(self):
         servers = self.start_servers()
