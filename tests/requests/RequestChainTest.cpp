@@ -82,10 +82,8 @@ TEST_F(RequestChain, EachRequestStartsTheNextWithTheSameInfo) {
 
 TEST_F(RequestChain, GoingOnIsLogged) {
   startChain();
-  EXPECT_TRUE(log->waitForLineWith("Third, base _asyncRequestWithInfo cb"));
-
-  EXPECT_TRUE(log->hasLine("Second :queryResponse conitnue"));
-  EXPECT_TRUE(log->hasLine("Third :queryResponse conitnue"));
+  EXPECT_TRUE(log->waitForLineWith("Second :queryResponse conitnue"));
+  EXPECT_TRUE(log->waitForLineWith("Third :queryResponse conitnue"));
   EXPECT_EQ(log->linesWith("conitnue")[0].function, chainFunction);
   EXPECT_EQ(log->linesWith("conitnue")[0].severity, 4);
 }
