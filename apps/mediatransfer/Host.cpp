@@ -42,7 +42,17 @@ Host::Host(const Options& options, Report& report, Servers servers)
   openManager();
 }
 
-Host::~Host() = default;
+Host::~Host() {
+  manager_.reset();
+  if (transfersOpen_) teardownTransferEnv();
+}
+
+void Host::openTransfers() {
+  // A home without scripts only means that none are found.
+  const std::string& home = options_.pythonHome;
+  setupTransferEnv(home.c_str(), static_cast<int>(home.size()));
+  transfersOpen_ = true;
+}
 
 void Host::installLog() {
   if (options_.logFile.empty() && options_.verbosity == 0) return;

@@ -35,6 +35,9 @@ class Host {
 
   [[nodiscard]] KBL::IBsExternlMediaAuthorize& manager() { return *manager_; }
 
+  /// Sets up what transfers need, until the host ends. Transfers made afterwards must end before it.
+  void openTransfers();
+
   /// The user of the manager with this uuid, or the last one when it is empty.
   [[nodiscard]] std::optional<Person> findPerson(const std::string& uuid);
 
@@ -57,6 +60,7 @@ class Host {
   DataFolders folders_;
   std::unique_ptr<sandbox::Sandbox> sandbox_;
   KBL::RefPtr<KBL::IBsExternlMediaAuthorize> manager_;
+  bool transfersOpen_ = false;
 };
 
 }  // namespace host

@@ -78,14 +78,7 @@ std::uint64_t checkedFileSize(const Options& options) {
 
 UploadJob::UploadJob(Host& host, const Options& options, Report& report)
     : host_(host), options_(options), report_(report) {
-  // Before the first transfer, as the library asks; a home without scripts only means that none are found.
-  const std::string& home = options.pythonHome;
-  setupTransferEnv(home.c_str(), static_cast<int>(home.size()));
-}
-
-UploadJob::~UploadJob() {
-  transfer_.reset();
-  teardownTransferEnv();
+  host_.openTransfers();
 }
 
 int UploadJob::run(const KBL::hostTransferRecord& record, std::uint64_t fileSize) {

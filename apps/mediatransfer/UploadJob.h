@@ -22,9 +22,6 @@ namespace host {
 class UploadJob {
  public:
   UploadJob(Host& host, const Options& options, Report& report);
-  ~UploadJob();
-  UploadJob(const UploadJob&) = delete;
-  UploadJob& operator=(const UploadJob&) = delete;
 
   /// Returns the exit code. `fileSize` is for the progress display.
   int run(const KBL::hostTransferRecord& record, std::uint64_t fileSize);
