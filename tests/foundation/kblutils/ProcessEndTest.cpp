@@ -10,3 +10,11 @@ TEST(ProcessEnd, ReturningFromMainWithTimersAndSleepersPendingIsClean) {
     EXPECT_EQ(leaver.wait(), 0) << "in round " << round;
   }
 }
+
+TEST(ProcessEnd, LibrariesWhoseThreadsMayRunStayMappedWhenClosed) {
+  for (const char* library : {UTILS_LIBRARY, LOGGER_LIBRARY}) {
+    ChildProcess unloader({UNLOADER_PROGRAM, library});
+
+    EXPECT_EQ(unloader.wait(), 0) << library;
+  }
+}

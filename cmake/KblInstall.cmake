@@ -1,0 +1,32 @@
+# Installation of the five shared libraries with their public headers (the HEADERS file set of each target), a CMake
+# package for find_package(ExternlMediaTransfer) and a pkg-config file. What is installed can be moved as a whole.
+include(CMakePackageConfigHelpers)
+
+set(KBL_INSTALLED_LIBRARIES ExternlMediaTransfer BsNet KblUtils KblLogger BsCloudConfig)
+# The rooms' folder names are too common to stand in the include directory itself.
+set(KBL_INCLUDE_DIR ${CMAKE_INSTALL_INCLUDEDIR}/ExternlMediaTransfer)
+set(KBL_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/ExternlMediaTransfer)
+
+set_target_properties(${KBL_INSTALLED_LIBRARIES} PROPERTIES
+  VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} INSTALL_RPATH "$ORIGIN")
+
+# Programs, which come after this file, install themselves; they find the libraries from where they stand.
+set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+
+install(TARGETS ${KBL_INSTALLED_LIBRARIES} EXPORT ExternlMediaTransferTargets
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  FILE_SET HEADERS DESTINATION ${KBL_INCLUDE_DIR})
+install(EXPORT ExternlMediaTransferTargets NAMESPACE ExternlMediaTransfer:: DESTINATION ${KBL_PACKAGE_DIR})
+
+configure_package_config_file(cmake/ExternlMediaTransferConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/ExternlMediaTransferConfig.cmake INSTALL_DESTINATION ${KBL_PACKAGE_DIR})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/ExternlMediaTransferConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/ExternlMediaTransferConfig.cmake
+  ${PROJECT_BINARY_DIR}/ExternlMediaTransferConfigVersion.cmake DESTINATION ${KBL_PACKAGE_DIR})
+
+file(RELATIVE_PATH KBL_PC_TO_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+configure_file(cmake/ExternlMediaTransfer.pc.in ExternlMediaTransfer.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/ExternlMediaTransfer.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
