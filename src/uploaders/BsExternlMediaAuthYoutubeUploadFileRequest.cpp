@@ -79,18 +79,23 @@ _Result BsExternlMediaAuthYoutubeUploadFileRequest::Request(IBsInfoReader* info,
     return resultOk;
   }
   const std::uint64_t fileSize = file.size();
-  const auto resumableUri = openSession(info, client, reply, token, fileSize);
-  if (!resumableUri) return resultOk;
+  describeVideo(info, client, token, fileSize);
+  exchange(*client, *reply, configuredUrl() + sessionQuery);
+  const auto location = reply->headers.find("Location");
+  if (reply->httpCode != httpOk || location == reply->headers.end()) {
+    KBL_LOG(error, "resumable_uri is not exist");
+    reportReply(*reply);
+    return resultOk;
+  }
+  const std::string resumableUri = location->second;
   KBL_LOG(info, "upload, " << path << ", file size:" << fileSize << ", chunk size: " << chunkSize);
-  sendChunks(file, fileSize, *resumableUri, std::move(token), info, client, reply);
+  sendChunks(file, fileSize, resumableUri, std::move(token), info, client, reply);
   return resultOk;
 }
 
-std::optional<std::string> BsExternlMediaAuthYoutubeUploadFileRequest::openSession(IBsInfoReader* info,
-                                                                                   INetworkClient* client,
-                                                                                   NetReply* reply,
-                                                                                   const std::string& token,
-                                                                                   std::uint64_t fileSize) {
+void BsExternlMediaAuthYoutubeUploadFileRequest::describeVideo(IBsInfoReader* info, INetworkClient* client,
+                                                               const std::string& token,
+                                                               std::uint64_t fileSize) {
   using Key = ExternlMediaUploadCharKey;
   client->setHeaders({{"Content-Type", "application/json"},
                       {"X-Upload-Content-Type", "application/octet-stream"},
@@ -98,14 +103,6 @@ std::optional<std::string> BsExternlMediaAuthYoutubeUploadFileRequest::openSessi
                       {"Authorization", bearer(token)}});
   client->setBody(metadata(textOf(info, Key::title), textOf(info, Key::desc), textOf(info, Key::tags),
                            textOf(info, Key::privacy)));
-  exchange(*client, *reply, configuredUrl() + sessionQuery);
-  const auto location = reply->headers.find("Location");
-  if (reply->httpCode != httpOk || location == reply->headers.end()) {
-    KBL_LOG(error, "resumable_uri is not exist");
-    reportReply(*reply);
-    return std::nullopt;
-  }
-  return location->second;
 }
 
 void BsExternlMediaAuthYoutubeUploadFileRequest::sendChunks(FileStream& file, std::uint64_t fileSize,

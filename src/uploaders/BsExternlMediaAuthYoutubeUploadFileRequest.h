@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <map>
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -37,9 +36,9 @@ class BsExternlMediaAuthYoutubeUploadFileRequest : public UploadFileRequest {
                    int maxTries);
 
  private:
-  /// The address of the session that the service opened, or nothing.
-  std::optional<std::string> openSession(IBsInfoReader* info, INetworkClient* client, NetReply* reply,
-                                         const std::string& token, std::uint64_t fileSize);
+  /// Gives the client what opens the session: headers, and the metadata as the body.
+  static void describeVideo(IBsInfoReader* info, INetworkClient* client, const std::string& token,
+                            std::uint64_t fileSize);
   /// `fileSize` is what the session was opened with, whatever becomes of the file meanwhile.
   void sendChunks(FileStream& file, std::uint64_t fileSize, const std::string& resumableUri,
                   std::string token, IBsInfoReader* info, INetworkClient* client, NetReply* reply);

@@ -16,8 +16,8 @@ int main(int count, char** arguments) {
   if (!KBL::loadCloudConfig(arguments[1]).empty()) return 2;
 
   // Never freed: workers may report while the process ends.
-  auto& events = *new EventLog;
-  auto& manager = *new SignedInManager(cacheDir, arguments[3]);
+  static EventLog& events = *new EventLog;
+  static SignedInManager& manager = *new SignedInManager(cacheDir, arguments[3]);
   static KBL::RefPtr<KBL::IExternlMediaTransfer>& transfer =
       *new KBL::RefPtr<KBL::IExternlMediaTransfer>(makeUpload(events, arguments[4]));
   if (way == "exitInsideTheCallback") {

@@ -14,7 +14,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstring>
+#include <thread>
 #include <vector>
 
 using namespace KBL;
@@ -500,6 +502,31 @@ TEST_P(UploadProxy, ProxiesOfOtherPlatformsHearNothing) {
     EXPECT_THAT(other->events, IsEmpty());
   }
   EXPECT_EQ(sink_->events.size(), 2U);
+}
+
+class CountingSink final : public IUploadEventSink {
+ public:
+  void userCallBack(unsigned, const char*, int) override { ++events; }
+  std::atomic<int> events{0};
+};
+
+TEST_P(UploadProxy, WorkersMayReportWhileProxiesComeAndGo) {
+  const auto sink = std::make_shared<CountingSink>();
+  std::atomic<bool> done{false};
+  std::vector<std::thread> workers;
+  for (int i = 0; i < 2; ++i) {
+    workers.emplace_back([&] {
+      while (!done) deliver(GetParam().callbacks(), GetParam().uploadRequestType, {.videoUrl = "u"});
+    });
+  }
+  const UploadPlatform& platform = *findUploadPlatform(GetParam().transferPlatform);
+  for (int i = 0; i < 300 || sink->events == 0; ++i) {
+    const auto proxy = platform.makeProxy(sink);
+    std::this_thread::yield();
+  }
+  done = true;
+  for (std::thread& worker : workers) worker.join();
+  EXPECT_GT(sink->events, 0);
 }
 
 // --- Differences

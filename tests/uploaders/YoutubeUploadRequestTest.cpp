@@ -190,6 +190,7 @@ TEST_F(YoutubeUpload, ARefusedSessionReportsItsStatusAndBodyAndIsNotRetried) {
   const auto lines = log->linesWith("resumable_uri is not exist");
   ASSERT_THAT(lines, SizeIs(1));
   EXPECT_EQ(lines[0].severity, 2);
+  EXPECT_EQ(lines[0].function, "KBL::BsExternlMediaAuthYoutubeUploadFileRequest::Request");
   EXPECT_EQ(text("upload_stop"), "(unset)");
 }
 
@@ -720,8 +721,11 @@ TEST_F(YoutubeUpload, TheStartOfTheChunksIsLogged) {
   EXPECT_EQ(lines[0].text, "upload, " + path_ + ", file size:7, chunk size: 2097152");
   EXPECT_EQ(lines[0].severity, 4);
   EXPECT_EQ(lines[0].function, "KBL::BsExternlMediaAuthYoutubeUploadFileRequest::Request");
-  EXPECT_TRUE(log->hasLine(std::string("ExternlMediaAuthYoutubeUpload:") + uploadUrl +
-                           "?part=snippet,status,recordingDetails&alt=json&uploadType=resumable"));
+  const auto session = log->linesWith(std::string("ExternlMediaAuthYoutubeUpload:") + uploadUrl +
+                                      "?part=snippet,status,recordingDetails&alt=json&uploadType=resumable");
+  ASSERT_THAT(session, SizeIs(1));
+  EXPECT_EQ(session[0].severity, 4);
+  EXPECT_EQ(session[0].function, lines[0].function);
 }
 
 TEST_F(YoutubeUpload, NoTokenReachesTheLog) {

@@ -24,7 +24,8 @@ class IExternlMediaTransfer : public virtual IDmBaseObj {
 /// Upload events reach the host through this function: the context of command 15, the transfer, the event (7
 /// progress, 8 finished, 9 token invalid, 12 error), a value (percent, 0, 0, the error's number) and a text
 /// (null, the video address, a text, "code,message"). Called on worker or script threads; the text is
-/// borrowed for the call. The result is ignored. The transfer may be released inside.
+/// borrowed for the call. The result is ignored. The transfer may be released inside: the library holds a
+/// reference of its own for the length of the call.
 using TransferCallback = int (*)(void* context, IExternlMediaTransfer* transfer, int event, int value,
                                  const char* text);
 
