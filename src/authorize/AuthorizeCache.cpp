@@ -93,7 +93,8 @@ void BsExternlMediaAuthorize::dealInvalidCacheData() {
   context_.change([](AuthContext& context) { removeInvalidCacheInfos(context.cacheEntries); });
   // An expired record stays on purpose: its refresh token may still be good.
   const auto nowSeconds = static_cast<std::int64_t>(TimeUtil::nowSinceEpoch() / 1000);
-  for (const ExternlMediaCacheInfo& record : context()->cacheEntries) {
+  const auto now = context();
+  for (const ExternlMediaCacheInfo& record : now->cacheEntries) {
     if (record.expiresTimeout >= nowSeconds) continue;
     KBL_LOG(info,
             logTag_ << " cache info expired:" << record.userUuid << ",expireTime:" << record.expiresTimeout);

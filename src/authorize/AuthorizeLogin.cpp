@@ -128,7 +128,8 @@ int BsExternlMediaAuthorize::cbQueryThirdLoginCallbackURL(const std::string& uui
 
 _Result BsExternlMediaAuthorize::cancelLogin() {
   KBL_LOG(info, logTag_ << ", to cancelLogin");
-  for (const ExternlMediaCacheInfo& record : context()->cacheEntries) {
+  const auto now = context();
+  for (const ExternlMediaCacheInfo& record : now->cacheEntries) {
     setFinished(record.userUuid, false);
     setSessionFlag(record.userUuid, &SessionFlags::canceled, true);
   }

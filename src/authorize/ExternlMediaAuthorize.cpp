@@ -64,7 +64,8 @@ void BsExternlMediaAuthorize::beforeDestroy() {
   KBL_LOG(info, logTag_ << ", before destroy");
   aliveToken_.reset();
   clearAuthCallbacks();
-  for (const auto& [uuid, proxy] : *tokenProxies_.read()) {
+  const auto proxies = tokenProxies_.read();
+  for (const auto& [uuid, proxy] : *proxies) {
     proxy->waitToStop(proxy->refreshing() ? runningRefreshWaitMs : 0);
   }
   KBL_LOG(info, logTag_ << ", release destroy");
@@ -145,7 +146,8 @@ _Result BsExternlMediaAuthorize::queryResponse(IBsBaseRequest* request, IBsInfoR
 
 void BsExternlMediaAuthorize::tellAuthCallbacks(
     const std::function<void(IExternlMediaAuthCallback&)>& tell) const {
-  for (IExternlMediaAuthCallback* const callback : context()->authCallbacks) tell(*callback);
+  const auto now = context();
+  for (IExternlMediaAuthCallback* const callback : now->authCallbacks) tell(*callback);
 }
 
 int BsExternlMediaAuthorize::cbRequestFailed(IBsBaseRequest* request, IBsInfoReader* info,

@@ -1,0 +1,153 @@
+// asyncUploadMediaFile: whom an upload is for, and the chain of its requests.
+
+#include "authorize/ManagerFixture.h"
+#include "boundary/records/ExternlMediaKeys.h"
+#include "boundary/records/Records.h"
+#include "support/WaitUntil.h"
+
+using namespace KBL;
+
+namespace {
+class UploadDispatch : public ManagerFixture {
+ protected:
+  void SetUp() override {
+    makeManager();
+    info = makeRef<BsExternlMediaUploadInfo>();
+    info->setCharKeyConfig(ExternlMediaUploadCharKey::filePath, directory.file("missing.mp4").c_str());
+  }
+  void TearDown() override {
+    EXPECT_TRUE(runUntil([&] { return requestsAlive() == 0; }));
+    EXPECT_EQ(info->AddRef(), 2) << "the chain's reference on the record";
+    info->Release();
+    info.reset();
+    ManagerFixture::TearDown();
+  }
+
+  void upload(int consume) { manager->asyncUploadMediaFile(info.get(), &observer, consume); }
+  /// Names of the requests that reported, in order.
+  [[nodiscard]] std::vector<std::string> reported() const {
+    std::vector<std::string> names;
+    for (const HostEvent& event : observer.events()) names.push_back(event.requestName);
+    return names;
+  }
+
+  HostRecorder observer;
+  RefPtr<BsExternlMediaUploadInfo> info;
+};
+
+const std::string credentials = "ExternlMediaAuthClientCredentials";
+const std::string entitlement = "ExternlMediaAuthUserSupportQueryConsume";
+const std::string youtubeUpload = "ExternlMediaAuthYoutubeUpload";
+}  // namespace
+
+TEST_F(UploadDispatch, RunsCredentialsEntitlementAndUploadInOrder) {
+  signIn("u");
+  upload(1);
+  ASSERT_TRUE(waitUntil([&] { return !reported().empty() && reported().back() == youtubeUpload; }));
+  EXPECT_EQ(reported()[0], credentials);
+  EXPECT_EQ(reported()[1], entitlement);
+  EXPECT_EQ(network.requests("/consume").size(), 1U);
+  EXPECT_TRUE(logger->hasLine(tag + "id: " + tag));
+  EXPECT_STREQ(info->charKeyConfig(ExternlMediaMixedCharKey::thirdAccessToken), "third-u");
+}
+
+TEST_F(UploadDispatch, WithoutConsumeTheEntitlementIsNotAsked) {
+  signIn("u");
+  upload(0);
+  ASSERT_TRUE(waitUntil([&] { return !reported().empty() && reported().back() == youtubeUpload; }));
+  EXPECT_EQ(reported()[0], credentials);
+  EXPECT_TRUE(network.requests("/consume").empty());
+}
+
+TEST_F(UploadDispatch, RunsWithoutACallback) {
+  signIn("u");
+  manager->asyncUploadMediaFile(info.get(), nullptr, 1);
+  EXPECT_TRUE(network.waitForRequests("/consume", 1));
+  EXPECT_TRUE(runUntil([&] { return requestsAlive() == 0; }));
+}
+
+TEST_F(UploadDispatch, WithoutARecordNothingStarts) {
+  signIn("u");
+  manager->asyncUploadMediaFile(nullptr, &observer, 1);
+  EXPECT_EQ(requestsAlive(), 0U);
+}
+
+TEST_F(UploadDispatch, TheNamedUserUploads) {
+  signIn("a");
+  signIn("b");
+  info->setCharKeyConfig(ExternlMediaLoginCharKey::userSessionId, "a");
+  upload(0);
+  ASSERT_TRUE(waitUntil([&] { return !reported().empty(); }));
+  EXPECT_STREQ(info->charKeyConfig(ExternlMediaMixedCharKey::thirdAccessToken), "third-a");
+}
+
+TEST_F(UploadDispatch, WithoutAUuidTheLastUserUploads) {
+  signIn("a");
+  signIn("b");
+  info->setCharKeyConfig(ExternlMediaLoginCharKey::userSessionId, "");
+  upload(0);
+  ASSERT_TRUE(waitUntil([&] { return !reported().empty(); }));
+  EXPECT_STREQ(info->charKeyConfig(ExternlMediaMixedCharKey::thirdAccessToken), "third-b");
+}
+
+TEST_F(UploadDispatch, AUserWhoIsNotCachedIsReportedByTheManager) {
+  upload(1);
+  signIn("u");
+  info->setCharKeyConfig(ExternlMediaLoginCharKey::userSessionId, "other");
+  upload(1);
+  const auto events = host.events();
+  ASSERT_EQ(events.size(), 2U);
+  for (const HostEvent& event : events) {
+    EXPECT_EQ(event.infoType, infoTypeUpload);
+    EXPECT_EQ(event.code, -10002);
+    EXPECT_EQ(event.text, tag + ", empty data");
+  }
+  EXPECT_TRUE(reported().empty());
+  EXPECT_TRUE(network.requests("/").empty());
+}
+
+TEST_F(UploadDispatch, APlatformWithoutUploaderIsReportedByTheManager) {
+  auto user = makeUser("u", nowSeconds() + 10);
+  user.diskType = ema_vimeo;
+  AuthorizeTestAccess::setEntries(*manager, {user});
+  upload(1);
+  const auto events = host.events();
+  ASSERT_EQ(events.size(), 1U);
+  EXPECT_EQ(events[0].infoType, infoTypeUpload);
+  EXPECT_EQ(events[0].code, -10002);
+  EXPECT_EQ(events[0].text, tag + ", no uploader");
+  EXPECT_TRUE(reported().empty());
+}
+
+TEST_F(UploadDispatch, AFailedFirstStepEndsTheChain) {
+  signIn("u");
+  network.answer("/credentials", R"({"code":9,"msg":"no account"})");
+  upload(1);
+  ASSERT_TRUE(waitUntil([&] { return !reported().empty(); }));
+  ASSERT_TRUE(runUntil([&] { return requestsAlive() == 0; }));
+  EXPECT_EQ(reported(), std::vector<std::string>{credentials});
+  EXPECT_TRUE(host.events().empty());
+  EXPECT_TRUE(network.requests("/consume").empty());
+}
+
+TEST_F(UploadDispatch, AFailedEntitlementEndsTheChain) {
+  signIn("u");
+  network.answer("/consume", R"({"code":7,"msg":"used up"})");
+  upload(1);
+  ASSERT_TRUE(waitUntil([&] { return reported().size() == 2; }));
+  ASSERT_TRUE(runUntil([&] { return requestsAlive() == 0; }));
+  EXPECT_EQ(reported(), (std::vector<std::string>{credentials, entitlement}));
+  EXPECT_EQ(observer.events().back().code, 7);
+  EXPECT_TRUE(host.events().empty());
+}
+
+TEST_F(UploadDispatch, AManagerThatDiesUnderAChainLeavesNothing) {
+  signIn("u");
+  network.hold("/consume");
+  upload(1);
+  ASSERT_TRUE(network.waitForRequests("/consume", 1));
+  releaseManager();
+  network.open("/consume");
+  EXPECT_TRUE(runUntil([&] { return requestsAlive() == 0; }));
+  EXPECT_EQ(reported(), std::vector<std::string>{credentials});
+}
