@@ -29,7 +29,7 @@ make_video() {
 
 step "Install and build"
 tools/setup.sh
-[ -f build/release/CMakeCache.txt ] || cmake --preset release -DKBL_BUILD_TESTS=OFF >/dev/null
+[ -f build/release/build.ninja ] || cmake --preset release -DKBL_BUILD_TESTS=OFF >/dev/null
 cmake --build build/release --target mediatransfer
 
 folder=build/demo

@@ -133,7 +133,9 @@ int UploadJob::stop() {
     if (endsUpload(*event)) break;
     if (event->kind == Event::Kind::progress) quiet = Clock::now() + quietAfterStop;
   }
-  return finishedCount_ > 0 ? Exit::done : Exit::interrupted;
+  if (finishedCount_ > 0) return Exit::done;
+  report_.note("stopped");
+  return Exit::interrupted;
 }
 
 void UploadJob::report(const Event& event) {
