@@ -102,7 +102,7 @@ class BsExternlMediaAuthRequest : public KblBaseRequest, public IOwnedRequest {
   void setErrorInfo(RefPtr<IBsErrorInfo> error);
   void setReplyInfo(RefPtr<IBsInfoReader> info);
   /// Keeps the record of a chain alive for as long as this request, the chain's last, lives. Before the
-  /// start.
+  /// start, or on the worker.
   void keepRecord(RefPtr<IBsInfoReader> record) { keptRecord_ = std::move(record); }
 
  protected:

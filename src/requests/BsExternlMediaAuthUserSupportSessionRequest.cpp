@@ -76,7 +76,7 @@ int BsExternlMediaAuthUserSupportSessionRequest::handleRequestData(IBsBaseReques
   const auto login = makeRef<BsExternlMediaAuthLoginInfo>();
   login->CopyInfo(info);
   setReplyInfo(login);
-  loginInfo_ = shareRef(info);
+  keepRecord(shareRef(info));
   ExternlMediaAuthCallbackProxy::instance().cbQueryThirdLoginURL(ownerTag_, userUuid_, openUrl_);
 
   // A tick holds references on both, so the function needs none of its own.

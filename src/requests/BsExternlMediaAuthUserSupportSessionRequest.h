@@ -43,7 +43,6 @@ class BsExternlMediaAuthUserSupportSessionRequest final : public AccountRequest 
   std::string openUrl_;
   std::string sessionId_;
   std::shared_ptr<ExternlMediaAuthThirdPollingProxy> pollingProxy_;
-  RefPtr<IBsInfoReader> loginInfo_;  // the reference of the login's info, until the request ends
 };
 
 }  // namespace KBL

@@ -13,6 +13,7 @@
 #include "requests/BsExternlMediaAuthYoutubeVideoCategoryRequest.h"
 #include "requests/ProbeRequest.h"
 #include "requests/RequestsTest.h"
+#include "support/SlotOf.h"
 
 #include <gmock/gmock.h>
 
@@ -236,3 +237,17 @@ TEST_F(RequestFrame, ErrorAndReplyAreNeverNull) {
   EXPECT_NE(request->errorInfo().get(), nullptr);
   EXPECT_NE(request->replyInfo().get(), nullptr);
 }
+
+#if defined(__GXX_ABI_VERSION) && defined(__x86_64__)
+TEST_F(RequestFrame, TheHooksFollowTheFoundationsInTheirOrder) {
+  using Frame = BsExternlMediaAuthRequest;
+  const std::size_t first = slotOf(&Frame::needToRetry) + 2;  // `_callback`, which is protected, lies between
+  EXPECT_EQ(slotOf(&Frame::checkResponseValid), first);
+  EXPECT_EQ(slotOf(&Frame::Request), first + 1);
+  EXPECT_EQ(slotOf(&Frame::handleResponse), first + 2);
+  EXPECT_EQ(slotOf(&Frame::hookRequestInfo), first + 3);
+  EXPECT_EQ(slotOf(&Frame::hookNetError), first + 4);
+  EXPECT_EQ(slotOf(&Frame::parseEnvelope), first + 5);
+  EXPECT_EQ(slotOf(&Frame::handleRequestData), first + 6);
+}
+#endif

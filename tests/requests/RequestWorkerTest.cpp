@@ -1,5 +1,6 @@
 // The worker of a request: start, retries, callbacks, and how the references are given back.
 #include "boundary/records/Records.h"
+#include "requests/NoThreads.h"
 #include "requests/ProbeRequest.h"
 #include "requests/RequestsTest.h"
 #include "support/WaitUntil.h"
@@ -8,10 +9,6 @@
 
 #include <future>
 #include <limits>
-
-#if defined(__GLIBC__)
-#include <pthread.h>
-#endif
 
 using namespace KBL;
 using testing::ElementsAre;
@@ -299,27 +296,6 @@ TEST_F(RequestWorker, DelayReleaseGivesOneReferenceBackWhenItsTimeIsUp) {
 }
 
 #if defined(__GLIBC__)
-namespace {
-/// While it lives no thread can be made: each would get a stack beyond any address space.
-class NoThreads {
- public:
-  NoThreads() {
-    pthread_getattr_default_np(&former_);
-    pthread_attr_t impossible;
-    pthread_attr_init(&impossible);
-    pthread_attr_setstacksize(&impossible, std::size_t{1} << 47);
-    pthread_setattr_default_np(&impossible);
-    pthread_attr_destroy(&impossible);
-  }
-  ~NoThreads() {
-    pthread_setattr_default_np(&former_);
-    pthread_attr_destroy(&former_);
-  }
-
- private:
-  pthread_attr_t former_;
-};
-}  // namespace
 
 TEST_F(RequestWorker, WithoutAThreadAStartFailsAndKeepsNoReference) {
   const NoThreads noThreads;
