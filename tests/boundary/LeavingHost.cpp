@@ -1,0 +1,41 @@
+// A host that returns from main while a login and a consume query are on their way, with its manager alive.
+
+#include "boundary/ExternlMediaTransfer.h"
+#include "boundary/records/ExternlMediaKeys.h"
+#include "foundation/BsCloudConfig/BsCloudConfig.h"
+#include "foundation/BsNet/NetKeys.h"
+#include "foundation/BsNet/createInfoObject.h"
+#include "foundation/object/CastByName.h"
+
+#include <cstdlib>
+#include <filesystem>
+
+namespace {
+// Nothing listens on the discard port of this machine; refused or not, the exchanges outlast main.
+constexpr const char* deadServer = "http://127.0.0.1:9/";
+}  // namespace
+
+int main() {
+  char folder[] = "/tmp/leaving_host_XXXXXX";
+  if (mkdtemp(folder) == nullptr) return 2;
+  KBL::setCloudConfig({{"urlLFServerClientCredentials", deadServer}});
+
+  KBL::IBsExternlMediaAuthorize* const manager = getOrCreateExternlMediaAuthorize(KBL::ema_youtube);
+  manager->init(folder, 0);
+  KBL::IBsInfoReader* const pubInfo = createInfoObject(KBL::infoObjectPubInfo);
+  auto* const pubRecord = KBL::queryInterface<KBL::IBsPubInfo>(pubInfo, "IBsPubInfo");
+  pubRecord->setCharKeyConfig(KBL::PubCharKey::appSecret, "secret");
+  manager->setPubParam(pubRecord);
+  pubInfo->Release();
+
+  KBL::IBsInfoReader* const login = createExternlMediaAuthInfoObject(KBL::infoTypeLogin);
+  const bool started = manager->toExternlMediaAuth(login) == KBL::resultOk;
+  login->Release();
+  KBL::IBsInfoReader* const consume = createExternlMediaAuthInfoObject(KBL::infoTypeConsume);
+  const bool asked = manager->toConsume(consume) == KBL::resultOk;
+  consume->Release();
+
+  std::error_code ignored;
+  std::filesystem::remove_all(folder, ignored);
+  return started && asked ? 0 : 1;
+}
