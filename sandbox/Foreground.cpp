@@ -24,7 +24,7 @@ extern "C" void wantStop(int) {
 class SignalTaken {
  public:
   explicit SignalTaken(int signal) : signal_(signal), former_(std::signal(signal, wantStop)) {}
-  ~SignalTaken() { std::signal(signal_, former_); }
+  ~SignalTaken() { static_cast<void>(std::signal(signal_, former_)); }
   SignalTaken(const SignalTaken&) = delete;
   SignalTaken& operator=(const SignalTaken&) = delete;
 

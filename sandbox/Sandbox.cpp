@@ -25,7 +25,7 @@ std::string writeAuthority(const std::string& stateDir, const std::string& pem) 
   const std::string folder = stateDir.empty() ? std::filesystem::temp_directory_path().string() : stateDir;
   const std::string name =
       stateDir.empty() ? "sandbox-authority-" + randomText(12) + ".pem" : "authority.pem";
-  const std::string path = folder + "/" + name;
+  std::string path = folder + "/" + name;
   std::ofstream file(path, std::ios::binary);
   file << pem;
   file.close();
@@ -161,13 +161,13 @@ bool Sandbox::deny(const std::string& sessionId) {
 }
 
 IssuedTokens Sandbox::issueTokens(Platform platform, const std::string& openId) {
-  const IssuedTokens tokens = impl_->accounts.issueTokens(platform, openId);
+  IssuedTokens tokens = impl_->accounts.issueTokens(platform, openId);
   impl_->state.save();
   return tokens;
 }
 
 std::string Sandbox::issueAccountToken() {
-  const std::string token = impl_->accounts.issueAccountToken();
+  std::string token = impl_->accounts.issueAccountToken();
   impl_->state.save();
   return token;
 }

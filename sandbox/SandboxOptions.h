@@ -44,9 +44,9 @@ struct SandboxOptions {
   int receiveBuffer =
       0;  // bytes the system takes in ahead of us on each connection; 0 leaves it to the system
 
-  std::size_t recordedBodyLimit = 64 * 1024;
-  std::size_t recordedTotalLimit =
-      256 * 1024 * 1024;  // bytes of all recorded bodies; the oldest requests go beyond
+  std::size_t recordedBodyLimit = std::size_t{64} * 1024;
+  // Bytes of all recorded bodies together; beyond it the oldest requests go.
+  std::size_t recordedTotalLimit = std::size_t{256} * 1024 * 1024;
 };
 
 }  // namespace sandbox

@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::string_view kFillerStart = R"({"code":0,"msg":"","data":{"filler":")";
 constexpr std::string_view kFillerEnd = R"("}})";
-constexpr std::size_t kPiece = 64 * 1024;
+constexpr std::size_t kPiece = std::size_t{64} * 1024;
 
 // Bytes `offset` and following of a JSON text of `total` bytes, at most a piece of them; empty at the end.
 std::string fillerPiece(std::uint64_t offset, std::uint64_t total) {
@@ -81,7 +81,7 @@ std::string nested(std::uint64_t depth) {
 
 }  // namespace
 
-void fillResponse(httplib::Response& response, Reply reply) {
+void fillResponse(httplib::Response& response, const Reply& reply) {
   response.status = reply.status;
   for (const auto& [name, value] : reply.headers) response.headers.emplace(name, value);
   if (!reply.body.empty()) response.set_content(reply.body, reply.contentType);
@@ -110,14 +110,14 @@ void AnswerFault::answer(httplib::Response& response, Reply reply) {
   switch (fault_.kind) {
     case Fault::Kind::resetAnswerAfter:
       stream_.interruptAnswerAfter(fault_.bytes, reset_);
-      return fillResponse(response, std::move(reply));
+      return fillResponse(response, reply);
     case Fault::Kind::stallAnswerAfter:
       stream_.interruptAnswerAfter(fault_.bytes, stall_);
-      return fillResponse(response, std::move(reply));
+      return fillResponse(response, reply);
     case Fault::Kind::slowAnswer:
       delivered();
       if (!faults_.pause(fault_.delay)) stream_.end();
-      return fillResponse(response, std::move(reply));
+      return fillResponse(response, reply);
     case Fault::Kind::trickle:
       return trickle(response, std::move(reply));
     case Fault::Kind::truncatedBody:
@@ -166,14 +166,14 @@ void AnswerFault::answerDistorted(httplib::Response& response, Reply reply) {
     delivered();
     reply.body = *std::move(body);
   }
-  fillResponse(response, std::move(reply));
+  fillResponse(response, reply);
 }
 
 void AnswerFault::trickle(httplib::Response& response, Reply reply) {
   delivered();
   const auto body = std::make_shared<const std::string>(std::exchange(reply.body, {}));
   const std::string contentType = reply.contentType;
-  fillResponse(response, std::move(reply));
+  fillResponse(response, reply);
   if (body->empty()) return;
   const std::size_t step = static_cast<std::size_t>(std::max<std::uint64_t>(fault_.bytes, 1));
   response.set_content_provider(body->size(), contentType,
@@ -192,7 +192,7 @@ void AnswerFault::truncate(httplib::Response& response, Reply reply) {
   const std::string part = reply.body.substr(0, sent);
   const std::string contentType = reply.contentType;
   reply.body.clear();
-  fillResponse(response, std::move(reply));
+  fillResponse(response, reply);
   response.set_content_provider(announced, contentType,
                                 [part](std::size_t, std::size_t, httplib::DataSink& sink) {
                                   sink.write(part.data(), part.size());

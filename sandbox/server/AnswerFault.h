@@ -40,6 +40,6 @@ class AnswerFault {
 };
 
 // Status, headers and body of a reply as they are.
-void fillResponse(httplib::Response& response, Reply reply);
+void fillResponse(httplib::Response& response, const Reply& reply);
 
 }  // namespace sandbox

@@ -43,7 +43,7 @@ class ConnectionStream final : public httplib::Stream {
   // Not the real one: the library refuses to serve descriptors beyond 1023.
   socket_t socket() const override { return 0; }
 
-  static constexpr std::size_t kHeadLimit = 1024 * 1024;
+  static constexpr std::size_t kHeadLimit = std::size_t{1024} * 1024;
 
  private:
   bool fill();

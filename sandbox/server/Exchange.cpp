@@ -14,7 +14,7 @@ namespace {
 // How often a stalled exchange looks whether the peer has gone.
 constexpr std::chrono::milliseconds kStallSlice{10};
 // No body that is read into memory is anywhere near as long.
-constexpr std::size_t kWholeBodyLimit = 16 * 1024 * 1024;
+constexpr std::size_t kWholeBodyLimit = std::size_t{16} * 1024 * 1024;
 
 }  // namespace
 
@@ -36,7 +36,7 @@ void Exchange::serve(httplib::Response& response, const httplib::ContentReader* 
   if (stream_.ended()) return;
   const bool ownStatus = faultIs(Fault::Kind::status);
   log_.answered(head_.request.serial, ownStatus ? delivery_->fault.code : reply.status);
-  if (!delivery_) return fillResponse(response, std::move(reply));
+  if (!delivery_) return fillResponse(response, reply);
   AnswerFault fault(
       *delivery_, faults_, stream_, [this] { return stall(); }, [this] { return resetHere(); });
   fault.answer(response, std::move(reply));

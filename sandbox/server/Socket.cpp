@@ -123,7 +123,7 @@ void blockBrokenPipeSignals() {
 BrokenPipeHandlingKept::BrokenPipeHandlingKept() : former_(std::signal(SIGPIPE, SIG_IGN)) {}
 
 BrokenPipeHandlingKept::~BrokenPipeHandlingKept() {
-  std::signal(SIGPIPE, former_);
+  static_cast<void>(std::signal(SIGPIPE, former_));
 }
 
 }  // namespace sandbox::socket

@@ -18,7 +18,7 @@ class YoutubeUpload final : public Service {
   [[nodiscard]] std::vector<std::pair<std::string, std::string>> urlKeys() const override;
 
   // Every chunk but the last is a multiple of this.
-  static constexpr std::uint64_t kChunkUnit = 256 * 1024;
+  static constexpr std::uint64_t kChunkUnit = std::uint64_t{256} * 1024;
 
  private:
   // A Content-Range header: "bytes FIRST-LAST/TOTAL", or "bytes */TOTAL" for a question.

@@ -70,7 +70,7 @@ std::string UploadBook::open(UploadRecord record) {
   const std::lock_guard lock(mutex_);
   record.uploadId = randomText(40);
   record.mediaId = randomText(kMediaIdLength);
-  const std::string uploadId = record.uploadId;
+  std::string uploadId = record.uploadId;
   entries_.emplace_back();
   entries_.back().record = std::move(record);
   return uploadId;
