@@ -3,9 +3,11 @@
 #include <filesystem>
 
 // windows.h ahead of the others, which need it.
+// clang-format off
+#include <windows.h>
 #include <dpapi.h>
 #include <shlobj.h>
-#include <windows.h>
+// clang-format on
 
 namespace KBL::System {
 namespace {
