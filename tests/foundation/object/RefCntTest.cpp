@@ -44,6 +44,7 @@ TEST(RefCnt, ObjectsAreBornWithoutAReference) {
 TEST(RefCnt, LastReleaseTellsTheProtocolBeforeTheEnd) {
   Witness witness;
   auto* const object = new Counted;
+  const KBL::IDmBaseObj* const base = object;  // the way to a virtual base ends with the object
   object->AddRef();
   EXPECT_EQ(object->GetProtocol(), nullptr);
   object->SetProtocol(&witness);
@@ -53,7 +54,7 @@ TEST(RefCnt, LastReleaseTellsTheProtocolBeforeTheEnd) {
 
   EXPECT_EQ(witness.calls, 1);
   EXPECT_EQ(witness.aliveAtCall, 1);
-  EXPECT_EQ(witness.last, static_cast<KBL::IDmBaseObj*>(object));
+  EXPECT_EQ(witness.last, base);
 }
 
 TEST(RefCnt, DetachedProtocolHearsNothing) {
