@@ -175,7 +175,7 @@ void AnswerFault::trickle(httplib::Response& response, Reply reply) {
   const std::string contentType = reply.contentType;
   fillResponse(response, reply);
   if (body->empty()) return;
-  const std::size_t step = static_cast<std::size_t>(std::max<std::uint64_t>(fault_.bytes, 1));
+  const auto step = static_cast<std::size_t>(std::max<std::uint64_t>(fault_.bytes, 1));
   response.set_content_provider(body->size(), contentType,
                                 [&faults = faults_, delay = fault_.delay, body, step](
                                     std::size_t offset, std::size_t length, httplib::DataSink& sink) {
@@ -187,7 +187,7 @@ void AnswerFault::trickle(httplib::Response& response, Reply reply) {
 
 void AnswerFault::truncate(httplib::Response& response, Reply reply) {
   delivered();
-  const std::size_t sent = static_cast<std::size_t>(std::min<std::uint64_t>(fault_.bytes, reply.body.size()));
+  const auto sent = static_cast<std::size_t>(std::min<std::uint64_t>(fault_.bytes, reply.body.size()));
   const std::size_t announced = std::max(reply.body.size(), sent + 1);
   const std::string part = reply.body.substr(0, sent);
   const std::string contentType = reply.contentType;

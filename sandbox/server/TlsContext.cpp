@@ -28,7 +28,7 @@ using Bio = std::unique_ptr<BIO, Deleter<BIO_free_all>>;
 using SslContext = std::unique_ptr<SSL_CTX, Deleter<SSL_CTX_free>>;
 using Ssl = std::unique_ptr<SSL, Deleter<SSL_free>>;
 
-constexpr long kDay = 24 * 60 * 60;
+constexpr long kDay = 24L * 60 * 60;
 
 void require(bool good, const char* what) {
   if (!good) throw std::runtime_error(std::string("TLS: ") + what + " failed");

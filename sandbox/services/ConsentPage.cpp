@@ -104,7 +104,7 @@ void ConsentPage::addTo(Router& router) {
   router.add({Route::callbackPage, "GET", kCallbackPath, [](Call&) { return outcome(Decision::allowed); }});
 }
 
-Reply ConsentPage::show(const Call& call) {
+Reply ConsentPage::show(const Call& call) const {
   const std::optional<LoginSession> session = context_.accounts.session(call.rest);
   if (!session) return unknownLogin();
   if (session->decision != Decision::pending) return outcome(session->decision);
@@ -127,7 +127,7 @@ Reply ConsentPage::decide(const Call& call) {
   // A login that is decided stays as it is: a second click shows what holds.
   const bool allowed = decision == "allow";
   const bool decided = context_.accounts.decide(call.rest, allowed, field(form, "user"));
-  const LoginSession session = *context_.accounts.session(call.rest);
+  const LoginSession session = context_.accounts.session(call.rest).value_or(LoginSession());
   if (!decided && session.decision == Decision::pending) {
     return page(400, "Unknown user", "<p>The sandbox has no such user.</p>\n");
   }

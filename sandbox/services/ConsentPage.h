@@ -10,7 +10,7 @@ class ConsentPage final : public Service {
   void addTo(Router& router) override;
 
  private:
-  Reply show(const Call& call);
+  [[nodiscard]] Reply show(const Call& call) const;
   Reply decide(const Call& call);
 
   ServiceContext& context_;

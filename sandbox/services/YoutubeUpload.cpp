@@ -136,7 +136,7 @@ Reply YoutubeUpload::chunk(const Call& call, const Range& range, UploadBook::Loa
   std::uint64_t known = received - range.first;  // bytes that were accepted before
   std::uint64_t arrived = 0;
   const bool whole = call.readBody([&](const char* bytes, std::size_t count) {
-    const std::size_t skipped = static_cast<std::size_t>(std::min<std::uint64_t>(known, count));
+    const auto skipped = static_cast<std::size_t>(std::min<std::uint64_t>(known, count));
     known -= skipped;
     arrived += count;
     if (context_.options.hashUploads) hash.add(bytes + skipped, count - skipped);
