@@ -10,9 +10,13 @@ function(kbl_test name)
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE kbl_options ${ARG_LIBS} GTest::gmock_main)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+  # The tests run a moment and compile for minutes: what is under test is optimised and watched for undefined
+  # behaviour, the tests themselves need not be.
   if(NOT MSVC)
-    # The tests run a moment and compile for minutes: what is under test is optimised, the tests need not be.
     target_compile_options(${name} PRIVATE $<$<CONFIG:Release>:-O0>)
+  endif()
+  if(KBL_SANITIZE MATCHES "undefined")
+    target_compile_options(${name} PRIVATE -fno-sanitize=undefined)
   endif()
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT ${ARG_TIMEOUT})
 endfunction()
