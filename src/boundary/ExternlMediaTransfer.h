@@ -22,7 +22,8 @@ extern "C" {
 /// manager at any time. Hold on to it with `AddRef`.
 KBL_TRANSFER_API KBL::IBsExternlMediaAuthorize* getExternlMediaAuthorize(int platform);
 
-/// The manager of a platform, made when there is none; null for a platform outside 0 to 3. The call that made
+/// The manager of a platform, made when there is none; null for a platform outside 0 to 3 or when memory is
+/// short. The call that made
 /// it hands out its one reference, which that caller ends with `Release`; every other call borrows.
 KBL_TRANSFER_API KBL::IBsExternlMediaAuthorize* getOrCreateExternlMediaAuthorize(int platform);
 

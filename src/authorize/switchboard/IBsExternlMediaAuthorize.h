@@ -13,6 +13,11 @@ class IExternlMediaAuthCallback;
 /// thread may call; the host adds its callbacks before it starts a flow and removes them after all flows
 /// ended. Real outcomes come asynchronously through the callbacks. Name for QueryInterfaceByName:
 /// "IBsExternlMediaAuthorize".
+///
+/// The last `Release` may come from any thread, also from within a callback; it takes up to a tenth of a
+/// second for each user whose token is being refreshed. When the manager that was made last ends, the workers
+/// of all others fall silent, too, until a further manager is made: release the managers in the order of
+/// their making.
 class IBsExternlMediaAuthorize : public virtual IDmBaseObj {
  public:
   /// Loads the users of `cacheDir` (UTF-8; made when missing) and stores the interval of the background

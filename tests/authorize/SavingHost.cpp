@@ -1,0 +1,24 @@
+// Saves lists of users into a folder, over and over, until it is killed. Each list is of one generation.
+
+#include "authorize/CacheFile.h"
+#include "foundation/BsNet/cipher.h"
+
+#include <cstdio>
+#include <string>
+
+int main(int argumentCount, char** arguments) {
+  if (argumentCount != 3) return 2;
+  KBL::setKeyStore(KBL::makeFileKeyStore(arguments[1]));
+  const std::string path = KBL::cacheFilePath(arguments[2], KBL::ema_youtube);
+  for (int generation = 0;; ++generation) {
+    KBL::CacheEntries list(20);
+    for (std::size_t index = 0; index < list.size(); ++index) {
+      list[index].userUuid = std::to_string(index);
+      list[index].userNickName = std::to_string(generation);
+      list[index].thirdAccessToken = std::string(500, 't');
+    }
+    if (!KBL::saveCacheFile(path, list)) return 1;
+    if (generation == 0) std::puts("saved");
+    std::fflush(stdout);
+  }
+}
