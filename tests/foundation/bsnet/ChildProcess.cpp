@@ -34,6 +34,13 @@ bool ChildProcess::isRunning() {
   return process_ > 0;
 }
 
+int ChildProcess::wait() {
+  int status = 0;
+  if (process_ < 0 || ::waitpid(process_, &status, 0) != process_) return -1;
+  process_ = -1;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
 int freePort() {
   const RawServer passing([](RawConnection&) {});
   return passing.port();

@@ -15,6 +15,8 @@ class ChildProcess {
   ChildProcess& operator=(const ChildProcess&) = delete;
 
   [[nodiscard]] bool isRunning();
+  /// Waits for its end; the exit code, or minus the signal that ended it.
+  [[nodiscard]] int wait();
 
  private:
   pid_t process_ = -1;

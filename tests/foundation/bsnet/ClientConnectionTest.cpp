@@ -1,5 +1,6 @@
 // How the network client bears resets, stalls and stops.
 #include "foundation/bsnet/NetClientTest.h"
+#include "support/Seed.h"
 #include "support/TemporaryDirectory.h"
 #include "support/WaitUntil.h"
 
@@ -369,6 +370,41 @@ TEST(ClientConnection, NameThatNobodyKnowsIsATransportFailure) {
   const auto reply = perform(*client, "http://no-such-host.invalid/", KBL::httpGet);
 
   EXPECT_THAT(reply.resultCode, testing::AnyOf(6, 28));
+}
+
+TEST(ClientConnection, ResetsAtAnyInstantLeaveNoHalfBodyAndNoHang) {
+  auto random = seededGenerator();
+  std::mutex mutex;
+  std::string last;
+  const RawServer server([&](RawConnection& connection) {
+    RawConnection::Request request;
+    unsigned pause = 0;
+    if (!connection.readRequest(request)) return;
+    {
+      const std::lock_guard lock(mutex);
+      last = request.body;
+      pause = static_cast<unsigned>(random() % 400);
+    }
+    connection.reply(200);
+    std::this_thread::sleep_for(std::chrono::microseconds(pause));
+    connection.reset();
+  });
+  const auto client = newClient();
+  client->setTotalTimeout(5000);
+  int repeated = 0;
+  for (int round = 0; round < 400; ++round) {
+    const std::string body = patterned(300000 + static_cast<std::size_t>(round) * 1000);
+    client->setBody(body);
+    const auto start = Clock::now();
+    const auto reply = perform(*client, server.url(), round % 2 == 0 ? KBL::httpPut : KBL::httpPost);
+    ASSERT_LT(millisecondsSince(start), 4000) << round;
+    if (reply.resultCode != 0) continue;
+    ++repeated;
+    const std::lock_guard lock(mutex);
+    ASSERT_TRUE(last == body) << round;
+  }
+
+  EXPECT_GT(repeated, 0);
 }
 
 }  // namespace

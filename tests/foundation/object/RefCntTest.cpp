@@ -49,6 +49,7 @@ TEST(RefCnt, LastReleaseTellsTheProtocolBeforeTheEnd) {
   EXPECT_EQ(object->GetProtocol(), nullptr);
   object->SetProtocol(&witness);
   EXPECT_EQ(object->GetProtocol(), &witness);
+  const KBL::IDmBaseObj* const base = object;
 
   object->Release();
 

@@ -1,0 +1,46 @@
+// What becomes of exchanges when the process ends under them.
+#include "foundation/bsnet/ChildProcess.h"
+#include "foundation/bsnet/NetClientTest.h"
+#include "foundation/bsnet/TlsServer.h"
+#include "support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+namespace {
+
+/// Runs the program that starts exchanges on detached threads and returns from main; its exit code.
+int exitCodeWith(const std::string& url, const std::string& authority, std::chrono::milliseconds& took) {
+  const TemporaryDirectory place;
+  const auto start = std::chrono::steady_clock::now();
+  ChildProcess program({KBL_LEAVING_PROGRAM, url, authority}, place.file("log"));
+  const int code = program.wait();
+  took = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
+  EXPECT_EQ(place.read("log"), "");
+  return code;
+}
+
+TEST(ProcessEnd, UnderStalledExchangesIsCleanAndSoon) {
+  const RawServer server([](RawConnection& connection) {
+    RawConnection::Request request;
+    (void)connection.readHead(request);
+    connection.holdUntilClosed();
+  });
+  std::chrono::milliseconds took{};
+
+  EXPECT_EQ(exitCodeWith(server.url(), "", took), 0);
+
+  EXPECT_LT(took.count(), 10000);
+}
+
+TEST(ProcessEnd, UnderTlsExchangesIsCleanEveryTime) {
+  TestAuthority authority;
+  const TlsServer server(authority.sign("IP:127.0.0.1"));
+  for (int round = 0; round < 10; ++round) {
+    std::chrono::milliseconds took{};
+    ASSERT_EQ(exitCodeWith(server.url(), authority.file(), took), 0) << round;
+  }
+}
+
+}  // namespace
