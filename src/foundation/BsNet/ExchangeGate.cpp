@@ -10,7 +10,7 @@
 namespace KBL {
 namespace {
 
-constexpr std::chrono::milliseconds closingPatience(300);
+constexpr std::chrono::milliseconds closingPatience(1000);
 
 struct Gate {
   std::mutex mutex;
