@@ -49,7 +49,6 @@ TEST(RefCnt, LastReleaseTellsTheProtocolBeforeTheEnd) {
   EXPECT_EQ(object->GetProtocol(), nullptr);
   object->SetProtocol(&witness);
   EXPECT_EQ(object->GetProtocol(), &witness);
-  const KBL::IDmBaseObj* const base = object;
 
   object->Release();
 
