@@ -78,8 +78,8 @@ class BsExternlMediaAuthRequest : public KblBaseRequest, public IOwnedRequest {
   /// Runs one attempt on the calling thread; the outcome stands in `errorInfo`.
   void syncRequestWithInfo(IBsInfoReader* info);
   /// Starts a worker that runs the request with its retries and then its callbacks. 0 when it was started, 1
-  /// for a null `info`, a request that runs already, or no thread. Takes a reference on `info` and on the
-  /// request, and with a 0 the creator's reference too.
+  /// for a null `info`, a request that runs already or was aborted for good, or no thread. Takes a reference
+  /// on `info` and on the request, and with a 0 the creator's reference too.
   int asyncRequestWithInfo(IBsInfoReader* info);
   /// Gives one reference back after `milliseconds`, from a detached thread.
   void delayRelease(int milliseconds);

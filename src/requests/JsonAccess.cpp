@@ -3,6 +3,7 @@
 #include <json/reader.h>
 #include <json/writer.h>
 
+#include <cstring>
 #include <exception>
 #include <memory>
 
@@ -33,8 +34,10 @@ bool parseJson(const std::string& text, Json::Value& root, bool strict) {
 }
 
 const Json::Value& jsonMember(const Json::Value& object, const char* name) {
-  if (!object.isObject()) return Json::Value::nullSingleton();
-  return object[name];
+  static const Json::Value& missing = *new Json::Value;  // never freed: workers read while the process ends
+  if (!object.isObject()) return missing;
+  const Json::Value* const member = object.find(name, name + std::strlen(name));
+  return member == nullptr ? missing : *member;
 }
 
 std::string jsonText(const Json::Value& object, const char* name) {
