@@ -40,6 +40,16 @@ void fillUploadInfo(BsBaseInfoRW& info, const hostTransferRecord& record) {
   set(ExternlUserConsumeCharKey::action_type, std::to_string(record.actionType));
 }
 
+/// Adds what the manager knows of the upload's user to its record.
+void copyUser(IBsExternlMediaAuthorize& manager, const hostTransferRecord& record, BsBaseInfoRW& info) {
+  const RefPtr<IBsInfoReader> user = adoptRef(createRecord(infoTypeUser));
+  auto* const out = queryInterface<IBsExternlMediaAuthUserInfo>(user.get(), "IBsExternlMediaAuthUserInfo");
+  if (out == nullptr) return;
+  // Without such a user nothing is copied; the upload's own search for the user reports it.
+  (void)manager.userInfo(fieldText(record.userUuid).c_str(), out);
+  info.updataFrom(user.get());
+}
+
 /// Copies a text to a field of the host's, cut at a character's end where the field is shorter.
 template <std::size_t size>
 void copyToField(char (&field)[size], const char* text) {
@@ -70,16 +80,6 @@ std::int32_t PlatformUploadProxy::StartUpload(hostTransferRecord* record) {
       queryInterface<IBsExternlMediaUploadInfo>(uploadInfo_.get(), "IBsExternlMediaUploadInfo"), &callbacks_,
       1);
   return resultOk;
-}
-
-void PlatformUploadProxy::copyUser(IBsExternlMediaAuthorize& manager, const hostTransferRecord& record,
-                                   BsBaseInfoRW& info) const {
-  const RefPtr<IBsInfoReader> user = adoptRef(createRecord(infoTypeUser));
-  auto* const out = queryInterface<IBsExternlMediaAuthUserInfo>(user.get(), "IBsExternlMediaAuthUserInfo");
-  if (out == nullptr) return;
-  // Without such a user nothing is copied; the upload's own search for the user reports it.
-  (void)manager.userInfo(fieldText(record.userUuid).c_str(), out);
-  info.updataFrom(user.get());
 }
 
 std::int32_t PlatformUploadProxy::StopUpload() {

@@ -25,9 +25,6 @@ class PlatformUploadProxy : public IPlatformUploadProxy {
   ~PlatformUploadProxy() = default;
 
  private:
-  void copyUser(IBsExternlMediaAuthorize& manager, const hostTransferRecord& record,
-                BsBaseInfoRW& info) const;
-
   const UploadPlatform& platform_;
   UploadCallbackProxy& callbacks_;
   RefPtr<IBsInfoReader> uploadInfo_;                ///< of the upload that was started last

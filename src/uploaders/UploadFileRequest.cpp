@@ -12,6 +12,12 @@
 
 namespace KBL {
 
+namespace {
+constexpr int httpOk = 200;
+constexpr int shortestPauseMs = 50;
+constexpr int pauseRangeMs = 950;
+}  // namespace
+
 int UploadFileRequest::handleRequestData(IBsBaseRequest*, IBsInfoReader* info, IBsErrorInfo*, NetReply*) {
   if (!gotResult_) return resultFailed;
   keepCopyAsReply(info);
@@ -45,7 +51,7 @@ void UploadFileRequest::reportReply(const NetReply& reply) {
     if (auto* const error = dynamic_cast<BsErrorInfo*>(errorInfo_.get())) {
       error->setOriginCode(reply.resultCode);
     }
-  } else if (reply.httpCode != 200) {
+  } else if (reply.httpCode != httpOk) {
     report(reply.httpCode, reply.content);
   }
 }
@@ -64,7 +70,7 @@ void UploadFileRequest::deliverProgress(IBsInfoReader* info, int percent) {
 
 void UploadFileRequest::pauseBeforeNextTry(IBsInfoReader* info) const {
   if (isUploadStopped(ownerTag_, info)) return;
-  TimeUtil::sleepMs(std::rand() % 950 + 50);
+  TimeUtil::sleepMs(std::rand() % pauseRangeMs + shortestPauseMs);
 }
 
 }  // namespace KBL

@@ -16,6 +16,7 @@ int youtubeErrorValue(int code) {
     int code;
     int value;
   };
+  static constexpr int anyOtherCode = 10;
   static constexpr int serverRefusal = 231500;  // comes from a server only
   static constexpr Row rows[] = {
       {ErrorCode::none, 0},         {ErrorCode::paramInvalid, 2},  {ErrorCode::tokenExpired, 9},
@@ -25,7 +26,7 @@ int youtubeErrorValue(int code) {
   for (const Row& row : rows) {
     if (row.code == code) return row.value;
   }
-  return 10;
+  return anyOtherCode;
 }
 
 }  // namespace KBL
