@@ -1,11 +1,7 @@
 #pragma once
 
-namespace KBL {
-
 /// Public addresses that are the same for every installation, so that no configuration names them.
-namespace Endpoint {
+namespace KBL::Endpoint {
 inline constexpr const char* youtubeHost = "https://www.youtube.com";
 inline constexpr const char* googleScopeHost = "https://www.googleapis.com";  ///< of Google's OAuth scopes
-}  // namespace Endpoint
-
-}  // namespace KBL
+}  // namespace KBL::Endpoint
