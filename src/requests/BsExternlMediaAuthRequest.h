@@ -86,7 +86,7 @@ class BsExternlMediaAuthRequest : public KblBaseRequest, public IOwnedRequest {
   /// Sets the abort flag for good: the request starts no more and makes no further try.
   void abortForGood();
 
-  void* QueryInterfaceByName(const char* name) override;
+  void* QueryInterfaceByName(const char* requested) override;
   _Result setPubParam(IBsPubInfo* info) override;
   _Result queryResponse(IBsBaseRequest* request, IBsInfoReader* info, IBsErrorInfo* error) override;
 
@@ -166,7 +166,7 @@ class BsExternlMediaAuthRequest : public KblBaseRequest, public IOwnedRequest {
 class ConcreteAuthRequest : public BsExternlMediaAuthRequest {
  public:
   using BsExternlMediaAuthRequest::BsExternlMediaAuthRequest;
-  void* QueryInterfaceByName(const char* name) override;
+  void* QueryInterfaceByName(const char* requested) override;
 
  protected:
   /// Refuses the exchange before any network use.

@@ -64,7 +64,7 @@ RefPtr<IBsErrorInfo> BsExternlMediaAuthRequest::runAttempt(IBsInfoReader* info) 
   KBL_LOG_AS(info, "KBL::BsExternlMediaAuthRequest::syncRequestWithInfo",
              "base syncRequestWithInfo:" << name);
   responseSize_ = 0;
-  const RefPtr<IBsErrorInfo> error = errorInfo();
+  RefPtr<IBsErrorInfo> error = errorInfo();
   error->setError(ErrorCode::none, "");
   setOriginCode(*error, 0);
   try {
