@@ -65,6 +65,7 @@ std::int32_t ExternlMediaUpTransfer::Stop() {
   return withoutException([this] { return uploadObject_->StopUpload(); });
 }
 
+// NOLINTNEXTLINE(cert-dcl50-cpp): hosts are built against these arguments
 std::int32_t ExternlMediaUpTransfer::Command(int command, ...) {
   std::va_list arguments;
   va_start(arguments, command);
@@ -73,6 +74,7 @@ std::int32_t ExternlMediaUpTransfer::Command(int command, ...) {
   return result;
 }
 
+// NOLINTNEXTLINE(cert-dcl50-cpp): hosts are built against these arguments
 std::int32_t ExternlMediaUpTransfer::Query(int command, ...) {
   std::va_list arguments;
   va_start(arguments, command);

@@ -52,7 +52,9 @@ class CAuthNUploadObj final {
   /// The way of all events to the host; outlives this object.
   [[nodiscard]] std::shared_ptr<UploadEventSink> events() const { return events_; }
   /// Tells the host what happened; see IUploadEventSink.
-  void userCallBack(unsigned code, const char* text, int value) { events()->userCallBack(code, text, value); }
+  void userCallBack(unsigned code, const char* text, int value) const {
+    events()->userCallBack(code, text, value);
+  }
 
  private:
   /// The proxy, made on first need; null while the platform has no manager or is not native.
