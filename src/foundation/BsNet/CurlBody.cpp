@@ -2,14 +2,13 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
 
 namespace KBL {
 
 std::size_t CurlBody::read(char* buffer, std::size_t size, std::size_t count, void* self) {
   auto& body = *static_cast<CurlBody*>(self);
   const std::size_t bytes = std::min(size * count, body.bytes_.size() - body.offset_);
-  std::memcpy(buffer, body.bytes_.data() + body.offset_, bytes);
+  body.bytes_.copy(buffer, bytes, body.offset_);
   body.offset_ += bytes;
   return bytes;
 }

@@ -21,7 +21,8 @@ constexpr curl_off_t slowestBytesPerSecond = 16 << 10;
 /// libcurl's text where it gave one that names no address with a query: that may carry a token.
 std::string messageOf(const char* curlText, CURLcode code) {
   const std::string_view text = curlText;
-  const bool isUsable = !text.empty() && text.find('?') == text.npos && text.find("://") == text.npos;
+  const bool isUsable =
+      !text.empty() && text.find('?') == std::string_view::npos && text.find("://") == std::string_view::npos;
   return isUsable ? std::string(text) : transportFailureText(code);
 }
 

@@ -33,8 +33,8 @@ class CurlForm {
   };
 
   [[nodiscard]] bool addFile(const std::string& field, const std::string& path);
-  static std::size_t read(char* buffer, std::size_t size, std::size_t count, void* file);
-  static int seek(void* file, curl_off_t offset, int origin);
+  static std::size_t read(char* buffer, std::size_t size, std::size_t count, void* arg);
+  static int seek(void* arg, curl_off_t offset, int origin);
 
   std::vector<std::unique_ptr<File>> files_;
   CurlMime mime_;

@@ -18,7 +18,13 @@ bool isToken(const std::string& name) {
 }
 
 bool hasLineBreak(const std::string& value) {
-  return value.find_first_of(std::string_view("\r\n\0", 3)) != value.npos;
+  return value.find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos;
+}
+
+/// libcurl reads "name:" as "leave this header out" and "name;" as "send it empty".
+std::string lineOf(const std::string& name, const std::string& value) {
+  std::string line = name;
+  return value.empty() ? line.append(";") : line.append(": ").append(value);
 }
 
 /// Adds a line to the list; a failure gives the list up.
@@ -49,6 +55,7 @@ std::string CurlHeaders::acceptedCodings() const {
 CurlList CurlHeaders::lines(bool isForm, bool withCredentials) const {
   static const auto& ofTheTransfer =
       *new HeaderNames{"Accept-Encoding", "Content-Length", "Expect", "Transfer-Encoding"};
+  static const auto& contentType = *new HeaderNames{"Content-Type"};
   static const auto& harmless = *new HeaderNames{"Accept", "Accept-Language", "User-Agent"};
 
   // libcurl would wait for a "100 Continue" that many servers never send.
@@ -60,10 +67,9 @@ CurlList CurlHeaders::lines(bool isForm, bool withCredentials) const {
 
   for (const auto& [name, value] : caller_) {
     if (ofTheTransfer.contains(name)) continue;
-    if (isForm && HeaderNames{"Content-Type"}.contains(name)) continue;
+    if (isForm && contentType.contains(name)) continue;
     if (!withCredentials && !harmless.contains(name)) continue;
-    // libcurl reads "name:" as "leave this header out" and "name;" as "send it empty".
-    if (!append(list, value.empty() ? name + ";" : name + ": " + value)) return nullptr;
+    if (!append(list, lineOf(name, value))) return nullptr;
   }
   const bool sendsBearer = withCredentials && !bearer_.empty() && !caller_.contains("Authorization");
   if (sendsBearer && !append(list, "Authorization: Bearer " + bearer_)) return nullptr;

@@ -46,7 +46,7 @@ bool ExchangeGate::isClosing() {
 }
 
 void ExchangeGate::closeAtExit() {
-  std::atexit(&ExchangeGate::close);
+  (void)std::atexit(&ExchangeGate::close);
 }
 
 void ExchangeGate::park(void* object) {

@@ -54,13 +54,13 @@ InfoEntries InfoStore::copy() const {
   return entries;
 }
 
-void InfoStore::merge(InfoEntries entries) {
+void InfoStore::merge(InfoEntries&& entries) {
   const std::lock_guard lock(mutex_);
   for (const auto& [key, value] : entries.ints) ints_[key] = value;
   for (auto& [key, text] : entries.texts) putText(key, std::move(text));
 }
 
-void InfoStore::replaceAll(InfoEntries entries) {
+void InfoStore::replaceAll(InfoEntries&& entries) {
   const std::lock_guard lock(mutex_);
   ints_ = std::move(entries.ints);
   std::erase_if(texts_, [&](const auto& entry) { return !entries.texts.contains(entry.first); });

@@ -29,8 +29,8 @@ class InfoStore {
 
   /// A copy that hands nothing out.
   [[nodiscard]] InfoEntries copy() const;
-  void merge(InfoEntries entries);
-  void replaceAll(InfoEntries entries);
+  void merge(InfoEntries&& entries);
+  void replaceAll(InfoEntries&& entries);
 
  private:
   struct Text {

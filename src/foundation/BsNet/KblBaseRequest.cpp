@@ -12,8 +12,8 @@ namespace KBL {
 KblBaseRequest::KblBaseRequest() = default;
 KblBaseRequest::~KblBaseRequest() = default;
 
-void* KblBaseRequest::QueryInterfaceByName(const char* requested) {
-  return castByName(this, requested, Named<IBsRequstCallback>{"IBsRequstCallback"},
+void* KblBaseRequest::QueryInterfaceByName(const char* interfaceName) {
+  return castByName(this, interfaceName, Named<IBsRequstCallback>{"IBsRequstCallback"},
                     Named<IBsBaseRequest>{"IBsBaseRequest"});
 }
 

@@ -24,7 +24,7 @@ class KBL_BSNET_API KblBaseRequest : public RefCnt<KblBaseRequest>,
   KblBaseRequest();
   ~KblBaseRequest() override;
 
-  void* QueryInterfaceByName(const char* name) override;  ///< "IBsRequstCallback", "IBsBaseRequest"
+  void* QueryInterfaceByName(const char* interfaceName) override;  ///< "IBsRequstCallback", "IBsBaseRequest"
 
   _Result setServerProxy(IBsServerProxyInfo* proxy) override;
   IBsServerProxyInfo* getServerProxy() override;
