@@ -157,8 +157,11 @@ namespace {
 /// Holds the thread that logs a refresh, which its tick does while it holds the manager, until `mayGo`.
 class HoldingLogger final : public IBsLogger {
  public:
+  explicit HoldingLogger(RecordingLogger& kept) : kept_(kept) {}
   bool testSeverity(Severity) override { return true; }
-  void write(Severity, const char*, int, const char*, const std::string& text) override {
+  void write(Severity severity, const char* file, int line, const char* function,
+             const std::string& text) override {
+    kept_.write(severity, file, line, function, text);
     if (text.find(", release end") != std::string::npos) ended = true;
     if (text.find("refreshAccessToken") == std::string::npos) return;
     inTick = true;
@@ -168,6 +171,9 @@ class HoldingLogger final : public IBsLogger {
   std::atomic<bool> inTick{false};
   std::atomic<bool> mayGo{false};
   std::atomic<bool> ended{false};
+
+ private:
+  RecordingLogger& kept_;
 };
 }  // namespace
 
@@ -176,7 +182,7 @@ TEST_F(ManagerLifetime, TheLastReferenceMayGoOnTheTimerThreadOfARefresher) {
   const auto info = makeInfo(infoTypeRefreshToken);
   AuthorizeTestAccess::scheduleTokenRefresh(*manager, "u", info.get(), false);
   network.hold("/credentials");
-  const auto holding = std::make_shared<HoldingLogger>();
+  const auto holding = std::make_shared<HoldingLogger>(*logger);
   installLogger(holding);
   ASSERT_TRUE(runUntil([&] { return holding->inTick.load(); }, 60'000));
   EXPECT_EQ(std::exchange(manager, nullptr)->Release(), 1);
@@ -184,5 +190,6 @@ TEST_F(ManagerLifetime, TheLastReferenceMayGoOnTheTimerThreadOfARefresher) {
   EXPECT_TRUE(runUntil([&] { return holding->ended.load(); }, 50));
   EXPECT_EQ(getExternlMediaAuthorize(ema_youtube), nullptr);
   network.open("/credentials");
-  EXPECT_TRUE(runUntil([&] { return time->waiters() == 0; }));
+  EXPECT_TRUE(runUntil([&] { return requestsAlive() == 0 && time->waiters() == 0; }));
+  installLogger(nullptr);  // the one that stands behind it ends with this test
 }
