@@ -51,6 +51,8 @@ class RequestFlow : public testing::Test {
     context.timeoutSeconds = 10;
     info = makeRef<BsExternlMediaAuthLoginInfo>();
     info->setCharKeyConfig(ExternlMediaLoginCharKey::platformId, "0");
+    // Far off: the tests' clock runs on while the exchanges take their real time.
+    info->setCharKeyConfig(ExternlMediaLoginCharKey::timeout_seconds, "1000000");
   }
   void SetUp() override { manager = makeRef<FakeManager>(context); }
   void TearDown() override {
