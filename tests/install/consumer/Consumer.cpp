@@ -23,7 +23,9 @@ bool recordKeepsATitle() {
   return std::string(record->charKeyConfig(KBL::ExternlMediaUploadCharKey::title)) == "a title";
 }
 
-bool transferIsMade() { return KBL::adoptRef(createEMTUpTransfer(1)).get() != nullptr; }
+bool transferIsMade() {
+  return KBL::adoptRef(createEMTUpTransfer(1)).get() != nullptr;
+}
 
 bool foundationAnswers() {
   KBL::installLogger(KBL::makeLogger({}));
