@@ -27,7 +27,7 @@ cmake --build --preset "$preset"
 # The first report of a sanitizer ends the program, and with it the test.
 export ASAN_OPTIONS=halt_on_error=1:detect_leaks=1:detect_stack_use_after_return=1:strict_string_checks=1
 export UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
-export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:atexit_sleep_ms=100
+export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:atexit_sleep_ms=100:suppressions=$PWD/tests/tsan.supp
 
 # Most tests wait more than they compute.
 exec ctest --preset "$preset" --parallel $(($(nproc) * 2)) "$@"

@@ -127,6 +127,7 @@ void BsExternlMediaAuthRequest::endWorker(IBsInfoReader* info) {
   }
   delayRelease(lateReleaseMs);
   info->Release();
+  letOwnThreadGo();
   delayRelease(lateReleaseMs);
 }
 

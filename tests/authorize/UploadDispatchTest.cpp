@@ -17,8 +17,7 @@ class UploadDispatch : public ManagerFixture {
   }
   void TearDown() override {
     EXPECT_TRUE(runUntil([&] { return requestsAlive() == 0; }));
-    EXPECT_EQ(info->AddRef(), 2) << "the chain's reference on the record";
-    info->Release();
+    EXPECT_TRUE(waitUntil([&] { return info->AddRef() + info->Release() == 3; })) << "the chain's reference";
     info.reset();
     ManagerFixture::TearDown();
   }

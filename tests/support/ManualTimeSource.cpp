@@ -23,20 +23,22 @@ void ManualTimeSource::wait(std::condition_variable& wake, std::unique_lock<std:
   {
     const std::lock_guard own(mutex_);
     if (steadyMs_ >= deadlineMs) return;
-    waiting_.push_back(&wake);
+    waiting_.push_back({&wake, deadlineMs});
   }
   // `advance` cannot take the waiter's lock, so that its notice may come before this wait begins; the short
   // limit catches that case.
   wake.wait_for(lock, 5ms);
   const std::lock_guard own(mutex_);
-  waiting_.erase(std::find(waiting_.begin(), waiting_.end(), &wake));
+  waiting_.erase(std::find_if(waiting_.begin(), waiting_.end(), [&](const Waiter& waiter) {
+    return waiter.wake == &wake && waiter.deadlineMs == deadlineMs;
+  }));
 }
 
 void ManualTimeSource::advance(std::int64_t milliseconds) {
   const std::lock_guard lock(mutex_);
   steadyMs_ += milliseconds;
   epochMs_ += static_cast<std::uint64_t>(milliseconds);
-  for (std::condition_variable* wake : waiting_) wake->notify_all();
+  for (const Waiter& waiter : waiting_) waiter.wake->notify_all();
 }
 
 void ManualTimeSource::setNowSinceEpochMs(std::uint64_t epochMs) {
@@ -46,11 +48,21 @@ void ManualTimeSource::setNowSinceEpochMs(std::uint64_t epochMs) {
 
 std::size_t ManualTimeSource::waiters() const {
   const std::lock_guard lock(mutex_);
-  return waiting_.size();
+  // One whose time has come is on its way out.
+  return static_cast<std::size_t>(std::count_if(
+      waiting_.begin(), waiting_.end(), [&](const Waiter& waiter) { return waiter.deadlineMs > steadyMs_; }));
 }
 
 bool ManualTimeSource::waitForWaiters(std::size_t count) const {
   return waitUntil([&] { return waiters() >= count; });
+}
+
+bool ManualTimeSource::waitForWaiterDueIn(std::int64_t milliseconds) const {
+  return waitUntil([&] {
+    const std::lock_guard lock(mutex_);
+    return std::any_of(waiting_.begin(), waiting_.end(),
+                       [&](const Waiter& waiter) { return waiter.deadlineMs == steadyMs_ + milliseconds; });
+  });
 }
 
 bool ManualTimeSource::advanceUntil(const std::function<bool()>& condition, std::int64_t stepMs) {

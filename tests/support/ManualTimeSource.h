@@ -27,15 +27,23 @@ class ManualTimeSource : public KBL::ITimeSource {
   [[nodiscard]] std::size_t waiters() const;
   /// Waits until at least `count` threads do; false when they did not within the generous limit.
   [[nodiscard]] bool waitForWaiters(std::size_t count) const;
+  /// Waits until a thread waits for exactly this much later; false when none did within the generous limit.
+  /// Tells one waiter from the others, where several wait.
+  [[nodiscard]] bool waitForWaiterDueIn(std::int64_t milliseconds) const;
   /// Moves on in steps until the condition holds, giving the woken threads some real time after each step;
   /// false when it did not within the generous limit.
   [[nodiscard]] bool advanceUntil(const std::function<bool()>& condition, std::int64_t stepMs);
 
  private:
+  struct Waiter {
+    std::condition_variable* wake;
+    std::int64_t deadlineMs;
+  };
+
   mutable std::mutex mutex_;
   std::uint64_t epochMs_;
   std::int64_t steadyMs_ = 0;
-  std::vector<std::condition_variable*> waiting_;
+  std::vector<Waiter> waiting_;
 };
 
 /// Installs a manual time source as the process's own for its own life.

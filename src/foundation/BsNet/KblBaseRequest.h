@@ -78,6 +78,10 @@ class KBL_BSNET_API KblBaseRequest : public RefCnt<KblBaseRequest>,
   /// detaches the thread, so dropping it never waits. Null when no thread could be made.
   [[nodiscard]] static std::shared_ptr<std::thread> startThread(std::function<void()> work);
 
+  /// The last thing that a worker does with its request: detaches its own thread, unless somebody waits for
+  /// it already, so that a process which ends before the handle goes leaves no thread unjoined.
+  void letOwnThreadGo();
+
   /// The registered callbacks as they stand now.
   [[nodiscard]] std::vector<IBsRequstCallback*> callbacks();
 

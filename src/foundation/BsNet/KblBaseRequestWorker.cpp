@@ -26,6 +26,11 @@ std::shared_ptr<std::thread> KblBaseRequest::startThread(std::function<void()> w
   }
 }
 
+void KblBaseRequest::letOwnThreadGo() {
+  const std::lock_guard lock(asyncMutex);
+  if (asyncThread != nullptr && asyncThread->get_id() == std::this_thread::get_id()) asyncThread->detach();
+}
+
 _Result KblBaseRequest::asyncRequest(IBsRequestParamReply* param, IBsErrorInfo* error, bool) {
   if (param == nullptr || error == nullptr) return resultFailed;
   const std::lock_guard lock(asyncMutex);
@@ -42,6 +47,7 @@ _Result KblBaseRequest::asyncRequest(IBsRequestParamReply* param, IBsErrorInfo* 
       self->asyncRunning = false;  // a callback may start the next run
     }
     self->_callback(param.get(), error.get(), false);
+    self->letOwnThreadGo();
   });
   if (thread == nullptr) {
     asyncRunning = false;
