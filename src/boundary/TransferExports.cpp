@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <mutex>
+#include <new>
 #include <string>
 
 extern "C" {
@@ -13,10 +14,12 @@ extern "C" {
 std::int32_t setupTransferEnv(const char* pythonHome, int length) {
   if (pythonHome == nullptr) return KBL::resultFailed;
   const std::lock_guard lock(KBL::pythonMutex);
-  // The first home holds for the life of the process.
-  if (KBL::pythonHome.empty()) {
+  if (!KBL::pythonHome.empty()) return KBL::resultOk;  // the first home holds for the life of the process
+  try {
     KBL::pythonHome =
         length < 1 ? std::string(pythonHome) : std::string(pythonHome, static_cast<std::size_t>(length));
+  } catch (const std::bad_alloc&) {
+    // The home stays unset, which the call has no result for.
   }
   return KBL::resultOk;
 }

@@ -57,14 +57,6 @@ bool ManualTimeSource::waitForWaiters(std::size_t count) const {
   return waitUntil([&] { return waiters() >= count; });
 }
 
-bool ManualTimeSource::waitForWaiterDueIn(std::int64_t milliseconds) const {
-  return waitUntil([&] {
-    const std::lock_guard lock(mutex_);
-    return std::any_of(waiting_.begin(), waiting_.end(),
-                       [&](const Waiter& waiter) { return waiter.deadlineMs == steadyMs_ + milliseconds; });
-  });
-}
-
 bool ManualTimeSource::advanceUntil(const std::function<bool()>& condition, std::int64_t stepMs) {
   const auto end = std::chrono::steady_clock::now() + generousLimit;
   while (std::chrono::steady_clock::now() < end) {

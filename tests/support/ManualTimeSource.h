@@ -27,9 +27,6 @@ class ManualTimeSource : public KBL::ITimeSource {
   [[nodiscard]] std::size_t waiters() const;
   /// Waits until at least `count` threads do; false when they did not within the generous limit.
   [[nodiscard]] bool waitForWaiters(std::size_t count) const;
-  /// Waits until a thread waits for exactly this much later; false when none did within the generous limit.
-  /// Tells one waiter from the others, where several wait.
-  [[nodiscard]] bool waitForWaiterDueIn(std::int64_t milliseconds) const;
   /// Moves on in steps until the condition holds, giving the woken threads some real time after each step;
   /// false when it did not within the generous limit.
   [[nodiscard]] bool advanceUntil(const std::function<bool()>& condition, std::int64_t stepMs);
