@@ -3,6 +3,7 @@
 #include "authorize/switchboard/AuthorizeTable.h"
 #include "authorize/switchboard/ExternlMediaAuthCallbackProxy.h"
 #include "boundary/records/ExternlMediaInfoType.h"
+#include "boundary/records/RecordKeys.h"
 #include "foundation/BsNet/IBsErrorInfo.h"
 #include "foundation/KblLogger/KblLogger.h"
 #include "foundation/object/CastByName.h"
@@ -30,6 +31,7 @@ BsExternlMediaAuthorize::BsExternlMediaAuthorize(std::int32_t platform, int inst
       aliveToken_(std::make_shared<char>('0')),
       aliveWitness_(aliveToken_),
       context_(freshContext(platform, logTag_)) {
+  registerRecordKeys();  // a host may hand in records of its own make
   ExternlMediaAuthCallbackProxy::instance().registerManager(logTag_, aliveToken_, this);
 }
 

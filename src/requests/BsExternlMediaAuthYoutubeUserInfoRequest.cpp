@@ -22,6 +22,12 @@ _Result BsExternlMediaAuthYoutubeUserInfoRequest::Request(IBsInfoReader* info, I
   return exchange(*client, *reply, configuredUrl() + "?alt=json" + "&access_token=" + token);
 }
 
+int BsExternlMediaAuthYoutubeUserInfoRequest::checkResponseValid(const std::string& content,
+                                                                 Json::Value& root, std::string& message,
+                                                                 int& code) {
+  return checkGoogleReply(content, root, message, code);
+}
+
 void BsExternlMediaAuthYoutubeUserInfoRequest::clearFields() {
   for (std::string* const field :
        {&id_, &email_, &name_, &givenName_, &familyName_, &picture_, &avatarPath_, &locale_}) {

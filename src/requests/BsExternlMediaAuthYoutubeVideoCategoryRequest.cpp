@@ -21,6 +21,12 @@ _Result BsExternlMediaAuthYoutubeVideoCategoryRequest::Request(IBsInfoReader* in
   return exchange(*client, *reply, configuredUrl() + "?part=snippet&regionCode=us&alt=json");
 }
 
+int BsExternlMediaAuthYoutubeVideoCategoryRequest::checkResponseValid(const std::string& content,
+                                                                      Json::Value& root, std::string& message,
+                                                                      int& code) {
+  return checkGoogleReply(content, root, message, code);
+}
+
 void BsExternlMediaAuthYoutubeVideoCategoryRequest::clearFields() {
   categories_.clear();
 }

@@ -10,6 +10,8 @@ class BsExternlMediaAuthYoutubeVideoCategoryRequest final : public GoogleProfile
   BsExternlMediaAuthYoutubeVideoCategoryRequest();
 
   _Result Request(IBsInfoReader* info, INetworkClient* client, NetReply* reply) override;
+  int checkResponseValid(const std::string& content, Json::Value& root, std::string& message,
+                         int& code) override;
 
  protected:
   void clearFields() override;

@@ -37,8 +37,9 @@ void ProfileRequest::logReply(const char* what, int code, const std::string& mes
       name << what << code << ",msg:" << message << contentMark << content << ", url: " << configuredUrl());
 }
 
-int GoogleProfileRequest::checkResponseValid(const std::string& content, Json::Value& root,
-                                             std::string& message, int& code) {
+int GoogleProfileRequest::checkGoogleReply(const std::string& content, Json::Value& root,
+                                           std::string& message, int& code,
+                                           const std::source_location& caller) {
   code = 0;
   if (parseJson(content, root, true)) {
     const Json::Value& error = jsonMember(root, "error");
@@ -48,7 +49,7 @@ int GoogleProfileRequest::checkResponseValid(const std::string& content, Json::V
   } else {
     message = "can't read json. response:" + content;
   }
-  logReply(", error code:", code, message, ",content:", content);
+  logReply(", error code:", code, message, ",content:", content, caller);
   return 0;
 }
 

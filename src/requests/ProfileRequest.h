@@ -36,8 +36,10 @@ class ProfileRequest : public ConcreteAuthRequest {
 class GoogleProfileRequest : public ProfileRequest {
  public:
   using ProfileRequest::ProfileRequest;
-  int checkResponseValid(const std::string& content, Json::Value& root, std::string& message,
-                         int& code) final;
+
+ protected:
+  int checkGoogleReply(const std::string& content, Json::Value& root, std::string& message, int& code,
+                       const std::source_location& caller = std::source_location::current());
 };
 
 }  // namespace KBL

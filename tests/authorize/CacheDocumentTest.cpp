@@ -127,6 +127,12 @@ TEST_F(CacheDocument, SeventeenDigitsAreRefusedBeforeDecipherment) {
   EXPECT_FALSE(openCacheText(std::string(17, 'a')).has_value());
 }
 
+TEST_F(CacheDocument, AGoodTextWithOneDigitTooManyIsRefused) {
+  const std::string good = sealed("[{\"user_uuid\":\"0123456789abcd\"}]");
+  ASSERT_TRUE(openCacheText(good).has_value());
+  EXPECT_FALSE(openCacheText(good + "a").has_value());
+}
+
 TEST_F(CacheDocument, SixteenDigitsAreTriedAndHoldNoDocument) {
   EXPECT_FALSE(openCacheText(std::string(16, 'a')).has_value());
 }

@@ -39,6 +39,19 @@ TEST_F(Manager, TagIsPlatformNameAndInstanceNumber) {
   EXPECT_EQ(manager->platform(), ema_youtube);
 }
 
+TEST(AuthContextRecord, StartsWithItsDefaults) {
+  const AuthContext fresh;
+  EXPECT_EQ(fresh.platform, ema_none);
+  EXPECT_EQ(fresh.timeoutSeconds, 30);
+  EXPECT_EQ(fresh.cacheDir, "");
+  EXPECT_EQ(fresh.refreshIntervalMs, 3300000);
+  EXPECT_FALSE(fresh.pubInfo);
+  EXPECT_FALSE(fresh.serverProxy);
+  EXPECT_TRUE(fresh.authCallbacks.empty());
+  EXPECT_TRUE(fresh.sessions.empty());
+  EXPECT_TRUE(fresh.cacheEntries.empty());
+}
+
 TEST_F(Manager, ContextStartsWithTheDefaults) {
   const AuthContext now = context();
   EXPECT_EQ(now.platform, ema_youtube);

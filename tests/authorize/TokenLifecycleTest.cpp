@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 using namespace KBL;
 
@@ -92,6 +93,27 @@ TEST_F(TokenLifecycle, ADyingManagerSchedulesNothing) {
   manager->SetProtocol(&ending);
   releaseManager();
   EXPECT_EQ(ending.result, 1);
+}
+
+TEST_F(TokenLifecycle, TheLastReleaseStopsTheRefreshersAndWaitsForOneUnderWay) {
+  armRefresh("u");
+  const auto refresher = proxy("u");
+  network.hold("/token");
+  ASSERT_TRUE(runUntil([&] { return !network.requests("/token").empty(); }, 60'000));
+  ASSERT_TRUE(refresher->refreshing());
+  const std::int64_t before = time->steadyMs();
+  releaseManager();
+  EXPECT_GE(time->steadyMs() - before, 100);
+  EXPECT_TRUE(refresher->stopping());
+  EXPECT_FALSE(refresher->refreshing());
+  network.open("/token");
+}
+
+TEST_F(TokenLifecycle, TheLastReleaseDoesNotWaitForAnIdleRefresher) {
+  armRefresh("u");
+  const auto refresher = proxy("u");
+  std::exchange(manager, nullptr)->Release();  // the clock stands still: a sleep would last for ever
+  EXPECT_TRUE(refresher->stopping());
 }
 
 TEST_F(TokenLifecycle, ABackgroundRefreshRenewsTheTokenAndTellsTheHostOfItAlone) {

@@ -46,7 +46,12 @@ TEST_F(UploadDispatch, RunsCredentialsEntitlementAndUploadInOrder) {
   EXPECT_EQ(reported()[0], credentials);
   EXPECT_EQ(reported()[1], entitlement);
   EXPECT_EQ(network.requests("/consume").size(), 1U);
-  EXPECT_TRUE(logger->hasLine(tag + "id: " + tag));
+  const auto lines = logger->linesWith(tag + "id: " + tag);
+  ASSERT_EQ(lines.size(), 1U);
+  EXPECT_EQ(lines[0].text, tag + "id: " + tag);
+  EXPECT_EQ(lines[0].severity, 4);
+  EXPECT_EQ(lines[0].function, "KBL::BsExternlMediaAuthorize::asyncUploadMediaFile");
+  EXPECT_GT(lines[0].line, 0);
   EXPECT_STREQ(info->charKeyConfig(ExternlMediaMixedCharKey::thirdAccessToken), "third-u");
 }
 

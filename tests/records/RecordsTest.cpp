@@ -1,4 +1,5 @@
 #include "boundary/records/ExternlMediaKeys.h"
+#include "boundary/records/RecordKeys.h"
 #include "boundary/records/Records.h"
 
 #include <gtest/gtest.h>
@@ -158,4 +159,31 @@ TEST(Records, ARecordBuiltByItsConstructorKnowsItsType) {
   EXPECT_EQ(makeRef<BsExternlMediaAuthLoginInfo>()->infoType(), 400);
   EXPECT_EQ(makeRef<BsExternlMediaAuthMixedInfo>()->infoType(), 405);
   EXPECT_EQ(makeRef<BsExternlMediaUploadInfo>()->infoType(), 406);
+}
+
+namespace {
+/// A host's own record, which cannot be listed: answers every key with the key itself, and every integer
+/// with 7.
+class HostsOwnRecord final : public RefCnt<HostsOwnRecord>, public virtual IBsInfoReader {
+ public:
+  void* QueryInterfaceByName(const char*) override { return nullptr; }
+  int infoType() override { return infoTypeLogin; }
+  long long intKeyConfig(const char*) override { return 7; }
+  const char* charKeyConfig(const char* key) override { return key; }
+  _Result updataFrom(IBsInfoReader*) override { return resultFailed; }
+};
+}  // namespace
+
+TEST(RecordKeys, AHostsOwnRecordIsCopiedWithEveryKeyOfTheTables) {
+  registerRecordKeys();
+  const auto hosts = makeRef<HostsOwnRecord>();
+  const auto record = makeRef<BsExternlMediaAuthLoginInfo>();
+  record->updataFrom(hosts.get());
+  for (const char* const key :
+       {ExternlMediaLoginCharKey::platformId, ExternlMediaLoginCharKey::timeout_seconds,
+        ExternlMediaLoginCharKey::scope, ExternlUserConsumeCharKey::action_type,
+        ExternlMediaUploadCharKey::filePath, ExternlMediaMixedCharKey::refreshToken}) {
+    EXPECT_STREQ(record->charKeyConfig(key), key);
+  }
+  EXPECT_EQ(record->intKeyConfig(ExternlMediaMixedIntKey::expiresIn), 7);
 }

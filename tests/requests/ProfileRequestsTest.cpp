@@ -130,6 +130,10 @@ TEST_F(ProfileRequests, GooglesErrorIsReported) {
   EXPECT_TRUE(
       log->hasLine("ExternlMediaAuthYoutubeUserInfo, error code:401,msg:Invalid Credentials,content:" + body +
                    ", url: " + urlOf("urlCloudDiskAuthGoogleDiskUserInfo")));
+  const auto line = log->linesWith(", error code:").at(0);
+  EXPECT_EQ(line.severity, IBsLogger::info);
+  EXPECT_EQ(line.function, "KBL::BsExternlMediaAuthYoutubeUserInfoRequest::checkResponseValid");
+  EXPECT_GT(line.line, 0);
   expectNothingPublished();
 }
 

@@ -463,6 +463,11 @@ TEST_P(RefusedChunk, IsTriedThreeTimesAndReadsAsTheUsersCancel) {
   EXPECT_THAT(log->linesWith(", try: "), SizeIs(2));
   EXPECT_TRUE(log->hasLine("upload, bytes 0-2097151/2097157, try: 1/3"));
   EXPECT_TRUE(log->hasLine("upload, bytes 0-2097151/2097157, try: 2/3"));
+  for (const LogLine& line : log->linesWith(", try: ")) {
+    EXPECT_EQ(line.severity, 4);
+    EXPECT_EQ(line.function, "KBL::BsExternlMediaAuthYoutubeUploadFileRequest::retryUpload");
+    EXPECT_GT(line.line, 0);
+  }
 }
 
 TEST_P(RefusedChunk, IsTriedAgainAfter50To999Milliseconds) {
@@ -657,6 +662,11 @@ TEST_P(YoutubeAnswer, IsCheckedForTheServicesError) {
                            ",msg:" + GetParam().message + ",content:" + GetParam().content +
                            ", url: " + uploadUrl;
   EXPECT_EQ(log->hasLine(line), GetParam().valid == 0);
+  for (const LogLine& written : log->linesWith(", error code:")) {
+    EXPECT_EQ(written.severity, 4);
+    EXPECT_EQ(written.function, "KBL::BsExternlMediaAuthYoutubeUploadFileRequest::checkResponseValid");
+    EXPECT_GT(written.line, 0);
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(
