@@ -12,8 +12,10 @@
 #include "foundation/object/RefPtr.h"
 
 #include <atomic>
-#include <cstdio>
 #include <future>
+#include <iostream>
+
+namespace {
 
 // Called on workers and timers of the library. The closing address is the last news of a good login; an error
 // is the last news of any other. One of them comes before the login's time limit is long over.
@@ -23,17 +25,14 @@ class Listener final : public KBL::IExternlMediaAuthCallback {
 
   KBL::_Result queryResponse(KBL::IBsBaseRequest*, KBL::IBsInfoReader*, KBL::IBsErrorInfo* error) override {
     if (error->errorCode() == 0) return KBL::resultOk;
-    std::printf("error %d: %s\n", error->errorCode(), error->errorMessage());
+    std::cout << "error " << error->errorCode() << ": " << error->errorMessage() << std::endl;
     end(1);
     return KBL::resultOk;
   }
   void onRequestFinished(const std::string&) override {}
-  void onLoginUrl(const char*, const char* url) override {
-    std::printf("open %s\n", url);
-    std::fflush(stdout);
-  }
+  void onLoginUrl(const char*, const char* url) override { std::cout << "open " << url << std::endl; }
   void onLoginCallbackUrl(const char* uuid, const char*) override {
-    std::printf("signed in as user %s\n", uuid);
+    std::cout << "signed in as user " << uuid << std::endl;
     end(0);
   }
   void onAccessTokenChanged(const char*, const char*, const char*) override {}
@@ -46,6 +45,8 @@ class Listener final : public KBL::IExternlMediaAuthCallback {
   std::promise<int> ended_;
   std::atomic<bool> hasEnded_{false};
 };
+
+}  // namespace
 
 int main(int argc, char** argv) {
   if (argc != 3 || !KBL::loadCloudConfig(argv[1]).empty()) return 2;

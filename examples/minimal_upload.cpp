@@ -10,31 +10,36 @@
 #include "foundation/object/RefPtr.h"
 
 #include <chrono>
-#include <cstdio>
 #include <future>
+#include <iostream>
+#include <string>
 
-static std::promise<int> ended;
+namespace {
+
+std::promise<int> ended;
 
 // Comes on a worker of the library: 7 progress, 8 finished, 12 error; one of the last two, once.
-static int onEvent(void*, KBL::IExternlMediaTransfer*, int event, int value, const char* text) {
-  std::printf("event %d, value %d, text %s\n", event, value, text == nullptr ? "" : text);
+int onEvent(void*, KBL::IExternlMediaTransfer*, int event, int value, const char* text) {
+  std::cout << "event " << event << ", value " << value << ", " << (text == nullptr ? "" : text) << std::endl;
   if (event != 7) ended.set_value(event == 8 ? 0 : 1);
   return 0;
 }
 
-static KBL::hostTransferRecord jobFor(const char* video) {
-  KBL::hostTransferRecord job{};
-  std::snprintf(job.filePath, sizeof job.filePath, "%s", video);
-  std::snprintf(job.title, sizeof job.title, "A small host's video");
-  std::snprintf(job.privacy, sizeof job.privacy, "private");
+KBL::hostTransferRecord jobFor(const std::string& video) {
+  KBL::hostTransferRecord job{};  // zero-filled, so that every text is terminated
+  video.copy(job.filePath, sizeof job.filePath - 1);
+  std::string("A small host's video").copy(job.title, sizeof job.title - 1);
+  std::string("private").copy(job.privacy, sizeof job.privacy - 1);
   return job;
 }
 
 // Some failures are silent, so nobody should wait for ever; a real host counts from the last event.
-static int waitForEnd() {
+int waitForEnd() {
   auto outcome = ended.get_future();
   return outcome.wait_for(std::chrono::minutes(3)) == std::future_status::ready ? outcome.get() : 1;
 }
+
+}  // namespace
 
 int main(int argc, char** argv) {
   if (argc != 4 || !KBL::loadCloudConfig(argv[1]).empty()) return 2;

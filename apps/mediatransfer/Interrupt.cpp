@@ -15,13 +15,14 @@ static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler may touc
 }  // namespace
 
 extern "C" void mediatransferOnInterrupt(int signal) {
-  std::signal(signal, mediatransferOnInterrupt);  // some systems take the handler away when it is called
+  (void)std::signal(signal,
+                    mediatransferOnInterrupt);  // some systems take the handler away when it is called
   if (interruptSeen.exchange(true)) std::_Exit(Exit::interrupted);
 }
 
 void watchInterrupts() {
-  std::signal(SIGINT, mediatransferOnInterrupt);
-  std::signal(SIGTERM, mediatransferOnInterrupt);
+  (void)std::signal(SIGINT, mediatransferOnInterrupt);
+  (void)std::signal(SIGTERM, mediatransferOnInterrupt);
 }
 
 bool interrupted() {

@@ -9,7 +9,7 @@ namespace {
 
 std::string formatted(const char* pattern, double value) {
   std::array<char, 64> text{};
-  std::snprintf(text.data(), text.size(), pattern, value);
+  (void)std::snprintf(text.data(), text.size(), pattern, value);
   return text.data();
 }
 
@@ -34,10 +34,10 @@ std::string clockText(std::chrono::seconds time) {
   const long long seconds = time.count();
   std::array<char, 48> text{};
   if (seconds >= 3600) {
-    std::snprintf(text.data(), text.size(), "%lld:%02lld:%02lld", seconds / 3600, seconds / 60 % 60,
-                  seconds % 60);
+    (void)std::snprintf(text.data(), text.size(), "%lld:%02lld:%02lld", seconds / 3600, seconds / 60 % 60,
+                        seconds % 60);
   } else {
-    std::snprintf(text.data(), text.size(), "%lld:%02lld", seconds / 60, seconds % 60);
+    (void)std::snprintf(text.data(), text.size(), "%lld:%02lld", seconds / 60, seconds % 60);
   }
   return text.data();
 }

@@ -100,11 +100,12 @@ void UploadJob::start(const KBL::hostTransferRecord& record) {
 }
 
 int UploadJob::follow() {
-  while (const auto event = host_.next(deadline())) {
+  for (;;) {
+    const auto event = host_.next(deadline());
+    if (!event) return interrupted() ? stop() : endInSilence();
     report(*event);
     if (endsUpload(*event)) return finishedCount_ > 0 ? Exit::done : Exit::refused;
   }
-  return interrupted() ? stop() : endInSilence();
 }
 
 UploadJob::Clock::time_point UploadJob::deadline() const {
@@ -128,7 +129,9 @@ int UploadJob::stop() {
   transfer_->Stop();
   const Clock::time_point limit = Clock::now() + lastEventLimit;
   Clock::time_point quiet = limit;
-  while (const auto event = host_.next(std::min(limit, quiet), false)) {
+  for (;;) {
+    const auto event = host_.next(std::min(limit, quiet), false);
+    if (!event) break;
     report(*event);
     if (endsUpload(*event)) break;
     if (event->kind == Event::Kind::progress) quiet = Clock::now() + quietAfterStop;

@@ -10,11 +10,12 @@ namespace {
 /// Waits for nothing: what the manager reported during the call is in the queue already.
 bool reportQueued(Host& host) {
   bool reported = false;
-  while (const auto event = host.next(Host::Clock::now())) {
+  for (;;) {
+    const auto event = host.next(Host::Clock::now());
+    if (!event) return reported;
     host.reportShared(*event);
     reported = reported || event->code != KBL::ErrorCode::none;
   }
-  return reported;
 }
 
 [[noreturn]] void refuseUnknown(const Options& options) {

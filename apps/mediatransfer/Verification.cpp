@@ -30,7 +30,9 @@ Verification judge(const Event& answer, Host& host, Report& report) {
 Verification verifyLogin(Host& host, const Options& options, Report& report) {
   // Its result tells no more than the answer, which comes in any case.
   host.manager().toVerifyAccessToken(options.user.c_str());
-  while (const auto event = host.next(Host::Clock::now() + silenceLimit)) {
+  for (;;) {
+    const auto event = host.next(Host::Clock::now() + silenceLimit);
+    if (!event) break;
     host.reportShared(*event);
     if (event->kind == Event::Kind::answer && event->infoType == KBL::infoTypeVerifyAccessToken) {
       return judge(*event, host, report);

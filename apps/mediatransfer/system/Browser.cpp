@@ -9,10 +9,9 @@
 #else
 #include <fcntl.h>
 #include <spawn.h>
-#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdlib>
-extern char** environ;
 #endif
 
 namespace host {
