@@ -38,7 +38,7 @@ class Consent(HostTest):
         self.assertNotEqual(login["account_uid"], first.named("login_done")[0]["account_uid"])
 
     def test_deny_ends_at_the_time_limit(self):
-        running = self.start_login("--timeout", "5")
+        running = self.start_login("--timeout", "20")  # time enough for a browser on a slow machine
         self.browser.click("button[value=deny]")
         wait_until(lambda: "Access denied" in self.browser.text(), "the page that says so")
         result = running.end()
