@@ -187,3 +187,46 @@ TEST(TimeSource, IsReplacedWhileOthersReadIt) {
 
   EXPECT_NE(KBL::timeSource(), nullptr);
 }
+
+TEST(ManualTime, CountsOnlyThoseWhoWaitForALaterTime) {
+  const ScopedManualTime time;
+  std::atomic<int> woken = 0;
+  std::vector<std::thread> sleepers;
+  for (const int sleepMs : {100, 200, 300}) {
+    sleepers.emplace_back([&woken, sleepMs] {
+      TimeUtil::sleepMs(sleepMs);
+      ++woken;
+    });
+  }
+  ASSERT_TRUE(time->waitForWaiters(3));
+
+  time->advance(200);
+  EXPECT_EQ(time->waiters(), 1U);
+  EXPECT_TRUE(waitUntil([&] { return woken == 2; }));
+  EXPECT_EQ(time->waiters(), 1U);
+
+  time->advance(100);
+  EXPECT_EQ(time->waiters(), 0U);
+  for (std::thread& sleeper : sleepers) sleeper.join();
+}
+
+TEST(ManualTime, NoStepIsLostOnAThreadThatWaitsAgainAndAgain) {
+  const ScopedManualTime time;
+  std::atomic<int> woken = 0;
+  std::atomic<bool> done = false;
+  std::thread sleeper([&] {
+    while (!done) {
+      TimeUtil::sleepMs(10);
+      ++woken;
+    }
+  });
+  constexpr int steps = 2000;
+  for (int step = 1; step <= steps; ++step) {
+    ASSERT_TRUE(time->waitForWaiters(1));
+    if (step == steps) done = true;
+    time->advance(10);
+  }
+  sleeper.join();
+
+  EXPECT_EQ(woken, steps);
+}
