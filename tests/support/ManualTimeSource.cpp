@@ -3,7 +3,6 @@
 #include "support/WaitUntil.h"
 
 #include <algorithm>
-#include <thread>
 
 using namespace std::chrono_literals;
 
@@ -21,39 +20,25 @@ std::int64_t ManualTimeSource::steadyMs() {
 
 void ManualTimeSource::wait(std::condition_variable& wake, std::unique_lock<std::mutex>& lock,
                             std::int64_t deadlineMs) {
-  std::list<Waiter>::iterator self;
   {
     const std::lock_guard own(mutex_);
     if (steadyMs_ >= deadlineMs) return;
-    self = waiting_.insert(waiting_.end(), {&wake, lock.mutex(), deadlineMs, false});
+    waiting_.push_back({&wake, deadlineMs});
   }
-  wake.wait(lock);
+  // `advance` cannot take the waiter's lock, so that its notice may come before this wait begins; the short
+  // limit catches that case.
+  wake.wait_for(lock, 5ms);
   const std::lock_guard own(mutex_);
-  waiting_.erase(self);
+  waiting_.erase(std::find_if(waiting_.begin(), waiting_.end(), [&](const Waiter& waiter) {
+    return waiter.wake == &wake && waiter.deadlineMs == deadlineMs;
+  }));
 }
 
 void ManualTimeSource::advance(std::int64_t milliseconds) {
-  {
-    const std::lock_guard lock(mutex_);
-    steadyMs_ += milliseconds;
-    epochMs_ += static_cast<std::uint64_t>(milliseconds);
-  }
-  while (!notifyDue()) std::this_thread::yield();
-}
-
-/// A notice counts only when the waiter really waits, which it does once its mutex is free. Its mutex is
-/// taken before ours by the waiter itself, so here it is only tried; false when one has to be tried again.
-bool ManualTimeSource::notifyDue() {
   const std::lock_guard lock(mutex_);
-  bool all = true;
-  for (Waiter& waiter : waiting_) {
-    if (waiter.notified || waiter.deadlineMs > steadyMs_) continue;
-    const std::unique_lock waits(*waiter.mutex, std::try_to_lock);
-    waiter.notified = waits.owns_lock();
-    if (waiter.notified) waiter.wake->notify_all();
-    all = all && waiter.notified;
-  }
-  return all;
+  steadyMs_ += milliseconds;
+  epochMs_ += static_cast<std::uint64_t>(milliseconds);
+  for (const Waiter& waiter : waiting_) waiter.wake->notify_all();
 }
 
 void ManualTimeSource::setNowSinceEpochMs(std::uint64_t epochMs) {
@@ -73,16 +58,10 @@ bool ManualTimeSource::waitForWaiters(std::size_t count) const {
 }
 
 bool ManualTimeSource::advanceUntil(const std::function<bool()>& condition, std::int64_t stepMs) {
-  using Clock = std::chrono::steady_clock;
-  const auto end = Clock::now() + generousLimit;
-  while (Clock::now() < end) {
-    const std::size_t before = waiters();
-    if (condition()) return true;
+  const auto end = std::chrono::steady_clock::now() + generousLimit;
+  while (std::chrono::steady_clock::now() < end) {
+    if (waitUntil(condition, 20ms)) return true;
     advance(stepMs);
-    // Whoever wakes may start work that the condition hears of later, and may wait again or be gone for good.
-    const auto atLeast = Clock::now() + 20ms;
-    const auto settled = [&] { return condition() || (Clock::now() > atLeast && waiters() >= before); };
-    if (waitUntil(settled, 200ms) && condition()) return true;
   }
   return condition();
 }

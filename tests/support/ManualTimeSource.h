@@ -3,12 +3,11 @@
 #include "foundation/KblUtils/TimeSource.h"
 
 #include <functional>
-#include <list>
 #include <memory>
 #include <mutex>
+#include <vector>
 
-/// A clock that stands still until a test moves it. Who waits on it wakes when the time has come. Any thread,
-/// but none that holds the lock of a waiter.
+/// A clock that stands still until a test moves it. Whoever waits on it wakes when it moves. Any thread.
 class ManualTimeSource : public KBL::ITimeSource {
  public:
   /// Starts at this wall-clock time, in milliseconds since the epoch.
@@ -24,7 +23,7 @@ class ManualTimeSource : public KBL::ITimeSource {
   /// Moves the wall clock alone.
   void setNowSinceEpochMs(std::uint64_t epochMs);
 
-  /// How many threads wait for a later time; one that `advance` has woken is none of them.
+  /// How many threads wait for a later time.
   [[nodiscard]] std::size_t waiters() const;
   /// Waits until at least `count` threads do; false when they did not within the generous limit.
   [[nodiscard]] bool waitForWaiters(std::size_t count) const;
@@ -35,17 +34,13 @@ class ManualTimeSource : public KBL::ITimeSource {
  private:
   struct Waiter {
     std::condition_variable* wake;
-    std::mutex* mutex;
     std::int64_t deadlineMs;
-    bool notified;
   };
-
-  bool notifyDue();
 
   mutable std::mutex mutex_;
   std::uint64_t epochMs_;
   std::int64_t steadyMs_ = 0;
-  std::list<Waiter> waiting_;
+  std::vector<Waiter> waiting_;
 };
 
 /// Installs a manual time source as the process's own for its own life.

@@ -19,8 +19,8 @@ class KBL_UTILS_API ITimeSource {
   /// A clock that never goes back, in milliseconds from some start.
   virtual std::int64_t steadyMs() = 0;
   /// Waits on `wake`, which belongs to the caller as `lock` does, until it is notified or `steadyMs` has
-  /// reached `deadlineMs`; may return early. A source that is moved by hand notifies those whose time has
-  /// come.
+  /// reached `deadlineMs`; may return early. A source that is moved by hand notifies every waiter when it
+  /// moves.
   virtual void wait(std::condition_variable& wake, std::unique_lock<std::mutex>& lock,
                     std::int64_t deadlineMs) = 0;
 };
