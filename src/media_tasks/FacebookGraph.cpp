@@ -1,0 +1,56 @@
+#include "media_tasks/FacebookGraph.h"
+
+#include "media_tasks/MediaHosts.h"
+#include "requests/JsonAccess.h"
+
+#include <json/value.h>
+
+namespace KBL {
+
+namespace {
+
+constexpr const char* versionPath = "/v2.2/";
+constexpr const char* plainReply = "&format=json&method=get&pretty=0&suppress_http_code=1";
+
+std::string graphBase() {
+  return facebookGraphHost() + versionPath;
+}
+
+}  // namespace
+
+std::string facebookAlbumsUrl(const std::string& token) {
+  return graphBase() + "me/albums?access_token=" + token + plainReply + "&limit=50";
+}
+
+// The posts and the video stand behind two slashes; the service takes them so, and that is how they are
+// asked.
+
+std::string facebookPostsUrl(const std::string& token) {
+  return graphBase() + "/me/posts?fields=status_type,source,picture,type,object_id&access_token=" + token +
+         plainReply;
+}
+
+std::string facebookPhotosUrl(const std::string& albumId, const std::string& token) {
+  return graphBase() + albumId + "/photos?fields=id,source,picture,images&access_token=" + token + plainReply;
+}
+
+std::string facebookVideoUrl(const std::string& objectId, const std::string& token) {
+  return graphBase() + "/" + objectId + "?access_token=" + token;
+}
+
+const Json::Value& facebookData(const Json::Value& page) {
+  const Json::Value& data = jsonMember(page, "data");
+  return data.isArray() ? data : Json::Value::nullSingleton();
+}
+
+std::string facebookNextPage(const Json::Value& page) {
+  return jsonText(jsonMember(page, "paging"), "next");
+}
+
+std::optional<FacebookFailure> facebookFailure(const Json::Value& page) {
+  const Json::Value& error = jsonMember(page, "error");
+  if (!error.isObject()) return std::nullopt;
+  return FacebookFailure{jsonInt(error, "code"), jsonText(error, "message")};
+}
+
+}  // namespace KBL

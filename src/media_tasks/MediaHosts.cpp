@@ -1,0 +1,45 @@
+#include "media_tasks/MediaHosts.h"
+
+#include "foundation/BsCloudConfig/BsCloudConfig.h"
+
+#include <array>
+
+namespace KBL {
+
+namespace {
+
+constexpr std::string_view farmMark = "%d";
+
+std::string hostForKey(const char* key, const char* otherwise) {
+  IBsCloudConfigManager* const manager = getBsCloudConfigManager();
+  IBsUrlConfig* const config = manager == nullptr ? nullptr : manager->urlConfig();
+  if (config == nullptr) return otherwise;
+  // One more than the configuration may fill, so that the text ends whatever it writes.
+  std::array<char, urlBufferSize + 1> buffer{};
+  config->urlForKey(key, buffer.data(), 0);
+  return buffer[0] == '\0' ? otherwise : buffer.data();
+}
+
+}  // namespace
+
+std::string facebookGraphHost() {
+  return hostForKey("urlMediaFacebookGraph", MediaHost::facebookGraph);
+}
+
+std::string flickrRestHost() {
+  return hostForKey("urlMediaFlickrRest", MediaHost::flickrRest);
+}
+
+std::string flickrPhotoHost(int farm) {
+  std::string host = hostForKey("urlMediaFlickrPhoto", MediaHost::flickrPhoto);
+  // A configured text is never a format: the mark is replaced as text.
+  const std::size_t mark = host.find(farmMark);
+  if (mark != std::string::npos) host.replace(mark, farmMark.size(), std::to_string(farm));
+  return host;
+}
+
+std::string instagramApiHost() {
+  return hostForKey("urlMediaInstagramApi", MediaHost::instagramApi);
+}
+
+}  // namespace KBL

@@ -1,0 +1,64 @@
+#include "media_tasks/SNRFacebookEnumAlbumInfoTask.h"
+
+#include "media_tasks/FacebookGraph.h"
+#include "media_tasks/wideText.h"
+#include "requests/JsonAccess.h"
+
+#include <json/value.h>
+
+#include <utility>
+
+namespace KBL {
+
+namespace {
+
+hostAlbumRecord albumRecord(const std::string& id, const std::string& name, bool more) {
+  hostAlbumRecord record{};
+  copyWide(id, record.id);
+  copyWide(name, record.name);
+  record.more = more ? 1 : 0;
+  return record;
+}
+
+}  // namespace
+
+SNRFacebookEnumAlbumInfoTask::SNRFacebookEnumAlbumInfoTask(std::string accessToken, AlbumCallback onAlbum,
+                                                           MediaErrorCallback onError)
+    : SNRRequestTask(onError, largestPageBytes),
+      accessToken_(std::move(accessToken)),
+      itemCallback_(onAlbum) {}
+
+// The cancel flag is not asked between pages: a cancelled fetch ends at once and brings no further address.
+void SNRFacebookEnumAlbumInfoTask::Run() {
+  std::string url = facebookAlbumsUrl(accessToken_);
+  do {
+    url = readPage(url);
+  } while (!url.empty());
+}
+
+std::string SNRFacebookEnumAlbumInfoTask::readPage(const std::string& url) {
+  Json::Value page;
+  if (!fetchPage(url, page)) return {};
+  const Json::Value& albums = facebookData(page);
+  if (albums.isNull()) {
+    if (const auto failure = facebookFailure(page)) {
+      ReportError(failure->code, failure->message);
+    } else {
+      deliver(itemCallback_, hostAlbumRecord{});
+    }
+    return {};
+  }
+  walk(albums);
+  std::string next = facebookNextPage(page);
+  if (next.empty()) deliver(itemCallback_, albumRecord(facebookVideoAlbum, "VIDEOS", false));
+  return next;
+}
+
+void SNRFacebookEnumAlbumInfoTask::walk(const Json::Value& albums) {
+  for (const Json::Value& album : albums) {
+    if (isCancelled()) return;
+    if (!deliver(itemCallback_, albumRecord(jsonText(album, "id"), jsonText(album, "name"), true))) return;
+  }
+}
+
+}  // namespace KBL

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace KBL {
+
+/// UTF-8 to UTF-16; bytes that are no UTF-8 become U+FFFD.
+[[nodiscard]] std::u16string wideText(std::string_view utf8);
+
+/// Fills a field of `size` characters with a UTF-8 text up to its first zero byte, cut at a character's end,
+/// and zeroes the rest; the last character is always a terminator.
+void copyWide(std::string_view utf8, char16_t* field, std::size_t size);
+
+template <std::size_t size>
+void copyWide(std::string_view utf8, char16_t (&field)[size]) {
+  copyWide(utf8, field, size);
+}
+
+}  // namespace KBL
