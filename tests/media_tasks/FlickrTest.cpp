@@ -1,0 +1,225 @@
+#include "foundation/BsCloudConfig/BsCloudConfig.h"
+#include "media_tasks/FlickrUrl.h"
+#include "media_tasks/MediaHost.h"
+#include "media_tasks/MediaHosts.h"
+#include "media_tasks/PageServer.h"
+#include "media_tasks/SNRFlickrImageTask.h"
+#include "support/ManualTimeSource.h"
+
+#include <gmock/gmock.h>
+
+using KBL::FlickrCredentials;
+using KBL::SNRFlickrImageTask;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+using testing::StartsWith;
+using Error = MediaHost::Error;
+using Media = MediaHost::Media;
+
+namespace {
+
+const Media closing{0, "", "", 0};
+
+class FlickrTest : public testing::Test {
+ protected:
+  void list(const std::string& pair = "TOKEN|SECRET") {
+    SNRFlickrImageTask task("KEY", "APPSECRET", pair, &MediaHost::onMedia, &MediaHost::onError);
+    task.setHostContext(&host);
+    task.Run();
+  }
+
+  void answer(const std::vector<std::string>& bodies) {
+    std::vector<PageReply> replies;
+    for (const std::string& body : bodies) replies.push_back({.body = body});
+    server.answerInOrder(replies);
+  }
+
+  static std::string page(int page, int pages, const std::string& photos) {
+    return R"({"stat":"ok","photos":{"page":)" + std::to_string(page) + R"(,"pages":)" +
+           std::to_string(pages) + R"(,"photo":[)" + photos + "]}}";
+  }
+
+  static std::string photo(const std::string& id) {
+    return R"({"id":")" + id + R"(","secret":"sec","server":"65535","farm":9,"url_o":"http://o/)" + id +
+           R"(.jpg"})";
+  }
+
+  [[nodiscard]] Media item(const std::string& id) const {
+    return {0, "http://o/" + id + ".jpg", server.url() + "/farm-9/65535/" + id + "_sec_t.jpg", 1};
+  }
+
+  PageServer server;
+  ScopedMediaHosts hosts{server};
+  MediaHost host;
+};
+
+using Flickr = FlickrTest;
+
+}  // namespace
+
+TEST(MediaHosts, ArePublicWithoutAConfiguration) {
+  EXPECT_EQ(KBL::facebookGraphHost(), "https://graph.facebook.com");
+  EXPECT_EQ(KBL::flickrRestHost(), "https://api.flickr.com");
+  EXPECT_EQ(KBL::flickrPhotoHost(66), "https://farm66.staticflickr.com");
+  EXPECT_EQ(KBL::instagramApiHost(), "https://api.instagram.com");
+}
+
+TEST(MediaHosts, ArePublicWhereTheConfigurationLacksTheKey) {
+  KBL::setCloudConfig({{"urlMediaFlickrRest", "http://rest.example/prefix"}});
+  EXPECT_EQ(KBL::flickrRestHost(), "http://rest.example/prefix");
+  EXPECT_EQ(KBL::facebookGraphHost(), "https://graph.facebook.com");
+  EXPECT_EQ(KBL::flickrPhotoHost(1), "https://farm1.staticflickr.com");
+  EXPECT_EQ(KBL::instagramApiHost(), "https://api.instagram.com");
+  KBL::clearCloudConfig();
+}
+
+TEST(MediaHosts, ReplaceTheFarmAsText) {
+  KBL::setCloudConfig({{"urlMediaFlickrPhoto", "http://%s%n.example/f%d/%d"}});
+  EXPECT_EQ(KBL::flickrPhotoHost(7), "http://%s%n.example/f7/%d");
+  KBL::setCloudConfig({{"urlMediaFlickrPhoto", "http://one.example"}});
+  EXPECT_EQ(KBL::flickrPhotoHost(7), "http://one.example");
+  KBL::clearCloudConfig();
+}
+
+TEST_F(Flickr, ListsAllPagesAndEndsWithAnAllZeroRecord) {
+  answer({page(1, 3, photo("a") + "," + photo("b")), page(2, 3, photo("c")), page(3, 3, photo("d"))});
+  list();
+  EXPECT_THAT(host.media(), ElementsAre(item("a"), item("b"), item("c"), item("d"), closing));
+  EXPECT_THAT(host.errors(), IsEmpty());
+}
+
+TEST_F(Flickr, AsksForEveryPageWith50Photos) {
+  answer({page(1, 2, photo("a")), page(2, 2, photo("b"))});
+  list();
+  ASSERT_THAT(server.targets(), SizeIs(2));
+  EXPECT_THAT(server.targets().at(0), EndsWith("&page=1&per_page=50"));
+  EXPECT_THAT(server.targets().at(1), EndsWith("&page=2&per_page=50"));
+}
+
+TEST_F(Flickr, SignsEachUrlWithATimeOfItsOwn) {
+  const ScopedManualTime time(1'700'000'000'123);
+  server.answer([&](const std::string& target) {
+    time->advance(5000);
+    const bool isFirst = target.find("&page=1&") != std::string::npos;
+    return PageReply{.body = page(isFirst ? 1 : 2, 2, photo("a"))};
+  });
+  list();
+  const FlickrCredentials credentials("KEY", "APPSECRET", "TOKEN|SECRET");
+  const std::string host1 = server.url() + "/flickr";
+  EXPECT_EQ(server.url() + server.targets().at(0),
+            KBL::flickrPageUrl(credentials, host1, 1, 50, 1'700'000'000'123));
+  EXPECT_EQ(server.url() + server.targets().at(1),
+            KBL::flickrPageUrl(credentials, host1, 2, 50, 1'700'000'005'123));
+}
+
+TEST_F(Flickr, TakesTheOauthWayWithATokenSecret) {
+  answer({page(1, 1, "")});
+  list("TOKEN|SECRET");
+  EXPECT_THAT(server.targets().at(0), StartsWith("/flickr/services/rest?oauth_body_hash="));
+}
+
+TEST_F(Flickr, TakesTheMd5WayWithALeadingBar) {
+  answer({page(1, 1, "")});
+  list("|TOKEN");
+  EXPECT_THAT(server.targets().at(0), StartsWith("/flickr/services/rest/?method="));
+}
+
+TEST_F(Flickr, OfOnePageAsksOnce) {
+  answer({page(1, 1, photo("a"))});
+  list();
+  EXPECT_THAT(server.requests(), SizeIs(1));
+}
+
+TEST_F(Flickr, GivesAPhotoWithoutAnOriginalAnEmptyAddress) {
+  answer({page(1, 1, R"({"id":"a","secret":"sec","server":"65535","farm":9})")});
+  list();
+  EXPECT_THAT(host.media(),
+              ElementsAre(Media{0, "", server.url() + "/farm-9/65535/a_sec_t.jpg", 1}, closing));
+}
+
+TEST_F(Flickr, ReportsTheServicesFailureAndEndsTheList) {
+  answer({R"({"stat":"fail","code":98,"message":"Invalid auth token"})"});
+  list();
+  EXPECT_THAT(host.errors(), ElementsAre(Error{98, "Invalid auth token"}));
+  EXPECT_THAT(host.media(), ElementsAre(closing));
+}
+
+TEST_F(Flickr, TakesAMissingStatForAFailure) {
+  answer({R"({"photos":{"page":1,"pages":1,"photo":[]}})"});
+  list();
+  EXPECT_THAT(host.errors(), ElementsAre(Error{0, ""}));
+  EXPECT_THAT(host.media(), ElementsAre(closing));
+}
+
+TEST_F(Flickr, GoesOnWithAnyOtherStat) {
+  answer({R"({"stat":"whatever","photos":{"page":1,"pages":1,"photo":[)" + photo("a") + "]}}"});
+  list();
+  EXPECT_THAT(host.media(), ElementsAre(item("a"), closing));
+}
+
+TEST_F(Flickr, ReportsAReplyWithoutPhotos) {
+  answer({R"({"stat":"ok"})"});
+  list();
+  EXPECT_THAT(host.errors(), ElementsAre(Error{11, "can't find photo node."}));
+  EXPECT_THAT(host.media(), ElementsAre(closing));
+}
+
+TEST_F(Flickr, ReportsPhotosWithoutAPhotoNode) {
+  answer({R"({"stat":"ok","photos":{"page":1,"pages":2,"photo":null}})"});
+  list();
+  EXPECT_THAT(host.errors(), ElementsAre(Error{11, "can't find photo node."}));
+  EXPECT_THAT(server.requests(), SizeIs(1));
+}
+
+TEST_F(Flickr, ReportsAnUnreadableReply) {
+  answer({""});
+  list();
+  EXPECT_THAT(host.errors(), ElementsAre(Error{11, "can't read json."}));
+  EXPECT_THAT(host.media(), ElementsAre(closing));
+}
+
+TEST_F(Flickr, ReportsAFailedFetch) {
+  server.answerInOrder({PageReply{.body = "0123456789", .breakAfter = 3}});
+  list();
+  EXPECT_THAT(host.errors(), ElementsAre(Error{10, "Transferred a partial file"}));
+  EXPECT_THAT(host.media(), ElementsAre(closing));
+}
+
+TEST_F(Flickr, ReportsATokenThatMakesNoAddress) {
+  answer({});
+  list("A B|C");
+  EXPECT_THAT(host.errors(), ElementsAre(Error{10, "URL using bad/illegal format or missing URL"}));
+  EXPECT_THAT(host.media(), ElementsAre(closing));
+}
+
+TEST_F(Flickr, StopsTheWalkOfOnePageWhenTheHostSaysSo) {
+  answer({page(1, 2, photo("a") + "," + photo("b")), page(2, 2, photo("c"))});
+  host.itemResult = [](std::size_t count) { return count == 1 ? 0 : 1; };
+  list();
+  EXPECT_THAT(host.media(), ElementsAre(item("a"), item("c"), closing));
+}
+
+TEST_F(Flickr, StoppedInAPageSendsNothingMore) {
+  answer({page(1, 2, photo("a") + "," + photo("b")), page(2, 2, photo("c"))});
+  SNRFlickrImageTask task("KEY", "APPSECRET", "T|S", &MediaHost::onMedia, &MediaHost::onError);
+  host.itemResult = [&](std::size_t) {
+    task.Stop();
+    return 1;
+  };
+  task.setHostContext(&host);
+  task.Start(nullptr);
+  ASSERT_TRUE(host.waitForCalls(1));
+  task.Stop();
+  EXPECT_THAT(host.media(), ElementsAre(item("a")));
+  EXPECT_THAT(server.requests(), SizeIs(1));
+}
+
+TEST_F(Flickr, WithoutACallbackIsWalkedInSilence) {
+  answer({page(1, 2, photo("a")), page(2, 2, photo("b"))});
+  SNRFlickrImageTask task("KEY", "APPSECRET", "T|S", nullptr, nullptr);
+  task.Run();
+  EXPECT_THAT(server.requests(), SizeIs(2));
+}

@@ -1,0 +1,151 @@
+#include "media_tasks/MediaHost.h"
+#include "media_tasks/PageServer.h"
+#include "media_tasks/SNRInstagramImageTask.h"
+
+#include <gmock/gmock.h>
+
+using KBL::SNRInstagramImageTask;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+using Error = MediaHost::Error;
+using Media = MediaHost::Media;
+
+namespace {
+
+const Media closing{0, "", "", 0};
+constexpr const char* secret = "0123456789abcdef0123456789abcdef";
+
+class InstagramTest : public testing::Test {
+ protected:
+  void list() {
+    SNRInstagramImageTask task("TOKEN", &MediaHost::onMedia, &MediaHost::onError);
+    task.setHostContext(&host);
+    task.Run();
+  }
+
+  void answer(const std::vector<std::string>& bodies) {
+    std::vector<PageReply> replies;
+    for (const std::string& body : bodies) replies.push_back({.body = body});
+    server.answerInOrder(replies);
+  }
+
+  static std::string page(const std::string& data, const std::string& nextId = {}) {
+    const std::string pagination =
+        nextId.empty() ? "" : R"(,"pagination":{"next_max_id":")" + nextId + R"("})";
+    return R"({"meta":{"code":200},"data":[)" + data + "]" + pagination + "}";
+  }
+
+  static std::string image(const std::string& name, const std::string& more = {}) {
+    return R"({"images":{"standard_resolution":{"url":"i)" + name + R"("},"thumbnail":{"url":"t)" + name +
+           R"("}})" + more + "}";
+  }
+
+  PageServer server;
+  ScopedMediaHosts hosts{server};
+  MediaHost host;
+};
+
+using Instagram = InstagramTest;
+
+}  // namespace
+
+TEST_F(Instagram, ListsAllPagesAndEndsWithAnAllZeroRecord) {
+  answer({page(image("1") + "," + image("2"), "ID_2"), page(image("3"))});
+  list();
+  EXPECT_THAT(host.media(), ElementsAre(Media{0, "i1", "t1", 1}, Media{0, "i2", "t2", 1},
+                                        Media{0, "i3", "t3", 1}, closing));
+  EXPECT_THAT(host.errors(), IsEmpty());
+}
+
+TEST_F(Instagram, SignsEveryPageWithTheDeployedSecret) {
+  answer({page("", "ID_2"), page("")});
+  list();
+  const std::string api = server.url() + "/insta";
+  ASSERT_THAT(server.targets(), SizeIs(2));
+  EXPECT_EQ(server.url() + server.targets().at(0), KBL::instagramPageUrl(api, "TOKEN", secret, ""));
+  EXPECT_EQ(server.url() + server.targets().at(1), KBL::instagramPageUrl(api, "TOKEN", secret, "ID_2"));
+}
+
+TEST_F(Instagram, OfAnEmptyUserSendsTheClosingRecordAlone) {
+  answer({R"({"meta":{"code":200},"data":[]})"});
+  list();
+  EXPECT_THAT(host.media(), ElementsAre(closing));
+  EXPECT_THAT(host.errors(), IsEmpty());
+}
+
+TEST_F(Instagram, GivesAVideoItsAddressAndTheImagesThumbnail) {
+  answer({page(image("1", R"(,"videos":{"standard_resolution":{"url":"v1"}})") + "," +
+               image("2", R"(,"videos":null)"))});
+  list();
+  EXPECT_THAT(host.media(), ElementsAre(Media{1, "v1", "t1", 1}, Media{0, "i2", "t2", 1}, closing));
+}
+
+TEST_F(Instagram, GivesAnElementWithoutImagesNoRecord) {
+  answer({page(R"({"videos":{"standard_resolution":{"url":"v"}}},)" + image("1"))});
+  list();
+  EXPECT_THAT(host.media(), ElementsAre(Media{0, "i1", "t1", 1}, closing));
+}
+
+TEST_F(Instagram, ReportsTheServicesErrorAndEndsTheList) {
+  answer(
+      {R"({"meta":{"code":400,"error_type":"OAuthAccessTokenException","message":"The token is invalid."}})"});
+  list();
+  EXPECT_THAT(host.errors(), ElementsAre(Error{400, "The token is invalid."}));
+  EXPECT_THAT(host.media(), ElementsAre(closing));
+}
+
+TEST_F(Instagram, ReportsAReplyWithoutMetaAsCode0) {
+  answer({R"({"code":403,"data":[]})"});
+  list();
+  EXPECT_THAT(host.errors(), ElementsAre(Error{0, ""}));
+  EXPECT_THAT(host.media(), ElementsAre(closing));
+}
+
+TEST_F(Instagram, LooksAtTheJsonAndNotAtTheStatus) {
+  server.answerInOrder({PageReply{.body = page(image("1")), .status = 500}});
+  list();
+  EXPECT_THAT(host.media(), ElementsAre(Media{0, "i1", "t1", 1}, closing));
+}
+
+TEST_F(Instagram, EndsWithAnEmptyId) {
+  answer({R"({"meta":{"code":200},"data":[],"pagination":{"next_max_id":""}})", page(image("1"))});
+  list();
+  EXPECT_THAT(server.requests(), SizeIs(1));
+}
+
+TEST_F(Instagram, ReportsAnUnreadableReply) {
+  answer({"[1,"});
+  list();
+  EXPECT_THAT(host.errors(), ElementsAre(Error{11, "can't read json."}));
+  EXPECT_THAT(host.media(), ElementsAre(closing));
+}
+
+TEST_F(Instagram, ReportsAFailedFetch) {
+  server.answerInOrder({PageReply{.body = "0123456789", .breakAfter = 3}});
+  list();
+  EXPECT_THAT(host.errors(), ElementsAre(Error{10, "Transferred a partial file"}));
+  EXPECT_THAT(host.media(), ElementsAre(closing));
+}
+
+TEST_F(Instagram, StopsTheWalkOfOnePageWhenTheHostSaysSo) {
+  answer({page(image("1") + "," + image("2"), "N"), page(image("3"))});
+  host.itemResult = [](std::size_t count) { return count == 1 ? 0 : 1; };
+  list();
+  EXPECT_THAT(host.media(), ElementsAre(Media{0, "i1", "t1", 1}, Media{0, "i3", "t3", 1}, closing));
+}
+
+TEST_F(Instagram, StoppedInAPageSendsNothingMore) {
+  answer({page(image("1") + "," + image("2"), "N"), page(image("3"))});
+  SNRInstagramImageTask task("TOKEN", &MediaHost::onMedia, &MediaHost::onError);
+  host.itemResult = [&](std::size_t) {
+    task.Stop();
+    return 1;
+  };
+  task.setHostContext(&host);
+  task.Start(nullptr);
+  ASSERT_TRUE(host.waitForCalls(1));
+  task.Stop();
+  EXPECT_THAT(host.media(), ElementsAre(Media{0, "i1", "t1", 1}));
+  EXPECT_THAT(server.requests(), SizeIs(1));
+}

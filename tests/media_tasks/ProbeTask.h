@@ -1,0 +1,30 @@
+#pragma once
+
+#include "media_tasks/MediaHost.h"
+#include "media_tasks/SNRRequestTask.h"
+
+#include <functional>
+#include <string>
+#include <utility>
+
+/// A task whose job is a function, with the base's operations open to the test.
+class ProbeTask final : public KBL::SNRRequestTask {
+ public:
+  using Job = std::function<void(ProbeTask& task)>;
+
+  explicit ProbeTask(Job job = {}, KBL::MediaErrorCallback onError = &MediaHost::onError)
+      : SNRRequestTask(onError, KBL::largestPageBytes), job_(std::move(job)) {}
+  ~ProbeTask() override { Stop(); }
+
+  void Run() override {
+    if (job_) job_(*this);
+  }
+
+  using SNRRequestTask::errorText;
+  using SNRRequestTask::Fetch;
+  using SNRRequestTask::isCancelled;
+  using SNRRequestTask::ReportError;
+
+ private:
+  const Job job_;
+};
