@@ -9,6 +9,7 @@ build_packages=(build-essential cmake ninja-build ccache pkg-config
   libcli11-dev libcpp-httplib-dev)
 # The proxies and the browser are servers and clients that the tests start themselves.
 test_packages=(libgtest-dev libgmock-dev libbenchmark-dev openssl sqlite3 curl python3
+  python3-oauthlib
   tinyproxy dante-server chromium chromium-driver)
 lint_packages=(clang-tidy-16 clang-format)
 fuzz_packages=(clang-16 libclang-rt-16-dev)

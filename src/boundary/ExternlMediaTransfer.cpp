@@ -32,7 +32,3 @@ KBL::IBsInfoReader* createExternlMediaAuthInfoObject(int infoType) {
     return nullptr;
   }
 }
-
-KBL::IExternlMediaTransfer* createEMTDlTransfer() {
-  return nullptr;
-}
