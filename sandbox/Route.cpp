@@ -7,7 +7,7 @@ namespace sandbox {
 
 namespace {
 
-constexpr std::array<std::pair<Route, std::string_view>, 16> kNames{{
+constexpr std::array<std::pair<Route, std::string_view>, 23> kNames{{
     {Route::clientCredentials, "clientCredentials"},
     {Route::session, "session"},
     {Route::consentPage, "consentPage"},
@@ -22,6 +22,13 @@ constexpr std::array<std::pair<Route, std::string_view>, 16> kNames{{
     {Route::tiktokUserInfo, "tiktokUserInfo"},
     {Route::douyinUserInfo, "douyinUserInfo"},
     {Route::avatar, "avatar"},
+    {Route::facebookAlbums, "facebookAlbums"},
+    {Route::facebookPosts, "facebookPosts"},
+    {Route::facebookObject, "facebookObject"},
+    {Route::flickrPhotos, "flickrPhotos"},
+    {Route::instagramMedia, "instagramMedia"},
+    {Route::mediaPicture, "mediaPicture"},
+    {Route::mediaVideo, "mediaVideo"},
     {Route::inspection, "inspection"},
     {Route::unknown, "unknown"},
 }};

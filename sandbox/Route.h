@@ -21,6 +21,13 @@ enum class Route {
   tiktokUserInfo,      // POST
   douyinUserInfo,      // GET
   avatar,              // GET   a user's picture
+  facebookAlbums,      // GET   a user's albums
+  facebookPosts,       // GET   a user's posts, videos among them
+  facebookObject,      // GET   one album's photos, or one video
+  flickrPhotos,        // GET   a user's photos, under either signature
+  instagramMedia,      // GET   a user's recent media
+  mediaPicture,        // GET   a picture of any media service
+  mediaVideo,          // GET   a video of any media service
   inspection,          // everything below /sandbox/ (never disturbed by faults)
   unknown              // everything else; answered 404
 };

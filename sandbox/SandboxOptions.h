@@ -38,6 +38,8 @@ struct SandboxOptions {
   bool strictMetadata = true;  // refuse titles and privacy values that YouTube refuses
   bool hashUploads = true;     // off: benchmarks that measure the client alone
 
+  std::size_t mediaPhotos = 137;  // of the first user, at Flickr and in the first Facebook album
+
   bool tls = false;  // https with a certificate made at start; see Sandbox::caFile
   Certificate certificate = Certificate::valid;
 

@@ -5,8 +5,12 @@
 #include "sandbox/services/Avatar.h"
 #include "sandbox/services/ConsentPage.h"
 #include "sandbox/services/DouyinProfile.h"
+#include "sandbox/services/FacebookGraph.h"
+#include "sandbox/services/FlickrRest.h"
 #include "sandbox/services/GoogleProfile.h"
 #include "sandbox/services/Inspection.h"
+#include "sandbox/services/InstagramApi.h"
+#include "sandbox/services/MediaFiles.h"
 #include "sandbox/services/TiktokProfile.h"
 #include "sandbox/services/YoutubeUpload.h"
 
@@ -39,6 +43,10 @@ std::vector<std::unique_ptr<Service>> makeServices(ServiceContext& context) {
   services.push_back(std::make_unique<YoutubeUpload>(context));
   services.push_back(std::make_unique<TiktokProfile>(context));
   services.push_back(std::make_unique<DouyinProfile>(context));
+  services.push_back(std::make_unique<FacebookGraph>(context));
+  services.push_back(std::make_unique<FlickrRest>(context));
+  services.push_back(std::make_unique<InstagramApi>(context));
+  services.push_back(std::make_unique<MediaFiles>(context));
   services.push_back(std::make_unique<Inspection>(context));
   return services;
 }

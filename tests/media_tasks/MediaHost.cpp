@@ -107,6 +107,12 @@ std::size_t MediaHost::calls() const {
   return calls_;
 }
 
+std::size_t MediaHost::closings() const {
+  const std::lock_guard lock(mutex_);
+  return static_cast<std::size_t>(
+      std::count_if(media_.begin(), media_.end(), [](const Media& media) { return media.more == 0; }));
+}
+
 bool MediaHost::waitForCalls(std::size_t count) const {
   return waitUntil([&] { return calls() >= count; });
 }

@@ -62,6 +62,9 @@ class MediaHost {
   /// Callbacks of all kinds so far.
   [[nodiscard]] std::size_t calls() const;
 
+  /// Records so far that ended a list of media.
+  [[nodiscard]] std::size_t closings() const;
+
   [[nodiscard]] bool waitForCalls(std::size_t count) const;
   [[nodiscard]] bool waitForErrors(std::size_t count) const;
   /// Waits for the record that ends a list.

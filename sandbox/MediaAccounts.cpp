@@ -1,0 +1,24 @@
+#include "sandbox/MediaAccounts.h"
+
+namespace sandbox {
+
+namespace {
+
+std::string handle(const User& user) {
+  std::string text;
+  for (const char character : user.givenName) {
+    if (character >= 'A' && character <= 'Z') text += static_cast<char>(character - 'A' + 'a');
+    if (character >= 'a' && character <= 'z') text += character;
+  }
+  return text.empty() ? user.openId : text;
+}
+
+}  // namespace
+
+MediaAccount mediaAccount(const User& user) {
+  const std::string name = handle(user);
+  return {"facebook-token-" + name, "flickr-token-" + name + "|flickr-secret-" + name,
+          "|flickr-token-" + name, "instagram-token-" + name};
+}
+
+}  // namespace sandbox

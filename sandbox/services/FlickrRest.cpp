@@ -1,0 +1,157 @@
+#include "sandbox/services/FlickrRest.h"
+
+#include "sandbox/JsonText.h"
+#include "sandbox/Text.h"
+#include "sandbox/media/Jpeg.h"
+#include "sandbox/services/MediaSignatures.h"
+
+#include <algorithm>
+#include <chrono>
+
+namespace sandbox {
+
+namespace {
+
+constexpr const char* kBase = "/flickr";
+constexpr const char* kOauthPath = "/flickr/services/rest";
+constexpr const char* kMd5Path = "/flickr/services/rest/";
+constexpr const char* kPhotoHost = "/flickr/farm%d";
+constexpr const char* kPhotoPath = "/flickr/farm";
+constexpr const char* kMethod = "flickr.photos.getWithoutGeoData";
+constexpr const char* kServer = "65535";
+constexpr const char* kPhotoSecret = "5ec4e7";
+constexpr std::size_t kUsualPage = 100;
+constexpr std::size_t kLargestPage = 500;
+constexpr std::chrono::seconds kClockTolerance(600);
+
+Reply failure(int code, const std::string& message) {
+  Json::Value value;
+  value["stat"] = "fail";
+  value["code"] = code;
+  value["message"] = message;
+  Reply reply;
+  reply.body = compactJson(value);
+  return reply;
+}
+
+Reply invalidSignature() {
+  return failure(96, "Invalid signature");
+}
+Reply invalidToken() {
+  return failure(98, "Invalid auth token");
+}
+Reply invalidKey() {
+  return failure(100, "Invalid API Key (Key has invalid format)");
+}
+
+bool isTimely(const std::string& timestamp) {
+  unsigned long long seconds = 0;
+  if (!parseNumber(timestamp, seconds) || seconds > 100'000'000'000U) return false;
+  const auto time = std::chrono::system_clock::time_point(std::chrono::seconds(seconds));
+  const auto distance = std::chrono::system_clock::now() - time;
+  return distance < kClockTolerance && distance > -kClockTolerance;
+}
+
+}  // namespace
+
+void FlickrRest::addTo(Router& router) {
+  router.add({Route::flickrPhotos, "GET", kOauthPath, [this](Call& call) { return oauthRequest(call); }});
+  router.add({Route::flickrPhotos, "GET", kMd5Path, [this](Call& call) { return md5Request(call); }});
+  router.add({Route::mediaPicture, "GET", kPhotoPath, [](Call& call) { return thumbnail(call); },
+              Endpoint::Body::whole, Endpoint::Path::withRest});
+}
+
+std::vector<std::pair<std::string, std::string>> FlickrRest::urlKeys() const {
+  return {{"urlMediaFlickrRest", kBase}, {"urlMediaFlickrPhoto", kPhotoHost}};
+}
+
+Reply FlickrRest::md5Request(const Call& call) const {
+  const auto text = [&](const char* name) { return call.request.parameter(name).value_or(""); };
+  if (text("api_key") != kFlickrApplicationKey) return invalidKey();
+  if (text("api_sig") != flickrMd5Signature(kFlickrApplicationSecret, call.request.query)) {
+    return invalidSignature();
+  }
+  const auto user = userWith(&MediaAccount::flickrToken, text("auth_token"));
+  return user ? photos(call, *user) : invalidToken();
+}
+
+Reply FlickrRest::oauthRequest(const Call& call) const {
+  const auto text = [&](const char* name) { return call.request.parameter(name).value_or(""); };
+  if (text("oauth_consumer_key") != kFlickrApplicationKey || text("api_key") != kFlickrApplicationKey) {
+    return invalidKey();
+  }
+  const bool isWellFormed = text("oauth_signature_method") == "HMAC-SHA1" && text("oauth_version") == "1.0" &&
+                            !text("oauth_nonce").empty() && isTimely(text("oauth_timestamp"));
+  if (!isWellFormed) return invalidSignature();
+  const std::vector<User> users = context_.accounts.users();
+  for (std::size_t user = 0; user < users.size(); ++user) {
+    const std::string pair = mediaAccount(users[user]).flickrPair;
+    const std::size_t bar = pair.find('|');
+    if (pair.substr(0, bar) != text("oauth_token")) continue;
+    const std::string signature = oauthSignature(context_.baseUrl + kOauthPath, call.request.query,
+                                                 kFlickrApplicationSecret, pair.substr(bar + 1));
+    return signature == text("oauth_signature") ? photos(call, user) : invalidSignature();
+  }
+  return invalidToken();
+}
+
+Reply FlickrRest::photos(const Call& call, std::size_t user) const {
+  if (call.request.parameter("method") != kMethod) {
+    return failure(112, "Method \"" + call.request.parameter("method").value_or("") + "\" not found");
+  }
+  if (call.request.parameter("format") != "json") return failure(111, "Format not found");
+  const std::size_t perPage = std::min(countParameter(call, "per_page", kUsualPage), kLargestPage);
+  const std::size_t page = countParameter(call, "page", 1);
+  const std::size_t total = library_.flickrCount(user);
+  const std::string extras = call.request.parameter("extras").value_or("");
+  Json::Value value;
+  value["photos"]["page"] = Json::UInt64(page);
+  value["photos"]["pages"] = Json::UInt64((total + perPage - 1) / perPage);
+  value["photos"]["perpage"] = Json::UInt64(perPage);
+  value["photos"]["total"] = Json::UInt64(total);
+  value["photos"]["photo"] = Json::Value(Json::arrayValue);
+  const std::size_t begin = std::min((page - 1) * perPage, total);
+  for (std::size_t place = begin; place < std::min(begin + perPage, total); ++place) {
+    value["photos"]["photo"].append(photo(user, place, extras.find("url_o") != std::string::npos));
+  }
+  value["stat"] = "ok";
+  Reply reply = json(value);
+  if (call.request.parameter("nojsoncallback") != "1") reply.body = "jsonFlickrApi(" + reply.body + ")";
+  return reply;
+}
+
+// Every tenth photo keeps its original to itself.
+Json::Value FlickrRest::photo(std::size_t user, std::size_t place, bool withOriginal) const {
+  const MediaLibrary::Picture picture = MediaLibrary::loosePicture(user, place);
+  Json::Value value;
+  value["id"] = picture.id;
+  value["secret"] = kPhotoSecret;
+  value["server"] = kServer;
+  value["farm"] = static_cast<int>(place % 3) + 5;
+  value["title"] = "Photo " + std::to_string(place + 1);
+  if (withOriginal && place % 10 != 9) {
+    value["originalformat"] = "jpg";
+    value["url_o"] = pictureUrl(picture.id, picture.width, picture.height);
+    value["width_o"] = picture.width;
+    value["height_o"] = picture.height;
+  }
+  return value;
+}
+
+// "FARM/SERVER/ID_SECRET_t.jpg"
+Reply FlickrRest::thumbnail(const Call& call) {
+  const std::string server = std::string("/") + kServer + "/";
+  const std::string ending = std::string("_") + kPhotoSecret + "_t.jpg";
+  const std::size_t slash = call.rest.find(server);
+  unsigned long long farm = 0;
+  unsigned long long id = 0;
+  const bool hasShape = slash != std::string::npos && call.rest.ends_with(ending) &&
+                        call.rest.size() > slash + server.size() + ending.size();
+  if (!hasShape || !parseNumber(call.rest.substr(0, slash), farm)) return {404, "", "text/plain", {}};
+  const std::size_t begin = slash + server.size();
+  const std::string number = call.rest.substr(begin, call.rest.size() - ending.size() - begin);
+  if (!parseNumber(number, id)) return {404, "", "text/plain", {}};
+  return {200, makeJpeg(100, 75, id), "image/jpeg", {}};
+}
+
+}  // namespace sandbox
