@@ -13,12 +13,19 @@ std::string handle(const User& user) {
   return text.empty() ? user.openId : text;
 }
 
+MediaAccount accountOf(const std::string& name) {
+  return {"facebook-token-" + name, "flickr-token-" + name + "|flickr-secret-" + name,
+          "|flickr-token-" + name, "instagram-token-" + name};
+}
+
 }  // namespace
 
 MediaAccount mediaAccount(const User& user) {
-  const std::string name = handle(user);
-  return {"facebook-token-" + name, "flickr-token-" + name + "|flickr-secret-" + name,
-          "|flickr-token-" + name, "instagram-token-" + name};
+  return accountOf(handle(user));
+}
+
+MediaAccount firstMediaAccount() {
+  return accountOf("ada");
 }
 
 }  // namespace sandbox

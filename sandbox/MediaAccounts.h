@@ -15,6 +15,8 @@ struct MediaAccount {
 };
 
 [[nodiscard]] MediaAccount mediaAccount(const User& user);
+// That of the first of the made-up users.
+[[nodiscard]] MediaAccount firstMediaAccount();
 
 // The application that the media services know.
 inline constexpr const char* kFlickrApplicationKey = "flickr-application-key";

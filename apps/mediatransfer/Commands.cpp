@@ -66,9 +66,11 @@ int runCommand(const Options& options, Report& report) {
     case Command::sandbox:
       return runSandbox(options, report);
     case Command::albums:
+      return runAlbums(options, report);
     case Command::media:
+      return runMedia(options, report);
     case Command::download:
-      return notAvailable("the command " + commandName(options.command));
+      return runDownload(options, report);
   }
   return Exit::wrongUse;
 }

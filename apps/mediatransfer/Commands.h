@@ -12,6 +12,9 @@ int runVerify(const Options& options, Report& report);
 int runWhoami(const Options& options, Report& report);
 int runLogout(const Options& options, Report& report);
 int runUpload(const Options& options, Report& report);
+int runAlbums(const Options& options, Report& report);
+int runMedia(const Options& options, Report& report);
+int runDownload(const Options& options, Report& report);
 int runSandbox(const Options& options, Report& report);
 
 /// The command of the options.

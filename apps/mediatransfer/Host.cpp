@@ -38,8 +38,8 @@ Host::Host(const Options& options, Report& report, Servers servers)
   installLog();
   makePrivateFolder(folders_.cache);
   KBL::setKeyStore(KBL::makeFileKeyStore(folders_.key));
-  if (servers == Servers::needed) openServers();
-  openManager();
+  if (servers == Servers::needed || (servers == Servers::optional && namesServers())) openServers();
+  if (options_.platform != nullptr) openManager();
 }
 
 Host::~Host() {
@@ -52,6 +52,14 @@ void Host::openTransfers() {
   const std::string& home = options_.pythonHome;
   setupTransferEnv(home.c_str(), static_cast<int>(home.size()));
   transfersOpen_ = true;
+}
+
+bool Host::namesServers() const {
+  return options_.sandbox || !options_.cloudConfigFile.empty();
+}
+
+std::string Host::sandboxUrl() const {
+  return sandbox_ ? sandbox_->baseUrl() : std::string();
 }
 
 void Host::installLog() {

@@ -19,10 +19,15 @@ class Sandbox;
 namespace host {
 
 /// Which servers a command talks to.
-enum class Servers { needed, none };
+enum class Servers {
+  needed,
+  optional,  ///< those that are configured; the services' public ones otherwise
+  none
+};
 
-/// The program as a host of the library: logger, cipher key, servers and the platform's authorization
-/// manager. Its end releases the manager before the stand-in servers stop. One of them at a time.
+/// The program as a host of the library: logger, cipher key, servers and, for commands with a platform, its
+/// authorization manager. Its end releases the manager before the stand-in servers stop. One of them at a
+/// time.
 class Host {
  public:
   using Clock = std::chrono::steady_clock;
@@ -38,6 +43,9 @@ class Host {
   /// Sets up what transfers need, until the host ends. Transfers made afterwards must end before it.
   void openTransfers();
 
+  /// Address of the stand-in servers of this process; empty without them.
+  [[nodiscard]] std::string sandboxUrl() const;
+
   /// The user of the manager with this uuid, or the last one when it is empty.
   [[nodiscard]] std::optional<Person> findPerson(const std::string& uuid);
 
@@ -49,6 +57,7 @@ class Host {
   void reportShared(const Event& event);
 
  private:
+  [[nodiscard]] bool namesServers() const;
   void installLog();
   void openServers();
   void openManager();

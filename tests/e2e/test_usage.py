@@ -84,11 +84,6 @@ class Usage(HostTest):
         self.refuse(1, "--sandbox", "upload", "youtube", video, "--script", parts=("not available",))
         self.refuse(1, "--sandbox", "whoami", "facebook", parts=("not available",))
 
-    def test_media_commands_are_not_available(self):
-        self.refuse(1, "albums", "facebook", "--token", "t", parts=("albums", "not available"))
-        self.refuse(1, "media", "instagram", "--token", "t", parts=("media", "not available"))
-        self.refuse(1, "download", "http://127.0.0.1:9/x", "x", parts=("download", "not available"))
-
     def test_a_secret_file_that_is_missing(self):
         self.refuse(1, "--app-secret", "@" + str(self.folder / "none"), "whoami", "youtube", parts=("--app-secret",))
 

@@ -75,12 +75,10 @@ class MediaFlow : public testing::Test {
   }
 
   void download(const std::string& url, const std::string& path) {
+    MediaHost own;
     run(
-        host,
-        [&] {
-          return !host.errors().empty() || (!host.progress().empty() && host.progress().back().finished == 1);
-        },
-        10, url.c_str(), path.c_str(), &MediaHost::onError, &MediaHost::onProgress);
+        own, [&] { return own.waitForFinish(); }, 10, url.c_str(), path.c_str(), &MediaHost::onError,
+        &MediaHost::onProgress);
   }
 
   sandbox::Sandbox server;
@@ -209,11 +207,7 @@ TEST_F(MediaFlow, DownloadsEveryListedKindOfFile) {
   }
   ASSERT_GE(urls.size(), 20U);
   for (const std::string& url : urls) {
-    MediaHost own;
-    const std::string path = directory.file("file");
-    run(
-        own, [&] { return own.waitForFinish(); }, 10, url.c_str(), path.c_str(), &MediaHost::onError,
-        &MediaHost::onProgress);
+    download(url, directory.file("file"));
     const std::string bytes = directory.read("file");
     EXPECT_TRUE(bytes.starts_with("\xFF\xD8\xFF\xE0") || bytes.substr(4, 4) == "ftyp") << url;
   }

@@ -1,0 +1,81 @@
+#include "Commands.h"
+#include "Failure.h"
+#include "Host.h"
+#include "MediaJob.h"
+#include "MediaReport.h"
+#include "Utf8Path.h"
+#include "sandbox/MediaAccounts.h"
+
+#include <memory>
+
+namespace host {
+namespace {
+
+/// The option's text, that of the stand-in servers where those are used and it is not given, or a Failure.
+std::string required(const Options& options, const std::string& text, const std::string& ofSandbox,
+                     const char* how) {
+  if (!text.empty()) return text;
+  if (options.sandbox && !ofSandbox.empty()) return ofSandbox;
+  throw Failure(Exit::wrongUse, options.service + " needs more to list anything; give " + how);
+}
+
+std::string token(const Options& options, const std::string& ofSandbox) {
+  return required(options, options.token, ofSandbox, "--token T (or MEDIATRANSFER_TOKEN)");
+}
+
+std::unique_ptr<MediaReport> mediaReport(const Options& options, Report& report) {
+  return options.json ? makeMediaLines(report) : makeMediaTable(options, report);
+}
+
+void refuseProxy(const Options& options) {
+  if (options.proxy.empty()) return;
+  throw Failure(Exit::wrongUse,
+                "--proxy serves logins and uploads alone; listings and downloads take the proxy of the "
+                "environment, so set https_proxy instead");
+}
+
+}  // namespace
+
+int runAlbums(const Options& options, Report& report) {
+  refuseProxy(options);
+  const std::string accessToken = token(options, sandbox::firstMediaAccount().facebookToken);
+  const Host host(options, report, Servers::optional);
+  const auto shown = mediaReport(options, report);
+  return MediaJob(*shown).listAlbums(accessToken);
+}
+
+int runMedia(const Options& options, Report& report) {
+  refuseProxy(options);
+  const auto shown = mediaReport(options, report);
+  const sandbox::MediaAccount account = sandbox::firstMediaAccount();
+  if (options.service == "facebook") {
+    const std::string accessToken = token(options, account.facebookToken);
+    const std::string album = required(options, options.album, {}, "--album ID; albums facebook lists them");
+    const Host host(options, report, Servers::optional);
+    return MediaJob(*shown).listFacebook(accessToken, album);
+  }
+  if (options.service == "instagram") {
+    const std::string accessToken = token(options, account.instagramToken);
+    const Host host(options, report, Servers::optional);
+    return MediaJob(*shown).listInstagram(accessToken);
+  }
+  const std::string key =
+      required(options, options.key, sandbox::kFlickrApplicationKey, "--key K (or MEDIATRANSFER_KEY)");
+  const std::string secret = required(options, options.secret, sandbox::kFlickrApplicationSecret,
+                                      "--secret S (or MEDIATRANSFER_SECRET)");
+  const std::string pair = token(options, account.flickrPair);
+  const Host host(options, report, Servers::optional);
+  return MediaJob(*shown).listFlickr(key, secret, pair);
+}
+
+int runDownload(const Options& options, Report& report) {
+  refuseProxy(options);
+  const Host host(options, report, Servers::optional);
+  // The stand-ins of this process listen on another port each time, so that their files are named by path.
+  const bool isOfSandbox = options.sandbox && options.url.starts_with('/');
+  const std::string url = isOfSandbox ? host.sandboxUrl() + options.url : options.url;
+  const auto shown = mediaReport(options, report);
+  return MediaJob(*shown).download(url, pathFromUtf8(options.file).string());
+}
+
+}  // namespace host

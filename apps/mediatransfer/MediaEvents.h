@@ -1,0 +1,67 @@
+#pragma once
+
+#include "boundary/records/DownloadRecords.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <variant>
+
+namespace host {
+
+// What the callbacks of a download transfer bring, with texts in UTF-8.
+
+struct AlbumEvent {
+  std::string id;
+  std::string name;
+  int more = 0;
+};
+
+struct MediaEvent {
+  int type = 0;
+  std::string url;
+  std::string thumbnail;
+  int more = 0;
+};
+
+struct DownloadEvent {
+  bool finished = false;
+  int total = 0;  ///< bytes; 0 while unknown
+  int bytes = 0;
+};
+
+struct MediaErrorEvent {
+  int code = 0;
+  std::string text;
+};
+
+using TransferEvent = std::variant<AlbumEvent, MediaEvent, DownloadEvent, MediaErrorEvent>;
+
+/// Brings the events of one transfer from its task's thread to the main thread, in their order. The callbacks
+/// take its address as their context; it outlives the transfer.
+class MediaEvents {
+ public:
+  static std::int32_t onAlbum(void* context, KBL::IExternlMediaTransfer* transfer,
+                              const KBL::hostAlbumRecord* album);
+  static std::int32_t onMedia(void* context, KBL::IExternlMediaTransfer* transfer,
+                              const KBL::hostMediaRecord* media);
+  static std::int32_t onError(void* context, KBL::IExternlMediaTransfer* transfer,
+                              const KBL::hostErrorRecord* error);
+  static std::int32_t onProgress(void* context, KBL::IExternlMediaTransfer* transfer,
+                                 const KBL::hostProgressRecord* progress);
+
+  /// The next event, or nothing after `limit`. Main thread.
+  [[nodiscard]] std::optional<TransferEvent> pop(std::chrono::milliseconds limit);
+
+ private:
+  void push(TransferEvent event);
+
+  std::mutex mutex_;
+  std::condition_variable arrived_;
+  std::deque<TransferEvent> events_;
+};
+
+}  // namespace host
