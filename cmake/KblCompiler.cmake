@@ -28,5 +28,10 @@ if(KBL_SANITIZE)
   add_compile_options(-fsanitize=${KBL_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${KBL_SANITIZE})
   # Instrumented code makes GCC see uninitialised values where there are none (in <regex>, for one).
-  add_compile_options(-Wno-maybe-uninitialized)
+  add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
+endif()
+
+# Coverage of our own code, which steers the fuzzer.
+if(KBL_BUILD_FUZZERS)
+  add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
