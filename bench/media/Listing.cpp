@@ -1,0 +1,142 @@
+// What the library adds to a list of 100,000 photos over 2,000 pages: time a page beside the bare fetch and
+// parse of the same pages, and memory from the 200th page to the last. The servers run in a process of their
+// own, so that their memory does not count.
+#include "foundation/BsCloudConfig/BsCloudConfig.h"
+#include "media_tasks/FlickrUrl.h"
+#include "media_tasks/MediaHosts.h"
+#include "media_tasks/SNRFlickrImageTask.h"
+#include "requests/JsonAccess.h"
+#include "sandbox/MediaAccounts.h"
+#include "sandbox/Sandbox.h"
+
+#include <curl/curl.h>
+#include <json/value.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <fstream>
+#include <string>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int pages = 2000;
+constexpr int photosPerPage = 50;
+constexpr int settledPage = 200;
+constexpr double largestGrowthMiB = 2;
+
+double residentMiB() {
+  std::ifstream status("/proc/self/statm");
+  long total = 0;
+  long resident = 0;
+  status >> total >> resident;
+  return static_cast<double>(resident) * static_cast<double>(sysconf(_SC_PAGESIZE)) / (1024.0 * 1024.0);
+}
+
+struct Listing {
+  int photos = 0;
+  bool hasFailed = false;
+  double settledMiB = 0;
+};
+
+std::int32_t onMedia(void* context, KBL::IExternlMediaTransfer*, const KBL::hostMediaRecord* media) {
+  auto* const listing = static_cast<Listing*>(context);
+  if (media->more == 0) return 1;
+  if (++listing->photos == settledPage * photosPerPage) listing->settledMiB = residentMiB();
+  return 1;
+}
+
+std::int32_t onError(void* context, KBL::IExternlMediaTransfer*, const KBL::hostErrorRecord*) {
+  static_cast<Listing*>(context)->hasFailed = true;
+  return 0;
+}
+
+std::size_t append(char* data, std::size_t size, std::size_t count, void* body) {
+  static_cast<std::string*>(body)->append(data, size * count);
+  return size * count;
+}
+
+/// A fetch with the least that a list needs.
+bool fetchAndParse(const std::string& url) {
+  CURL* const easy = curl_easy_init();
+  std::string body;
+  curl_easy_setopt(easy, CURLOPT_URL, url.c_str());
+  curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &append);
+  curl_easy_setopt(easy, CURLOPT_WRITEDATA, &body);
+  curl_easy_setopt(easy, CURLOPT_ACCEPT_ENCODING, "gzip, deflate");
+  const CURLcode result = curl_easy_perform(easy);
+  curl_easy_cleanup(easy);
+  Json::Value page;
+  return result == CURLE_OK && KBL::parseJson(body, page) && page["photos"]["photo"].size() == photosPerPage;
+}
+
+double microsecondsAPage(Clock::duration time) {
+  return std::chrono::duration<double, std::micro>(time).count() / pages;
+}
+
+/// The servers, until `stop` is closed; writes their port to `told`.
+int serve(int told, int stop) {
+  sandbox::SandboxOptions options;
+  options.mediaPhotos = std::size_t{pages} * photosPerPage;
+  options.recordedTotalLimit = 0;
+  sandbox::Sandbox server(options);
+  const int port = server.port();
+  if (write(told, &port, sizeof(port)) != sizeof(port)) return 1;
+  char byte = 0;
+  while (read(stop, &byte, 1) > 0) {
+  }
+  return 0;
+}
+
+int measure(int port) {
+  const std::string base = "http://127.0.0.1:" + std::to_string(port) + "/flickr";
+  KBL::setCloudConfig({{"urlMediaFlickrRest", base}, {"urlMediaFlickrPhoto", base + "/farm%d"}});
+  const std::string pair = sandbox::firstMediaAccount().flickrToken;
+  const KBL::FlickrCredentials credentials(sandbox::kFlickrApplicationKey, sandbox::kFlickrApplicationSecret,
+                                           pair);
+
+  Clock::time_point start = Clock::now();
+  for (int page = 1; page <= pages; ++page) {
+    if (!fetchAndParse(KBL::flickrPageUrl(credentials, base, page, photosPerPage, 0))) return 1;
+  }
+  const double bare = microsecondsAPage(Clock::now() - start);
+
+  Listing listing;
+  KBL::SNRFlickrImageTask task(sandbox::kFlickrApplicationKey, sandbox::kFlickrApplicationSecret, pair,
+                               &onMedia, &onError);
+  task.setHostContext(&listing);
+  start = Clock::now();
+  task.Run();
+  const double listed = microsecondsAPage(Clock::now() - start);
+  const double growth = residentMiB() - listing.settledMiB;
+  std::printf("%d photos over %d pages\n", listing.photos, pages);
+  std::printf("bare fetch and parse  %8.1f us a page\n", bare);
+  std::printf("listed by the library %8.1f us a page, %+.1f us\n", listed, listed - bare);
+  std::printf("memory                %8.1f MiB at page %d, %+.1f MiB at page %d\n", listing.settledMiB,
+              settledPage, growth, pages);
+  const bool isWhole = !listing.hasFailed && listing.photos == pages * photosPerPage;
+  return isWhole && growth < largestGrowthMiB ? 0 : 1;
+}
+
+}  // namespace
+
+int main() {
+  int told[2];
+  int stop[2];
+  if (pipe(told) != 0 || pipe(stop) != 0) return 1;
+  const pid_t child = fork();
+  if (child == 0) {
+    close(stop[1]);
+    return serve(told[1], stop[0]);
+  }
+  close(stop[0]);
+  int port = 0;
+  int result = 1;
+  if (read(told[0], &port, sizeof(port)) == sizeof(port)) result = measure(port);
+  close(stop[1]);
+  waitpid(child, nullptr, 0);
+  return result;
+}
