@@ -125,7 +125,7 @@ TEST_F(MediaService, InstagramRefusesUnsignedAndWronglySignedRequests) {
 }
 
 TEST_F(MediaService, SignaturesFollowFromKnownAnswers) {
-  // The example of the OAuth 1.0 core specification, appendix A.5.
+  // The example of OAuth Core 1.0, appendix A.5.
   EXPECT_EQ(sandbox::oauthSignature("http://photos.example.net/photos",
                                     {{"file", "vacation.jpg"},
                                      {"size", "original"},
