@@ -116,10 +116,6 @@ TEST_F(Exports, UploadTransfersComeWithOneReference) {
   }
 }
 
-TEST_F(Exports, ThereAreNoDownloadTransfers) {
-  EXPECT_EQ(createEMTDlTransfer(), nullptr);
-}
-
 TEST_F(Exports, TheEnvironmentRefusesOnlyANullHome) {
   EXPECT_EQ(setupTransferEnv(nullptr, 0), 1);
   EXPECT_EQ(setupTransferEnv("", 0), 0);
