@@ -3,6 +3,7 @@
 #include "boundary/records/Records.h"
 #include "foundation/BsCloudConfig/BsCloudConfig.h"
 #include "foundation/BsNet/NetKeys.h"
+#include "foundation/BsNet/NetworkClients.h"
 #include "foundation/BsNet/createInfoObject.h"
 #include "foundation/object/CastByName.h"
 #include "requests/BsExternlMediaAuthClientCredentialsRequest.h"
@@ -229,6 +230,9 @@ TEST_F(RequestFlow, RetriesMeetTheServerAgain) {
 
 /// Whatever comes back, the request ends with an error and leaves the info as it was.
 TEST_F(RequestFlow, BadAnswersEndInAnErrorAndWriteNothing) {
+  NetSettings smallReplies;
+  smallReplies.maxReplyBytes = 1U << 20;
+  setNetSettings(smallReplies);
   const std::pair<const char*, Fault> faults[] = {
       {"closed", Fault::closeAtOnce()},
       {"reset", Fault::resetAtOnce()},
@@ -236,8 +240,8 @@ TEST_F(RequestFlow, BadAnswersEndInAnErrorAndWriteNothing) {
       {"truncated", Fault::truncatedBody(5)},
       {"broken JSON", Fault::brokenJson()},
       {"deep", Fault::deepNesting(100000)},
-      {"bomb", Fault::gzipBomb(std::uint64_t{200} << 20)},
-      {"huge", Fault::hugeBody(std::uint64_t{100} << 20)},
+      {"bomb", Fault::gzipBomb(16U << 20)},
+      {"huge", Fault::hugeBody(4U << 20)},
       {"empty", Fault::body("")},
       {"no object", Fault::body("[1,2]")},
       {"code of another type", Fault::replaceMember("code", "\"0\"")},
@@ -252,6 +256,7 @@ TEST_F(RequestFlow, BadAnswersEndInAnErrorAndWriteNothing) {
     EXPECT_EQ(servers.faultsDelivered(id), 1U) << what;
   }
   EXPECT_EQ(manager->count("updateInfo"), 0U);
+  setNetSettings({});
 }
 
 TEST_F(RequestFlow, WrongTypesInTheDataReadAsMissing) {
