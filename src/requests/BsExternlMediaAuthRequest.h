@@ -171,10 +171,11 @@ class ConcreteAuthRequest : public BsExternlMediaAuthRequest {
  protected:
   /// Refuses the exchange before any network use.
   static _Result refuse(NetReply& reply, int code, const char* message);
-  /// Logs the name, the address and `logSuffix`, and runs the exchange there. An address that is not usable,
-  /// such as one that a blank in a token has spoilt, is refused with "url invalid".
+  /// Logs the name, the address and `logSuffix`, and runs the exchange there, watched by `progress` if that
+  /// is not null. An address that is not usable, such as one that a blank in a token has spoilt, is refused
+  /// with "url invalid".
   _Result exchange(INetworkClient& client, NetReply& reply, const std::string& address,
-                   const std::string& logSuffix = {},
+                   const std::string& logSuffix = {}, IBsProgressCallback* progress = nullptr,
                    const std::source_location& caller = std::source_location::current());
   /// The text under `key`, or empty, or `otherwise`, when it is unset.
   [[nodiscard]] static std::string textOf(IBsInfoReader* info, const char* key);

@@ -16,12 +16,13 @@ _Result ConcreteAuthRequest::refuse(NetReply& reply, int code, const char* messa
 }
 
 _Result ConcreteAuthRequest::exchange(INetworkClient& client, NetReply& reply, const std::string& address,
-                                      const std::string& logSuffix, const std::source_location& caller) {
+                                      const std::string& logSuffix, IBsProgressCallback* progress,
+                                      const std::source_location& caller) {
   const URL url = URL::FromString(address);
   if (!url.IsValid()) return refuse(reply, ErrorCode::urlInvalid, "url invalid");
   KBL_LOG_AS(info, qualifiedFunctionName(caller.function_name()).c_str(),
              name << ":" << address << logSuffix);
-  reply = client.perform(url, httpMethod_, nullptr, nullptr, nullptr, nullptr);
+  reply = client.perform(url, httpMethod_, nullptr, nullptr, progress, nullptr);
   return resultOk;
 }
 

@@ -17,7 +17,6 @@ namespace KBL {
 namespace {
 constexpr int httpOk = 200;
 constexpr int httpResumeIncomplete = 308;
-constexpr const char* tokenMissingMessage = "access token param invalid";
 // The service is asked about recording details although the metadata has none; the query stays as it is.
 constexpr const char* sessionQuery = "?part=snippet,status,recordingDetails&alt=json&uploadType=resumable";
 

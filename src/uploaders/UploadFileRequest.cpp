@@ -63,9 +63,13 @@ void UploadFileRequest::succeed(IBsInfoReader* info, const std::string& videoUrl
   errorInfo_->setError(ErrorCode::none, "");
 }
 
+void UploadFileRequest::deliver(IBsInfoReader* info) {
+  _callback(info, errorInfo_.get(), false);
+}
+
 void UploadFileRequest::deliverProgress(IBsInfoReader* info, int percent) {
   setText(info, ExternlMediaUploadCharKey::progress, std::to_string(percent));
-  _callback(info, errorInfo_.get(), false);
+  deliver(info);
 }
 
 void UploadFileRequest::pauseBeforeNextTry(IBsInfoReader* info) const {

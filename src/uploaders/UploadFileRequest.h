@@ -17,6 +17,8 @@ class UploadFileRequest : public ConcreteAuthRequest {
                         NetReply* reply) override;
 
  protected:
+  static constexpr const char* tokenMissingMessage = "access token param invalid";
+
   /// Takes the user's platform token as it stands now. `token` keeps its former text when there is none, so
   /// that an upload which has begun outlasts its user's sign-out. False when it reads as empty afterwards.
   [[nodiscard]] bool fetchToken(std::string& token) const;
@@ -33,6 +35,8 @@ class UploadFileRequest : public ConcreteAuthRequest {
   void reportReply(const NetReply& reply);
   /// Marks the upload as finished; `videoUrl` is what the host is told.
   void succeed(IBsInfoReader* info, const std::string& videoUrl);
+  /// Tells the callbacks how the upload stands now.
+  void deliver(IBsInfoReader* info);
   /// Stores the percentage and tells the callbacks at once.
   void deliverProgress(IBsInfoReader* info, int percent);
   /// Sleeps 50 to 999 ms before the next try. A stopped upload goes on at once: a stop takes the delay away,

@@ -12,4 +12,10 @@ FileFault openVideoFile(const std::string& path, FileStream& file) {
   return {};
 }
 
+FileFault openVideoFile(const std::string& path, FileStream& file, const FileLimit& limit) {
+  FileFault fault = openVideoFile(path, file);
+  if (fault.code != ErrorCode::none || file.size() < limit.bytes) return fault;
+  return {ErrorCode::fileTooLarge, path + ", limit " + limit.text};
+}
+
 }  // namespace KBL

@@ -2,6 +2,7 @@
 
 #include "foundation/KblUtils/FileStream.h"
 
+#include <cstdint>
 #include <string>
 
 namespace KBL {
@@ -12,7 +13,15 @@ struct FileFault {
   std::string message;
 };
 
+/// The largest file that a platform takes.
+struct FileLimit {
+  std::uint64_t bytes;  ///< the first size that is refused
+  const char* text;     ///< as messages name it
+};
+
 /// Opens the file of an upload (UTF-8 path) and makes sure that it holds something.
 [[nodiscard]] FileFault openVideoFile(const std::string& path, FileStream& file);
+/// The same, and makes sure that the file is smaller than `limit`.
+[[nodiscard]] FileFault openVideoFile(const std::string& path, FileStream& file, const FileLimit& limit);
 
 }  // namespace KBL

@@ -105,10 +105,10 @@ TEST_F(YoutubeUpload, IsFixedAtConstruction) {
   EXPECT_NE(request_->QueryInterfaceByName("BsExternlMediaAuthRequest"), nullptr);
 }
 
-TEST(MakeUploadRequest, KnowsTheUploadOfAPlatform) {
-  const auto youtube = makeUploadRequest(ema_youtube);
-  ASSERT_TRUE(youtube);
-  EXPECT_EQ(youtube->requestType(), requestYoutubeUploadFile);
+TEST(MakeUploadRequest, KnowsTheUploadOfEachPlatform) {
+  EXPECT_EQ(makeUploadRequest(0)->requestType(), 7);
+  EXPECT_EQ(makeUploadRequest(2)->requestType(), 9);
+  EXPECT_EQ(makeUploadRequest(3)->requestType(), 11);
   for (const int platform : {-1, 1, 4, 99}) EXPECT_FALSE(makeUploadRequest(platform)) << platform;
 }
 

@@ -1,0 +1,64 @@
+#include "uploaders/OpenIdUploadFileRequest.h"
+
+#include "boundary/records/ExternlMediaKeys.h"
+#include "foundation/BsNet/BsBaseInfoRW.h"
+#include "foundation/KblLogger/KblLogger.h"
+#include "requests/JsonAccess.h"
+
+namespace KBL {
+
+_Result OpenIdUploadFileRequest::prepare(IBsInfoReader* info, const FileLimit& limit, NetReply& reply,
+                                         Upload& upload) {
+  if (dynamic_cast<BsBaseInfoRW*>(info) == nullptr) return resultFailed;
+  setReplyInfo(shareRef(info));
+  const char* const openId = info->charKeyConfig(ExternlMediaMixedCharKey::userAccountUid);
+  if (openId == nullptr) return refuse(reply, ErrorCode::paramInvalid, "account uid param invalid");
+  upload.openId = openId;
+  if (!fetchToken(upload.token)) return refuse(reply, ErrorCode::tokenMissing, tokenMissingMessage);
+  upload.path = textOf(info, ExternlMediaUploadCharKey::filePath);
+  const FileFault fault = openVideoFile(upload.path, upload.file, limit);
+  if (fault.code != ErrorCode::none) return refuse(reply, fault.code, fault.message.c_str());
+  upload.fileSize = upload.file.size();
+  return resultOk;
+}
+
+int OpenIdUploadFileRequest::checkData(const std::string& content, Json::Value& root, std::string& message,
+                                       int& code, const char* messageMember, const char* what,
+                                       const std::source_location& caller) {
+  code = ErrorCode::none;
+  if (!parseJson(content, root, true)) {
+    message = "can't read json. response:" + content;
+    KBL_LOG_AS(
+        info, qualifiedFunctionName(caller.function_name()).c_str(),
+        name << what << code << ",msg:" << message << ",content:" << content << ", url: " << configuredUrl());
+    return 0;
+  }
+  const Json::Value& data = jsonMember(root, "data");
+  code = jsonInt(data, "error_code");
+  if (code == ErrorCode::none) return 1;
+  message = jsonText(data, messageMember);
+  return 0;
+}
+
+int OpenIdUploadFileRequest::parseEnvelope(IBsInfoReader*, const std::string& content, IBsErrorInfo* error,
+                                           NetReply* reply) {
+  gotResult_ = false;
+  resultId_.clear();
+  Json::Value root;
+  std::string message;
+  int code = ErrorCode::none;
+  if (checkResponseValid(content, root, message, code) == 0) {
+    error->setError(code, message.c_str());
+    return 0;
+  }
+  const Json::Value& data = jsonMember(root, "data");
+  if (jsonMember(data, "share_id").isString()) {
+    gotResult_ = true;
+    resultId_ = jsonText(data, "share_id");
+    return 1;
+  }
+  error->setError(reply->resultCode, content.c_str());
+  return 0;
+}
+
+}  // namespace KBL
