@@ -7,7 +7,7 @@ namespace sandbox {
 
 namespace {
 
-constexpr std::array<std::pair<Route, std::string_view>, 23> kNames{{
+constexpr std::array<std::pair<Route, std::string_view>, 27> kNames{{
     {Route::clientCredentials, "clientCredentials"},
     {Route::session, "session"},
     {Route::consentPage, "consentPage"},
@@ -20,7 +20,11 @@ constexpr std::array<std::pair<Route, std::string_view>, 23> kNames{{
     {Route::youtubeUploadOpen, "youtubeUploadOpen"},
     {Route::youtubeUploadChunk, "youtubeUploadChunk"},
     {Route::tiktokUserInfo, "tiktokUserInfo"},
+    {Route::tiktokUpload, "tiktokUpload"},
     {Route::douyinUserInfo, "douyinUserInfo"},
+    {Route::douyinUploadInit, "douyinUploadInit"},
+    {Route::douyinUploadPart, "douyinUploadPart"},
+    {Route::douyinUploadComplete, "douyinUploadComplete"},
     {Route::avatar, "avatar"},
     {Route::facebookAlbums, "facebookAlbums"},
     {Route::facebookPosts, "facebookPosts"},

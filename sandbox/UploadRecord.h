@@ -6,23 +6,24 @@
 
 namespace sandbox {
 
-// One PUT of bytes that was accepted.
+// One chunk or part that was accepted.
 struct UploadedChunk {
   std::uint64_t offset = 0;
   std::uint64_t size = 0;
-  std::string token;  // the bearer that came with it
+  std::string token;  // the token that came with it, if any
 };
 
 // One upload that a service took in, or is taking in.
 struct UploadRecord {
-  std::string service;    // "youtube"
-  std::string uploadId;   // of the resumable session
+  std::string service;    // "youtube", "tiktok" or "douyin"
+  std::string uploadId;   // of the upload session
   std::string mediaId;    // the finished video's id; set from the start, shown to the client at the end
   std::string openId;     // whose upload it is
+  std::string fileName;   // of a form's file field
   std::string mediaType;  // announced type, such as "application/octet-stream"
-  std::string metadata;   // the JSON text of the session opening, as sent
+  std::string metadata;   // the JSON text of YouTube's session opening, as sent
   std::vector<std::pair<std::string, std::string>> headers;  // of the session opening
-  std::uint64_t announcedSize = 0;
+  std::uint64_t announcedSize = 0;                           // YouTube's
   std::uint64_t receivedSize = 0;
   std::string sha256;  // lower-case hex of the received bytes; empty until complete (or with hashUploads off)
   bool complete = false;

@@ -2,18 +2,13 @@
 
 #include "sandbox/JsonText.h"
 #include "sandbox/services/Avatar.h"
+#include "sandbox/services/OpenPlatform.h"
 
 namespace sandbox {
 
 namespace {
 
 constexpr const char* kUserInfoPath = "/douyin/oauth/userinfo/";
-constexpr const char* kUploadPath = "/douyin/video/upload/";
-
-constexpr int kInvalidParameter = 2100005;
-constexpr int kInvalidToken = 2190002;
-constexpr int kExpiredToken = 2190008;
-constexpr int kOtherUser = 2190015;
 
 Reply answer(Json::Value data, int code, const std::string& description) {
   data["error_code"] = code;
@@ -37,20 +32,21 @@ void DouyinProfile::addTo(Router& router) {
 }
 
 std::vector<std::pair<std::string, std::string>> DouyinProfile::urlKeys() const {
-  return {{"urlMediaAuthDouyinUserInfo", kUserInfoPath}, {"urlExternlMediaAuthDouyinUpload", kUploadPath}};
+  return {{"urlMediaAuthDouyinUserInfo", kUserInfoPath}};
 }
 
 Reply DouyinProfile::userInfo(const Call& call) {
   const std::string token = call.request.parameter("access_token").value_or("");
   const std::string openId = call.request.parameter("open_id").value_or("");
-  if (token.empty() || openId.empty()) return failure(kInvalidParameter, "parameter invalid");
+  if (token.empty() || openId.empty()) return failure(open_platform::kInvalidParameter, "parameter invalid");
   const std::optional<User> user = context_.userOf(token, Platform::douyin);
   if (!user) {
     const bool known = context_.accounts.token(token).has_value();
-    return known ? failure(kExpiredToken, "access_token expired")
-                 : failure(kInvalidToken, "access_token invalid");
+    return known ? failure(open_platform::kExpiredToken, "access_token expired")
+                 : failure(open_platform::kInvalidToken, "access_token invalid");
   }
-  if (user->openId != openId) return failure(kOtherUser, "open_id does not belong to access_token");
+  if (user->openId != openId)
+    return failure(open_platform::kOtherUser, "open_id does not belong to access_token");
 
   Json::Value data;
   data["open_id"] = user->openId;

@@ -5,6 +5,7 @@
 #include "sandbox/services/Avatar.h"
 #include "sandbox/services/ConsentPage.h"
 #include "sandbox/services/DouyinProfile.h"
+#include "sandbox/services/DouyinUpload.h"
 #include "sandbox/services/FacebookGraph.h"
 #include "sandbox/services/FlickrRest.h"
 #include "sandbox/services/GoogleProfile.h"
@@ -12,6 +13,7 @@
 #include "sandbox/services/InstagramApi.h"
 #include "sandbox/services/MediaFiles.h"
 #include "sandbox/services/TiktokProfile.h"
+#include "sandbox/services/TiktokUpload.h"
 #include "sandbox/services/YoutubeUpload.h"
 
 namespace sandbox {
@@ -34,6 +36,11 @@ std::optional<User> ServiceContext::userOf(const std::string& accessToken, Platf
   return accounts.userOf(accessToken, platform);
 }
 
+bool ServiceContext::knowsUser(const std::string& openId) const {
+  if (!accounts.user(openId)) state.load();
+  return accounts.user(openId).has_value();
+}
+
 std::vector<std::unique_ptr<Service>> makeServices(ServiceContext& context) {
   std::vector<std::unique_ptr<Service>> services;
   services.push_back(std::make_unique<AccountServer>(context));
@@ -42,7 +49,9 @@ std::vector<std::unique_ptr<Service>> makeServices(ServiceContext& context) {
   services.push_back(std::make_unique<Avatar>(context));
   services.push_back(std::make_unique<YoutubeUpload>(context));
   services.push_back(std::make_unique<TiktokProfile>(context));
+  services.push_back(std::make_unique<TiktokUpload>(context));
   services.push_back(std::make_unique<DouyinProfile>(context));
+  services.push_back(std::make_unique<DouyinUpload>(context));
   services.push_back(std::make_unique<FacebookGraph>(context));
   services.push_back(std::make_unique<FlickrRest>(context));
   services.push_back(std::make_unique<InstagramApi>(context));

@@ -29,9 +29,10 @@ struct ServiceContext {
 
   [[nodiscard]] std::string cloudConfigJson() const;
 
-  // Both look into the state folder for a token that another process may have issued meanwhile.
+  // All look into the state folder for a token, or a user, that another process may have brought meanwhile.
   [[nodiscard]] bool isGoodAccountToken(const std::string& token) const;
   [[nodiscard]] std::optional<User> userOf(const std::string& accessToken, Platform platform) const;
+  [[nodiscard]] bool knowsUser(const std::string& openId) const;
 };
 
 // One stand-in. A new one is a class of its own, a line in makeServices and its rows in Route.

@@ -2,17 +2,13 @@
 
 #include "sandbox/JsonText.h"
 #include "sandbox/services/Avatar.h"
+#include "sandbox/services/OpenPlatform.h"
 
 namespace sandbox {
 
 namespace {
 
 constexpr const char* kUserInfoPath = "/tiktok/user/info/";
-constexpr const char* kUploadPath = "/tiktok/share/video/upload/";
-
-constexpr int kInvalidParameter = 2100005;
-constexpr int kInvalidToken = 2190002;
-constexpr int kExpiredToken = 2190008;
 
 Reply answer(const Json::Value& data, int code, const std::string& message) {
   Json::Value root;
@@ -35,20 +31,21 @@ void TiktokProfile::addTo(Router& router) {
 }
 
 std::vector<std::pair<std::string, std::string>> TiktokProfile::urlKeys() const {
-  return {{"urlMediaAuthTiktokUserInfo", kUserInfoPath}, {"urlExternlMediaAuthTiktokUpload", kUploadPath}};
+  return {{"urlMediaAuthTiktokUserInfo", kUserInfoPath}};
 }
 
 Reply TiktokProfile::userInfo(const Call& call) {
   const std::optional<Json::Value> body = parseJson(call.body);
-  if (!body || !body->isObject()) return failure(kInvalidParameter, "Invalid parameters");
+  if (!body || !body->isObject()) return failure(open_platform::kInvalidParameter, "Invalid parameters");
   const std::optional<std::string> token = textMember(*body, "access_token");
   const Json::Value& fields = (*body)["fields"];
-  if (!token || !fields.isArray() || fields.empty()) return failure(kInvalidParameter, "Invalid parameters");
+  if (!token || !fields.isArray() || fields.empty())
+    return failure(open_platform::kInvalidParameter, "Invalid parameters");
   const std::optional<User> user = context_.userOf(*token, Platform::tiktok);
   if (!user) {
     const bool known = context_.accounts.token(*token).has_value();
-    return known ? failure(kExpiredToken, "Access token expired")
-                 : failure(kInvalidToken, "Access token invalid");
+    return known ? failure(open_platform::kExpiredToken, "Access token expired")
+                 : failure(open_platform::kInvalidToken, "Access token invalid");
   }
 
   Json::Value known;
@@ -60,7 +57,7 @@ Reply TiktokProfile::userInfo(const Call& call) {
   data["user"] = Json::Value(Json::objectValue);
   for (const Json::Value& field : fields) {
     if (!field.isString() || !known.isMember(field.asString()))
-      return failure(kInvalidParameter, "Invalid field");
+      return failure(open_platform::kInvalidParameter, "Invalid field");
     data["user"][field.asString()] = known[field.asString()];
   }
   return answer(data, 0, "");

@@ -20,6 +20,7 @@ UploadRecord recordFrom(const Json::Value& value) {
   record.uploadId = text("upload_id");
   record.mediaId = text("media_id");
   record.openId = text("open_id");
+  record.fileName = text("file_name");
   record.mediaType = text("media_type");
   record.metadata = text("metadata");
   record.announcedSize = number("announced_size");
@@ -37,6 +38,7 @@ Json::Value jsonOf(const UploadRecord& record) {
   value["upload_id"] = record.uploadId;
   value["media_id"] = record.mediaId;
   value["open_id"] = record.openId;
+  value["file_name"] = record.fileName;
   value["media_type"] = record.mediaType;
   value["metadata"] = record.metadata;
   value["announced_size"] = Json::UInt64(record.announcedSize);
@@ -61,19 +63,35 @@ void UploadBook::Loan::commit(const UploadedChunk& chunk, const Sha256& hash, bo
   entry_->record.receivedSize = chunk.offset + chunk.size;
   entry_->record.complete = last;
   entry_->record.sha256 = sha256;
+  entry_->hashBeforeLast = std::exchange(entry_->hash, hash);
+  book_->changed_.notify_all();
+}
+
+void UploadBook::Loan::replaceLast(const UploadedChunk& chunk, const Sha256& hash) {
+  const std::lock_guard lock(book_->mutex_);
+  entry_->record.chunks.back() = chunk;
+  entry_->record.receivedSize = chunk.offset + chunk.size;
   entry_->hash = hash;
+}
+
+void UploadBook::Loan::finish(const std::string& sha256) {
+  const std::lock_guard lock(book_->mutex_);
+  entry_->record.complete = true;
+  entry_->record.sha256 = sha256;
   book_->changed_.notify_all();
 }
 
 std::string UploadBook::open(UploadRecord record) {
-  constexpr std::size_t kMediaIdLength = 11;
   const std::lock_guard lock(mutex_);
-  record.uploadId = randomText(40);
-  record.mediaId = randomText(kMediaIdLength);
-  std::string uploadId = record.uploadId;
-  entries_.emplace_back();
-  entries_.back().record = std::move(record);
-  return uploadId;
+  return add(std::move(record)).uploadId;
+}
+
+std::string UploadBook::addComplete(UploadRecord record) {
+  const std::lock_guard lock(mutex_);
+  record.complete = true;
+  std::string mediaId = add(std::move(record)).mediaId;
+  changed_.notify_all();
+  return mediaId;
 }
 
 bool UploadBook::knows(const std::string& uploadId) const {
@@ -134,6 +152,16 @@ void UploadBook::stop() {
   const std::lock_guard lock(mutex_);
   stopping_ = true;
   changed_.notify_all();
+}
+
+const UploadRecord& UploadBook::add(UploadRecord record) {
+  constexpr std::size_t kUploadIdLength = 40;
+  constexpr std::size_t kMediaIdLength = 11;
+  record.uploadId = randomText(kUploadIdLength);
+  record.mediaId = randomText(kMediaIdLength);
+  entries_.emplace_back();
+  entries_.back().record = std::move(record);
+  return entries_.back().record;
 }
 
 UploadBook::Entry* UploadBook::find(const std::string& uploadId) {

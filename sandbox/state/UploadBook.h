@@ -20,6 +20,7 @@ class UploadBook {
   struct Entry {
     UploadRecord record;
     Sha256 hash;
+    Sha256 hashBeforeLast;
     bool borrowed = false;
   };
 
@@ -37,6 +38,12 @@ class UploadBook {
     // The chunk was received whole: `hash` is over all bytes up to its end. `sha256` is set when it was the
     // last.
     void commit(const UploadedChunk& chunk, const Sha256& hash, bool last, const std::string& sha256);
+    // Hash over all bytes in front of the last chunk.
+    [[nodiscard]] const Sha256& hashBeforeLast() const { return entry_->hashBeforeLast; }
+    // The last chunk came once more.
+    void replaceLast(const UploadedChunk& chunk, const Sha256& hash);
+    // No more chunks will come.
+    void finish(const std::string& sha256);
 
    private:
     UploadBook* book_;
@@ -45,6 +52,8 @@ class UploadBook {
 
   // Gives the record its ids and returns the upload id.
   std::string open(UploadRecord record);
+  // An upload that came in one request. Gives the record its ids and returns the media id.
+  std::string addComplete(UploadRecord record);
   [[nodiscard]] bool knows(const std::string& uploadId) const;
   // Waits while another request holds the upload; nothing when it is unknown or stays held for `limit`.
   std::optional<Loan> borrow(const std::string& uploadId, std::chrono::milliseconds limit);
@@ -59,6 +68,7 @@ class UploadBook {
   void stop();
 
  private:
+  const UploadRecord& add(UploadRecord record);
   Entry* find(const std::string& uploadId);
 
   mutable std::mutex mutex_;

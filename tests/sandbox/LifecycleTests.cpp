@@ -31,7 +31,9 @@ TEST(Lifecycle, CloudConfigurationNamesEveryKey) {
        {"urlLFServerUserSupportSession", "urlLFServerUserSupportCode", "urlLFServerUserSupportToken",
         "urlLFServerClientCredentials", "urlCloudDiskAuthGoogleDiskUserInfo", "urlYoutubeVideoCategories",
         "urlExternlMediaAuthYoutubeUpload", "urlMediaAuthTiktokUserInfo", "urlExternlMediaAuthTiktokUpload",
-        "urlMediaAuthDouyinUserInfo", "urlExternlMediaAuthDouyinUpload", "urlUserSupportQueryConsume"}) {
+        "urlMediaAuthDouyinUserInfo", "urlExternlMediaAuthDouyinUpload",
+        "urlExternlMediaAuthDouyinVideoPartInit", "urlExternlMediaAuthDouyinVideoPartUpload",
+        "urlExternlMediaAuthDouyinVideoPartComplete", "urlUserSupportQueryConsume"}) {
     ASSERT_TRUE(urls.contains(key)) << key;
     EXPECT_EQ(urls.at(key).rfind(server.baseUrl() + "/", 0), 0U) << key;
   }
