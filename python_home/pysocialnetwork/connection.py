@@ -1,0 +1,299 @@
+"""One HTTP/1.1 connection: opened here, through a proxy where the environment names one, and used by one thread."""
+
+from __future__ import annotations
+
+import base64
+import contextlib
+import http.client
+import selectors
+import socket
+import threading
+import urllib.request
+from dataclasses import dataclass
+from email.message import Message
+from typing import Any, Iterator, Mapping, NamedTuple, Optional
+from urllib.parse import SplitResult, unquote, urlsplit
+
+from .bodies import Body
+from .errors import Transient, UploadError
+from .stopsignal import StopSignal, shut_down
+
+LARGEST_ANSWER = 4 * 1024 * 1024
+
+
+@dataclass(frozen=True)
+class TimeLimits:
+    """Seconds. `silence` is the longest time without a byte, `answer` the time from the sent request to its whole
+    answer."""
+
+    connect: float = 15.0
+    silence: float = 60.0
+    answer: float = 120.0
+
+
+class Origin(NamedTuple):
+    scheme: str
+    host: str
+    port: int
+
+    def authority(self) -> str:
+        host = "[%s]" % self.host if ":" in self.host else self.host
+        usual = 443 if self.scheme == "https" else 80
+        return host if self.port == usual else "%s:%d" % (host, self.port)
+
+
+class Answer(NamedTuple):
+    status: int
+    headers: Message
+    body: bytes
+
+    def header(self, name: str) -> Optional[str]:
+        return self.headers.get(name)
+
+
+def origin_of(url: str) -> Origin:
+    try:
+        parts = urlsplit(url)
+        port = parts.port
+    except ValueError:
+        raise UploadError("the service named an address that is no URL") from None
+    if parts.scheme not in ("http", "https") or not parts.hostname:
+        raise UploadError("the service named an address that is no URL")
+    return Origin(parts.scheme, parts.hostname, port or (443 if parts.scheme == "https" else 80))
+
+
+class Connection:
+    """Close it when it has raised. `tls` is the context that https needs."""
+
+    def __init__(self, origin: Origin, stop: StopSignal, limits: TimeLimits, tls: Any) -> None:
+        self.origin = origin
+        self._stop = stop
+        self._limits = limits
+        self._tls = tls
+        self._proxy = proxy_for(origin)
+        self._socket: Optional[socket.socket] = None
+        self._http = http.client.HTTPConnection(origin.host, origin.port)
+
+    def open(self) -> None:
+        """Trouble on the way here is `unprocessed`: nothing of a request has been sent yet."""
+        try:
+            self._open()
+        except (OSError, http.client.HTTPException, UnicodeError) as error:
+            self._stop.check()
+            raise _trouble("cannot reach %s" % self.origin.host, error, unprocessed=True) from None
+
+    def close(self) -> None:
+        self._http.sock = None
+        self._http.close()
+        if self._socket is not None:
+            self._stop.close(self._socket)
+            self._socket = None
+
+    def is_stale(self) -> bool:
+        """Between exchanges a healthy connection has nothing to read."""
+        if self._socket is None:
+            return True
+        with selectors.DefaultSelector() as selector:
+            selector.register(self._socket, selectors.EVENT_READ)
+            return bool(selector.select(0))
+
+    def exchange(
+        self, method: str, url: str, headers: Mapping[str, str], body: Optional[Body]
+    ) -> Answer:
+        """Any status is an answer. Raises Transient when the connection breaks; close it then."""
+        assert self._socket is not None
+        self._stop.watch(self._socket)
+        try:
+            try:
+                self._send(method, url, headers, body)
+            except OSError:
+                # A service that refuses a body may answer before it has read it whole, and hang up.
+                return self._early_answer()
+            return self._answer(self._limits.answer)
+        except (OSError, http.client.HTTPException, ValueError) as error:
+            self._stop.check()
+            raise _trouble("the connection to %s broke" % self.origin.host, error) from None
+        finally:
+            self._stop.watch(None)
+
+    @property
+    def reusable(self) -> bool:
+        return self._http.sock is not None
+
+    # --- Opening
+
+    def _open(self) -> None:
+        proxy = self._proxy
+        host, port = (proxy.hostname, proxy.port) if proxy is not None else (self.origin.host, self.origin.port)
+        connection = self._connect(str(host), int(port or 80))
+        self._use(connection)
+        with self._deadline(self._limits.connect * 2):
+            if proxy is not None and self.origin.scheme == "https":
+                self._tunnel(connection, proxy)
+            if self.origin.scheme == "https":
+                # Registered before the handshake, so that a stop breaks the handshake too.
+                secured = self._tls.wrap_socket(
+                    connection, server_hostname=self.origin.host, do_handshake_on_connect=False
+                )
+                self._use(secured)
+                secured.do_handshake()
+        assert self._socket is not None
+        self._socket.settimeout(self._limits.silence)
+        self._http.sock = self._socket
+
+    def _use(self, connection: socket.socket) -> None:
+        self._socket = connection
+        self._stop.watch(connection)
+
+    def _connect(self, host: str, port: int) -> socket.socket:
+        failure: Optional[OSError] = None
+        for family, kind, protocol, _, address in socket.getaddrinfo(host, port, type=socket.SOCK_STREAM):
+            self._stop.check()
+            connection = socket.socket(family, kind, protocol)
+            try:
+                connection.settimeout(self._limits.connect)
+                self._stop.watch(connection)
+                connection.connect(address)
+                connection.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
+                return connection
+            except OSError as error:
+                failure = error
+                self._stop.close(connection)
+            except BaseException:
+                self._stop.close(connection)
+                raise
+        raise failure or OSError("no address")
+
+    def _tunnel(self, connection: socket.socket, proxy: SplitResult) -> None:
+        host = "[%s]" % self.origin.host if ":" in self.origin.host else self.origin.host
+        target = "%s:%d" % (host, self.origin.port)
+        lines = ["CONNECT %s HTTP/1.1" % target, "Host: " + target]
+        credentials = _credentials(proxy)
+        if credentials:
+            lines.append("Proxy-Authorization: " + credentials)
+        connection.sendall(("\r\n".join(lines) + "\r\n\r\n").encode("ascii"))
+        answer = http.client.HTTPResponse(connection, method="CONNECT")
+        try:
+            answer.begin()
+            if answer.status // 100 != 2:
+                raise UploadError("the proxy refused the connection with status %d" % answer.status)
+        finally:
+            answer.close()
+
+    # --- Exchanging
+
+    def _send(self, method: str, url: str, headers: Mapping[str, str], body: Optional[Body]) -> None:
+        try:
+            self._put_head(method, url, headers, body)
+        except (ValueError, http.client.HTTPException):
+            raise UploadError("a header or address of the request has characters that it must not have") from None
+        self._http.endheaders()
+        if body is not None:
+            for block in body.blocks():
+                self._stop.check()
+                self._http.send(block)
+
+    def _put_head(self, method: str, url: str, headers: Mapping[str, str], body: Optional[Body]) -> None:
+        put = self._http.putheader
+        self._http.putrequest(method, self._target(url), skip_host=True, skip_accept_encoding=True)
+        put("Host", self.origin.authority())
+        for name, value in headers.items():
+            put(name, value)
+        if self._proxy is not None and self.origin.scheme == "http":
+            credentials = _credentials(self._proxy)
+            if credentials:
+                put("Proxy-Authorization", credentials)
+        if body is not None:
+            put("Content-Type", body.content_type)
+            put("Content-Length", str(body.length))
+        elif method in ("POST", "PUT", "PATCH"):
+            put("Content-Length", "0")
+
+    def _target(self, url: str) -> str:
+        parts = urlsplit(url)
+        target = (parts.path or "/") + ("?" + parts.query if parts.query else "")
+        if self._proxy is not None and self.origin.scheme == "http":
+            return "http://" + self.origin.authority() + target
+        return target
+
+    def _answer(self, limit: float) -> Answer:
+        with self._deadline(limit):
+            response = self._http.getresponse()
+            body = response.read(LARGEST_ANSWER + 1)
+            if len(body) > LARGEST_ANSWER:
+                raise UploadError("the answer of %s is larger than expected" % self.origin.host)
+            keep = not response.will_close and response.isclosed()
+            response.close()
+        if not keep:
+            self._http.close()
+        return Answer(response.status, response.headers, body)
+
+    def _early_answer(self) -> Answer:
+        self._stop.check()
+        answer = self._answer(min(5.0, self._limits.answer))
+        self._http.close()
+        return answer
+
+    @contextlib.contextmanager
+    def _deadline(self, seconds: float) -> Iterator[None]:
+        """A peer that sends a byte now and then would outlast the limit of silence: its connection is broken."""
+        connection = self._socket
+        assert connection is not None
+        expired = threading.Event()
+
+        def expire() -> None:
+            expired.set()
+            current = self._socket
+            if current is not None:
+                shut_down(current)
+
+        timer = threading.Timer(seconds, expire)
+        timer.daemon = True
+        timer.start()
+        try:
+            yield
+        except (OSError, http.client.HTTPException, ValueError):
+            if expired.is_set():
+                raise socket.timeout("took longer than %d s" % seconds) from None
+            raise
+        finally:
+            timer.cancel()
+
+
+def proxy_for(origin: Origin) -> Optional[SplitResult]:
+    """The proxy that `http_proxy`, `https_proxy`, `all_proxy` and `no_proxy` choose."""
+    proxies = urllib.request.getproxies()
+    address = proxies.get(origin.scheme) or proxies.get("all")
+    if not address or urllib.request.proxy_bypass(origin.host):
+        return None
+    if "://" not in address:
+        address = "http://" + address
+    try:
+        parts = urlsplit(address)
+        parts.port
+    except ValueError:
+        raise UploadError("the proxy of the environment is no URL") from None
+    if parts.scheme != "http" or not parts.hostname:
+        raise UploadError("the proxy of the environment is not of the kind http://HOST:PORT")
+    return parts
+
+
+def _credentials(proxy: SplitResult) -> str:
+    if proxy.username is None:
+        return ""
+    pair = "%s:%s" % (unquote(proxy.username), unquote(proxy.password or ""))
+    return "Basic " + base64.b64encode(pair.encode("utf-8")).decode("ascii")
+
+
+def _trouble(what: str, error: BaseException, unprocessed: bool = False) -> UploadError:
+    # Without the ssl module there is no certificate to refuse and no https either.
+    if type(error).__name__ == "SSLCertVerificationError":
+        reason = getattr(error, "verify_message", "") or "unknown"
+        return UploadError("%s: its certificate is not accepted (%s)" % (what, reason))
+    if isinstance(error, socket.timeout):
+        reason = str(error) if "took" in str(error) else "timed out"
+    elif isinstance(error, OSError):
+        reason = error.strerror or type(error).__name__
+    else:
+        reason = type(error).__name__
+    return Transient("%s: %s" % (what, reason), unprocessed)

@@ -1,0 +1,41 @@
+"""What can go wrong with an upload. Each text is fit for the host; secrets are masked where it leaves."""
+
+from __future__ import annotations
+
+from typing import Optional
+
+
+class UploadError(Exception):
+    """The operation failed and trying again will not help."""
+
+
+class Stopped(UploadError):
+    """The host stopped the upload."""
+
+    def __init__(self) -> None:
+        super().__init__("User cancelled!")
+
+
+class TokenInvalid(UploadError):
+    """The service does not accept the login any more; somebody has to sign in again."""
+
+
+class Refused(UploadError):
+    """The service said no, with an HTTP status."""
+
+    def __init__(self, text: str, status: int) -> None:
+        super().__init__(text)
+        self.status = status
+
+
+class Transient(UploadError):
+    """A trouble that may pass: a broken connection or a service that is busy.
+
+    `unprocessed` tells that the service did certainly not act on the request, so that even a request that must not
+    be done twice can be sent again. `retry_after` is the pause in seconds that the service asked for.
+    """
+
+    def __init__(self, text: str, unprocessed: bool = False, retry_after: Optional[float] = None) -> None:
+        super().__init__(text)
+        self.unprocessed = unprocessed
+        self.retry_after = retry_after

@@ -1,0 +1,161 @@
+"""Facebook: videos by the Graph API's resumable upload (start, transfer, finish)."""
+
+from __future__ import annotations
+
+import json
+from typing import Any, Dict, List, Mapping, Optional, Tuple
+from urllib.parse import urlencode
+
+from .bodies import Fields, FilePart, LocalFile, Multipart, form
+from .errors import UploadError
+from .graph import WrongOffset, read, stretch
+from .job import UploadJob, VideoRequest
+from .login import Login, expiry, require_token
+from .oauth2 import OAuth2Uploader
+from .replies import required_text, text_member
+from .texts import chosen_privacy, split_tags
+from .uploader import Account
+from .wire import Wire
+
+NAME = "Facebook"
+
+PRIVACY = {
+    "public": "EVERYONE",
+    "everyone": "EVERYONE",
+    "friends": "ALL_FRIENDS",
+    "all_friends": "ALL_FRIENDS",
+    "friends_of_friends": "FRIENDS_OF_FRIENDS",
+    "private": "SELF",
+    "self": "SELF",
+}
+
+CATEGORIES = (
+    "BEAUTY_FASHION", "BUSINESS", "CARS_TRUCKS", "COMEDY", "CUTE_ANIMALS", "ENTERTAINMENT", "FAMILY", "FOOD_HEALTH",
+    "HOME", "LIFESTYLE", "MUSIC", "NEWS", "POLITICS", "SCIENCE", "SPORTS", "TECHNOLOGY", "VIDEO_GAMING", "OTHER",
+)
+
+LONGEST_TITLE = 255
+
+
+class Uploader(OAuth2Uploader):
+    platform = "facebook"
+    login_service = "facebookLogin"
+    scope = "public_profile,publish_video"
+
+    def _exchange_code(self, wire: Wire, code: str, verifier: str) -> Login:
+        address = self.address("facebookGraph") + "/oauth/access_token"
+        app = {"client_id": self.app_key, "client_secret": self.app_secret}
+        first = self._get(wire, address, {**app, "redirect_uri": self.redirect_url, "code": code}, repeatable=False)
+        short = require_token(first.get("access_token"))
+        self.keep_secret(short)
+        # The first token lives an hour or two, the exchanged one about sixty days.
+        answer = self._get(wire, address, {**app, "grant_type": "fb_exchange_token", "fb_exchange_token": short})
+        token = require_token(answer.get("access_token"))
+        self.keep_secret(token)
+        me = self._get(wire, self.address("facebookGraph") + "/me", {"fields": "id,name", "access_token": token})
+        return Login(
+            self.platform, token, expires=expiry(answer),
+            user_id=required_text(me, "id"), user_name=text_member(me, "name"),
+        )
+
+    def _read_account(self, wire: Wire) -> Account:
+        return Account(categories=CATEGORIES)
+
+    def _share(self, wire: Wire, message: str, link: str) -> None:
+        self.authorized(wire, lambda login: self._post_link(wire, login, message, link))
+
+    def _post_link(self, wire: Wire, login: Login, message: str, link: str) -> None:
+        fields = {"message": message, "link": link, "access_token": login.access}
+        address = self.address("facebookGraph") + "/me/feed"
+        # Posted twice it would stand there twice.
+        wire.run(lambda: read(wire.exchange("POST", address, body=form(fields)), NAME), repeatable=False)
+
+    def _revoke(self, wire: Wire, login: Login) -> None:
+        address = self.address("facebookGraph") + "/me/permissions?" + urlencode({"access_token": login.access})
+        wire.run(lambda: read(wire.exchange("DELETE", address), NAME))
+
+    def _upload(self, job: UploadJob, wire: Wire) -> str:
+        request = job.request
+        details = self._details(request)
+        with LocalFile(request.path) as video:
+            started = self.authorized(
+                wire, lambda login: self._phase(wire, login, "start", [("file_size", str(video.size))])
+            )
+            session = required_text(started, "upload_session_id")
+            self._transfer(job, wire, video, session, started)
+        self._finish(job, wire, [("upload_session_id", session), *details])
+        return "https://www.facebook.com/watch/?v=" + required_text(started, "video_id")
+
+    def _transfer(
+        self, job: UploadJob, wire: Wire, video: LocalFile, session: str, started: Mapping[str, Any]
+    ) -> None:
+        start, end = stretch(started)
+        wanted = {"end": end}
+
+        def send(offset: int) -> int:
+            length = min(wanted["end"], video.size) - offset
+            if length <= 0:
+                raise UploadError("the service asks for an empty part")
+            part = video.part(offset, length, lambda position: job.progress(position, video.size))
+            fields = [("upload_session_id", session), ("start_offset", str(offset))]
+            try:
+                answer = self.authorized(
+                    wire,
+                    lambda login: self._phase_once(wire, login, "transfer", fields, "video_file_chunk", video, part),
+                )
+                reached, wanted["end"] = stretch(answer)
+            except WrongOffset as other:
+                reached, wanted["end"] = other.start, other.end
+            return reached
+
+        # The same part again is the question how far the service came: a wrong one is answered with the right one.
+        wire.transfer(start, video.size, send, ask=send)
+
+    def _details(self, request: VideoRequest) -> Fields:
+        privacy = chosen_privacy(request.privacy, PRIVACY)
+        fields: Fields = [
+            ("title", request.title[:LONGEST_TITLE]),
+            ("description", request.description),
+            ("privacy", json.dumps({"value": privacy}, separators=(",", ":"))),
+        ]
+        tags = split_tags(request.tags)
+        if tags:
+            fields.append(("content_tags", json.dumps(tags)))
+        if request.category:
+            category = request.category.strip().upper().replace(" ", "_")
+            if category not in CATEGORIES:
+                raise UploadError("Facebook has no category %r" % request.category)
+            fields.append(("content_category", category))
+        return fields
+
+    def _finish(self, job: UploadJob, wire: Wire, details: Fields) -> None:
+        if job.request.thumbnail:
+            with LocalFile(job.request.thumbnail) as picture:
+                answer = self.authorized(wire, lambda login: self._phase(wire, login, "finish", details, picture))
+        else:
+            answer = self.authorized(wire, lambda login: self._phase(wire, login, "finish", details))
+        if answer.get("success") is not True:
+            raise UploadError("Facebook did not publish the video")
+
+    def _phase(
+        self, wire: Wire, login: Login, phase: str, fields: Fields, picture: Optional[LocalFile] = None
+    ) -> Dict[str, Any]:
+        part = picture.whole() if picture is not None else None
+        return wire.run(lambda: self._phase_once(wire, login, phase, fields, "thumb", picture, part))
+
+    def _phase_once(
+        self,
+        wire: Wire,
+        login: Login,
+        phase: str,
+        fields: Fields,
+        file_field: str,
+        file: Optional[LocalFile],
+        part: Optional[FilePart],
+    ) -> Dict[str, Any]:
+        whole: List[Tuple[str, str]] = [("access_token", login.access), ("upload_phase", phase), *fields]
+        body = Multipart(whole, file_field, file.name if file is not None else "", part)
+        return read(wire.exchange("POST", self.address("facebookGraphVideo") + "/me/videos", body=body), NAME)
+
+    def _get(self, wire: Wire, address: str, query: Mapping[str, str], repeatable: bool = True) -> Dict[str, Any]:
+        return wire.run(lambda: read(wire.exchange("GET", address + "?" + urlencode(query)), NAME), repeatable)

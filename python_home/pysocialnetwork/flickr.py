@@ -1,0 +1,235 @@
+"""Flickr: login by OAuth 1.0a, signed multipart upload, and tickets that tell when the video is ready."""
+
+from __future__ import annotations
+
+import hmac
+import time
+import xml.etree.ElementTree
+from typing import Any, Dict, Mapping, Tuple
+from urllib.parse import parse_qs, urlencode
+
+from .bodies import LocalFile, Multipart
+from .connection import Answer
+from .errors import Refused, TokenInvalid, Transient, UploadError
+from .job import UploadJob, VideoRequest
+from .login import Login, require_token
+from .oauth1 import authorization, signed_fields
+from .oauth2 import single_values
+from .replies import json_object, member, text_member
+from .texts import chosen_privacy, split_tags
+from .uploader import ACCEPTED, NOT_USABLE, Account, Uploader as BaseUploader
+from .wire import Wire
+
+# is_public, is_friend, is_family
+PRIVACY = {
+    "public": "100",
+    "friends": "010",
+    "family": "001",
+    "friends_family": "011",
+    "private": "000",
+}
+
+LONGEST_TITLE = 255
+
+TICKET_RUNNING, TICKET_READY = "0", "1"
+
+# Error numbers of the API.
+TOKEN_ERRORS = frozenset(("98", "99"))
+PASSING_ERRORS = frozenset(("105", "106"))
+
+
+class Uploader(BaseUploader):
+    platform = "flickr"
+
+    # Seconds between two looks at a ticket, and how long at most the service may need. Tests shorten them.
+    first_look = 1.0
+    longest_look = 15.0
+    longest_wait = 3600.0
+
+    def __init__(self) -> None:
+        super().__init__()
+        self._pending: Tuple[str, str] = ("", "")
+
+    def _login_url(self) -> str:
+        self.require_app()
+        with self.calling() as wire:
+            answer = self._handshake(wire, "/request_token", {"oauth_callback": self.redirect_url}, ("", ""))
+        if answer.get("oauth_callback_confirmed") != "true":
+            raise UploadError("Flickr did not accept the redirect address")
+        self._pending = token_pair(answer)
+        self.keep_secret(self._pending[1])
+        query = urlencode({"oauth_token": self._pending[0], "perms": "write"})
+        return self.address("flickrOauth") + "/authorize?" + query
+
+    def _finish_login(self, url: str) -> int:
+        query = single_values(url)
+        if not query.keys() & {"oauth_verifier", "error", "denied"}:
+            self._fail("the redirect address carries no verifier yet")
+            return NOT_USABLE
+        if not self._pending[0]:
+            raise UploadError("no login has been begun")
+        if "oauth_verifier" not in query:
+            self._pending = ("", "")
+            raise UploadError("the login was refused")
+        if not hmac.compare_digest(query.get("oauth_token", "").encode("utf-8"), self._pending[0].encode("utf-8")):
+            raise UploadError("the redirect address belongs to another login (its token differs)")
+        pending, self._pending = self._pending, ("", "")
+        self.keep_secret(query["oauth_verifier"])
+        with self.calling() as wire:
+            answer = self._handshake(wire, "/access_token", {"oauth_verifier": query["oauth_verifier"]}, pending)
+        token, secret = token_pair(answer)
+        name = answer.get("fullname", "") or answer.get("username", "")
+        self.set_login(
+            Login(self.platform, token, secret=secret, user_id=answer.get("user_nsid", ""), user_name=name)
+        )
+        return ACCEPTED
+
+    def _read_account(self, wire: Wire) -> Account:
+        status = self.authorized(wire, lambda login: self._rest(wire, login, "flickr.people.getUploadStatus", {}))
+        bandwidth = member(status, "user", "bandwidth")
+        unlimited = text_member(bandwidth, "unlimited") == "1"
+        remaining = text_member(bandwidth, "remainingkb")
+        return Account(space=int(remaining) // 1024 if not unlimited and remaining.isdecimal() else 0)
+
+    def _upload(self, job: UploadJob, wire: Wire) -> str:
+        request = job.request
+        fields = self._fields(request)
+        self.leave_out("category", request.category)
+        self.leave_out("thumbnail", request.thumbnail)
+        with LocalFile(request.path) as video:
+            ticket = self.authorized(wire, lambda login: self._post(job, wire, login, video, fields))
+        photo = self._wait_for(wire, ticket)
+        login = self.login
+        return "https://www.flickr.com/photos/%s/%s" % (login.user_id if login is not None else "me", photo)
+
+    def _fields(self, request: VideoRequest) -> Dict[str, str]:
+        seen_by = chosen_privacy(request.privacy, PRIVACY)
+        fields = {
+            "title": request.title[:LONGEST_TITLE],
+            "description": request.description,
+            "tags": " ".join('"%s"' % tag.replace('"', "") if " " in tag else tag for tag in split_tags(request.tags)),
+            "is_public": seen_by[0],
+            "is_friend": seen_by[1],
+            "is_family": seen_by[2],
+            "async": "1",
+        }
+        return {name: value for name, value in fields.items() if value}
+
+    def _post(self, job: UploadJob, wire: Wire, login: Login, video: LocalFile, fields: Mapping[str, str]) -> str:
+        """The upload can't be resumed. It is sent again only where the service cannot have had all of it, since it
+        would make a second video otherwise."""
+        url = self.address("flickrUpload")
+
+        def attempt() -> str:
+            sent = [0]
+
+            def on_sent(position: int) -> None:
+                sent[0] = position
+                job.progress(position, video.size)
+
+            header = authorization(signed_fields("POST", url, fields, self._app(), (login.access, login.secret)))
+            body = Multipart(list(fields.items()), "photo", video.name, video.part(0, video.size, on_sent))
+            try:
+                return ticket_of(wire.exchange("POST", url, header, body))
+            except Transient as trouble:
+                if sent[0] < video.size:
+                    trouble.unprocessed = True
+                raise
+
+        return wire.run(attempt, repeatable=False)
+
+    def _wait_for(self, wire: Wire, ticket: str) -> str:
+        pause, end = self.first_look, time.monotonic() + self.longest_wait
+        while True:
+            answer = self.authorized(
+                wire, lambda login: self._rest(wire, login, "flickr.photos.upload.checkTickets", {"tickets": ticket})
+            )
+            state = ticket_state(answer, ticket)
+            complete = text_member(state, "complete")
+            if complete == TICKET_READY and text_member(state, "photoid"):
+                return text_member(state, "photoid")
+            if complete != TICKET_RUNNING:
+                raise UploadError("Flickr could not make a video of the file")
+            if time.monotonic() >= end:
+                raise UploadError("Flickr has not made a video of the file in time")
+            wire.stop.wait(pause)
+            pause = min(self.longest_look, pause * 1.5)
+
+    def _rest(self, wire: Wire, login: Login, method: str, arguments: Mapping[str, str]) -> Dict[str, Any]:
+        service = self.address("flickrRest")
+        fields = {"method": method, "format": "json", "nojsoncallback": "1", **arguments}
+
+        def attempt() -> Dict[str, Any]:
+            oauth = signed_fields("GET", service, fields, self._app(), (login.access, login.secret))
+            answer = wire.exchange("GET", service + "?" + urlencode({**fields, **oauth}))
+            content = json_object(answer)
+            if content.get("stat") != "ok":
+                raise failure(answer, text_member(content, "code"), text_member(content, "message"))
+            return content
+
+        return wire.run(attempt)
+
+    def _handshake(
+        self, wire: Wire, path: str, fields: Mapping[str, str], token: Tuple[str, str]
+    ) -> Dict[str, str]:
+        url = self.address("flickrOauth") + path
+
+        def attempt() -> Dict[str, str]:
+            oauth = signed_fields("GET", url, fields, self._app(), token)
+            answer = wire.exchange("GET", url + "?" + urlencode(oauth))
+            if answer.status != 200:
+                raise failure(answer)
+            return form_answer(answer)
+
+        return wire.run(attempt)
+
+    def _app(self) -> Tuple[str, str]:
+        self.require_app(with_redirect=False)
+        return self.app_key, self.app_secret
+
+
+def form_answer(answer: Answer) -> Dict[str, str]:
+    try:
+        fields = parse_qs(answer.body.decode("utf-8"), max_num_fields=64)
+    except ValueError:
+        return {}
+    return {name: values[0] for name, values in fields.items()}
+
+
+def token_pair(answer: Mapping[str, str]) -> Tuple[str, str]:
+    return require_token(answer.get("oauth_token")), require_token(answer.get("oauth_token_secret"))
+
+
+def ticket_of(answer: Answer) -> str:
+    # An answer of the service needs no entities, and they could blow it up.
+    if answer.status != 200 or b"<!" in answer.body:
+        raise failure(answer)
+    try:
+        reply = xml.etree.ElementTree.fromstring(answer.body)
+    except xml.etree.ElementTree.ParseError:
+        raise UploadError("Flickr's answer to the upload is no XML") from None
+    problem = reply.find("err")
+    if problem is not None:
+        raise failure(answer, problem.get("code", ""), problem.get("msg", ""))
+    ticket = (reply.findtext("ticketid") or "").strip()
+    if reply.get("stat") != "ok" or not ticket:
+        raise UploadError("Flickr's answer to the upload has no ticket")
+    return ticket
+
+
+def ticket_state(answer: Mapping[str, Any], ticket: str) -> Any:
+    found = member(answer, "uploader", "ticket")
+    if not isinstance(found, list):
+        return None
+    return next((entry for entry in found if text_member(entry, "id") == ticket), None)
+
+
+def failure(answer: Answer, code: str = "", message: str = "") -> UploadError:
+    """From the API's number and text, or from the problem that OAuth reports as a form."""
+    problem = form_answer(answer).get("oauth_problem", "")
+    text = "Flickr: " + (message or problem or "status %d" % answer.status)
+    if code in TOKEN_ERRORS or problem in ("token_rejected", "token_revoked", "token_expired"):
+        return TokenInvalid(text)
+    if code in PASSING_ERRORS:
+        return Transient(text)
+    return Refused(text, answer.status)

@@ -1,0 +1,170 @@
+"""Instagram: a container, the resumable upload into it, its state, and its publication as a reel."""
+
+from __future__ import annotations
+
+import time
+from dataclasses import replace
+from typing import Any, Dict, Mapping, Optional
+from urllib.parse import quote, urlencode
+
+from .bodies import LocalFile, form
+from .errors import Refused, Transient, UploadError
+from .graph import read
+from .job import UploadJob, VideoRequest
+from .login import Login, expiry, require_token
+from .oauth2 import OAuth2Uploader
+from .replies import json_object, member, required_text, text_member
+from .texts import split_tags
+from .wire import Wire
+
+NAME = "Instagram"
+VERSION = "/v21.0/"
+
+LONGEST_CAPTION = 2200
+MOST_TAGS = 30
+
+DAY = 24 * 3600
+# A token lives sixty days and can be renewed once it is a day old, but never after its end.
+RENEWED_BEFORE_END = 10 * DAY
+
+
+class Uploader(OAuth2Uploader):
+    platform = "instagram"
+    login_service = "instagramLogin"
+    scope = "instagram_business_basic,instagram_business_content_publish"
+
+    # Seconds between two looks at a container, and how long at most the service may need. Tests shorten them.
+    first_look = 2.0
+    longest_look = 30.0
+    longest_wait = 3600.0
+
+    def _exchange_code(self, wire: Wire, code: str, verifier: str) -> Login:
+        fields = {
+            "client_id": self.app_key, "client_secret": self.app_secret, "grant_type": "authorization_code",
+            "redirect_uri": self.redirect_url, "code": code,
+        }
+        address = self.address("instagramToken")
+        first = wire.run(lambda: read(wire.exchange("POST", address, body=form(fields)), NAME), repeatable=False)
+        # The service answers with the object or with a list of one.
+        wrapped = first.get("data")
+        short = wrapped[0] if isinstance(wrapped, list) and wrapped else first
+        short_token = require_token(member(short, "access_token"))
+        self.keep_secret(short_token)
+        answer = self._get(wire, "/access_token", {
+            "grant_type": "ig_exchange_token", "client_secret": self.app_secret, "access_token": short_token,
+        })
+        token = require_token(answer.get("access_token"))
+        self.keep_secret(token)
+        me = self._get(wire, VERSION + "me", {"fields": "user_id,username", "access_token": token})
+        return Login(
+            self.platform, token, expires=expiry(answer), obtained=int(time.time()),
+            user_id=required_text(me, "user_id"), user_name=text_member(me, "username"),
+        )
+
+    def _wants_renewal(self, login: Login) -> bool:
+        return renewable(login) and login.has_expired(RENEWED_BEFORE_END)
+
+    def _renew(self, wire: Wire, login: Login) -> Optional[Login]:
+        if not renewable(login):
+            return None
+        query = {"grant_type": "ig_refresh_token", "access_token": login.access}
+        try:
+            answer = self._get(wire, "/refresh_access_token", query)
+        except Refused:
+            return None  # the token itself is still good
+        return replace(
+            login, access=require_token(answer.get("access_token")), expires=expiry(answer), obtained=int(time.time())
+        )
+
+    def _upload(self, job: UploadJob, wire: Wire) -> str:
+        request = job.request
+        # Who sees a reel is a setting of the account.
+        self.leave_out("privacy of a single video", request.privacy)
+        self.leave_out("category", request.category)
+        self.leave_out("thumbnail from a file", request.thumbnail)
+        with LocalFile(request.path) as video:
+            container = self.authorized(wire, lambda login: self._make_container(wire, login, request))
+            self._send(job, wire, video, container)
+        self._wait_for(wire, container)
+        published = self.authorized(wire, lambda login: self._publish(wire, login, container))
+        seen = self.authorized(wire, lambda login: self._look(wire, login, published, "permalink"))
+        return text_member(seen, "permalink") or published
+
+    def _make_container(self, wire: Wire, login: Login, request: VideoRequest) -> str:
+        fields = {
+            "media_type": "REELS", "upload_type": "resumable", "caption": caption(request), "access_token": login.access,
+        }
+        # A container that is never published ends by itself, so a second one does no harm.
+        return required_text(self._post(wire, login.user_id + "/media", fields), "id")
+
+    def _send(self, job: UploadJob, wire: Wire, video: LocalFile, container: str) -> None:
+        address = self.address("instagramUpload") + "/" + quote(container, safe="")
+
+        def send(offset: int) -> int:
+            part = video.part(offset, video.size - offset, lambda position: job.progress(position, video.size))
+            self.authorized(wire, lambda login: self._send_once(wire, login, address, offset, video.size, part))
+            return video.size
+
+        def ask(offset: int) -> int:
+            fields = "status_code,status,video_status"
+            state = self.authorized(wire, lambda login: self._look_once(wire, login, container, fields))
+            reached = member(state, "video_status", "uploading_phase", "bytes_transferred")
+            return reached if isinstance(reached, int) and not isinstance(reached, bool) else 0
+
+        wire.transfer(0, video.size, send, ask)
+
+    def _send_once(self, wire: Wire, login: Login, address: str, offset: int, size: int, part: Any) -> None:
+        headers = {"Authorization": "OAuth " + login.access, "offset": str(offset), "file_size": str(size)}
+        answer = wire.exchange("POST", address, headers, part)
+        if member(json_object(answer), "debug_info", "retriable") is True:
+            raise Transient("Instagram lost the upload's connection")
+        if read(answer, NAME).get("success") is not True:
+            raise UploadError("Instagram did not take the video")
+
+    def _wait_for(self, wire: Wire, container: str) -> None:
+        pause, end = self.first_look, time.monotonic() + self.longest_wait
+        while True:
+            state = self.authorized(wire, lambda login: self._look(wire, login, container, "status_code,status"))
+            code = text_member(state, "status_code")
+            if code == "FINISHED":
+                return
+            if code != "IN_PROGRESS":
+                raise UploadError("Instagram could not use the video: " + (text_member(state, "status") or code))
+            if time.monotonic() >= end:
+                raise UploadError("Instagram has not got the video ready in time")
+            wire.stop.wait(pause)
+            pause = min(self.longest_look, pause * 1.5)
+
+    def _publish(self, wire: Wire, login: Login, container: str) -> str:
+        fields = {"creation_id": container, "access_token": login.access}
+        # Published twice it would be there twice.
+        return required_text(self._post(wire, login.user_id + "/media_publish", fields, repeatable=False), "id")
+
+    def _look(self, wire: Wire, login: Login, name: str, fields: str) -> Dict[str, Any]:
+        return wire.run(lambda: self._look_once(wire, login, name, fields))
+
+    def _look_once(self, wire: Wire, login: Login, name: str, fields: str) -> Dict[str, Any]:
+        query = urlencode({"fields": fields, "access_token": login.access})
+        return read(wire.exchange("GET", self._graph(VERSION + quote(name, safe="")) + "?" + query), NAME)
+
+    def _get(self, wire: Wire, path: str, query: Mapping[str, str]) -> Dict[str, Any]:
+        address = self._graph(path) + "?" + urlencode(query)
+        return wire.run(lambda: read(wire.exchange("GET", address), NAME))
+
+    def _post(self, wire: Wire, path: str, fields: Mapping[str, str], repeatable: bool = True) -> Dict[str, Any]:
+        address = self._graph(VERSION + quote(path))
+        return wire.run(lambda: read(wire.exchange("POST", address, body=form(fields)), NAME), repeatable)
+
+    def _graph(self, path: str) -> str:
+        return self.address("instagramGraph") + path
+
+
+def renewable(login: Login) -> bool:
+    return not login.has_expired() and time.time() - login.obtained >= DAY
+
+
+def caption(request: VideoRequest) -> str:
+    """Title, description and hashtags in paragraphs, since a reel has nothing but a caption."""
+    words = ("".join(letter for letter in tag if letter.isalnum() or letter == "_") for tag in split_tags(request.tags))
+    hashtags = " ".join("#" + word for word in list(filter(None, words))[:MOST_TAGS])
+    return "\n\n".join(filter(None, (request.title, request.description, hashtags)))[:LONGEST_CAPTION]

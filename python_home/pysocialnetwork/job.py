@@ -1,0 +1,107 @@
+"""One upload on a thread of its own, from the host's request to its one closing event."""
+
+from __future__ import annotations
+
+import atexit
+import threading
+import time
+import weakref
+from dataclasses import dataclass
+from typing import Callable, Optional
+
+from . import hostcallback
+from .errors import Stopped, TokenInvalid, UploadError
+from .stopsignal import StopSignal
+
+# How long the end of the interpreter waits for uploads that it stops.
+EXIT_PATIENCE = 2.0
+
+
+@dataclass(frozen=True)
+class VideoRequest:
+    """What the host wants uploaded, as it says it. Texts may be empty but for the path."""
+
+    path: str
+    title: str
+    description: str
+    privacy: str
+    tags: str
+    category: str
+    thumbnail: str = ""
+
+
+class UploadJob:
+    """`work` returns the video's address. `report` is called on the job's thread: progress, then one closing event."""
+
+    def __init__(
+        self,
+        name: str,
+        request: VideoRequest,
+        work: Callable[[UploadJob], str],
+        report: Callable[[int, str], None],
+    ) -> None:
+        self.request = request
+        self.stop = StopSignal()
+        self._work = work
+        self._report = report
+        self._percent = -1
+        self._thread = threading.Thread(target=self._run, name="upload-" + name, daemon=True)
+
+    def start(self) -> None:
+        _running.add(self)
+        self._thread.start()
+
+    def join(self, seconds: Optional[float] = None) -> None:
+        self._thread.join(seconds)
+
+    def is_running(self) -> bool:
+        return self._thread.is_alive()
+
+    def progress(self, position: int, size: int) -> None:
+        """Only news is told, and 100 is kept for the end: the service still has work when all bytes are there."""
+        percent = min(99, position * 100 // size)
+        if percent > self._percent:
+            self._percent = percent
+            self._report(hostcallback.PROGRESS, str(percent))
+
+    def _run(self) -> None:
+        try:
+            address = self._work(self)
+            closing = (hostcallback.FINISHED, address)
+            self._report(hostcallback.PROGRESS, "100")
+        except Exception as error:  # the thread's boundary: whatever happened, the host hears of it
+            closing = self._failure(error)
+        self._report(*closing)
+        _running.discard(self)
+
+    def _failure(self, error: Exception) -> "tuple[int, str]":
+        if self.stop.is_set():
+            return hostcallback.ERROR, str(Stopped())
+        if isinstance(error, TokenInvalid):
+            return hostcallback.TOKEN_INVALID, str(error)
+        if isinstance(error, UploadError):
+            return hostcallback.ERROR, str(error)
+        return hostcallback.ERROR, unexpected(error)
+
+
+def unexpected(error: Exception) -> str:
+    """Names the place and not the text, which may hold anything."""
+    trace = error.__traceback__
+    while trace is not None and trace.tb_next is not None:
+        trace = trace.tb_next
+    place = "%s:%d" % (trace.tb_frame.f_globals.get("__name__"), trace.tb_lineno) if trace is not None else "nowhere"
+    return "unexpected %s at %s" % (type(error).__name__, place)
+
+
+_running: "weakref.WeakSet[UploadJob]" = weakref.WeakSet()
+
+
+@atexit.register
+def _stop_all() -> None:
+    """Lets uploads close their connections and tell their end before the interpreter goes."""
+    jobs = list(_running)
+    for job in jobs:
+        job.stop.set()
+    end = time.monotonic() + EXIT_PATIENCE
+    for job in jobs:
+        job.join(max(0.0, end - time.monotonic()))

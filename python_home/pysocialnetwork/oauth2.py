@@ -1,0 +1,88 @@
+"""Login by OAuth 2: the code flow with state, and with PKCE where the service takes it."""
+
+from __future__ import annotations
+
+import base64
+import hashlib
+import hmac
+import secrets
+from abc import abstractmethod
+from dataclasses import dataclass
+from typing import ClassVar, Dict, Mapping, Optional
+from urllib.parse import parse_qs, urlencode, urlsplit
+
+from .errors import UploadError
+from .login import Login
+from .uploader import ACCEPTED, NOT_USABLE, Uploader
+from .wire import Wire
+
+
+@dataclass(frozen=True)
+class PendingLogin:
+    """One login that waits for the browser. The verifier is empty without PKCE."""
+
+    state: str
+    verifier: str
+
+
+class OAuth2Uploader(Uploader):
+    login_service: ClassVar[str]
+    scope: ClassVar[str]
+    uses_pkce: ClassVar[bool] = False
+    extra_login_fields: ClassVar[Mapping[str, str]] = {}
+
+    def __init__(self) -> None:
+        super().__init__()
+        self._pending: Optional[PendingLogin] = None
+
+    @abstractmethod
+    def _exchange_code(self, wire: Wire, code: str, verifier: str) -> Login:
+        """The login that the code stands for; the code is good once."""
+
+    def _login_url(self) -> str:
+        self.require_app()
+        pending = PendingLogin(secrets.token_urlsafe(24), secrets.token_urlsafe(48) if self.uses_pkce else "")
+        fields = {
+            "client_id": self.app_key,
+            "redirect_uri": self.redirect_url,
+            "response_type": "code",
+            "scope": self.scope,
+            "state": pending.state,
+            **self.extra_login_fields,
+        }
+        if pending.verifier:
+            digest = hashlib.sha256(pending.verifier.encode("ascii")).digest()
+            fields["code_challenge"] = base64.urlsafe_b64encode(digest).decode("ascii").rstrip("=")
+            fields["code_challenge_method"] = "S256"
+        address = self.address(self.login_service)
+        self.keep_secret(pending.verifier)
+        self._pending = pending
+        return address + "?" + urlencode(fields)
+
+    def _finish_login(self, url: str) -> int:
+        query = single_values(url)
+        if not query.keys() & {"code", "error"}:
+            self._fail("the redirect address carries no code yet")
+            return NOT_USABLE
+        pending = self._pending
+        if pending is None:
+            raise UploadError("no login has been begun")
+        # Somebody else's address must not cost the user the login that is going on.
+        if not hmac.compare_digest(query.get("state", "").encode("utf-8"), pending.state.encode("ascii")):
+            raise UploadError("the redirect address belongs to another login (its state differs)")
+        self._pending = None
+        if "error" in query:
+            raise UploadError("the login was refused: " + (query.get("error_description") or query["error"]))
+        self.keep_secret(query["code"])
+        with self.calling() as wire:
+            self.set_login(self._exchange_code(wire, query["code"], pending.verifier))
+        return ACCEPTED
+
+
+def single_values(url: str) -> Dict[str, str]:
+    """Names of the query that come once, and not empty: one that comes twice means nothing."""
+    try:
+        fields = parse_qs(urlsplit(url.strip()).query, max_num_fields=64)
+    except ValueError:
+        return {}
+    return {name: values[0] for name, values in fields.items() if len(values) == 1}

@@ -1,0 +1,50 @@
+"""Reading answers in JSON without trusting their shape."""
+
+from __future__ import annotations
+
+import json
+from typing import Any, Dict
+
+from .connection import Answer
+from .errors import UploadError
+
+
+def json_object(answer: Answer) -> Dict[str, Any]:
+    """The object that the body is; an empty one for anything else."""
+    try:
+        value = json.loads(answer.body.decode("utf-8"))
+    except (ValueError, RecursionError):
+        return {}
+    return value if isinstance(value, dict) else {}
+
+
+def member(value: Any, *path: str) -> Any:
+    """What stands at the end of the path; None where it does not lead on."""
+    for name in path:
+        value = value.get(name) if isinstance(value, dict) else None
+    return value
+
+
+def text_member(value: Any, *path: str) -> str:
+    """A text, or a number as its decimal text; empty where there is neither."""
+    found = member(value, *path)
+    if isinstance(found, str):
+        return found
+    if isinstance(found, int) and not isinstance(found, bool):
+        return str(found)
+    return ""
+
+
+def required_text(value: Any, *path: str) -> str:
+    found = text_member(value, *path)
+    if not found:
+        raise UploadError("the service's answer lacks %s" % ".".join(path))
+    return found
+
+
+def required_number(value: Any, *path: str) -> int:
+    """A number that is not negative, also where it is written as text."""
+    text = text_member(value, *path)
+    if not (text.isascii() and text.isdigit() and len(text) < 20):
+        raise UploadError("the service's answer lacks %s" % ".".join(path))
+    return int(text)

@@ -1,0 +1,127 @@
+"""Twitch: a video is created, sent in numbered parts and completed.
+
+The service has withdrawn this from its public API; applications that may still use it are served, to others the
+service's refusal is told.
+"""
+
+from __future__ import annotations
+
+from dataclasses import replace
+from typing import Any, Dict, Mapping, Optional
+from urllib.parse import urlencode
+
+from .bodies import LocalFile, form
+from .connection import Answer
+from .errors import Refused, TokenInvalid
+from .job import UploadJob
+from .login import Login, expiry, require_token
+from .oauth2 import OAuth2Uploader
+from .replies import json_object, member, required_text, text_member
+from .texts import chosen_privacy, split_tags
+from .wire import Wire, require_same_safety
+
+PRIVACY = {"public": "public", "private": "private"}
+
+LONGEST_TITLE = 100
+GONE = 410
+
+# A part has 5 to 25 MiB, but for the last one.
+PART = 20 * 1024 * 1024
+
+
+class Uploader(OAuth2Uploader):
+    platform = "twitch"
+    login_service = "twitchLogin"
+    scope = "channel_editor"
+
+    def _exchange_code(self, wire: Wire, code: str, verifier: str) -> Login:
+        fields = {"grant_type": "authorization_code", "code": code, "redirect_uri": self.redirect_url}
+        answer = self._token(wire, fields, repeatable=False)
+        login = Login(
+            self.platform, require_token(answer.get("access_token")),
+            refresh=text_member(answer, "refresh_token"), expires=expiry(answer),
+        )
+        self.keep_secret(*login.secrets())
+        headers = {"Client-Id": self.app_key, "Authorization": "Bearer " + login.access}
+        address = self.address("twitchHelix") + "/users"
+        users = wire.run(lambda: read(wire.exchange("GET", address, headers)))
+        data = users.get("data")
+        user = data[0] if isinstance(data, list) and data else {}
+        # Channels are named after the user's login name.
+        name = required_text(user, "login")
+        return replace(login, user_id=name, user_name=text_member(user, "display_name") or name)
+
+    def _renew(self, wire: Wire, login: Login) -> Optional[Login]:
+        if not login.refresh:
+            return None
+        self.require_app(with_redirect=False)
+        answer = self._token(wire, {"grant_type": "refresh_token", "refresh_token": login.refresh})
+        return replace(
+            login, access=require_token(answer.get("access_token")), expires=expiry(answer),
+            refresh=text_member(answer, "refresh_token") or login.refresh,
+        )
+
+    def _token(self, wire: Wire, fields: Mapping[str, str], repeatable: bool = True) -> Dict[str, Any]:
+        body = form({"client_id": self.app_key, "client_secret": self.app_secret, **fields})
+        address = self.address("twitchToken")
+        return wire.run(lambda: read(wire.exchange("POST", address, body=body), login_call=True), repeatable)
+
+    def _revoke(self, wire: Wire, login: Login) -> None:
+        body = form({"client_id": self.app_key, "token": login.access})
+        address = self.address("twitchRevoke")
+        wire.run(lambda: read(wire.exchange("POST", address, body=body), login_call=True))
+
+    def _upload(self, job: UploadJob, wire: Wire) -> str:
+        request = job.request
+        viewable = chosen_privacy(request.privacy, PRIVACY)
+        self.leave_out("category", request.category)
+        self.leave_out("thumbnail", request.thumbnail)
+        with LocalFile(request.path) as video:
+            created = self.authorized(wire, lambda login: self._create(wire, login, job, viewable))
+            place = require_same_safety(self.address("twitchApi"), member(created, "upload", "url"))
+            token = required_text(created, "upload", "token")
+            self.keep_secret(token)
+            self._send(job, wire, video, place, token)
+        complete = place + "/complete?" + urlencode({"upload_token": token})
+        wire.run(lambda: read(wire.exchange("POST", complete)))
+        name = text_member(created, "video", "_id").lstrip("v")
+        return text_member(created, "video", "url") or "https://www.twitch.tv/videos/" + name
+
+    def _create(self, wire: Wire, login: Login, job: UploadJob, viewable: str) -> Dict[str, Any]:
+        request = job.request
+        query = urlencode({
+            "channel_name": login.user_id, "title": request.title[:LONGEST_TITLE], "description": request.description,
+            "tag_list": ",".join(split_tags(request.tags)), "viewable": viewable,
+        })
+        headers = {
+            "Accept": "application/vnd.twitchtv.v5+json",
+            "Client-ID": self.app_key,
+            "Authorization": "OAuth " + login.access,
+        }
+        address = self.address("twitchApi") + "/videos?" + query
+        # Done twice it would leave an empty video behind.
+        return wire.run(lambda: read(wire.exchange("POST", address, headers)), repeatable=False)
+
+    def _send(self, job: UploadJob, wire: Wire, video: LocalFile, place: str, token: str) -> None:
+        def send(offset: int) -> int:
+            length = min(PART, video.size - offset)
+            part = video.part(offset, length, lambda position: job.progress(position, video.size))
+            query = urlencode({"part": str(offset // PART + 1), "upload_token": token})
+            read(wire.exchange("PUT", place + "?" + query, body=part))
+            return offset + length
+
+        # Parts are taken whole or not at all, and may be sent again.
+        wire.transfer(0, video.size, send, ask=lambda offset: offset)
+
+
+def read(answer: Answer, login_call: bool = False) -> Dict[str, Any]:
+    """Of the calls that make a login, a refusal says nothing about a login that there is."""
+    content = json_object(answer)
+    if answer.status // 100 == 2:
+        return content
+    message = "Twitch: " + (text_member(content, "message") or "status %d" % answer.status)
+    if answer.status == GONE:
+        raise Refused("Twitch has withdrawn video uploads from its API (%s)" % message, answer.status)
+    if answer.status == 401 and not login_call:
+        raise TokenInvalid(message)
+    raise Refused(message, answer.status)

@@ -1,0 +1,405 @@
+"""What the library calls: the base of the six platforms.
+
+The library calls each method by name, on a thread of the host. A method that raised would count as good in some
+places, so none does: a failure is a neutral result and a text in `GetLastError`.
+"""
+
+from __future__ import annotations
+
+import threading
+import time
+from abc import ABC, abstractmethod
+from dataclasses import dataclass
+from typing import Any, Callable, ClassVar, List, Optional, Set, TypeVar
+from urllib.parse import urlsplit
+
+from . import hostcallback
+from .connection import TimeLimits
+from .errors import Refused, Stopped, TokenInvalid, UploadError
+from .hostcallback import HostCallback
+from .job import UploadJob, VideoRequest, unexpected
+from .login import SAFETY_SECONDS, Login
+from .retry import FOREGROUND, RetryPolicy
+from .services import Services
+from .stopsignal import StopSignal
+from .texts import LONGEST_KEY, LONGEST_USER_NAME, category_list, cut_bytes, message_for_host
+from .wire import Wire
+
+T = TypeVar("T")
+
+# Results of VerifyRedirectURL.
+ACCEPTED = 0
+NOT_USABLE = 1
+FAILED = 2
+
+NO_LOGIN = "error"
+
+# How long a service that did not tell about the account is not asked again, seconds.
+ACCOUNT_PAUSE = 30.0
+
+
+@dataclass(frozen=True)
+class Account:
+    """What a service grants: whether it takes high and standard definition, MiB that are free (0: not told)."""
+
+    hd: bool = True
+    sd: bool = True
+    space: int = 0
+    categories: "tuple[str, ...]" = ()
+
+
+class Uploader(ABC):
+    """The object behind one transfer of the host. Methods in the library's spelling are the library's protocol."""
+
+    platform: ClassVar[str]
+
+    # Tests shorten them.
+    job_policy = RetryPolicy()
+    job_limits = TimeLimits()
+    call_policy = FOREGROUND
+    call_limits = TimeLimits(connect=10.0, silence=20.0, answer=20.0)
+
+    def __init__(self) -> None:
+        self.app_key = ""
+        self.app_secret = ""
+        self.redirect_url = ""
+        self._brand = ""
+        self._callback = HostCallback()
+        self._lock = threading.Lock()
+        self._renewal = threading.Lock()
+        self._services: Optional[Services] = None
+        self._login: Optional[Login] = None
+        self._secrets: Set[str] = set()
+        self._last_error = ""
+        self._account: Optional[Account] = None
+        self._account_failed_at: Optional[float] = None
+        self._job: Optional[UploadJob] = None
+
+    # --- Settings
+
+    def SetCallback(self, capsule: Any) -> None:
+        self._callback.set_capsule(capsule)
+
+    def SetUserObj(self, user_object: int) -> None:
+        self._callback.user_object = user_object
+
+    def SetBrand(self, brand: str) -> None:
+        self._brand = "".join(letter for letter in brand if letter.isascii() and letter.isalnum())
+
+    def SetAppKey(self, key: str) -> None:
+        self.app_key = key.strip()
+
+    def SetAppSecret(self, secret: str) -> None:
+        self.app_secret = secret.strip()
+        self.keep_secret(self.app_secret)
+
+    def SetRedirectURL(self, url: str) -> None:
+        self.redirect_url = url.strip()
+
+    # --- Login
+
+    def GetLoginURL(self) -> str:
+        return self._guarded(self._login_url, "")
+
+    def VerifyRedirectURL(self, url: str) -> int:
+        return self._guarded(lambda: self._verify(url), FAILED)
+
+    def SetAccessToken(self, token: str) -> int:
+        return self._guarded(lambda: self._take_token(token), 0)
+
+    def GetAccessToken(self) -> str:
+        return self._guarded(self._token_text, NO_LOGIN)
+
+    def Logout(self) -> None:
+        self._guarded(self._log_out, None)
+
+    # --- What is known about the application and the user
+
+    def GetAppKey(self) -> str:
+        return cut_bytes(self.app_key, LONGEST_KEY)
+
+    def GetAppSecret(self) -> str:
+        return cut_bytes(self.app_secret, LONGEST_KEY)
+
+    def GetUserName(self) -> str:
+        login = self.login
+        return cut_bytes(login.user_name, LONGEST_USER_NAME) if login is not None else ""
+
+    def GetVideoCategories(self) -> str:
+        return category_list(self._known_account().categories)
+
+    def GetVideoHD(self) -> int:
+        return int(self._known_account().hd)
+
+    def GetVideoSD(self) -> int:
+        return int(self._known_account().sd)
+
+    def GetLimitSpace(self) -> int:
+        return max(0, min(self._known_account().space, 2**31 - 1))
+
+    def GetLastError(self) -> str:
+        with self._lock:
+            return self._last_error
+
+    # --- Work
+
+    def ShareLink(self, message: str, link: str, unused: str = "") -> None:
+        self._guarded(lambda: self._share_now(message, link), None)
+
+    def StartUpload(
+        self, path: str, title: str, description: str, privacy: str, tags: str, category: str, thumbnail: str = ""
+    ) -> None:
+        request = VideoRequest(path, title, description, privacy, tags, category, thumbnail)
+        previous = self._job
+        busy = previous is not None and previous.is_running() and not previous.stop.is_set()
+        job = UploadJob(self.platform, request, self._refuse_second if busy else self._upload_now, self._report)
+        if not busy:
+            self._job = job
+        try:
+            job.start()
+        except RuntimeError as error:
+            self._report(hostcallback.ERROR, "cannot start a thread: %s" % error)
+
+    def StopUpload(self) -> None:
+        if self._job is not None:
+            self._job.stop.set()
+
+    # --- What the platforms say
+
+    @abstractmethod
+    def _login_url(self) -> str:
+        """The address for the browser, which begins a new login."""
+
+    @abstractmethod
+    def _finish_login(self, url: str) -> int:
+        """`url` begins with the redirect address. Sets `login`; the result is that of VerifyRedirectURL."""
+
+    @abstractmethod
+    def _upload(self, job: UploadJob, wire: Wire) -> str:
+        """Uploads the video and returns its address. Runs on the job's thread."""
+
+    def _renew(self, wire: Wire, login: Login) -> Optional[Login]:
+        """A login with a fresh token; None where the platform can't renew this one."""
+        return None
+
+    def _read_account(self, wire: Wire) -> Account:
+        return Account()
+
+    def _share(self, wire: Wire, message: str, link: str) -> None:
+        raise UploadError("%s takes no links" % self.platform)
+
+    def _revoke(self, wire: Wire, login: Login) -> None:
+        """Ends the login at the service, where that can be done."""
+
+    # --- For the platforms
+
+    @property
+    def login(self) -> Optional[Login]:
+        with self._lock:
+            return self._login
+
+    def set_login(self, login: Optional[Login]) -> None:
+        with self._lock:
+            self._login = login
+            self._account = None
+            self._account_failed_at = None
+            if login is not None:
+                self._secrets.update(login.secrets())
+
+    def keep_secret(self, *secrets: str) -> None:
+        """These never appear in a text for the host."""
+        with self._lock:
+            self._secrets.update(secrets)
+
+    def address(self, key: str) -> str:
+        if self._services is None:
+            self._services = Services.from_environment()
+        return self._services.address(key)
+
+    def calling(self) -> Wire:
+        """For calls that the host waits for."""
+        return Wire(StopSignal(), self.call_policy, self.call_limits, self._agent(), self._debug)
+
+    def authorized(self, wire: Wire, call: Callable[[Login], T]) -> T:
+        """Makes a call with the login; once more with a renewed one when the service does not take it."""
+        login = self._usable_login(wire)
+        try:
+            return call(login)
+        except TokenInvalid:
+            renewed = self._renewed(wire, login)
+            if renewed is None:
+                raise
+        return call(renewed)
+
+    def afterwards(self, what: str, operation: Callable[[], None]) -> None:
+        """A step on a video that is there already: a refusal is told, but does not make the upload a failure."""
+        try:
+            operation()
+        except (Stopped, TokenInvalid):
+            raise
+        except UploadError as error:
+            self._debug(self._fail("the video is uploaded, but without its %s: %s" % (what, error)))
+
+    def leave_out(self, what: str, value: str) -> None:
+        """Tells that the platform has no place for what the host gave."""
+        if value:
+            self._debug("%s takes no %s" % (self.platform, what))
+
+    def require_app(self, with_redirect: bool = True) -> None:
+        if not self.app_key or not self.app_secret:
+            raise UploadError("the application's key and secret are not set")
+        if with_redirect and not self.redirect_url:
+            raise UploadError("the application's redirect address is not set")
+
+    # --- Behind the protocol
+
+    def _verify(self, url: str) -> int:
+        if not same_place(url, self.redirect_url):
+            self._fail("this is not the redirect address yet")
+            return NOT_USABLE
+        return self._finish_login(url)
+
+    def _take_token(self, text: str) -> int:
+        login = Login.from_text(text, self.platform)
+        self.set_login(login)
+        if login.has_expired(SAFETY_SECONDS) or self._wants_renewal(login):
+            with self.calling() as wire:
+                self._usable_login(wire)
+        return 1
+
+    def _wants_renewal(self, login: Login) -> bool:
+        return False
+
+    def _token_text(self) -> str:
+        login = self.login
+        if login is None:
+            raise UploadError("nobody is signed in")
+        if login.has_expired() and not login.refresh:
+            raise UploadError("the login has expired")
+        return login.to_text()
+
+    def _log_out(self) -> None:
+        login = self.login
+        self.set_login(None)
+        if login is not None:
+            with self.calling() as wire:
+                self._revoke(wire, login)
+
+    def _share_now(self, message: str, link: str) -> None:
+        with self.calling() as wire:
+            self._share(wire, message, link)
+
+    def _known_account(self) -> Account:
+        with self._lock:
+            known, failed_at = self._account, self._account_failed_at
+        if known is not None:
+            return known
+        if self.login is None or (failed_at is not None and time.monotonic() - failed_at < ACCOUNT_PAUSE):
+            return Account()
+        account = self._guarded(self._ask_account, None)
+        with self._lock:
+            self._account = account
+            self._account_failed_at = time.monotonic()
+        return account or Account()
+
+    def _ask_account(self) -> Optional[Account]:
+        with self.calling() as wire:
+            return self._read_account(wire)
+
+    def _usable_login(self, wire: Wire) -> Login:
+        login = self.login
+        if login is None:
+            raise TokenInvalid("nobody is signed in")
+        if not login.has_expired(SAFETY_SECONDS) and not self._wants_renewal(login):
+            return login
+        renewed = self._renewed(wire, login)
+        if renewed is not None:
+            return renewed
+        if login.has_expired():
+            self._forget(login)
+            raise TokenInvalid("the login has expired; sign in again")
+        return login
+
+    def _renewed(self, wire: Wire, stale: Login) -> Optional[Login]:
+        # Some services take a refresh token only once, so that two threads must not use the same one.
+        if not self._renewal.acquire(timeout=self.call_limits.answer):
+            raise UploadError("the login is being renewed")
+        try:
+            current = self.login
+            if current is not None and current.access != stale.access:
+                return current
+            try:
+                renewed = self._renew(wire, stale)
+            except Refused as error:
+                self._forget(stale)
+                raise TokenInvalid("the login cannot be renewed; sign in again (%s)" % error) from None
+            if renewed is not None:
+                self.set_login(renewed)
+                self._debug("the login was renewed")
+            return renewed
+        finally:
+            self._renewal.release()
+
+    def _forget(self, login: Login) -> None:
+        current = self.login
+        if current is not None and current.access == login.access:
+            self.set_login(None)
+
+    def _upload_now(self, job: UploadJob) -> str:
+        login = self.login
+        try:
+            with Wire(job.stop, self.job_policy, self.job_limits, self._agent(), self._debug) as wire:
+                return self._upload(job, wire)
+        except TokenInvalid:
+            if login is not None and not job.stop.is_set():
+                self._forget(self.login or login)
+            raise
+
+    def _refuse_second(self, job: UploadJob) -> str:
+        raise UploadError("an upload is running already")
+
+    def _report(self, event: int, text: str) -> None:
+        if event in (hostcallback.ERROR, hostcallback.TOKEN_INVALID):
+            text = self._fail(text)
+        self._callback.emit(event, text)
+
+    def _debug(self, text: str) -> None:
+        self._callback.emit(hostcallback.DEBUG, self._masked(text))
+
+    def _guarded(self, operation: Callable[[], T], failed: T) -> T:
+        with self._lock:
+            self._last_error = ""
+        try:
+            return operation()
+        except UploadError as error:
+            self._fail(str(error))
+        except Exception as error:  # the library takes a raised exception for success in places
+            self._fail(unexpected(error))
+        return failed
+
+    def _fail(self, text: str) -> str:
+        masked = self._masked(text)
+        with self._lock:
+            self._last_error = masked
+        return masked
+
+    def _masked(self, text: str) -> str:
+        with self._lock:
+            secrets: List[str] = list(self._secrets)
+        return message_for_host(text, secrets)
+
+    def _agent(self) -> str:
+        return (self._brand + " " if self._brand else "") + "media-transfer/1.0"
+
+
+def same_place(url: str, redirect_url: str) -> bool:
+    """Whether the browser has reached the redirect address, whatever query it carries."""
+    try:
+        reached, wanted = urlsplit(url.strip()), urlsplit(redirect_url)
+    except ValueError:
+        return False
+    return bool(redirect_url) and (reached.scheme.lower(), reached.netloc.lower(), reached.path or "/") == (
+        wanted.scheme.lower(),
+        wanted.netloc.lower(),
+        wanted.path or "/",
+    )

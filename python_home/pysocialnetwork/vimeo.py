@@ -1,0 +1,187 @@
+"""Vimeo: videos by the tus protocol, details by the API of version 3.4."""
+
+from __future__ import annotations
+
+import base64
+from typing import Any, Dict, Iterator, List, Mapping, Optional
+from urllib.parse import quote
+
+from .bodies import Body, FilePart, LocalFile, form, json_body
+from .connection import Answer
+from .errors import Refused, TokenInvalid, UploadError
+from .job import UploadJob
+from .login import Login, require_token
+from .oauth2 import OAuth2Uploader
+from .replies import json_object, member, required_text, text_member
+from .texts import chosen_privacy, split_tags
+from .uploader import Account
+from .wire import Wire, require_same_safety
+
+ACCEPT = "application/vnd.vimeo.*+json;version=3.4"
+
+PRIVACY = {
+    "public": "anybody",
+    "anybody": "anybody",
+    "unlisted": "unlisted",
+    "private": "nobody",
+    "nobody": "nobody",
+    "friends": "contacts",
+    "contacts": "contacts",
+    "disable": "disable",
+}
+
+LONGEST_TITLE = 128
+LONGEST_DESCRIPTION = 5000
+MOST_TAGS = 20
+
+# What one PATCH carries; after a broken connection at most this much is sent again.
+CHUNK = 32 * 1024 * 1024
+
+
+class Uploader(OAuth2Uploader):
+    platform = "vimeo"
+    login_service = "vimeoLogin"
+    scope = "public private create edit upload"
+
+    def _exchange_code(self, wire: Wire, code: str, verifier: str) -> Login:
+        pair = "%s:%s" % (self.app_key, self.app_secret)
+        headers = {"Accept": ACCEPT, "Authorization": "Basic " + base64.b64encode(pair.encode("utf-8")).decode("ascii")}
+        body = form({"grant_type": "authorization_code", "code": code, "redirect_uri": self.redirect_url})
+        address = self.address("vimeoToken")
+        answer = wire.run(lambda: read(wire.exchange("POST", address, headers, body)), repeatable=False)
+        return Login(
+            self.platform, require_token(answer.get("access_token")),
+            user_id=text_member(answer, "user", "uri"), user_name=text_member(answer, "user", "name"),
+        )
+
+    def _read_account(self, wire: Wire) -> Account:
+        me = self.authorized(wire, lambda login: self._call(wire, login, "GET", "/me"))
+        found = self.authorized(wire, lambda login: self._call(wire, login, "GET", "/categories"))
+        free = member(me, "upload_quota", "space", "free")
+        return Account(
+            hd=member(me, "upload_quota", "quota", "hd") is not False,
+            sd=member(me, "upload_quota", "quota", "sd") is not False,
+            space=free // (1024 * 1024) if isinstance(free, int) else 0,
+            categories=tuple(text_member(entry, "name") for entry in entries(found) if text_member(entry, "name")),
+        )
+
+    def _revoke(self, wire: Wire, login: Login) -> None:
+        self._call(wire, login, "DELETE", "/tokens")
+
+    def _upload(self, job: UploadJob, wire: Wire) -> str:
+        request = job.request
+        view = chosen_privacy(request.privacy, PRIVACY)
+        category = self._category_name(wire, request.category)
+        with LocalFile(request.path) as video:
+            created = self.authorized(wire, lambda login: self._create(wire, login, job, video.size, view))
+            link = require_same_safety(self.address("vimeoApi"), member(created, "upload", "upload_link"))
+            self._send(job, wire, video, link)
+        place = required_text(created, "uri")
+        self._describe(wire, place, split_tags(request.tags)[:MOST_TAGS], category)
+        if request.thumbnail:
+            self.afterwards("thumbnail", lambda: self._set_picture(wire, place, request.thumbnail))
+        return text_member(created, "link") or "https://vimeo.com/" + place.rsplit("/", 1)[-1]
+
+    def _create(self, wire: Wire, login: Login, job: UploadJob, size: int, view: str) -> Dict[str, Any]:
+        content = {
+            "upload": {"approach": "tus", "size": str(size)},
+            "name": job.request.title[:LONGEST_TITLE],
+            "description": job.request.description[:LONGEST_DESCRIPTION],
+            "privacy": {"view": view},
+        }
+        # Done twice it would leave an empty video behind.
+        return self._call(wire, login, "POST", "/me/videos", json_body(content), repeatable=False)
+
+    def _send(self, job: UploadJob, wire: Wire, video: LocalFile, link: str) -> None:
+        def send(offset: int) -> int:
+            length = min(CHUNK, video.size - offset)
+            part = TusPart(video.part(offset, length, lambda position: job.progress(position, video.size)))
+            answer = wire.exchange("PATCH", link, {"Tus-Resumable": "1.0.0", "Upload-Offset": str(offset)}, part)
+            if answer.status == 409:
+                return ask(offset)
+            if answer.status // 100 != 2:
+                raise refusal(answer)
+            return position_of(answer)
+
+        def ask(offset: int) -> int:
+            answer = wire.exchange("HEAD", link, {"Tus-Resumable": "1.0.0"})
+            if answer.status // 100 != 2:
+                raise refusal(answer)
+            return position_of(answer)
+
+        wire.transfer(0, video.size, send, ask)
+
+    def _category_name(self, wire: Wire, category: str) -> str:
+        """The last part of the category's address, which is what a video is given; the host says its title."""
+        wanted = category.strip().lower()
+        if not wanted:
+            return ""
+        found = self.authorized(wire, lambda login: self._call(wire, login, "GET", "/categories"))
+        for entry in entries(found):
+            name = text_member(entry, "uri").rsplit("/", 1)[-1]
+            if name and wanted in (name.lower(), text_member(entry, "name").lower()):
+                return name
+        raise UploadError("Vimeo has no category %r" % category)
+
+    def _describe(self, wire: Wire, place: str, tags: List[str], category: str) -> None:
+        if tags:
+            self.afterwards("tags", lambda: self._put(wire, place + "/tags", [{"name": tag} for tag in tags]))
+        if category:
+            self.afterwards("category", lambda: self._put(wire, place + "/categories", [{"category": category}]))
+
+    def _put(self, wire: Wire, path: str, content: Any) -> None:
+        self.authorized(wire, lambda login: self._call(wire, login, "PUT", path, json_body(content)))
+
+    def _set_picture(self, wire: Wire, place: str, path: str) -> None:
+        with LocalFile(path) as picture:
+            slot = self.authorized(wire, lambda login: self._call(wire, login, "POST", place + "/pictures"))
+            link = require_same_safety(self.address("vimeoApi"), slot.get("link"))
+            answer = wire.run(lambda: wire.exchange("PUT", link, body=picture.whole()))
+            if answer.status // 100 != 2:
+                raise refusal(answer)
+        uri = required_text(slot, "uri")
+        self.authorized(wire, lambda login: self._call(wire, login, "PATCH", uri, json_body({"active": True})))
+
+    def _call(
+        self, wire: Wire, login: Login, method: str, path: str, body: Optional[Body] = None, repeatable: bool = True
+    ) -> Dict[str, Any]:
+        headers = {"Accept": ACCEPT, "Authorization": "Bearer " + login.access}
+        address = self.address("vimeoApi") + quote(path, safe="/:")
+        return wire.run(lambda: read(wire.exchange(method, address, headers, body)), repeatable)
+
+
+class TusPart(Body):
+    """A stretch of the file under the content type that tus wants."""
+
+    def __init__(self, part: FilePart) -> None:
+        self._part = part
+        self.length = part.length
+        self.content_type = "application/offset+octet-stream"
+
+    def blocks(self) -> Iterator[bytes]:
+        return self._part.blocks()
+
+
+def read(answer: Answer) -> Dict[str, Any]:
+    if answer.status // 100 != 2:
+        raise refusal(answer)
+    return json_object(answer)
+
+
+def refusal(answer: Answer) -> UploadError:
+    content = json_object(answer)
+    said = text_member(content, "developer_message") or text_member(content, "error")
+    message = "Vimeo: " + (said or "status %d" % answer.status)
+    return TokenInvalid(message) if answer.status == 401 else Refused(message, answer.status)
+
+
+def position_of(answer: Answer) -> int:
+    text = (answer.header("Upload-Offset") or "").strip()
+    if not (text.isascii() and text.isdigit() and len(text) < 20):
+        raise UploadError("Vimeo does not tell how far the upload is")
+    return int(text)
+
+
+def entries(content: Mapping[str, Any]) -> List[Any]:
+    data = content.get("data")
+    return data if isinstance(data, list) else []

@@ -1,0 +1,152 @@
+"""What an upload or a call of the host uses to talk to a service: requests, retries and resumption."""
+
+from __future__ import annotations
+
+import time
+from typing import Any, Callable, Dict, Mapping, Optional, TypeVar
+from urllib.parse import urlsplit
+
+from .bodies import Body
+from .connection import Answer, Connection, Origin, TimeLimits, origin_of
+from .errors import Transient, UploadError
+from .retry import BUSY, UNPROCESSED, RetryPolicy, retry_after_seconds
+from .stopsignal import StopSignal
+
+T = TypeVar("T")
+
+
+class Wire:
+    """Belongs to one thread; only its stop signal is set by others. Close it at the end."""
+
+    def __init__(
+        self,
+        stop: StopSignal,
+        policy: RetryPolicy,
+        limits: TimeLimits,
+        agent: str,
+        debug: Callable[[str], None],
+    ) -> None:
+        self.stop = stop
+        self._policy = policy
+        self._limits = limits
+        self._agent = agent
+        self._debug = debug
+        self._tls: Any = None
+        self._idle: Dict[Origin, Connection] = {}
+
+    def __enter__(self) -> Wire:
+        return self
+
+    def __exit__(self, *unused: object) -> None:
+        for connection in self._idle.values():
+            connection.close()
+        self._idle.clear()
+
+    def exchange(
+        self, method: str, url: str, headers: Optional[Mapping[str, str]] = None, body: Optional[Body] = None
+    ) -> Answer:
+        """One try. Raises Transient when the connection breaks or the service is busy; redirections are answers."""
+        self.stop.check()
+        origin = origin_of(url)
+        started = time.monotonic()
+        connection = self._connection(origin)
+        try:
+            answer = connection.exchange(method, url, {"User-Agent": self._agent, **(headers or {})}, body)
+        except BaseException:
+            connection.close()
+            raise
+        if connection.reusable:
+            self._idle[origin] = connection
+        else:
+            connection.close()
+        # Paths and queries can hold secrets of the upload.
+        self._debug("%s %s: %d after %.1f s" % (method, origin.host, answer.status, time.monotonic() - started))
+        if answer.status in BUSY:
+            raise Transient(
+                "%s is busy (status %d)" % (origin.host, answer.status),
+                unprocessed=answer.status in UNPROCESSED,
+                retry_after=retry_after_seconds(answer.header("Retry-After")),
+            )
+        return answer
+
+    def run(self, attempt: Callable[[], T], repeatable: bool = True) -> T:
+        """Tries again after Transient; what is not repeatable only if the service did not work on it."""
+        failures = 0
+        while True:
+            try:
+                return attempt()
+            except Transient as trouble:
+                failures += 1
+                if not (repeatable or trouble.unprocessed):
+                    raise
+                self.pause(failures, trouble)
+
+    def pause(self, failures: int, trouble: Transient) -> None:
+        """Waits before the next try, or raises the trouble when there is to be none."""
+        seconds = self._policy.pause_after(failures, trouble.retry_after)
+        if seconds is None:
+            raise trouble
+        self._debug("%s; next try in %.1f s" % (trouble, seconds))
+        self.stop.wait(seconds)
+
+    def transfer(self, offset: int, size: int, send: Callable[[int], int], ask: Callable[[int], int]) -> None:
+        """Sends a file from `offset` to its end.
+
+        `send(offset)` sends the next part and returns how far the service is then. After a trouble `ask(offset)`
+        returns how far the service came, which may be before or after where the part began. Only news from beyond
+        the farthest point forgives earlier failures, so that a service that turns in circles is given up.
+        """
+        failures = 0
+        farthest = offset
+        asking = False
+        while offset < size:
+            try:
+                reached = ask(offset) if asking else send(offset)
+                if not 0 <= reached <= size:
+                    raise UploadError("the service tells a position outside the file")
+                if not asking and reached <= offset:
+                    raise Transient("the service did not take the part")
+            except Transient as trouble:
+                failures += 1
+                self.pause(failures, trouble)
+                asking = True
+                continue
+            asking = False
+            offset = reached
+            if offset > farthest:
+                farthest, failures = offset, 0
+
+    def _connection(self, origin: Origin) -> Connection:
+        idle = self._idle.pop(origin, None)
+        if idle is not None:
+            if not idle.is_stale():
+                return idle
+            idle.close()
+        tls = self._tls_context() if origin.scheme == "https" else None
+        connection = Connection(origin, self.stop, self._limits, tls)
+        try:
+            connection.open()
+        except BaseException:
+            connection.close()
+            raise
+        return connection
+
+    def _tls_context(self) -> Any:
+        if self._tls is None:
+            try:
+                import ssl
+            except ImportError:
+                raise UploadError("this Python has no ssl module, which https needs") from None
+            self._tls = ssl.create_default_context()
+            self._tls.minimum_version = ssl.TLSVersion.TLSv1_2
+        return self._tls
+
+
+def require_same_safety(service: str, address: object) -> str:
+    """An address that a service handed out for the upload, which must not be less protected than the service."""
+    if not isinstance(address, str):
+        raise UploadError("the service named no address for the upload")
+    origin = origin_of(address)
+    if urlsplit(service).scheme == "https" and origin.scheme != "https":
+        raise UploadError("the service named an unprotected address for the upload")
+    return address

@@ -1,0 +1,219 @@
+"""YouTube: videos by Google's resumable upload."""
+
+from __future__ import annotations
+
+import re
+from dataclasses import replace
+from typing import Any, Dict, List, Mapping, Optional
+from urllib.parse import urlencode
+
+from .bodies import Body, LocalFile, form, json_body
+from .connection import Answer, origin_of
+from .errors import Refused, TokenInvalid, Transient, UploadError
+from .job import UploadJob, VideoRequest
+from .login import Login, expiry, require_token
+from .oauth2 import OAuth2Uploader
+from .replies import json_object, member, required_text, text_member
+from .texts import chosen_privacy, cut_bytes, split_tags
+from .uploader import Account
+from .wire import Wire, require_same_safety
+
+PRIVACY = {"public": "public", "unlisted": "unlisted", "private": "private"}
+
+LONGEST_TITLE = 100
+LONGEST_DESCRIPTION_BYTES = 5000
+
+# Google wants multiples of 256 KiB, but for the last part.
+CHUNK = 8 * 1024 * 1024
+
+RESUME = 308
+PASSING_REASONS = frozenset(("rateLimitExceeded", "userRateLimitExceeded", "backendError"))
+
+
+class Uploader(OAuth2Uploader):
+    platform = "youtube"
+    login_service = "googleLogin"
+    scope = "https://www.googleapis.com/auth/youtube.upload https://www.googleapis.com/auth/youtube.readonly"
+    uses_pkce = True
+    # Only with both does Google give a refresh token again to somebody who has consented before.
+    extra_login_fields = {"access_type": "offline", "prompt": "consent"}
+
+    def _exchange_code(self, wire: Wire, code: str, verifier: str) -> Login:
+        fields = {"grant_type": "authorization_code", "code": code, "redirect_uri": self.redirect_url}
+        answer = self._token(wire, {**fields, "code_verifier": verifier}, repeatable=False)
+        login = Login(
+            self.platform, require_token(answer.get("access_token")),
+            refresh=text_member(answer, "refresh_token"), expires=expiry(answer),
+        )
+        self.keep_secret(*login.secrets())
+        channel = first_item(self._get(wire, login, "/channels", {"part": "snippet", "mine": "true"}))
+        return replace(login, user_id=text_member(channel, "id"), user_name=text_member(channel, "snippet", "title"))
+
+    def _renew(self, wire: Wire, login: Login) -> Optional[Login]:
+        if not login.refresh:
+            return None
+        self.require_app(with_redirect=False)
+        answer = self._token(wire, {"grant_type": "refresh_token", "refresh_token": login.refresh})
+        return replace(
+            login, access=require_token(answer.get("access_token")), expires=expiry(answer),
+            refresh=text_member(answer, "refresh_token") or login.refresh,
+        )
+
+    def _token(self, wire: Wire, fields: Mapping[str, str], repeatable: bool = True) -> Dict[str, Any]:
+        body = form({"client_id": self.app_key, "client_secret": self.app_secret, **fields})
+        address = self.address("googleToken")
+        return wire.run(lambda: read(wire.exchange("POST", address, body=body)), repeatable)
+
+    def _read_account(self, wire: Wire) -> Account:
+        return Account(categories=tuple(text_member(item, "snippet", "title") for item in self._categories(wire)))
+
+    def _revoke(self, wire: Wire, login: Login) -> None:
+        body = form({"token": login.refresh or login.access})
+        address = self.address("googleRevoke")
+        wire.run(lambda: read(wire.exchange("POST", address, body=body)))
+
+    def _upload(self, job: UploadJob, wire: Wire) -> str:
+        resource = self._resource(wire, job.request)
+        with LocalFile(job.request.path) as video:
+            session = self.authorized(wire, lambda login: self._open_session(wire, login, video, resource))
+            finished = self._send(job, wire, video, session)
+        name = required_text(finished, "id")
+        if job.request.thumbnail:
+            self.afterwards("thumbnail", lambda: self._set_thumbnail(wire, name, job.request.thumbnail))
+        return "https://www.youtube.com/watch?v=" + name
+
+    def _resource(self, wire: Wire, request: VideoRequest) -> Dict[str, Any]:
+        privacy = chosen_privacy(request.privacy, PRIVACY)
+        snippet: Dict[str, Any] = {
+            "title": request.title[:LONGEST_TITLE],
+            "description": cut_bytes(request.description, LONGEST_DESCRIPTION_BYTES),
+            "tags": split_tags(request.tags),
+        }
+        if request.category:
+            snippet["categoryId"] = self._category_id(wire, request.category)
+        return {"snippet": snippet, "status": {"privacyStatus": privacy}}
+
+    def _category_id(self, wire: Wire, category: str) -> str:
+        """The service wants the number; the host says the title or the number."""
+        wanted = category.strip().lower()
+        for item in self._categories(wire):
+            name = text_member(item, "id")
+            if name and wanted in (name.lower(), text_member(item, "snippet", "title").lower()):
+                return name
+        raise UploadError("YouTube has no category %r" % category)
+
+    def _categories(self, wire: Wire) -> List[Any]:
+        query = {"part": "snippet", "regionCode": "US"}
+        found = self.authorized(wire, lambda login: self._get(wire, login, "/videoCategories", query))
+        return [item for item in items(found) if member(item, "snippet", "assignable") is not False]
+
+    def _open_session(self, wire: Wire, login: Login, video: LocalFile, resource: Mapping[str, Any]) -> str:
+        service = self.address("youtubeUpload")
+        headers = {
+            **bearer(login),
+            "X-Upload-Content-Length": str(video.size),
+            "X-Upload-Content-Type": video.content_type,
+        }
+        address = service + "/videos?uploadType=resumable&part=snippet,status"
+
+        def attempt() -> Answer:
+            answer = wire.exchange("POST", address, headers, json_body(resource))
+            read(answer)
+            return answer
+
+        # A session that nothing is sent to leaves no video behind, so a second one does no harm.
+        session = require_same_safety(service, wire.run(attempt).header("Location"))
+        self.keep_secret(session)
+        return session
+
+    def _send(self, job: UploadJob, wire: Wire, video: LocalFile, session: str) -> Dict[str, Any]:
+        finished: Dict[str, Any] = {}
+
+        def put(content_range: str, body: Optional[Body]) -> int:
+            answer = self.authorized(wire, lambda login: self._put(wire, login, session, content_range, body))
+            if answer.status == RESUME:
+                return received(answer)
+            finished.update(json_object(answer))
+            return video.size
+
+        def send(offset: int) -> int:
+            end = min(offset + CHUNK, video.size)
+            part = video.part(offset, end - offset, lambda position: job.progress(position, video.size))
+            return put("bytes %d-%d/%d" % (offset, end - 1, video.size), part)
+
+        def ask(offset: int) -> int:
+            return put("bytes */%d" % video.size, None)
+
+        wire.transfer(0, video.size, send, ask)
+        if not finished:
+            raise UploadError("YouTube has all of the video but does not name it")
+        return finished
+
+    def _put(self, wire: Wire, login: Login, session: str, content_range: str, body: Optional[Body]) -> Answer:
+        headers = {**self._session_login(login, session), "Content-Range": content_range}
+        answer = wire.exchange("PUT", session, headers, body)
+        if answer.status in (404, 410):
+            raise UploadError("YouTube has given the upload up; start it again")
+        if answer.status != RESUME:
+            read(answer)
+        return answer
+
+    def _session_login(self, login: Login, session: str) -> Dict[str, str]:
+        """The session's address authorizes by itself, so that a foreign host need not see the token."""
+        return bearer(login) if origin_of(session) == origin_of(self.address("youtubeUpload")) else {}
+
+    def _set_thumbnail(self, wire: Wire, name: str, path: str) -> None:
+        address = self.address("youtubeUpload") + "/thumbnails/set?" + urlencode({"videoId": name})
+        with LocalFile(path) as picture:
+            self.authorized(
+                wire,
+                lambda login: wire.run(lambda: read(wire.exchange("POST", address, bearer(login), picture.whole()))),
+            )
+
+    def _get(self, wire: Wire, login: Login, path: str, query: Mapping[str, str]) -> Dict[str, Any]:
+        address = self.address("youtubeApi") + path + "?" + urlencode(query)
+        return wire.run(lambda: read(wire.exchange("GET", address, bearer(login))))
+
+
+def bearer(login: Login) -> Dict[str, str]:
+    return {"Authorization": "Bearer " + login.access}
+
+
+def read(answer: Answer) -> Dict[str, Any]:
+    content = json_object(answer)
+    if answer.status // 100 == 2:
+        return content
+    # The API tells an object, the token endpoint a word and its description.
+    said = text_member(content, "error", "message") or text_member(content, "error_description")
+    message = "YouTube: " + (said or text_member(content, "error") or "status %d" % answer.status)
+    if answer.status == 401 and isinstance(content.get("error"), dict):
+        raise TokenInvalid(message)
+    if answer.status == 403 and reasons(content) & PASSING_REASONS:
+        raise Transient(message)
+    raise Refused(message, answer.status)
+
+
+def reasons(content: Mapping[str, Any]) -> "set[str]":
+    errors = member(content, "error", "errors")
+    return {text_member(error, "reason") for error in errors} if isinstance(errors, list) else set()
+
+
+def received(answer: Answer) -> int:
+    """How many bytes the service has; without the header none yet."""
+    header = answer.header("Range")
+    if header is None:
+        return 0
+    match = re.fullmatch(r"(?:bytes=)?0-(\d{1,18})", header.strip())
+    if match is None:
+        raise UploadError("YouTube does not tell how far the upload is")
+    return int(match.group(1)) + 1
+
+
+def items(content: Mapping[str, Any]) -> List[Any]:
+    found = content.get("items")
+    return found if isinstance(found, list) else []
+
+
+def first_item(content: Mapping[str, Any]) -> Any:
+    found = items(content)
+    return found[0] if found else {}
