@@ -16,8 +16,10 @@ struct SentExchange {
   std::string url;
   int method = 0;
   std::map<std::string, std::string> headers;
+  int headerCalls = 0;  ///< how often this client was given headers
   std::string body;
-  bool watched = false;  ///< a progress callback was given
+  std::map<std::string, std::string> source;  ///< form field to path
+  bool watched = false;                       ///< a progress callback was given
 
   [[nodiscard]] std::string header(const std::string& name) const {
     const auto found = headers.find(name);
@@ -57,6 +59,8 @@ class ScriptedNetwork {
   std::vector<SentExchange> sent;
   /// Called with the number of each exchange, counted from 1, before it is answered.
   std::function<void(std::size_t)> onExchange = [](std::size_t) {};
+  /// Called in the midst of each exchange that is watched; false ends it as the real client does.
+  std::function<bool(KBL::IBsProgressCallback&)> onWatched = [](KBL::IBsProgressCallback&) { return true; };
 
  private:
   class Client final : public KBL::INetworkClient {
@@ -67,9 +71,12 @@ class ScriptedNetwork {
     void setConnectTimeout(int) override {}
     void setTotalTimeout(int) override {}
     void setLowSpeed(int, int) override {}
-    void setHeaders(const std::map<std::string, std::string>& headers) override { next_.headers = headers; }
+    void setHeaders(const std::map<std::string, std::string>& headers) override {
+      next_.headers = headers;
+      ++next_.headerCalls;
+    }
     void setBody(std::string body) override { next_.body = std::move(body); }
-    void setUploadSource(const std::map<std::string, std::string>&) override {}
+    void setUploadSource(const std::map<std::string, std::string>& source) override { next_.source = source; }
     void setBearerToken(const std::string&) override {}
     KBL::NetReply perform(const KBL::URL& url, int method, KBL::IBsResponseWriteCallback*, void*,
                           KBL::IBsProgressCallback* progress, void*) override {
@@ -78,6 +85,7 @@ class ScriptedNetwork {
       next_.watched = progress != nullptr;
       network_.sent.push_back(next_);
       network_.onExchange(network_.sent.size());
+      if (progress != nullptr && !network_.onWatched(*progress)) return stopped();
       KBL::NetReply answer = network_.replies.front();
       if (network_.replies.size() > 1) network_.replies.pop_front();
       return answer;
@@ -85,6 +93,13 @@ class ScriptedNetwork {
     void destroy() override { ::delete this; }
 
    private:
+    static KBL::NetReply stopped() {
+      KBL::NetReply answer;
+      answer.resultCode = -10007;
+      answer.errorMessage = "User cancelled!";
+      return answer;
+    }
+
     ScriptedNetwork& network_;
     SentExchange next_;
   };
