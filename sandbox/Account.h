@@ -6,7 +6,16 @@
 
 namespace sandbox {
 
-enum class Platform { youtube = 0, vimeo = 1, tiktok = 2, douyin = 3 };
+enum class Platform {
+  youtube = 0,
+  vimeo = 1,
+  tiktok = 2,
+  douyin = 3,
+  facebook = 4,
+  flickr = 5,
+  instagram = 6,
+  twitch = 7
+};
 
 // A made-up person who can sign in.
 struct User {
@@ -43,6 +52,7 @@ struct LoginSession {
   std::string id;
   Platform platform = Platform::youtube;
   std::string url;                  // the host's own address, when it gave one
+  bool byRedirect = false;          // ends at that address; the application gets its tokens for a code
   std::vector<std::string> scopes;  // empty when none were sent
   std::string openUrl;              // what a browser opens
   unsigned polls = 0;               // questions to the code endpoint so far

@@ -1,6 +1,7 @@
 #include "sandbox/Foreground.h"
 
 #include "sandbox/Sandbox.h"
+#include "sandbox/ScriptServicesFile.h"
 
 #include <chrono>
 #include <csignal>
@@ -52,6 +53,8 @@ int runInForeground(const SandboxOptions& options, const std::string& configFile
     Sandbox sandbox(options);
     output << "sandbox listening on " << sandbox.baseUrl() << '\n';
     if (!sandbox.caFile().empty()) output << "certificate authority: " << sandbox.caFile() << '\n';
+    const ScriptServicesFile services(sandbox, options.stateDir);
+    output << "script services: " << services.path() << '\n';
     if (configFile.empty()) {
       output << sandbox.cloudConfigJson();
     } else {

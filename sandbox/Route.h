@@ -32,6 +32,46 @@ enum class Route {
   instagramMedia,        // GET   a user's recent media
   mediaPicture,          // GET   a picture of any media service
   mediaVideo,            // GET   a video of any media service
+  facebookLogin,         // GET   the login page
+  facebookToken,         // GET   code -> token, short-lived token -> long-lived one
+  facebookProfile,       // GET
+  facebookFeed,          // POST  a post with a link
+  facebookPermissions,   // DELETE
+  facebookVideos,        // POST  all phases of a video upload
+  vimeoLogin,            // GET   the login page
+  vimeoToken,            // POST  code -> token
+  vimeoProfile,          // GET
+  vimeoCategories,       // GET
+  vimeoTokens,           // DELETE
+  vimeoVideos,           // POST  opens a video with its upload
+  vimeoUpload,           // HEAD and PATCH of the bytes
+  vimeoDetails,          // PUT, POST and PATCH of tags, categories and pictures
+  vimeoPicture,          // PUT   a thumbnail's bytes
+  googleLogin,           // GET   the login page
+  googleToken,           // POST  code or refresh token -> token
+  googleRevoke,          // POST
+  youtubeChannels,       // GET
+  youtubeThumbnail,      // POST
+  instagramLogin,        // GET   the login page
+  instagramToken,        // POST  code -> short-lived token
+  instagramLongToken,    // GET   short-lived token -> long-lived one, and its refresh
+  instagramProfile,      // GET
+  instagramContainer,    // POST  opens a container
+  instagramUpload,       // POST  the bytes
+  instagramStatus,       // GET   a container, or a published video
+  instagramPublish,      // POST
+  twitchLogin,           // GET   the login page
+  twitchToken,           // POST  code or refresh token -> token
+  twitchRevoke,          // POST
+  twitchUsers,           // GET
+  twitchVideos,          // POST  opens a video
+  twitchPart,            // PUT   one part
+  twitchComplete,        // POST
+  flickrRequestToken,    // GET and POST
+  flickrLogin,           // GET   the login page
+  flickrToken,           // GET and POST  verifier -> token
+  flickrMethods,         // GET   the methods of the REST endpoint
+  flickrUpload,          // POST  a photo or video
   inspection,            // everything below /sandbox/ (never disturbed by faults)
   unknown                // everything else; answered 404
 };

@@ -45,7 +45,7 @@ class Sandbox::Impl {
             options.stateDir, [this](const Json::Value& kept) { merge(kept); }, [this] { return kept(); }),
         tls(options.tls ? std::make_unique<TlsContext>(options.certificate) : nullptr),
         server(options.port, router, faults, log, tls.get(), options.receiveBuffer),
-        context{options, accounts, uploads, faults, log, state, {}, {}} {
+        context{options, accounts, grants, uploads, faults, log, state, {}, {}, {}} {
     context.baseUrl =
         std::string(options.tls ? "https" : "http") + "://127.0.0.1:" + std::to_string(server.port());
     state.load();
@@ -53,6 +53,8 @@ class Sandbox::Impl {
     for (const std::unique_ptr<Service>& service : services) {
       service->addTo(router);
       for (const auto& [key, path] : service->urlKeys()) context.cloudConfig[key] = context.baseUrl + path;
+      for (const auto& [key, path] : service->scriptKeys())
+        context.scriptServices[key] = context.baseUrl + path;
     }
     if (tls) authorityFile = writeAuthority(options.stateDir, tls->authorityPem());
     server.startListening();
@@ -93,6 +95,7 @@ class Sandbox::Impl {
 
   const SandboxOptions options;
   AccountBook accounts;
+  OauthGrants grants;
   UploadBook uploads;
   FaultBook faults;
   RequestLog log;
@@ -123,6 +126,12 @@ std::map<std::string, std::string> Sandbox::cloudConfig() const {
 }
 std::string Sandbox::cloudConfigJson() const {
   return impl_->context.cloudConfigJson();
+}
+std::map<std::string, std::string> Sandbox::scriptServices() const {
+  return impl_->context.scriptServices;
+}
+std::string Sandbox::scriptServicesJson() const {
+  return impl_->context.scriptServicesJson();
 }
 std::string Sandbox::caFile() const {
   return impl_->authorityFile;

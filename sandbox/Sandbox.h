@@ -44,6 +44,10 @@ class Sandbox {
   [[nodiscard]] std::map<std::string, std::string> cloudConfig() const;
   // The same as a JSON object, the form that `mediatransfer --cloud-config` reads.
   [[nodiscard]] std::string cloudConfigJson() const;
+  // Key -> URL of every service that the uploader scripts talk to; the keys are those of the scripts' table.
+  [[nodiscard]] std::map<std::string, std::string> scriptServices() const;
+  // The same as a JSON object, the form of the file that MEDIATRANSFER_SERVICES names.
+  [[nodiscard]] std::string scriptServicesJson() const;
   // PEM file of the authority that signed the certificate; empty without tls. Removed with the sandbox unless
   // it lies in a state folder.
   [[nodiscard]] std::string caFile() const;

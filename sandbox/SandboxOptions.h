@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <string>
 
@@ -24,6 +25,9 @@ struct SandboxOptions {
   Consent consent = Consent::automatic;
   unsigned pollsBeforeConsent = 0;               // automatic: so many polls are answered "pending" first
   std::string appSecret = "sandbox-app-secret";  // empty accepts any secret
+  std::string appId = "sandbox-app-id";          // of scripted platforms; empty accepts any
+  // Where logins of scripted platforms may end; empty accepts any web address. Nothing has to listen there.
+  std::string appRedirect = "http://localhost/mediatransfer/signed-in";
   // The account server's numbers for the platforms.
   std::map<int, Platform> platformNumbers = {
       {0, Platform::youtube}, {1, Platform::vimeo}, {2, Platform::tiktok}, {3, Platform::douyin}};
@@ -37,6 +41,11 @@ struct SandboxOptions {
       "Location";              // header name of a resumable session's address; HTTP/2 has "location"
   bool strictMetadata = true;  // refuse titles and privacy values that YouTube refuses
   bool hashUploads = true;     // off: benchmarks that measure the client alone
+
+  std::uint64_t facebookChunk = std::uint64_t{4} << 20;  // bytes that Facebook asks for at a time
+  unsigned ticketQuestions = 1;     // Flickr: questions that are answered "not yet" before the photo is there
+  unsigned containerQuestions = 1;  // Instagram: the same, before an uploaded container can be published
+  bool twitchUploadWithdrawn = false;  // Twitch answers uploads 410, as it has done since it gave them up
 
   std::size_t mediaPhotos = 137;  // of the first user, at Flickr and in the first Facebook album
 

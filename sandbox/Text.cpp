@@ -110,6 +110,14 @@ std::string randomText(std::size_t length) {
   return text;
 }
 
+std::string randomDigits(std::size_t length) {
+  std::random_device source;
+  std::uniform_int_distribution<int> pick(1, 9);
+  std::string text(length, '0');
+  for (char& letter : text) letter = static_cast<char>('0' + pick(source));
+  return text;
+}
+
 bool parseNumber(std::string_view text, unsigned long long& number) {
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
   return error == std::errc() && !text.empty() && end == text.data() + text.size();

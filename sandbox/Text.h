@@ -16,6 +16,8 @@ namespace sandbox {
 [[nodiscard]] std::string htmlEscaped(std::string_view text);
 // Letters and digits nobody can guess, from the system's source of randomness.
 [[nodiscard]] std::string randomText(std::size_t length);
+// As long a number, without a zero in front.
+[[nodiscard]] std::string randomDigits(std::size_t length);
 // Whole decimal number without sign; false for anything else.
 [[nodiscard]] bool parseNumber(std::string_view text, unsigned long long& number);
 

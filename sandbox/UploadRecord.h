@@ -15,15 +15,17 @@ struct UploadedChunk {
 
 // One upload that a service took in, or is taking in.
 struct UploadRecord {
-  std::string service;    // "youtube", "tiktok" or "douyin"
+  // "youtube", "tiktok", "douyin", "facebook", "vimeo", "flickr", "instagram" or "twitch"
+  std::string service;
   std::string uploadId;   // of the upload session
   std::string mediaId;    // the finished video's id; set from the start, shown to the client at the end
   std::string openId;     // whose upload it is
   std::string fileName;   // of a form's file field
   std::string mediaType;  // announced type, such as "application/octet-stream"
-  std::string metadata;   // the JSON text of YouTube's session opening, as sent
+  // JSON text: of the session opening, as sent (youtube, vimeo), or made of what the client sent as fields.
+  std::string metadata;
   std::vector<std::pair<std::string, std::string>> headers;  // of the session opening
-  std::uint64_t announcedSize = 0;                           // YouTube's
+  std::uint64_t announcedSize = 0;                           // 0 where none is announced
   std::uint64_t receivedSize = 0;
   std::string sha256;  // lower-case hex of the received bytes; empty until complete (or with hashUploads off)
   bool complete = false;

@@ -12,7 +12,7 @@ int main(int argc, char** argv) {
   const std::map<std::string, sandbox::Consent> consents{{"auto", sandbox::Consent::automatic},
                                                          {"ask", sandbox::Consent::ask}};
 
-  CLI::App app("Stand-ins for the account server, Google, YouTube, TikTok and Douyin on 127.0.0.1");
+  CLI::App app("Stand-ins for the account server and every media service on 127.0.0.1");
   app.add_option("--port", options.port, "port to listen on; 0 takes a free one")
       ->check(CLI::Range(0, 65535));
   app.add_option("--state-dir", options.stateDir, "keep users, tokens and finished uploads in this folder");
@@ -20,6 +20,11 @@ int main(int argc, char** argv) {
       ->transform(CLI::CheckedTransformer(consents));
   app.add_option("--config-file", configFile, "write the cloud configuration here instead of printing it");
   app.add_option("--app-secret", options.appSecret, "the application secret to accept; empty accepts any");
+  app.add_option("--app-id", options.appId, "the application id of scripted platforms to accept; empty: any");
+  app.add_option("--app-redirect", options.appRedirect,
+                 "where logins of scripted platforms may end; empty accepts any web address");
+  app.add_flag("--withdrawn", options.twitchUploadWithdrawn,
+               "Twitch refuses uploads as the service does now");
   app.add_flag("--tls", options.tls, "https with a certificate made at start");
   try {
     app.parse(argc, argv);

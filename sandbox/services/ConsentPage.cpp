@@ -1,6 +1,7 @@
 #include "sandbox/services/ConsentPage.h"
 
 #include "sandbox/Text.h"
+#include "sandbox/services/HtmlPage.h"
 
 #include <string>
 
@@ -21,53 +22,30 @@ std::string platformName(Platform platform) {
       return "TikTok";
     case Platform::douyin:
       return "Douyin";
+    case Platform::facebook:
+      return "Facebook";
+    case Platform::flickr:
+      return "Flickr";
+    case Platform::instagram:
+      return "Instagram";
+    case Platform::twitch:
+      return "Twitch";
   }
   return {};
 }
 
-Reply page(int status, const std::string& title, const std::string& content) {
-  Reply reply;
-  reply.status = status;
-  reply.contentType = "text/html; charset=utf-8";
-  reply.headers = {
-      {"Cache-Control", "no-store"},
-      {"Content-Security-Policy", "default-src 'none'; style-src 'unsafe-inline'; form-action 'self'"}};
-  reply.body = R"(<!doctype html>
-<html lang="en">
-<head>
-<meta charset="utf-8">
-<meta name="viewport" content="width=device-width, initial-scale=1">
-<title>)" + htmlEscaped(title) +
-               R"(</title>
-<style>
-body { font: 1.1rem/1.5 system-ui, sans-serif; max-width: 34rem; margin: 3rem auto; padding: 0 1rem; color: #1b1b1b;
-       background: #fff; }
-fieldset { border: 1px solid #666; border-radius: .4rem; margin: 1rem 0; padding: .5rem 1rem; }
-label { display: block; padding: .3rem 0; }
-button { font: inherit; padding: .6rem 1.6rem; margin-right: .8rem; border: 2px solid #0b57d0; border-radius: .4rem;
-         background: #fff; color: #0b57d0; cursor: pointer; }
-button.allow { background: #0b57d0; color: #fff; }
-:focus-visible { outline: 3px solid #b3261e; outline-offset: 2px; }
-</style>
-</head>
-<body>
-<main>
-<h1>)" + htmlEscaped(title) +
-               "</h1>\n" + content + "</main>\n</body>\n</html>\n";
-  return reply;
-}
-
 Reply unknownLogin() {
-  return page(404, "Unknown sign-in",
-              "<p>This sign-in does not exist, or the sandbox was started anew.</p>\n");
+  return htmlPage(404, "Unknown sign-in",
+                  "<p>This sign-in does not exist, or the sandbox was started anew.</p>\n");
 }
 
 Reply outcome(Decision decision) {
   if (decision == Decision::allowed) {
-    return page(200, "Access allowed",
-                "<p role=\"status\">You can close this page and return to the application.</p>\n");
+    return htmlPage(200, "Access allowed",
+                    "<p role=\"status\">You can close this page and return to the application.</p>\n");
   }
-  return page(200, "Access denied", "<p role=\"status\">Nothing was shared. You can close this page.</p>\n");
+  return htmlPage(200, "Access denied",
+                  "<p role=\"status\">Nothing was shared. You can close this page.</p>\n");
 }
 
 std::string scopeList(const std::vector<std::string>& scopes) {
@@ -85,6 +63,13 @@ std::string userChoice(const std::vector<User>& users, const std::string& chosen
               htmlEscaped(user.email) + ")</label>\n";
   }
   return choice + "</fieldset>\n";
+}
+
+// "http://HOST:PORT" of an address.
+std::string originOf(const std::string& address) {
+  const std::size_t host = address.find("://");
+  if (host == std::string::npos) return {};
+  return address.substr(0, address.find_first_of("/?#", host + 3));
 }
 
 std::string field(const std::vector<std::pair<std::string, std::string>>& form, const std::string& name) {
@@ -107,14 +92,15 @@ void ConsentPage::addTo(Router& router) {
 Reply ConsentPage::show(const Call& call) const {
   const std::optional<LoginSession> session = context_.accounts.session(call.rest);
   if (!session) return unknownLogin();
-  if (session->decision != Decision::pending) return outcome(session->decision);
-  return page(
+  if (session->decision != Decision::pending) return closing(*session);
+  return htmlPage(
       200, "Allow access to " + platformName(session->platform) + "?",
       "<p>An application wants to use an account of this sandbox. No real account takes part.</p>\n" +
           scopeList(session->scopes) + "<form method=\"post\">\n" +
           userChoice(context_.accounts.users(), context_.accounts.chosenUser().openId) +
           "<p><button class=\"allow\" type=\"submit\" name=\"decision\" value=\"allow\">Allow</button>"
-          "<button type=\"submit\" name=\"decision\" value=\"deny\">Deny</button></p>\n</form>\n");
+          "<button type=\"submit\" name=\"decision\" value=\"deny\">Deny</button></p>\n</form>\n",
+      session->byRedirect ? originOf(session->url) : std::string());
 }
 
 Reply ConsentPage::decide(const Call& call) {
@@ -122,16 +108,22 @@ Reply ConsentPage::decide(const Call& call) {
   const std::string decision = field(form, "decision");
   if (!context_.accounts.session(call.rest)) return unknownLogin();
   if (decision != "allow" && decision != "deny") {
-    return page(400, "Nothing was decided", "<p>Choose Allow or Deny.</p>\n");
+    return htmlPage(400, "Nothing was decided", "<p>Choose Allow or Deny.</p>\n");
   }
   // A login that is decided stays as it is: a second click shows what holds.
   const bool allowed = decision == "allow";
   const bool decided = context_.accounts.decide(call.rest, allowed, field(form, "user"));
   const LoginSession session = context_.accounts.session(call.rest).value_or(LoginSession());
   if (!decided && session.decision == Decision::pending) {
-    return page(400, "Unknown user", "<p>The sandbox has no such user.</p>\n");
+    return htmlPage(400, "Unknown user", "<p>The sandbox has no such user.</p>\n");
   }
-  return outcome(session.decision);
+  return closing(session);
+}
+
+// Back to the application, or a page that says how the login ended.
+Reply ConsentPage::closing(const LoginSession& session) const {
+  const std::optional<std::string> address = context_.grants.address(session);
+  return address ? redirectTo(*address) : outcome(session.decision);
 }
 
 }  // namespace sandbox

@@ -12,6 +12,7 @@ class ConsentPage final : public Service {
  private:
   [[nodiscard]] Reply show(const Call& call) const;
   Reply decide(const Call& call);
+  [[nodiscard]] Reply closing(const LoginSession& session) const;
 
   ServiceContext& context_;
 };

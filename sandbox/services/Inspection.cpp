@@ -67,6 +67,11 @@ void Inspection::addTo(Router& router) {
     reply.body = context_.cloudConfigJson();
     return reply;
   });
+  get("/sandbox/services", [this](Call&) {
+    Reply reply;
+    reply.body = context_.scriptServicesJson();
+    return reply;
+  });
   get("/sandbox/uploads", [this](Call&) { return uploads(); });
   get("/sandbox/requests", [this](Call& call) { return requests(call); });
   get("/sandbox/users", [this](Call&) { return users(); });

@@ -6,7 +6,9 @@
 #include "sandbox/services/ConsentPage.h"
 #include "sandbox/services/DouyinProfile.h"
 #include "sandbox/services/DouyinUpload.h"
+#include "sandbox/services/FacebookAccount.h"
 #include "sandbox/services/FacebookGraph.h"
+#include "sandbox/services/FacebookVideos.h"
 #include "sandbox/services/FlickrRest.h"
 #include "sandbox/services/GoogleProfile.h"
 #include "sandbox/services/Inspection.h"
@@ -14,14 +16,28 @@
 #include "sandbox/services/MediaFiles.h"
 #include "sandbox/services/TiktokProfile.h"
 #include "sandbox/services/TiktokUpload.h"
+#include "sandbox/services/VimeoAccount.h"
+#include "sandbox/services/VimeoVideos.h"
 #include "sandbox/services/YoutubeUpload.h"
 
 namespace sandbox {
 
-std::string ServiceContext::cloudConfigJson() const {
+namespace {
+
+std::string tableJson(const std::map<std::string, std::string>& table) {
   Json::Value value(Json::objectValue);
-  for (const auto& [key, url] : cloudConfig) value[key] = url;
+  for (const auto& [key, url] : table) value[key] = url;
   return readableJson(value) + "\n";
+}
+
+}  // namespace
+
+std::string ServiceContext::cloudConfigJson() const {
+  return tableJson(cloudConfig);
+}
+
+std::string ServiceContext::scriptServicesJson() const {
+  return tableJson(scriptServices);
 }
 
 bool ServiceContext::isGoodAccountToken(const std::string& token) const {
@@ -56,6 +72,10 @@ std::vector<std::unique_ptr<Service>> makeServices(ServiceContext& context) {
   services.push_back(std::make_unique<FlickrRest>(context));
   services.push_back(std::make_unique<InstagramApi>(context));
   services.push_back(std::make_unique<MediaFiles>(context));
+  services.push_back(std::make_unique<FacebookAccount>(context));
+  services.push_back(std::make_unique<FacebookVideos>(context));
+  services.push_back(std::make_unique<VimeoAccount>(context));
+  services.push_back(std::make_unique<VimeoVideos>(context));
   services.push_back(std::make_unique<Inspection>(context));
   return services;
 }

@@ -4,6 +4,7 @@
 #include "sandbox/SandboxOptions.h"
 #include "sandbox/server/Router.h"
 #include "sandbox/state/AccountBook.h"
+#include "sandbox/state/OauthGrants.h"
 #include "sandbox/state/StateFile.h"
 #include "sandbox/state/UploadBook.h"
 
@@ -20,14 +21,17 @@ namespace sandbox {
 struct ServiceContext {
   const SandboxOptions& options;
   AccountBook& accounts;
+  OauthGrants& grants;
   UploadBook& uploads;
   FaultBook& faults;
   RequestLog& log;
   StateFile& state;
   std::string baseUrl;
   std::map<std::string, std::string> cloudConfig;
+  std::map<std::string, std::string> scriptServices;
 
   [[nodiscard]] std::string cloudConfigJson() const;
+  [[nodiscard]] std::string scriptServicesJson() const;
 
   // All look into the state folder for a token, or a user, that another process may have brought meanwhile.
   [[nodiscard]] bool isGoodAccountToken(const std::string& token) const;
@@ -42,6 +46,8 @@ class Service {
   virtual void addTo(Router& router) = 0;
   // Keys of the cloud configuration and the paths they lead to.
   [[nodiscard]] virtual std::vector<std::pair<std::string, std::string>> urlKeys() const { return {}; }
+  // Keys of the scripts' table of services and the paths they lead to.
+  [[nodiscard]] virtual std::vector<std::pair<std::string, std::string>> scriptKeys() const { return {}; }
 };
 
 [[nodiscard]] std::vector<std::unique_ptr<Service>> makeServices(ServiceContext& context);

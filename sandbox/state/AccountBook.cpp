@@ -75,15 +75,31 @@ void AccountBook::setPollsBeforeConsent(unsigned polls) {
 LoginSession AccountBook::openSession(Platform platform, const std::string& url,
                                       std::vector<std::string> scopes, const std::string& pageUrl) {
   const std::lock_guard lock(mutex_);
+  logins_.push_back(newLogin(platform, url, std::move(scopes), pageUrl));
+  changed_.notify_all();
+  return logins_.back().session;
+}
+
+LoginSession AccountBook::openRedirectSession(Platform platform, const std::string& redirectUri,
+                                              std::vector<std::string> scopes, const std::string& pageUrl) {
+  const std::lock_guard lock(mutex_);
+  Login login = newLogin(platform, redirectUri, std::move(scopes), pageUrl);
+  login.session.byRedirect = true;
+  if (consent_ == Consent::automatic) decideLocked(login, true, chosen_);
+  logins_.push_back(login);
+  changed_.notify_all();
+  return login.session;
+}
+
+AccountBook::Login AccountBook::newLogin(Platform platform, const std::string& url,
+                                         std::vector<std::string> scopes, const std::string& pageUrl) {
   Login login;
   login.session.id = randomText(24);
   login.session.platform = platform;
   login.session.url = url;
   login.session.scopes = std::move(scopes);
   login.session.openUrl = pageUrl + login.session.id;
-  logins_.push_back(login);
-  changed_.notify_all();
-  return login.session;
+  return login;
 }
 
 std::optional<LoginSession> AccountBook::session(const std::string& id) const {
@@ -141,6 +157,23 @@ IssuedTokens AccountBook::issueTokens(Platform platform, const std::string& open
   return issue(platform, openId.empty() ? chosen_ : openId);
 }
 
+std::string AccountBook::issueAccessToken(Platform platform, const std::string& openId,
+                                          std::optional<std::chrono::seconds> lifetime) {
+  const std::lock_guard lock(mutex_);
+  return newAccessToken(platform, openId, lifetime ? Clock::now() + *lifetime : Clock::time_point::max());
+}
+
+std::optional<IssuedTokens> AccountBook::renew(const std::string& refreshToken) {
+  const std::lock_guard lock(mutex_);
+  const auto found = tokens_.find(refreshToken);
+  if (found == tokens_.end() || found->second.kind != TokenKind::refresh || !isLive(found->second))
+    return std::nullopt;
+  // A copy: issuing changes the map.
+  const TokenState known = found->second;
+  return IssuedTokens{newAccessToken(known.platform, known.openId, Clock::now() + tokenLifetime_),
+                      refreshToken, tokenLifetime_};
+}
+
 std::optional<IssuedTokens> AccountBook::refresh(const std::string& refreshToken) {
   const std::lock_guard lock(mutex_);
   const auto found = tokens_.find(refreshToken);
@@ -176,6 +209,20 @@ void AccountBook::revoke(const std::string& openId) {
   }
 }
 
+void AccountBook::revokeToken(const std::string& text) {
+  const std::lock_guard lock(mutex_);
+  const auto found = tokens_.find(text);
+  if (found != tokens_.end()) found->second.revoked = true;
+}
+
+void AccountBook::revokeAt(Platform platform, const std::string& openId) {
+  const std::lock_guard lock(mutex_);
+  for (auto& [text, state] : tokens_) {
+    const bool theirs = state.platform == platform && state.openId == openId;
+    if (state.kind != TokenKind::account && theirs) state.revoked = true;
+  }
+}
+
 std::optional<TokenState> AccountBook::token(const std::string& text) const {
   const std::lock_guard lock(mutex_);
   const auto found = tokens_.find(text);
@@ -201,11 +248,18 @@ void AccountBook::stop() {
 }
 
 IssuedTokens AccountBook::issue(Platform platform, const std::string& openId) {
-  IssuedTokens tokens{"sbx-access-" + randomText(40), "sbx-refresh-" + randomText(40), tokenLifetime_};
-  if (tokens.accessToken.size() < tokenLength_) tokens.accessToken.resize(tokenLength_, 'x');
-  tokens_[tokens.accessToken] = {TokenKind::access, platform, openId, Clock::now() + tokenLifetime_, false};
+  IssuedTokens tokens{newAccessToken(platform, openId, Clock::now() + tokenLifetime_),
+                      "sbx-refresh-" + randomText(40), tokenLifetime_};
   tokens_[tokens.refreshToken] = {TokenKind::refresh, platform, openId, Clock::time_point::max(), false};
   return tokens;
+}
+
+std::string AccountBook::newAccessToken(Platform platform, const std::string& openId,
+                                        Clock::time_point expiry) {
+  std::string token = "sbx-access-" + randomText(40);
+  if (token.size() < tokenLength_) token.resize(tokenLength_, 'x');
+  tokens_[token] = {TokenKind::access, platform, openId, expiry, false};
+  return token;
 }
 
 bool AccountBook::decideLocked(Login& login, bool allowed, const std::string& openId) {
@@ -216,7 +270,7 @@ bool AccountBook::decideLocked(Login& login, bool allowed, const std::string& op
   if (!find(openId)) return false;
   login.session.decision = Decision::allowed;
   login.session.openId = openId;
-  login.tokens = issue(login.session.platform, openId);
+  if (!login.session.byRedirect) login.tokens = issue(login.session.platform, openId);
   return true;
 }
 

@@ -33,6 +33,9 @@ class AccountBook {
   void setPollsBeforeConsent(unsigned polls);
   LoginSession openSession(Platform platform, const std::string& url, std::vector<std::string> scopes,
                            const std::string& pageUrl);
+  // A login that ends by a redirect to the application's own address. Allowed at once with automatic consent.
+  LoginSession openRedirectSession(Platform platform, const std::string& redirectUri,
+                                   std::vector<std::string> scopes, const std::string& pageUrl);
   [[nodiscard]] std::optional<LoginSession> session(const std::string& id) const;
   [[nodiscard]] std::vector<LoginSession> sessions() const;
   // One question to the code endpoint. The tokens are there once the login is allowed, and the same for every
@@ -47,11 +50,19 @@ class AccountBook {
 
   std::string issueAccountToken();
   IssuedTokens issueTokens(Platform platform, const std::string& openId);
+  // An access token alone; without `lifetime` it never ends.
+  std::string issueAccessToken(Platform platform, const std::string& openId,
+                               std::optional<std::chrono::seconds> lifetime);
+  // A new access token for a refresh token that stays good; nothing as with refresh.
+  std::optional<IssuedTokens> renew(const std::string& refreshToken);
   // Spends the refresh token; nothing when it is unknown, revoked or spent.
   std::optional<IssuedTokens> refresh(const std::string& refreshToken);
   void setTokenLifetime(std::chrono::seconds lifetime);
   void expire(TokenKind kind, const std::string& openId);
   void revoke(const std::string& openId);
+  void revokeToken(const std::string& text);
+  // Every token of the user at the platform.
+  void revokeAt(Platform platform, const std::string& openId);
   [[nodiscard]] std::optional<TokenState> token(const std::string& text) const;
   [[nodiscard]] bool isGoodAccountToken(const std::string& text) const;
   // Whose access token of the platform this is; nothing when it is unknown, expired or revoked.
@@ -70,7 +81,11 @@ class AccountBook {
     IssuedTokens tokens;
   };
   IssuedTokens issue(Platform platform, const std::string& openId);
+  std::string newAccessToken(Platform platform, const std::string& openId,
+                             std::chrono::system_clock::time_point expiry);
   bool decideLocked(Login& login, bool allowed, const std::string& openId);
+  Login newLogin(Platform platform, const std::string& url, std::vector<std::string> scopes,
+                 const std::string& pageUrl);
   [[nodiscard]] const User* find(const std::string& openId) const;
   Login* findLogin(const std::string& id);
 

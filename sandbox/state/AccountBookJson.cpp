@@ -63,7 +63,7 @@ TokenState tokenFrom(const Json::Value& value) {
     if (name == kindName) state.kind = kind;
   }
   const long long platform = integerMember(value, "platform").value_or(0);
-  if (platform >= 0 && platform <= static_cast<int>(Platform::douyin))
+  if (platform >= 0 && platform <= static_cast<int>(Platform::twitch))
     state.platform = static_cast<Platform>(platform);
   state.openId = textMember(value, "open_id").value_or("");
   state.expiry = timeOf(integerMember(value, "expiry").value_or(1));

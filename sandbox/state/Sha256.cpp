@@ -39,16 +39,21 @@ void Sha256::add(const char* bytes, std::size_t count) {
   require(EVP_DigestUpdate(context_.get(), bytes, count));
 }
 
-std::string Sha256::hex() const {
-  constexpr std::string_view kDigits = "0123456789abcdef";
+std::string Sha256::bytes() const {
   const Sha256 finished(*this);
   std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
   unsigned size = 0;
   require(EVP_DigestFinal_ex(finished.context_.get(), digest.data(), &size));
+  return {reinterpret_cast<const char*>(digest.data()), size};
+}
+
+std::string Sha256::hex() const {
+  constexpr std::string_view kDigits = "0123456789abcdef";
   std::string text;
-  for (unsigned at = 0; at < size; ++at) {
-    text += kDigits[digest[at] >> 4];
-    text += kDigits[digest[at] & 15];
+  for (const char letter : bytes()) {
+    const auto byte = static_cast<unsigned char>(letter);
+    text += kDigits[byte >> 4];
+    text += kDigits[byte & 15];
   }
   return text;
 }

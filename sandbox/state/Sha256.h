@@ -19,6 +19,8 @@ class Sha256 {
   ~Sha256();
 
   void add(const char* bytes, std::size_t count);
+  // The 32 bytes for what was added so far; more can be added afterwards.
+  [[nodiscard]] std::string bytes() const;
   // Lower-case hex of what was added so far; more can be added afterwards.
   [[nodiscard]] std::string hex() const;
 

@@ -81,6 +81,11 @@ void UploadBook::Loan::finish(const std::string& sha256) {
   book_->changed_.notify_all();
 }
 
+void UploadBook::Loan::describe(const std::string& metadata) {
+  const std::lock_guard lock(book_->mutex_);
+  entry_->record.metadata = metadata;
+}
+
 std::string UploadBook::open(UploadRecord record) {
   const std::lock_guard lock(mutex_);
   return add(std::move(record)).uploadId;
@@ -109,6 +114,28 @@ std::optional<UploadBook::Loan> UploadBook::borrow(const std::string& uploadId,
     return std::nullopt;
   entry->borrowed = true;
   return Loan(*this, *entry);
+}
+
+bool UploadBook::annotate(const std::string& service, const std::string& mediaId, const std::string& member,
+                          const Json::Value& value) {
+  const std::lock_guard lock(mutex_);
+  for (Entry& entry : entries_) {
+    if (entry.record.service != service || entry.record.mediaId != mediaId) continue;
+    Json::Value metadata = parseJson(entry.record.metadata).value_or(Json::Value(Json::objectValue));
+    metadata[member] = value;
+    entry.record.metadata = compactJson(metadata);
+    return true;
+  }
+  return false;
+}
+
+std::optional<UploadRecord> UploadBook::byMediaId(const std::string& service,
+                                                  const std::string& mediaId) const {
+  const std::lock_guard lock(mutex_);
+  const auto found = std::find_if(entries_.begin(), entries_.end(), [&](const Entry& entry) {
+    return entry.record.service == service && entry.record.mediaId == mediaId;
+  });
+  return found == entries_.end() ? std::nullopt : std::optional(found->record);
 }
 
 std::vector<UploadRecord> UploadBook::all() const {
@@ -157,8 +184,8 @@ void UploadBook::stop() {
 const UploadRecord& UploadBook::add(UploadRecord record) {
   constexpr std::size_t kUploadIdLength = 40;
   constexpr std::size_t kMediaIdLength = 11;
-  record.uploadId = randomText(kUploadIdLength);
-  record.mediaId = randomText(kMediaIdLength);
+  if (record.uploadId.empty()) record.uploadId = randomText(kUploadIdLength);
+  if (record.mediaId.empty()) record.mediaId = randomText(kMediaIdLength);
   entries_.emplace_back();
   entries_.back().record = std::move(record);
   return entries_.back().record;

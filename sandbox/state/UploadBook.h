@@ -44,13 +44,15 @@ class UploadBook {
     void replaceLast(const UploadedChunk& chunk, const Sha256& hash);
     // No more chunks will come.
     void finish(const std::string& sha256);
+    // Replaces the metadata.
+    void describe(const std::string& metadata);
 
    private:
     UploadBook* book_;
     Entry* entry_;
   };
 
-  // Gives the record its ids and returns the upload id.
+  // Gives the record the ids that it lacks and returns the upload id.
   std::string open(UploadRecord record);
   // An upload that came in one request. Gives the record its ids and returns the media id.
   std::string addComplete(UploadRecord record);
@@ -58,6 +60,11 @@ class UploadBook {
   // Waits while another request holds the upload; nothing when it is unknown or stays held for `limit`.
   std::optional<Loan> borrow(const std::string& uploadId, std::chrono::milliseconds limit);
 
+  // Puts a member into the metadata of the upload with this media id; false when the service has none such.
+  bool annotate(const std::string& service, const std::string& mediaId, const std::string& member,
+                const Json::Value& value);
+  [[nodiscard]] std::optional<UploadRecord> byMediaId(const std::string& service,
+                                                      const std::string& mediaId) const;
   [[nodiscard]] std::vector<UploadRecord> all() const;
   bool waitForComplete(std::size_t count, std::chrono::milliseconds limit);
 

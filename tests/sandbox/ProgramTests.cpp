@@ -9,6 +9,9 @@
 #include <spawn.h>
 #include <sys/wait.h>
 
+#include <filesystem>
+#include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -68,8 +71,21 @@ class SandboxProgram : public testing::Test {
     return text.substr(start, text.find('\n') - start);
   }
 
+  std::string pathAfter(const std::string& mark) {
+    const std::string text = output();
+    const std::size_t start = text.find(mark) + mark.size();
+    return text.substr(start, text.find('\n', start) - start);
+  }
+
   TemporaryDirectory folder;
 };
+
+std::string readFile(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::ostringstream text;
+  text << file.rdbuf();
+  return text.str();
+}
 
 TEST_F(SandboxProgram, PrintsItsConfigurationAndEndsOnTerminate) {
   Program program({}, folder.file("output"));
@@ -81,8 +97,14 @@ TEST_F(SandboxProgram, PrintsItsConfigurationAndEndsOnTerminate) {
   ASSERT_TRUE(config);
   EXPECT_EQ((*config)["urlLFServerUserSupportCode"], base + "/account/code");
   EXPECT_EQ(TestClient(base, "").get("/sandbox/uploads").status, 200);
+  const std::string services = pathAfter("script services: ");
+  const auto table = sandbox::parseJson(readFile(services));
+  ASSERT_TRUE(table) << services;
+  EXPECT_EQ((*table)["vimeoApi"], base + "/vimeo");
+  EXPECT_EQ(TestClient(base, "").get("/sandbox/services").json(), *table);
   program.signal(SIGTERM);
   EXPECT_EQ(program.wait(), 0);
+  EXPECT_FALSE(std::filesystem::exists(services));
 }
 
 TEST_F(SandboxProgram, WritesItsConfigurationAndEndsOnInterrupt) {
@@ -93,6 +115,8 @@ TEST_F(SandboxProgram, WritesItsConfigurationAndEndsOnInterrupt) {
 
   ASSERT_TRUE(waitUntil([&] { return sandbox::parseJson(folder.read("config.json")).has_value(); }));
   EXPECT_THAT(folder.read("config.json"), HasSubstr(base + "/account/code"));
+  EXPECT_EQ(pathAfter("script services: "), folder.file("state") + "/script_services.json");
+  EXPECT_THAT(folder.read("state/script_services.json"), HasSubstr(base + "/vimeo"));
   program.signal(SIGINT);
   EXPECT_EQ(program.wait(), 0);
   EXPECT_THAT(folder.read("state/sandbox.json"), HasSubstr("tokens"));

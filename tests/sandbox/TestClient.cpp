@@ -88,6 +88,19 @@ Answer TestClient::put(const std::string& target, const std::string& body, const
       state_->client.Put(target, headersOf(withoutContentType(headers)), body, contentTypeOf(headers)));
 }
 
+Answer TestClient::patch(const std::string& target, const std::string& body, const Fields& headers) {
+  return answerOf(
+      state_->client.Patch(target, headersOf(withoutContentType(headers)), body, contentTypeOf(headers)));
+}
+
+Answer TestClient::remove(const std::string& target, const Fields& headers) {
+  return answerOf(state_->client.Delete(target, headersOf(headers)));
+}
+
+Answer TestClient::head(const std::string& target, const Fields& headers) {
+  return answerOf(state_->client.Head(target, headersOf(headers)));
+}
+
 std::pair<std::string, std::string> bearer(const std::string& token) {
   return {"Authorization", "Bearer " + token};
 }

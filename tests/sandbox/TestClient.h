@@ -35,6 +35,9 @@ class TestClient {
 
   Answer get(const std::string& target, const Fields& headers = {});
   Answer post(const std::string& target, const std::string& body, const Fields& headers = {});
+  Answer patch(const std::string& target, const std::string& body, const Fields& headers = {});
+  Answer remove(const std::string& target, const Fields& headers = {});
+  Answer head(const std::string& target, const Fields& headers = {});
   Answer put(const std::string& target, const std::string& body, const Fields& headers = {});
 
  private:

@@ -1,0 +1,40 @@
+#include "sandbox/ScriptServicesFile.h"
+
+#include "sandbox/Sandbox.h"
+#include "sandbox/Text.h"
+
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <system_error>
+
+namespace sandbox {
+
+namespace {
+
+std::string newFolder() {
+  const std::string folder =
+      (std::filesystem::temp_directory_path() / ("mediatransfer-sandbox-" + randomText(12))).string();
+  std::error_code error;
+  if (!std::filesystem::create_directory(folder, error)) throw std::runtime_error("can't make " + folder);
+  std::filesystem::permissions(folder, std::filesystem::perms::owner_all, error);
+  return folder;
+}
+
+}  // namespace
+
+ScriptServicesFile::ScriptServicesFile(const Sandbox& sandbox, const std::string& folder)
+    : ownFolder_(folder.empty() ? newFolder() : std::string()),
+      path_((folder.empty() ? ownFolder_ : folder) + "/script_services.json") {
+  std::ofstream file(path_, std::ios::binary | std::ios::trunc);
+  file << sandbox.scriptServicesJson();
+  file.close();
+  if (!file) throw std::runtime_error("can't write " + path_);
+}
+
+ScriptServicesFile::~ScriptServicesFile() {
+  std::error_code ignored;
+  if (!ownFolder_.empty()) std::filesystem::remove_all(ownFolder_, ignored);
+}
+
+}  // namespace sandbox

@@ -1,0 +1,50 @@
+#include "sandbox/services/HtmlPage.h"
+
+#include "sandbox/Text.h"
+
+namespace sandbox {
+
+Reply htmlPage(int status, const std::string& title, const std::string& content,
+               const std::string& formTarget) {
+  // Browsers hold redirects after a form to this rule as well.
+  const std::string target = formTarget.empty() ? std::string() : " " + formTarget;
+  Reply reply;
+  reply.status = status;
+  reply.contentType = "text/html; charset=utf-8";
+  reply.headers = {{"Cache-Control", "no-store"},
+                   {"Content-Security-Policy",
+                    "default-src 'none'; style-src 'unsafe-inline'; form-action 'self'" + target}};
+  reply.body = R"(<!doctype html>
+<html lang="en">
+<head>
+<meta charset="utf-8">
+<meta name="viewport" content="width=device-width, initial-scale=1">
+<title>)" + htmlEscaped(title) +
+               R"(</title>
+<style>
+body { font: 1.1rem/1.5 system-ui, sans-serif; max-width: 34rem; margin: 3rem auto; padding: 0 1rem; color: #1b1b1b;
+       background: #fff; }
+fieldset { border: 1px solid #666; border-radius: .4rem; margin: 1rem 0; padding: .5rem 1rem; }
+label { display: block; padding: .3rem 0; }
+button { font: inherit; padding: .6rem 1.6rem; margin-right: .8rem; border: 2px solid #0b57d0; border-radius: .4rem;
+         background: #fff; color: #0b57d0; cursor: pointer; }
+button.allow { background: #0b57d0; color: #fff; }
+:focus-visible { outline: 3px solid #b3261e; outline-offset: 2px; }
+</style>
+</head>
+<body>
+<main>
+<h1>)" + htmlEscaped(title) +
+               "</h1>\n" + content + "</main>\n</body>\n</html>\n";
+  return reply;
+}
+
+Reply redirectTo(const std::string& address) {
+  Reply reply;
+  reply.status = 302;
+  reply.contentType = "text/html; charset=utf-8";
+  reply.headers = {{"Location", address}, {"Cache-Control", "no-store"}};
+  return reply;
+}
+
+}  // namespace sandbox
