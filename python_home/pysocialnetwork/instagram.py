@@ -91,11 +91,10 @@ class Uploader(OAuth2Uploader):
         return text_member(seen, "permalink") or published
 
     def _make_container(self, wire: Wire, login: Login, request: VideoRequest) -> str:
-        fields = {
-            "media_type": "REELS", "upload_type": "resumable", "caption": caption(request), "access_token": login.access,
-        }
+        fields = {"media_type": "REELS", "upload_type": "resumable", "caption": caption(request)}
         # A container that is never published ends by itself, so a second one does no harm.
-        return required_text(self._post(wire, login.user_id + "/media", fields), "id")
+        answer = self._post(wire, login.user_id + "/media", {**fields, "access_token": login.access})
+        return required_text(answer, "id")
 
     def _send(self, job: UploadJob, wire: Wire, video: LocalFile, container: str) -> None:
         address = self.address("instagramUpload") + "/" + quote(container, safe="")
