@@ -1,9 +1,12 @@
 # kbl_test(NAME SOURCES file... LIBS target...): one GoogleTest program, each of its tests a ctest test.
+# With PER_PYTHON every test is one a version of Python, labelled with it, so that the closing lines name the versions.
 find_package(GTest REQUIRED)
 include(GoogleTest)
+include(KblPythons)
+kbl_find_pythons()
 
 function(kbl_test name)
-  cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LIBS" ${ARGN})
+  cmake_parse_arguments(ARG "PER_PYTHON" "TIMEOUT" "SOURCES;LIBS" ${ARGN})
   if(NOT ARG_TIMEOUT)
     set(ARG_TIMEOUT 120)
   endif()
@@ -18,5 +21,14 @@ function(kbl_test name)
   if(KBL_SANITIZE MATCHES "undefined")
     target_compile_options(${name} PRIVATE -fno-sanitize=undefined)
   endif()
-  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT ${ARG_TIMEOUT})
+  if(NOT ARG_PER_PYTHON)
+    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT ${ARG_TIMEOUT})
+    return()
+  endif()
+  foreach(version IN LISTS KBL_PYTHON_VERSIONS)
+    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST TEST_PREFIX "Python${version}."
+      TEST_LIST ${name}_${version}
+      PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "Python ${version}" ENVIRONMENT
+        "TEST_PYTHON=${KBL_PYTHON_${version}_LIBRARY}|${KBL_PYTHON_${version}_STDLIB}")
+  endforeach()
 endfunction()

@@ -2,9 +2,12 @@
 
 #include "authorize/switchboard/IExternlMediaTransfer.h"
 #include "boundary/records/HostRecords.h"
+#include "scripting/PythonAuObject.h"
+#include "scripting/ScriptEventEntry.h"
 #include "scripting/UploadEventSink.h"
 #include "uploaders/IPlatformUploadProxy.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -15,12 +18,11 @@ namespace KBL {
 [[nodiscard]] bool warnObsolete(int platform, const char* caller);
 
 /// The one object behind an upload transfer. Call by call it chooses what serves the platform: the native
-/// proxy wherever the platform's manager exists, a script object otherwise. No platform has a script object
-/// while the library embeds no interpreter; what would need one answers resultNoObject. With a manager the
-/// calls of the script age are obsolete: they warn and do nothing.
+/// proxy wherever the platform's manager exists, a script object otherwise; without that, too, the answer is
+/// resultNoObject. With a manager the calls of the script age are obsolete: they warn and do nothing.
 ///
-/// The transfer's thread calls the operations; `userCallBack` comes on workers. The host configures before it
-/// starts.
+/// The transfer's thread calls the operations; `userCallBack` comes on workers and on threads of scripts. The
+/// host configures before it starts. Its end stops a native upload and calls nothing in the script.
 class CAuthNUploadObj final {
  public:
   CAuthNUploadObj();
@@ -29,14 +31,20 @@ class CAuthNUploadObj final {
   CAuthNUploadObj& operator=(const CAuthNUploadObj&) = delete;
 
   // In the order of the slots. Results are values of _Result, or the proxy's.
+  /// Once. The first one of a process loads the script.
   virtual std::int32_t SetPlatform(std::uint32_t platform);
+  /// 5 for an unknown brand.
   virtual std::int32_t SetAppBrand(int brand);
+  /// `url` has room for `loginUrlRoom` bytes. 2 when the script gave none.
   virtual std::int32_t GetLoginURL(char* url);
   virtual std::int32_t Logout();
-  /// An obsolete call says so in `error`, if that is not null.
+  /// 0 accepted, 2 not usable, 1 failed, with the script's text in `error`, which has room for
+  /// `errorTextRoom` bytes. An obsolete call says so there, if it is not null.
   virtual std::int32_t VerifyRedirectURL(const char* url, char* error);
-  /// An obsolete call says so in `error`, if that is not null.
+  /// 1 refused. The script's text is always copied to `error`, with the same room. An obsolete call says so
+  /// there, if it is not null.
   virtual std::int32_t SetAccessToken(const char* token, char* error);
+  /// 1, and the record untouched, when nobody is signed in at the script.
   virtual std::int32_t GetUserInfo(hostAccountRecord* record);
   virtual std::int32_t SetCallback(TransferCallback callback);
   /// Returns when the upload was handed over; the outcome comes through `userCallBack` alone.
@@ -44,6 +52,10 @@ class CAuthNUploadObj final {
   virtual std::int32_t StopUpload();
   virtual std::int32_t SetAppIdAndSecret(const char* id, const char* secret, const char* redirectUrl);
   virtual std::int32_t PushMessage(hostShareRecord* record);
+
+  /// Bytes that texts of scripts may take in a host's buffers, their terminators included; the rest is cut.
+  static constexpr std::size_t loginUrlRoom = 8192;
+  static constexpr std::size_t errorTextRoom = 1024;
 
   void setHostContext(void* context) { events_->setHostContext(context); }
   [[nodiscard]] void* hostContext() const { return events_->hostContext(); }
@@ -60,8 +72,10 @@ class CAuthNUploadObj final {
   /// The proxy, made on first need; null while the platform has no manager or is not native.
   IPlatformUploadProxy* ensureProxy();
 
+  std::unique_ptr<CPythonAuObject> script_;  ///< null until SetPlatform, and for platforms without scripts
   std::int32_t platform_ = -1;
   std::shared_ptr<UploadEventSink> events_;
+  ScriptEventHandle scriptHandle_;
   std::shared_ptr<IPlatformUploadProxy> proxy_;
 };
 

@@ -8,20 +8,13 @@
 #include "foundation/KblLogger/KblLogger.h"
 #include "foundation/KblUtils/StringUtil.h"
 #include "foundation/object/CastByName.h"
+#include "uploaders/hostField.h"
 
-#include <cstring>
 #include <utility>
 
 namespace KBL {
 
 namespace {
-/// Text of a host's field, which ends with the field where the host left no terminator.
-template <std::size_t size>
-std::string fieldText(const char (&field)[size]) {
-  const void* const end = std::memchr(field, '\0', size);
-  return {field, end == nullptr ? size : static_cast<std::size_t>(static_cast<const char*>(end) - field)};
-}
-
 void fillUploadInfo(BsBaseInfoRW& info, const hostTransferRecord& record) {
   using Key = ExternlMediaUploadCharKey;
   const auto set = [&info](const char* key, const std::string& text) {
@@ -50,10 +43,9 @@ void copyUser(IBsExternlMediaAuthorize& manager, const hostTransferRecord& recor
   info.updataFrom(user.get());
 }
 
-/// Copies a text to a field of the host's, cut at a character's end where the field is shorter.
-template <std::size_t size>
-void copyToField(char (&field)[size], const char* text) {
-  kbl_strcpy(field, StringUtil::cutUtf8(text == nullptr ? "" : text, size - 1).c_str());
+/// A text of a record, empty where it has none.
+std::string orEmpty(const char* text) {
+  return text == nullptr ? std::string() : std::string(text);
 }
 }  // namespace
 
@@ -104,12 +96,11 @@ std::int32_t PlatformUploadProxy::GetUserInfo(hostAccountRecord* record) {
   const RefPtr<IBsInfoReader> user = adoptRef(createRecord(infoTypeUser));
   auto* const out = queryInterface<IBsExternlMediaAuthUserInfo>(user.get(), "IBsExternlMediaAuthUserInfo");
   if (out == nullptr || manager->userInfo("", out) != resultOk) return resultFailed;
-  copyToField(record->accessToken, user->charKeyConfig(ExternlMediaAuthUserCharKey::thirdAccessToken));
-  copyToField(record->userName, user->charKeyConfig(ExternlMediaAuthUserCharKey::userNickName));
+  copyToField(record->accessToken,
+              orEmpty(user->charKeyConfig(ExternlMediaAuthUserCharKey::thirdAccessToken)));
+  copyToField(record->userName, orEmpty(user->charKeyConfig(ExternlMediaAuthUserCharKey::userNickName)));
   if (platform_.fillsCategories) {
-    // The one text without a limit of its own: it runs on behind the record to the end of the host's buffer.
-    char* const categories = reinterpret_cast<char*>(record) + offsetof(hostAccountRecord, videoCategories);
-    kbl_strcpy(categories, user->charKeyConfig(ExternlMediaAuthUserCharKey::videoCategories));
+    copyToRecordsEnd(*record, orEmpty(user->charKeyConfig(ExternlMediaAuthUserCharKey::videoCategories)));
   }
   return resultOk;
 }

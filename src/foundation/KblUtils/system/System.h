@@ -6,6 +6,7 @@
 #include <ctime>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 /// What differs between operating systems; one implementation file each. All paths are UTF-8. Nothing here
 /// throws, but for want of memory.
@@ -32,6 +33,19 @@ void makeFilePrivate(const std::string& path);
 
 /// Fills the buffer from the system's source of random numbers that are fit for keys.
 [[nodiscard]] bool fillRandom(unsigned char* buffer, std::size_t size);
+
+/// Loads a shared library whose symbols later ones see; null with the system's reason when that fails.
+[[nodiscard]] void* openLibrary(const std::string& path, std::string& reason);
+/// The loaded library that offers `symbol`, opened once more, with the name that the system knows it by.
+[[nodiscard]] void* findLoadedLibrary(const char* symbol, std::string& name);
+[[nodiscard]] void* librarySymbol(void* library, const char* name);
+/// How a library's file is called here, most exact name first.
+[[nodiscard]] std::vector<std::string> libraryFileNames(const std::string& name, const std::string& version);
+/// The counterpart of `openLibrary` and `findLoadedLibrary`.
+void closeLibrary(void* library);
+
+/// A variable of the environment in UTF-8, empty when there is none.
+[[nodiscard]] std::string environmentVariable(const char* name);
 
 /// The local wall-clock form of a moment.
 [[nodiscard]] bool localTime(std::time_t moment, std::tm& broken);

@@ -1,0 +1,81 @@
+#include "foundation/KblUtils/system/System.h"
+
+// The order matters: the others need what windows.h declares.
+// clang-format off
+#include <windows.h>
+#include <psapi.h>
+// clang-format on
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <cwchar>
+#include <system_error>
+
+namespace KBL::System {
+
+namespace {
+
+std::string narrow(const wchar_t* text) {
+  const std::u8string utf8 = std::filesystem::path(text).u8string();
+  return {utf8.begin(), utf8.end()};
+}
+
+std::string fileNameOf(HMODULE library) {
+  std::array<wchar_t, 32768> path{};
+  const DWORD size = GetModuleFileNameW(library, path.data(), static_cast<DWORD>(path.size() - 1));
+  return size == 0 ? std::string() : narrow(path.data());
+}
+
+}  // namespace
+
+void* openLibrary(const std::string& path, std::string& reason) {
+  const std::filesystem::path file = nativePath(path);
+  // A library with a folder finds what it needs beside itself.
+  const DWORD search = file.is_absolute() ? LOAD_WITH_ALTERED_SEARCH_PATH : 0;
+  const HMODULE library = LoadLibraryExW(file.c_str(), nullptr, search);
+  if (library != nullptr) return library;
+  reason = std::system_category().message(static_cast<int>(GetLastError()));
+  return nullptr;
+}
+
+void* findLoadedLibrary(const char* symbol, std::string& name) {
+  std::array<HMODULE, 4096> libraries{};
+  DWORD needed = 0;
+  if (!K32EnumProcessModules(GetCurrentProcess(), libraries.data(), sizeof(libraries), &needed))
+    return nullptr;
+  const std::size_t count = (std::min)(libraries.size(), std::size_t{needed} / sizeof(HMODULE));
+  for (std::size_t place = 0; place < count; ++place) {
+    if (GetProcAddress(libraries[place], symbol) == nullptr) continue;
+    HMODULE kept = nullptr;
+    if (!GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                            reinterpret_cast<LPCWSTR>(libraries[place]), &kept)) {
+      continue;
+    }
+    name = fileNameOf(kept);
+    return kept;
+  }
+  return nullptr;
+}
+
+void* librarySymbol(void* library, const char* name) {
+  return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(library), name));
+}
+
+std::vector<std::string> libraryFileNames(const std::string& name, const std::string& version) {
+  std::string digits = version;
+  digits.erase(std::remove(digits.begin(), digits.end(), '.'), digits.end());
+  return {name + digits + ".dll"};
+}
+
+void closeLibrary(void* library) {
+  (void)FreeLibrary(static_cast<HMODULE>(library));
+}
+
+std::string environmentVariable(const char* name) {
+  const wchar_t* const value =
+      _wgetenv(std::wstring(name, name + std::char_traits<char>::length(name)).c_str());
+  return value == nullptr ? std::string() : narrow(value);
+}
+
+}  // namespace KBL::System

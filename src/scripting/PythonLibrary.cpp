@@ -1,0 +1,105 @@
+#include "scripting/PythonLibrary.h"
+
+#include "foundation/KblLogger/KblLogger.h"
+#include "foundation/KblUtils/Environment.h"
+#include "foundation/KblUtils/FileUtil.h"
+
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace KBL {
+
+namespace {
+
+constexpr int oldestMinor = 8;
+constexpr int newestMinor = 13;
+/// Every interpreter has it, and nothing else.
+constexpr const char* interpreterFunction = "Py_IsInitialized";
+
+std::vector<std::string> libraryNames(int minor) {
+  return SharedLibrary::fileNames("python", "3." + std::to_string(minor));
+}
+
+/// Looks for an interpreter and remembers what it tried.
+class Search {
+ public:
+  const PythonApi* run(const std::string& home) {
+    if (auto library = SharedLibrary::loadedWith(interpreterFunction)) {
+      // One that cannot serve ends the search: a second interpreter would mix its functions with the first
+      // one's.
+      return resolve(std::move(library), "the process's own interpreter");
+    }
+    const std::string named = Environment::variable(pythonLibraryVariable);
+    const PythonApi* api = named.empty() ? nullptr : at(named);
+    if (api == nullptr) api = underHome(home);
+    if (api == nullptr) api = byUsualNames();
+    return api;
+  }
+
+  [[nodiscard]] const std::string& tried() const { return tried_; }
+
+ private:
+  const PythonApi* at(const std::string& path) {
+    std::string reason;
+    auto library = SharedLibrary::open(Path(path), reason);
+    if (library == nullptr) {
+      note(path, reason);
+      return nullptr;
+    }
+    return resolve(std::move(library), path);
+  }
+
+  const PythonApi* underHome(const std::string& home) {
+    for (int minor = oldestMinor; minor <= newestMinor; ++minor) {
+      for (const std::string& name : libraryNames(minor)) {
+        for (const std::string& path : {home + name, home + "lib/" + name}) {
+          if (!FileUtil::exists(Path(path))) continue;
+          if (const PythonApi* const api = at(path)) return api;
+        }
+      }
+    }
+    note(home, "no interpreter that serves in it");
+    return nullptr;
+  }
+
+  const PythonApi* byUsualNames() {
+    for (int minor = oldestMinor; minor <= newestMinor; ++minor) {
+      for (const std::string& name : libraryNames(minor)) {
+        if (const PythonApi* const api = at(name)) return api;
+      }
+    }
+    return nullptr;
+  }
+
+  const PythonApi* resolve(std::unique_ptr<SharedLibrary> library, const std::string& name) {
+    std::string reason;
+    const PythonApi* const api = PythonApi::resolve(std::move(library), reason);
+    if (api == nullptr) note(name, reason);
+    return api;
+  }
+
+  void note(const std::string& what, const std::string& reason) {
+    tried_ += (tried_.empty() ? "" : "; ") + what + " (" + reason + ")";
+  }
+
+  std::string tried_;
+};
+
+const PythonApi* searchAndTell(const std::string& home) {
+  Search search;
+  const PythonApi* const api = search.run(home);
+  if (api == nullptr)
+    KBL_LOG_AS(error, "KBL::findPython", "python runtime not found, tried: " << search.tried());
+  return api;
+}
+
+}  // namespace
+
+const PythonApi* findPython(const std::string& home) {
+  static const PythonApi* found = nullptr;
+  if (found == nullptr) found = searchAndTell(home);
+  return found;
+}
+
+}  // namespace KBL

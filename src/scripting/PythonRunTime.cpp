@@ -1,0 +1,178 @@
+#include "scripting/PythonRunTime.h"
+
+#include "foundation/KblLogger/KblLogger.h"
+#include "foundation/KblUtils/FileStream.h"
+#include "foundation/KblUtils/StringUtil.h"
+#include "scripting/PythonCall.h"
+#include "scripting/PythonEnvironment.h"
+#include "scripting/PythonLibrary.h"
+#include "scripting/PythonThread.h"
+
+#include <algorithm>
+#include <chrono>
+#include <iostream>
+#include <vector>
+
+namespace KBL {
+
+namespace {
+
+constexpr const char* moduleName = "pythonrt";
+constexpr const char* scriptFile = "pythondlls/authupload.py";
+constexpr const char* importFolders[] = {"python38.zip", "pythondlls", "pysocialnetwork"};
+constexpr const char* factoryName = "CreateAuInstance";
+/// Far above any script; a longer file is cut there.
+constexpr std::uint64_t scriptSizeLimit = std::uint64_t{64} << 20;
+
+using Clock = std::chrono::high_resolution_clock;
+
+std::shared_ptr<CPythonRunTime>& instance() {
+  static auto& runTime = *new std::shared_ptr<CPythonRunTime>;
+  return runTime;
+}
+
+/// Set once the load has been tried and cleared nowhere, on purpose: a host sets the environment up once a
+/// process, and an instance after a teardown gets no script any more.
+bool libraryLoaded = false;
+
+/// True once this library has started an interpreter: one that is there later is ours, maybe on its way to
+/// its end.
+bool interpreterIsOurs = false;
+
+/// The home as the interpreter wants it, for as long as that lives.
+std::wstring& wideHome() {
+  static std::wstring& home = *new std::wstring;
+  return home;
+}
+
+/// On the interpreter's own thread; true when it runs then.
+bool startInterpreter(const PythonApi& api) {
+  // Paths are UTF-8 here, whatever the locale of the process.
+  if (api.Py_UTF8Mode != nullptr) *api.Py_UTF8Mode = 1;
+  api.Py_SetPythonHome(wideHome().c_str());
+  api.Py_Initialize();
+  if (api.PyEval_InitThreads != nullptr) api.PyEval_InitThreads();
+  // Whichever thread imports it first is the one that its end waits for: that must be this one.
+  (void)api.PyRun_SimpleStringFlags("import threading", nullptr);
+  // This thread gives the interpreter lock up; from now on everybody enters through PyGILState_Ensure.
+  PyThreadState* const state = api.PyThreadState_GetUnchecked();
+  if (state != nullptr) api.PyEval_ReleaseThread(state);
+  return api.Py_IsInitialized() != 0;
+}
+
+long long elapsedMs(Clock::time_point start) {
+  return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();
+}
+
+}  // namespace
+
+CPythonRunTime::~CPythonRunTime() {
+  end();
+}
+
+bool CPythonRunTime::setHomePath(const char* path, int length) {
+  if (path == nullptr) return true;
+  const std::string home =
+      length < 1 ? std::string(path) : std::string(path, static_cast<std::size_t>(length));
+  const PythonUnlocked unlocked;
+  const std::lock_guard lock(pythonMutex);
+  if (instance() != nullptr) return true;
+  const auto start = Clock::now();
+  const std::shared_ptr<CPythonRunTime> runTime(new CPythonRunTime);
+  runTime->InitPython(home);
+  instance() = runTime;
+  KBL_LOG(info, "init python: " << elapsedMs(start) << " ms");
+  return true;
+}
+
+void CPythonRunTime::InitPython(const std::string& path) {
+  if (path.empty()) {
+    KBL_LOG(error, "python runtime path not configure");
+    return;
+  }
+  pythonHome = path;
+  std::clog << "---------->python path:" << path << std::endl;
+  const PythonApi* const api = findPython(path);
+  if (api == nullptr) return;
+  ownsInterpreter_ = interpreterIsOurs || api->Py_IsInitialized() == 0;
+  if (ownsInterpreter_) {
+    interpreterIsOurs = true;
+    (void)StringUtil::utf8ToWide(path.c_str(), path.size(), wideHome());
+    initialised_ = PythonThread::instance().run(*api, startInterpreter);
+  } else {
+    // The host's own: it has its home, its main thread, which may be this one with the interpreter lock, and
+    // its end.
+    KBL_LOG(info, "python runtime started by the host");
+    initialised_ = true;
+  }
+  if (initialised_) life_ = PythonGate::instance().open(*api);
+}
+
+std::shared_ptr<CPythonRunTime> CPythonRunTime::getEnvironment() {
+  const PythonUnlocked unlocked;
+  const std::lock_guard lock(pythonMutex);
+  if (instance() != nullptr && !libraryLoaded) {
+    const auto start = Clock::now();
+    libraryLoaded = true;  // before the attempt, so that a failed one is not repeated
+    instance()->loadScript();
+    KBL_LOG_AS(info, "CPythonRunTime::getEnvironment", "init lib: " << elapsedMs(start) << " ms");
+  }
+  return instance();
+}
+
+void CPythonRunTime::loadScript() {
+  const PythonCall python(life_);
+  if (!python) return;
+  readScript();
+  loadModule();
+}
+
+void CPythonRunTime::readScript() {
+  FileStream file;
+  if (!file.open(Path(pythonHome + scriptFile), "rb")) return;
+  std::vector<char> buffer(static_cast<std::size_t>(std::min(file.size(), scriptSizeLimit)) + 1);
+  (void)file.read(buffer.data(), buffer.size() - 1);
+  scriptText_ = buffer.data();  // up to its first zero byte
+}
+
+void CPythonRunTime::loadModule() {
+  const PythonCall python(life_);
+  if (!python) return;
+  PyObject* const code = python->Py_CompileStringExFlags(scriptText_.c_str(), moduleName, pyFileInput,
+                                                         nullptr, pyDefaultOptimisation);
+  if (code == nullptr) return python.printError();
+  std::clog << "InitRTFunc in path:" << pythonHome << std::endl;
+  (void)python->PyRun_SimpleStringFlags("import sys", nullptr);
+  for (const char* const folder : importFolders) {
+    // The home stands in the literal as it is: a quote in it breaks the statement, a backslash escapes.
+    const std::string command = "sys.path.append('" + pythonHome + folder + "')";
+    (void)python->PyRun_SimpleStringFlags(command.c_str(), nullptr);
+  }
+  PyObject* const module = python->PyImport_ExecCodeModule(moduleName, code);
+  python->Py_DecRef(code);
+  if (module == nullptr) return python.printError();
+  // The reference to the module stays behind: the factory is borrowed from it.
+  PyObject* const dictionary = python->PyModule_GetDict(module);
+  if (dictionary == nullptr) return python.printError();
+  factory_ = python->PyDict_GetItemString(dictionary, factoryName);
+}
+
+void CPythonRunTime::teardown() {
+  const PythonUnlocked unlocked;
+  const std::lock_guard lock(pythonMutex);
+  if (instance() == nullptr) return;
+  instance()->end();
+  instance().reset();
+}
+
+void CPythonRunTime::end() {
+  if (!initialised_.exchange(false)) return;
+  PythonGate::instance().close();
+  if (ownsInterpreter_) PythonThread::instance().end();
+}
+
+std::unique_ptr<CPythonAuObject> CPythonRunTime::CreateAuInstance(std::uint32_t platform) const {
+  return CPythonAuObject::create(life_, factory_, platform);
+}
+
+}  // namespace KBL
