@@ -7,9 +7,10 @@ set -euo pipefail
 build_packages=(build-essential cmake ninja-build ccache pkg-config
   libcurl4-openssl-dev libjsoncpp-dev libmbedtls-dev libsqlite3-dev libspdlog-dev libfmt-dev libutfcpp-dev
   libcli11-dev libcpp-httplib-dev)
-# The proxies and the browser are servers and clients that the tests start themselves.
-test_packages=(libgtest-dev libgmock-dev libbenchmark-dev openssl sqlite3 curl python3 python3-oauthlib
-  tinyproxy dante-server chromium chromium-driver)
+# The proxies and the browser are servers and clients that the tests start themselves; libpython3-dev brings the shared
+# library of the system's Python, whichever version that is.
+test_packages=(libgtest-dev libgmock-dev libbenchmark-dev openssl sqlite3 curl python3 libpython3-dev
+  python3-oauthlib tinyproxy dante-server chromium chromium-driver)
 lint_packages=(clang-tidy-16 clang-format)
 fuzz_packages=(clang-16 libclang-rt-16-dev)
 
