@@ -28,13 +28,17 @@ bool isWebAddress(const std::string& url) {
   return curl_strnequal(url.c_str(), "https://", 8) != 0 || curl_strnequal(url.c_str(), "http://", 7) != 0;
 }
 
-/// Memory may be what is missing.
-void logEarlyEnd(const char* reason) noexcept {
+/// Memory may be what is missing, for the line as well.
+void logTrouble(const char* what, const char* reason) noexcept {
   try {
-    KBL_LOG(error, "media task ended early: " << reason);
+    KBL_LOG(error, what << reason);
   } catch (...) {
     return;
   }
+}
+
+void logEarlyEnd(const char* reason) noexcept {
+  logTrouble("media task ended early: ", reason);
 }
 
 }  // namespace
@@ -64,14 +68,14 @@ int SNRRequestTask::OnProgress(double, double now, double, double) {
 }
 
 void SNRRequestTask::Start(IExternlMediaTransfer* transfer) {
+  transfer_ = transfer;
   if (isOnOwnThread()) return;
   const std::lock_guard lock(threadMutex_);
   if (thread_ || isCancelled()) return;
-  transfer_ = transfer;
   try {
     thread_ = std::make_unique<std::thread>([this] { runGuarded(); });
   } catch (const std::exception& failure) {
-    KBL_LOG(error, "media task, no thread: " << failure.what());
+    logTrouble("media task, no thread: ", failure.what());
   }
 }
 

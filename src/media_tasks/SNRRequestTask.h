@@ -43,8 +43,8 @@ class SNRRequestTask {
   /// The transfer meter; other than 0 ends the fetch as failed.
   virtual int OnProgress(double total, double now, double uploadTotal, double uploadNow);
 
-  /// Starts the thread, with the transfer that the callbacks get. A task runs once: a second start does
-  /// nothing, also after the job has ended or was stopped.
+  /// Starts the thread, with the transfer that the callbacks get. A task runs once: a second start only
+  /// changes the transfer, also after the job has ended or was stopped.
   void Start(IExternlMediaTransfer* transfer);
   /// Ends the job: when this returns, no callback runs or will run. A fetch that is blocked in connecting is
   /// waited for. On the task's own thread, that is in a callback, it can't wait: it marks the job as stopped,

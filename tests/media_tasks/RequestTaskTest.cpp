@@ -106,6 +106,22 @@ TEST(RequestTask, GivesContextAndTransferToItsCallbacks) {
   EXPECT_EQ(host.threads().count(std::this_thread::get_id()), 0U);
 }
 
+TEST(RequestTask, GivesItsCallbacksTheTransferOfTheLatestStart) {
+  MediaHost host;
+  Door door;
+  auto* const laterTransfer = reinterpret_cast<KBL::IExternlMediaTransfer*>(0x7654320);
+  ProbeTask task([&](ProbeTask& self) {
+    door.wait();
+    self.ReportError(7, "seven");
+  });
+  task.setHostContext(&host);
+  task.Start(someTransfer);
+  task.Start(laterTransfer);
+  door.open();
+  ASSERT_TRUE(host.waitForErrors(1));
+  EXPECT_THAT(host.transfers(), ElementsAre(laterTransfer));
+}
+
 TEST(RequestTask, StopWaitsForTheJob) {
   std::atomic<bool> ended{false};
   Door started;
