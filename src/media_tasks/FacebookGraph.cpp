@@ -39,8 +39,7 @@ std::string facebookVideoUrl(const std::string& objectId, const std::string& tok
 }
 
 const Json::Value& facebookData(const Json::Value& page) {
-  const Json::Value& data = jsonMember(page, "data");
-  return data.isArray() ? data : Json::Value::nullSingleton();
+  return jsonMember(page, "data");
 }
 
 std::string facebookNextPage(const Json::Value& page) {
@@ -49,7 +48,7 @@ std::string facebookNextPage(const Json::Value& page) {
 
 std::optional<FacebookFailure> facebookFailure(const Json::Value& page) {
   const Json::Value& error = jsonMember(page, "error");
-  if (!error.isObject()) return std::nullopt;
+  if (error.isNull()) return std::nullopt;
   return FacebookFailure{jsonInt(error, "code"), jsonText(error, "message")};
 }
 

@@ -22,7 +22,7 @@ struct FacebookFailure {
   std::string message;
 };
 
-/// The list of a page, or a null value.
+/// The list of a page, or a null value. One that is no list has no elements.
 [[nodiscard]] const Json::Value& facebookData(const Json::Value& page);
 /// The address of the next page as it came, or nothing.
 [[nodiscard]] std::string facebookNextPage(const Json::Value& page);

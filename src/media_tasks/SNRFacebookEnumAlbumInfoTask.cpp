@@ -55,6 +55,7 @@ std::string SNRFacebookEnumAlbumInfoTask::readPage(const std::string& url) {
 }
 
 void SNRFacebookEnumAlbumInfoTask::walk(const Json::Value& albums) {
+  if (!albums.isArray()) return;
   for (const Json::Value& album : albums) {
     if (isCancelled()) return;
     if (!deliver(itemCallback_, albumRecord(jsonText(album, "id"), jsonText(album, "name"), true))) return;

@@ -68,7 +68,7 @@ std::string SNRFacebookEnumMediaInfoTask::readPage(const std::string& url, ReadI
       return {};
     }
   }
-  (this->*readItems)(items);
+  if (items.isArray()) (this->*readItems)(items);
   return facebookNextPage(page);
 }
 

@@ -45,7 +45,7 @@ std::string SNRFlickrImageTask::readPage(const std::string& url) {
   Json::Value reply;
   if (!fetchPage(url, reply)) return {};
   const Json::Value& stat = jsonMember(reply, "stat");
-  if (!stat.isString() || stat == "fail") {
+  if (stat.isNull() || stat == "fail") {
     ReportError(jsonInt(reply, "code"), jsonText(reply, "message"));
     return {};
   }

@@ -1,3 +1,4 @@
+#include "media_tasks/CurlCalls.h"
 #include "media_tasks/FacebookGraph.h"
 #include "media_tasks/MediaHost.h"
 #include "media_tasks/PageServer.h"
@@ -6,6 +7,8 @@
 #include "support/WaitUntil.h"
 
 #include <gmock/gmock.h>
+
+#include <algorithm>
 
 using KBL::SNRFacebookEnumAlbumInfoTask;
 using KBL::SNRFacebookEnumMediaInfoTask;
@@ -170,6 +173,25 @@ TEST_F(FacebookAlbums, ReadMembersOfAWrongTypeLikeMissingOnes) {
   EXPECT_THAT(host.albums(), ElementsAre(Album{"", "", 1}, Album{"", "", 1}, Album{"", "", 1}, closingAlbum));
 }
 
+TEST_F(FacebookAlbums, OfAListThatIsNoneAreTheVideosAlone) {
+  for (const char* data : {"{}", R"({"id":"1"})", R"("none")", "7"}) {
+    MediaHost own;
+    answer({std::string(R"({"data":)") + data + "}"});
+    SNRFacebookEnumAlbumInfoTask task("TOKEN", &MediaHost::onAlbum, &MediaHost::onError);
+    task.setHostContext(&own);
+    task.Run();
+    EXPECT_THAT(own.albums(), ElementsAre(closingAlbum)) << data;
+    EXPECT_THAT(own.errors(), IsEmpty()) << data;
+  }
+}
+
+TEST_F(FacebookAlbums, WithAnErrorThatIsNoObjectReportCode0) {
+  answer({R"({"error":"out of order"})"});
+  listAlbums();
+  EXPECT_THAT(host.errors(), ElementsAre(Error{0, ""}));
+  EXPECT_THAT(host.albums(), IsEmpty());
+}
+
 TEST_F(FacebookAlbums, AreUnreadableWhenNestedTooDeep) {
   answer({std::string(100000, '[')});
   listAlbums();
@@ -197,6 +219,29 @@ TEST_F(FacebookAlbums, StoppedInAPageFetchNoFurtherPageAndSendNoMore) {
   EXPECT_THAT(host.albums(), ElementsAre(Album{"1", "", 1}));
   EXPECT_THAT(host.errors(), IsEmpty());
   EXPECT_THAT(server.requests(), SizeIs(1));
+}
+
+// Of all lists this one alone begins a fetch behind a stop; it ends before a request is sent.
+TEST_F(FacebookAlbums, DoNotAskForAStopBetweenPagesAsOtherListsDo) {
+  answer({R"({"data":[{"id":"1"}])" + next("/p2") + "}", R"({"data":[{"source":"1"}])" + next("/p2") + "}"});
+  const auto performs = [this](KBL::SNRRequestTask& task) {
+    const ScopedCurlCalls recorded;
+    host.itemResult = [&](std::size_t) {
+      task.Stop();
+      return 1;
+    };
+    task.setHostContext(&host);
+    task.Run();
+    const std::vector<CurlCall> calls = ScopedCurlCalls::calls();
+    return std::count_if(calls.begin(), calls.end(),
+                         [](const CurlCall& call) { return call.function == "perform"; });
+  };
+  SNRFacebookEnumAlbumInfoTask albums("TOKEN", &MediaHost::onAlbum, &MediaHost::onError);
+  EXPECT_EQ(performs(albums), 2);
+  SNRFacebookEnumMediaInfoTask photos("TOKEN", "1", &MediaHost::onMedia, &MediaHost::onError);
+  EXPECT_EQ(performs(photos), 1);
+  EXPECT_EQ(host.calls(), 2U);
+  EXPECT_THAT(server.requests(), SizeIs(2));
 }
 
 TEST_F(FacebookPhotos, AreAskedForTheirAlbum) {

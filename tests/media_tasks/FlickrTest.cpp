@@ -157,7 +157,15 @@ TEST_F(Flickr, TakesAMissingStatForAFailure) {
 TEST_F(Flickr, GoesOnWithAnyOtherStat) {
   answer({R"({"stat":"whatever","photos":{"page":1,"pages":1,"photo":[)" + photo("a") + "]}}"});
   list();
-  EXPECT_THAT(host.media(), ElementsAre(item("a"), closing));
+  answer({R"({"stat":1,"photos":{"page":1,"pages":1,"photo":[)" + photo("b") + "]}}"});
+  list();
+  EXPECT_THAT(host.media(), ElementsAre(item("a"), closing, item("b"), closing));
+}
+
+TEST_F(Flickr, TakesANullStatForAFailure) {
+  answer({R"({"stat":null,"code":7,"message":"m"})"});
+  list();
+  EXPECT_THAT(host.errors(), ElementsAre(Error{7, "m"}));
 }
 
 TEST_F(Flickr, ReportsAReplyWithoutPhotos) {
