@@ -1,0 +1,90 @@
+// Download transfers when memory runs out, at each allocation of a call in turn.
+#include "boundary/ExternlMediaTransfer.h"
+#include "foundation/object/RefPtr.h"
+#include "media_tasks/MediaHost.h"
+#include "media_tasks/PageServer.h"
+#include "support/FailingAllocation.h"
+#include "support/TemporaryDirectory.h"
+
+#include <gmock/gmock.h>
+
+#include <functional>
+
+using KBL::IExternlMediaTransfer;
+
+namespace {
+
+using Transfer = KBL::RefPtr<IExternlMediaTransfer>;
+
+constexpr int moreThanAnyCallNeeds = 1000;
+
+const std::string longText(100, 'x');
+
+/// The commands that make a task, with texts too long to be kept without memory.
+std::int32_t command(IExternlMediaTransfer& transfer, int number) {
+  const char* const text = longText.c_str();
+  switch (number) {
+    case 10:
+      return transfer.Command(10, text, text, &MediaHost::onError, &MediaHost::onProgress);
+    case 12:
+      return transfer.Command(12, text, text, &MediaHost::onMedia, &MediaHost::onError);
+    case 13:
+      return transfer.Command(13, text, text, text, &MediaHost::onMedia, &MediaHost::onError);
+    default:
+      return transfer.Command(number, text, &MediaHost::onAlbum, &MediaHost::onError);
+  }
+}
+
+}  // namespace
+
+TEST(TransferMemory, CommandsGive3AndLeaveTheTransferUsable) {
+  for (int number = 10; number <= 14; ++number) {
+    int failures = 0;
+    for (int successes = 0; successes < moreThanAnyCallNeeds; ++successes) {
+      const Transfer transfer = KBL::adoptRef(createEMTDlTransfer());
+      ASSERT_EQ(command(*transfer, number), 0);
+      std::int32_t result = 0;
+      {
+        const ScopedFailingAllocation shortage(successes);
+        result = command(*transfer, number);
+        if (!ScopedFailingAllocation::hasFailed()) break;
+      }
+      ++failures;
+      EXPECT_EQ(result, 3) << "command " << number << ", allocation " << successes;
+      EXPECT_EQ(transfer->Start(), 4);
+      EXPECT_EQ(transfer->Stop(), 0);
+      EXPECT_EQ(command(*transfer, number), 0);
+    }
+    EXPECT_GE(failures, 2) << "command " << number;
+  }
+}
+
+TEST(TransferMemory, CreateGivesNull) {
+  const ScopedFailingAllocation shortage(0);
+  EXPECT_EQ(createEMTDlTransfer(), nullptr);
+  EXPECT_TRUE(ScopedFailingAllocation::hasFailed());
+}
+
+TEST(TransferMemory, StartWithoutMemoryForAThreadGives4AndTheNextOneRuns) {
+  PageServer server;
+  const ScopedMediaHosts hosts(server);
+  server.answerAlways(R"({"data":[]})");
+  int failures = 0;
+  for (int successes = 0; successes < moreThanAnyCallNeeds; ++successes) {
+    MediaHost host;
+    const Transfer transfer = KBL::adoptRef(createEMTDlTransfer());
+    transfer->Command(15, static_cast<void*>(&host));
+    ASSERT_EQ(transfer->Command(11, "TOKEN", &MediaHost::onAlbum, &MediaHost::onError), 0);
+    bool failed = false;
+    {
+      const ScopedFailingAllocation shortage(successes);
+      EXPECT_EQ(transfer->Start(), 4);
+      failed = ScopedFailingAllocation::hasFailed();
+    }
+    EXPECT_EQ(transfer->Start(), 4);
+    EXPECT_TRUE(host.waitForClosingAlbum());
+    if (!failed) break;
+    ++failures;
+  }
+  EXPECT_GE(failures, 1);
+}
