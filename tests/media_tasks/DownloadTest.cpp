@@ -6,6 +6,11 @@
 
 #include <gmock/gmock.h>
 
+#if !defined(_WIN32)
+#include <sys/resource.h>
+#endif
+
+#include <csignal>
 #include <filesystem>
 
 using KBL::SNRFacebookDownloadMediaTask;
@@ -114,6 +119,53 @@ TEST_F(Download, OntoAFullDiskReportsError1AndNoEnd) {
   }
 }
 #endif
+
+#if !defined(_WIN32)
+TEST_F(Download, LeavesThePartOfAFileThatTheDiskTook) {
+  constexpr rlim_t room = 50000;
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+  const rlimit small{room, before.rlim_max};
+  const auto formerHandler = std::signal(SIGXFSZ, SIG_IGN);
+  server.answerAlways(std::string(100000, 'x'));
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+  download(directory.file("f"));
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
+  (void)std::signal(SIGXFSZ, formerHandler);
+  EXPECT_THAT(host.errors(), ElementsAre(Error{1, "Image file write error."}));
+  EXPECT_EQ(std::filesystem::file_size(directory.file("f")), room);
+  for (const Progress& progress : host.progress()) EXPECT_EQ(progress.finished, 0);
+}
+#endif
+
+#if defined(__linux__)
+TEST_F(Download, HasClosedTheFileWhenItTellsItsEnd) {
+  server.answerAlways("body");
+  const std::filesystem::path path = directory.file("f");
+  bool wasOpen = false;
+  host.onOther = [&] {
+    if (host.progress().back().finished == 0) return;
+    for (const auto& descriptor : std::filesystem::directory_iterator("/proc/self/fd")) {
+      std::error_code gone;
+      wasOpen = wasOpen || std::filesystem::read_symlink(descriptor.path(), gone) == path;
+    }
+  };
+  download(path.string());
+  EXPECT_EQ(host.progress().back().finished, 1);
+  EXPECT_FALSE(wasOpen);
+}
+#endif
+
+TEST_F(Download, StoppedByItsProgressTellsNoEnd) {
+  server.answerAlways(std::string(1000, 'x'));
+  SNRFacebookDownloadMediaTask task(server.url(), directory.file("f"), &MediaHost::onError,
+                                    &MediaHost::onProgress);
+  host.onOther = [&] { task.Stop(); };
+  task.setHostContext(&host);
+  task.Run();
+  EXPECT_THAT(host.errors(), IsEmpty());
+  EXPECT_THAT(host.progress(), ElementsAre(testing::Field(&Progress::finished, 0)));
+}
 
 TEST_F(Download, PastItsLimitReportsError10) {
   server.answerAlways(std::string(2000, 'x'));
