@@ -282,3 +282,33 @@ TEST(StallRule, EndsTheFetchOfASilentServerWithError10) {
   EXPECT_THAT(host.errors(), ElementsAre(Error{10, "Operation was aborted by an application callback"}));
   EXPECT_THAT(host.albums(), IsEmpty());
 }
+
+TEST(StallRule, BeginsAnewWithEveryFetch) {
+  const ScopedManualTime time;
+  PageServer server;
+  server.answerAlways("body");
+  ProbeTask task;
+  std::string body;
+  ASSERT_TRUE(task.Fetch(server.url(), body));
+  time->advance(1000 * secondMs);
+  EXPECT_TRUE(task.Fetch(server.url(), body));
+}
+
+TEST(StallRule, WatchesAFetchWithoutAByteBehindAnotherOne) {
+  const ScopedManualTime time;
+  PageServer server;
+  server.answerInOrder({PageReply{.body = ""}, PageReply{.body = "late", .stallAfter = 0}});
+  std::atomic<bool> isOver{false};
+  std::string error;
+  ProbeTask task([&](ProbeTask& self) {
+    std::string body;
+    EXPECT_TRUE(self.Fetch(server.url(), body));
+    EXPECT_FALSE(self.Fetch(server.url(), body));
+    error = self.errorText();
+    isOver = true;
+  });
+  task.Start(someTransfer);
+  ASSERT_TRUE(server.waitForRequests(2));
+  ASSERT_TRUE(time->advanceUntil([&] { return isOver.load(); }, 31 * secondMs));
+  EXPECT_EQ(error, "Operation was aborted by an application callback");
+}
