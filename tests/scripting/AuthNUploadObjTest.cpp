@@ -288,6 +288,7 @@ TEST_P(UserCallBack, LogsAndTellsTheHost) {
     EXPECT_EQ(log->lines()[0].text, test.line);
     EXPECT_EQ(log->lines()[0].severity, test.severity);
     EXPECT_EQ(log->lines()[0].function, "KBL::CAuthNUploadObj::userCallBack");
+    EXPECT_GT(log->lines()[0].line, 0);
   }
   if (test.event == 0) {
     EXPECT_THAT(hostEvents, IsEmpty());

@@ -94,6 +94,7 @@ TEST_F(YoutubeUpload, ARefusedSessionReportsItsStatusAndBodyAndIsNotRetried) {
   ASSERT_THAT(lines, SizeIs(1));
   EXPECT_EQ(lines[0].severity, 2);
   EXPECT_EQ(lines[0].function, "KBL::BsExternlMediaAuthYoutubeUploadFileRequest::Request");
+  EXPECT_GT(lines[0].line, 0);
   EXPECT_EQ(text("upload_stop"), "(unset)");
 }
 
@@ -191,11 +192,13 @@ TEST_F(YoutubeUpload, TheStartOfTheChunksIsLogged) {
   EXPECT_EQ(lines[0].text, "upload, " + path_ + ", file size:7, chunk size: 2097152");
   EXPECT_EQ(lines[0].severity, 4);
   EXPECT_EQ(lines[0].function, "KBL::BsExternlMediaAuthYoutubeUploadFileRequest::Request");
+  EXPECT_GT(lines[0].line, 0);
   const auto session = log->linesWith(std::string("ExternlMediaAuthYoutubeUpload:") + uploadUrl +
                                       "?part=snippet,status,recordingDetails&alt=json&uploadType=resumable");
   ASSERT_THAT(session, SizeIs(1));
   EXPECT_EQ(session[0].severity, 4);
   EXPECT_EQ(session[0].function, lines[0].function);
+  EXPECT_GT(session[0].line, 0);
 }
 
 TEST_F(YoutubeUpload, NoTokenReachesTheLog) {
