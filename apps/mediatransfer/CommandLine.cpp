@@ -172,8 +172,9 @@ class Parser {
 
   void addDownload() {
     CLI::App& sub = *addCommand(Command::download, "download", "Fetch URL into FILE");
-    sub.add_option("URL", options_.url)->required();
-    sub.add_option("FILE", options_.file)->required();
+    sub.add_option("URL", options_.url, "An address, with --sandbox also a path of the stand-in servers")
+        ->required();
+    sub.add_option("FILE", options_.file, "Where to store it; a file that is there is replaced")->required();
   }
 
   void addSandbox() {

@@ -6,7 +6,9 @@
 #include "Utf8Path.h"
 #include "sandbox/MediaAccounts.h"
 
+#include <filesystem>
 #include <memory>
+#include <system_error>
 
 namespace host {
 namespace {
@@ -32,6 +34,19 @@ void refuseProxy(const Options& options) {
   throw Failure(Exit::wrongUse,
                 "--proxy serves logins and uploads alone; listings and downloads take the proxy of the "
                 "environment, so set https_proxy instead");
+}
+
+/// Looks first for what would be found only when all of the file has arrived.
+void checkTarget(const std::string& file) {
+  if (file.empty()) throw Failure(Exit::wrongUse, "FILE is empty; give the name of the file to make");
+  const std::filesystem::path path = pathFromUtf8(file);
+  std::error_code unreadable;
+  if (std::filesystem::is_directory(path, unreadable)) {
+    throw Failure(Exit::refused, "'" + file + "' is a folder; give the name of a file");
+  }
+  const std::filesystem::path folder = path.parent_path();
+  if (folder.empty() || std::filesystem::is_directory(folder, unreadable)) return;
+  throw Failure(Exit::refused, "the folder of '" + file + "' is not there; make it first");
 }
 
 }  // namespace
@@ -70,6 +85,7 @@ int runMedia(const Options& options, Report& report) {
 
 int runDownload(const Options& options, Report& report) {
   refuseProxy(options);
+  checkTarget(options.file);
   const Host host(options, report, Servers::optional);
   // The stand-ins of this process listen on another port each time, so that their files are named by path.
   const bool isOfSandbox = options.sandbox && options.url.starts_with('/');

@@ -70,11 +70,18 @@ int MediaJob::follow(bool endsWithError) {
   bool isOver = false;
   while (!isOver && !interrupted()) {
     const auto event = events_.pop(slice);
-    if (event) isOver = show(*event) || (endsWithError && failed_);
+    if (event) {
+      isOver = show(*event) || (endsWithError && failed_);
+    } else {
+      report_.tick();
+    }
   }
-  if (!isOver) transfer_->Stop();
-  report_.end(isOver && !failed_);
-  if (!isOver) return Exit::interrupted;
+  if (!isOver) {
+    transfer_->Stop();
+    report_.end(MediaEnd::stopped);
+    return Exit::interrupted;
+  }
+  report_.end(failed_ ? MediaEnd::failed : MediaEnd::good);
   return failed_ ? Exit::refused : Exit::done;
 }
 

@@ -28,7 +28,8 @@ class MediaLines final : public MediaReport {
               .number("finished", download.finished ? 1 : 0));
   }
   void error(const MediaErrorEvent& error) override { report_.error(error.code, error.text); }
-  void end(bool) override {}
+  void tick() override {}
+  void end(MediaEnd) override {}
 
  private:
   static void write(const JsonLine& line) { std::cout << line.line() << std::flush; }

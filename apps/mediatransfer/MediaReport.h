@@ -9,6 +9,9 @@
 
 namespace host {
 
+/// How a listing or a download came to its end.
+enum class MediaEnd { good, failed, stopped };
+
 /// How listings and downloads are shown: as tables and a progress bar for people, or as JSON lines. Used by
 /// the main thread alone.
 class MediaReport {
@@ -18,8 +21,10 @@ class MediaReport {
   virtual void media(const MediaEvent& media) = 0;
   virtual void download(const DownloadEvent& download) = 0;
   virtual void error(const MediaErrorEvent& error) = 0;
-  /// The last call; `good` when the job came to its end.
-  virtual void end(bool good) = 0;
+  /// Nothing has come for a moment.
+  virtual void tick() = 0;
+  /// The last call.
+  virtual void end(MediaEnd end) = 0;
 };
 
 /// One line for people: what an error of a listing or a download means, and what to do next.

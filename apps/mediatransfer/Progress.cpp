@@ -16,18 +16,15 @@ std::string formatted(const char* pattern, double value) {
 struct Unit {
   double bytes;
   const char* name;
+  const char* pattern;  ///< of a number of them
 };
 
 Unit unitFor(double bytes) {
   constexpr double kibi = 1024.0;
-  if (bytes >= kibi * kibi * kibi) return {kibi * kibi * kibi, "GiB"};
-  if (bytes >= kibi * kibi) return {kibi * kibi, "MiB"};
-  return {kibi, "KiB"};
-}
-
-std::string amount(double bytes) {
-  const Unit unit = unitFor(bytes);
-  return formatted("%.1f ", bytes / unit.bytes) + unit.name;
+  if (bytes >= kibi * kibi * kibi) return {kibi * kibi * kibi, "GiB", "%.1f"};
+  if (bytes >= kibi * kibi) return {kibi * kibi, "MiB", "%.1f"};
+  if (bytes >= kibi) return {kibi, "KiB", "%.1f"};
+  return {1, "B", "%.0f"};
 }
 
 std::string clockText(std::chrono::seconds time) {
@@ -43,6 +40,11 @@ std::string clockText(std::chrono::seconds time) {
 }
 
 }  // namespace
+
+std::string amountText(double bytes) {
+  const Unit unit = unitFor(bytes);
+  return formatted(unit.pattern, bytes / unit.bytes) + " " + unit.name;
+}
 
 Progress::Progress(std::uint64_t totalBytes, Clock::time_point start)
     : totalBytes_(totalBytes), start_(start) {}
@@ -73,10 +75,10 @@ std::string Progress::bar(Clock::time_point now, int width) const {
   const auto total = static_cast<double>(totalBytes_);
   const Unit unit = unitFor(total);
   std::string figures = formatted("%3.0f%%  ", percent_) +
-                        formatted("%.1f", static_cast<double>(bytes()) / unit.bytes) +
-                        formatted("/%.1f ", total / unit.bytes) + unit.name;
+                        formatted(unit.pattern, static_cast<double>(bytes()) / unit.bytes) + "/" +
+                        formatted(unit.pattern, total / unit.bytes) + " " + unit.name;
   if (const double bytesPerSecond = rate(now); bytesPerSecond > 0) {
-    figures += "  " + amount(bytesPerSecond) + "/s";
+    figures += "  " + amountText(bytesPerSecond) + "/s";
     if (percent_ < 100) figures += "  " + clockText(left(now)) + " left";
   }
   const int room = std::min(40, width - static_cast<int>(figures.size()) - 4);
@@ -87,9 +89,9 @@ std::string Progress::bar(Clock::time_point now, int width) const {
 }
 
 std::string Progress::line(Clock::time_point now) const {
-  std::string text = std::to_string(percent_) + "% of " + amount(static_cast<double>(totalBytes_));
+  std::string text = std::to_string(percent_) + "% of " + amountText(static_cast<double>(totalBytes_));
   if (const double bytesPerSecond = rate(now); bytesPerSecond > 0) {
-    text += ", " + amount(bytesPerSecond) + "/s";
+    text += ", " + amountText(bytesPerSecond) + "/s";
     if (percent_ < 100) text += ", " + clockText(left(now)) + " left";
   }
   return text;

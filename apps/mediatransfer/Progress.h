@@ -6,6 +6,9 @@
 
 namespace host {
 
+/// "12.5 MiB", in the largest unit of which it has one.
+[[nodiscard]] std::string amountText(double bytes);
+
 /// How far an upload is. Bytes, rate and time left are reckoned from the percentage, which is all that the
 /// library tells.
 class Progress {

@@ -46,6 +46,21 @@ TEST(Progress, BarNeverExceedsTheWidth) {
   }
 }
 
+TEST(Progress, AmountsAreInTheLargestUnitOfWhichTheyHaveOne) {
+  EXPECT_EQ(amountText(0), "0 B");
+  EXPECT_EQ(amountText(1023), "1023 B");
+  EXPECT_EQ(amountText(1024), "1.0 KiB");
+  EXPECT_EQ(amountText(1.5 * mebi), "1.5 MiB");
+  EXPECT_EQ(amountText(2048.0 * mebi), "2.0 GiB");
+}
+
+TEST(Progress, SmallFilesAreShownInBytes) {
+  Progress progress(12, start);
+  progress.advance(100);
+  EXPECT_EQ(progress.line(start + seconds(2)), "100% of 12 B, 6 B/s");
+  EXPECT_EQ(progress.bar(start + seconds(2), 40), "[################] 100%  12/12 B  6 B/s");
+}
+
 TEST(Progress, LongWaitsAreShownInHours) {
   Progress progress(100 * mebi, start);
   progress.advance(1);

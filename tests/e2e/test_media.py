@@ -1,8 +1,30 @@
 """Listings and downloads of Facebook, Flickr and Instagram, good and bad."""
 
+import http.server
+import threading
 import unittest
 
 from harness import HostTest, opener, sha256_of, wait_until
+
+MEBI = 1024 * 1024
+
+
+class UnknownSize(http.server.BaseHTTPRequestHandler):
+    """Answers with five MiB and does not say so beforehand."""
+
+    protocol_version = "HTTP/1.1"
+
+    def do_GET(self):
+        self.send_response(200)
+        self.send_header("Transfer-Encoding", "chunked")
+        self.end_headers()
+        for _ in range(5):
+            self.wfile.write(b"%x\r\n" % MEBI + bytes(MEBI) + b"\r\n")
+        self.wfile.write(b"0\r\n\r\n")
+
+    def log_message(self, *arguments):
+        pass
+
 
 FLICKR = ("--key", "flickr-application-key", "--secret", "flickr-application-secret")
 
@@ -128,7 +150,7 @@ class Media(HostTest):
     def test_dead_server_and_unwritable_file(self):
         servers = self.start_servers()
         picture = servers.url + "/media/pictures/7_64x64.jpg"
-        result = self.run_program("download", picture, self.folder / "missing" / "x.jpg")
+        result = self.run_program("download", picture, self.folder / ("x" * 300))
         self.assertEqual(result.code, 1, result)
         self.assert_one_line(result.err, "Image save path open error.", "check the folder")
         servers.stop()
@@ -136,6 +158,30 @@ class Media(HostTest):
         self.assertEqual(result.code, 1, result)
         self.assert_one_line(result.err, "Couldn't connect to server", "check the network")
         self.assertFalse((self.folder / "x.jpg").exists())
+
+    def test_target_is_looked_at_before_anything_is_fetched(self):
+        servers = self.start_servers()
+        picture = servers.url + "/media/pictures/7_64x64.jpg"
+        for target, code, part in ((self.folder / "missing" / "x.jpg", 1, "make it first"),
+                                   (self.folder, 1, "is a folder"), ("", 2, "FILE is empty")):
+            result = self.run_program("download", picture, target)
+            self.assertEqual(result.code, code, result)
+            self.assert_one_line(result.err, part)
+        self.assertEqual(servers.requests("mediaPicture"), [])
+
+    def test_download_of_unknown_size(self):
+        server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), UnknownSize)
+        threading.Thread(target=server.serve_forever, daemon=True).start()
+        self.addCleanup(server.server_close)
+        self.addCleanup(server.shutdown)
+        target = self.folder / "file"
+        result = self.run_program("download", f"http://127.0.0.1:{server.server_port}/file", target)
+        self.assertEqual(result.code, 0, result)
+        *amounts, last = result.out.splitlines()
+        self.assertRegex(amounts[-1], r"^5\.0 MiB, \d+\.\d [KMG]iB/s$")
+        self.assertLessEqual(len(amounts), 4)
+        self.assertEqual(last, f"stored in {target}")
+        self.assertEqual(target.stat().st_size, 5 * MEBI)
 
     def test_wrong_use(self):
         for command, part in ((("albums", "facebook"), "--token"),
@@ -160,6 +206,18 @@ class Media(HostTest):
         result = running.end()
         self.assert_ends(result, 130)
         self.assertEqual(len(result.events), 1)
+
+    def test_ctrl_c_stops_a_stalled_download(self):
+        servers = self.start_servers()
+        servers.fault("mediaPicture", "stallAnswerAfter", bytes=1000)
+        target = self.folder / "x.jpg"
+        running = self.start_program("download", servers.url + "/media/pictures/7_640x640.jpg", target)
+        running.out.wait_for(lambda line: "% of" in line, "a first amount")
+        running.interrupt()
+        result = running.end()
+        self.assertEqual(result.code, 130, result)
+        self.assertEqual(result.out.splitlines()[-1], "stopped")
+        self.assertFalse(target.exists())
 
     def wait_for_requests(self, servers, route, count):
         wait_until(lambda: len(servers.requests(route)) >= count, f"{count} requests of {route}")

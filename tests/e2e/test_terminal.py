@@ -47,6 +47,13 @@ class Terminal(HostTest):
         for bar in re.findall(r"\r\x1b\[K([^\r\n]*)", text):
             self.assertLess(len(bar), 40, bar)
 
+    def test_download_has_the_same_bar(self):
+        target = self.folder / "picture.jpg"
+        code, text = self.run_on_terminal("--sandbox", "download", "/media/pictures/1_4096x4096.jpg", target)
+        self.assertEqual(code, 0, text)
+        self.assertRegex(text, r"\r\x1b\[K\[#+\] 100%  (\d+\.\d)/\1 [KM]iB  \d+\.\d [KMG]iB/s\r?\n")
+        self.assertTrue(text.endswith(f"stored in {target}\r\n"), text)
+
     def test_json_lines_stay_json_lines(self):
         self.sign_in()
         code, text = self.run_on_terminal("--sandbox", "--json", "upload", "youtube", self.video())
