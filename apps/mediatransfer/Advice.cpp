@@ -4,6 +4,7 @@
 #include "foundation/BsNet/covertToErrorCode.h"
 #include "foundation/KblLogger/LogSinks.h"
 
+#include <array>
 #include <charconv>
 
 namespace host {
@@ -17,13 +18,39 @@ bool isTransportFailure(int code) {
   return code > KBL::transportErrorBase && code < KBL::transportErrorBase + 1000;
 }
 
-std::string meaningOf(int code) {
+/// One code, many causes: the library's text tells which.
+struct InvalidParameter {
+  std::string_view text;
+  std::string_view meaning;
+  std::string_view nextStep;  ///< empty: to sign in again
+};
+constexpr std::array<InvalidParameter, 5> invalidParameters{{
+    {"no uploader", "the stored login is of no platform that the library uploads to", ""},
+    {"empty data", "no such user is signed in", "see who is with: mediatransfer whoami"},
+    {"account uid", "the stored login lacks the account id", ""},
+    {"refresh token", "the stored login cannot be renewed", ""},
+    {"param invalid", "something that the service needs is missing",
+     "check --app-secret (or MEDIATRANSFER_APP_SECRET)"},
+}};
+
+const InvalidParameter& invalidParameter(const std::string& text) {
+  for (const InvalidParameter& known : invalidParameters) {
+    if (text.find(known.text) != std::string::npos) return known;
+  }
+  return invalidParameters.back();
+}
+
+/// TikTok's and Douyin's own codes for a token that they no longer take.
+constexpr int tokenUnknownThere = 2190002;
+constexpr int tokenExpiredThere = 2190008;
+
+std::string meaningOf(int code, const std::string& text) {
   if (isTransportFailure(code)) return "the server cannot be reached";
   switch (code) {
     case KBL::ErrorCode::urlInvalid:
       return "the cloud configuration has no usable address for this service";
     case KBL::ErrorCode::paramInvalid:
-      return "something that the service needs is missing";
+      return std::string(invalidParameter(text).meaning);
     case KBL::ErrorCode::loginTimeout:
       return "nobody finished the login in the browser in time";
     case KBL::ErrorCode::userCancelled:
@@ -39,8 +66,17 @@ std::string meaningOf(int code) {
     case KBL::ErrorCode::fileNotExist:
     case KBL::ErrorCode::fileOpenFailed:
     case KBL::ErrorCode::fileEmpty:
-    case KBL::ErrorCode::fileTooLarge:
       return "the file cannot be uploaded";
+    case KBL::ErrorCode::fileTooLarge:
+      return "the file is too large for the platform";
+    case KBL::ErrorCode::idNotFound:
+      return "the server's last answer does not name the video";
+    case KBL::ErrorCode::triesExhausted:
+      return "the service kept refusing";
+    case KBL::ErrorCode::partReadFailed:
+      return "the file could not be read to its end";
+    case tokenUnknownThere:
+    case tokenExpiredThere:
     case 401:
     case 403:
       return "the service refused";
@@ -50,26 +86,33 @@ std::string meaningOf(int code) {
   }
 }
 
-std::string nextStep(int code, std::string_view platform) {
+std::string nextStep(int code, const std::string& text, std::string_view platform) {
   if (isTransportFailure(code)) return "check the network, --proxy and the addresses of --cloud-config";
   switch (code) {
     case KBL::ErrorCode::urlInvalid:
       return "check the addresses of --cloud-config";
-    case KBL::ErrorCode::paramInvalid:
-      return "check --app-secret (or MEDIATRANSFER_APP_SECRET), or " + signInAgain(platform);
+    case KBL::ErrorCode::paramInvalid: {
+      const std::string_view step = invalidParameter(text).nextStep;
+      return step.empty() ? signInAgain(platform) : std::string(step);
+    }
     case KBL::ErrorCode::loginTimeout:
       return "run the command again, --timeout SECONDS gives more time";
     case KBL::ErrorCode::noUsableData:
     case KBL::ErrorCode::tokenExpired:
     case KBL::ErrorCode::tokenMissing:
+    case tokenUnknownThere:
+    case tokenExpiredThere:
     case 401:
     case 403:
       return signInAgain(platform);
     case KBL::ErrorCode::fileNotExist:
     case KBL::ErrorCode::fileOpenFailed:
     case KBL::ErrorCode::fileEmpty:
-    case KBL::ErrorCode::fileTooLarge:
       return "give another file";
+    case KBL::ErrorCode::fileTooLarge:
+      return "give a shorter or smaller video";
+    case KBL::ErrorCode::partReadFailed:
+      return "check the file and its disk";
     default:
       return "run again with -v to see the exchange";
   }
@@ -78,9 +121,9 @@ std::string nextStep(int code, std::string_view platform) {
 }  // namespace
 
 std::string explainError(int code, const std::string& text, std::string_view platform) {
-  std::string line = meaningOf(code) + " (" + std::to_string(code);
+  std::string line = meaningOf(code, text) + " (" + std::to_string(code);
   if (const std::string shown = singleLine(withoutSecrets(text), 240); !shown.empty()) line += ": " + shown;
-  return line + "); " + nextStep(code, platform);
+  return line + "); " + nextStep(code, text, platform);
 }
 
 UploadErrorText splitUploadError(const std::string& text) {

@@ -2,11 +2,13 @@
 #include "Options.h"
 #include "Progress.h"
 #include "Report.h"
+#include "foundation/BsNet/Result.h"
 #include "system/Terminal.h"
 
 #include <algorithm>
 #include <iostream>
 #include <optional>
+#include <utility>
 
 namespace host {
 namespace {
@@ -75,19 +77,33 @@ class ConsoleReport final : public Report {
   void uploadProgress(int percent) override {
     if (!progress_) return;
     progress_->advance(percent);
-    if (terminal_) return draw();
+    if (terminal_) {
+      if (percent != std::exchange(lastPrinted_, percent)) draw();
+      return;
+    }
     if (!isNews(percent)) return;
     lastPrinted_ = percent;
     line(progress_->line(Progress::Clock::now()));
   }
+  void uploadStops(const std::string& text) override {
+    stopping_ = true;
+    line(text);
+  }
   void finished(const std::string& text) override {
     keepBar();
     progress_.reset();
-    line(text.empty() ? std::string("uploaded") : "uploaded: " + singleLine(text));
+    // Douyin tells its end twice.
+    const std::string news = std::exchange(finishedBefore_, true) ? "uploaded, told once more" : "uploaded";
+    line(text.empty() ? news : news + ": " + singleLine(text));
   }
   void error(int code, const std::string& text) override { trouble(explainError(code, text, platform_)); }
   void uploadError(int, const std::string& text) override {
     const UploadErrorText split = splitUploadError(text);
+    if (stopping_ && split.code == KBL::ErrorCode::userCancelled) {
+      keepBar();
+      progress_.reset();
+      return line("the transfer was cut off (" + singleLine(text) + ")");
+    }
     trouble(explainError(split.code, split.message, platform_));
   }
   void trouble(const std::string& text) override {
@@ -160,6 +176,8 @@ class ConsoleReport final : public Report {
   Progress::Clock::time_point drawn_{};
   bool barShown_ = false;
   int lastPrinted_ = -1;
+  bool stopping_ = false;
+  bool finishedBefore_ = false;
 };
 
 }  // namespace

@@ -45,6 +45,7 @@ class JsonReport final : public Report {
   }
   void uploadStarts(std::uint64_t) override {}
   void uploadProgress(int percent) override { write(JsonLine("progress").number("value", percent)); }
+  void uploadStops(const std::string&) override {}
   void finished(const std::string& text) override { write(JsonLine("finished").text("text", text)); }
   void error(int code, const std::string& text) override {
     write(JsonLine("error").number("code", code).text("text", withoutSecrets(text)));

@@ -25,6 +25,8 @@ class Report {
   /// An upload of `bytes` is about to start.
   virtual void uploadStarts(std::uint64_t bytes) = 0;
   virtual void uploadProgress(int percent) = 0;
+  /// Ctrl-C stops the upload, which `line` says; what still comes of it is reported as before.
+  virtual void uploadStops(const std::string& line) = 0;
   virtual void finished(const std::string& text) = 0;
   /// An error that a manager or a task reported.
   virtual void error(int code, const std::string& text) = 0;

@@ -23,6 +23,21 @@ std::optional<int> prepareLogin(Host& host, const Options& options, Report& repo
   return Exit::refused;
 }
 
+/// Says which of the options the platform's service has no place for.
+void noteWhatIsNotSent(const Options& options, Report& report) {
+  if (options.platform->name == "youtube") {
+    if (!options.category.empty() || !options.thumbnail.empty())
+      report.note("youtube takes no --category and no --thumbnail here: they are not sent");
+    return;
+  }
+  const bool described = !(options.title.empty() && options.description.empty() && options.tags.empty() &&
+                           options.category.empty() && options.privacy.empty() && options.thumbnail.empty());
+  if (described) {
+    report.note(std::string(options.platform->name) +
+                " takes the video alone: its title and the like are not sent");
+  }
+}
+
 }  // namespace
 
 int runUpload(const Options& options, Report& report) {
@@ -30,6 +45,7 @@ int runUpload(const Options& options, Report& report) {
   const std::uint64_t size = checkedFileSize(options);
   Host host(options, report, Servers::needed);
   if (const auto exit = prepareLogin(host, options, report)) return *exit;
+  noteWhatIsNotSent(options, report);
   UploadJob job(host, options, report);
   return job.run(record, size);
 }

@@ -21,6 +21,8 @@ namespace {
 constexpr std::chrono::seconds lastEventLimit(35);
 /// A stopped upload tells of the part that was on its way and then, at once, of its end.
 constexpr std::chrono::seconds quietAfterStop(1);
+/// A refused part of a stopped Douyin upload is tried again without delay, and the upload then completed.
+constexpr std::chrono::seconds quietAfterRefusal(5);
 
 enum TransferCommand : int { setRecord = 0, setCallback = 1, setContext = 15 };
 
@@ -31,6 +33,11 @@ void fillField(char (&field)[size], const std::string& value, const char* name) 
                                       " bytes; give a shorter one");
   }
   std::memcpy(field, value.data(), value.size());
+}
+
+bool isOfTransfer(const Event& event) {
+  return event.kind == Event::Kind::progress || event.kind == Event::Kind::finished ||
+         event.kind == Event::Kind::uploadError;
 }
 
 void requireFile(const std::string& path) {
@@ -77,7 +84,7 @@ std::uint64_t checkedFileSize(const Options& options) {
 }
 
 UploadJob::UploadJob(Host& host, const Options& options, Report& report)
-    : host_(host), options_(options), report_(report) {
+    : host_(host), options_(options), report_(report), completesAlways_(options.platform->name == "douyin") {
   host_.openTransfers();
 }
 
@@ -104,56 +111,72 @@ int UploadJob::follow() {
     const auto event = host_.next(deadline());
     if (!event) return interrupted() ? stop() : endInSilence();
     report(*event);
-    if (endsUpload(*event)) return finishedCount_ > 0 ? Exit::done : Exit::refused;
+    if (isOver()) return failed_ ? Exit::refused : Exit::done;
   }
 }
 
 UploadJob::Clock::time_point UploadJob::deadline() const {
-  const bool onlyAfterthoughts = failed_ || finishedCount_ > 0;
   const std::chrono::seconds patience(options_.patienceSeconds);
-  return Clock::now() + (onlyAfterthoughts ? std::min(lastEventLimit, patience) : patience);
+  const bool mayBeTheLast = last_ == Last::finished || last_ == Last::error;
+  return Clock::now() + (mayBeTheLast ? std::min(lastEventLimit, patience) : patience);
 }
 
-int UploadJob::endInSilence() {
-  if (finishedCount_ > 0) return Exit::done;
+int UploadJob::endInSilence() const {
   if (failed_) return Exit::refused;
+  if (finishedCount_ > 0) return Exit::done;
   throw Failure(Exit::refused, "no news of the upload for " + std::to_string(options_.patienceSeconds) +
                                    " s; last heard: " + lastHeard_ +
                                    "; run again, with -v to see why or --patience to wait longer");
 }
 
-/// A stopped upload has no event of its own: the part on its way is reported, then the end of the upload,
-/// then nothing more comes.
 int UploadJob::stop() {
-  report_.note("stopping after the part that is on its way; Ctrl-C again ends at once");
+  const bool cutsOff = options_.platform->name == "tiktok";
+  report_.uploadStops(cutsOff ? "stopping; Ctrl-C again ends at once"
+                              : "stopping after the part that is on its way; Ctrl-C again ends at once");
   transfer_->Stop();
   const Clock::time_point limit = Clock::now() + lastEventLimit;
   Clock::time_point quiet = limit;
-  for (;;) {
-    const auto event = host_.next(std::min(limit, quiet), false);
-    if (!event) break;
+  while (const auto event = host_.next(std::min(limit, quiet), false)) {
     report(*event);
-    if (endsUpload(*event)) break;
-    if (event->kind == Event::Kind::progress) quiet = Clock::now() + quietAfterStop;
+    if (isOver()) break;
+    if (isOfTransfer(*event)) quiet = Clock::now() + lastWordLimit();
   }
-  if (finishedCount_ > 0) return Exit::done;
-  report_.note("stopped");
+  return endAfterStop();
+}
+
+/// How long a stopped upload may be silent before it counts as over. A stop has no event of its own but on
+/// TikTok: the part on its way is reported, then nothing more comes. Douyin is always completed, which the
+/// last part's progress comes ahead of.
+std::chrono::seconds UploadJob::lastWordLimit() const {
+  if (!completesAlways_) return quietAfterStop;
+  return last_ == Last::error ? quietAfterRefusal : lastEventLimit;
+}
+
+int UploadJob::endAfterStop() {
+  if (finishedCount_ > 0 && !failed_ && isWhole()) return Exit::done;
+  report_.note(finishedCount_ > 0 ? "stopped; the service keeps a video of the parts that it has"
+                                  : "stopped");
   return Exit::interrupted;
 }
 
+/// A stopped Douyin upload is completed with the parts that were sent. It shows one point less than what was
+/// sent, so 99 stands for all of it.
+bool UploadJob::isWhole() const {
+  constexpr int allSent = 99;
+  return !completesAlways_ || sentPercent_ >= allSent;
+}
+
 void UploadJob::report(const Event& event) {
+  remember(event);
   host_.reportShared(event);
   switch (event.kind) {
     case Event::Kind::progress:
-      lastHeard_ = "progress " + std::to_string(event.value) + "%";
       return report_.uploadProgress(event.value);
     case Event::Kind::finished:
       return report_.finished(event.text);
     case Event::Kind::uploadError:
       return report_.uploadError(event.value, event.text);
     case Event::Kind::tokenChanged:
-      lastHeard_ = "a new access token";
-      return;
     case Event::Kind::answer:
     case Event::Kind::loginUrl:
     case Event::Kind::callbackUrl:
@@ -161,21 +184,43 @@ void UploadJob::report(const Event& event) {
   }
 }
 
-/// Douyin reports its end twice, and may go on after an error; everything else is over at once.
-bool UploadJob::endsUpload(const Event& event) {
-  const bool endsTwice = options_.platform->name == "douyin";
+void UploadJob::remember(const Event& event) {
   switch (event.kind) {
+    case Event::Kind::progress:
+      last_ = Last::progress;
+      lastHeard_ = "progress " + std::to_string(event.value) + "%";
+      if (finishedCount_ == 0 && event.value < 100) sentPercent_ = std::max(sentPercent_, event.value);
+      return;
     case Event::Kind::finished:
-      return ++finishedCount_ >= (endsTwice ? 2 : 1);
+      last_ = Last::finished;
+      failed_ = false;
+      ++finishedCount_;
+      return;
     case Event::Kind::uploadError:
+      last_ = Last::error;
       failed_ = true;
-      return !endsTwice;
+      return;
+    case Event::Kind::tokenChanged:
+      lastHeard_ = "a new access token";
+      return;
     case Event::Kind::answer:
-      // The manager itself refused the upload; a background refresh that failed does not end it.
-      return event.infoType == KBL::infoTypeUpload && event.code != KBL::ErrorCode::none;
-    default:
-      return false;
+      // A background refresh that failed does not end the upload.
+      if (event.infoType != KBL::infoTypeUpload || event.code == KBL::ErrorCode::none) return;
+      refusedAtOnce_ = failed_ = true;
+      return;
+    case Event::Kind::loginUrl:
+    case Event::Kind::callbackUrl:
+      return;
   }
+}
+
+/// Douyin reports a good end twice, and may go on after an error unless no part was sent before it;
+/// everything else is over at once.
+bool UploadJob::isOver() const {
+  if (refusedAtOnce_) return true;
+  const bool begun = sentPercent_ >= 0;
+  if (completesAlways_ && begun) return finishedCount_ >= 2;
+  return finishedCount_ > 0 || failed_;
 }
 
 }  // namespace host

@@ -33,16 +33,25 @@ class UploadJob {
   int follow();
   int stop();
   void report(const Event& event);
-  [[nodiscard]] bool endsUpload(const Event& event);
+  void remember(const Event& event);
+  [[nodiscard]] bool isOver() const;
+  [[nodiscard]] bool isWhole() const;
   [[nodiscard]] Clock::time_point deadline() const;
-  [[nodiscard]] int endInSilence();
+  [[nodiscard]] std::chrono::seconds lastWordLimit() const;
+  [[nodiscard]] int endInSilence() const;
+  [[nodiscard]] int endAfterStop();
 
   Host& host_;
   const Options& options_;
   Report& report_;
+  /// Douyin completes every upload that began, stopped and failed ones too, and reports a good end twice.
+  const bool completesAlways_;
   KBL::RefPtr<KBL::IExternlMediaTransfer> transfer_;
+  enum class Last { nothing, progress, finished, error } last_ = Last::nothing;
   int finishedCount_ = 0;
-  bool failed_ = false;
+  int sentPercent_ = -1;        ///< the highest before the first `finished`, which brings 100s of its own
+  bool failed_ = false;         ///< the last event that told of an end was an error
+  bool refusedAtOnce_ = false;  ///< the manager itself refused the upload
   std::string lastHeard_ = "nothing at all";
 };
 

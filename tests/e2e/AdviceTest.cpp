@@ -12,6 +12,38 @@ TEST(Advice, SaysWhatACodeMeansAndWhatToDoNext) {
       "nobody is signed in (-10021: ema_youtube.1, empty data); sign in with: mediatransfer login youtube");
 }
 
+TEST(Advice, InvalidParameterIsToldByItsText) {
+  const auto line = [](const char* text) { return explainError(-10002, text, "douyin"); };
+
+  EXPECT_EQ(line("ema_douyin.1, empty data"),
+            "no such user is signed in (-10002: ema_douyin.1, empty data); see who is with: "
+            "mediatransfer whoami");
+  for (const char* text : {"ema_douyin.1, no uploader", "account uid param invalid", "account uid invalid",
+                           "refresh token param invalid"}) {
+    EXPECT_TRUE(line(text).starts_with("the stored login ")) << line(text);
+    EXPECT_TRUE(line(text).ends_with("; sign in with: mediatransfer login douyin")) << line(text);
+  }
+  EXPECT_TRUE(line("param invalid").starts_with("something that the service needs is missing"));
+  EXPECT_TRUE(line("param invalid").ends_with("check --app-secret (or MEDIATRANSFER_APP_SECRET)"));
+  EXPECT_TRUE(line("anything else").ends_with("check --app-secret (or MEDIATRANSFER_APP_SECRET)"));
+}
+
+TEST(Advice, UploadCodesSayWhatToDo) {
+  const auto line = [](int code) { return explainError(code, "x", "tiktok"); };
+
+  EXPECT_EQ(line(-10026),
+            "the file is too large for the platform (-10026: x); give a shorter or smaller video");
+  EXPECT_EQ(
+      line(-10027),
+      "the server's last answer does not name the video (-10027: x); run again with -v to see the exchange");
+  EXPECT_EQ(line(-10028), "the service kept refusing (-10028: x); run again with -v to see the exchange");
+  EXPECT_EQ(line(-10029), "the file could not be read to its end (-10029: x); check the file and its disk");
+  for (const int code : {2190002, 2190008}) {
+    EXPECT_TRUE(line(code).starts_with("the service refused (")) << line(code);
+    EXPECT_TRUE(line(code).ends_with("sign in with: mediatransfer login tiktok")) << line(code);
+  }
+}
+
 TEST(Advice, TransportFailureIsAServerOutOfReach) {
   EXPECT_NE(explainError(200007, "Couldn't connect", "youtube").find("cannot be reached (200007"),
             std::string::npos);

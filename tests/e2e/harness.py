@@ -219,6 +219,13 @@ class HostTest(unittest.TestCase):
         path.write_bytes(data)
         return path
 
+    def sparse_file(self, size, name="sparse.mp4"):
+        """A file of that size which takes no room on the disk."""
+        path = self.folder / name
+        with path.open("wb") as file:
+            file.truncate(size)
+        return path
+
     def assert_one_line(self, text, *parts):
         """One clear line of the program, with these parts in it."""
         lines = text.splitlines()

@@ -1,0 +1,154 @@
+"""Uploads to TikTok, good, bad and stopped."""
+
+import time
+import unittest
+
+from harness import HostTest, sha256_of, wait_until
+
+MIB = 1024 * 1024
+LIMIT_OF_A_VIDEO = 50 * MIB
+
+
+class TiktokUpload(HostTest):
+    def setUp(self):
+        super().setUp()
+        self.servers = self.start_servers()
+        self.user = self.sign_in(self.servers, "tiktok")
+
+    def upload(self, path, *options):
+        return self.run_program(*self.with_servers(self.servers, "upload", "tiktok", path, *options))
+
+    def test_arrives_whole(self):
+        video = self.video(5 * MIB + 1, "Ein Vidéo.mp4")
+        result = self.upload(video, "--json", "--user", self.user)
+        self.assert_ends(result, 0)
+
+        upload, = self.servers.uploads()
+        self.assertEqual((upload["service"], upload["complete"]), ("tiktok", True))
+        self.assertEqual(upload["received_size"], 5 * MIB + 1)
+        self.assertEqual(upload["sha256"], sha256_of(video))
+        self.assertEqual(upload["file_name"], "Ein Vidéo.mp4")
+        self.assertEqual(result.named("finished"), [{"event": "finished", "text": upload["media_id"]}])
+
+    def test_tells_its_events_in_order(self):
+        result = self.upload(self.video(20 * MIB), "--json")
+        self.assert_ends(result, 0)
+        names = [event["event"] for event in result.events]
+        self.assertEqual(names[:2], ["token_changed", "verified"])
+        self.assertEqual(set(names[2:-2]), {"progress"})
+        self.assertEqual(names[-2:], ["finished", "done"])
+        values = [event["value"] for event in result.named("progress")]
+        self.assertEqual(values, sorted(values))
+        self.assertEqual(values[-2:], [100, 100])
+        self.assertLessEqual(max(values[:-2]), 99)
+
+    def test_for_people(self):
+        result = self.upload(self.video(), "--title", "A title")
+        self.assertEqual((result.code, result.err), (0, ""), result)
+        lines = result.out.splitlines()
+        self.assertEqual(lines[1], "tiktok takes the video alone: its title and the like are not sent")
+        self.assertEqual(lines[-1], "uploaded: " + self.servers.uploads()[0]["media_id"])
+
+    def test_size_limit_from_both_sides(self):
+        too_large = self.sparse_file(LIMIT_OF_A_VIDEO)
+        plain = self.upload(too_large)
+        self.assertEqual(plain.code, 1, plain)
+        self.assert_one_line(plain.err, "too large", "-10026", "limit 50MB", "smaller")
+        lines = self.upload(too_large, "--json")
+        self.assert_ends(lines, 1)
+        self.assertEqual(lines.named("error"),
+                         [{"event": "error", "value": 12, "text": f"-10026,{too_large}, limit 50MB"}])
+        self.assertEqual(self.servers.requests("tiktokUpload"), [])
+
+        largest = self.sparse_file(LIMIT_OF_A_VIDEO - 1)
+        self.assert_ends(self.upload(largest, "--json"), 0)
+        self.assertEqual(self.servers.uploads()[0]["sha256"], sha256_of(largest))
+
+    def test_missing_or_empty_file_or_folder(self):
+        for path in (self.folder / "none.mp4", self.sparse_file(0), self.folder):
+            result = self.upload(path)
+            self.assertEqual(result.code, 1, result)
+            self.assert_one_line(result.err, str(path))
+        self.assertEqual(self.servers.requests("consume"), [])
+
+    def test_token_that_the_service_refuses(self):
+        self.servers.ask("tokens/expire", {})
+        self.servers.fault("token", "status", code=500, text="{}", times=2)
+        result = self.upload(self.video(), "--json")
+        self.assert_ends(result, 1)
+        self.assertEqual(result.named("error")[1],
+                         {"event": "error", "value": 12, "text": "2190008,Access token expired"})
+        plain = self.upload(self.video())
+        self.assertEqual(plain.code, 1, plain)
+        self.assertIn("the service refused (2190008: Access token expired); sign in with: "
+                      "mediatransfer login tiktok", plain.err)
+
+    def test_faults_of_the_server_end_in_one_error(self):
+        video = self.video(2 * MIB)
+        for kind, members, text in (
+                ("closeAtOnce", {}, "2000"),
+                ("resetRequestAfter", {"bytes": 100000}, "2000"),
+                ("truncatedBody", {"bytes": 10}, "2000"),
+                ("status", {"code": 503, "text": "busy"}, "503,"),
+                ("status", {"code": 200, "text": "no json"}, ""),
+                ("brokenJson", {}, ""),
+                ("removeMember", {"path": "data.share_id"}, ""),
+                ("replaceMember", {"path": "data.error_code", "text": "2100004"}, "2100004,")):
+            with self.subTest(kind=kind, members=members):
+                fault = self.servers.fault("tiktokUpload", kind, **members)
+                result = self.upload(video, "--json", "--patience", "5")
+                self.assert_ends(result, 1)
+                self.assertEqual(result.named("finished"), [])
+                if text:
+                    error, = result.named("error")
+                    self.assertTrue(error["text"].startswith(text), result)
+                self.assertEqual(self.servers.delivered(fault), 1)
+
+    def test_refused_entitlement(self):
+        fault = self.servers.fault("consume", "replaceMember", path="code", text="50011")
+        result = self.upload(self.video(), "--json")
+        self.assert_ends(result, 1)
+        self.assertTrue(result.named("error")[0]["text"].startswith("50011,"), result)
+        self.assertEqual(self.servers.delivered(fault), 1)
+
+    def test_ctrl_c_cuts_the_transfer_off(self):
+        for kind, members in (("stallRequestAfter", {"bytes": 1000000}),
+                              ("slowRequest", {"bytes": 65536, "delay": 100})):
+            with self.subTest(kind=kind):
+                fault = self.servers.fault("tiktokUpload", kind, **members)
+                running = self.start_program(*self.with_servers(
+                    self.servers, "--json", "upload", "tiktok", self.video(40 * MIB)))
+                running.wait_for_event("progress")
+                wait_until(lambda: self.servers.delivered(fault), "the fault")
+                begin = time.monotonic()
+                running.interrupt()
+                result = running.end()
+                self.assert_ends(result, 130)
+                self.assertLess(time.monotonic() - begin, 20)
+                self.assertEqual(result.named("error"),
+                                 [{"event": "error", "value": 12, "text": "-10007,User cancelled!"}])
+        self.assertEqual(self.servers.uploads(), [])
+
+    def test_ctrl_c_for_people(self):
+        self.servers.fault("tiktokUpload", "stallRequestAfter", bytes=1000000)
+        running = self.start_program(*self.with_servers(
+            self.servers, "upload", "tiktok", self.video(40 * MIB)))
+        running.out.wait_for(lambda line: "% of " in line, "progress")
+        running.interrupt()
+        result = running.end()
+        self.assertEqual((result.code, result.err), (130, ""), result)
+        self.assertEqual(result.out.splitlines()[-3:],
+                         ["stopping; Ctrl-C again ends at once",
+                          "the transfer was cut off (-10007,User cancelled!)",
+                          "stopped"])
+
+
+class TiktokWithoutLogin(HostTest):
+    def test_says_how_to_sign_in(self):
+        result = self.run_program("--sandbox", "upload", "tiktok", self.video())
+        self.assertEqual(result.code, 1, result)
+        self.assert_one_line(result.err, "nobody is signed in", "mediatransfer login tiktok")
+
+
+if __name__ == "__main__":
+    unittest.main()
