@@ -218,8 +218,8 @@ void UploadJob::remember(const Event& event) {
 /// everything else is over at once.
 bool UploadJob::isOver() const {
   if (refusedAtOnce_) return true;
-  const bool begun = sentPercent_ >= 0;
-  if (completesAlways_ && begun) return finishedCount_ >= 2;
+  const bool neverBegan = failed_ && sentPercent_ < 0;
+  if (completesAlways_) return finishedCount_ >= 2 || neverBegan;
   return finishedCount_ > 0 || failed_;
 }
 
