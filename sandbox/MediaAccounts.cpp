@@ -4,7 +4,14 @@ namespace sandbox {
 
 namespace {
 
-std::string handle(const User& user) {
+MediaAccount accountOf(const std::string& name) {
+  return {"facebook-token-" + name, "flickr-token-" + name + "|flickr-secret-" + name,
+          "|flickr-token-" + name, "instagram-token-" + name};
+}
+
+}  // namespace
+
+std::string accountName(const User& user) {
   std::string text;
   for (const char character : user.givenName) {
     if (character >= 'A' && character <= 'Z') text += static_cast<char>(character - 'A' + 'a');
@@ -13,15 +20,8 @@ std::string handle(const User& user) {
   return text.empty() ? user.openId : text;
 }
 
-MediaAccount accountOf(const std::string& name) {
-  return {"facebook-token-" + name, "flickr-token-" + name + "|flickr-secret-" + name,
-          "|flickr-token-" + name, "instagram-token-" + name};
-}
-
-}  // namespace
-
 MediaAccount mediaAccount(const User& user) {
-  return accountOf(handle(user));
+  return accountOf(accountName(user));
 }
 
 MediaAccount firstMediaAccount() {

@@ -14,6 +14,8 @@ struct MediaAccount {
   std::string instagramToken;  // "instagram-token-ada"
 };
 
+// The user's name at services that want one without blanks: the given name in small letters.
+[[nodiscard]] std::string accountName(const User& user);
 [[nodiscard]] MediaAccount mediaAccount(const User& user);
 // That of the first of the made-up users.
 [[nodiscard]] MediaAccount firstMediaAccount();

@@ -43,6 +43,8 @@ struct Endpoint {
   enum class Body { whole, streamed } body = Body::whole;
   // The path ends in '/' and one more segment follows, which the handler gets as Call::rest.
   enum class Path { exact, withRest } match = Path::exact;
+  // How the rest has to end; Call::rest stops in front of it.
+  std::string ending = {};
 };
 
 }  // namespace sandbox

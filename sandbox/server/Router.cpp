@@ -12,15 +12,18 @@ Router::Match Router::find(const std::string& method, const std::string& path) c
   Match match;
   for (const Endpoint& endpoint : endpoints_) {
     const bool withRest = endpoint.match == Endpoint::Path::withRest;
-    const bool same = withRest ? path.size() > endpoint.path.size() && path.starts_with(endpoint.path)
-                               : path == endpoint.path;
+    const std::size_t fixed = endpoint.path.size() + endpoint.ending.size();
+    const bool same =
+        withRest ? path.size() > fixed && path.starts_with(endpoint.path) && path.ends_with(endpoint.ending)
+                 : path == endpoint.path;
     if (!same) continue;
     if (endpoint.method != method) {
       match.otherMethod = true;
       continue;
     }
     match.endpoint = &endpoint;
-    match.rest = withRest ? percentDecoded(path.substr(endpoint.path.size())) : std::string();
+    match.rest =
+        withRest ? percentDecoded(path.substr(endpoint.path.size(), path.size() - fixed)) : std::string();
     match.otherMethod = false;
     return match;
   }

@@ -61,7 +61,7 @@ std::string flickrMd5Signature(const std::string& secret, Parameters parameters)
 }
 
 std::string oauthSignature(const std::string& url, Parameters parameters, const std::string& consumerSecret,
-                           const std::string& tokenSecret) {
+                           const std::string& tokenSecret, const std::string& method) {
   leaveOut(parameters, "oauth_signature");
   for (auto& [name, value] : parameters) {
     name = percentEncoded(name);
@@ -71,7 +71,7 @@ std::string oauthSignature(const std::string& url, Parameters parameters, const 
   std::string normalized;
   for (const auto& [name, value] : parameters)
     normalized += (normalized.empty() ? "" : "&") + name + "=" + value;
-  const std::string base = "GET&" + percentEncoded(url) + "&" + percentEncoded(normalized);
+  const std::string base = method + "&" + percentEncoded(url) + "&" + percentEncoded(normalized);
   const Digest digest =
       hmac(EVP_sha1(), percentEncoded(consumerSecret) + "&" + percentEncoded(tokenSecret), base);
   std::array<unsigned char, 64> text{};

@@ -11,9 +11,10 @@ using Parameters = std::vector<std::pair<std::string, std::string>>;
 // by name.
 [[nodiscard]] std::string flickrMd5Signature(const std::string& secret, Parameters parameters);
 
-// The OAuth 1.0 signature of a GET by HMAC-SHA1, over all parameters but "oauth_signature".
+// The OAuth 1.0 signature of a request by HMAC-SHA1, over all parameters but "oauth_signature".
 [[nodiscard]] std::string oauthSignature(const std::string& url, Parameters parameters,
-                                         const std::string& consumerSecret, const std::string& tokenSecret);
+                                         const std::string& consumerSecret, const std::string& tokenSecret,
+                                         const std::string& method = "GET");
 
 // The signature of an Instagram request: HMAC-SHA256 over the endpoint and its parameters but "sig", sorted.
 [[nodiscard]] std::string instagramSignature(const std::string& endpoint, Parameters parameters,

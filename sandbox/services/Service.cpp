@@ -9,13 +9,19 @@
 #include "sandbox/services/FacebookAccount.h"
 #include "sandbox/services/FacebookGraph.h"
 #include "sandbox/services/FacebookVideos.h"
+#include "sandbox/services/FlickrPublishing.h"
 #include "sandbox/services/FlickrRest.h"
+#include "sandbox/services/GoogleAccount.h"
 #include "sandbox/services/GoogleProfile.h"
 #include "sandbox/services/Inspection.h"
+#include "sandbox/services/InstagramAccount.h"
 #include "sandbox/services/InstagramApi.h"
+#include "sandbox/services/InstagramReels.h"
 #include "sandbox/services/MediaFiles.h"
 #include "sandbox/services/TiktokProfile.h"
 #include "sandbox/services/TiktokUpload.h"
+#include "sandbox/services/TwitchAccount.h"
+#include "sandbox/services/TwitchVideos.h"
 #include "sandbox/services/VimeoAccount.h"
 #include "sandbox/services/VimeoVideos.h"
 #include "sandbox/services/YoutubeUpload.h"
@@ -74,6 +80,12 @@ std::vector<std::unique_ptr<Service>> makeServices(ServiceContext& context) {
   services.push_back(std::make_unique<MediaFiles>(context));
   services.push_back(std::make_unique<FacebookAccount>(context));
   services.push_back(std::make_unique<FacebookVideos>(context));
+  services.push_back(std::make_unique<FlickrPublishing>(context));
+  services.push_back(std::make_unique<GoogleAccount>(context));
+  services.push_back(std::make_unique<InstagramAccount>(context));
+  services.push_back(std::make_unique<InstagramReels>(context));
+  services.push_back(std::make_unique<TwitchAccount>(context));
+  services.push_back(std::make_unique<TwitchVideos>(context));
   services.push_back(std::make_unique<VimeoAccount>(context));
   services.push_back(std::make_unique<VimeoVideos>(context));
   services.push_back(std::make_unique<Inspection>(context));

@@ -58,9 +58,11 @@ bool takeNumber(std::string_view& text, char end, std::uint64_t& number) {
 }  // namespace
 
 void YoutubeUpload::addTo(Router& router) {
-  router.add({Route::youtubeUploadOpen, "POST", kUploadPath, [this](Call& call) { return open(call); }});
-  router.add({Route::youtubeUploadChunk, "PUT", kUploadPath, [this](Call& call) { return put(call); },
-              Endpoint::Body::streamed});
+  for (const std::string& path : {std::string(kUploadPath), std::string(kScriptBase) + "/videos"}) {
+    router.add({Route::youtubeUploadOpen, "POST", path, [this](Call& call) { return open(call); }});
+    router.add({Route::youtubeUploadChunk, "PUT", path, [this](Call& call) { return put(call); },
+                Endpoint::Body::streamed});
+  }
 }
 
 std::vector<std::pair<std::string, std::string>> YoutubeUpload::urlKeys() const {
@@ -73,7 +75,9 @@ Reply YoutubeUpload::open(const Call& call) {
   if (!user) return googleUnauthorized();
   if (request.parameter("uploadType") != "resumable")
     return badRequest("Invalid upload type", "invalidUploadType");
-  if (request.parameter("alt") != "json") return badRequest("Invalid value for alt", "invalidParameter");
+  const bool mayLeaveOutAlt = request.path != kUploadPath;
+  const std::string alt = request.parameter("alt").value_or(mayLeaveOutAlt ? "json" : "");
+  if (alt != "json") return badRequest("Invalid value for alt", "invalidParameter");
   if (!namesParts(request.parameter("part").value_or("")))
     return badRequest("No part selected", "unexpectedPart");
   if (!request.header("Content-Type").value_or("").starts_with("application/json")) {
@@ -99,7 +103,7 @@ Reply YoutubeUpload::open(const Call& call) {
   const std::string uploadId = context_.uploads.open(std::move(upload));
   Reply reply;
   reply.headers = {{context_.options.locationHeader,
-                    context_.baseUrl + kUploadPath + "?uploadType=resumable&upload_id=" + uploadId},
+                    context_.baseUrl + request.path + "?uploadType=resumable&upload_id=" + uploadId},
                    {"X-GUploader-UploadID", uploadId}};
   return reply;
 }

@@ -17,6 +17,8 @@ class YoutubeUpload final : public Service {
   void addTo(Router& router) override;
   [[nodiscard]] std::vector<std::pair<std::string, std::string>> urlKeys() const override;
 
+  // Where the uploader scripts find it; their requests leave "alt" to its default.
+  static constexpr const char* kScriptBase = "/youtube-scripts/upload/v3";
   // Every chunk but the last is a multiple of this.
   static constexpr std::uint64_t kChunkUnit = std::uint64_t{256} * 1024;
 

@@ -44,8 +44,7 @@ std::optional<Grant> OauthGrants::spend(const std::string& code) {
 
 std::string OauthGrants::refusalAddress(const LoginRequest& request) const {
   if (!request.requestToken.empty()) {
-    return withParameters(request.redirectUri,
-                          {{"oauth_problem", "permission_denied"}, {"oauth_token", request.requestToken}});
+    return withParameters(request.redirectUri, {{"denied", request.requestToken}});
   }
   return withParameters(request.redirectUri, {{"error", "access_denied"},
                                               {"error_description", "The user denied the request"},

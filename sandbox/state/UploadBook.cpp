@@ -81,6 +81,11 @@ void UploadBook::Loan::finish(const std::string& sha256) {
   book_->changed_.notify_all();
 }
 
+void UploadBook::Loan::announce(std::uint64_t size) {
+  const std::lock_guard lock(book_->mutex_);
+  entry_->record.announcedSize = size;
+}
+
 void UploadBook::Loan::describe(const std::string& metadata) {
   const std::lock_guard lock(book_->mutex_);
   entry_->record.metadata = metadata;

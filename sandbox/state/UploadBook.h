@@ -44,6 +44,8 @@ class UploadBook {
     void replaceLast(const UploadedChunk& chunk, const Sha256& hash);
     // No more chunks will come.
     void finish(const std::string& sha256);
+    // The size, for services that hear it with the first bytes.
+    void announce(std::uint64_t size);
     // Replaces the metadata.
     void describe(const std::string& metadata);
 
