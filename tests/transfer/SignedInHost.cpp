@@ -12,11 +12,13 @@
 
 using namespace KBL;
 
-SignedInManager::SignedInManager(const std::string& cacheDir, const std::string& platformToken) {
+SignedInManager::SignedInManager(const std::string& cacheDir, const std::string& platformToken,
+                                 const SignIn& signIn)
+    : accountUid_(signIn.accountUid) {
   // A worker may still hold the manager of an earlier host for the length of a call.
-  while (getExternlMediaAuthorize(ema_youtube) != nullptr) std::this_thread::yield();
-  manager_ = adoptRef(getOrCreateExternlMediaAuthorize(ema_youtube));
-  manager_->init(cacheDir.c_str(), 0);
+  while (getExternlMediaAuthorize(signIn.platform) != nullptr) std::this_thread::yield();
+  manager_ = adoptRef(getOrCreateExternlMediaAuthorize(signIn.platform));
+  manager_->init(cacheDir.c_str(), signIn.timeoutSeconds);
   const RefPtr<IBsInfoReader> pubInfo = adoptRef(createInfoObject(infoObjectPubInfo));
   queryInterface<BsBaseInfoRW>(pubInfo.get(), "BsBaseInfoRW")
       ->setCharKeyConfig(PubCharKey::appSecret, "sandbox-app-secret");
@@ -35,6 +37,9 @@ void SignedInManager::learnToken(const std::string& uuid, const std::string& pla
   const RefPtr<IBsInfoReader> info = adoptRef(createExternlMediaAuthInfoObject(infoTypeMixed));
   auto* const writable = queryInterface<BsBaseInfoRW>(info.get(), "BsBaseInfoRW");
   writable->setCharKeyConfig(ExternlMediaMixedCharKey::thirdAccessToken, platformToken.c_str());
+  if (!accountUid_.empty()) {
+    writable->setCharKeyConfig(ExternlMediaMixedCharKey::userAccountUid, accountUid_.c_str());
+  }
   writable->setCharKeyConfig(ExternlMediaMixedCharKey::userNickName, "Zoë");
   writable->setCharKeyConfig(ExternlMediaMixedCharKey::videoCategories, "Film|Music|");
   writable->setIntKeyConfig(ExternlMediaMixedIntKey::expiresTimestamp, 4102444800);
@@ -55,8 +60,8 @@ std::unique_ptr<hostTransferRecord> makeUploadJob(const std::string& path) {
   return job;
 }
 
-RefPtr<IExternlMediaTransfer> makeUpload(EventLog& log, const std::string& path) {
-  RefPtr<IExternlMediaTransfer> transfer = adoptRef(createEMTUpTransfer(1));
+RefPtr<IExternlMediaTransfer> makeUpload(EventLog& log, const std::string& path, int transferPlatform) {
+  RefPtr<IExternlMediaTransfer> transfer = adoptRef(createEMTUpTransfer(transferPlatform));
   const TransferCallback callback = EventLog::record;
   transfer->Command(1, callback);
   transfer->Command(15, &log);

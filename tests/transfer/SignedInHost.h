@@ -10,11 +10,18 @@
 
 // A small host, built on the exports alone.
 
-/// A manager for YouTube with one signed-in user.
+/// Who is signed in, and how long a request of his may take; 0 is the library's own limit.
+struct SignIn {
+  KBL::ExternlMediaPlatform platform = KBL::ema_youtube;
+  std::string accountUid;  ///< his id at the platform
+  int timeoutSeconds = 0;
+};
+
+/// A manager of one platform with one signed-in user.
 class SignedInManager {
  public:
   /// The cache goes to `cacheDir`. With an empty platform token nobody is signed in.
-  SignedInManager(const std::string& cacheDir, const std::string& platformToken);
+  SignedInManager(const std::string& cacheDir, const std::string& platformToken, const SignIn& signIn = {});
 
   /// Replaces the user's platform token, as a refresh does.
   void replaceToken(const std::string& platformToken) const;
@@ -26,11 +33,14 @@ class SignedInManager {
  private:
   void learnToken(const std::string& uuid, const std::string& platformToken) const;
 
+  const std::string accountUid_;
   KBL::RefPtr<KBL::IBsExternlMediaAuthorize> manager_;
 };
 
 /// A private upload of `path` for the user who signed in last.
 [[nodiscard]] std::unique_ptr<KBL::hostTransferRecord> makeUploadJob(const std::string& path);
 
-/// A transfer to YouTube that reports to `log`, with a job for `path`.
-[[nodiscard]] KBL::RefPtr<KBL::IExternlMediaTransfer> makeUpload(EventLog& log, const std::string& path);
+/// A transfer that reports to `log`, with a job for `path`; to YouTube unless a number of
+/// `createEMTUpTransfer` is given.
+[[nodiscard]] KBL::RefPtr<KBL::IExternlMediaTransfer> makeUpload(EventLog& log, const std::string& path,
+                                                                 int transferPlatform = 1);

@@ -16,9 +16,10 @@ RefPtr<IExternlMediaTransfer> makeTransfer(int platform) {
 }
 
 TEST(IExternlMediaTransferSlots, StandInTheirOrder) {
-  EXPECT_EQ(slotOf(&IExternlMediaTransfer::Stop), slotOf(&IExternlMediaTransfer::Start) + 1);
-  EXPECT_EQ(slotOf(&IExternlMediaTransfer::Command), slotOf(&IExternlMediaTransfer::Start) + 2);
-  EXPECT_EQ(slotOf(&IExternlMediaTransfer::Query), slotOf(&IExternlMediaTransfer::Start) + 3);
+  EXPECT_EQ(slotOf(&IExternlMediaTransfer::Start), 5U);
+  EXPECT_EQ(slotOf(&IExternlMediaTransfer::Stop), 6U);
+  EXPECT_EQ(slotOf(&IExternlMediaTransfer::Command), 7U);
+  EXPECT_EQ(slotOf(&IExternlMediaTransfer::Query), 8U);
 }
 
 TEST(TransferEnvironment, SetupRefusesOnlyANullPath) {

@@ -1,6 +1,5 @@
 // Whole uploads through the exports against the sandbox: what arrives, and how each ends for the host.
 #include "boundary/records/ExternlMediaKeys.h"
-#include "sandbox/state/Sha256.h"
 #include "transfer/AuthLog.h"
 #include "transfer/UploadFixture.h"
 
@@ -17,16 +16,6 @@ using testing::IsEmpty;
 using testing::SizeIs;
 
 namespace {
-std::string sha256(const std::string& bytes) {
-  sandbox::Sha256 hash;
-  hash.add(bytes.data(), bytes.size());
-  return hash.hex();
-}
-
-MATCHER_P3(IsEvent, event, value, text, "") {
-  return arg.event == event && arg.value == value && arg.text == text;
-}
-
 using UploadFlow = UploadFixture;
 
 // --- Good uploads
@@ -76,10 +65,8 @@ TEST_F(UploadFlow, TheChainAsksForCredentialsAndEntitlementFirst) {
   const auto transfer = makeUpload(events_, makeFile(1));
   transfer->Start();
   ASSERT_TRUE(events_.waitFor(8));
-  std::vector<Route> routes;
-  for (const auto& request : sandbox_.requests()) routes.push_back(request.route);
-  EXPECT_THAT(routes, ElementsAre(Route::clientCredentials, Route::consume, Route::youtubeUploadOpen,
-                                  Route::youtubeUploadChunk));
+  EXPECT_THAT(routes(), ElementsAre(Route::clientCredentials, Route::consume, Route::youtubeUploadOpen,
+                                    Route::youtubeUploadChunk));
 }
 
 TEST_F(UploadFlow, APathOutsideAsciiIsUploaded) {
