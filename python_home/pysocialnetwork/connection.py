@@ -222,6 +222,8 @@ class Connection:
             body = response.read(LARGEST_ANSWER + 1)
             if len(body) > LARGEST_ANSWER:
                 raise UploadError("the answer of %s is larger than expected" % self.origin.host)
+            if is_cut_off(response):
+                raise http.client.IncompleteRead(body)
             keep = not response.will_close and response.isclosed()
             response.close()
         if not keep:
@@ -258,6 +260,18 @@ class Connection:
             raise
         finally:
             timer.cancel()
+
+
+def is_cut_off(response: http.client.HTTPResponse) -> bool:
+    """An answer that lacks a part of its body or headers, which is read without complaint otherwise.
+
+    `length` counts what is still to come. A body that ends with the connection has to be announced, since headers that
+    end with the connection look the same.
+    """
+    if response.length:
+        return True
+    announced = response.getheader("Connection", "").lower() == "close" or response.version < 11
+    return response.length is None and not response.chunked and not announced
 
 
 def proxy_for(origin: Origin) -> Optional[SplitResult]:

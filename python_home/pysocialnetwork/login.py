@@ -75,7 +75,7 @@ def _unpack(text: str) -> Any:
     # A small text can unpack to gigabytes.
     inflater = zlib.decompressobj()
     content = inflater.decompress(packed, LARGEST_CONTENT)
-    if not inflater.eof:
+    if not inflater.eof or inflater.unused_data:
         raise ValueError
     return json.loads(content.decode("utf-8"))
 
