@@ -149,14 +149,18 @@ Reply InstagramReels::look(const Call& call) {
   const std::optional<User> user = userOf(call.request.parameter("access_token").value_or(""));
   if (!user) return facebookUnauthorized();
   const std::string fields = call.request.parameter("fields").value_or("id");
-  for (const UploadRecord& upload : context_.uploads.all()) {
-    if (upload.service != "instagram" || upload.openId != user->openId) continue;
-    if (upload.uploadId == call.rest) return json(statusOf(upload, fields));
-    if (upload.mediaId != call.rest || !upload.complete) continue;
+  // Borrowed, so that bytes which are being taken in are counted.
+  if (const auto container = context_.uploads.borrow(call.rest, kBusyLimit)) {
+    const UploadRecord& upload = container->record();
+    const bool theirs = upload.service == "instagram" && upload.openId == user->openId;
+    if (theirs) return json(statusOf(upload, fields));
+  }
+  const std::optional<UploadRecord> media = context_.uploads.byMediaId("instagram", call.rest);
+  if (media && media->complete && media->openId == user->openId) {
     Json::Value value;
-    value["id"] = upload.mediaId;
+    value["id"] = media->mediaId;
     if (asksFor(fields, "permalink")) {
-      value["permalink"] = "https://www.instagram.com/reel/" + upload.mediaId + "/";
+      value["permalink"] = "https://www.instagram.com/reel/" + media->mediaId + "/";
     }
     return json(value);
   }

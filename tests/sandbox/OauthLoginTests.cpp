@@ -12,6 +12,7 @@ struct Login {
   const char* name;
   const char* path;
   bool needsChallenge;
+  bool needsScope;
 };
 
 void PrintTo(const Login& login, std::ostream* stream) {
@@ -29,8 +30,11 @@ class OauthLogin : public testing::TestWithParam<Login> {
 };
 
 INSTANTIATE_TEST_SUITE_P(Services, OauthLogin,
-                         testing::Values(Login{"facebook", "/facebook/v19.0/dialog/oauth", false},
-                                         Login{"vimeo", "/vimeo/oauth/authorize", false}),
+                         testing::Values(Login{"facebook", "/facebook/v19.0/dialog/oauth", false, false},
+                                         Login{"vimeo", "/vimeo/oauth/authorize", false, false},
+                                         Login{"google", "/google/o/oauth2/v2/auth", true, true},
+                                         Login{"instagram", "/instagram/oauth/authorize", false, true},
+                                         Login{"twitch", "/twitch/oauth2/authorize", false, true}),
                          [](const auto& tested) { return std::string(tested.param.name); });
 
 TEST_P(OauthLogin, AutomaticConsentLeadsBackAtOnceWithCodeAndState) {
@@ -92,6 +96,11 @@ TEST_P(OauthLogin, RequestThatIsNoCodeFlowWithStateIsRefused) {
   EXPECT_EQ(parameterOf(addressFor(without(loginFields(), "state")), "error"), "invalid_request");
 }
 
+TEST_P(OauthLogin, ScopeIsNeededWhereTheServiceNeedsOne) {
+  EXPECT_EQ(parameterOf(addressFor(without(loginFields(), "scope")), "error"),
+            GetParam().needsScope ? "invalid_scope" : "");
+}
+
 TEST_P(OauthLogin, ChallengeMustBeASha256) {
   EXPECT_EQ(parameterOf(addressFor(with(loginFields(), "code_challenge_method", "plain")), "error"),
             "invalid_request");
@@ -118,8 +127,14 @@ TEST_P(OauthLogin, AnyApplicationIsTakenWhereNoneIsNamed) {
 TEST(OauthLogins, ServicesStandInOneTable) {
   sandbox::Sandbox server;
   const auto table = server.scriptServices();
-  for (const char* key :
-       {"facebookLogin", "facebookGraph", "facebookGraphVideo", "vimeoLogin", "vimeoToken", "vimeoApi"}) {
+  const std::vector<std::string> keys{
+      "facebookLogin",  "facebookGraph",  "facebookGraphVideo", "flickrOauth", "flickrRest",
+      "flickrUpload",   "googleLogin",    "googleRevoke",       "googleToken", "instagramGraph",
+      "instagramLogin", "instagramToken", "instagramUpload",    "twitchApi",   "twitchHelix",
+      "twitchLogin",    "twitchRevoke",   "twitchToken",        "vimeoApi",    "vimeoLogin",
+      "vimeoToken",     "youtubeApi",     "youtubeUpload"};
+  EXPECT_EQ(table.size(), keys.size());
+  for (const std::string& key : keys) {
     ASSERT_TRUE(table.count(key)) << key;
     EXPECT_TRUE(table.at(key).starts_with(server.baseUrl() + "/")) << key;
     EXPECT_FALSE(table.at(key).ends_with("/")) << key;
