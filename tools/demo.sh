@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Shows the main job against the stand-in servers, which run inside the program: installs what is missing, builds,
-# signs in to YouTube, uploads a video of 25 MiB, compares what arrived with what was sent, verifies the stored login
-# in another process and signs out. Needs no network but for the packages, and no account.
+# Shows the main jobs against the stand-in servers: installs what is missing and builds; for each of YouTube, TikTok and
+# Douyin signs in, uploads a video of 25 MiB, compares what arrived with what was sent, verifies the stored login in
+# another process and signs out; lists an album and downloads one of its pictures, which it compares too. Needs no network
+# but for the packages, and no account.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -39,23 +40,63 @@ video=$folder/demo.mp4
 make_video "$video"
 mediatransfer() { build/release/bin/mediatransfer --sandbox --cache-dir "$folder/cache" "$@"; }
 
-step "Sign in to YouTube"
-mediatransfer login youtube
+# The SHA-256 of what the service named $1 kept; the stand-ins run inside each call and keep their state in a file.
+received() {
+  sed -n "/\"service\" : \"$1\"/,/}/s/.*\"sha256\" : \"\([0-9a-f]\{64\}\)\".*/\1/p" "$folder/cache.sandbox/sandbox.json"
+}
 
-step "Upload $video ($(stat -c %s "$video") bytes)"
-mediatransfer upload youtube "$video" --title "A demonstration" --privacy unlisted
+# The value of the member $1 in the first line that has it, of JSON lines or of JSON text.
+member() {
+  sed -n "/\"$1\"/{s/.*\"$1\" *: *\"\([^\"]*\)\".*/\1/p;q}"
+}
 
-step "Compare what the servers received with what was sent"
+same() {
+  printf '%-12s%s\n%-12s%s\n' "$1" "$2" "$3" "$4"
+  [ "$2" = "$4" ] || fail "$5"
+}
+
 sent=$(sha256sum "$video" | cut -d ' ' -f 1)
-received=$(grep -o '"sha256"[^,}]*' "$folder/cache.sandbox/sandbox.json" | grep -oE '[0-9a-f]{64}') ||
-  fail "the servers kept no finished upload"
-printf 'sent      %s\nreceived  %s\n' "$sent" "$received"
-[ "$sent" = "$received" ] || fail "the video arrived changed"
+for platform in youtube tiktok douyin; do
+  step "Sign in to $platform"
+  mediatransfer login "$platform"
 
-step "Verify the stored login in another process"
-mediatransfer verify youtube
+  step "Upload $video ($(stat -c %s "$video") bytes) to $platform"
+  mediatransfer upload "$platform" "$video"
 
-step "Sign out"
-mediatransfer logout youtube
+  step "Compare what $platform received with what was sent"
+  same sent "$sent" received "$(received "$platform")" "the video arrived changed"
 
-step "Done: signed in, uploaded, compared, verified and signed out"
+  step "Verify the stored login in another process, and sign out"
+  mediatransfer verify "$platform"
+  mediatransfer logout "$platform"
+done
+
+step "Start the stand-ins as servers of their own"
+config=$folder/cloud-config.json
+build/release/bin/mediatransfer sandbox >"$config" &
+servers=$!
+trap 'kill $servers' EXIT
+for _ in $(seq 200); do
+  grep -q '^}' "$config" && break
+  sleep 0.05
+done
+service() { build/release/bin/mediatransfer --cloud-config "$config" --cache-dir "$folder/cache" "$@"; }
+base=$(member urlMediaFacebookGraph <"$config" | grep -oE '^http://[^/]+') || fail "the servers did not start"
+
+step "List the albums of a user, and the media of the first"
+export MEDIATRANSFER_TOKEN=facebook-token-ada
+service albums facebook >"$folder/albums.txt"
+sed -n '1,4p; $p' "$folder/albums.txt"
+service --json albums facebook >"$folder/albums.json"
+album=$(member id <"$folder/albums.json")
+service --json media facebook --album "$album" >"$folder/media.json"
+picture=$(member url <"$folder/media.json")
+printf 'album %s has %s pictures, the first at %s\n' "$album" "$(grep -c '"more":1' "$folder/media.json")" "$picture"
+
+step "Download the first picture and compare it with what the servers hold"
+service download "$picture" "$folder/picture.jpg"
+service --json download "$base/sandbox/media/${picture##*/}" "$folder/picture.json" >/dev/null
+same downloaded "$(sha256sum "$folder/picture.jpg" | cut -d ' ' -f 1)" held "$(member sha256 <"$folder/picture.json")" \
+  "the picture arrived changed"
+
+step "Done: three videos uploaded and compared, an album listed, a picture downloaded and compared"
