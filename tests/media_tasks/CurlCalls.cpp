@@ -5,6 +5,7 @@
 #include <curl/curl.h>
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <cstdarg>
 #include <mutex>
 
@@ -113,4 +114,10 @@ void ScopedCurlCalls::refuseOption(int option) {
 std::vector<CurlCall> ScopedCurlCalls::calls() {
   const std::lock_guard lock(recording().mutex);
   return recording().calls;
+}
+
+std::ptrdiff_t ScopedCurlCalls::performs() {
+  const std::vector<CurlCall> seen = calls();
+  return std::count_if(seen.begin(), seen.end(),
+                       [](const CurlCall& call) { return call.function == "perform"; });
 }

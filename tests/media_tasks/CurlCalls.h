@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -27,4 +28,6 @@ class ScopedCurlCalls {
   static void refuseOption(int option);
 
   [[nodiscard]] static std::vector<CurlCall> calls();
+  /// How many fetches have begun.
+  [[nodiscard]] static std::ptrdiff_t performs();
 };

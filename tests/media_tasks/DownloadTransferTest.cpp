@@ -252,6 +252,52 @@ TEST_F(DownloadTransfer, GivenACommandInItsOwnCallbackRunsTheNewTask) {
   EXPECT_THAT(second.albums(), SizeIs(3));
 }
 
+TEST_F(DownloadTransfer, StopWaitsForTheCallbackOfAnEarlierTaskToo) {
+  server.answerAlways(R"({"data":[{"id":"1"}]})");
+  std::atomic<bool> hasCommand{false};
+  std::atomic<bool> hasStopped{false};
+  std::atomic<bool> hasEnded{false};
+  host.itemResult = [&](std::size_t) {
+    transfer->Command(11, "SECOND", &MediaHost::onAlbum, &MediaHost::onError);
+    hasCommand = true;
+    // A Stop that does not wait comes back within this time.
+    (void)waitUntil([&] { return hasStopped.load(); }, std::chrono::milliseconds(300));
+    hasEnded = true;
+    return 1;
+  };
+  commandAlbums("FIRST");
+  transfer->Start();
+  ASSERT_TRUE(waitUntil([&] { return hasCommand.load(); }));
+  EXPECT_EQ(transfer->Stop(), 0);
+  hasStopped = true;
+  EXPECT_TRUE(hasEnded);
+}
+
+TEST_F(DownloadTransfer, StoppedInACallbackWaitsForNoCallbackOfAnEarlierTask) {
+  server.answerAlways(R"({"data":[{"id":"1"}]})");
+  MediaHost second;
+  std::atomic<bool> hasStopped{false};
+  std::atomic<bool> hasSeenIt{false};
+  second.itemResult = [&](std::size_t) {
+    transfer->Stop();
+    hasStopped = true;
+    return 1;
+  };
+  host.itemResult = [&](std::size_t) {
+    transfer->Command(15, static_cast<void*>(&second));
+    transfer->Command(11, "SECOND", &MediaHost::onAlbum, &MediaHost::onError);
+    transfer->Start();
+    hasSeenIt = waitUntil([&] { return hasStopped.load(); });
+    return 1;
+  };
+  commandAlbums("FIRST");
+  transfer->Start();
+  ASSERT_TRUE(waitUntil([&] { return hasStopped.load(); }));
+  transfer->Stop();
+  EXPECT_TRUE(hasSeenIt);
+  EXPECT_THAT(second.albums(), SizeIs(1));
+}
+
 TEST_F(DownloadTransfer, ReleasedWhileATaskRunsEndsItFirst) {
   server.answer([](const std::string&) { return PageReply{.body = R"({"data":[]})", .stallAfter = 3}; });
   commandAlbums();

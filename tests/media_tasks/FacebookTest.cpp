@@ -8,8 +8,6 @@
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
-
 using KBL::SNRFacebookEnumAlbumInfoTask;
 using KBL::SNRFacebookEnumMediaInfoTask;
 using testing::ElementsAre;
@@ -232,9 +230,7 @@ TEST_F(FacebookAlbums, DoNotAskForAStopBetweenPagesAsOtherListsDo) {
     };
     task.setHostContext(&host);
     task.Run();
-    const std::vector<CurlCall> calls = ScopedCurlCalls::calls();
-    return std::count_if(calls.begin(), calls.end(),
-                         [](const CurlCall& call) { return call.function == "perform"; });
+    return ScopedCurlCalls::performs();
   };
   SNRFacebookEnumAlbumInfoTask albums("TOKEN", &MediaHost::onAlbum, &MediaHost::onError);
   EXPECT_EQ(performs(albums), 2);

@@ -1,3 +1,4 @@
+#include "media_tasks/CurlCalls.h"
 #include "media_tasks/MediaHost.h"
 #include "media_tasks/PageServer.h"
 #include "media_tasks/SNRInstagramImageTask.h"
@@ -143,9 +144,22 @@ TEST_F(Instagram, StoppedInAPageSendsNothingMore) {
     return 1;
   };
   task.setHostContext(&host);
+  const ScopedCurlCalls recorded;
   task.Start(nullptr);
   ASSERT_TRUE(host.waitForCalls(1));
   task.Stop();
   EXPECT_THAT(host.media(), ElementsAre(Media{0, "i1", "t1", 1}));
-  EXPECT_THAT(server.requests(), SizeIs(1));
+  EXPECT_EQ(ScopedCurlCalls::performs(), 1);
+}
+
+TEST_F(Instagram, GivesDataThatIsNoListNoRecord) {
+  for (const std::string& data : {"{\"1\":" + image("1") + "}", std::string("7"), std::string("null")}) {
+    MediaHost own;
+    answer({R"({"meta":{"code":200},"data":)" + data + "}"});
+    SNRInstagramImageTask task("TOKEN", &MediaHost::onMedia, &MediaHost::onError);
+    task.setHostContext(&own);
+    task.Run();
+    EXPECT_THAT(own.media(), ElementsAre(closing)) << data;
+    EXPECT_THAT(own.errors(), IsEmpty()) << data;
+  }
 }
