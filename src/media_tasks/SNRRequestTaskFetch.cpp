@@ -42,7 +42,7 @@ class Settings {
 bool SNRRequestTask::Fetch(const std::string& url, std::string& body) {
   lastChangeTime_ = 0;
   lastByteCount_ = -1.0;
-  const FetchGate::Pass pass;
+  const ExitGate::Pass pass(fetchGate());
   if (!pass.isGranted()) {
     cancel();
     return false;
@@ -88,7 +88,7 @@ std::size_t SNRRequestTask::writeEntry(char* data, std::size_t size, std::size_t
 int SNRRequestTask::progressEntry(void* task, double total, double now, double uploadTotal,
                                   double uploadNow) {
   auto* const self = static_cast<SNRRequestTask*>(task);
-  if (FetchGate::isClosing()) self->cancel();
+  if (fetchGate().isClosing()) self->cancel();
   try {
     return self->OnProgress(total, now, uploadTotal, uploadNow);
   } catch (...) {

@@ -1,8 +1,6 @@
 #include "foundation/BsNet/ExchangeGate.h"
 
-#include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdlib>
 #include <mutex>
 #include <vector>
@@ -12,52 +10,42 @@ namespace {
 
 constexpr std::chrono::milliseconds closingPatience(1000);
 
-struct Gate {
+struct Parking {
   std::mutex mutex;
-  std::condition_variable left;
-  std::atomic<bool> closing{false};
-  int inside = 0;
-  std::vector<void*> parked;
+  std::vector<void*> objects;
 };
 
-// Never freed: it is asked by threads that outlive the exit handlers.
-Gate& gate() {
-  static auto* const instance = new Gate;
+// Neither is ever freed: they are asked by threads that outlive the exit handlers.
+
+ExitGate& gate() {
+  static auto* const instance = new ExitGate;
   return *instance;
+}
+
+Parking& parking() {
+  static auto* const instance = new Parking;
+  return *instance;
+}
+
+void close() {
+  gate().close(closingPatience);
 }
 
 }  // namespace
 
-ExchangeGate::Pass::Pass() {
-  const std::lock_guard lock(gate().mutex);
-  granted_ = !gate().closing;
-  if (granted_) ++gate().inside;
-}
-
-ExchangeGate::Pass::~Pass() {
-  if (!granted_) return;
-  const std::lock_guard lock(gate().mutex);
-  --gate().inside;
-  gate().left.notify_all();
-}
+ExchangeGate::Pass::Pass() : ExitGate::Pass(gate()) {}
 
 bool ExchangeGate::isClosing() {
-  return gate().closing;
+  return gate().isClosing();
 }
 
 void ExchangeGate::closeAtExit() {
-  (void)std::atexit(&ExchangeGate::close);
+  (void)std::atexit(&close);
 }
 
 void ExchangeGate::park(void* object) {
-  const std::lock_guard lock(gate().mutex);
-  gate().parked.push_back(object);
-}
-
-void ExchangeGate::close() {
-  std::unique_lock lock(gate().mutex);
-  gate().closing = true;
-  gate().left.wait_for(lock, closingPatience, [] { return gate().inside == 0; });
+  const std::lock_guard lock(parking().mutex);
+  parking().objects.push_back(object);
 }
 
 }  // namespace KBL

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "foundation/object/ExitGate.h"
+
 namespace KBL {
 
 /// Keeps threads out of libcurl and its TLS library once the process is closing: those tear their state down
@@ -8,16 +10,9 @@ namespace KBL {
 class ExchangeGate {
  public:
   /// One stay inside libcurl; not granted when the gate is closed.
-  class Pass {
+  class Pass : public ExitGate::Pass {
    public:
     Pass();
-    ~Pass();
-    Pass(const Pass&) = delete;
-    Pass& operator=(const Pass&) = delete;
-    [[nodiscard]] bool isGranted() const { return granted_; }
-
-   private:
-    bool granted_;
   };
 
   [[nodiscard]] static bool isClosing();
@@ -28,9 +23,6 @@ class ExchangeGate {
 
   /// Keeps an object that may no longer be freed.
   static void park(void* object);
-
- private:
-  static void close();
 };
 
 }  // namespace KBL
