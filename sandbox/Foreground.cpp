@@ -3,13 +3,14 @@
 #include "sandbox/Sandbox.h"
 #include "sandbox/ScriptServicesFile.h"
 
-#include <chrono>
+#include <signal.h>
+#include <time.h>
+
 #include <csignal>
 #include <exception>
 #include <fstream>
 #include <ostream>
 #include <stdexcept>
-#include <thread>
 
 namespace sandbox {
 
@@ -20,6 +21,31 @@ volatile std::sig_atomic_t stopWanted = 0;
 extern "C" void wantStop(int) {
   stopWanted = 1;
 }
+
+// Keeps SIGINT and SIGTERM from this thread and from those that it starts, so that `arrived` finds them: the
+// handler is for threads that were there before.
+class StopSignals {
+ public:
+  StopSignals() {
+    sigemptyset(&signals_);
+    sigaddset(&signals_, SIGINT);
+    sigaddset(&signals_, SIGTERM);
+    ::pthread_sigmask(SIG_BLOCK, &signals_, &former_);
+  }
+  ~StopSignals() { ::pthread_sigmask(SIG_SETMASK, &former_, nullptr); }
+  StopSignals(const StopSignals&) = delete;
+  StopSignals& operator=(const StopSignals&) = delete;
+
+  // Waits for one for 50 ms.
+  [[nodiscard]] bool arrived() const {
+    const timespec limit{0, 50'000'000};
+    return ::sigtimedwait(&signals_, nullptr, &limit) > 0;
+  }
+
+ private:
+  sigset_t signals_;
+  sigset_t former_;
+};
 
 // Puts the former handling of a signal back at the end of its scope.
 class SignalTaken {
@@ -49,6 +75,7 @@ int runInForeground(const SandboxOptions& options, const std::string& configFile
   stopWanted = 0;
   const SignalTaken interrupt(SIGINT);
   const SignalTaken terminate(SIGTERM);
+  const StopSignals signals;
   try {
     Sandbox sandbox(options);
     output << "sandbox listening on " << sandbox.baseUrl() << '\n';
@@ -62,7 +89,7 @@ int runInForeground(const SandboxOptions& options, const std::string& configFile
       output << "cloud configuration: " << configFile << '\n';
     }
     output.flush();
-    while (stopWanted == 0) std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    while (stopWanted == 0 && !signals.arrived()) continue;
     sandbox.stop();
   } catch (const std::exception& error) {
     errors << "sandbox: " << error.what() << '\n';

@@ -15,7 +15,9 @@ class PageServer::Impl {
  public:
   Impl() {
     server_.Get(".*", [this](const httplib::Request& request, httplib::Response& response) {
-      send(replyTo(request), response);
+      int releases = 0;
+      const PageReply reply = replyTo(request, releases);
+      send(reply, releases, response);
     });
     port_ = server_.bind_to_any_port("127.0.0.1");
     thread_ = std::thread([this] { server_.listen_after_bind(); });
@@ -48,7 +50,8 @@ class PageServer::Impl {
   }
 
  private:
-  PageReply replyTo(const httplib::Request& request) {
+  // `releases`: how many there had been when the request came; a stall waits for the next.
+  PageReply replyTo(const httplib::Request& request, int& releases) {
     Answer answer;
     {
       const std::lock_guard lock(mutex_);
@@ -56,15 +59,16 @@ class PageServer::Impl {
       for (const auto& [name, value] : request.headers) seen.headers.emplace(name, value);
       requests_.push_back(std::move(seen));
       answer = answer_;
+      releases = releases_;
     }
     return answer ? answer(request.target) : PageReply{"nothing here", 404};
   }
 
-  void send(const PageReply& reply, httplib::Response& response) {
+  void send(const PageReply& reply, int releases, httplib::Response& response) {
     response.status = reply.status;
     for (const auto& [name, value] : reply.headers) response.set_header(name, value);
     if (reply.endless) return sendEndlessly(response);
-    if (reply.stallAfter) return sendAndStall(reply, *reply.stallAfter, response);
+    if (reply.stallAfter) return sendAndStall(reply, *reply.stallAfter, releases, response);
     if (reply.breakAfter) return sendAndBreak(reply, *reply.breakAfter, response);
     response.set_content(reply.body, reply.contentType.c_str());
   }
@@ -80,19 +84,19 @@ class PageServer::Impl {
     });
   }
 
-  void sendAndStall(const PageReply& reply, std::size_t first, httplib::Response& response) {
-    const auto provide = [this, body = reply.body, first](std::size_t offset, std::size_t, auto& sink) {
+  void sendAndStall(const PageReply& reply, std::size_t first, int releases, httplib::Response& response) {
+    const auto provide = [this, body = reply.body, first, releases](std::size_t offset, std::size_t,
+                                                                    auto& sink) {
       if (offset < first) return sink.write(body.data() + offset, first - offset);
-      if (!waitForRelease(sink)) return false;
+      if (!waitForRelease(releases, sink)) return false;
       return sink.write(body.data() + offset, body.size() - offset);
     };
     response.set_content_provider(reply.body.size(), "application/octet-stream", provide);
   }
 
   template <class Sink>
-  bool waitForRelease(Sink& sink) {
+  bool waitForRelease(int before, Sink& sink) {
     std::unique_lock lock(mutex_);
-    const int before = releases_;
     // Looks after the client from time to time, so that one that has left does not hold a thread.
     while (releases_ == before && sink.is_writable()) changed_.wait_for(lock, std::chrono::milliseconds(20));
     return !closing_ && releases_ != before;
