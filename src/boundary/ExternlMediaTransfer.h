@@ -45,8 +45,8 @@ KBL_TRANSFER_API std::int32_t teardownTransferEnv();
 KBL_TRANSFER_API KBL::IExternlMediaTransfer* createEMTUpTransfer(int transferPlatform);
 
 /// A new download transfer, which lists and downloads a user's media (see ExternlMediaDlTransfer for its
-/// commands and DownloadRecords for what its callbacks bring), with one reference, which is the caller's; null
-/// when memory is short.
+/// commands and DownloadRecords for what its callbacks bring), with one reference, which is the caller's;
+/// null when memory is short.
 KBL_TRANSFER_API KBL::IExternlMediaTransfer* createEMTDlTransfer();
 
 }  // extern "C"
