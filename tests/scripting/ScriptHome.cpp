@@ -1,38 +1,26 @@
 #include "scripting/ScriptHome.h"
 
+#include "scripting/PythonCall.h"
 #include "scripting/PythonLibrary.h"
 #include "scripting/PythonRunTime.h"
 
+#include <gtest/gtest.h>
+
 #include <cstdlib>
-#include <filesystem>
 #include <stdexcept>
 
 namespace fs = std::filesystem;
 
-namespace {
-
-struct TestedPython {
-  std::string library;
-  fs::path stdlib;
-};
-
-TestedPython testedPython() {
-  const char* const value = std::getenv("TEST_PYTHON");
-  const std::string text = value == nullptr ? "" : value;
-  const std::size_t bar = text.find('|');
-  if (bar == std::string::npos) throw std::runtime_error("TEST_PYTHON is not set; start the test with ctest");
-  return {text.substr(0, bar), text.substr(bar + 1)};
-}
-
-}  // namespace
-
-const char* const uploaderBase = R"(
+const char* const scriptBase = R"(
 import ctypes
+
+calls = []
 
 _address = ctypes.pythonapi.PyCapsule_GetPointer
 _address.restype = ctypes.c_void_p
 _address.argtypes = [ctypes.py_object, ctypes.c_char_p]
 _function = ctypes.CFUNCTYPE(None, ctypes.c_ssize_t, ctypes.c_uint32, ctypes.c_char_p)
+
 
 class Uploader:
     def SetCallback(self, capsule):
@@ -43,11 +31,45 @@ class Uploader:
 
     def report(self, code, text):
         self.callback(self.user, code, text.encode())
+
+
+class Recorder(Uploader):
+    answers = {}
+
+    def __getattr__(self, name):
+        if name.startswith("_"):
+            raise AttributeError(name)
+
+        def method(*arguments):
+            calls.append((name,) + arguments)
+            answer = self.answers.get(name)
+            return answer() if callable(answer) else answer
+
+        return method
+
+
+def fail():
+    raise RuntimeError("told to fail")
+
+
 )";
 
 std::string scriptWith(const std::string& body) {
-  return std::string(uploaderBase) + "\nclass Tested(Uploader):\n    name = None\n" + body +
+  return std::string(scriptBase) + "class Tested(Uploader):\n    name = None\n" + body +
          "\ndef CreateAuInstance(name):\n    made = Tested()\n    made.name = name\n    return made\n";
+}
+
+std::string recorderWith(const std::string& answers) {
+  return std::string(scriptBase) + "Recorder.answers = " + answers +
+         "\ndef CreateAuInstance(name):\n    calls.append(name)\n    return Recorder()\n";
+}
+
+TestedPython testedPython() {
+  const char* const value = std::getenv("TEST_PYTHON");
+  const std::string text = value == nullptr ? "" : value;
+  const std::size_t bar = text.find('|');
+  if (bar == std::string::npos) throw std::runtime_error("TEST_PYTHON is not set; start the test with ctest");
+  return {text.substr(0, bar), text.substr(bar + 1)};
 }
 
 ScriptHome::ScriptHome(const std::string& script, const std::string& folder)
@@ -61,10 +83,47 @@ ScriptHome::ScriptHome(const std::string& script, const std::string& folder)
 }
 
 void ScriptHome::write(const std::string& name, const std::string& contents) const {
-  directory_.write(path_.substr(directory_.file("").size()) + name, contents);
+  directory_.write(path_.substr(directory_.path().string().size() + 1) + name, contents);
 }
 
 void ScriptHome::setUp() const {
   setenv(KBL::pythonLibraryVariable, testedPython().library.c_str(), 1);
   (void)KBL::CPythonRunTime::setHomePath(path_.c_str(), 0);
+}
+
+std::unique_ptr<ScriptHome> loadedHome(const std::string& script) {
+  auto home = std::make_unique<ScriptHome>(script);
+  home->setUp();
+  (void)KBL::CPythonRunTime::getEnvironment();
+  return home;
+}
+
+bool runPython(const std::string& text) {
+  const KBL::PythonApi* const api = KBL::PythonGate::instance().running();
+  if (api == nullptr) throw std::runtime_error("no interpreter runs");
+  const int state = api->PyGILState_Ensure();
+  const int result = api->PyRun_SimpleStringFlags(text.c_str(), nullptr);
+  api->PyGILState_Release(state);
+  return result == 0;
+}
+
+std::string pythonValue(const std::string& expression) {
+  const TemporaryDirectory directory;
+  const std::string file = directory.write("value", "");
+  const bool done = runPython("import sys\nrt = sys.modules.get('pythonrt')\nwith open(r'" + file +
+                              "', 'w', encoding='utf-8') as out: out.write(str(" + expression + "))\n");
+  return done ? directory.read("value") : "(raised)";
+}
+
+ErrorOutput::ErrorOutput() {
+  testing::internal::CaptureStderr();
+}
+
+ErrorOutput::~ErrorOutput() {
+  if (recording_) (void)testing::internal::GetCapturedStderr();
+}
+
+std::string ErrorOutput::text() {
+  recording_ = false;
+  return testing::internal::GetCapturedStderr();
 }

@@ -1,0 +1,530 @@
+// The wrapper of a script's object: names, formats, results, events.
+#include "scripting/PythonAuObject.h"
+#include "scripting/PythonRunTime.h"
+#include "scripting/ScriptEventEntry.h"
+#include "scripting/ScriptHome.h"
+#include "support/RecordingLogger.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+using namespace KBL;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+
+namespace {
+
+std::unique_ptr<CPythonAuObject> makeObject(std::uint32_t platform = 0) {
+  return CPythonRunTime::getEnvironment()->CreateAuInstance(platform);
+}
+
+/// A script set up, and an object that it made.
+class ScriptObject {
+ public:
+  explicit ScriptObject(const std::string& script) : home_(loadedHome(script)), object_(makeObject()) {
+    (void)runPython("import sys\nsys.modules['pythonrt'].calls.clear()");
+  }
+  ~ScriptObject() { CPythonRunTime::teardown(); }
+
+  CPythonAuObject* operator->() const { return object_.get(); }
+  /// The calls that the script noted since it made the object.
+  [[nodiscard]] static std::string calls() { return pythonValue("rt.calls"); }
+
+ private:
+  std::unique_ptr<ScriptHome> home_;
+  std::unique_ptr<CPythonAuObject> object_;
+};
+
+// --- Making
+
+TEST(ScriptObjectMaking, NamesThePlatforms) {
+  const auto home = loadedHome(recorderWith());
+  for (std::uint32_t platform = 0; platform < 6; ++platform) EXPECT_NE(makeObject(platform), nullptr);
+  EXPECT_EQ(pythonValue("rt.calls"), "['facebook', 'youtube', 'vimeo', 'flickr', 'instagram', 'twitch']");
+  CPythonRunTime::teardown();
+}
+
+TEST(ScriptObjectMaking, OfOtherPlatformsCallsNothing) {
+  const auto home = loadedHome(recorderWith());
+  for (const std::uint32_t platform : {6U, 7U, 8U, 4294967295U}) EXPECT_EQ(makeObject(platform), nullptr);
+  EXPECT_EQ(pythonValue("rt.calls"), "[]");
+  CPythonRunTime::teardown();
+}
+
+/// Every method on an object around nothing: neutral results, and nothing printed.
+void expectNothing(const CPythonAuObject& object) {
+  ErrorOutput output;
+  const hostTransferRecord record{};
+  object.SetCallback(scriptEventEntry, 1);
+  object.SetBrand("b");
+  object.SetAppKey("k");
+  object.SetAppSecret("s");
+  object.SetRedirectURL("u");
+  object.Logout();
+  object.ShareLink("a", "b");
+  object.StartUpload(record);
+  object.StopUpload();
+  for (const std::string& text :
+       {object.GetLoginURL(), object.GetAccessToken(), object.GetAppKey(), object.GetAppSecret(),
+        object.GetUserName(), object.GetLastError(), object.callForText("GetVideoCategories")}) {
+    EXPECT_EQ(text, "");
+  }
+  EXPECT_EQ(object.VerifyRedirectURL("u"), 0);
+  EXPECT_EQ(object.SetAccessToken("t"), 0);
+  EXPECT_EQ(object.callForNumber("GetVideoHD"), 0);
+  EXPECT_EQ(output.text(), "");
+}
+
+TEST(ScriptObjectMaking, WithoutAFactoryWrapsNothing) {
+  const auto home = loadedHome("");
+  const auto object = makeObject();
+  ASSERT_NE(object, nullptr);
+  expectNothing(*object);
+  CPythonRunTime::teardown();
+}
+
+TEST(ScriptObjectMaking, AFactoryThatRaisesIsNotPrintedAndLeavesNoErrorBehind) {
+  const auto home =
+      loadedHome(std::string(scriptBase) + "def CreateAuInstance(name):\n" +
+                 "    if name == 'facebook':\n        fail()\n" +
+                 "    Recorder.answers = {'GetLoginURL': 'https://login'}\n    return Recorder()\n");
+  std::unique_ptr<CPythonAuObject> object;
+  ErrorOutput output;
+  object = makeObject(0);
+  EXPECT_EQ(output.text(), "");
+  ASSERT_NE(object, nullptr);
+  expectNothing(*object);
+  EXPECT_EQ(makeObject(1)->GetLoginURL(), "https://login");
+  CPythonRunTime::teardown();
+}
+
+TEST(ScriptObjectMaking, AfterTheInterpretersEndNothingIsCalled) {
+  const auto home =
+      loadedHome(recorderWith("{'GetLoginURL': 'x', 'SetAccessToken': 1, 'VerifyRedirectURL': 2}"));
+  const auto environment = CPythonRunTime::getEnvironment();
+  const auto object = makeObject();
+  CPythonRunTime::teardown();
+  expectNothing(*object);
+  expectNothing(*environment->CreateAuInstance(0));
+  home->setUp();
+  expectNothing(*object);
+  CPythonRunTime::teardown();
+}
+
+TEST(ScriptObjectMaking, WithoutAnInterpreterNothingIsCalled) {
+  (void)CPythonRunTime::setHomePath("", 0);
+  const auto object = makeObject();
+  ASSERT_NE(object, nullptr);
+  expectNothing(*object);
+  CPythonRunTime::teardown();
+}
+
+// --- The callback
+
+constexpr const char* capsuleReader = R"(
+class Tested(Recorder):
+    def SetCallback(self, *arguments):
+        name = ctypes.pythonapi.PyCapsule_GetName
+        name.restype = ctypes.c_char_p
+        name.argtypes = [ctypes.py_object]
+        calls.append(("SetCallback", len(arguments), type(arguments[0]).__name__, name(arguments[0])))
+
+    def SetUserObj(self, *arguments):
+        calls.append(("SetUserObj",) + arguments)
+
+def CreateAuInstance(name):
+    return Tested()
+)";
+
+TEST(ScriptCallback, ComesAsANamedCapsuleBeforeTheUserObject) {
+  const ScriptObject object(std::string(scriptBase) + capsuleReader);
+  object->SetCallback(scriptEventEntry, 0x7000000000000001);
+  EXPECT_EQ(ScriptObject::calls(),
+            "[('SetCallback', 1, 'PyCapsule', b'SetCallback'), ('SetUserObj', 8070450532247928833)]");
+}
+
+TEST(ScriptCallback, OfAScriptThatRefusesItBringsNoUserObject) {
+  const ScriptObject object(std::string(scriptBase) + capsuleReader +
+                            "\nTested.SetCallback = lambda self, capsule: fail()\n");
+  ErrorOutput output;
+  object->SetCallback(scriptEventEntry, 1);
+  EXPECT_THAT(output.text(), HasSubstr("RuntimeError: told to fail"));
+  EXPECT_EQ(ScriptObject::calls(), "[]");
+}
+
+TEST(ScriptCallback, AUserObjectThatIsRefusedIsPrinted) {
+  const ScriptObject object(std::string(scriptBase) + capsuleReader +
+                            "\nTested.SetUserObj = lambda self, user: fail()\n");
+  ErrorOutput output;
+  object->SetCallback(scriptEventEntry, 1);
+  EXPECT_THAT(output.text(), HasSubstr("RuntimeError: told to fail"));
+}
+
+/// Keeps what came through the entry.
+class Events final : public IUploadEventSink {
+ public:
+  void userCallBack(unsigned code, const char* text, int value) override {
+    const std::lock_guard lock(mutex_);
+    all_.push_back(std::to_string(code) + " " + (text == nullptr ? "(null)" : text) + " " +
+                   std::to_string(value));
+  }
+  [[nodiscard]] std::vector<std::string> all() const {
+    const std::lock_guard lock(mutex_);
+    return all_;
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::vector<std::string> all_;
+};
+
+TEST(ScriptCallback, BringsEventsWithTheScriptsOwnCodesAndValue0) {
+  const ScriptObject object(scriptWith(R"(
+    def StartUpload(self, *fields):
+        for code in (1, 2, 3, 4, 99, 4294967295):
+            self.report(code, "text %d" % code)
+        self.callback(self.user, 7, None)
+)"));
+  const auto events = std::make_shared<Events>();
+  const ScriptEventHandle handle(events);
+  object->SetCallback(scriptEventEntry, handle.value());
+  object->StartUpload({});
+  EXPECT_THAT(events->all(), ElementsAre("1 text 1 0", "2 text 2 0", "3 text 3 0", "4 text 4 0",
+                                         "99 text 99 0", "4294967295 text 4294967295 0", "7 (null) 0"));
+}
+
+TEST(ScriptCallback, HandlesAreNeverUsedTwiceAndUnknownOnesIgnored) {
+  const auto events = std::make_shared<Events>();
+  std::int64_t gone = 0;
+  {
+    const ScriptEventHandle handle(events);
+    gone = handle.value();
+  }
+  const ScriptEventHandle handle(events);
+  EXPECT_GT(handle.value(), gone);
+  for (const std::intptr_t user :
+       {std::intptr_t{gone}, std::intptr_t{0}, std::intptr_t{-1}, INTPTR_MAX, INTPTR_MIN}) {
+    scriptEventEntry(user, 2, "lost");
+  }
+  EXPECT_THAT(events->all(), IsEmpty());
+  scriptEventEntry(handle.value(), 2, "found");
+  EXPECT_THAT(events->all(), ElementsAre("2 found 0"));
+}
+
+// --- Arguments
+
+TEST(ScriptArguments, OfTheNamedMethods) {
+  const ScriptObject object(recorderWith("{'VerifyRedirectURL': 0, 'SetAccessToken': 1}"));
+  object->SetBrand("lumenfold");
+  object->SetAppKey("key ü");
+  object->SetAppSecret("secret");
+  object->SetRedirectURL("https://back");
+  EXPECT_EQ(object->VerifyRedirectURL("https://back?code=1"), 0);
+  EXPECT_EQ(object->SetAccessToken("token"), 1);
+  object->Logout();
+  object->ShareLink("first", "second");
+  object->StopUpload();
+  EXPECT_EQ(
+      ScriptObject::calls(),
+      "[('SetBrand', 'lumenfold'), ('SetAppKey', 'key ü'), ('SetAppSecret', 'secret'), "
+      "('SetRedirectURL', 'https://back'), ('VerifyRedirectURL', 'https://back?code=1'), "
+      "('SetAccessToken', 'token'), ('Logout',), ('ShareLink', 'first', 'second', ''), ('StopUpload',)]");
+}
+
+TEST(ScriptArguments, OfTheGettersAreNone) {
+  const ScriptObject object(
+      recorderWith("{name: 1 for name in ('GetVideoHD', 'GetVideoSD', 'GetLimitSpace')}"));
+  (void)object->GetLoginURL();
+  (void)object->GetAccessToken();
+  (void)object->GetAppKey();
+  (void)object->GetAppSecret();
+  (void)object->GetUserName();
+  (void)object->GetLastError();
+  (void)object->callForText("GetVideoCategories");
+  for (const char* const method : {"GetVideoHD", "GetVideoSD", "GetLimitSpace"}) {
+    EXPECT_EQ(object->callForNumber(method), 1);
+  }
+  EXPECT_EQ(
+      ScriptObject::calls(),
+      "[('GetLoginURL',), ('GetAccessToken',), ('GetAppKey',), ('GetAppSecret',), ('GetUserName',), "
+      "('GetLastError',), ('GetVideoCategories',), ('GetVideoHD',), ('GetVideoSD',), ('GetLimitSpace',)]");
+}
+
+hostTransferRecord record(const std::string& thumbnail) {
+  hostTransferRecord made{};
+  std::strcpy(made.filePath, "/video.mp4");
+  std::strcpy(made.title, "title");
+  std::strcpy(made.description, "description");
+  std::strcpy(made.tags, "tags");
+  std::strcpy(made.category, "category");
+  std::strcpy(made.privacy, "privacy");
+  std::strcpy(made.thumbnailPath, thumbnail.c_str());
+  return made;
+}
+
+TEST(ScriptArguments, OfAnUploadStandInTheirOwnOrder) {
+  const ScriptObject object(recorderWith());
+  object->StartUpload(record(""));
+  EXPECT_EQ(ScriptObject::calls(),
+            "[('StartUpload', '/video.mp4', 'title', 'description', 'privacy', 'tags', 'category')]");
+}
+
+TEST(ScriptArguments, AMissingThumbnailIsLeftOut) {
+  const ScriptObject object(recorderWith());
+  object->StartUpload(record("/nothing/of/this/name.png"));
+  EXPECT_EQ(ScriptObject::calls(),
+            "[('StartUpload', '/video.mp4', 'title', 'description', 'privacy', 'tags', 'category')]");
+}
+
+TEST(ScriptArguments, AThumbnailThatExistsIsTheSeventh) {
+  const TemporaryDirectory directory;
+  const std::string thumbnail = directory.write("bild ü.png", "x");
+  const ScriptObject object(recorderWith());
+  object->StartUpload(record(thumbnail));
+  EXPECT_EQ(ScriptObject::calls(),
+            "[('StartUpload', '/video.mp4', 'title', 'description', 'privacy', 'tags', "
+            "'category', '" +
+                thumbnail + "')]");
+}
+
+TEST(ScriptArguments, FieldsWithoutATerminatorEndWithTheField) {
+  const ScriptObject object(recorderWith());
+  hostTransferRecord full{};
+  std::memset(&full, 'x', offsetof(hostTransferRecord, useClient));
+  object->StartUpload(full);
+  EXPECT_EQ(pythonValue("[len(text) for text in rt.calls[0][1:]]"), "[1024, 1024, 8192, 48, 512, 48]");
+}
+
+TEST(ScriptArguments, TextThatIsNoUtf8IsAnErrorOfThatCallOnly) {
+  const ScriptObject object(recorderWith());
+  ErrorOutput output;
+  object->SetAppKey("\xff\xfe");
+  object->SetAppSecret("secret");
+  EXPECT_EQ(ScriptObject::calls(), "[('SetAppSecret', 'secret')]");
+  EXPECT_THAT(output.text(), HasSubstr("UnicodeDecodeError"));
+}
+
+TEST(ScriptArguments, ANullTextArrivesAsNone) {
+  const ScriptObject object(recorderWith());
+  object->SetRedirectURL(nullptr);
+  EXPECT_EQ(ScriptObject::calls(), "[('SetRedirectURL', None)]");
+}
+
+// --- Texts
+
+struct TextCase {
+  const char* name;
+  const char* answer;  ///< a Python expression
+  std::string text;
+  const char* printed;  ///< part of what is printed; empty when nothing is
+};
+
+class ScriptTexts : public testing::TestWithParam<TextCase> {};
+
+TEST_P(ScriptTexts, AreDecodedAndLogged) {
+  const ScriptObject object(recorderWith(std::string("{'GetLoginURL': ") + GetParam().answer + "}"));
+  const ScopedRecordingLogger log;
+  ErrorOutput output;
+  EXPECT_EQ(object->GetLoginURL(), GetParam().text);
+  const std::string printed = output.text();
+  if (*GetParam().printed == '\0') {
+    EXPECT_EQ(printed, "");
+  } else {
+    EXPECT_THAT(printed, HasSubstr(GetParam().printed));
+  }
+  const auto lines = log->linesWith("py_msg: ");
+  ASSERT_THAT(lines, SizeIs(1));
+  EXPECT_EQ(lines[0].text, "py_msg: " + GetParam().text);
+  EXPECT_EQ(lines[0].severity, 4);
+  EXPECT_EQ(lines[0].function, "CPythonAuObject::PyResult2String");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Answers, ScriptTexts,
+    testing::Values(
+        TextCase{"Text", "'https://login'", "https://login", ""}, TextCase{"Empty", "''", "", ""},
+        TextCase{"Unicode", "'Grüße, 日本'", "Grüße, 日本", ""},
+        TextCase{"TextSubclass", "type('T', (str,), {})('sub')", "sub", ""},
+        TextCase{"ZeroInText", "'cut\\0here'", "cut", ""},
+        TextCase{"Surrogate", "'\\udc80'", "", "UnicodeEncodeError"},
+        TextCase{"Bytes", "b'as it is'", "as it is", ""},
+        TextCase{"BytesThatAreNoUtf8", "b'\\xff\\xfe'", "\xff\xfe", ""},
+        TextCase{"BytesSubclass", "type('B', (bytes,), {})(b'sub')", "sub", ""},
+        TextCase{"ZeroInBytes", "b'cut\\0here'", "cut", ""}, TextCase{"Number", "42", "42", ""},
+        TextCase{"None", "None", "None", ""}, TextCase{"List", "['a', 1]", "['a', 1]", ""},
+        TextCase{"Bytearray", "bytearray(b'x')", "bytearray(b'x')", ""},
+        TextCase{"ReprThatRaises", "type('R', (), {'__repr__': lambda self: fail()})()", "", "told to fail"},
+        TextCase{"ReprThatIsNoText", "type('R', (), {'__repr__': lambda self: 5})()", "", "TypeError"},
+        TextCase{"ReprWithASurrogate", "type('R', (), {'__repr__': lambda self: '\\udc80'})()", "",
+                 "UnicodeEncodeError"}),
+    [](const auto& test) { return test.param.name; });
+
+TEST(ScriptTextOddity, AFailureIsPrintedAndGivesAnEmptyText) {
+  const ScriptObject object(recorderWith("{'GetAccessToken': fail}"));
+  const ScopedRecordingLogger log;
+  ErrorOutput output;
+  EXPECT_EQ(object->GetAccessToken(), "");
+  EXPECT_THAT(output.text(), HasSubstr("RuntimeError: told to fail"));
+  EXPECT_THAT(log->linesWith("py_msg"), IsEmpty());
+}
+
+TEST(ScriptTextOddity, OneReferenceACallStaysBehind) {
+  const ScriptObject object(std::string(scriptBase) +
+                            "class Tested(Uploader):\n"
+                            "    def __init__(self): self.url, self.user_name = ''.join(['https:', '//']), "
+                            "b''.join([b'by', b'tes'])\n"
+                            "    def GetLoginURL(self): return self.url\n"
+                            "    def GetUserName(self): return self.user_name\n"
+                            "made = Tested()\n"
+                            "def CreateAuInstance(name): return made\n");
+  const std::string counts = "(sys.getrefcount(rt.made.url), sys.getrefcount(rt.made.user_name))";
+  const auto before = pythonValue(counts);
+  for (int call = 0; call < 10; ++call) {
+    EXPECT_EQ(object->GetLoginURL(), "https://");
+    EXPECT_EQ(object->GetUserName(), "bytes");
+  }
+  EXPECT_EQ(pythonValue("tuple(now - before for now, before in zip(" + counts + ", " + before + "))"),
+            "(10, 10)");
+}
+
+// --- Numbers
+
+struct NumberCase {
+  const char* name;
+  const char* answer;  ///< a Python expression
+  int general;         ///< what callForNumber and SetAccessToken give
+  int verify;          ///< what VerifyRedirectURL gives
+  const char* printed;
+};
+
+class ScriptNumbers : public testing::TestWithParam<NumberCase> {};
+
+TEST_P(ScriptNumbers, AreDecodedDifferentlyByMethod) {
+  const NumberCase& test = GetParam();
+  const ScriptObject object(
+      recorderWith("{name: " + std::string(test.answer) +
+                   " for name in ('GetVideoHD', 'SetAccessToken', 'VerifyRedirectURL')}"));
+  const std::vector<std::pair<std::function<int()>, int>> calls = {
+      {[&] { return object->callForNumber("GetVideoHD"); }, test.general},
+      {[&] { return object->SetAccessToken("t"); }, test.general},
+      {[&] { return object->VerifyRedirectURL("u"); }, test.verify}};
+  for (const auto& [call, expected] : calls) {
+    ErrorOutput output;
+    EXPECT_EQ(call(), expected);
+    if (*test.printed == '\0') {
+      EXPECT_EQ(output.text(), "");
+    } else {
+      EXPECT_THAT(output.text(), HasSubstr(test.printed));
+    }
+  }
+  EXPECT_EQ(object->GetLoginURL(), "None");
+}
+
+INSTANTIATE_TEST_SUITE_P(Answers, ScriptNumbers,
+                         testing::Values(NumberCase{"Zero", "0", 0, 0, ""}, NumberCase{"Two", "2", 2, 2, ""},
+                                         NumberCase{"Negative", "-7", -7, -7, ""},
+                                         NumberCase{"Bool", "True", 1, 1, ""},
+                                         NumberCase{"Largest", "2147483647", 2147483647, 2147483647, ""},
+                                         NumberCase{"TooLarge", "2147483648", -1, -1, ""},
+                                         NumberCase{"Huge", "1 << 200", -1, -1, ""},
+                                         NumberCase{"Text", "'1'", -1, -1, ""},
+                                         NumberCase{"None", "None", -1, -1, ""},
+                                         NumberCase{"Raising", "fail", -1, 0, "RuntimeError: told to fail"}),
+                         [](const auto& test) { return test.param.name; });
+
+// --- Failures
+
+TEST(ScriptFailures, SettersPrintAndCarryOn) {
+  const ScriptObject object(
+      recorderWith("{'SetAppKey': fail, 'SetAppSecret': fail, 'SetRedirectURL': fail}"));
+  ErrorOutput output;
+  object->SetAppKey("k");
+  object->SetAppSecret("s");
+  object->SetRedirectURL("u");
+  EXPECT_EQ(ScriptObject::calls(), "[('SetAppKey', 'k'), ('SetAppSecret', 's'), ('SetRedirectURL', 'u')]");
+  EXPECT_THAT(output.text(), testing::ContainsRegex("told to fail(.|\n)*told to fail(.|\n)*told to fail"));
+}
+
+TEST(ScriptFailures, OfALogoutAreSilent) {
+  const ScriptObject object(recorderWith("{'Logout': fail, 'GetLoginURL': 'https://login'}"));
+  ErrorOutput output;
+  object->Logout();
+  EXPECT_EQ(object->GetLoginURL(), "https://login");
+  EXPECT_EQ(output.text(), "");
+}
+
+TEST(ScriptFailures, OfTheOthersArePrinted) {
+  const ScriptObject object(recorderWith(
+      "{name: fail for name in ('SetBrand', 'ShareLink', 'StartUpload', 'StopUpload', 'GetUserName')}"));
+  const std::function<void()> calls[] = {[&] { object->SetBrand("b"); }, [&] { object->ShareLink("a", "b"); },
+                                         [&] { object->StartUpload({}); }, [&] { object->StopUpload(); },
+                                         [&] { (void)object->GetUserName(); }};
+  for (const auto& call : calls) {
+    ErrorOutput output;
+    call();
+    EXPECT_THAT(output.text(), HasSubstr("RuntimeError: told to fail"));
+  }
+}
+
+TEST(ScriptFailures, OfAMissingMethodIsAnErrorOfThatCallOnly) {
+  const ScriptObject object(scriptWith("    def GetUserName(self): return 'me'\n"));
+  ErrorOutput output;
+  EXPECT_EQ(object->GetLoginURL(), "");
+  EXPECT_EQ(object->VerifyRedirectURL("u"), 0);
+  EXPECT_EQ(object->SetAccessToken("t"), -1);
+  EXPECT_THAT(output.text(), HasSubstr("AttributeError"));
+  EXPECT_EQ(object->GetUserName(), "me");
+}
+
+TEST(ScriptFailures, AnExitOfTheScriptsDoesNotEndTheProcess) {
+  const ScriptObject object(
+      recorderWith("{name: exit for name in ('GetLoginURL', 'SetAccessToken', 'StartUpload')}"
+                   "\nRecorder.exit = exit\n")
+          .insert(0, "import sys\ndef exit(): sys.exit(5)\n"));
+  ErrorOutput output;
+  EXPECT_EQ(object->GetLoginURL(), "");
+  EXPECT_EQ(object->SetAccessToken("t"), -1);
+  object->StartUpload({});
+  EXPECT_THAT(output.text(), HasSubstr("SystemExit: 5"));
+}
+
+TEST(ScriptFailures, OfOneCallDoNotShowInTheNext) {
+  const ScriptObject object(recorderWith("{'GetVideoHD': 'no number', 'GetLimitSpace': 12}"));
+  EXPECT_EQ(object->callForNumber("GetVideoHD"), -1);
+  EXPECT_EQ(object->callForNumber("GetLimitSpace"), 12);
+}
+
+// --- Threads
+
+TEST(ScriptThreads, CallsComeFromAnyAndEachHoldsTheInterpreterLock) {
+  const ScriptObject object(scriptWith(R"(
+    inside = 0
+    most = 0
+
+    def GetLoginURL(self):
+        Tested.inside += 1
+        Tested.most = max(Tested.most, Tested.inside)
+        for _ in range(10):
+            pass
+        Tested.inside -= 1
+        return "x"
+)") + "\nimport sys\nsys.setswitchinterval(1000)\n");
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < 4; ++thread) {
+    threads.emplace_back([&] {
+      for (int call = 0; call < 100; ++call) EXPECT_EQ(object->GetLoginURL(), "x");
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(pythonValue("rt.Tested.most"), "1");
+}
+}  // namespace
