@@ -45,6 +45,7 @@ class UploadJob:
         self._work = work
         self._report = report
         self._percent = -1
+        self._over = False
         self._thread = threading.Thread(target=self._run, name="upload-" + name, daemon=True)
 
     def start(self) -> None:
@@ -55,7 +56,8 @@ class UploadJob:
         self._thread.join(seconds)
 
     def is_running(self) -> bool:
-        return self._thread.is_alive()
+        """False from before the closing event, so that the host may start the next upload when it hears it."""
+        return not self._over
 
     def progress(self, position: int, size: int) -> None:
         """Only news is told, and 100 is kept for the end: the service still has work when all bytes are there."""
@@ -71,6 +73,7 @@ class UploadJob:
             self._report(hostcallback.PROGRESS, "100")
         except Exception as error:  # the thread's boundary: whatever happened, the host hears of it
             closing = self._failure(error)
+        self._over = True
         self._report(*closing)
         _running.discard(self)
 

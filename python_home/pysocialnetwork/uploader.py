@@ -158,6 +158,7 @@ class Uploader(ABC):
         try:
             job.start()
         except RuntimeError as error:
+            self._job = None if self._job is job else self._job
             self._report(hostcallback.ERROR, "cannot start a thread: %s" % error)
 
     def StopUpload(self) -> None:

@@ -3,9 +3,11 @@
 // Ends with 0 when the statements ran.
 #include <dlfcn.h>
 
+#include <codecvt>
 #include <cstdio>
 #include <cstdlib>
-#include <vector>
+#include <locale>
+#include <string>
 
 namespace {
 
@@ -19,6 +21,16 @@ Function resolve(void* library, const char* name) {
   return reinterpret_cast<Function>(address);
 }
 
+// Whatever the locale says: the interpreter is told the same as on a host's behalf.
+std::wstring wideFromUtf8(const char* text) {
+  std::wstring wide;
+  for (const char32_t letter :
+       std::wstring_convert<std::codecvt_utf8<char32_t>, char32_t>().from_bytes(text)) {
+    wide.push_back(static_cast<wchar_t>(letter));
+  }
+  return wide;
+}
+
 }  // namespace
 
 int main(int count, char** arguments) {
@@ -29,8 +41,10 @@ int main(int count, char** arguments) {
     std::fprintf(stderr, "%s\n", dlerror());
     return 2;
   }
-  const auto decode = resolve<wchar_t* (*)(const char*, std::size_t*)>(library, "Py_DecodeLocale");
-  resolve<void (*)(const wchar_t*)>(library, "Py_SetPythonHome")(decode(arguments[2], nullptr));
+  const std::wstring home = wideFromUtf8(arguments[2]);
+  resolve<void (*)(const wchar_t*)>(library, "Py_SetPythonHome")(home.c_str());
+  // Paths are UTF-8, whatever the locale of the process.
+  *resolve<int*>(library, "Py_UTF8Mode") = 1;
   resolve<void (*)()>(library, "Py_Initialize")();
   const int result =
       resolve<int (*)(const char*, void*)>(library, "PyRun_SimpleStringFlags")(arguments[3], nullptr);

@@ -8,6 +8,7 @@ import contextlib
 import ctypes
 import http.server
 import os
+import random
 import socket
 import tempfile
 import threading
@@ -218,7 +219,7 @@ def quick(uploader):
 
 @contextlib.contextmanager
 def video_file(size=100000, suffix=".mp4"):
-    content = bytes(bytearray((i * 7 + i // 256) & 255 for i in range(size)))
+    content = random.Random(size).getrandbits(8 * size).to_bytes(size, "little")
     with tempfile.TemporaryDirectory() as folder:
         path = os.path.join(folder, "vidéo mit Blank" + suffix)
         with open(path, "wb") as file:
