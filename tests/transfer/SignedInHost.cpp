@@ -18,7 +18,7 @@ SignedInManager::SignedInManager(const std::string& cacheDir, const std::string&
   // A worker may still hold the manager of an earlier host for the length of a call.
   while (getExternlMediaAuthorize(signIn.platform) != nullptr) std::this_thread::yield();
   manager_ = adoptRef(getOrCreateExternlMediaAuthorize(signIn.platform));
-  manager_->init(cacheDir.c_str(), signIn.timeoutSeconds);
+  manager_->init(cacheDir.c_str(), 0);
   const RefPtr<IBsInfoReader> pubInfo = adoptRef(createInfoObject(infoObjectPubInfo));
   queryInterface<BsBaseInfoRW>(pubInfo.get(), "BsBaseInfoRW")
       ->setCharKeyConfig(PubCharKey::appSecret, "sandbox-app-secret");

@@ -10,11 +10,10 @@
 
 // A small host, built on the exports alone.
 
-/// Who is signed in, and how long a request of his may take; 0 is the library's own limit.
+/// Where somebody is signed in, and his id there.
 struct SignIn {
   KBL::ExternlMediaPlatform platform = KBL::ema_youtube;
-  std::string accountUid;  ///< his id at the platform
-  int timeoutSeconds = 0;
+  std::string accountUid;
 };
 
 /// A manager of one platform with one signed-in user.

@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <ostream>
 #include <set>
 #include <string>
 #include <utility>
@@ -26,6 +27,10 @@ struct NativePlatform {
   int transfer;
   sandbox::Platform sandbox;
   const char* uploadRequest;
+
+  friend std::ostream& operator<<(std::ostream& out, const NativePlatform& platform) {
+    return out << platform.uploadRequest;
+  }
 };
 inline constexpr NativePlatform youtube{KBL::ema_youtube, 1, sandbox::Platform::youtube,
                                         "ExternlMediaAuthYoutubeUpload"};
@@ -54,7 +59,8 @@ class UploadFixture : public testing::Test {
       : platform_(platform), sandbox_(std::move(options)) {
     KBL::setKeyStore(KBL::makeFileKeyStore(files_.file("keys")));
     KBL::setCloudConfig(sandbox_.cloudConfig());
-    signIn(0);
+    manager_ = std::make_unique<SignedInManager>(files_.file("cache"), newToken(),
+                                                 SignIn{platform_.manager, sandbox_.users().front().openId});
   }
   ~UploadFixture() override {
     manager_.reset();
@@ -62,13 +68,6 @@ class UploadFixture : public testing::Test {
     KBL::setKeyStore(nullptr);
   }
 
-  /// Makes the manager, in place of the one that stood, with this limit of a request (0: the library's own).
-  void signIn(int timeoutSeconds) {
-    manager_.reset();
-    manager_ = std::make_unique<SignedInManager>(
-        files_.file("cache"), newToken(),
-        SignIn{platform_.manager, sandbox_.users().front().openId, timeoutSeconds});
-  }
   std::string newToken() { return sandbox_.issueTokens(platform_.sandbox).accessToken; }
   KBL::RefPtr<KBL::IExternlMediaTransfer> makeUploadOf(const std::string& path) {
     return makeUpload(events_, path, platform_.transfer);

@@ -5,8 +5,8 @@
 #include <memory>
 #include <vector>
 
-/// A time source whose waits are over at once, and which remembers how long they would have been. For tests
-/// with one thread that sleeps.
+/// A time source whose waits are over at once, and which remembers how long they would have been; the order
+/// tells something where one thread sleeps alone. Not for tests with timers: those would never rest.
 class InstantTime {
  public:
   InstantTime() { KBL::setTimeSource(source_); }
