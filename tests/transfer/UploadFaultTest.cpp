@@ -76,7 +76,7 @@ std::vector<Row> rows() {
        finished, finished, finished, finished, finished, finished, finished},
       {"upload id and share id of wrong types",
        Fault::body(R"({"code":0,"data":{"access_token":"a","upload_id":[1],"share_id":{"a":1}}})"),
-       "-10002,param invalid", finished, silent, "2100005,", noPart, noPart, finished},
+       "40102,", finished, silent, "2100005,", noPart, noPart, finished},
       {"data of a wrong type", Fault::replaceMember("data", "\"text\""),
        "-10002,param invalid", finished, silent, "2100005,", finished, finished, finished},
       {"no data", Fault::removeMember("data"),
