@@ -1,0 +1,413 @@
+// Threads of scripts, of hosts, and the end of the interpreter between them.
+#include "boundary/ExternlMediaTransfer.h"
+#include "foundation/object/RefPtr.h"
+#include "scripting/AuthNUploadObj.h"
+#include "scripting/PythonCall.h"
+#include "scripting/PythonRunTime.h"
+#include "scripting/ScriptHome.h"
+#include "support/RecordingLogger.h"
+#include "support/WaitUntil.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <filesystem>
+#include <functional>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+using namespace KBL;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+namespace {
+
+/// What the host's function does with an event; its text, or the number of a progress event.
+auto& onEvent = *new std::function<void(int event, const std::string& text)>;
+
+int hostFunction(void*, IExternlMediaTransfer*, int event, int value, const char* text) {
+  if (onEvent) onEvent(event, text == nullptr ? std::to_string(value) : text);
+  return 0;
+}
+
+RefPtr<IExternlMediaTransfer> makeTransfer() {
+  auto transfer = adoptRef(createEMTUpTransfer(0));
+  const TransferCallback callback = hostFunction;
+  hostTransferRecord record{};
+  EXPECT_EQ(transfer->Command(1, callback), 0);
+  EXPECT_EQ(transfer->Command(0, &record), 0);
+  return transfer;
+}
+
+/// A flag that one thread raises and others wait for.
+class Flag {
+ public:
+  void raise() {
+    const std::lock_guard lock(mutex_);
+    raised_ = true;
+    changed_.notify_all();
+  }
+  [[nodiscard]] bool wait() {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, generousLimit, [this] { return raised_; });
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  bool raised_ = false;
+};
+
+std::size_t threadsOfTheProcess() {
+  const std::filesystem::directory_iterator tasks("/proc/self/task");
+  return static_cast<std::size_t>(std::distance(begin(tasks), end(tasks)));
+}
+
+/// Waits until daemon threads of scripts, which come back to an interpreter that has ended, are gone.
+/// Python 3.8 does not end them but lets them wait for ever.
+bool daemonThreadsEnd(std::size_t before) {
+  if (testedPython().stdlib.filename() == "python3.8") return true;
+  return waitUntil([&] { return threadsOfTheProcess() == before; });
+}
+
+const PythonApi& runningApi() {
+  return *PythonGate::instance().running();
+}
+
+/// Reports progress for ever from a thread of its own.
+std::string endlessScript(bool daemon) {
+  return scriptWith(std::string(R"(
+    def StartUpload(self, *fields):
+        import threading
+        threading.Thread(target=self.run, daemon=)") +
+                    (daemon ? "True" : "False") + R"().start()
+
+    def run(self):
+        import os, time
+        while not os.path.exists("end"):
+            self.report(1, "7")
+            time.sleep(0.001)
+)");
+}
+
+// --- Events
+
+TEST(ScriptEvents, OfAHundredUploadsInARowAllArrive) {
+  const auto home = loadedHome(scriptWith(R"(
+    def StartUpload(self, *fields):
+        import threading
+        threading.Thread(target=self.run, daemon=True).start()
+
+    def run(self):
+        for percent in range(0, 101, 10):
+            self.report(1, str(percent))
+        self.report(2, "https://video")
+)"));
+  std::atomic<int> progress{0};
+  std::atomic<int> finished{0};
+  onEvent = [&](int event, const std::string&) { ++(event == 8 ? finished : progress); };
+  for (int upload = 1; upload <= 100; ++upload) {
+    const auto transfer = makeTransfer();
+    ASSERT_EQ(transfer->Start(), 0);
+    ASSERT_TRUE(waitUntil([&] { return finished == upload; })) << upload;
+  }
+  EXPECT_EQ(progress, 1100);
+  CPythonRunTime::teardown();
+}
+
+TEST(ScriptEvents, ComeFromManyThreadsAtOnce) {
+  const auto home = loadedHome(scriptWith(R"(
+    def StartUpload(self, *fields):
+        import threading
+        for _ in range(8):
+            threading.Thread(target=self.run, daemon=True).start()
+
+    def run(self):
+        for _ in range(200):
+            self.report(1, "1")
+)"));
+  std::atomic<int> heard{0};
+  onEvent = [&](int, const std::string&) { ++heard; };
+  const auto first = makeTransfer();
+  const auto second = makeTransfer();
+  EXPECT_EQ(first->Start(), 0);
+  EXPECT_EQ(second->Start(), 0);
+  EXPECT_TRUE(waitUntil([&] { return heard == 3200; }));
+  CPythonRunTime::teardown();
+}
+
+TEST(ScriptEvents, OfAThreadThatOutlivesTheTransferReachNobody) {
+  const auto home = loadedHome(scriptWith(R"(
+    def StartUpload(self, *fields):
+        import threading
+        Tested.count = 0
+        threading.Thread(target=self.run, daemon=True).start()
+
+    def run(self):
+        while True:
+            self.report(1, "7")
+            Tested.count += 1
+)"));
+  std::atomic<int> heard{0};
+  onEvent = [&](int, const std::string&) { ++heard; };
+  auto transfer = makeTransfer();
+  EXPECT_EQ(transfer->Start(), 0);
+  ASSERT_TRUE(waitUntil([&] { return heard > 0; }));
+  transfer = {};
+  const int atItsEnd = heard;
+  const int count = std::stoi(pythonValue("rt.Tested.count"));
+  EXPECT_TRUE(waitUntil([&] { return std::stoi(pythonValue("rt.Tested.count")) > count + 100; }));
+  EXPECT_LE(heard, atItsEnd + 1);
+  CPythonRunTime::teardown();
+}
+
+TEST(ScriptEvents, TheHostMayStopAndReleaseInside) {
+  const auto home = loadedHome(scriptWith(R"(
+    def StartUpload(self, *fields):
+        import threading
+        threading.Thread(target=self.report, args=(2, "done"), daemon=True).start()
+
+    def StopUpload(self):
+        calls.append("stop")
+)"));
+  IExternlMediaTransfer* transfer = makeTransfer().leak();
+  Flag released;
+  onEvent = [&](int, const std::string&) {
+    EXPECT_EQ(transfer->Stop(), 0);
+    transfer->Release();
+    released.raise();
+  };
+  EXPECT_EQ(transfer->Start(), 0);
+  EXPECT_TRUE(released.wait());
+  EXPECT_TRUE(waitUntil(
+      [] { return pythonValue("rt.calls") == "['stop']" || pythonValue("rt.calls") == "['stop', 'stop']"; }));
+  CPythonRunTime::teardown();
+}
+
+TEST(ScriptEvents, InsideACallTheHostMayCallAgain) {
+  const auto home = loadedHome(scriptWith(R"(
+    def StartUpload(self, *fields):
+        self.report(1, "5")
+
+    def StopUpload(self):
+        calls.append("stop")
+)"));
+  const auto transfer = makeTransfer();
+  onEvent = [&](int, const std::string&) { EXPECT_EQ(transfer->Stop(), 0); };
+  EXPECT_EQ(transfer->Start(), 0);
+  EXPECT_EQ(pythonValue("rt.calls"), "['stop']");
+  CPythonRunTime::teardown();
+}
+
+TEST(ScriptCalls, OneThatWaitsDoesNotHoldUpTheOthers) {
+  const ScriptHome home(recorderWith("{'GetLoginURL': lambda: wait(), 'GetUserName': 'me'}") + R"(
+import os, time
+
+def wait():
+    while not os.path.exists("end"):
+        time.sleep(0.001)
+    return "ended"
+)");
+  std::filesystem::current_path(home.parent().path());
+  home.setUp();
+  const auto object = CPythonRunTime::getEnvironment()->CreateAuInstance(0);
+  std::thread waiting([&] { EXPECT_EQ(object->GetLoginURL(), "ended"); });
+  EXPECT_EQ(object->GetUserName(), "me");
+  home.parent().write("end", "");
+  waiting.join();
+  CPythonRunTime::teardown();
+}
+
+// --- The end
+
+TEST(TeardownUnderWay, WithADaemonThreadOfTheScriptIsQuiet) {
+  const std::size_t before = threadsOfTheProcess();
+  const auto home = loadedHome(endlessScript(true));
+  std::atomic<int> heard{0};
+  onEvent = [&](int, const std::string&) { ++heard; };
+  const auto transfer = makeTransfer();
+  for (int upload = 0; upload < 4; ++upload) EXPECT_EQ(transfer->Start(), 0);
+  ASSERT_TRUE(waitUntil([&] { return heard > 20; }));
+  const PythonApi& api = runningApi();
+  const ScopedRecordingLogger log;
+  CPythonRunTime::teardown();
+  EXPECT_EQ(api.Py_IsInitialized(), 0);
+  EXPECT_THAT(log->linesWith("not ended"), IsEmpty());
+  EXPECT_TRUE(daemonThreadsEnd(before));
+}
+
+TEST(TeardownUnderWay, AThreadThatComesBackFromTheHostAfterItEnds) {
+  const std::size_t before = threadsOfTheProcess();
+  const auto home = loadedHome(endlessScript(true));
+  Flag inside;
+  Flag over;
+  onEvent = [&](int, const std::string&) {
+    inside.raise();
+    EXPECT_TRUE(over.wait());
+  };
+  auto transfer = makeTransfer();
+  EXPECT_EQ(transfer->Start(), 0);
+  ASSERT_TRUE(inside.wait());
+  const PythonApi& api = runningApi();
+  CPythonRunTime::teardown();
+  EXPECT_EQ(api.Py_IsInitialized(), 0);
+  over.raise();
+  EXPECT_TRUE(daemonThreadsEnd(before));
+  transfer = {};
+}
+
+TEST(TeardownUnderWay, AThreadInsideTheHostMayUseTheTransferWhichDoesNothing) {
+  const auto home = loadedHome(endlessScript(true));
+  Flag inside;
+  Flag over;
+  Flag used;
+  const auto transfer = makeTransfer();
+  onEvent = [&](int, const std::string&) {
+    inside.raise();
+    EXPECT_TRUE(over.wait());
+    EXPECT_EQ(transfer->Stop(), 0);
+    used.raise();
+  };
+  EXPECT_EQ(transfer->Start(), 0);
+  ASSERT_TRUE(inside.wait());
+  CPythonRunTime::teardown();
+  over.raise();
+  EXPECT_TRUE(used.wait());
+}
+
+TEST(TeardownUnderWay, DoesNotWaitForEverForAThreadThatIsNoDaemon) {
+  const ScriptHome home(endlessScript(false));
+  std::filesystem::current_path(home.parent().path());
+  home.setUp();
+  std::atomic<int> heard{0};
+  onEvent = [&](int, const std::string&) { ++heard; };
+  const auto transfer = makeTransfer();
+  EXPECT_EQ(transfer->Start(), 0);
+  ASSERT_TRUE(waitUntil([&] { return heard > 0; }));
+  const PythonApi& api = runningApi();
+  const ScopedRecordingLogger log;
+  CPythonRunTime::teardown();
+  EXPECT_THAT(log->linesWith("python runtime not ended yet, a script still runs"), SizeIs(1));
+  const int atTeardown = heard;
+  EXPECT_TRUE(waitUntil([&] { return heard > atTeardown; }));
+
+  home.setUp();
+  EXPECT_TRUE(log->hasLine("python runtime not started, the former one has not ended"));
+  EXPECT_FALSE(CPythonRunTime::getEnvironment()->initialised());
+  CPythonRunTime::teardown();
+
+  home.parent().write("end", "");
+  EXPECT_TRUE(waitUntil([&] { return threadsOfTheProcess() == 1; }));
+  EXPECT_EQ(api.Py_IsInitialized(), 0);
+  home.setUp();
+  EXPECT_TRUE(CPythonRunTime::getEnvironment()->initialised());
+  CPythonRunTime::teardown();
+}
+
+TEST(TeardownUnderWay, DoesNotTakeTheInterpreterFromAThreadOfTheHosts) {
+  const ScriptHome home(recorderWith("{'GetLoginURL': lambda: wait()}") + R"(
+import os, time
+
+def wait():
+    open("begun", "w").close()
+    while not os.path.exists("end"):
+        time.sleep(0.001)
+    return "ended"
+)");
+  std::filesystem::current_path(home.parent().path());
+  home.setUp();
+  const PythonApi& api = runningApi();
+  const auto object = CPythonRunTime::getEnvironment()->CreateAuInstance(0);
+  std::thread waiting([&] { EXPECT_EQ(object->GetLoginURL(), "ended"); });
+  ASSERT_TRUE(waitUntil([] { return std::filesystem::exists("begun"); }));
+  const ScopedRecordingLogger log;
+  CPythonRunTime::teardown();
+  EXPECT_THAT(log->linesWith("python runtime not ended yet, a script still runs"), SizeIs(1));
+  EXPECT_EQ(CPythonRunTime::getEnvironment(), nullptr);
+  EXPECT_EQ(object->GetUserName(), "");
+  EXPECT_NE(api.Py_IsInitialized(), 0);
+  home.parent().write("end", "");
+  waiting.join();
+  EXPECT_TRUE(waitUntil([&] { return api.Py_IsInitialized() == 0; }));
+}
+
+TEST(TeardownUnderWay, MayBeCalledInsideAnEventOnAThreadOfTheScript) {
+  const std::size_t before = threadsOfTheProcess();
+  const auto home = loadedHome(endlessScript(true));
+  const PythonApi& api = runningApi();
+  Flag called;
+  onEvent = [&](int, const std::string&) {
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(teardownTransferEnv(), 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(4));
+    called.raise();
+  };
+  auto transfer = makeTransfer();
+  EXPECT_EQ(transfer->Start(), 0);
+  EXPECT_TRUE(called.wait());
+  EXPECT_TRUE(waitUntil([&] { return api.Py_IsInitialized() == 0; }));
+  EXPECT_TRUE(daemonThreadsEnd(before));
+  EXPECT_EQ(CPythonRunTime::getEnvironment(), nullptr);
+}
+
+TEST(TeardownUnderWay, MayBeCalledInsideAnEventDuringACall) {
+  const auto home = loadedHome(scriptWith(R"(
+    def StartUpload(self, *fields):
+        self.report(2, "done")
+        calls.append("back")
+        open("back", "w").close()
+)"));
+  std::filesystem::current_path(home->parent().path());
+  const PythonApi& api = runningApi();
+  onEvent = [&](int, const std::string&) { EXPECT_EQ(teardownTransferEnv(), 0); };
+  const auto transfer = makeTransfer();
+  EXPECT_EQ(transfer->Start(), 0);
+  EXPECT_TRUE(std::filesystem::exists("back"));
+  EXPECT_TRUE(waitUntil([&] { return api.Py_IsInitialized() == 0; }));
+}
+
+TEST(TeardownUnderWay, BetweenCallsOfManyThreadsLosesNone) {
+  const auto home = loadedHome(endlessScript(true));
+  const PythonApi& api = runningApi();
+  std::atomic<int> rounds{0};
+  std::atomic<bool> over{false};
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < 4; ++thread) {
+    threads.emplace_back([&] {
+      while (!over) {
+        const auto transfer = makeTransfer();
+        EXPECT_EQ(transfer->Start(), CPythonRunTime::getEnvironment() == nullptr ? 3 : 0)
+            << "after a teardown";
+        (void)transfer->Stop();
+        ++rounds;
+      }
+    });
+  }
+  ASSERT_TRUE(waitUntil([&] { return rounds > 40; }));
+  CPythonRunTime::teardown();
+  EXPECT_EQ(api.Py_IsInitialized(), 0);
+  const int atTeardown = rounds;
+  EXPECT_TRUE(waitUntil([&] { return rounds > atTeardown + 40; }));
+  over = true;
+  for (std::thread& thread : threads) thread.join();
+}
+
+TEST(ProcessEndDeathTest, WithThreadsOfTheScriptRunningIsClean) {
+  EXPECT_EXIT(
+      {
+        const auto home = loadedHome(endlessScript(true));
+        // They are still heard while the statics of the process end.
+        auto& heard = *new std::atomic<int>(0);
+        onEvent = [&](int, const std::string&) { ++heard; };
+        const auto transfer = makeTransfer();
+        (void)transfer->Start();
+        const bool reported = waitUntil([&] { return heard > 20; });
+        std::exit(reported ? 0 : 1);
+      },
+      testing::ExitedWithCode(0), "");
+}
+}  // namespace
