@@ -1,6 +1,7 @@
 #pragma once
 
 #include "authorize/ExternlMediaAuthorize.h"
+#include "requests/BsExternlMediaAuthRequest.h"
 
 #include <memory>
 #include <string>
@@ -25,6 +26,11 @@ struct AuthorizeTestAccess {
   static std::size_t liveRequests(BsExternlMediaAuthorize& manager) {
     const std::lock_guard lock(manager.liveRequestsMutex_);
     return manager.liveRequests_.size();
+  }
+  /// A reference to the login that was started last.
+  static RefPtr<BsExternlMediaAuthRequest> lastLiveRequest(BsExternlMediaAuthorize& manager) {
+    const std::lock_guard lock(manager.liveRequestsMutex_);
+    return manager.liveRequests_.empty() ? nullptr : manager.liveRequests_.back();
   }
   static int scheduleTokenRefresh(BsExternlMediaAuthorize& manager, const std::string& uuid,
                                   IBsInfoReader* info, bool succeeded) {

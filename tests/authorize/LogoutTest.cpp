@@ -3,6 +3,7 @@
 #include "authorize/ManagerFixture.h"
 #include "boundary/records/ExternlMediaKeys.h"
 #include "boundary/records/Records.h"
+#include "support/WaitUntil.h"
 
 using namespace KBL;
 
@@ -135,6 +136,28 @@ TEST_F(Logout, CancelDuringTheFirstStepEndsTheLoginInSilence) {
   ASSERT_TRUE(runUntil([&] { return requestsAlive() == 0; }));
   EXPECT_TRUE(network.requests("/session").empty());
   EXPECT_TRUE(host.events().empty());
+}
+
+TEST_F(Logout, CancelGivesTheListsReferenceBackHalfASecondLater) {
+  startHeldLogin();
+  auto login = AuthorizeTestAccess::lastLiveRequest(*manager);
+  ASSERT_TRUE(login);
+  const auto references = [&] {
+    login->AddRef();
+    return login->Release();
+  };
+  const int before = references();
+
+  manager->cancelLogin();
+
+  ASSERT_TRUE(time->waitForWaiters(1));
+  time->advance(499);
+  ASSERT_TRUE(time->waitForWaiters(1)) << "it still sleeps";
+  EXPECT_EQ(references(), before);
+  time->advance(1);
+  EXPECT_TRUE(waitUntil([&] { return references() == before - 1; }));
+  login.reset();
+  network.open("/credentials");
 }
 
 TEST_F(Logout, CancelDuringTheSecondStepEndsTheLoginInSilence) {

@@ -11,11 +11,16 @@
 #include "sandbox/Sandbox.h"
 #include "support/WaitUntil.h"
 
+#include <filesystem>
+#include <vector>
+
 using namespace KBL;
 
 namespace {
 class SandboxLogin : public ManagerFixture {
  protected:
+  explicit SandboxLogin(int platform = ema_youtube) : ManagerFixture(platform) {}
+
   void SetUp() override {
     setNetworkClientFactory({});
     setCloudConfig(sandbox.cloudConfig());
@@ -40,7 +45,102 @@ class SandboxLogin : public ManagerFixture {
 
   sandbox::Sandbox sandbox;
 };
+
+struct OpenIdPlatform {
+  ExternlMediaPlatform platform;
+  const char* accountServerNumber;
+  const char* cacheFile;
+  const char* profileRequest;
+  std::vector<std::string> scopes;
+};
+
+void PrintTo(const OpenIdPlatform& test, std::ostream* out) {
+  *out << test.cacheFile;
+}
+
+/// The platforms that know their users by an open id.
+class OpenIdLogin : public SandboxLogin, public testing::WithParamInterface<OpenIdPlatform> {
+ protected:
+  OpenIdLogin() : SandboxLogin(GetParam().platform) {}
+
+  void signInHere() {
+    start(*manager, GetParam().accountServerNumber);
+    ASSERT_TRUE(runUntil([&] { return !host.events(HostEvent::callbackUrl).empty(); }));
+  }
+};
+
+const OpenIdPlatform openIdPlatforms[] = {
+    {ema_tiktok,
+     "2",
+     "cache/ema_tiktok_cache.db",
+     "ExternlMediaAuthTiktokUserInfo",
+     {"user.info.basic", "video.upload"}},
+    {ema_douyin,
+     "3",
+     "cache/ema_douyin_cache.db",
+     "ExternlMediaAuthDouyinUserInfo",
+     {"user_info", "renew_refresh_token"}},
+};
+INSTANTIATE_TEST_SUITE_P(Platforms, OpenIdLogin, testing::ValuesIn(openIdPlatforms),
+                         [](const auto& test) { return std::string(platformName(test.param.platform)); });
 }  // namespace
+
+TEST_P(OpenIdLogin, StoresTheUserUnderTheOpenIdAndAsksForNoCategories) {
+  sandbox.setPollsBeforeConsent(2);
+  signInHere();
+  const auto record = context().cacheEntries.at(0);
+  const auto person = sandbox.users().front();
+  EXPECT_EQ(record.diskType, GetParam().platform);
+  EXPECT_EQ(record.diskName, platformName(GetParam().platform));
+  EXPECT_EQ(record.userAccountUid, person.openId);
+  EXPECT_EQ(record.userNickName, person.name);
+  EXPECT_EQ(record.videoCategories, "");
+  EXPECT_EQ(sandbox.token(record.thirdAccessToken)->openId, person.openId);
+  EXPECT_EQ(sandbox.loginSessions().at(0).scopes, GetParam().scopes);
+  EXPECT_EQ(sandbox.requestCount(sandbox::Route::code), 3U);
+  EXPECT_EQ(sandbox.requestCount(sandbox::Route::youtubeCategories), 0U);
+  const auto responses = host.events(HostEvent::response);
+  ASSERT_EQ(responses.size(), 1U);
+  EXPECT_EQ(responses[0].code, 0);
+  EXPECT_EQ(responses[0].requestName, GetParam().profileRequest);
+}
+
+TEST_P(OpenIdLogin, ASecondLifeOfTheManagerFindsAndVerifiesTheUser) {
+  signInHere();
+  const auto before = context().cacheEntries.at(0);
+  EXPECT_TRUE(std::filesystem::exists(directory.file(GetParam().cacheFile)));
+  releaseManager();
+  makeManager();
+  useSecret(*manager, "sandbox-app-secret");
+  ASSERT_EQ(context().cacheEntries.size(), 1U);
+  EXPECT_EQ(context().cacheEntries[0].userUuid, before.userUuid);
+  EXPECT_EQ(context().cacheEntries[0].userAccountUid, before.userAccountUid);
+  EXPECT_EQ(context().cacheEntries[0].userNickName, before.userNickName);
+  EXPECT_EQ(manager->toVerifyAccessToken(""), resultOk);
+  ASSERT_TRUE(host.waitFor(HostEvent::response, 2));
+  EXPECT_EQ(host.events(HostEvent::response)[1].code, 0);
+  EXPECT_NE(context().cacheEntries.at(0).thirdAccessToken, before.thirdAccessToken);
+  EXPECT_EQ(context().cacheEntries.at(0).userAccountUid, before.userAccountUid);
+}
+
+TEST_P(OpenIdLogin, ALogoutEmptiesTheFile) {
+  signInHere();
+  ASSERT_EQ(storedUsers().size(), 1U);
+  EXPECT_EQ(manager->logout(""), resultOk);
+  EXPECT_TRUE(context().cacheEntries.empty());
+  EXPECT_TRUE(storedUsers().empty());
+}
+
+TEST_P(OpenIdLogin, AProfileThatFailsIsReportedInPlaceOfTheLogin) {
+  const auto route =
+      GetParam().platform == ema_tiktok ? sandbox::Route::tiktokUserInfo : sandbox::Route::douyinUserInfo;
+  const auto fault = sandbox.orderFault(route, sandbox::Fault::status(503, "later"));
+  start(*manager, GetParam().accountServerNumber);
+  ASSERT_TRUE(runUntil([&] { return !host.events(HostEvent::response).empty(); }));
+  EXPECT_EQ(host.events(HostEvent::response)[0].code, 503);
+  EXPECT_EQ(sandbox.faultsDelivered(fault), 1U);
+  manager->cancelLogin();
+}
 
 TEST_F(SandboxLogin, SignsInAfterTwoPendingPolls) {
   sandbox.setPollsBeforeConsent(2);

@@ -347,6 +347,15 @@ TEST_F(RequestExchange, AnUnusableProxyRecordIsIgnored) {
   using Spoil = std::function<void(IBsServerProxyInfo&)>;
   const std::pair<const char*, Spoil> cases[] = {
       {"mode 1", [](auto& proxy) { proxy.setIntKeyConfig(ServerProxyIntKey::mode, 1); }},
+      {"mode 1 beside other good values",
+       [](auto& proxy) {
+         proxy.setIntKeyConfig(ServerProxyIntKey::mode, 1);
+         proxy.setIntKeyConfig(ServerProxyIntKey::type, 1);
+         proxy.setIntKeyConfig(ServerProxyIntKey::port, 65535);
+         proxy.setCharKeyConfig(ServerProxyCharKey::server, "127.0.0.1");
+         proxy.setCharKeyConfig(ServerProxyCharKey::user, "");
+         proxy.setCharKeyConfig(ServerProxyCharKey::password, "");
+       }},
       {"type 0", [](auto& proxy) { proxy.setIntKeyConfig(ServerProxyIntKey::type, 0); }},
       {"type -1", [](auto& proxy) { proxy.setIntKeyConfig(ServerProxyIntKey::type, -1); }},
       {"port 0", [](auto& proxy) { proxy.setIntKeyConfig(ServerProxyIntKey::port, 0); }},
