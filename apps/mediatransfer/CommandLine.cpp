@@ -111,20 +111,24 @@ class Parser {
     sub.add_option("--scope", options_.scope, "OAuth scopes, separated by commas")->option_text("TEXT");
     sub.add_option("--platform-id", options_.platformId, "The account server's number of the platform")
         ->option_text("N");
-    CLI::Option* const script = sub.add_flag("--script", options_.script, "Sign in through the script");
-    sub.add_flag("--manager", options_.manager, "Sign in through the authorization manager")
-        ->excludes(script);
+    addWay(sub);
     sub.add_option("--redirect-url", options_.redirectUrl,
                    "The address that the browser reached, for scripted platforms")
         ->option_text("URL");
   }
 
-  void addVerify() {
-    addUser(*addPlatformCommand(Command::verify, "verify", "Check a stored login and renew its token"));
-  }
+  void addVerify() { addUserCommand(Command::verify, "verify", "Check a stored login and renew its token"); }
 
   void addUserCommand(Command command, const std::string& name, const std::string& description) {
-    addUser(*addPlatformCommand(command, name, description));
+    CLI::App& sub = *addPlatformCommand(command, name, description);
+    addUser(sub);
+    addWay(sub);
+  }
+
+  // Logins of the two ways are kept apart.
+  void addWay(CLI::App& sub) {
+    CLI::Option* const script = sub.add_flag("--script", options_.script, "Through the script");
+    sub.add_flag("--manager", options_.manager, "Through the authorization manager")->excludes(script);
   }
 
   void addUpload() {

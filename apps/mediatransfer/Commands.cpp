@@ -1,57 +1,37 @@
 #include "Commands.h"
 
 #include "Failure.h"
-
-#include <string>
+#include "ScriptSession.h"
 
 namespace host {
 namespace {
 
-int notAvailable(const std::string& what) {
-  throw Failure(Exit::refused, what +
-                                   " is not available in this build; "
-                                   "youtube, tiktok and douyin are served natively");
-}
-
-/// True when the command would go through a script.
-bool goesThroughScript(const Options& options) {
-  if (options.platform == nullptr) return false;
-  if (options.script || options.platform->manager < 0) return true;
-  const bool followsUploadPath = options.command == Command::login || options.command == Command::upload;
-  return followsUploadPath && !options.platform->nativeUpload && !options.manager;
-}
-
-std::string commandName(Command command) {
+/// Null for commands without a platform.
+int (*scriptCommand(Command command))(const Options&, Report&) {
   switch (command) {
     case Command::login:
-      return "login";
+      return runScriptLogin;
     case Command::verify:
-      return "verify";
+      return runScriptVerify;
     case Command::whoami:
-      return "whoami";
+      return runScriptWhoami;
     case Command::logout:
-      return "logout";
+      return runScriptLogout;
     case Command::upload:
-      return "upload";
+      return runScriptUpload;
     case Command::albums:
-      return "albums";
     case Command::media:
-      return "media";
     case Command::download:
-      return "download";
     case Command::sandbox:
-      return "sandbox";
+      break;
   }
-  return {};
+  return nullptr;
 }
 
 }  // namespace
 
 int runCommand(const Options& options, Report& report) {
-  if (goesThroughScript(options)) {
-    return notAvailable(commandName(options.command) + " " + std::string(options.platform->name) +
-                        " through a script");
-  }
+  if (usesScript(options)) return scriptCommand(options.command)(options, report);
   switch (options.command) {
     case Command::login:
       return runLogin(options, report);

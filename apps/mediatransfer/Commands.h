@@ -15,6 +15,12 @@ int runUpload(const Options& options, Report& report);
 int runAlbums(const Options& options, Report& report);
 int runMedia(const Options& options, Report& report);
 int runDownload(const Options& options, Report& report);
+/// The same through a script.
+int runScriptLogin(const Options& options, Report& report);
+int runScriptVerify(const Options& options, Report& report);
+int runScriptWhoami(const Options& options, Report& report);
+int runScriptLogout(const Options& options, Report& report);
+int runScriptUpload(const Options& options, Report& report);
 int runSandbox(const Options& options, Report& report);
 
 /// The command of the options.

@@ -5,19 +5,25 @@
 #include "HostCallbacks.h"
 #include "Interrupt.h"
 #include "ProxyUrl.h"
+#include "ScriptSession.h"
 #include "boundary/ExternlMediaTransfer.h"
 #include "boundary/records/ExternlMediaInfoType.h"
 #include "boundary/records/ExternlMediaKeys.h"
 #include "foundation/BsCloudConfig/BsCloudConfig.h"
 #include "foundation/BsNet/BsBaseInfoRW.h"
+#include "foundation/BsNet/INetworkClient.h"
 #include "foundation/BsNet/NetKeys.h"
 #include "foundation/BsNet/cipher.h"
 #include "foundation/BsNet/createInfoObject.h"
 #include "foundation/KblLogger/LogSinks.h"
 #include "foundation/object/CastByName.h"
+#include "sandbox/LoginVisit.h"
 #include "sandbox/Sandbox.h"
+#include "sandbox/ScriptServicesFile.h"
+#include "system/Environment.h"
 
 #include <algorithm>
+#include <iostream>
 #include <stdexcept>
 
 namespace host {
@@ -39,7 +45,11 @@ Host::Host(const Options& options, Report& report, Servers servers)
   makePrivateFolder(folders_.cache);
   KBL::setKeyStore(KBL::makeFileKeyStore(folders_.key));
   if (servers == Servers::needed || (servers == Servers::optional && namesServers())) openServers();
-  if (options_.platform != nullptr) openManager();
+  if (usesScript(options_)) {
+    tellScripts();
+  } else if (options_.platform != nullptr) {
+    openManager();
+  }
 }
 
 Host::~Host() {
@@ -48,10 +58,36 @@ Host::~Host() {
 }
 
 void Host::openTransfers() {
+  if (transfersOpen_) return;
+  // The library tells people where its home is; nobody asked.
+  if (options_.verbosity == 0) std::clog.rdbuf(nullptr);
   // A home without scripts only means that none are found.
-  const std::string& home = options_.pythonHome;
+  std::string home = options_.pythonHome;
+  if (!home.empty() && !home.ends_with('/')) home += '/';
   setupTransferEnv(home.c_str(), static_cast<int>(home.size()));
   transfersOpen_ = true;
+}
+
+ScriptLogins Host::scriptLogins() const {
+  return {folders_.cache, std::string(options_.platform->name)};
+}
+
+std::string Host::redirectOf(const std::string& url) const {
+  return sandbox_ ? sandbox::redirectOf(*sandbox_, url) : std::string();
+}
+
+/// Scripts find their services and their proxy in the environment. Before the interpreter starts.
+void Host::tellScripts() {
+  if (sandbox_) {
+    scriptServices_ = std::make_unique<sandbox::ScriptServicesFile>(*sandbox_, "");
+    setEnvironment("MEDIATRANSFER_SERVICES", scriptServices_->path());
+  }
+  if (options_.proxy.empty()) return;
+  if (parseProxyUrl(options_.proxy).type != KBL::proxyHttp) {
+    throw Failure(Exit::wrongUse, "the script for " + std::string(options_.platform->name) +
+                                      " takes http:// proxies alone; give another --proxy");
+  }
+  for (const char* name : {"http_proxy", "https_proxy"}) setEnvironment(name, options_.proxy);
 }
 
 bool Host::namesServers() const {

@@ -4,6 +4,7 @@
 #include "Events.h"
 #include "Options.h"
 #include "Report.h"
+#include "ScriptLogins.h"
 #include "authorize/switchboard/IBsExternlMediaAuthorize.h"
 #include "foundation/object/RefPtr.h"
 
@@ -13,8 +14,9 @@
 #include <string>
 
 namespace sandbox {
+class ScriptServicesFile;
 class Sandbox;
-}
+}  // namespace sandbox
 
 namespace host {
 
@@ -40,8 +42,15 @@ class Host {
 
   [[nodiscard]] KBL::IBsExternlMediaAuthorize& manager() { return *manager_; }
 
-  /// Sets up what transfers need, until the host ends. Transfers made afterwards must end before it.
+  /// Sets up what transfers need, until the host ends; once is enough. Transfers made afterwards must end
+  /// before it.
   void openTransfers();
+
+  /// The stored login of the platform's script.
+  [[nodiscard]] ScriptLogins scriptLogins() const;
+
+  /// Where a login page of the stand-in servers leads without a person; empty when nowhere.
+  [[nodiscard]] std::string redirectOf(const std::string& url) const;
 
   /// Address of the stand-in servers of this process; empty without them.
   [[nodiscard]] std::string sandboxUrl() const;
@@ -60,6 +69,7 @@ class Host {
   [[nodiscard]] bool namesServers() const;
   void installLog();
   void openServers();
+  void tellScripts();
   void openManager();
   void setPublicInformation();
   void setProxy();
@@ -68,6 +78,7 @@ class Host {
   Report& report_;
   DataFolders folders_;
   std::unique_ptr<sandbox::Sandbox> sandbox_;
+  std::unique_ptr<sandbox::ScriptServicesFile> scriptServices_;
   KBL::RefPtr<KBL::IBsExternlMediaAuthorize> manager_;
   bool transfersOpen_ = false;
 };

@@ -4,6 +4,7 @@
 #include "Failure.h"
 #include "HostCallbacks.h"
 #include "Interrupt.h"
+#include "ScriptSession.h"
 #include "Utf8Path.h"
 #include "boundary/ExternlMediaTransfer.h"
 #include "boundary/records/ExternlMediaInfoType.h"
@@ -13,6 +14,7 @@
 #include <filesystem>
 #include <fstream>
 #include <system_error>
+#include <utility>
 
 namespace host {
 namespace {
@@ -83,8 +85,13 @@ std::uint64_t checkedFileSize(const Options& options) {
   return size;
 }
 
-UploadJob::UploadJob(Host& host, const Options& options, Report& report)
-    : host_(host), options_(options), report_(report), completesAlways_(options.platform->name == "douyin") {
+UploadJob::UploadJob(Host& host, const Options& options, Report& report,
+                     KBL::RefPtr<KBL::IExternlMediaTransfer> transfer)
+    : host_(host),
+      options_(options),
+      report_(report),
+      completesAlways_(options.platform->name == "douyin"),
+      transfer_(std::move(transfer)) {
   host_.openTransfers();
 }
 
@@ -95,7 +102,7 @@ int UploadJob::run(const KBL::hostTransferRecord& record, std::uint64_t fileSize
 }
 
 void UploadJob::start(const KBL::hostTransferRecord& record) {
-  transfer_ = KBL::adoptRef(createEMTUpTransfer(options_.platform->transferPlatform));
+  if (!transfer_) transfer_ = KBL::adoptRef(createEMTUpTransfer(options_.platform->transferPlatform));
   if (!transfer_) throw Failure(Exit::refused, "the library cannot make a transfer");
   transfer_->Command(setCallback, &onTransferEvent);
   transfer_->Command(setContext, static_cast<void*>(nullptr));
@@ -130,7 +137,7 @@ int UploadJob::endInSilence() const {
 }
 
 int UploadJob::stop() {
-  const bool cutsOff = options_.platform->name == "tiktok";
+  const bool cutsOff = options_.platform->name == "tiktok" || usesScript(options_);
   report_.uploadStops(cutsOff ? "stopping; Ctrl-C again ends at once"
                               : "stopping after the part that is on its way; Ctrl-C again ends at once");
   transfer_->Stop();

@@ -21,7 +21,9 @@ namespace host {
 /// One upload transfer, from its start to its last event. Needs the platform's manager, which `host` holds.
 class UploadJob {
  public:
-  UploadJob(Host& host, const Options& options, Report& report);
+  /// With a `transfer` that is set up already it runs on that one; null: on a new one.
+  UploadJob(Host& host, const Options& options, Report& report,
+            KBL::RefPtr<KBL::IExternlMediaTransfer> transfer = nullptr);
 
   /// Returns the exit code. `fileSize` is for the progress display.
   int run(const KBL::hostTransferRecord& record, std::uint64_t fileSize);

@@ -19,6 +19,14 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int kBacklog = 1024;
 
+sockaddr_in localAddress(int port) {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(static_cast<std::uint16_t>(port));
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  return address;
+}
+
 bool waitReadable(Handle handle, std::chrono::milliseconds limit) {
   pollfd wanted{handle, POLLIN, 0};
   return ::poll(&wanted, 1, static_cast<int>(limit.count())) > 0;
@@ -81,15 +89,21 @@ void close(Handle handle) {
   ::close(handle);
 }
 
+Handle connectTo(int port) {
+  const Handle handle = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  if (handle == kNone) return kNone;
+  const sockaddr_in address = localAddress(port);
+  if (::connect(handle, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return handle;
+  ::close(handle);
+  return kNone;
+}
+
 Handle reservePort(int port) {
   const Handle handle = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   if (handle == kNone) return kNone;
   const int on = 1;
   ::setsockopt(handle, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(static_cast<std::uint16_t>(port));
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  const sockaddr_in address = localAddress(port);
   if (::bind(handle, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return handle;
   ::close(handle);
   return kNone;

@@ -25,6 +25,8 @@ void sayGoodbye(Handle handle, std::chrono::milliseconds limit);
 void closeWithReset(Handle handle);
 void close(Handle handle);
 
+// A connection to a port of 127.0.0.1; kNone when it is refused.
+[[nodiscard]] Handle connectTo(int port);
 // Binds a port of 127.0.0.1 without listening (0: any). It refuses connections and keeps others from taking
 // the port. kNone when the port is taken.
 [[nodiscard]] Handle reservePort(int port);

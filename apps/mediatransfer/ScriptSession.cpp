@@ -1,0 +1,151 @@
+#include "ScriptSession.h"
+
+#include "Advice.h"
+#include "Failure.h"
+#include "Utf8Path.h"
+#include "boundary/ExternlMediaTransfer.h"
+#include "boundary/records/HostRecords.h"
+#include "foundation/BsNet/Result.h"
+#include "sandbox/SandboxOptions.h"
+
+#include <array>
+#include <cstddef>
+#include <filesystem>
+#include <new>
+#include <system_error>
+#include <vector>
+
+namespace host {
+namespace {
+
+enum ScriptCommand : int {
+  queryLoginUrl = 3,
+  queryLogout = 4,
+  verifyRedirectUrl = 5,
+  setAccessToken = 6,
+  queryUserInfo = 7,
+  setAppBrand = 8,
+  setApp = 9
+};
+
+/// The library's first brand; the script names itself to the service by it.
+constexpr long long brand = 0;
+/// What the library's texts may take.
+constexpr std::size_t loginUrlRoom = 8192;
+constexpr std::size_t errorTextRoom = 1024;
+/// Behind the record; no service has as many categories.
+constexpr std::size_t categoriesRoom = std::size_t{256} << 10;
+constexpr const char* makeHome = "tools/make_python_home DIR makes one";
+
+using ErrorText = std::array<char, errorTextRoom>;
+
+/// The text of a fixed field.
+template <std::size_t size>
+std::string fieldText(const char (&field)[size]) {
+  const std::string whole(field, size);
+  return whole.substr(0, whole.find('\0'));
+}
+
+}  // namespace
+
+bool usesScript(const Options& options) {
+  if (options.platform == nullptr) return false;
+  if (options.script || options.platform->manager < 0) return true;
+  return !options.platform->nativeUpload && !options.manager;
+}
+
+ScriptSession::ScriptSession(Host& host, const Options& options) : options_(options) {
+  requireHome();
+  host.openTransfers();
+  transfer_ = KBL::adoptRef(createEMTUpTransfer(options_.platform->transferPlatform));
+  if (!transfer_) throw Failure(Exit::refused, "the library cannot make a transfer");
+  setApplication();
+  requireInterpreter();
+}
+
+void ScriptSession::requireHome() const {
+  const std::string platform(options_.platform->name);
+  const std::string& home = options_.pythonHome;
+  if (home.empty()) {
+    throw Failure(Exit::refused, platform + " goes through a script, which needs a Python home: " + makeHome +
+                                     ", then give --python-home DIR or set MEDIATRANSFER_PYTHON_HOME");
+  }
+  std::error_code error;
+  const std::filesystem::path script = pathFromUtf8(home) / "pythondlls" / "authupload.py";
+  if (std::filesystem::is_regular_file(script, error)) return;
+  throw Failure(Exit::refused, "the Python home '" + home + "' has no pythondlls/authupload.py; " + makeHome);
+}
+
+void ScriptSession::setApplication() {
+  const sandbox::SandboxOptions standIn;
+  const auto chosen = [&](const std::string& given, const std::string& otherwise) {
+    return given.empty() && options_.sandbox ? otherwise : given;
+  };
+  const std::string id = chosen(options_.appId, standIn.appId);
+  const std::string secret = chosen(options_.appSecret, standIn.appSecret);
+  const std::string redirect = chosen(options_.appRedirect, standIn.appRedirect);
+  if (id.empty() || secret.empty() || redirect.empty()) {
+    throw Failure(Exit::wrongUse, std::string(options_.platform->name) +
+                                      " has to know the application: give --app-id, --app-secret and "
+                                      "--app-redirect (or MEDIATRANSFER_APP_ID and so on)");
+  }
+  transfer_->Command(setAppBrand, brand);
+  transfer_->Command(setApp, id.c_str(), secret.c_str(), redirect.c_str());
+}
+
+/// A script refuses an empty token and says why; without an interpreter nothing is said.
+void ScriptSession::requireInterpreter() {
+  const std::optional<std::string> refusal = takeToken("");
+  if (!refusal || !refusal->empty()) return;
+  throw Failure(Exit::refused,
+                "no Python interpreter serves the script; make the home anew with "
+                "tools/make_python_home, or set MEDIATRANSFER_PYTHON to the shared library of a "
+                "Python 3.8 to 3.13; -v shows what was tried");
+}
+
+std::string ScriptSession::loginUrl() {
+  std::vector<char> url(loginUrlRoom);
+  if (transfer_->Query(queryLoginUrl, url.data()) == KBL::resultOk) return url.data();
+  throw Failure(Exit::refused, "the script for " + std::string(options_.platform->name) +
+                                   " gives no address to sign in at; check the network, --app-id and "
+                                   "--app-secret, and run again with -v to see why");
+}
+
+ScriptSession::Answer ScriptSession::verify(const std::string& redirectUrl) {
+  ErrorText error{};
+  switch (transfer_->Command(verifyRedirectUrl, redirectUrl.c_str(), error.data())) {
+    case KBL::resultOk:
+      return {Verdict::accepted, {}};
+    case KBL::resultNullArgument:
+      return {Verdict::notUsable, {}};
+    default:
+      return {Verdict::refused, error.data()};
+  }
+}
+
+std::optional<std::string> ScriptSession::takeToken(const std::string& token) {
+  ErrorText error{};
+  if (transfer_->Command(setAccessToken, token.c_str(), error.data()) == KBL::resultOk) return std::nullopt;
+  return std::string(error.data());
+}
+
+std::optional<ScriptLogin> ScriptSession::login() {
+  std::vector<std::max_align_t> room((sizeof(KBL::hostAccountRecord) + categoriesRoom) /
+                                     sizeof(std::max_align_t));
+  auto* const account = new (room.data()) KBL::hostAccountRecord{};
+  if (transfer_->Query(queryUserInfo, account) != KBL::resultOk) return std::nullopt;
+  ScriptLogin login;
+  login.token = fieldText(account->accessToken);
+  login.name = fieldText(account->userName);
+  // The categories go on behind the record.
+  login.categories =
+      reinterpret_cast<const char*>(room.data()) + offsetof(KBL::hostAccountRecord, videoCategories);
+  if (login.token.empty()) return std::nullopt;
+  return login;
+}
+
+void ScriptSession::logout() {
+  transfer_->Query(queryLogout);
+}
+
+}  // namespace host
