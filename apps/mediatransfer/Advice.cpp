@@ -121,9 +121,18 @@ std::string nextStep(int code, const std::string& text, std::string_view platfor
 }  // namespace
 
 std::string explainError(int code, const std::string& text, std::string_view platform) {
-  std::string line = meaningOf(code, text) + " (" + std::to_string(code);
-  if (const std::string shown = singleLine(withoutSecrets(text), 240); !shown.empty()) line += ": " + shown;
-  return line + "); " + nextStep(code, text, platform);
+  const std::string shown = singleLine(withoutSecrets(text), 240);
+  // Scripts give a text alone.
+  std::string reason = code == 0 ? std::string() : std::to_string(code);
+  if (!shown.empty()) reason += (reason.empty() ? "" : ": ") + shown;
+  const std::string detail = reason.empty() ? std::string() : " (" + reason + ")";
+  return meaningOf(code, text) + detail + "; " + nextStep(code, text, platform);
+}
+
+std::string explainRefusedLogin(const std::string& text, std::string_view platform) {
+  const std::string shown = singleLine(withoutSecrets(text), 240);
+  return "the stored login is not good any more" + (shown.empty() ? "" : " (" + shown + ")") + "; " +
+         signInAgain(platform);
 }
 
 UploadErrorText splitUploadError(const std::string& text) {

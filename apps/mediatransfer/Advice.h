@@ -10,6 +10,9 @@ namespace host {
 /// to do next. `platform` may be empty.
 [[nodiscard]] std::string explainError(int code, const std::string& text, std::string_view platform);
 
+/// The same for a token that a script calls invalid.
+[[nodiscard]] std::string explainRefusedLogin(const std::string& text, std::string_view platform);
+
 /// Splits the "code,message" text of an upload error; a text without a leading number has code 0.
 struct UploadErrorText {
   int code = 0;

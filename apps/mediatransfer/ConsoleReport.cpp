@@ -97,14 +97,17 @@ class ConsoleReport final : public Report {
     line(text.empty() ? news : news + ": " + singleLine(text));
   }
   void error(int code, const std::string& text) override { trouble(explainError(code, text, platform_)); }
-  void uploadError(int, const std::string& text) override {
+  void uploadError(int value, const std::string& text) override {
     const UploadErrorText split = splitUploadError(text);
-    if (stopping_ && split.code == KBL::ErrorCode::userCancelled) {
+    // A script's errors have no number.
+    if (stopping_ && (split.code == KBL::ErrorCode::userCancelled || split.code == 0)) {
       keepBar();
       progress_.reset();
       return line("the transfer was cut off (" + singleLine(text) + ")");
     }
-    trouble(explainError(split.code, split.message, platform_));
+    // Only an invalid token comes without a value.
+    trouble(value == 0 ? explainRefusedLogin(text, platform_)
+                       : explainError(split.code, split.message, platform_));
   }
   void trouble(const std::string& text) override {
     keepBar();

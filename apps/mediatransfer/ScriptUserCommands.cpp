@@ -27,10 +27,7 @@ ScriptLogin requiredLogin(const Host& host, const Options& options) {
 }
 
 [[noreturn]] void refuseLogin(const Options& options, const std::string& text) {
-  const std::string platform(options.platform->name);
-  const std::string reason = text.empty() ? "the script gives no reason" : singleLine(withoutSecrets(text));
-  throw Failure(Exit::refused, "the stored login is not good any more (" + reason +
-                                   "); sign in with: mediatransfer login " + platform);
+  throw Failure(Exit::refused, explainRefusedLogin(text, options.platform->name));
 }
 
 /// Gives the script the stored token and keeps what it made of it: it may have had to be renewed.

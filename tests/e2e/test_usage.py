@@ -76,13 +76,14 @@ class Usage(HostTest):
     def test_a_text_that_its_field_cannot_hold(self):
         self.refuse(2, "--sandbox", "upload", "youtube", self.video(), "--title", "x" * 1024, parts=("--title", "1023"))
 
-    def test_scripted_platforms_are_not_available(self):
+    def test_scripted_platforms_need_a_python_home(self):
         video = self.video()
         for platform in ("facebook", "vimeo", "flickr", "instagram", "twitch"):
-            self.refuse(1, "--sandbox", "upload", platform, video, parts=(platform, "not available"))
-            self.refuse(1, "--sandbox", "login", platform, parts=(platform, "not available"))
-        self.refuse(1, "--sandbox", "upload", "youtube", video, "--script", parts=("not available",))
-        self.refuse(1, "--sandbox", "whoami", "facebook", parts=("not available",))
+            self.refuse(1, "--sandbox", "login", platform, parts=(platform, "tools/make_python_home", "--python-home"))
+            self.refuse(1, "--sandbox", "upload", platform, video, parts=("mediatransfer login " + platform,))
+        self.refuse(1, "--sandbox", "login", "youtube", "--script", parts=("MEDIATRANSFER_PYTHON_HOME",))
+        self.refuse(1, "--sandbox", "--python-home", self.folder, "login", "vimeo", parts=("authupload.py",))
+        self.refuse(1, "--sandbox", "whoami", "facebook", parts=("mediatransfer login facebook",))
 
     def test_a_secret_file_that_is_missing(self):
         self.refuse(1, "--app-secret", "@" + str(self.folder / "none"), "whoami", "youtube", parts=("--app-secret",))
