@@ -123,6 +123,17 @@ TEST_F(UploadDispatch, APlatformWithoutUploaderIsReportedByTheManager) {
   EXPECT_TRUE(reported().empty());
 }
 
+TEST_F(UploadDispatch, TheRecordsPlatformChoosesTheUploadRequest) {
+  for (const auto& [platform, request] : {std::pair{ema_tiktok, "ExternlMediaAuthTiktokUpload"},
+                                          std::pair{ema_douyin, "ExternlMediaAuthDouyinUpload"}}) {
+    auto user = makeUser("u", nowSeconds() + 10);
+    user.diskType = platform;
+    AuthorizeTestAccess::setEntries(*manager, {user});
+    upload(1);
+    ASSERT_TRUE(waitUntil([&] { return !reported().empty() && reported().back() == request; })) << request;
+  }
+}
+
 TEST_F(UploadDispatch, AFailedFirstStepEndsTheChain) {
   signIn("u");
   network.answer("/credentials", R"({"code":9,"msg":"no account"})");
