@@ -33,10 +33,12 @@ KBL_TRANSFER_API KBL::IBsInfoReader* createExternlMediaAuthInfoObject(int infoTy
 
 /// Starts the embedded interpreter with the folder `pythonHome` (UTF-8, ended by a separator). `length` bytes
 /// are taken, or all up to the terminator when it is below 1. 0 when the call was carried out, whether or not
-/// an interpreter runs then; 1 for a null path. Once a process; needed before transfers that scripts serve.
+/// an interpreter runs then; 1 for a null path. Once a process; needed before transfers that scripts serve. A
+/// folder without Python's standard library ends the process.
 KBL_TRANSFER_API std::int32_t setupTransferEnv(const char* pythonHome, int length);
 
-/// Ends the embedded interpreter, if one runs. Always 0.
+/// Ends the embedded interpreter, if one runs that the library started. Waits a few seconds at most for
+/// scripts that run, and for none inside an event. Always 0.
 KBL_TRANSFER_API std::int32_t teardownTransferEnv();
 
 /// A new upload transfer for a platform of the transfer side (0 Facebook, 1 YouTube, 2 Vimeo, 3 Flickr, 4

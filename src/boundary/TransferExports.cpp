@@ -19,7 +19,11 @@ std::int32_t setupTransferEnv(const char* pythonHome, int length) {
 }
 
 std::int32_t teardownTransferEnv() {
-  KBL::CPythonRunTime::teardown();
+  try {
+    KBL::CPythonRunTime::teardown();
+  } catch (const std::bad_alloc&) {
+    // A line of the log is lost.
+  }
   return KBL::resultOk;
 }
 

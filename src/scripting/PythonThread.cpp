@@ -5,8 +5,8 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <exception>
 #include <mutex>
-#include <system_error>
 #include <thread>
 
 namespace KBL {
@@ -76,7 +76,7 @@ bool PythonThread::run(const PythonApi& api, bool (*start)(const PythonApi& api)
   state_.enter(Phase::starting);
   try {
     std::thread([&state = state_, &api, start] { state.runInterpreter(api, start); }).detach();
-  } catch (const std::system_error& failure) {
+  } catch (const std::exception& failure) {
     state_.enter(Phase::none);
     KBL_LOG(error, "python runtime not started, " << failure.what());
     return false;
