@@ -1,6 +1,7 @@
 // Embeds an interpreter the way a host does, to see that a Python home is complete:
-//   python_probe LIBRARY HOME STATEMENTS
-// Ends with 0 when the statements ran.
+//   python_probe LIBRARY HOME STATEMENTS [same]
+// Ends with 0 when the statements ran. They run on a thread that is gone when the interpreter ends, or with
+// `same` on the one that starts and ends it.
 #include <dlfcn.h>
 
 #include <codecvt>
@@ -8,6 +9,7 @@
 #include <cstdlib>
 #include <locale>
 #include <string>
+#include <thread>
 
 namespace {
 
@@ -34,20 +36,34 @@ std::wstring wideFromUtf8(const char* text) {
 }  // namespace
 
 int main(int count, char** arguments) {
-  if (count != 4) return 2;
+  if (count != 4 && count != 5) return 2;
   // Extension modules look for the interpreter's functions among the names of the process.
   void* const library = dlopen(arguments[1], RTLD_NOW | RTLD_GLOBAL);
   if (library == nullptr) {
     std::fprintf(stderr, "%s\n", dlerror());
     return 2;
   }
+  const auto enter = resolve<int (*)()>(library, "PyGILState_Ensure");
+  const auto leave = resolve<void (*)(int)>(library, "PyGILState_Release");
+  const auto run = resolve<int (*)(const char*, void*)>(library, "PyRun_SimpleStringFlags");
   const std::wstring home = wideFromUtf8(arguments[2]);
   resolve<void (*)(const wchar_t*)>(library, "Py_SetPythonHome")(home.c_str());
   // Paths are UTF-8, whatever the locale of the process.
   *resolve<int*>(library, "Py_UTF8Mode") = 1;
   resolve<void (*)()>(library, "Py_Initialize")();
-  const int result =
-      resolve<int (*)(const char*, void*)>(library, "PyRun_SimpleStringFlags")(arguments[3], nullptr);
+  resolve<void* (*)()>(library, "PyEval_SaveThread")();
+  int result = 0;
+  const auto work = [&] {
+    const int state = enter();
+    result = run(arguments[3], nullptr);
+    leave(state);
+  };
+  if (count == 5) {
+    work();
+  } else {
+    std::thread(work).join();
+  }
+  enter();
   resolve<void (*)()>(library, "Py_Finalize")();
   return result == 0 ? 0 : 1;
 }

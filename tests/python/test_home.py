@@ -6,6 +6,7 @@ import shutil
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
@@ -37,6 +38,26 @@ assert sys.version_info[:2] == {version}, sys.version_info
 hashlib.sha256(b"x"), ssl.create_default_context()
 """
 
+# An upload that waits for a service when the interpreter ends.
+WAITING = """
+import sys
+home = {home!r}
+sys.path += [home + "python38.zip", home + "pythondlls", home + "pysocialnetwork"]
+import socket, tempfile, authupload
+from pysocialnetwork import hostcallback, login
+uploader = authupload.CreateAuInstance("vimeo")
+told = hostcallback._Function(lambda user, code, text: print(code, text.decode(), flush=True))
+uploader._callback._function = told
+listener = socket.create_server(("127.0.0.1", 0))
+uploader.address = lambda key: "http://127.0.0.1:%d" % listener.getsockname()[1]
+uploader.set_login(login.Login("vimeo", "token"))
+video = tempfile.NamedTemporaryFile()
+video.write(b"x" * 1000)
+video.flush()
+uploader.StartUpload(video.name, "", "", "", "", "")
+connection, _ = listener.accept()
+"""
+
 
 def make(folder, *options):
     return subprocess.run(
@@ -55,11 +76,11 @@ class Homes(unittest.TestCase):
         self.assertEqual(result.returncode, 0, result.stderr)
         return result.stdout.decode().strip()
 
-    def probe(self, library, home, statements, **variables):
+    def probe(self, library, home, statements, *thread):
         # The interpreter keeps memory to its end, which is not what is tested here.
-        clean = {"PATH": os.environ["PATH"], "ASAN_OPTIONS": "detect_leaks=0", **variables}
+        clean = {"PATH": os.environ["PATH"], "ASAN_OPTIONS": "detect_leaks=0"}
         return subprocess.run(
-            [str(PROBE), library, home, statements], env=clean, timeout=120,
+            [str(PROBE), library, home, statements, *thread], env=clean, timeout=120,
             stdout=subprocess.PIPE, stderr=subprocess.PIPE,
         )
 
@@ -80,6 +101,15 @@ class Homes(unittest.TestCase):
         )
         result = self.probe(library, str(home) + "/", check)
         self.assertEqual((result.returncode, result.stderr), (0, b""))
+
+    def test_the_end_of_the_interpreter_ends_an_upload_in_order(self):
+        home = self.folder / "home"
+        library = self.made(home, "--python", sys.executable)
+        for thread in ((), ("same",)):
+            started = time.monotonic()
+            result = self.probe(library, str(home) + "/", WAITING.format(home=str(home) + "/"), *thread)
+            self.assertEqual((result.returncode, result.stderr, result.stdout), (0, b"", b"3 User cancelled!\n"))
+            self.assertLess(time.monotonic() - started, 30)
 
     def test_the_library_lies_where_the_runtime_looks(self):
         library = self.made(self.folder / "home", "--python", sys.executable)
