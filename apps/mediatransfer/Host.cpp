@@ -76,12 +76,15 @@ std::string Host::redirectOf(const std::string& url) const {
   return sandbox_ ? sandbox::redirectOf(*sandbox_, url) : std::string();
 }
 
-/// Scripts find their services and their proxy in the environment. Before the interpreter starts.
+/// Scripts find their services, their proxy and the place for a begun login in the environment. Before the
+/// interpreter starts.
 void Host::tellScripts() {
   if (sandbox_) {
     scriptServices_ = std::make_unique<sandbox::ScriptServicesFile>(*sandbox_, "");
     setEnvironment("MEDIATRANSFER_SERVICES", scriptServices_->path());
   }
+  setEnvironment("MEDIATRANSFER_LOGIN_FILE",
+                 folders_.cache + "/" + std::string(options_.platform->name) + "_script_begun");
   if (options_.proxy.empty()) return;
   if (parseProxyUrl(options_.proxy).type != KBL::proxyHttp) {
     throw Failure(Exit::wrongUse, "the script for " + std::string(options_.platform->name) +

@@ -14,20 +14,14 @@
 namespace host {
 namespace {
 
-/// The stand-in server consents by itself, so that nobody is needed.
-bool consentsByItself(const Options& options) {
-  return options.sandbox && !options.consentAsk && options.redirectUrl.empty();
-}
-
-std::string commandAgain(const Options& options) {
-  return "mediatransfer login " + std::string(options.platform->name) + " --redirect-url URL";
+std::string loginCommand(const Options& options) {
+  return "mediatransfer login " + std::string(options.platform->name) + (options.script ? " --script" : "");
 }
 
 [[noreturn]] void refuse(const Options& options, const std::string& text) {
   const std::string reason = text.empty() ? "the script gives no reason" : singleLine(withoutSecrets(text));
   throw Failure(Exit::refused, std::string(options.platform->name) + " did not accept the login (" + reason +
-                                   "); sign in again with: mediatransfer login " +
-                                   std::string(options.platform->name));
+                                   "); sign in again with: " + loginCommand(options));
 }
 
 /// Asks people for the address until the script can use it. The exit code when no login came of it.
@@ -63,10 +57,8 @@ class RedirectQuestion {
         case StandardInput::State::line:
           return line;
         case StandardInput::State::ended:
-          throw Failure(Exit::refused,
-                        "nobody gave the address that the browser reached; keep the standard "
-                        "input open, or give it to: " +
-                            commandAgain(options_));
+          throw Failure(Exit::refused, "nobody gave the address that the browser reached; give it to: " +
+                                           loginCommand(options_) + " --redirect-url URL");
         case StandardInput::State::nothing:
           break;
       }
@@ -94,15 +86,18 @@ void verifyOnce(ScriptSession& session, const Options& options, const std::strin
                                    "application's redirect address");
 }
 
-/// The exit code when the login did not come so far that the script has it.
-std::optional<int> finishLogin(Host& host, ScriptSession& session, const Options& options, Report& report,
-                               const std::string& url) {
-  if (consentsByItself(options)) {
-    verifyOnce(session, options, host.redirectOf(url));
+/// Until the script has the login; else the exit code.
+std::optional<int> bringLogin(Host& host, ScriptSession& session, const Options& options, Report& report) {
+  if (!options.redirectUrl.empty()) {
+    // The address belongs to the login that an earlier call has begun.
+    verifyOnce(session, options, options.redirectUrl);
     return std::nullopt;
   }
-  if (!options.redirectUrl.empty()) {
-    verifyOnce(session, options, options.redirectUrl);
+  const std::string url = session.loginUrl();
+  report.loginUrl({}, url);
+  if (options.sandbox && !options.consentAsk) {
+    // The stand-in server consents by itself, so that nobody is needed.
+    verifyOnce(session, options, host.redirectOf(url));
     return std::nullopt;
   }
   if (!options.noBrowser) openBrowser(url);
@@ -114,9 +109,7 @@ std::optional<int> finishLogin(Host& host, ScriptSession& session, const Options
 int runScriptLogin(const Options& options, Report& report) {
   Host host(options, report, Servers::optional);
   ScriptSession session(host, options);
-  const std::string url = session.loginUrl();
-  report.loginUrl({}, url);
-  if (const auto exit = finishLogin(host, session, options, report, url)) return *exit;
+  if (const auto exit = bringLogin(host, session, options, report)) return *exit;
   std::optional<ScriptLogin> login = session.login();
   if (!login) refuse(options, "the script has no token");
   const ScriptLogins logins = host.scriptLogins();

@@ -8,6 +8,7 @@ import xml.etree.ElementTree
 from typing import Any, Dict, Mapping, Tuple
 from urllib.parse import parse_qs, urlencode
 
+from . import begun
 from .bodies import LocalFile, Multipart
 from .connection import Answer
 from .errors import Refused, TokenInvalid, Transient, UploadError
@@ -58,6 +59,7 @@ class Uploader(BaseUploader):
             raise UploadError("Flickr did not accept the redirect address")
         self._pending = token_pair(answer)
         self.keep_secret(self._pending[1])
+        begun.keep(self.platform, self._pending)
         query = urlencode({"oauth_token": self._pending[0], "perms": "write"})
         return self.address("flickrOauth") + "/authorize?" + query
 
@@ -67,13 +69,17 @@ class Uploader(BaseUploader):
             self._fail("the redirect address carries no verifier yet")
             return NOT_USABLE
         if not self._pending[0]:
+            self._pending = self._begun_elsewhere()
+        if not self._pending[0]:
             raise UploadError("no login has been begun")
         if "oauth_verifier" not in query:
             self._pending = ("", "")
+            begun.forget()
             raise UploadError("the login was refused")
         if not hmac.compare_digest(query.get("oauth_token", "").encode("utf-8"), self._pending[0].encode("utf-8")):
             raise UploadError("the redirect address belongs to another login (its token differs)")
         pending, self._pending = self._pending, ("", "")
+        begun.forget()
         self.keep_secret(query["oauth_verifier"])
         with self.calling() as wire:
             answer = self._handshake(wire, "/access_token", {"oauth_verifier": query["oauth_verifier"]}, pending)
@@ -83,6 +89,13 @@ class Uploader(BaseUploader):
             Login(self.platform, token, secret=secret, user_id=answer.get("user_nsid", ""), user_name=name)
         )
         return ACCEPTED
+
+    def _begun_elsewhere(self) -> Tuple[str, str]:
+        values = begun.recall(self.platform, 2)
+        if values is None:
+            return "", ""
+        self.keep_secret(values[1])
+        return values[0], values[1]
 
     def _read_account(self, wire: Wire) -> Account:
         status = self.authorized(wire, lambda login: self._rest(wire, login, "flickr.people.getUploadStatus", {}))

@@ -11,6 +11,7 @@ from dataclasses import dataclass
 from typing import ClassVar, Dict, Mapping, Optional
 from urllib.parse import parse_qs, urlencode, urlsplit
 
+from . import begun
 from .errors import UploadError
 from .login import Login
 from .uploader import ACCEPTED, NOT_USABLE, Uploader
@@ -57,6 +58,7 @@ class OAuth2Uploader(Uploader):
         address = self.address(self.login_service)
         self.keep_secret(pending.verifier)
         self._pending = pending
+        begun.keep(self.platform, (pending.state, pending.verifier))
         return address + "?" + urlencode(fields)
 
     def _finish_login(self, url: str) -> int:
@@ -64,19 +66,27 @@ class OAuth2Uploader(Uploader):
         if not query.keys() & {"code", "error"}:
             self._fail("the redirect address carries no code yet")
             return NOT_USABLE
-        pending = self._pending
+        pending = self._pending or self._begun_elsewhere()
         if pending is None:
             raise UploadError("no login has been begun")
         # Somebody else's address must not cost the user the login that is going on.
         if not hmac.compare_digest(query.get("state", "").encode("utf-8"), pending.state.encode("ascii")):
             raise UploadError("the redirect address belongs to another login (its state differs)")
         self._pending = None
+        begun.forget()
         if "error" in query:
             raise UploadError("the login was refused: " + (query.get("error_description") or query["error"]))
         self.keep_secret(query["code"])
         with self.calling() as wire:
             self.set_login(self._exchange_code(wire, query["code"], pending.verifier))
         return ACCEPTED
+
+    def _begun_elsewhere(self) -> Optional[PendingLogin]:
+        values = begun.recall(self.platform, 2)
+        if values is None:
+            return None
+        self.keep_secret(values[1])
+        return PendingLogin(values[0], values[1])
 
 
 def single_values(url: str) -> Dict[str, str]:

@@ -106,9 +106,9 @@ class Result:
 class Running:
     """A program that goes on while the test looks at it."""
 
-    def __init__(self, command, env):
+    def __init__(self, command, env, stdin=subprocess.DEVNULL):
         self.process = subprocess.Popen(
-            command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=env)
+            command, stdin=stdin, stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=env)
         self.out = Lines(self.process.stdout)
         self.err = Lines(self.process.stderr)
 
@@ -118,6 +118,11 @@ class Running:
             return event["event"] == name and all(event.get(key) == value for key, value in members.items())
         return json.loads(self.out.wait_for(fits, f"event {name} {members}"))
 
+    def say(self, line):
+        """A line for the standard input, which has to be a pipe."""
+        self.process.stdin.write(line.encode("utf-8") + b"\n")
+        self.process.stdin.flush()
+
     def interrupt(self):
         self.process.send_signal(signal.SIGINT)
 
@@ -126,6 +131,8 @@ class Running:
         return Result(code, "\n".join(self.out.rest()), "\n".join(self.err.rest()))
 
     def kill(self):
+        if self.process.stdin is not None:
+            self.process.stdin.close()
         if self.process.poll() is None:
             self.process.kill()
         self.process.wait(LIMIT)
@@ -140,6 +147,8 @@ class Servers:
             [str(BIN / "mediatransfer_sandbox"), "--config-file", str(self.config), *options], env)
         line = self.running.out.wait_for(lambda text: "listening on http" in text, "the address")
         self.url = line.split("listening on ")[1].strip()
+        line = self.running.out.wait_for(lambda text: "script services: " in text, "the scripts' services")
+        self.services = line.split("script services: ")[1]
         self.running.out.wait_for(lambda text: "cloud configuration" in text, "the configuration")
 
     @property
@@ -189,8 +198,8 @@ class HostTest(unittest.TestCase):
                               env={**self.env, **(env or {})}, timeout=LIMIT + 60, check=False)
         return Result(done.returncode, done.stdout.decode("utf-8"), done.stderr.decode("utf-8"))
 
-    def start_program(self, *arguments):
-        running = Running(self.command(*arguments), self.env)
+    def start_program(self, *arguments, stdin=subprocess.DEVNULL):
+        running = Running(self.command(*arguments), self.env, stdin)
         self.addCleanup(running.kill)
         return running
 
