@@ -71,6 +71,14 @@ TEST_F(VimeoScripts, TokenEndpointChecksApplicationAndCode) {
       "invalid_client");
   EXPECT_EQ(token(with(trade(freshCode()), "grant_type", "password")).json()["error"],
             "unsupported_grant_type");
+  for (const char* basic : {"!!!!", "YWJj", "YWJjOg", "====", "YWJjO===", ""}) {
+    EXPECT_EQ(client
+                  .post("/vimeo/oauth/access_token", formOf(trade("x")),
+                        {formType(), {"Authorization", std::string("Basic ") + basic}})
+                  .status,
+              401)
+        << basic;
+  }
   const Fields good = trade(freshCode());
   EXPECT_EQ(token(good).status, 200);
   EXPECT_EQ(token(good).json()["error"], "invalid_grant");
