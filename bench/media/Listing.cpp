@@ -82,7 +82,7 @@ int serve(int told, int stop) {
   sandbox::SandboxOptions options;
   options.mediaPhotos = std::size_t{pages} * photosPerPage;
   options.recordedTotalLimit = 0;
-  sandbox::Sandbox server(options);
+  const sandbox::Sandbox server(options);
   const int port = server.port();
   if (write(told, &port, sizeof(port)) != sizeof(port)) return 1;
   char byte = 0;

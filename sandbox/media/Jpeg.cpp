@@ -69,7 +69,7 @@ class BitWriter {
 
 // The difference to the block before, then "end of block".
 void writeBlock(BitWriter& out, int difference) {
-  const unsigned size = static_cast<unsigned>(std::abs(difference));
+  const auto size = static_cast<unsigned>(std::abs(difference));
   unsigned category = 0;
   while (size >> category != 0) ++category;
   out.bits(kDcCodes[category], kDcLengths[category]);

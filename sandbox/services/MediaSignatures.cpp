@@ -69,8 +69,10 @@ std::string oauthSignature(const std::string& url, Parameters parameters, const 
   }
   std::sort(parameters.begin(), parameters.end());
   std::string normalized;
-  for (const auto& [name, value] : parameters)
-    normalized += (normalized.empty() ? "" : "&") + name + "=" + value;
+  for (const auto& [name, value] : parameters) {
+    if (!normalized.empty()) normalized += '&';
+    normalized.append(name).append("=").append(value);
+  }
   const std::string base = method + "&" + percentEncoded(url) + "&" + percentEncoded(normalized);
   const Digest digest =
       hmac(EVP_sha1(), percentEncoded(consumerSecret) + "&" + percentEncoded(tokenSecret), base);
@@ -84,7 +86,7 @@ std::string instagramSignature(const std::string& endpoint, Parameters parameter
   leaveOut(parameters, "sig");
   std::sort(parameters.begin(), parameters.end());
   std::string text = endpoint;
-  for (const auto& [name, value] : parameters) text += "|" + name + "=" + value;
+  for (const auto& [name, value] : parameters) text.append("|").append(name).append("=").append(value);
   return hex(hmac(EVP_sha256(), secret, text));
 }
 

@@ -82,6 +82,7 @@ void ExternlMediaDlTransfer::leaveTasksToAnotherThread() {
   }
 }
 
+// NOLINTNEXTLINE(cert-dcl50-cpp): hosts are built against these arguments
 std::int32_t ExternlMediaDlTransfer::Command(int command, ...) {
   std::va_list arguments;
   va_start(arguments, command);
@@ -174,6 +175,7 @@ std::int32_t ExternlMediaDlTransfer::replaceTask(Arguments&&... arguments) {
   return resultOk;
 }
 
+// NOLINTNEXTLINE(cert-dcl50-cpp): hosts are built against these arguments
 std::int32_t ExternlMediaDlTransfer::Query(int command, ...) {
   if (command != commandHostContext) return resultUnknownCommand;
   std::va_list arguments;

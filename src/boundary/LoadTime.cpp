@@ -32,7 +32,7 @@ void initCurl() {
 /// transfers that still run, and is required as it stands.
 const bool curlReady = [] {
   initCurl();
-  std::atexit(initCurl);
+  (void)std::atexit(initCurl);
   return true;
 }();
 }  // namespace
