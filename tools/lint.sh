@@ -1,8 +1,16 @@
 #!/usr/bin/env bash
-# Checks the form (clang-format) and the code (clang-tidy) of our own files; silent when all is well.
+# Checks the form (clang-format, black) and the code (clang-tidy, mypy, pyflakes) of our own files; silent when all is
+# well.
 #   tools/lint.sh [FILE]...     (default: every file of the repository)
 set -euo pipefail
 cd "$(dirname "$0")/.."
+
+# The script package and what belongs to it.
+lint_python() {
+  black --quiet --check --diff python_home tests/python tools/make_python_home
+  (cd python_home && mypy --config-file ../pyproject.toml --no-error-summary pysocialnetwork pythondlls/authupload.py)
+  pyflakes3 python_home tests/python tools/make_python_home
+}
 
 tools/setup.sh test lint
 
@@ -12,6 +20,7 @@ cmake --preset debug -DKBL_BUILD_TESTS=ON -DKBL_BUILD_BENCHMARKS=ON >/dev/null
 if [ $# -gt 0 ]; then
   files=("$@")
 else
+  lint_python
   mapfile -t files < <(git ls-files '*.h' '*.cpp')
 fi
 clang-format --dry-run -Werror "${files[@]}"

@@ -11,7 +11,7 @@ build_packages=(build-essential cmake ninja-build ccache pkg-config
 # library of the system's Python, whichever version that is.
 test_packages=(libgtest-dev libgmock-dev libbenchmark-dev openssl sqlite3 curl python3 libpython3-dev
   python3-oauthlib tinyproxy dante-server chromium chromium-driver)
-lint_packages=(clang-tidy-16 clang-format)
+lint_packages=(clang-tidy-16 clang-format black mypy pyflakes3)
 fuzz_packages=(clang-16 libclang-rt-16-dev)
 
 fail() {

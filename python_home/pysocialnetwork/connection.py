@@ -97,9 +97,7 @@ class Connection:
             selector.register(self._socket, selectors.EVENT_READ)
             return bool(selector.select(0))
 
-    def exchange(
-        self, method: str, url: str, headers: Mapping[str, str], body: Optional[Body]
-    ) -> Answer:
+    def exchange(self, method: str, url: str, headers: Mapping[str, str], body: Optional[Body]) -> Answer:
         """Any status is an answer. Raises Transient when the connection breaks; close it then."""
         assert self._socket is not None
         self._stop.watch(self._socket)
@@ -306,8 +304,10 @@ def _trouble(what: str, error: BaseException, unprocessed: bool = False) -> Uplo
         return UploadError("%s: its certificate is not accepted (%s)" % (what, reason))
     if isinstance(error, socket.timeout):
         reason = str(error) if "took" in str(error) else "timed out"
+    elif isinstance(error, http.client.RemoteDisconnected):
+        reason = "closed without an answer"
     elif isinstance(error, OSError):
         reason = error.strerror or type(error).__name__
     else:
-        reason = type(error).__name__
+        reason = "the answer is incomplete or none of HTTP"
     return Transient("%s: %s" % (what, reason), unprocessed)

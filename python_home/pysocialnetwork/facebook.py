@@ -6,6 +6,7 @@ import json
 from typing import Any, Dict, List, Mapping, Optional, Tuple
 from urllib.parse import urlencode
 
+from .account import Account
 from .bodies import Fields, FilePart, LocalFile, Multipart, form
 from .errors import UploadError
 from .graph import WrongOffset, read, stretch
@@ -14,7 +15,6 @@ from .login import Login, expiry, require_token
 from .oauth2 import OAuth2Uploader
 from .replies import required_text, text_member
 from .texts import chosen_privacy, split_tags
-from .uploader import Account
 from .wire import Wire
 
 NAME = "Facebook"
@@ -30,8 +30,24 @@ PRIVACY = {
 }
 
 CATEGORIES = (
-    "BEAUTY_FASHION", "BUSINESS", "CARS_TRUCKS", "COMEDY", "CUTE_ANIMALS", "ENTERTAINMENT", "FAMILY", "FOOD_HEALTH",
-    "HOME", "LIFESTYLE", "MUSIC", "NEWS", "POLITICS", "SCIENCE", "SPORTS", "TECHNOLOGY", "VIDEO_GAMING", "OTHER",
+    "BEAUTY_FASHION",
+    "BUSINESS",
+    "CARS_TRUCKS",
+    "COMEDY",
+    "CUTE_ANIMALS",
+    "ENTERTAINMENT",
+    "FAMILY",
+    "FOOD_HEALTH",
+    "HOME",
+    "LIFESTYLE",
+    "MUSIC",
+    "NEWS",
+    "POLITICS",
+    "SCIENCE",
+    "SPORTS",
+    "TECHNOLOGY",
+    "VIDEO_GAMING",
+    "OTHER",
 )
 
 LONGEST_TITLE = 255
@@ -54,8 +70,11 @@ class Uploader(OAuth2Uploader):
         self.keep_secret(token)
         me = self._get(wire, self.address("facebookGraph") + "/me", {"fields": "id,name", "access_token": token})
         return Login(
-            self.platform, token, expires=expiry(answer),
-            user_id=required_text(me, "id"), user_name=text_member(me, "name"),
+            self.platform,
+            token,
+            expires=expiry(answer),
+            user_id=required_text(me, "id"),
+            user_name=text_member(me, "name"),
         )
 
     def _read_account(self, wire: Wire) -> Account:
@@ -77,6 +96,7 @@ class Uploader(OAuth2Uploader):
     def _upload(self, job: UploadJob, wire: Wire) -> str:
         request = job.request
         details = self._details(request)
+        self.check_thumbnail(request.thumbnail)
         with LocalFile(request.path) as video:
             started = self.authorized(
                 wire, lambda login: self._phase(wire, login, "start", [("file_size", str(video.size))])
@@ -86,9 +106,7 @@ class Uploader(OAuth2Uploader):
         self._finish(job, wire, [("upload_session_id", session), *details])
         return "https://www.facebook.com/watch/?v=" + required_text(started, "video_id")
 
-    def _transfer(
-        self, job: UploadJob, wire: Wire, video: LocalFile, session: str, started: Mapping[str, Any]
-    ) -> None:
+    def _transfer(self, job: UploadJob, wire: Wire, video: LocalFile, session: str, started: Mapping[str, Any]) -> None:
         start, end = stretch(started)
         wanted = {"end": end}
 
@@ -129,12 +147,17 @@ class Uploader(OAuth2Uploader):
         return fields
 
     def _finish(self, job: UploadJob, wire: Wire, details: Fields) -> None:
+        def publish(picture: Optional[LocalFile]) -> bool:
+            answer = self.authorized(wire, lambda login: self._phase(wire, login, "finish", details, picture))
+            return answer.get("success") is True
+
+        published: List[bool] = []
         if job.request.thumbnail:
             with LocalFile(job.request.thumbnail) as picture:
-                answer = self.authorized(wire, lambda login: self._phase(wire, login, "finish", details, picture))
-        else:
-            answer = self.authorized(wire, lambda login: self._phase(wire, login, "finish", details))
-        if answer.get("success") is not True:
+                self.afterwards("thumbnail", lambda: published.append(publish(picture)))
+        if not published:
+            published.append(publish(None))
+        if not published[-1]:
             raise UploadError("Facebook did not publish the video")
 
     def _phase(

@@ -9,6 +9,7 @@ from typing import Any, Dict, Mapping, Tuple
 from urllib.parse import parse_qs, urlencode
 
 from . import begun
+from .account import Account
 from .bodies import LocalFile, Multipart
 from .connection import Answer
 from .errors import Refused, TokenInvalid, Transient, UploadError
@@ -18,7 +19,7 @@ from .oauth1 import authorization, signed_fields
 from .oauth2 import single_values
 from .replies import json_object, member, text_member
 from .texts import chosen_privacy, split_tags
-from .uploader import ACCEPTED, NOT_USABLE, Account, Uploader as BaseUploader
+from .uploader import ACCEPTED, NOT_USABLE, Uploader as BaseUploader
 from .wire import Wire
 
 # is_public, is_friend, is_family
@@ -85,9 +86,7 @@ class Uploader(BaseUploader):
             answer = self._handshake(wire, "/access_token", {"oauth_verifier": query["oauth_verifier"]}, pending)
         token, secret = token_pair(answer)
         name = answer.get("fullname", "") or answer.get("username", "")
-        self.set_login(
-            Login(self.platform, token, secret=secret, user_id=answer.get("user_nsid", ""), user_name=name)
-        )
+        self.set_login(Login(self.platform, token, secret=secret, user_id=answer.get("user_nsid", ""), user_name=name))
         return ACCEPTED
 
     def _begun_elsewhere(self) -> Tuple[str, str]:
@@ -182,9 +181,7 @@ class Uploader(BaseUploader):
 
         return wire.run(attempt)
 
-    def _handshake(
-        self, wire: Wire, path: str, fields: Mapping[str, str], token: Tuple[str, str]
-    ) -> Dict[str, str]:
+    def _handshake(self, wire: Wire, path: str, fields: Mapping[str, str], token: Tuple[str, str]) -> Dict[str, str]:
         url = self.address("flickrOauth") + path
 
         def attempt() -> Dict[str, str]:

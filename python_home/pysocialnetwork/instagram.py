@@ -40,8 +40,11 @@ class Uploader(OAuth2Uploader):
 
     def _exchange_code(self, wire: Wire, code: str, verifier: str) -> Login:
         fields = {
-            "client_id": self.app_key, "client_secret": self.app_secret, "grant_type": "authorization_code",
-            "redirect_uri": self.redirect_url, "code": code,
+            "client_id": self.app_key,
+            "client_secret": self.app_secret,
+            "grant_type": "authorization_code",
+            "redirect_uri": self.redirect_url,
+            "code": code,
         }
         address = self.address("instagramToken")
         first = wire.run(lambda: read(wire.exchange("POST", address, body=form(fields)), NAME), repeatable=False)
@@ -50,15 +53,25 @@ class Uploader(OAuth2Uploader):
         short = wrapped[0] if isinstance(wrapped, list) and wrapped else first
         short_token = require_token(member(short, "access_token"))
         self.keep_secret(short_token)
-        answer = self._get(wire, "/access_token", {
-            "grant_type": "ig_exchange_token", "client_secret": self.app_secret, "access_token": short_token,
-        })
+        answer = self._get(
+            wire,
+            "/access_token",
+            {
+                "grant_type": "ig_exchange_token",
+                "client_secret": self.app_secret,
+                "access_token": short_token,
+            },
+        )
         token = require_token(answer.get("access_token"))
         self.keep_secret(token)
         me = self._get(wire, VERSION + "me", {"fields": "user_id,username", "access_token": token})
         return Login(
-            self.platform, token, expires=expiry(answer), obtained=int(time.time()),
-            user_id=required_text(me, "user_id"), user_name=text_member(me, "username"),
+            self.platform,
+            token,
+            expires=expiry(answer),
+            obtained=int(time.time()),
+            user_id=required_text(me, "user_id"),
+            user_name=text_member(me, "username"),
         )
 
     def _wants_renewal(self, login: Login) -> bool:

@@ -5,9 +5,8 @@ from __future__ import annotations
 import atexit
 import threading
 import time
-import weakref
 from dataclasses import dataclass
-from typing import Callable, Optional
+from typing import Callable, Optional, Set
 
 from . import hostcallback
 from .errors import Stopped, TokenInvalid, UploadError
@@ -49,7 +48,6 @@ class UploadJob:
         self._thread = threading.Thread(target=self._run, name="upload-" + name, daemon=True)
 
     def start(self) -> None:
-        _running.add(self)
         self._thread.start()
 
     def join(self, seconds: Optional[float] = None) -> None:
@@ -67,6 +65,8 @@ class UploadJob:
             self._report(hostcallback.PROGRESS, str(percent))
 
     def _run(self) -> None:
+        with _running_lock:
+            _running.add(self)
         try:
             address = self._work(self)
             closing = (hostcallback.FINISHED, address)
@@ -75,7 +75,8 @@ class UploadJob:
             closing = self._failure(error)
         self._over = True
         self._report(*closing)
-        _running.discard(self)
+        with _running_lock:
+            _running.discard(self)
 
     def _failure(self, error: Exception) -> "tuple[int, str]":
         if self.stop.is_set():
@@ -96,13 +97,15 @@ def unexpected(error: Exception) -> str:
     return "unexpected %s at %s" % (type(error).__name__, place)
 
 
-_running: "weakref.WeakSet[UploadJob]" = weakref.WeakSet()
+_running: Set[UploadJob] = set()
+_running_lock = threading.Lock()
 
 
 @atexit.register
 def _stop_all() -> None:
     """Lets uploads close their connections and tell their end before the interpreter goes."""
-    jobs = list(_running)
+    with _running_lock:
+        jobs = list(_running)
     for job in jobs:
         job.stop.set()
     end = time.monotonic() + EXIT_PATIENCE

@@ -42,8 +42,14 @@ class Login:
 
     def to_text(self) -> str:
         content = [
-            self.platform, self.access, self.refresh, self.secret,
-            self.expires, self.obtained, self.user_id, self.user_name,
+            self.platform,
+            self.access,
+            self.refresh,
+            self.secret,
+            self.expires,
+            self.obtained,
+            self.user_id,
+            self.user_name,
         ]
         packed = zlib.compress(json.dumps(content, ensure_ascii=False, separators=(",", ":")).encode("utf-8"), 9)
         text = MARK + base64.urlsafe_b64encode(packed).decode("ascii").rstrip("=")

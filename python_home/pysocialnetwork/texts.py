@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import re
 from typing import Iterable, List, Mapping, Set
-from urllib.parse import quote, quote_plus
+from urllib.parse import quote, quote_plus, urlsplit
 
 from .errors import UploadError
 
@@ -62,3 +62,16 @@ def chosen_privacy(privacy: str, names: Mapping[str, str]) -> str:
     if word not in names:
         raise UploadError("the privacy %r is not known; use one of: %s" % (privacy, ", ".join(names)))
     return names[word]
+
+
+def same_place(url: str, redirect_url: str) -> bool:
+    """Whether the browser has reached the redirect address, whatever query it carries."""
+    try:
+        reached, wanted = urlsplit(url.strip()), urlsplit(redirect_url)
+    except ValueError:
+        return False
+    return bool(redirect_url) and (reached.scheme.lower(), reached.netloc.lower(), reached.path or "/") == (
+        wanted.scheme.lower(),
+        wanted.netloc.lower(),
+        wanted.path or "/",
+    )

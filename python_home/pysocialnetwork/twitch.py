@@ -38,8 +38,10 @@ class Uploader(OAuth2Uploader):
         fields = {"grant_type": "authorization_code", "code": code, "redirect_uri": self.redirect_url}
         answer = self._token(wire, fields, repeatable=False)
         login = Login(
-            self.platform, require_token(answer.get("access_token")),
-            refresh=text_member(answer, "refresh_token"), expires=expiry(answer),
+            self.platform,
+            require_token(answer.get("access_token")),
+            refresh=text_member(answer, "refresh_token"),
+            expires=expiry(answer),
         )
         self.keep_secret(*login.secrets())
         headers = {"Client-Id": self.app_key, "Authorization": "Bearer " + login.access}
@@ -57,7 +59,9 @@ class Uploader(OAuth2Uploader):
         self.require_app(with_redirect=False)
         answer = self._token(wire, {"grant_type": "refresh_token", "refresh_token": login.refresh})
         return replace(
-            login, access=require_token(answer.get("access_token")), expires=expiry(answer),
+            login,
+            access=require_token(answer.get("access_token")),
+            expires=expiry(answer),
             refresh=text_member(answer, "refresh_token") or login.refresh,
         )
 
@@ -89,10 +93,15 @@ class Uploader(OAuth2Uploader):
 
     def _create(self, wire: Wire, login: Login, job: UploadJob, viewable: str) -> Dict[str, Any]:
         request = job.request
-        query = urlencode({
-            "channel_name": login.user_id, "title": request.title[:LONGEST_TITLE], "description": request.description,
-            "tag_list": ",".join(split_tags(request.tags)), "viewable": viewable,
-        })
+        query = urlencode(
+            {
+                "channel_name": login.user_id,
+                "title": request.title[:LONGEST_TITLE],
+                "description": request.description,
+                "tag_list": ",".join(split_tags(request.tags)),
+                "viewable": viewable,
+            }
+        )
         headers = {
             "Accept": "application/vnd.twitchtv.v5+json",
             "Client-ID": self.app_key,

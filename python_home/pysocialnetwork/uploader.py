@@ -7,13 +7,12 @@ places, so none does: a failure is a neutral result and a text in `GetLastError`
 from __future__ import annotations
 
 import threading
-import time
 from abc import ABC, abstractmethod
-from dataclasses import dataclass
 from typing import Any, Callable, ClassVar, List, Optional, Set, TypeVar
-from urllib.parse import urlsplit
 
 from . import hostcallback
+from .account import Account, AccountMemory
+from .bodies import LocalFile
 from .connection import TimeLimits
 from .errors import Refused, Stopped, TokenInvalid, UploadError
 from .hostcallback import HostCallback
@@ -22,7 +21,7 @@ from .login import SAFETY_SECONDS, Login
 from .retry import FOREGROUND, RetryPolicy
 from .services import Services
 from .stopsignal import StopSignal
-from .texts import LONGEST_KEY, LONGEST_USER_NAME, category_list, cut_bytes, message_for_host
+from .texts import LONGEST_KEY, LONGEST_USER_NAME, category_list, cut_bytes, message_for_host, same_place
 from .wire import Wire
 
 T = TypeVar("T")
@@ -33,19 +32,6 @@ NOT_USABLE = 1
 FAILED = 2
 
 NO_LOGIN = "error"
-
-# How long a service that did not tell about the account is not asked again, seconds.
-ACCOUNT_PAUSE = 30.0
-
-
-@dataclass(frozen=True)
-class Account:
-    """What a service grants: whether it takes high and standard definition, MiB that are free (0: not told)."""
-
-    hd: bool = True
-    sd: bool = True
-    space: int = 0
-    categories: "tuple[str, ...]" = ()
 
 
 class Uploader(ABC):
@@ -71,8 +57,7 @@ class Uploader(ABC):
         self._login: Optional[Login] = None
         self._secrets: Set[str] = set()
         self._last_error = ""
-        self._account: Optional[Account] = None
-        self._account_failed_at: Optional[float] = None
+        self._account = AccountMemory()
         self._job: Optional[UploadJob] = None
 
     # --- Settings
@@ -83,29 +68,31 @@ class Uploader(ABC):
     def SetUserObj(self, user_object: int) -> None:
         self._callback.user_object = user_object
 
-    def SetBrand(self, brand: str) -> None:
-        self._brand = "".join(letter for letter in brand if letter.isascii() and letter.isalnum())
+    # A null of the host's comes as None.
 
-    def SetAppKey(self, key: str) -> None:
-        self.app_key = key.strip()
+    def SetBrand(self, brand: Optional[str]) -> None:
+        self._brand = "".join(letter for letter in brand or "" if letter.isascii() and letter.isalnum())
 
-    def SetAppSecret(self, secret: str) -> None:
-        self.app_secret = secret.strip()
+    def SetAppKey(self, key: Optional[str]) -> None:
+        self.app_key = (key or "").strip()
+
+    def SetAppSecret(self, secret: Optional[str]) -> None:
+        self.app_secret = (secret or "").strip()
         self.keep_secret(self.app_secret)
 
-    def SetRedirectURL(self, url: str) -> None:
-        self.redirect_url = url.strip()
+    def SetRedirectURL(self, url: Optional[str]) -> None:
+        self.redirect_url = (url or "").strip()
 
     # --- Login
 
     def GetLoginURL(self) -> str:
         return self._guarded(self._login_url, "")
 
-    def VerifyRedirectURL(self, url: str) -> int:
-        return self._guarded(lambda: self._verify(url), FAILED)
+    def VerifyRedirectURL(self, url: Optional[str]) -> int:
+        return self._guarded(lambda: self._verify(url or ""), FAILED)
 
-    def SetAccessToken(self, token: str) -> int:
-        return self._guarded(lambda: self._take_token(token), 0)
+    def SetAccessToken(self, token: Optional[str]) -> int:
+        return self._guarded(lambda: self._take_token(token or ""), 0)
 
     def GetAccessToken(self) -> str:
         return self._guarded(self._token_text, NO_LOGIN)
@@ -143,8 +130,8 @@ class Uploader(ABC):
 
     # --- Work
 
-    def ShareLink(self, message: str, link: str, unused: str = "") -> None:
-        self._guarded(lambda: self._share_now(message, link), None)
+    def ShareLink(self, message: Optional[str], link: Optional[str], unused: str = "") -> None:
+        self._guarded(lambda: self._share_now(message or "", link or ""), None)
 
     def StartUpload(
         self, path: str, title: str, description: str, privacy: str, tags: str, category: str, thumbnail: str = ""
@@ -202,10 +189,9 @@ class Uploader(ABC):
     def set_login(self, login: Optional[Login]) -> None:
         with self._lock:
             self._login = login
-            self._account = None
-            self._account_failed_at = None
             if login is not None:
                 self._secrets.update(login.secrets())
+        self._account.forget()
 
     def keep_secret(self, *secrets: str) -> None:
         """These never appear in a text for the host."""
@@ -240,6 +226,12 @@ class Uploader(ABC):
             raise
         except UploadError as error:
             self._debug(self._fail("the video is uploaded, but without its %s: %s" % (what, error)))
+
+    def check_thumbnail(self, path: str) -> None:
+        """Before the video is sent: a picture that can't be read would be noticed too late."""
+        if path:
+            with LocalFile(path):
+                pass
 
     def leave_out(self, what: str, value: str) -> None:
         """Tells that the platform has no place for what the host gave."""
@@ -291,17 +283,9 @@ class Uploader(ABC):
             self._share(wire, message, link)
 
     def _known_account(self) -> Account:
-        with self._lock:
-            known, failed_at = self._account, self._account_failed_at
-        if known is not None:
-            return known
-        if self.login is None or (failed_at is not None and time.monotonic() - failed_at < ACCOUNT_PAUSE):
+        if self.login is None:
             return Account()
-        account = self._guarded(self._ask_account, None)
-        with self._lock:
-            self._account = account
-            self._account_failed_at = time.monotonic()
-        return account or Account()
+        return self._account.get(lambda: self._guarded(self._ask_account, None))
 
     def _ask_account(self) -> Optional[Account]:
         with self.calling() as wire:
@@ -391,16 +375,3 @@ class Uploader(ABC):
 
     def _agent(self) -> str:
         return (self._brand + " " if self._brand else "") + "media-transfer/1.0"
-
-
-def same_place(url: str, redirect_url: str) -> bool:
-    """Whether the browser has reached the redirect address, whatever query it carries."""
-    try:
-        reached, wanted = urlsplit(url.strip()), urlsplit(redirect_url)
-    except ValueError:
-        return False
-    return bool(redirect_url) and (reached.scheme.lower(), reached.netloc.lower(), reached.path or "/") == (
-        wanted.scheme.lower(),
-        wanted.netloc.lower(),
-        wanted.path or "/",
-    )

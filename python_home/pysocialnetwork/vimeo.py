@@ -6,6 +6,7 @@ import base64
 from typing import Any, Dict, Iterator, List, Mapping, Optional
 from urllib.parse import quote
 
+from .account import Account
 from .bodies import Body, FilePart, LocalFile, form, json_body
 from .connection import Answer
 from .errors import Refused, TokenInvalid, UploadError
@@ -14,7 +15,6 @@ from .login import Login, require_token
 from .oauth2 import OAuth2Uploader
 from .replies import json_object, member, required_text, text_member
 from .texts import chosen_privacy, split_tags
-from .uploader import Account
 from .wire import Wire, require_same_safety
 
 ACCEPT = "application/vnd.vimeo.*+json;version=3.4"
@@ -50,8 +50,10 @@ class Uploader(OAuth2Uploader):
         address = self.address("vimeoToken")
         answer = wire.run(lambda: read(wire.exchange("POST", address, headers, body)), repeatable=False)
         return Login(
-            self.platform, require_token(answer.get("access_token")),
-            user_id=text_member(answer, "user", "uri"), user_name=text_member(answer, "user", "name"),
+            self.platform,
+            require_token(answer.get("access_token")),
+            user_id=text_member(answer, "user", "uri"),
+            user_name=text_member(answer, "user", "name"),
         )
 
     def _read_account(self, wire: Wire) -> Account:
@@ -72,6 +74,7 @@ class Uploader(OAuth2Uploader):
         request = job.request
         view = chosen_privacy(request.privacy, PRIVACY)
         category = self._category_name(wire, request.category)
+        self.check_thumbnail(request.thumbnail)
         with LocalFile(request.path) as video:
             created = self.authorized(wire, lambda login: self._create(wire, login, job, video.size, view))
             link = require_same_safety(self.address("vimeoApi"), member(created, "upload", "upload_link"))

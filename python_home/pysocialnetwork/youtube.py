@@ -7,6 +7,7 @@ from dataclasses import replace
 from typing import Any, Dict, List, Mapping, Optional
 from urllib.parse import urlencode
 
+from .account import Account
 from .bodies import Body, LocalFile, form, json_body
 from .connection import Answer, origin_of
 from .errors import Refused, TokenInvalid, Transient, UploadError
@@ -15,7 +16,6 @@ from .login import Login, expiry, require_token
 from .oauth2 import OAuth2Uploader
 from .replies import json_object, member, required_text, text_member
 from .texts import chosen_privacy, cut_bytes, split_tags
-from .uploader import Account
 from .wire import Wire, require_same_safety
 
 PRIVACY = {"public": "public", "unlisted": "unlisted", "private": "private"}
@@ -42,8 +42,10 @@ class Uploader(OAuth2Uploader):
         fields = {"grant_type": "authorization_code", "code": code, "redirect_uri": self.redirect_url}
         answer = self._token(wire, {**fields, "code_verifier": verifier}, repeatable=False)
         login = Login(
-            self.platform, require_token(answer.get("access_token")),
-            refresh=text_member(answer, "refresh_token"), expires=expiry(answer),
+            self.platform,
+            require_token(answer.get("access_token")),
+            refresh=text_member(answer, "refresh_token"),
+            expires=expiry(answer),
         )
         self.keep_secret(*login.secrets())
         channel = first_item(self._get(wire, login, "/channels", {"part": "snippet", "mine": "true"}))
@@ -55,7 +57,9 @@ class Uploader(OAuth2Uploader):
         self.require_app(with_redirect=False)
         answer = self._token(wire, {"grant_type": "refresh_token", "refresh_token": login.refresh})
         return replace(
-            login, access=require_token(answer.get("access_token")), expires=expiry(answer),
+            login,
+            access=require_token(answer.get("access_token")),
+            expires=expiry(answer),
             refresh=text_member(answer, "refresh_token") or login.refresh,
         )
 
@@ -74,6 +78,7 @@ class Uploader(OAuth2Uploader):
 
     def _upload(self, job: UploadJob, wire: Wire) -> str:
         resource = self._resource(wire, job.request)
+        self.check_thumbnail(job.request.thumbnail)
         with LocalFile(job.request.path) as video:
             session = self.authorized(wire, lambda login: self._open_session(wire, login, video, resource))
             finished = self._send(job, wire, video, session)

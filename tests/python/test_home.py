@@ -62,7 +62,9 @@ connection, _ = listener.accept()
 def make(folder, *options):
     return subprocess.run(
         [sys.executable, str(TOOL), *([str(folder)] if folder else []), *options],
-        stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=120,
+        stdout=subprocess.PIPE,
+        stderr=subprocess.PIPE,
+        timeout=120,
     )
 
 
@@ -80,8 +82,11 @@ class Homes(unittest.TestCase):
         # The interpreter keeps memory to its end, which is not what is tested here.
         clean = {"PATH": os.environ["PATH"], "ASAN_OPTIONS": "detect_leaks=0"}
         return subprocess.run(
-            [str(PROBE), library, home, statements, *thread], env=clean, timeout=120,
-            stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+            [str(PROBE), library, home, statements, *thread],
+            env=clean,
+            timeout=120,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE,
         )
 
     def test_a_home_serves_by_itself(self):

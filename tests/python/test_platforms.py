@@ -119,12 +119,23 @@ class Facebook(PlatformCase):
         self.assertTrue(sizes[1] > 2000 and sizes[2] > 2999 and sizes[3] < 2000, sizes)
 
     def test_the_service_may_want_to_go_back_or_on(self):
-        replies = [self.at(2000, 4000), self.wrong(1000, 3000), self.wrong(1000, 3000), self.at(3000, 5000), self.wrong(5000, 5000)]
+        replies = [
+            self.at(2000, 4000),
+            self.wrong(1000, 3000),
+            self.wrong(1000, 3000),
+            self.at(3000, 5000),
+            self.wrong(5000, 5000),
+        ]
         with self.serve(self.phases(replies)):
             self.assertEqual(self.upload().code, FINISHED)
 
     def test_parts_that_lead_nowhere_end_the_upload(self):
-        for reply in (self.at(2000, 2000), self.at(9000, 9001), as_reply({}), as_reply({"start_offset": "x", "end_offset": "y"})):
+        for reply in (
+            self.at(2000, 2000),
+            self.at(9000, 9001),
+            as_reply({}),
+            as_reply({"start_offset": "x", "end_offset": "y"}),
+        ):
             with self.serve(self.phases([reply])):
                 self.assertEqual(self.upload().code, ERROR)
 
@@ -136,8 +147,11 @@ class Facebook(PlatformCase):
         self.assertEqual(len(fields["title"]), 255)
 
     def test_a_publication_that_is_not_confirmed_is_an_error(self):
-        with self.serve(lambda request: self.at(5000, 5000) if b"finish" in request.body else
-                        as_reply({"video_id": "7", "upload_session_id": "s", "start_offset": "5000", "end_offset": "5000"})):
+        with self.serve(
+            lambda request: self.at(5000, 5000)
+            if b"finish" in request.body
+            else as_reply({"video_id": "7", "upload_session_id": "s", "start_offset": "5000", "end_offset": "5000"})
+        ):
             self.assertEqual(self.upload().text, "Facebook did not publish the video")
 
 
@@ -195,14 +209,20 @@ class Youtube(PlatformCase):
                 self.assertIn(text, self.upload().text)
 
     def test_a_renewal_keeps_the_refresh_token_that_is_not_replaced(self):
-        with self.serve(in_turn(as_reply({"access_token": "next", "expires_in": 3600}))), self.uploader.calling() as wire:
+        with self.serve(
+            in_turn(as_reply({"access_token": "next", "expires_in": 3600}))
+        ), self.uploader.calling() as wire:
             renewed = self.uploader._renew(wire, Login("youtube", "old", refresh="kept"))
         self.assertEqual((renewed.access, renewed.refresh), ("next", "kept"))
         self.assertGreater(renewed.expires, time.time())
 
     def test_categories_are_found_by_title_or_number(self):
-        items = [{"id": "1", "snippet": {"title": "Film", "assignable": True}},
-                 {"id": "2", "snippet": {"title": "Shows", "assignable": False}}, {"id": 3}, None]
+        items = [
+            {"id": "1", "snippet": {"title": "Film", "assignable": True}},
+            {"id": "2", "snippet": {"title": "Shows", "assignable": False}},
+            {"id": 3},
+            None,
+        ]
         with self.serve(in_turn(as_reply({"items": items}))), self.uploader.calling() as wire:
             self.assertEqual(self.uploader._category_id(wire, " film "), "1")
             self.assertEqual(self.uploader._category_id(wire, "1"), "1")
@@ -229,7 +249,9 @@ class Vimeo(PlatformCase):
         return Reply(status, b"", {"Upload-Offset": str(offset)})
 
     def test_the_upload_goes_on_where_the_service_is(self):
-        with self.tus(self.at(2000), self.at(1000, 409), self.at(1000, 200), self.at(1000, 200), self.at(5000)) as server:
+        with self.tus(
+            self.at(2000), self.at(1000, 409), self.at(1000, 200), self.at(1000, 200), self.at(5000)
+        ) as server:
             self.assertEqual(self.upload().text, "https://vimeo.com/5")
             moves = [(r.method, r.headers["Upload-Offset"]) for r in server.requests[1:]]
         self.assertEqual(moves[0], ("PATCH", "0"))
@@ -277,7 +299,12 @@ class Flickr(PlatformCase):
             self.assertEqual(self.upload().text, "https://www.flickr.com/photos/1@N01/77")
 
     def test_tickets_that_lead_nowhere_end_the_upload(self):
-        for reply in (self.state(2), self.state(1), self.state(1, "7", "other"), as_reply({"stat": "ok", "uploader": {"ticket": "x"}})):
+        for reply in (
+            self.state(2),
+            self.state(1),
+            self.state(1, "7", "other"),
+            as_reply({"stat": "ok", "uploader": {"ticket": "x"}}),
+        ):
             with self.serve(in_turn(self.ticket, reply)):
                 self.assertIn("could not make a video", self.upload().text)
         self.uploader.longest_wait = 0.0
@@ -341,8 +368,12 @@ class Instagram(PlatformCase):
 
     def test_a_token_is_renewed_between_its_first_day_and_its_end(self):
         now, day = int(time.time()), 24 * 3600
-        cases = ((now - 2 * day, now + 5 * day, True), (now - 2 * day, now + 30 * day, False),
-                 (now - 100, now + 5 * day, False), (now - 70 * day, now - 1, False))
+        cases = (
+            (now - 2 * day, now + 5 * day, True),
+            (now - 2 * day, now + 30 * day, False),
+            (now - 100, now + 5 * day, False),
+            (now - 70 * day, now - 1, False),
+        )
         for obtained, expires, wanted in cases:
             login = Login("instagram", "t", obtained=obtained, expires=expires)
             self.assertEqual(self.uploader._wants_renewal(login), wanted)
@@ -360,7 +391,11 @@ class Instagram(PlatformCase):
 
     def test_the_first_token_may_come_in_a_list(self):
         for first in ({"access_token": "s", "user_id": 1}, {"data": [{"access_token": "s", "user_id": "1"}]}):
-            replies = in_turn(as_reply(first), as_reply({"access_token": "long", "expires_in": 100}), as_reply({"user_id": 17, "username": "ada"}))
+            replies = in_turn(
+                as_reply(first),
+                as_reply({"access_token": "long", "expires_in": 100}),
+                as_reply({"user_id": 17, "username": "ada"}),
+            )
             with self.serve(replies), self.uploader.calling() as wire:
                 login = self.uploader._exchange_code(wire, "c", "")
             self.assertEqual((login.access, login.user_id, login.user_name), ("long", "17", "ada"))
@@ -412,7 +447,10 @@ class Twitch(PlatformCase):
             sizes = [len(request.body) for request in server.requests]
         self.assertEqual(end.text, "https://www.twitch.tv/videos/12")
         self.assertIn("channel_name=ada&title=" + "T" * 100 + "&description=&tag_list=a%2Cb&viewable=private", paths[0])
-        self.assertEqual(paths[1:], ["/put?part=%d&upload_token=up-token" % n for n in (1, 2, 3)] + ["/put/complete?upload_token=up-token"])
+        self.assertEqual(
+            paths[1:],
+            ["/put?part=%d&upload_token=up-token" % n for n in (1, 2, 3)] + ["/put/complete?upload_token=up-token"],
+        )
         self.assertEqual(sizes[1:4], [twitch.PART, twitch.PART, 5])
 
     def test_a_renewal_without_application_settings_is_no_renewal(self):

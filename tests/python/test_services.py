@@ -1,6 +1,5 @@
-"""Whole logins and uploads of each platform against the sandbox's services, which are strict, and go wrong on request."""
+"""Whole logins and uploads of each platform against the sandbox's services, which are strict and err on request."""
 
-import contextlib
 import importlib
 import itertools
 import json
@@ -8,7 +7,6 @@ import os
 import pathlib
 import resource
 import subprocess
-import threading
 import time
 import unittest
 import urllib.error
@@ -123,7 +121,14 @@ class ServicesCase(unittest.TestCase):
         return uploader
 
     def start(self, uploader, path, **fields):
-        values = {"title": "A title", "description": "What it shows", "privacy": "", "tags": "tag", "category": "", **fields}
+        values = {
+            "title": "A title",
+            "description": "What it shows",
+            "privacy": "",
+            "tags": "tag",
+            "category": "",
+            **fields,
+        }
         host = Host()
         host.attach(uploader)
         uploader.StartUpload(path, *values.values())
@@ -144,7 +149,9 @@ class ServicesCase(unittest.TestCase):
     def stored(self, content):
         """What the sandbox has of a video that arrived whole."""
         digest = sha256(content).hexdigest()
-        found = [entry for entry in self.sandbox.get("/sandbox/uploads") if entry["complete"] and entry["sha256"] == digest]
+        found = [
+            entry for entry in self.sandbox.get("/sandbox/uploads") if entry["complete"] and entry["sha256"] == digest
+        ]
         self.assertTrue(found, "the video did not arrive")
         return found
 
@@ -239,10 +246,14 @@ class Logins(ServicesCase):
 
     def test_answers_that_lack_a_member_are_no_login(self):
         cases = (
-            ("facebook", "facebookToken", "access_token"), ("facebook", "facebookProfile", "id"),
-            ("youtube", "googleToken", "access_token"), ("vimeo", "vimeoToken", "access_token"),
-            ("instagram", "instagramLongToken", "access_token"), ("instagram", "instagramProfile", "user_id"),
-            ("twitch", "twitchToken", "access_token"), ("twitch", "twitchUsers", "data"),
+            ("facebook", "facebookToken", "access_token"),
+            ("facebook", "facebookProfile", "id"),
+            ("youtube", "googleToken", "access_token"),
+            ("vimeo", "vimeoToken", "access_token"),
+            ("instagram", "instagramLongToken", "access_token"),
+            ("instagram", "instagramProfile", "user_id"),
+            ("twitch", "twitchToken", "access_token"),
+            ("twitch", "twitchUsers", "data"),
         )
         for platform, route, member in cases:
             with self.subTest(route):
@@ -256,11 +267,20 @@ class Logins(ServicesCase):
 class Uploads(ServicesCase):
     def test_what_the_host_says_arrives(self):
         privacy = {
-            "facebook": '"value":"EVERYONE"', "youtube": '"privacyStatus": "unlisted"', "vimeo": '"view": "unlisted"',
-            "flickr": "is_family", "twitch": "public",
+            "facebook": '"value":"EVERYONE"',
+            "youtube": '"privacyStatus": "unlisted"',
+            "vimeo": '"view": "unlisted"',
+            "flickr": "is_family",
+            "twitch": "public",
         }
-        said = {"facebook": "public", "youtube": "unlisted", "vimeo": "unlisted", "flickr": "family",
-                "instagram": "public", "twitch": "public"}
+        said = {
+            "facebook": "public",
+            "youtube": "unlisted",
+            "vimeo": "unlisted",
+            "flickr": "family",
+            "instagram": "public",
+            "twitch": "public",
+        }
         for platform in PLATFORMS:
             with self.subTest(platform), support.video_file(3000, ".png") as (picture, image):
                 uploader = self.signed_in(platform)
@@ -269,8 +289,13 @@ class Uploads(ServicesCase):
                     host = Host()
                     host.attach(uploader)
                     uploader.StartUpload(
-                        path, "Tïtle & <more>"[: 7 if platform == "youtube" else 99], "Über\nlines", said[platform],
-                        "one, two words", category, picture,
+                        path,
+                        "Tïtle & <more>"[: 7 if platform == "youtube" else 99],
+                        "Über\nlines",
+                        said[platform],
+                        "one, two words",
+                        category,
+                        picture,
                     )
                     end = host.wait_for_end()
                 upload = self.assert_finished(end, host, content)
@@ -293,8 +318,12 @@ class Uploads(ServicesCase):
                 self.assertEqual(host.events[-1], end)
 
     def test_large_files_go_in_parts(self):
-        for platform, size, route in (("facebook", 9 << 20, "facebookVideos"), ("youtube", 17 << 20, "youtubeUploadChunk"),
-                                      ("twitch", 45 << 20, "twitchPart"), ("vimeo", 70 << 20, "vimeoUpload")):
+        for platform, size, route in (
+            ("facebook", 9 << 20, "facebookVideos"),
+            ("youtube", 17 << 20, "youtubeUploadChunk"),
+            ("twitch", 45 << 20, "twitchPart"),
+            ("vimeo", 70 << 20, "vimeoUpload"),
+        ):
             with self.subTest(platform):
                 before = len(self.sandbox.get("/sandbox/requests?route=" + route))
                 end, host, content = self.upload(self.signed_in(platform), size)
@@ -315,7 +344,10 @@ class Uploads(ServicesCase):
             with self.subTest(platform):
                 before = len(self.sandbox.get("/sandbox/uploads"))
                 uploader = self.signed_in(platform)
-                for fields, message in (({"category": "Nonsense"}, "no category 'Nonsense'"), ({"privacy": "open"}, "'open' is not known")):
+                for fields, message in (
+                    ({"category": "Nonsense"}, "no category 'Nonsense'"),
+                    ({"privacy": "open"}, "'open' is not known"),
+                ):
                     end, _, _ = self.upload(uploader, 5000, **fields)
                     self.assertEqual(end.code, ERROR)
                     self.assertIn(message, end.text)
@@ -324,7 +356,9 @@ class Uploads(ServicesCase):
     def test_a_file_that_is_not_there_is_told(self):
         for platform in PLATFORMS:
             end = self.start(self.signed_in(platform), "/nowhere/video.mp4").wait_for_end()
-            self.assertEqual((end.code, end.text), (ERROR, "cannot open the file /nowhere/video.mp4: No such file or directory"))
+            self.assertEqual(
+                (end.code, end.text), (ERROR, "cannot open the file /nowhere/video.mp4: No such file or directory")
+            )
 
     def test_uploads_follow_one_another(self):
         for platform in PLATFORMS:
@@ -337,7 +371,13 @@ class Uploads(ServicesCase):
         for platform in PLATFORMS:
             with self.subTest(platform):
                 uploader = self.signed_in(platform)
-                self.order(CARRIER[platform][0], "status", nth=CARRIER[platform][1], code=400, text='{"error":{"message":"%s"}}' % uploader.login.access)
+                self.order(
+                    CARRIER[platform][0],
+                    "status",
+                    nth=CARRIER[platform][1],
+                    code=400,
+                    text='{"error":{"message":"%s"}}' % uploader.login.access,
+                )
                 end, host, _ = self.upload(uploader, 6000)
                 self.assertEqual(end.code, ERROR)
                 said = host.texts() + uploader.GetLastError()
@@ -408,8 +448,14 @@ class Troubles(ServicesCase):
                 self.assertIn("busy", end.text)
 
     def test_answers_that_make_no_sense_end_the_upload_in_order(self):
-        kinds = ({"kind": "brokenJson"}, {"kind": "status", "code": 200, "text": "[]"}, {"kind": "status", "code": 200, "text": ""},
-                 {"kind": "deepNesting", "bytes": 100000}, {"kind": "status", "code": 404}, {"kind": "gzip"})
+        kinds = (
+            {"kind": "brokenJson"},
+            {"kind": "status", "code": 200, "text": "[]"},
+            {"kind": "status", "code": 200, "text": ""},
+            {"kind": "deepNesting", "bytes": 100000},
+            {"kind": "status", "code": 404},
+            {"kind": "gzip"},
+        )
         for platform in PLATFORMS:
             for route in dict.fromkeys(STEPS[platform]):
                 for kind in kinds:
@@ -467,6 +513,15 @@ class Troubles(ServicesCase):
             end = host.wait_for_end()
         self.assertTrue(expired)
         self.assert_finished(end, host, content)
+
+    def test_facebook_publishes_without_a_thumbnail_that_it_does_not_take(self):
+        with support.video_file(100, ".txt") as (picture, _), fresh_video(9000) as (path, content):
+            uploader = self.signed_in("facebook")
+            host = Host()
+            host.attach(uploader)
+            uploader.StartUpload(path, "T", "", "", "", "", picture)
+            self.assert_finished(host.wait_for_end(), host, content)
+            self.assertIn("without its thumbnail", uploader.GetLastError())
 
     def test_a_thumbnail_that_is_refused_does_not_fail_the_upload(self):
         for platform, route in (("youtube", "youtubeThumbnail"), ("vimeo", "vimeoPicture")):

@@ -1,23 +1,18 @@
 """The base of the platforms: the library's protocol, logins, jobs and their one closing event."""
 
-import gc
-import json
-import os
-import tempfile
 import threading
 import time
 import unittest
-import weakref
 from unittest import mock
 
-from pysocialnetwork import hostcallback, job as job_module, oauth2
-from pysocialnetwork.bodies import LocalFile, form
+from pysocialnetwork import job as job_module, oauth2
 from pysocialnetwork.errors import Refused, Stopped, TokenInvalid, Transient, UploadError
 from pysocialnetwork.login import Login
-from pysocialnetwork.uploader import Account, same_place
+from pysocialnetwork.account import Account
+from pysocialnetwork.texts import same_place
 
 import support
-from support import Host, LIMIT, Reply, Server, in_turn, quick, wait_until
+from support import LIMIT, Host, quick, wait_until
 
 PROGRESS, FINISHED, ERROR, TOKEN_INVALID, DEBUG = 1, 2, 3, 4, 99
 REDIRECT = "http://localhost/done"
@@ -119,7 +114,11 @@ class Signing(UploaderCase):
         self.assertNotEqual(first, second)
 
     def test_without_settings_there_is_no_login_address(self):
-        for name, message in (("app_key", "key and secret"), ("app_secret", "key and secret"), ("redirect_url", "redirect address")):
+        for name, message in (
+            ("app_key", "key and secret"),
+            ("app_secret", "key and secret"),
+            ("redirect_url", "redirect address"),
+        ):
             kept = getattr(self.uploader, name)
             setattr(self.uploader, name, "")
             self.assertEqual(self.uploader.GetLoginURL(), "")
@@ -151,9 +150,17 @@ class Signing(UploaderCase):
     def test_other_addresses_on_the_way_are_not_usable_yet(self):
         self.uploader.GetLoginURL()
         good = "?code=c&state=" + self.state()
-        for url in ("", "https://service/login", "http://localhost/done2" + good, "https://localhost/done" + good,
-                    "http://localhost.evil/done" + good, "http://localhost:81/done" + good, REDIRECT, "http://[x/" + good,
-                    REDIRECT + "?code=a&code=b&state=x"):
+        for url in (
+            "",
+            "https://service/login",
+            "http://localhost/done2" + good,
+            "https://localhost/done" + good,
+            "http://localhost.evil/done" + good,
+            "http://localhost:81/done" + good,
+            REDIRECT,
+            "http://[x/" + good,
+            REDIRECT + "?code=a&code=b&state=x",
+        ):
             with self.subTest(url):
                 self.assertEqual(self.uploader.VerifyRedirectURL(url), 1)
                 self.assertNotEqual(self.uploader.GetLastError(), "")
@@ -163,7 +170,12 @@ class Signing(UploaderCase):
         self.assertEqual(self.uploader.VerifyRedirectURL(self.redirect(code="c", state="s")), 2)
         self.assertIn("no login has been begun", self.uploader.GetLastError())
         self.uploader.GetLoginURL()
-        for query in ({"code": "c"}, {"code": "c", "state": "other"}, {"code": "c", "state": "é"}, {"error": "x", "state": "y"}):
+        for query in (
+            {"code": "c"},
+            {"code": "c", "state": "other"},
+            {"code": "c", "state": "é"},
+            {"error": "x", "state": "y"},
+        ):
             self.assertEqual(self.uploader.VerifyRedirectURL(self.redirect(**query)), 2)
             self.assertIn("belongs to another login", self.uploader.GetLastError())
         self.assertEqual(self.uploader.VerifyRedirectURL(self.redirect(code="c", state=self.state())), 0)
@@ -181,6 +193,7 @@ class Signing(UploaderCase):
 
     def test_no_exception_passes_for_a_success(self):
         for error in (UploadError("service said no"), KeyError("x"), RuntimeError("secret stuff"), RecursionError()):
+
             def fail(*unused, error=error):
                 raise error
 
@@ -258,6 +271,7 @@ class Tokens(UploaderCase):
             return Login("probe", "new-token", refresh="r2")
 
         self.uploader.renew = renew
+
         def use():
             with support.make_wire() as wire:
                 self.uploader.authorized(wire, lambda login: None)
@@ -298,7 +312,9 @@ class AccountFacts(UploaderCase):
         self.uploader.account = fail
         self.sign_in()
         self.assertEqual(self.uploader.GetVideoCategories(), "")
-        self.assertEqual((self.uploader.GetVideoHD(), self.uploader.GetVideoSD(), self.uploader.GetLimitSpace()), (1, 1, 0))
+        self.assertEqual(
+            (self.uploader.GetVideoHD(), self.uploader.GetVideoSD(), self.uploader.GetLimitSpace()), (1, 1, 0)
+        )
         self.assertEqual(len(asked), 1)
 
     def test_texts_fit_into_the_hosts_fields(self):
@@ -310,6 +326,27 @@ class AccountFacts(UploaderCase):
     def test_a_platform_without_links_says_so(self):
         self.uploader.ShareLink("message", "http://x", "")
         self.assertEqual(self.uploader.GetLastError(), "probe takes no links")
+
+    def test_a_null_of_the_hosts_is_an_empty_text(self):
+        self.uploader.GetLoginURL()
+        for call, result in (
+            (lambda: self.uploader.VerifyRedirectURL(None), 1),
+            (lambda: self.uploader.SetAccessToken(None), 0),
+            (lambda: self.uploader.ShareLink(None, None, ""), None),
+            (lambda: self.uploader.SetBrand(None), None),
+            (lambda: self.uploader.SetAppKey(None), None),
+            (lambda: self.uploader.SetAppSecret(None), None),
+            (lambda: self.uploader.SetRedirectURL(None), None),
+        ):
+            self.assertEqual(call(), result)
+        self.assertEqual(
+            (self.uploader.GetAppKey(), self.uploader.GetAppSecret(), self.uploader.redirect_url), ("", "", "")
+        )
+
+    def test_a_thumbnail_that_cannot_be_read_is_noticed_first(self):
+        with self.assertRaisesRegex(UploadError, "cannot open the file /nowhere.png"):
+            self.uploader.check_thumbnail("/nowhere.png")
+        self.uploader.check_thumbnail("")
 
     def test_the_brand_is_named_to_the_service(self):
         self.uploader.SetBrand("lumen\r\nfold")
@@ -361,6 +398,7 @@ class Jobs(UploaderCase):
             (ZeroDivisionError("inner secret"), ERROR, "unexpected ZeroDivisionError at test_uploader:"),
         )
         for error, code, text in cases:
+
             def upload(job, wire, error=error):
                 raise error
 

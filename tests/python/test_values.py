@@ -1,6 +1,5 @@
 """Texts, tokens, tables and bodies: what needs no network."""
 
-import json
 import os
 import tempfile
 import time
@@ -8,7 +7,7 @@ import unittest
 from unittest import mock
 
 from pysocialnetwork import login, replies, retry, services, texts
-from pysocialnetwork.bodies import FilePart, LocalFile, Multipart, form
+from pysocialnetwork.bodies import LocalFile, Multipart, form
 from pysocialnetwork.connection import Answer
 from pysocialnetwork.errors import UploadError
 from pysocialnetwork.login import Login
@@ -65,7 +64,17 @@ class Tokens(unittest.TestCase):
     def test_damaged_and_foreign_texts_are_refused(self):
         good = self.whole.to_text()
         bomb = login.MARK + __import__("base64").urlsafe_b64encode(__import__("zlib").compress(b" " * 10**6)).decode()
-        for text in ("", "error", "mt1.", good[:-3], good + "AAAA", good.replace("mt1.", "mt2."), "mt1.é", bomb, "x" * 5000):
+        for text in (
+            "",
+            "error",
+            "mt1.",
+            good[:-3],
+            good + "AAAA",
+            good.replace("mt1.", "mt2."),
+            "mt1.é",
+            bomb,
+            "x" * 5000,
+        ):
             with self.subTest(text[:20]), self.assertRaisesRegex(UploadError, "damaged"):
                 Login.from_text(text, "vimeo")
         with self.assertRaisesRegex(UploadError, "another platform"):
@@ -184,7 +193,9 @@ class Bodies(unittest.TestCase):
     def test_a_multipart_body_has_the_length_it_says(self):
         with support.video_file(200000) as (path, content), LocalFile(path) as file:
             seen = []
-            body = Multipart([("title", 'Zoë "x"'), ('na"me', "")], "photo", "a\r\nb.mp4", file.part(10, 150000, seen.append))
+            body = Multipart(
+                [("title", 'Zoë "x"'), ('na"me', "")], "photo", "a\r\nb.mp4", file.part(10, 150000, seen.append)
+            )
             sent = b"".join(body.blocks())
             self.assertEqual(len(sent), body.length)
             self.assertIn(content[10:150010], sent)
@@ -209,7 +220,12 @@ class Bodies(unittest.TestCase):
         with tempfile.TemporaryDirectory() as folder:
             empty = os.path.join(folder, "empty")
             open(empty, "w").close()
-            for path, message in ((empty, "is empty"), (folder + "/x", "cannot open"), (folder, "cannot open"), ("a\0b", "cannot open")):
+            for path, message in (
+                (empty, "is empty"),
+                (folder + "/x", "cannot open"),
+                (folder, "cannot open"),
+                ("a\0b", "cannot open"),
+            ):
                 with self.subTest(path), self.assertRaisesRegex(UploadError, message):
                     LocalFile(path)
 

@@ -134,8 +134,14 @@ class HostileAnswers(WireCase):
         return caught.exception
 
     def test_a_connection_that_breaks_may_be_tried_again(self):
-        for start in (b"", b"HTTP/1.1 200", b"HTTP/1.1 200 OK\r\nContent-Le", b"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nabc",
-                      b"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\n", b"nonsense\r\n\r\n"):
+        for start in (
+            b"",
+            b"HTTP/1.1 200",
+            b"HTTP/1.1 200 OK\r\nContent-Le",
+            b"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nabc",
+            b"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\n",
+            b"nonsense\r\n\r\n",
+        ):
             with self.subTest(start):
                 trouble = self.trouble_with(lambda connection: connection.sendall(start))
                 self.assertIsInstance(trouble, Transient)
@@ -233,7 +239,9 @@ class Transfers(WireCase):
             return step
 
         with make_wire() as wire:
-            wire.transfer(0, size, lambda offset: play(steps, sent, offset), lambda offset: play(answers, asked, offset))
+            wire.transfer(
+                0, size, lambda offset: play(steps, sent, offset), lambda offset: play(answers, asked, offset)
+            )
         return sent, asked
 
     def test_a_smooth_transfer_asks_nothing(self):
@@ -302,7 +310,9 @@ class Stops(WireCase):
             done.wait(LIMIT)
 
         with raw_server(serve) as port, make_wire() as wire:
-            self.stopped(wire, lambda: wire.run(lambda: wire.exchange("GET", "http://127.0.0.1:%d/" % port)), asked.is_set)
+            self.stopped(
+                wire, lambda: wire.run(lambda: wire.exchange("GET", "http://127.0.0.1:%d/" % port)), asked.is_set
+            )
             done.set()
 
     def test_a_body_that_nobody_reads_ends_at_once(self):
@@ -375,7 +385,9 @@ class Proxies(unittest.TestCase):
         with support.environment(http_proxy="http://p:1", no_proxy="other,.example"):
             self.assertIsNone(proxy_for(http))
         for address in ("socks5://p:1", "http://p:x", "http://"):
-            with support.environment(http_proxy=address), self.assertRaisesRegex(UploadError, "proxy of the environment"):
+            with support.environment(http_proxy=address), self.assertRaisesRegex(
+                UploadError, "proxy of the environment"
+            ):
                 proxy_for(http)
 
 
@@ -386,10 +398,29 @@ class Certificates(WireCase):
         cls.addClassCleanup(shutil.rmtree, cls.folder)
         cls.certificate, cls.key = os.path.join(cls.folder, "c.pem"), os.path.join(cls.folder, "k.pem")
         subprocess.run(
-            ["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes",
-             "-days", "2", "-subj", "/CN=test", "-addext", "subjectAltName=IP:127.0.0.1",
-             "-keyout", cls.key, "-out", cls.certificate],
-            check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+            [
+                "openssl",
+                "req",
+                "-x509",
+                "-newkey",
+                "ec",
+                "-pkeyopt",
+                "ec_paramgen_curve:prime256v1",
+                "-nodes",
+                "-days",
+                "2",
+                "-subj",
+                "/CN=test",
+                "-addext",
+                "subjectAltName=IP:127.0.0.1",
+                "-keyout",
+                cls.key,
+                "-out",
+                cls.certificate,
+            ],
+            check=True,
+            stdout=subprocess.DEVNULL,
+            stderr=subprocess.DEVNULL,
         )
 
     def secured(self, port_taker):
