@@ -70,7 +70,7 @@ class OAuth2Uploader(Uploader):
         if pending is None:
             raise UploadError("no login has been begun")
         # Somebody else's address must not cost the user the login that is going on.
-        if not hmac.compare_digest(query.get("state", "").encode("utf-8"), pending.state.encode("ascii")):
+        if not hmac.compare_digest(query.get("state", "").encode("utf-8"), pending.state.encode("utf-8")):
             raise UploadError("the redirect address belongs to another login (its state differs)")
         self._pending = None
         begun.forget()

@@ -54,8 +54,14 @@ class BegunElsewhere(UploaderCase):
         state = self.begin()
         with open(self.file, encoding="utf-8") as file:
             good = json.load(file)
-        for change in ({"platform": "other"}, {"begun": good["begun"] - begun.LIFETIME - 1}, {"begun": None},
-                       {"values": [state]}, {"values": [1, 2]}, {"values": None}):
+        for change in (
+            {"platform": "other"},
+            {"begun": good["begun"] - begun.LIFETIME - 1},
+            {"begun": None},
+            {"values": [state]},
+            {"values": [1, 2]},
+            {"values": None},
+        ):
             with open(self.file, "w", encoding="utf-8") as file:
                 json.dump({**good, **change}, file)
             other = self.another()
