@@ -114,10 +114,12 @@ class ConsoleReport final : public Report {
     std::cout << std::flush;
     std::cerr << "mediatransfer: " << singleLine(text) << std::endl;
   }
-  void sandboxListens(const std::string& url, const std::string& config) override {
+  void sandboxListens(const std::string& url, const std::string& config,
+                      const std::string& scriptServices) override {
     // The configuration alone goes to the standard output, so that it can be sent into a file.
     std::cerr << "stand-in servers listen on " << url
-              << "; Ctrl-C ends them. Their cloud configuration, for --cloud-config:" << std::endl;
+              << "; Ctrl-C ends them. For scripts: MEDIATRANSFER_SERVICES=" << scriptServices
+              << "\nTheir cloud configuration, for --cloud-config:" << std::endl;
     std::cout << config << std::endl;
   }
   void note(const std::string& text) override { line(text); }

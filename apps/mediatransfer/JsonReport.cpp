@@ -57,10 +57,14 @@ class JsonReport final : public Report {
     write(JsonLine("error").text("text", line));
     std::cerr << "mediatransfer: " << singleLine(line) << std::endl;
   }
-  void sandboxListens(const std::string& url, const std::string& config) override {
+  void sandboxListens(const std::string& url, const std::string& config,
+                      const std::string& scriptServices) override {
     std::string flat = config;
     std::replace(flat.begin(), flat.end(), '\n', ' ');
-    write(JsonLine("sandbox").text("url", url).json("cloud_config", flat));
+    write(JsonLine("sandbox")
+              .text("url", url)
+              .json("cloud_config", flat)
+              .text("script_services", scriptServices));
   }
   void note(const std::string&) override {}
   void tick() override {}

@@ -34,8 +34,10 @@ class Report {
   virtual void uploadError(int value, const std::string& text) = 0;
   /// Trouble that the program itself found: one line that says what to do next.
   virtual void trouble(const std::string& line) = 0;
-  /// The stand-in servers listen; `config` is their cloud configuration as a JSON object.
-  virtual void sandboxListens(const std::string& url, const std::string& config) = 0;
+  /// The stand-in servers listen; `config` is their cloud configuration as a JSON object, `scriptServices`
+  /// the file with the addresses for scripts.
+  virtual void sandboxListens(const std::string& url, const std::string& config,
+                              const std::string& scriptServices) = 0;
   /// A line for people alone.
   virtual void note(const std::string& line) = 0;
   /// Comes about ten times a second while the program waits.
