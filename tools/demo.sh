@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Shows the main jobs against the stand-in servers: installs what is missing and builds; for each of YouTube, TikTok and
-# Douyin signs in, uploads a video of 25 MiB, compares what arrived with what was sent, verifies the stored login in
-# another process and signs out; lists an album and downloads one of its pictures, which it compares too. Needs no network
-# but for the packages, and no account.
+# Douyin, and for Vimeo by its script, signs in, uploads a video of 25 MiB, compares what arrived with what was sent,
+# verifies the stored login in another process and signs out; lists an album and downloads one of its pictures, which it
+# compares too. Needs no network but for the packages, and no account.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -29,7 +29,7 @@ make_video() {
 }
 
 step "Install and build"
-tools/setup.sh
+tools/setup.sh build python
 [ -f build/release/build.ninja ] || cmake --preset release -DKBL_BUILD_TESTS=OFF >/dev/null
 cmake --build build/release --target mediatransfer
 
@@ -55,8 +55,12 @@ same() {
   [ "$2" = "$4" ] || fail "$5"
 }
 
+step "Make a Python home for the platforms that scripts serve"
+tools/make_python_home "$folder/python"
+export MEDIATRANSFER_PYTHON_HOME=$folder/python
+
 sent=$(sha256sum "$video" | cut -d ' ' -f 1)
-for platform in youtube tiktok douyin; do
+for platform in youtube tiktok douyin vimeo; do
   step "Sign in to $platform"
   mediatransfer login "$platform"
 
@@ -99,4 +103,4 @@ service --json download "$base/sandbox/media/${picture##*/}" "$folder/picture.js
 same downloaded "$(sha256sum "$folder/picture.jpg" | cut -d ' ' -f 1)" held "$(member sha256 <"$folder/picture.json")" \
   "the picture arrived changed"
 
-step "Done: three videos uploaded and compared, an album listed, a picture downloaded and compared"
+step "Done: four videos uploaded and compared, an album listed, a picture downloaded and compared"
