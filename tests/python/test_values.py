@@ -1,6 +1,8 @@
 """Texts, tokens, tables and bodies: what needs no network."""
 
 import os
+import pathlib
+import re
 import tempfile
 import time
 import unittest
@@ -111,6 +113,11 @@ class Addresses(unittest.TestCase):
         for key, address in services.DEFAULTS.items():
             self.assertEqual(table.address(key), address)
             self.assertTrue(address.startswith("https://") and not address.endswith("/"), address)
+
+    def test_the_guide_lists_every_address(self):
+        guide = pathlib.Path(__file__).resolve().parent.parent.parent / "docs" / "script-guide.md"
+        rows = re.findall(r"^\| `(\w+)` \| (https://\S+) \|$", guide.read_text(encoding="utf-8"), re.MULTILINE)
+        self.assertEqual(dict(rows), dict(services.DEFAULTS))
 
     def test_a_file_replaces_what_it_names(self):
         table = self.read('{"vimeoApi": "http://127.0.0.1:1/v/"}')
