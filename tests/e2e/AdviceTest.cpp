@@ -5,6 +5,16 @@
 namespace host {
 namespace {
 
+TEST(Advice, ScriptsGiveATextAlone) {
+  EXPECT_EQ(explainError(0, "Vimeo: no room", "vimeo"),
+            "the service said no (Vimeo: no room); run again with -v to see the exchange");
+  EXPECT_EQ(
+      explainRefusedLogin("it has expired", "vimeo"),
+      "the stored login is not good any more (it has expired); sign in with: mediatransfer login vimeo");
+  EXPECT_EQ(explainRefusedLogin("", "vimeo"),
+            "the stored login is not good any more; sign in with: mediatransfer login vimeo");
+}
+
 TEST(Advice, SaysWhatACodeMeansAndWhatToDoNext) {
   const std::string line = explainError(-10021, "ema_youtube.1, empty data", "youtube");
   EXPECT_EQ(
