@@ -26,6 +26,7 @@ cmake --build --preset "$preset"
 
 # The first report of a sanitizer ends the program, and with it the test.
 export ASAN_OPTIONS=halt_on_error=1:detect_leaks=1:detect_stack_use_after_return=1:strict_string_checks=1
+export LSAN_OPTIONS=suppressions=$PWD/tests/lsan.supp:print_suppressions=0
 export UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
 export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:atexit_sleep_ms=100:suppressions=$PWD/tests/tsan.supp
 

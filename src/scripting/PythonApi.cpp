@@ -115,7 +115,7 @@ const PythonApi* PythonApi::resolve(std::unique_ptr<SharedLibrary> library, std:
     return nullptr;
   }
   // Threads of scripts may run the interpreter's code until the process ends.
-  (void)library.release();
+  api->library = std::move(library);
   return api.release();
 }
 

@@ -68,6 +68,8 @@ struct PythonApi {
   PyObject** PyExc_SystemExit;
   int* Py_UTF8Mode;  ///< optional
 
+  std::unique_ptr<SharedLibrary> library;  ///< that all of them lie in
+
   /// The table of the interpreter that `library` holds; null, with the reason in `reason`, when it is too old
   /// or lacks a function. The table never ends, and neither does the library then.
   [[nodiscard]] static const PythonApi* resolve(std::unique_ptr<SharedLibrary> library, std::string& reason);

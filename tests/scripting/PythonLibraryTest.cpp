@@ -181,7 +181,7 @@ TEST(PythonTable, IsCompleteWithTheNamesOfEachVersion) {
   std::string reason;
   auto library = SharedLibrary::open(Path(testedPython().library), reason);
   ASSERT_NE(library, nullptr) << reason;
-  const PythonApi* const api = PythonApi::resolve(std::move(library), reason);
+  static const PythonApi* const api = PythonApi::resolve(std::move(library), reason);
   ASSERT_NE(api, nullptr) << reason;
   EXPECT_THAT(std::string(api->Py_GetVersion()), HasSubstr(testedVersion()));
   EXPECT_NE(api->PyThreadState_GetUnchecked, nullptr);
@@ -196,7 +196,7 @@ TEST(HostsOwnInterpreter, IsUsedAndNeitherTakenNorEnded) {
   std::string reason;
   auto library = SharedLibrary::open(Path(testedPython().library), reason);
   ASSERT_NE(library, nullptr) << reason;
-  const PythonApi* const api = PythonApi::resolve(std::move(library), reason);
+  static const PythonApi* const api = PythonApi::resolve(std::move(library), reason);
   ASSERT_NE(api, nullptr) << reason;
   const std::wstring hostsHome = testedPython().stdlib.parent_path().parent_path().wstring();
   api->Py_SetPythonHome(hostsHome.c_str());
