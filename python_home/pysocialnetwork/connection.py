@@ -5,6 +5,7 @@ from __future__ import annotations
 import base64
 import contextlib
 import http.client
+import ipaddress
 import selectors
 import socket
 import threading
@@ -16,7 +17,7 @@ from urllib.parse import SplitResult, unquote, urlsplit
 
 from .bodies import Body
 from .errors import Transient, UploadError
-from .stopsignal import StopSignal, shut_down
+from .stopsignal import StopSignal
 
 LARGEST_ANSWER = 4 * 1024 * 1024
 
@@ -245,7 +246,7 @@ class Connection:
             expired.set()
             current = self._socket
             if current is not None:
-                shut_down(current)
+                self._stop.shut_down(current)
 
         timer = threading.Timer(seconds, expire)
         timer.daemon = True
@@ -273,7 +274,9 @@ def is_cut_off(response: http.client.HTTPResponse) -> bool:
 
 
 def proxy_for(origin: Origin) -> Optional[SplitResult]:
-    """The proxy that `http_proxy`, `https_proxy`, `all_proxy` and `no_proxy` choose."""
+    """The proxy that `http_proxy`, `https_proxy`, `all_proxy` and `no_proxy` choose; never one to this machine itself."""
+    if is_loopback(origin.host):
+        return None
     proxies = urllib.request.getproxies()
     address = proxies.get(origin.scheme) or proxies.get("all")
     if not address or urllib.request.proxy_bypass(origin.host):
@@ -288,6 +291,13 @@ def proxy_for(origin: Origin) -> Optional[SplitResult]:
     if parts.scheme != "http" or not parts.hostname:
         raise UploadError("the proxy of the environment is not of the kind http://HOST:PORT")
     return parts
+
+
+def is_loopback(host: str) -> bool:
+    try:
+        return ipaddress.ip_address(host).is_loopback
+    except ValueError:
+        return host == "localhost" or host.endswith(".localhost")
 
 
 def _credentials(proxy: SplitResult) -> str:

@@ -21,7 +21,7 @@ class StopSignal:
         self._event.set()
         with self._lock:
             if self._socket is not None:
-                shut_down(self._socket)
+                _shut_down(self._socket)
 
     def is_set(self) -> bool:
         return self._event.is_set()
@@ -41,16 +41,20 @@ class StopSignal:
         if connection is not None:
             self.check()
 
+    def shut_down(self, connection: socket.socket) -> None:
+        """Wakes the thread that reads or writes; it closes the connection itself."""
+        with self._lock:
+            _shut_down(connection)
+
     def close(self, connection: socket.socket) -> None:
-        """Closes under the lock, so that `set` can't hit another file that got the same number."""
+        """Closes under the lock, so that the others can't hit another file that got the same number."""
         with self._lock:
             if self._socket is connection:
                 self._socket = None
             connection.close()
 
 
-def shut_down(connection: socket.socket) -> None:
-    """Wakes the thread that reads or writes; it closes the socket itself."""
+def _shut_down(connection: socket.socket) -> None:
     try:
         # The plain socket's function: that of a TLS socket would take the session away from the thread that uses it.
         socket.socket.shutdown(connection, socket.SHUT_RDWR)

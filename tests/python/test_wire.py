@@ -374,6 +374,20 @@ class Proxies(unittest.TestCase):
         self.assertEqual((proxy.requests[0].method, proxy.requests[0].path), ("CONNECT", "service.invalid:443"))
         self.assertEqual(base64.b64decode(proxy.requests[0].headers["Proxy-Authorization"][6:]), b"u:p")
 
+    def test_this_machine_itself_is_reached_without_a_proxy(self):
+        with Server(in_turn(Reply(200, b"straight"))) as server:
+            with support.environment(http_proxy="http://127.0.0.1:9"), make_wire() as wire:
+                self.assertEqual(wire.exchange("GET", server.url).body, b"straight")
+        with support.environment(all_proxy="http://p:1"):
+            for host, direct in (
+                ("127.0.0.1", True),
+                ("127.8.8.8", True),
+                ("::1", True),
+                ("localhost", True),
+                ("notlocalhost", False),
+            ):
+                self.assertEqual(proxy_for(Origin("http", host, 80)) is None, direct, host)
+
     def test_the_environment_chooses_the_proxy(self):
         http, https = Origin("http", "h.example", 80), Origin("https", "h.example", 443)
         with support.environment():
@@ -412,7 +426,7 @@ class Certificates(WireCase):
                 "-subj",
                 "/CN=test",
                 "-addext",
-                "subjectAltName=IP:127.0.0.1",
+                "subjectAltName=IP:127.0.0.1,DNS:service.invalid",
                 "-keyout",
                 cls.key,
                 "-out",
@@ -460,14 +474,14 @@ class Certificates(WireCase):
         def use(port):
             def tunnel(connection):
                 head = connection.recv(65536)
-                self.assertTrue(head.startswith(b"CONNECT 127.0.0.1:%d HTTP/1.1\r\n" % port))
+                self.assertTrue(head.startswith(b"CONNECT service.invalid:443 HTTP/1.1\r\n"))
                 connection.sendall(b"HTTP/1.1 200 Connection established\r\n\r\n")
                 support.relay(connection, port)
 
             with raw_server(tunnel) as proxy:
                 variables = {"SSL_CERT_FILE": self.certificate, "https_proxy": "http://127.0.0.1:%d" % proxy}
                 with support.environment(**variables), make_wire() as wire:
-                    self.assertEqual(wire.exchange("GET", "https://127.0.0.1:%d/" % port).body, b"ok")
+                    self.assertEqual(wire.exchange("GET", "https://service.invalid/").body, b"ok")
 
         self.secured(use)
 
