@@ -4,34 +4,30 @@
 
 #include <arpa/inet.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 
-#include <chrono>
+#include <array>
 #include <cstdlib>
-#include <filesystem>
-#include <iterator>
 #include <string>
-#include <thread>
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 /// Much less than the time after which the download would give up by itself.
-constexpr std::chrono::seconds limit(15);
+constexpr timeval limit{15, 0};
 
-std::ptrdiff_t threadsBefore = 0;
+int connection = -1;
 
-std::ptrdiff_t threads() {
-  return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
-}
+KBL::IExternlMediaTransfer* transfer = nullptr;
 
-/// Registered before the first fetch, and so run behind what the library does at exit.
-void lookForTheTask() {
-  const Clock::time_point end = Clock::now() + limit;
-  while (threads() > threadsBefore) {
-    if (Clock::now() > end) std::_Exit(3);
-    std::this_thread::yield();
-  }
+/// Registered before the first fetch, and so run behind what the library does at exit: by then, or soon, the
+/// download has left libcurl, which closes its connection. What is left may still be released.
+void waitForTheTask() {
+  std::array<char, 4096> request{};
+  ssize_t received = 0;
+  do received = recv(connection, request.data(), request.size(), 0);
+  while (received > 0);
+  if (received < 0) std::_Exit(3);
+  (void)transfer->Release();
 }
 
 /// A socket that listens on a free port of this machine, which it gives; -1 on trouble.
@@ -48,21 +44,18 @@ int listenOn(int& port) {
   return listener;
 }
 
-/// Lives as long as the process.
-KBL::IExternlMediaTransfer* transfer = nullptr;
-
 }  // namespace
 
 int main() {
   int port = 0;
   const int listener = listenOn(port);
-  if (listener < 0 || std::atexit(&lookForTheTask) != 0) return 2;
-  threadsBefore = threads();
+  if (listener < 0 || std::atexit(&waitForTheTask) != 0) return 2;
   transfer = createEMTDlTransfer();
   const std::string url = "http://127.0.0.1:" + std::to_string(port) + "/";
   const KBL::MediaErrorCallback noError = nullptr;
   const KBL::MediaProgressCallback noProgress = nullptr;
   if (transfer->Command(10, url.c_str(), "never written", noError, noProgress) != 0) return 1;
   transfer->Start();
-  return accept(listener, nullptr, nullptr) < 0 ? 1 : 0;
+  connection = accept(listener, nullptr, nullptr);
+  return setsockopt(connection, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit)) == 0 ? 0 : 1;
 }

@@ -1,14 +1,13 @@
 // Download transfers when memory runs out, at each allocation of a call in turn.
 #include "boundary/ExternlMediaTransfer.h"
+#include "foundation/BsCloudConfig/BsCloudConfig.h"
 #include "foundation/object/RefPtr.h"
 #include "media_tasks/MediaHost.h"
-#include "media_tasks/PageServer.h"
 #include "support/FailingAllocation.h"
-#include "support/TemporaryDirectory.h"
 
 #include <gmock/gmock.h>
 
-#include <functional>
+#include <string>
 
 using KBL::IExternlMediaTransfer;
 
@@ -66,9 +65,8 @@ TEST(TransferMemory, CreateGivesNull) {
 }
 
 TEST(TransferMemory, StartWithoutMemoryForAThreadGives4AndTheNextOneRuns) {
-  PageServer server;
-  const ScopedMediaHosts hosts(server);
-  server.answerAlways(R"({"data":[]})");
+  // Nothing listens there: a task that runs says so.
+  KBL::setCloudConfig({{"urlMediaFacebookGraph", "http://127.0.0.1:1"}});
   int failures = 0;
   for (int successes = 0; successes < moreThanAnyCallNeeds; ++successes) {
     MediaHost host;
@@ -82,9 +80,10 @@ TEST(TransferMemory, StartWithoutMemoryForAThreadGives4AndTheNextOneRuns) {
       failed = ScopedFailingAllocation::hasFailed();
     }
     EXPECT_EQ(transfer->Start(), 4);
-    EXPECT_TRUE(host.waitForClosingAlbum());
+    EXPECT_TRUE(host.waitForErrors(1));
     if (!failed) break;
     ++failures;
   }
   EXPECT_GE(failures, 1);
+  KBL::clearCloudConfig();
 }
