@@ -58,7 +58,7 @@ bool measure(const char* name, sandbox::Sandbox& server, const sandbox::Fault& f
   const bool isGood = p99 < bound && server.faultsDelivered(order) >= stops;
   std::printf("%-14s median %8.2f ms   99th %8.2f ms   worst %8.2f ms   bound %6.0f ms   %s\n", name,
               times[stops / 2], p99, times.back(), bound, isGood ? "good" : "MISSED");
-  std::fflush(stdout);
+  (void)std::fflush(stdout);
   server.clearFaults();
   return isGood;
 }

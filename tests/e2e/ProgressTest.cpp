@@ -7,7 +7,7 @@ namespace {
 
 using std::chrono::seconds;
 
-constexpr std::uint64_t mebi = 1024U * 1024U;
+constexpr std::uint64_t mebi = std::uint64_t{1} << 20;
 const Progress::Clock::time_point start{};
 
 TEST(Progress, ReckonsBytesRateAndTimeLeftFromThePercentage) {
@@ -39,7 +39,7 @@ TEST(Progress, SaysNothingOfRateAndTimeAtTheStart) {
 }
 
 TEST(Progress, BarNeverExceedsTheWidth) {
-  Progress progress(3 * 1024 * mebi, start);
+  Progress progress(3072 * mebi, start);
   progress.advance(33);
   for (int width = 0; width < 200; ++width) {
     EXPECT_LE(progress.bar(start + seconds(7000), width).size(), static_cast<std::size_t>(width));

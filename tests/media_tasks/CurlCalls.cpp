@@ -53,22 +53,23 @@ CURL* curl_easy_init() {
   return original<CURL* (*)()>("curl_easy_init")();
 }
 
-CURLcode curl_easy_setopt(CURL* easy, CURLoption option, ...) {
+CURLcode curl_easy_setopt(CURL* curl, CURLoption option, ...) {
   static const auto next = original<CURLcode (*)(CURL*, CURLoption, ...)>("curl_easy_setopt");
   std::va_list arguments;
+  // NOLINTNEXTLINE(clang-diagnostic-varargs): the signature is libcurl's
   va_start(arguments, option);
   CurlCall call{"setopt", static_cast<int>(option), 0, {}, nullptr};
   CURLcode result = CURLE_OK;
   if (option < CURLOPTTYPE_OBJECTPOINT) {
     call.number = va_arg(arguments, long);
-    result = next(easy, option, call.number);
+    result = next(curl, option, call.number);
   } else if (option < CURLOPTTYPE_OFF_T || option >= CURLOPTTYPE_BLOB) {
     void* const pointer = va_arg(arguments, void*);
     call.pointer = pointer;
     if (takesText(option)) call.text = static_cast<const char*>(pointer);
-    result = next(easy, option, pointer);
+    result = next(curl, option, pointer);
   } else {
-    result = next(easy, option, va_arg(arguments, curl_off_t));
+    result = next(curl, option, va_arg(arguments, curl_off_t));
   }
   va_end(arguments);
   note(call);
@@ -76,14 +77,14 @@ CURLcode curl_easy_setopt(CURL* easy, CURLoption option, ...) {
   return recording().refusedOption == static_cast<int>(option) ? CURLE_OUT_OF_MEMORY : result;
 }
 
-CURLcode curl_easy_perform(CURL* easy) {
+CURLcode curl_easy_perform(CURL* curl) {
   note({"perform", 0, 0, {}, nullptr});
-  return original<CURLcode (*)(CURL*)>("curl_easy_perform")(easy);
+  return original<CURLcode (*)(CURL*)>("curl_easy_perform")(curl);
 }
 
-void curl_easy_cleanup(CURL* easy) {
+void curl_easy_cleanup(CURL* curl) {
   note({"cleanup", 0, 0, {}, nullptr});
-  original<void (*)(CURL*)>("curl_easy_cleanup")(easy);
+  original<void (*)(CURL*)>("curl_easy_cleanup")(curl);
 }
 
 }  // extern "C"
