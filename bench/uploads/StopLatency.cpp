@@ -60,10 +60,10 @@ bool measure(const char* name, sandbox::Sandbox& server, const std::string& path
   std::sort(times.begin(), times.end());
   const double p99 = times[stops * 99 / 100 - 1];
   const bool isGood = p99 < bound && server.faultsDelivered(order) >= stops;
-  std::printf(
+  (void)std::printf(
       "%-14s median %8.2f ms   95th %8.2f ms   99th %8.2f ms   worst %8.2f ms   bound %4.0f ms   %s\n", name,
       times[stops / 2], times[stops * 95 / 100 - 1], p99, times.back(), bound, isGood ? "good" : "MISSED");
-  std::fflush(stdout);
+  (void)std::fflush(stdout);
   server.clearFaults();
   return isGood;
 }

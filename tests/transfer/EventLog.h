@@ -16,8 +16,8 @@ struct HostEvent {
   int value;
   std::string text;
 
-  friend std::ostream& operator<<(std::ostream& out, const HostEvent& event) {
-    return out << event.event << " " << event.value << " '" << event.text << "'";
+  friend std::ostream& operator<<(std::ostream& out, const HostEvent& told) {
+    return out << told.event << " " << told.value << " '" << told.text << "'";
   }
 };
 

@@ -3,7 +3,6 @@
 #include "uploaders/OpenIdUploadFixture.h"
 
 using namespace KBL;
-using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 

@@ -2,7 +2,6 @@
 #include "uploaders/YoutubeUploadFixture.h"
 
 using namespace KBL;
-using testing::Ge;
 
 namespace {
 struct AnswerCase {

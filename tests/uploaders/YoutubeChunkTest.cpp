@@ -5,9 +5,7 @@
 using namespace KBL;
 using testing::Each;
 using testing::ElementsAre;
-using testing::Ge;
 using testing::IsEmpty;
-using testing::Le;
 using testing::SizeIs;
 
 namespace {

@@ -7,7 +7,6 @@
 using namespace KBL;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Le;
 using testing::SizeIs;
 
 namespace {
