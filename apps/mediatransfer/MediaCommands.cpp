@@ -32,8 +32,8 @@ std::unique_ptr<MediaReport> mediaReport(const Options& options, Report& report)
 void refuseProxy(const Options& options) {
   if (options.proxy.empty()) return;
   throw Failure(Exit::wrongUse,
-                "--proxy serves logins and uploads alone; listings and downloads take the proxy of the "
-                "environment, so set https_proxy instead");
+                "--proxy (or MEDIATRANSFER_PROXY) serves logins and uploads alone; leave it out here and set "
+                "https_proxy, which listings and downloads heed");
 }
 
 /// Looks first for what would be found only when all of the file has arrived.

@@ -1,13 +1,10 @@
 #include "foundation/BsCloudConfig/BsCloudConfig.h"
 #include "media_tasks/CurlCalls.h"
 #include "media_tasks/FlickrUrl.h"
-#include "media_tasks/MediaHost.h"
+#include "media_tasks/ListTest.h"
 #include "media_tasks/MediaHosts.h"
-#include "media_tasks/PageServer.h"
 #include "media_tasks/SNRFlickrImageTask.h"
 #include "support/ManualTimeSource.h"
-
-#include <gmock/gmock.h>
 
 using KBL::FlickrCredentials;
 using KBL::SNRFlickrImageTask;
@@ -17,25 +14,15 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 using testing::StartsWith;
-using Error = MediaHost::Error;
-using Media = MediaHost::Media;
 
 namespace {
 
-const Media closing{0, "", "", 0};
-
-class FlickrTest : public testing::Test {
+class FlickrTest : public ListTest {
  protected:
   void list(const std::string& pair = "TOKEN|SECRET") {
     SNRFlickrImageTask task("KEY", "APPSECRET", pair, &MediaHost::onMedia, &MediaHost::onError);
     task.setHostContext(&host);
     task.Run();
-  }
-
-  void answer(const std::vector<std::string>& bodies) {
-    std::vector<PageReply> replies;
-    for (const std::string& body : bodies) replies.push_back({.body = body});
-    server.answerInOrder(replies);
   }
 
   static std::string page(int page, int pages, const std::string& photos) {
@@ -51,10 +38,6 @@ class FlickrTest : public testing::Test {
   [[nodiscard]] Media item(const std::string& id) const {
     return {0, "http://o/" + id + ".jpg", server.url() + "/farm-9/65535/" + id + "_sec_t.jpg", 1};
   }
-
-  PageServer server;
-  ScopedMediaHosts hosts{server};
-  MediaHost host;
 };
 
 using Flickr = FlickrTest;

@@ -1,34 +1,22 @@
 #include "media_tasks/CurlCalls.h"
-#include "media_tasks/MediaHost.h"
-#include "media_tasks/PageServer.h"
+#include "media_tasks/ListTest.h"
 #include "media_tasks/SNRInstagramImageTask.h"
-
-#include <gmock/gmock.h>
 
 using KBL::SNRInstagramImageTask;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
-using Error = MediaHost::Error;
-using Media = MediaHost::Media;
 
 namespace {
 
-const Media closing{0, "", "", 0};
 constexpr const char* secret = "0123456789abcdef0123456789abcdef";
 
-class InstagramTest : public testing::Test {
+class InstagramTest : public ListTest {
  protected:
   void list() {
     SNRInstagramImageTask task("TOKEN", &MediaHost::onMedia, &MediaHost::onError);
     task.setHostContext(&host);
     task.Run();
-  }
-
-  void answer(const std::vector<std::string>& bodies) {
-    std::vector<PageReply> replies;
-    for (const std::string& body : bodies) replies.push_back({.body = body});
-    server.answerInOrder(replies);
   }
 
   static std::string page(const std::string& data, const std::string& nextId = {}) {
@@ -41,10 +29,6 @@ class InstagramTest : public testing::Test {
     return R"({"images":{"standard_resolution":{"url":"i)" + name + R"("},"thumbnail":{"url":"t)" + name +
            R"("}})" + more + "}";
   }
-
-  PageServer server;
-  ScopedMediaHosts hosts{server};
-  MediaHost host;
 };
 
 using Instagram = InstagramTest;

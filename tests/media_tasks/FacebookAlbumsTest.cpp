@@ -1,0 +1,209 @@
+#include "media_tasks/CurlCalls.h"
+#include "media_tasks/FacebookGraph.h"
+#include "media_tasks/FacebookTest.h"
+#include "media_tasks/SNRFacebookEnumAlbumInfoTask.h"
+#include "media_tasks/SNRFacebookEnumMediaInfoTask.h"
+
+using KBL::SNRFacebookEnumAlbumInfoTask;
+using KBL::SNRFacebookEnumMediaInfoTask;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+namespace {
+
+class FacebookAlbums : public FacebookTest {
+ protected:
+  static inline const Album closingAlbum{"FACEBOOK_VIDEO", "VIDEOS", 0};
+
+  /// Runs the job on this thread, to its end.
+  void listAlbums() {
+    SNRFacebookEnumAlbumInfoTask task("TOKEN", &MediaHost::onAlbum, &MediaHost::onError);
+    task.setHostContext(&host);
+    task.Run();
+  }
+};
+
+}  // namespace
+
+TEST(FacebookUrls, StandOnThePublicHostWithoutAConfiguration) {
+  EXPECT_EQ(
+      KBL::facebookAlbumsUrl("T"),
+      std::string("https://graph.facebook.com/v2.2/me/albums?access_token=T") + plainReply + "&limit=50");
+}
+
+TEST(FacebookUrls, HaveTheirLiterals) {
+  const std::string base = "https://graph.facebook.com/v2.2/";
+  EXPECT_EQ(KBL::facebookPostsUrl("T"),
+            base + "/me/posts?fields=status_type,source,picture,type,object_id&access_token=T" + plainReply);
+  EXPECT_EQ(KBL::facebookPhotosUrl("17", "T"),
+            base + "17/photos?fields=id,source,picture,images&access_token=T" + plainReply);
+  EXPECT_EQ(KBL::facebookVideoUrl("99", "T"), base + "/99?access_token=T");
+}
+
+TEST(FacebookUrls, TakeTokensAndIdsWithoutEncoding) {
+  EXPECT_EQ(KBL::facebookVideoUrl("a&b", "c+d|%"), "https://graph.facebook.com/v2.2//a&b?access_token=c+d|%");
+}
+
+TEST_F(FacebookAlbums, AreAskedAtTheConfiguredHost) {
+  answer({R"({"data":[]})"});
+  listAlbums();
+  EXPECT_THAT(server.targets(), ElementsAre(std::string("/graph/v2.2/me/albums?access_token=TOKEN") +
+                                            plainReply + "&limit=50"));
+}
+
+TEST_F(FacebookAlbums, ComeOverAllPagesAndEndWithTheVideos) {
+  answer({R"({"data":[{"id":"1","name":"One"},{"id":"2","name":"Zw\u00f6lf"}])" + next("/graph/p2") + "}",
+          R"({"data":[{"id":"3","name":"Three"}],"paging":{"previous":"x"}})"});
+  listAlbums();
+  EXPECT_THAT(host.albums(), ElementsAre(Album{"1", "One", 1}, Album{"2", "Zw\xc3\xb6lf", 1},
+                                         Album{"3", "Three", 1}, closingAlbum));
+  EXPECT_THAT(host.errors(), IsEmpty());
+  EXPECT_EQ(server.targets().at(1), "/graph/p2");
+}
+
+TEST_F(FacebookAlbums, OfAUserWithoutAnyAreTheVideosAlone) {
+  answer({R"({"data":[]})"});
+  listAlbums();
+  EXPECT_THAT(host.albums(), ElementsAre(closingAlbum));
+}
+
+TEST_F(FacebookAlbums, WithoutDataAndErrorAreAnAllZeroRecord) {
+  answer({R"({"paging":{"next":"http://127.0.0.1:1/"}})"});
+  listAlbums();
+  EXPECT_THAT(host.albums(), ElementsAre(Album{"", "", 0}));
+  EXPECT_THAT(host.errors(), IsEmpty());
+  EXPECT_THAT(server.requests(), SizeIs(1));
+}
+
+TEST_F(FacebookAlbums, WithNullDataAndNullErrorAreAnAllZeroRecord) {
+  answer({R"({"data":null,"error":null})"});
+  listAlbums();
+  EXPECT_THAT(host.albums(), ElementsAre(Album{"", "", 0}));
+}
+
+TEST_F(FacebookAlbums, WithAnErrorReportItAndSendNoRecord) {
+  answer({R"({"error":{"message":"Invalid token","type":"OAuthException","code":190}})"});
+  listAlbums();
+  EXPECT_THAT(host.errors(), ElementsAre(Error{190, "Invalid token"}));
+  EXPECT_THAT(host.albums(), IsEmpty());
+}
+
+TEST_F(FacebookAlbums, WithAnErrorOnALaterPageEndWithoutAClosingRecord) {
+  answer({R"({"data":[{"id":"1","name":"One"}])" + next("/p2") + "}",
+          R"({"error":{"message":"Rate limit","code":4}})"});
+  listAlbums();
+  EXPECT_THAT(host.albums(), ElementsAre(Album{"1", "One", 1}));
+  EXPECT_THAT(host.errors(), ElementsAre(Error{4, "Rate limit"}));
+}
+
+TEST_F(FacebookAlbums, FromAnEmptyBodyAreError11) {
+  answer({""});
+  listAlbums();
+  EXPECT_THAT(host.errors(), ElementsAre(Error{11, "can't read json."}));
+  EXPECT_THAT(host.albums(), IsEmpty());
+}
+
+TEST_F(FacebookAlbums, OfAFailedFetchAreError10WithLibcurlsText) {
+  server.answerInOrder({PageReply{.body = "{\"data\":[]}      ", .breakAfter = 3}});
+  listAlbums();
+  EXPECT_THAT(host.errors(), ElementsAre(Error{10, "Transferred a partial file"}));
+  EXPECT_THAT(host.albums(), IsEmpty());
+}
+
+TEST_F(FacebookAlbums, StopTheWalkOfOnePageWhenTheHostSaysSo) {
+  answer({R"({"data":[{"id":"1"},{"id":"2"},{"id":"3"}])" + next("/p2") + "}", R"({"data":[{"id":"4"}]})"});
+  host.itemResult = [](std::size_t count) { return count == 2 ? 0 : 1; };
+  listAlbums();
+  EXPECT_THAT(host.albums(),
+              ElementsAre(Album{"1", "", 1}, Album{"2", "", 1}, Album{"4", "", 1}, closingAlbum));
+}
+
+TEST_F(FacebookAlbums, WithoutACallbackAreWalkedInSilence) {
+  answer({R"({"data":[{"id":"1"}])" + next("/p2") + "}", R"({"data":[]})"});
+  SNRFacebookEnumAlbumInfoTask task("TOKEN", nullptr, nullptr);
+  task.Run();
+  EXPECT_THAT(server.requests(), SizeIs(2));
+}
+
+TEST_F(FacebookAlbums, CutNamesTo255Characters) {
+  answer(
+      {R"({"data":[{"id":")" + std::string(300, 'i') + R"(","name":")" + std::string(300, 'n') + R"("}]})"});
+  listAlbums();
+  EXPECT_EQ(host.albums().front(), (Album{std::string(255, 'i'), std::string(255, 'n'), 1}));
+}
+
+TEST_F(FacebookAlbums, ReadMembersOfAWrongTypeLikeMissingOnes) {
+  answer({R"({"data":[{"id":7,"name":{}},5,null],"paging":{"next":3}})"});
+  listAlbums();
+  EXPECT_THAT(host.albums(), ElementsAre(Album{"", "", 1}, Album{"", "", 1}, Album{"", "", 1}, closingAlbum));
+}
+
+TEST_F(FacebookAlbums, OfAListThatIsNoneAreTheVideosAlone) {
+  for (const char* data : {"{}", R"({"id":"1"})", R"("none")", "7"}) {
+    MediaHost own;
+    answer({std::string(R"({"data":)") + data + "}"});
+    SNRFacebookEnumAlbumInfoTask task("TOKEN", &MediaHost::onAlbum, &MediaHost::onError);
+    task.setHostContext(&own);
+    task.Run();
+    EXPECT_THAT(own.albums(), ElementsAre(closingAlbum)) << data;
+    EXPECT_THAT(own.errors(), IsEmpty()) << data;
+  }
+}
+
+TEST_F(FacebookAlbums, WithAnErrorThatIsNoObjectReportCode0) {
+  answer({R"({"error":"out of order"})"});
+  listAlbums();
+  EXPECT_THAT(host.errors(), ElementsAre(Error{0, ""}));
+  EXPECT_THAT(host.albums(), IsEmpty());
+}
+
+TEST_F(FacebookAlbums, AreUnreadableWhenNestedTooDeep) {
+  answer({std::string(100000, '[')});
+  listAlbums();
+  EXPECT_THAT(host.errors(), ElementsAre(Error{11, "can't read json."}));
+}
+
+TEST_F(FacebookAlbums, FollowNoLinkToAnotherProtocol) {
+  answer({R"({"data":[{"id":"1"}],"paging":{"next":"file:///etc/passwd"}})"});
+  listAlbums();
+  EXPECT_THAT(host.albums(), ElementsAre(Album{"1", "", 1}));
+  EXPECT_THAT(host.errors(), ElementsAre(Error{10, "Unsupported protocol"}));
+}
+
+TEST_F(FacebookAlbums, StoppedInAPageFetchNoFurtherPageAndSendNoMore) {
+  answer({R"({"data":[{"id":"1"},{"id":"2"}])" + next("/p2") + "}", R"({"data":[{"id":"3"}]})"});
+  SNRFacebookEnumAlbumInfoTask task("TOKEN", &MediaHost::onAlbum, &MediaHost::onError);
+  host.itemResult = [&](std::size_t) {
+    task.Stop();
+    return 1;
+  };
+  task.setHostContext(&host);
+  task.Start(nullptr);
+  ASSERT_TRUE(host.waitForCalls(1));
+  task.Stop();
+  EXPECT_THAT(host.albums(), ElementsAre(Album{"1", "", 1}));
+  EXPECT_THAT(host.errors(), IsEmpty());
+  EXPECT_THAT(server.requests(), SizeIs(1));
+}
+
+// Of all lists this one alone begins a fetch behind a stop; it ends before a request is sent.
+TEST_F(FacebookAlbums, DoNotAskForAStopBetweenPagesAsOtherListsDo) {
+  answer({R"({"data":[{"id":"1"}])" + next("/p2") + "}", R"({"data":[{"source":"1"}])" + next("/p2") + "}"});
+  const auto performs = [this](KBL::SNRRequestTask& task) {
+    const ScopedCurlCalls recorded;
+    host.itemResult = [&](std::size_t) {
+      task.Stop();
+      return 1;
+    };
+    task.setHostContext(&host);
+    task.Run();
+    return ScopedCurlCalls::performs();
+  };
+  SNRFacebookEnumAlbumInfoTask albums("TOKEN", &MediaHost::onAlbum, &MediaHost::onError);
+  EXPECT_EQ(performs(albums), 2);
+  SNRFacebookEnumMediaInfoTask photos("TOKEN", "1", &MediaHost::onMedia, &MediaHost::onError);
+  EXPECT_EQ(performs(photos), 1);
+  EXPECT_EQ(host.calls(), 2U);
+  EXPECT_THAT(server.requests(), SizeIs(2));
+}
