@@ -208,15 +208,21 @@ class Uploader(ABC):
         return Wire(StopSignal(), self.call_policy, self.call_limits, self._agent(), self._debug)
 
     def authorized(self, wire: Wire, call: Callable[[Login], T]) -> T:
-        """Makes a call with the login; once more with a renewed one when the service does not take it."""
+        """Makes a call with the login; once more with a renewed one when the service does not take it. A login that the
+        service does not take either way is forgotten."""
         login = self._usable_login(wire)
         try:
-            return call(login)
+            try:
+                return call(login)
+            except TokenInvalid:
+                renewed = self._renewed(wire, login)
+                if renewed is None:
+                    raise
+                login = renewed
+                return call(login)
         except TokenInvalid:
-            renewed = self._renewed(wire, login)
-            if renewed is None:
-                raise
-        return call(renewed)
+            self._forget(login)
+            raise
 
     def afterwards(self, what: str, operation: Callable[[], None]) -> None:
         """A step on a video that is there already: a refusal is told, but does not make the upload a failure."""
@@ -311,7 +317,9 @@ class Uploader(ABC):
             raise UploadError("the login is being renewed")
         try:
             current = self.login
-            if current is not None and current.access != stale.access:
+            if current is None:
+                raise TokenInvalid("nobody is signed in any more")
+            if current.access != stale.access:
                 return current
             try:
                 renewed = self._renew(wire, stale)
@@ -331,14 +339,8 @@ class Uploader(ABC):
             self.set_login(None)
 
     def _upload_now(self, job: UploadJob) -> str:
-        login = self.login
-        try:
-            with Wire(job.stop, self.job_policy, self.job_limits, self._agent(), self._debug) as wire:
-                return self._upload(job, wire)
-        except TokenInvalid:
-            if login is not None and not job.stop.is_set():
-                self._forget(self.login or login)
-            raise
+        with Wire(job.stop, self.job_policy, self.job_limits, self._agent(), self._debug) as wire:
+            return self._upload(job, wire)
 
     def _refuse_second(self, job: UploadJob) -> str:
         raise UploadError("an upload is running already")

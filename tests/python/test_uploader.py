@@ -6,6 +6,7 @@ import unittest
 from unittest import mock
 
 from pysocialnetwork import job as job_module, oauth2
+from pysocialnetwork.connection import TimeLimits
 from pysocialnetwork.errors import Refused, Stopped, TokenInvalid, Transient, UploadError
 from pysocialnetwork.login import Login
 from pysocialnetwork.account import Account
@@ -283,6 +284,33 @@ class Tokens(UploaderCase):
             thread.join(LIMIT)
         self.assertEqual(renewals, ["old-token"])
 
+    def test_a_login_that_ends_soon_is_used_where_it_cannot_be_renewed(self):
+        self.sign_in(expires=int(time.time()) + 60)
+        with support.make_wire() as wire:
+            self.assertEqual(self.uploader.authorized(wire, lambda login: login.access), "old-token")
+            self.sign_in(expires=int(time.time()) - 1)
+            with self.assertRaisesRegex(TokenInvalid, "has expired; sign in again"):
+                self.uploader.authorized(wire, lambda login: login.access)
+
+    def test_a_call_does_not_wait_for_ever_for_anothers_renewal(self):
+        self.sign_in(expires=1)
+        self.uploader.call_limits = TimeLimits(answer=0.05)
+        with self.uploader._renewal, support.make_wire() as wire:
+            with self.assertRaisesRegex(UploadError, "is being renewed"):
+                self.uploader.authorized(wire, lambda login: None)
+
+    def test_a_renewal_does_not_bring_back_who_has_logged_out(self):
+        self.sign_in(refresh="r")
+        self.uploader.renew = lambda login: Login("probe", "new-token")
+
+        def call(login):
+            self.uploader.Logout()
+            raise TokenInvalid("revoked")
+
+        with support.make_wire() as wire, self.assertRaises(TokenInvalid):
+            self.uploader.authorized(wire, call)
+        self.assertIsNone(self.uploader.login)
+
     def test_logging_out_revokes_and_forgets(self):
         self.sign_in()
         self.uploader.Logout()
@@ -400,7 +428,10 @@ class Jobs(UploaderCase):
         for error, code, text in cases:
 
             def upload(job, wire, error=error):
-                raise error
+                def call(login):
+                    raise error
+
+                return self.uploader.authorized(wire, call)
 
             host = Host()
             host.attach(self.uploader)
