@@ -1,4 +1,5 @@
 // Whole uploads to TikTok through the exports against the sandbox: what arrives, and how each ends.
+#include "transfer/AuthLog.h"
 #include "transfer/UploadFixture.h"
 
 #include <atomic>
@@ -83,6 +84,23 @@ TEST_F(TiktokFlow, TheUsersKeysJoinTheJobsAndReplaceNoneOfThem) {
   EXPECT_EQ(sent.parameter("open_id"), sandbox_.users().front().openId);
   EXPECT_THAT(sent.query, SizeIs(2));
   EXPECT_EQ(sandbox_.uploads()[0].fileName, "clip.mp4") << "the job's own keys are there still";
+}
+
+TEST_F(TiktokFlow, AnUnknownUserIsToldByTheManagerAndNotByTheTransfer) {
+  AuthLog authLog;
+  (*manager_)->addAuthCallback(&authLog);
+  const auto transfer = makeUploadOf(makeFile(1));
+  const auto job = makeUploadJob(files_.file("clip.mp4"));
+  job->userUuid[0] = 'x';
+  transfer->Command(0, job.get());
+  EXPECT_EQ(transfer->Start(), 0);
+  ASSERT_THAT(authLog.answers(), SizeIs(1));
+  EXPECT_EQ(authLog.answers()[0].infoType, 406);
+  EXPECT_EQ(authLog.answers()[0].code, -10002);
+  EXPECT_THAT(authLog.answers()[0].message, testing::EndsWith(", empty data"));
+  EXPECT_THAT(events_.events(), IsEmpty());
+  EXPECT_THAT(routes(), IsEmpty());
+  (*manager_)->removeAuthCallback(&authLog);
 }
 
 TEST_F(TiktokFlow, ATransferUploadsAgain) {

@@ -83,7 +83,7 @@ class UploadFixture : public testing::Test {
   }
   /// A file of that size which takes no room on the disk.
   std::string makeSparseFile(std::uint64_t size) {
-    const std::string path = files_.write("sparse.mp4", "");
+    std::string path = files_.write("sparse.mp4", "");
     std::filesystem::resize_file(path, size);
     return path;
   }
