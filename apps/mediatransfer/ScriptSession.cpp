@@ -70,10 +70,12 @@ void ScriptSession::requireHome() const {
     throw Failure(Exit::refused, platform + " goes through a script, which needs a Python home: " + makeHome +
                                      ", then give --python-home DIR or set MEDIATRANSFER_PYTHON_HOME");
   }
-  std::error_code error;
-  const std::filesystem::path script = pathFromUtf8(home) / "pythondlls" / "authupload.py";
-  if (std::filesystem::is_regular_file(script, error)) return;
-  throw Failure(Exit::refused, "the Python home '" + home + "' has no pythondlls/authupload.py; " + makeHome);
+  // An interpreter that starts without its standard library ends the process.
+  for (const char* part : {"pythondlls/authupload.py", "python38.zip"}) {
+    std::error_code error;
+    if (std::filesystem::is_regular_file(pathFromUtf8(home) / part, error)) continue;
+    throw Failure(Exit::refused, "the Python home '" + home + "' has no " + part + "; " + makeHome);
+  }
 }
 
 void ScriptSession::setApplication() {

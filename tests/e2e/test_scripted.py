@@ -1,81 +1,17 @@
-"""Logins and uploads that go through scripts, with a real interpreter and the real script package."""
+"""Logins that go through scripts, with a real interpreter and the real script package."""
 
 import json
-import os
-import pathlib
-import shutil
 import subprocess
-import tempfile
 import unittest
-import urllib.error
 import urllib.parse
-import urllib.request
 
-from harness import HostTest, sha256_of, wait_until
-
-MIB = 1024 * 1024
-TOOLS = pathlib.Path(__file__).resolve().parents[2] / "tools"
-APP = {"MEDIATRANSFER_APP_ID": "sandbox-app-id", "MEDIATRANSFER_APP_SECRET": "sandbox-app-secret",
-       "MEDIATRANSFER_APP_REDIRECT": "http://localhost/mediatransfer/signed-in"}
-# Platform, and the options of its login and its upload.
-PLATFORMS = (("facebook",), ("vimeo",), ("flickr",), ("instagram",), ("twitch",), ("youtube", "--script"))
-HOME = None
+from harness import sha256_of
+import scripted
+from scripted import APP, MIB, PLATFORMS, Scripted, location, make_home
 
 
 def setUpModule():
-    global HOME
-    HOME = tempfile.mkdtemp(prefix="mediatransfer-home-")
-    unittest.addModuleCleanup(shutil.rmtree, HOME, ignore_errors=True)
-    made = subprocess.run([str(TOOLS / "make_python_home"), HOME], capture_output=True, check=True)
-    # Where the home's interpreter is, for those whose search would find another.
-    os.environ["KBL_E2E_PYTHON"] = made.stdout.decode().strip()
-
-
-class NoRedirect(urllib.request.HTTPRedirectHandler):
-    def redirect_request(self, *arguments):
-        return None
-
-
-browser = urllib.request.build_opener(urllib.request.ProxyHandler({}), NoRedirect)
-
-
-def location(url, form=None):
-    """Where a page leads, without going there: nothing may listen at that place."""
-    data = None if form is None else urllib.parse.urlencode(form).encode()
-    try:
-        browser.open(url, data, timeout=60).close()
-    except urllib.error.HTTPError as answer:
-        with answer:
-            return answer.headers["Location"]
-    raise AssertionError(url + " leads nowhere")
-
-
-class Scripted(HostTest):
-    def setUp(self):
-        super().setUp()
-        self.env["MEDIATRANSFER_PYTHON_HOME"] = HOME
-        self.env["MEDIATRANSFER_PYTHON"] = os.environ["KBL_E2E_PYTHON"]
-
-    def start_services(self, *options):
-        """Stand-in servers in a process of their own, which the scripts are told of."""
-        servers = self.start_servers(*options)
-        self.env.update(APP, MEDIATRANSFER_SERVICES=servers.services)
-        return servers
-
-    def login_address(self, *platform):
-        """The address that a call prints which nobody answers."""
-        result = self.run_program("--json", "login", *platform)
-        self.assert_ends(result, 1)
-        return result.named("login_url")[0]["url"]
-
-    def sign_in_there(self, *platform):
-        reached = location(self.login_address(*platform))
-        result = self.run_program("--json", "login", *platform, "--redirect-url", reached)
-        self.assert_ends(result, 0)
-        return result.named("login_done")[0]
-
-    def kept_login(self, platform):
-        return self.folder / "data" / "mediatransfer" / "cache" / (platform + "_script_login")
+    make_home()
 
 
 class WithTheStandIns(Scripted):
@@ -114,7 +50,7 @@ class WithTheStandIns(Scripted):
 
     def test_home_with_blanks_and_letters_of_any_kind(self):
         odd = self.folder / "Pýthon hömé 家"
-        odd.symlink_to(HOME)
+        odd.symlink_to(scripted.HOME)
         result = self.run_program("--sandbox", "--python-home", odd, "login", "flickr")
         self.assertEqual(result.code, 0, result)
 
@@ -208,6 +144,11 @@ class Login(Scripted):
         self.assertEqual(result.code, 1, result)
         self.assert_one_line(result.err, "--timeout")
 
+    def test_proxy_of_another_kind_than_the_scripts_take(self):
+        result = self.run_program("--sandbox", "--proxy", "socks5://localhost:1", "login", "vimeo")
+        self.assertEqual(result.code, 2, result)
+        self.assert_one_line(result.err, "http://", "--proxy")
+
     def test_application_has_to_be_told(self):
         result = self.run_program("login", "vimeo")
         self.assertEqual(result.code, 2, result)
@@ -286,108 +227,6 @@ class KeptLogin(Scripted):
             result = self.run_program("whoami", "vimeo")
             self.assertEqual(result.code, 1, result)
             self.assert_one_line(result.err, "nobody is signed in")
-
-
-class Upload(Scripted):
-    def test_token_that_the_service_forgot_is_renewed_and_kept(self):
-        servers = self.start_services()
-        for platform, route in ((("youtube", "--script"), "googleToken"), (("twitch",), "twitchToken")):
-            self.sign_in_there(*platform)
-            servers.ask("tokens/expire", {})
-            for calls in (2, 2):
-                result = self.run_program("--json", "upload", *platform, self.video())
-                self.assert_ends(result, 0)
-                self.assertEqual(len(servers.requests(route)), calls, platform)
-
-    def test_token_that_cannot_be_renewed(self):
-        servers = self.start_services()
-        self.sign_in_there("vimeo")
-        servers.ask("tokens/expire", {})
-        result = self.run_program("upload", "vimeo", self.video())
-        self.assertEqual(result.code, 1, result)
-        self.assert_one_line(result.err, "not good any more", "mediatransfer login vimeo")
-
-    def test_broken_connections_are_resumed(self):
-        servers = self.start_services()
-        for platform, route in ((("facebook",), "facebookVideos"), (("vimeo",), "vimeoUpload"),
-                                (("instagram",), "instagramUpload"), (("twitch",), "twitchPart"),
-                                (("flickr",), "flickrUpload"), (("youtube", "--script"), "youtubeUploadChunk")):
-            self.sign_in_there(*platform)
-            nth = 3 if platform[0] == "facebook" else 1
-            fault = servers.fault(route, "resetRequestAfter", bytes=300000, nth=nth)
-            video = self.video(9 * MIB, platform[0] + ".mp4")
-            result = self.run_program("--json", "upload", *platform, video)
-            self.assert_ends(result, 0)
-            self.assertEqual(servers.delivered(fault), 1, platform)
-            record = [upload for upload in servers.uploads() if upload["service"] == platform[0]][-1]
-            self.assertEqual(record["sha256"], sha256_of(video), record)
-            self.assertTrue(record["complete"])
-
-    def test_busy_service_is_asked_again(self):
-        servers = self.start_services()
-        self.sign_in_there("vimeo")
-        fault = servers.fault("vimeoVideos", "status", code=503, text="{}", headers={"Retry-After": "1"})
-        self.assert_ends(self.run_program("--json", "upload", "vimeo", self.video()), 0)
-        self.assertEqual(servers.delivered(fault), 1)
-
-    def test_refusal_is_told(self):
-        servers = self.start_services()
-        self.sign_in_there("vimeo")
-        fault = servers.fault("vimeoVideos", "status", code=403, text='{"error":"The quota is used up."}')
-        result = self.run_program("--json", "upload", "vimeo", self.video())
-        self.assert_ends(result, 1)
-        error, = result.named("error")
-        self.assertEqual(error["value"], 12)
-        self.assertIn("The quota is used up.", error["text"])
-        self.assertEqual(servers.delivered(fault), 1)
-
-    def test_withdrawn_service_is_told_plainly(self):
-        self.start_services("--withdrawn")
-        self.sign_in_there("twitch")
-        result = self.run_program("upload", "twitch", self.video())
-        self.assertEqual(result.code, 1, result)
-        self.assert_one_line(result.err, "withdrawn")
-
-    def test_interrupt_stops_the_transfer(self):
-        servers = self.start_services()
-        self.sign_in_there("vimeo")
-        fault = servers.fault("vimeoUpload", "stallRequestAfter", bytes=MIB)
-        program = self.start_program("--json", "upload", "vimeo", self.video(64 * MIB))
-        program.wait_for_event("progress")
-        wait_until(lambda: servers.delivered(fault), "the stall")
-        program.interrupt()
-        result = program.end(60)
-        self.assert_ends(result, 130)
-        self.assertEqual(result.named("finished"), [])
-
-    def test_texts_that_describe_the_video_arrive(self):
-        servers = self.start_services()
-        self.sign_in_there("vimeo")
-        picture = self.folder / "thumb.jpg"
-        picture.write_bytes(b"\xff\xd8\xff\xe0 picture \xff\xd9")
-        result = self.run_program(
-            "upload", "vimeo", self.video(), "--title", "Títle", "--description", "Two\nlines", "--tags", "a,b c",
-            "--category", "music", "--privacy", "private", "--thumbnail", picture)
-        self.assertEqual(result.code, 0, result)
-        metadata = json.loads(servers.uploads()[0]["metadata"])
-        self.assertEqual((metadata["name"], metadata["description"]), ("Títle", "Two\nlines"))
-        self.assertEqual((metadata["tags"], metadata["categories"]), (["a", "b c"], ["music"]))
-        self.assertEqual(metadata["privacy"], {"view": "nobody"})
-        self.assertEqual(metadata["thumbnail"]["sha256"], sha256_of(picture))
-
-    def test_brand_is_named_to_the_service(self):
-        servers = self.start_services()
-        self.sign_in_there("facebook")
-        self.assertEqual(self.run_program("upload", "facebook", self.video()).code, 0)
-        agents = {value for request in servers.requests("facebookVideos")
-                  for name, value in request["headers"] if name.lower() == "user-agent"}
-        self.assertEqual(len(agents), 1)
-        self.assertTrue(agents.pop().startswith("lumenfold"))
-
-    def test_without_a_login_says_how_to_sign_in(self):
-        result = self.run_program("--sandbox", "upload", "youtube", "--script", self.video())
-        self.assertEqual(result.code, 1, result)
-        self.assert_one_line(result.err, "nobody is signed in", "mediatransfer login youtube --script")
 
 
 if __name__ == "__main__":

@@ -1,5 +1,6 @@
 """Wrong use, help, and what this build does not serve: one clear line and the right exit code."""
 
+import pathlib
 import unittest
 
 from harness import HostTest
@@ -83,6 +84,8 @@ class Usage(HostTest):
             self.refuse(1, "--sandbox", "upload", platform, video, parts=("mediatransfer login " + platform,))
         self.refuse(1, "--sandbox", "login", "youtube", "--script", parts=("MEDIATRANSFER_PYTHON_HOME",))
         self.refuse(1, "--sandbox", "--python-home", self.folder, "login", "vimeo", parts=("authupload.py",))
+        sources = pathlib.Path(__file__).resolve().parents[2] / "python_home"
+        self.refuse(1, "--sandbox", "--python-home", sources, "login", "vimeo", parts=("python38.zip",))
         self.refuse(1, "--sandbox", "whoami", "facebook", parts=("mediatransfer login facebook",))
 
     def test_a_secret_file_that_is_missing(self):
