@@ -4,6 +4,13 @@ find_package(GTest REQUIRED)
 include(GoogleTest)
 include(KblPythons)
 kbl_find_pythons()
+# A sanitizer watches our own code, which is the same for all: the oldest and the newest stand for the others.
+if(KBL_SANITIZE)
+  list(GET KBL_PYTHON_VERSIONS 0 kbl_oldest)
+  list(GET KBL_PYTHON_VERSIONS -1 kbl_newest)
+  set(KBL_PYTHON_VERSIONS ${kbl_oldest} ${kbl_newest})
+  list(REMOVE_DUPLICATES KBL_PYTHON_VERSIONS)
+endif()
 
 function(kbl_test name)
   cmake_parse_arguments(ARG "PER_PYTHON" "TIMEOUT" "SOURCES;LIBS" ${ARGN})
@@ -29,6 +36,6 @@ function(kbl_test name)
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST TEST_PREFIX "Python${version}."
       TEST_LIST ${name}_${version}
       PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "Python ${version}" ENVIRONMENT
-        "TEST_PYTHON=${KBL_PYTHON_${version}_LIBRARY}|${KBL_PYTHON_${version}_STDLIB}")
+        "TEST_PYTHON=${KBL_PYTHON_${version}_LIBRARY}|${KBL_PYTHON_${version}_STDLIB}|${KBL_PYTHON_${version}_PROGRAM}")
   endforeach()
 endfunction()

@@ -67,9 +67,11 @@ std::string recorderWith(const std::string& answers) {
 TestedPython testedPython() {
   const char* const value = std::getenv("TEST_PYTHON");
   const std::string text = value == nullptr ? "" : value;
-  const std::size_t bar = text.find('|');
-  if (bar == std::string::npos) throw std::runtime_error("TEST_PYTHON is not set; start the test with ctest");
-  return {text.substr(0, bar), text.substr(bar + 1)};
+  const std::size_t first = text.find('|');
+  const std::size_t second = text.find('|', first + 1);
+  if (second == std::string::npos)
+    throw std::runtime_error("TEST_PYTHON is not set; start the test with ctest");
+  return {text.substr(0, first), text.substr(first + 1, second - first - 1), text.substr(second + 1)};
 }
 
 ScriptHome::ScriptHome(const std::string& script, const std::string& folder)

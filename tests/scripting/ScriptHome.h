@@ -11,6 +11,7 @@
 struct TestedPython {
   std::string library;           ///< path of its shared library
   std::filesystem::path stdlib;  ///< folder of its standard library
+  std::string program;           ///< path of the interpreter as a program
 };
 [[nodiscard]] TestedPython testedPython();
 
