@@ -104,6 +104,25 @@ TEST_F(DouyinUpload, ASecondTryDeliversProgressWhileTheRefusalStillStands) {
   EXPECT_EQ(text("upload_stop"), "upload_success");
 }
 
+TEST_F(DouyinUpload, APartBeginsWithoutTheRefusalThatTheOneBeforeOvercame) {
+  useFile(2 * mebi4);
+  replyOpened();
+  replyRefused(2100005);
+  replyAccepted(2);
+  replyCompleted();
+  network_.onExchange = [&](std::size_t exchange) {
+    if (network_.sent.back().url != partAddress(2)) {
+      dynamic_cast<BsErrorInfo&>(*request_->errorInfo()).setOriginCode(static_cast<int>(exchange));
+      return;
+    }
+    EXPECT_EQ(code(), 0);
+    EXPECT_EQ(message(), "");
+    EXPECT_EQ(request_->errorInfo()->originCode(), 0);
+  };
+  run();
+  EXPECT_THAT(deliveries_.codes, ElementsAre(0, 2100005, 0, 0));
+}
+
 TEST_F(DouyinUpload, EveryTrySendsThePartsBytesToTheSameAddress) {
   useFile(mebi4 + 9);
   replyOpened();
