@@ -256,6 +256,15 @@ TEST_F(TiktokUpload, AnEmptyShareIdIsNoSuccess) {
   EXPECT_EQ(code(), 0);
 }
 
+TEST_F(TiktokUpload, TheShareIdOfAnEarlierAnswerIsForgotten) {
+  useFile(1);
+  network_.reply(200, published);
+  network_.reply(200, R"({"data":{"error_code":0}})");
+  run();
+  run();
+  EXPECT_EQ(text("upload_stop"), "upload_error");
+}
+
 TEST_F(TiktokUpload, AStatusOtherThan200IsNoSuccessEvenWithAShareId) {
   useFile(1);
   network_.reply(201, published);
