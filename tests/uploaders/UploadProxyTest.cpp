@@ -111,6 +111,21 @@ TEST_P(UploadProxy, AnUnknownUserStillStartsTheUpload) {
   EXPECT_EQ(manager->uploads.size(), 1U);
 }
 
+TEST_P(UploadProxy, TheKeysOfAUserAreCopiedWhateverTheManagerSaysOfHim) {
+  const InstalledManager manager(GetParam().managerIndex);
+  manager->onUserInfo = [](const std::string&, IBsExternlMediaAuthUserInfo* out) {
+    out->setCharKeyConfig(ExternlMediaMixedCharKey::userAccountUid, "open-id-1");
+    return resultFailed;
+  };
+  const auto proxy = makeProxy(sink_);
+  hostTransferRecord record{};
+
+  proxy->StartUpload(&record);
+
+  EXPECT_EQ(textOf(manager->uploads.at(0).info.get(), ExternlMediaMixedCharKey::userAccountUid),
+            GetParam().copiesUser ? "open-id-1" : "(unset)");
+}
+
 // --- StopUpload
 
 TEST_P(UploadProxy, StopWritesTheFlagOfTheNewestUploadOnly) {
