@@ -27,6 +27,11 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/ExternlMediaTransferConfi
 install(FILES ${PROJECT_BINARY_DIR}/ExternlMediaTransferConfig.cmake
   ${PROJECT_BINARY_DIR}/ExternlMediaTransferConfigVersion.cmake DESTINATION ${KBL_PACKAGE_DIR})
 
+# The scripts and the tool that makes a Python home of them, which finds them from where it stands.
+set(KBL_SCRIPT_DIR ${CMAKE_INSTALL_DATADIR}/ExternlMediaTransfer)
+install(DIRECTORY python_home DESTINATION ${KBL_SCRIPT_DIR} FILES_MATCHING PATTERN "*.py")
+install(PROGRAMS tools/make_python_home DESTINATION ${KBL_SCRIPT_DIR}/tools)
+
 file(RELATIVE_PATH KBL_PC_TO_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 configure_file(cmake/ExternlMediaTransfer.pc.in ExternlMediaTransfer.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/ExternlMediaTransfer.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

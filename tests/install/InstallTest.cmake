@@ -32,7 +32,7 @@ endforeach()
 list(SORT libraries)
 list(SORT expected_libraries)
 expect_equal("${libraries}" "${expected_libraries}" "libraries")
-expect_equal("${top}" "bin;${INCLUDEDIR};lib" "top folders")
+expect_equal("${top}" "bin;${INCLUDEDIR};lib;share" "top folders")
 expect_equal("${rooms}"
   "ExternlMediaTransfer;ExternlMediaTransfer/authorize;ExternlMediaTransfer/boundary;ExternlMediaTransfer/foundation"
   "include folders")
@@ -56,6 +56,16 @@ set(flags "")
 if(SANITIZE)
   set(flags "-fsanitize=${SANITIZE}")
 endif()
+
+# The tool finds the scripts beside it.
+run(${prefix}/share/ExternlMediaTransfer/tools/make_python_home ${WORK}/home)
+set(scripts ${SOURCE}/../../python_home)
+file(GLOB ours RELATIVE ${scripts} ${scripts}/*/*.py)
+foreach(script IN LISTS ours)
+  file(READ ${scripts}/${script} wanted)
+  file(READ ${WORK}/home/${script} found)
+  expect_equal("${found}" "${wanted}" "${script}")
+endforeach()
 
 # The program finds the libraries beside it.
 run(${prefix}/bin/mediatransfer --help)
