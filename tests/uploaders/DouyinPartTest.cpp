@@ -133,7 +133,10 @@ TEST_F(DouyinUpload, EveryTrySendsThePartsBytesToTheSameAddress) {
   run();
   EXPECT_THAT(addresses(), ElementsAre(testing::_, partAddress(1), partAddress(2), partAddress(2),
                                        partAddress(2), completeAddress()));
-  for (std::size_t i = 2; i <= 4; ++i) EXPECT_EQ(network_.sent[i].body, contents_.substr(mebi4));
+  for (std::size_t i = 2; i <= 4; ++i) {
+    EXPECT_EQ(network_.sent[i].body, contents_.substr(mebi4));
+    EXPECT_EQ(network_.sent[i].bodyCalls, static_cast<int>(i)) << "given anew for each try";
+  }
 }
 
 TEST_F(DouyinUpload, APartThatFailedAllItsTriesReadsAsTheUsersCancelAndIsCompleted) {

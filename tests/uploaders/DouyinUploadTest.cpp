@@ -74,7 +74,9 @@ TEST_F(DouyinUpload, OpeningSendsNoBodyAndCompletingTheLastPartsBytes) {
   replyAccepted(2);
   replyCompleted();
   run();
+  EXPECT_EQ(network_.sent.at(0).bodyCalls, 0);
   EXPECT_EQ(network_.sent.at(0).body, "");
+  EXPECT_EQ(network_.sent.at(3).bodyCalls, 2) << "one for each part";
   EXPECT_EQ(network_.sent.at(3).body, contents_.substr(mebi4));
 }
 

@@ -18,6 +18,7 @@ struct SentExchange {
   std::map<std::string, std::string> headers;
   int headerCalls = 0;  ///< how often this client was given headers
   std::string body;
+  int bodyCalls = 0;                          ///< how often this client was given a body
   std::map<std::string, std::string> source;  ///< form field to path
   bool watched = false;                       ///< a progress callback was given
 
@@ -75,7 +76,10 @@ class ScriptedNetwork {
       next_.headers = headers;
       ++next_.headerCalls;
     }
-    void setBody(std::string body) override { next_.body = std::move(body); }
+    void setBody(std::string body) override {
+      next_.body = std::move(body);
+      ++next_.bodyCalls;
+    }
     void setUploadSource(const std::map<std::string, std::string>& source) override { next_.source = source; }
     void setBearerToken(const std::string&) override {}
     KBL::NetReply perform(const KBL::URL& url, int method, KBL::IBsResponseWriteCallback*, void*,
