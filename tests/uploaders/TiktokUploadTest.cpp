@@ -64,6 +64,7 @@ TEST_F(TiktokUpload, ATokenThatSpoilsTheAddressIsRefused) {
   useFile(1);
   manager_->onAccessToken = [] { return std::string("a b"); };
   network_.reply(200, published);
+  EXPECT_EQ(request(info_.get()), resultFailed);
   run();
   EXPECT_EQ(code(), -10001);
   EXPECT_EQ(message(), "url invalid");
