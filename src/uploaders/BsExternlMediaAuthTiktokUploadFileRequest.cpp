@@ -8,7 +8,6 @@
 namespace KBL {
 
 namespace {
-constexpr int httpOk = 200;
 constexpr int highestRunningPercent = 99;  // 100 is kept for the answer that names the video
 constexpr const char* videoField = "video";
 }  // namespace

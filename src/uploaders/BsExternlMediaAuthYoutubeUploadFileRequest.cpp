@@ -15,7 +15,6 @@
 namespace KBL {
 
 namespace {
-constexpr int httpOk = 200;
 constexpr int httpResumeIncomplete = 308;
 // The service is asked about recording details although the metadata has none; the query stays as it is.
 constexpr const char* sessionQuery = "?part=snippet,status,recordingDetails&alt=json&uploadType=resumable";

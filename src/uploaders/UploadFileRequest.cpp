@@ -13,7 +13,6 @@
 namespace KBL {
 
 namespace {
-constexpr int httpOk = 200;
 constexpr int shortestPauseMs = 50;
 constexpr int pauseRangeMs = 950;
 }  // namespace

@@ -17,6 +17,7 @@ class UploadFileRequest : public ConcreteAuthRequest {
                         NetReply* reply) override;
 
  protected:
+  static constexpr int httpOk = 200;
   static constexpr const char* tokenMissingMessage = "access token param invalid";
 
   /// Takes the user's platform token as it stands now. `token` keeps its former text when there is none, so
