@@ -64,6 +64,10 @@ std::string recorderWith(const std::string& answers) {
          "\ndef CreateAuInstance(name):\n    calls.append(name)\n    return Recorder()\n";
 }
 
+std::string recorderAnswering(const std::string& pairs) {
+  return recorderWith("{" + pairs + "}");
+}
+
 TestedPython testedPython() {
   const char* const value = std::getenv("TEST_PYTHON");
   const std::string text = value == nullptr ? "" : value;

@@ -46,6 +46,8 @@ extern const char* const scriptBase;
 [[nodiscard]] std::string scriptWith(const std::string& body);
 /// A script with a `Recorder` whose answers are the given dictionary's.
 [[nodiscard]] std::string recorderWith(const std::string& answers = "{}");
+/// The same, with the dictionary's inside alone.
+[[nodiscard]] std::string recorderAnswering(const std::string& pairs);
 
 /// Runs Python text in the interpreter that the library started; false when it raised.
 bool runPython(const std::string& text);

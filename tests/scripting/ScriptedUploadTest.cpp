@@ -1,7 +1,6 @@
 // Upload objects and transfers whose platform a script serves.
-#include "boundary/ExternlMediaTransfer.h"
-#include "foundation/object/RefPtr.h"
 #include "scripting/AuthNUploadObj.h"
+#include "scripting/HostAccount.h"
 #include "scripting/PythonRunTime.h"
 #include "scripting/ScriptHome.h"
 #include "support/RecordingLogger.h"
@@ -37,10 +36,6 @@ class ScriptedObject {
   std::unique_ptr<ScriptHome> home_;
   CAuthNUploadObj object_;
 };
-
-std::string answers(const std::string& pairs) {
-  return recorderWith("{" + pairs + "}");
-}
 
 TEST(ScriptedObjects, EveryPlatformOfTheScriptHasOne) {
   const auto home = loadedHome(recorderWith());
@@ -87,7 +82,7 @@ TEST(ScriptedOperations, TheBrandIsTranslated) {
 }
 
 TEST(ScriptedOperations, TheAppIsSetInThreeCalls) {
-  ScriptedObject object(answers("'SetAppKey': fail"));
+  ScriptedObject object(recorderAnswering("'SetAppKey': fail"));
   EXPECT_EQ(object->SetAppIdAndSecret("id", "secret", "https://back"), 0);
   EXPECT_EQ(object->SetAppIdAndSecret("id", "secret", nullptr), 0);
   EXPECT_EQ(object->SetAppIdAndSecret(nullptr, "secret", "https://back"), 2);
@@ -98,7 +93,7 @@ TEST(ScriptedOperations, TheAppIsSetInThreeCalls) {
 }
 
 TEST(ScriptedOperations, TheLoginUrlIsCopiedAndLogged) {
-  ScriptedObject object(answers("'GetLoginURL': 'https://login'"));
+  ScriptedObject object(recorderAnswering("'GetLoginURL': 'https://login'"));
   const ScopedRecordingLogger log;
   std::vector<char> url(CAuthNUploadObj::loginUrlRoom);
   EXPECT_EQ(object->GetLoginURL(url.data()), 0);
@@ -111,7 +106,7 @@ TEST(ScriptedOperations, TheLoginUrlIsCopiedAndLogged) {
 }
 
 TEST(ScriptedOperations, AnEmptyLoginUrlIsNoResult) {
-  ScriptedObject object(answers("'GetLoginURL': ''"));
+  ScriptedObject object(recorderAnswering("'GetLoginURL': ''"));
   char url[CAuthNUploadObj::loginUrlRoom] = "before";
   EXPECT_EQ(object->GetLoginURL(url), 2);
   EXPECT_STREQ(url, "");
@@ -119,8 +114,8 @@ TEST(ScriptedOperations, AnEmptyLoginUrlIsNoResult) {
 
 TEST(ScriptedOperations, TextsAreCutToTheRoomThatHostsGive) {
   ScriptedObject object(
-      answers("'GetLoginURL': 'u' * 8190 + 'ü', 'VerifyRedirectURL': 2, 'SetAccessToken': 0, "
-              "'GetLastError': 'e' * 5000"));
+      recorderAnswering("'GetLoginURL': 'u' * 8190 + 'ü', 'VerifyRedirectURL': 2, 'SetAccessToken': 0, "
+                        "'GetLastError': 'e' * 5000"));
   std::vector<char> url(CAuthNUploadObj::loginUrlRoom + 1, '#');
   EXPECT_EQ(object->GetLoginURL(url.data()), 0);
   EXPECT_EQ(std::string(url.data()), std::string(8190, 'u'));
@@ -146,7 +141,7 @@ class ScriptedVerify : public testing::TestWithParam<VerifyCase> {};
 TEST_P(ScriptedVerify, MapsTheScriptsNumber) {
   const VerifyCase& test = GetParam();
   ScriptedObject object(
-      answers(std::string("'VerifyRedirectURL': ") + test.answer + ", 'GetLastError': 'why'"));
+      recorderAnswering(std::string("'VerifyRedirectURL': ") + test.answer + ", 'GetLastError': 'why'"));
   const ScopedRecordingLogger log;
   char error[CAuthNUploadObj::errorTextRoom] = "before";
   EXPECT_EQ(object->VerifyRedirectURL("https://back?code=1", error), test.result);
@@ -175,8 +170,8 @@ struct TokenCase {
 class ScriptedToken : public testing::TestWithParam<TokenCase> {};
 
 TEST_P(ScriptedToken, IsRefusedBy0AloneAndAlwaysCopiesTheError) {
-  ScriptedObject object(
-      answers(std::string("'SetAccessToken': ") + GetParam().answer + ", 'GetLastError': 'last error'"));
+  ScriptedObject object(recorderAnswering(std::string("'SetAccessToken': ") + GetParam().answer +
+                                          ", 'GetLastError': 'last error'"));
   const ScopedRecordingLogger log;
   char error[CAuthNUploadObj::errorTextRoom] = "before";
   EXPECT_EQ(object->SetAccessToken("token", error), GetParam().result);
@@ -204,22 +199,13 @@ TEST(ScriptedOperations, NullArgumentsAreRefused) {
   EXPECT_EQ(ScriptedObject::calls(), "[]");
 }
 
-/// A host's account record with room for the categories behind it.
-struct Account {
-  std::vector<char> room = std::vector<char>(sizeof(hostAccountRecord) + 1024, '#');
-  [[nodiscard]] hostAccountRecord* record() { return reinterpret_cast<hostAccountRecord*>(room.data()); }
-  [[nodiscard]] const char* categories() const {
-    return room.data() + offsetof(hostAccountRecord, videoCategories);
-  }
-};
-
 constexpr const char* accountAnswers =
     "'GetAccessToken': 'token', 'GetAppKey': 'key', 'GetAppSecret': 'secret', 'GetVideoCategories': "
     "'[{\"id\": 1}, {\"id\": 2}]', 'GetVideoHD': 1, 'GetVideoSD': 2, 'GetLimitSpace': 3, 'GetUserName': "
     "'Zoë'";
 
 TEST(ScriptedUser, FillsTheRecord) {
-  ScriptedObject object(answers(accountAnswers));
+  ScriptedObject object(recorderAnswering(accountAnswers));
   Account account;
   EXPECT_EQ(object->GetUserInfo(account.record()), 0);
   EXPECT_STREQ(account.record()->accessToken, "token");
@@ -237,7 +223,7 @@ TEST(ScriptedUser, FillsTheRecord) {
 }
 
 TEST(ScriptedUser, WithoutALoginLeavesTheRecord) {
-  ScriptedObject object(answers("'GetAccessToken': 'error'"));
+  ScriptedObject object(recorderAnswering("'GetAccessToken': 'error'"));
   Account account;
   const std::vector<char> before = account.room;
   EXPECT_EQ(object->GetUserInfo(account.record()), 1);
@@ -249,7 +235,8 @@ TEST(ScriptedUser, OnlyTheExactWordMeansThatThereIsNoLogin) {
   for (const char* const token : {"Error", "ERROR", "error "}) {
     EXPECT_EXIT(
         {
-          ScriptedObject object(answers(std::string(accountAnswers) + ", 'GetAccessToken': '" + token + "'"));
+          ScriptedObject object(
+              recorderAnswering(std::string(accountAnswers) + ", 'GetAccessToken': '" + token + "'"));
           Account account;
           const bool good = object->GetUserInfo(account.record()) == 0 &&
                             account.record()->accessToken == std::string(token);
@@ -260,16 +247,16 @@ TEST(ScriptedUser, OnlyTheExactWordMeansThatThereIsNoLogin) {
 }
 
 TEST(ScriptedUser, ATokenThatFailsReadsAsAnEmptyOne) {
-  ScriptedObject object(answers(std::string(accountAnswers) + ", 'GetAccessToken': fail"));
+  ScriptedObject object(recorderAnswering(std::string(accountAnswers) + ", 'GetAccessToken': fail"));
   Account account;
   EXPECT_EQ(object->GetUserInfo(account.record()), 0);
   EXPECT_STREQ(account.record()->accessToken, "");
 }
 
 TEST(ScriptedUser, TextsAreCutToTheirFields) {
-  ScriptedObject object(
-      answers("'GetAccessToken': 't' * 9000, 'GetAppKey': 'k' * 9000, 'GetAppSecret': 's' * 126 + 'ü', "
-              "'GetVideoCategories': 'c', 'GetUserName': 'n' * 9000"));
+  ScriptedObject object(recorderAnswering(
+      "'GetAccessToken': 't' * 9000, 'GetAppKey': 'k' * 9000, 'GetAppSecret': 's' * 126 + 'ü', "
+      "'GetVideoCategories': 'c', 'GetUserName': 'n' * 9000"));
   Account account;
   EXPECT_EQ(object->GetUserInfo(account.record()), 0);
   EXPECT_EQ(account.record()->accessToken, std::string(4095, 't'));
@@ -281,7 +268,7 @@ TEST(ScriptedUser, TextsAreCutToTheirFields) {
 
 TEST(ScriptedUser, OfVimeoNeverMakesAProxy) {
   const InstalledManager manager(ema_vimeo);
-  ScriptedObject object(answers(accountAnswers), 2);
+  ScriptedObject object(recorderAnswering(accountAnswers), 2);
   Account account;
   EXPECT_EQ(object->GetUserInfo(account.record()), 0);
   EXPECT_THAT(manager->userInfos, IsEmpty());
@@ -339,7 +326,7 @@ TEST(ScriptedOperations, OfAFactoryThatGivesNothingUsableKeepTheirResults) {
 // --- Script or native
 
 TEST(ScriptedYoutube, RunsOnTheScriptWithoutAManager) {
-  ScriptedObject object(answers("'GetLoginURL': 'https://login', 'SetAccessToken': 1"), 1);
+  ScriptedObject object(recorderAnswering("'GetLoginURL': 'https://login', 'SetAccessToken': 1"), 1);
   char text[CAuthNUploadObj::loginUrlRoom] = "";
   hostTransferRecord record{};
   hostShareRecord share{};
@@ -394,120 +381,6 @@ TEST(ScriptedObjects, TheirEndCallsNothing) {
     (void)runPython("import sys\nsys.modules['pythonrt'].calls.clear()");
   }
   EXPECT_EQ(pythonValue("rt.calls"), "[]");
-  CPythonRunTime::teardown();
-}
-
-// --- Through the transfer
-
-RefPtr<IExternlMediaTransfer> makeTransfer(int platform) {
-  return adoptRef(createEMTUpTransfer(platform));
-}
-
-TEST(ScriptedTransfer, CommandsReachTheScript) {
-  const auto home =
-      loadedHome(answers("'GetLoginURL': 'https://login', 'VerifyRedirectURL': 2, 'SetAccessToken': 0, "
-                         "'GetLastError': 'why', 'GetAccessToken': 'error'"));
-  const auto transfer = makeTransfer(2);
-  (void)runPython("import sys\nsys.modules['pythonrt'].calls.clear()");
-  std::vector<char> text(CAuthNUploadObj::loginUrlRoom);
-  hostShareRecord share{};
-  hostTransferRecord record{};
-  Account account;
-  EXPECT_EQ(transfer->Command(8, 0LL), 0);
-  EXPECT_EQ(transfer->Command(8, 7LL), 0);
-  EXPECT_EQ(transfer->Command(9, "id", "secret", "https://back"), 0);
-  EXPECT_EQ(transfer->Query(3, text.data()), 0);
-  EXPECT_STREQ(text.data(), "https://login");
-  EXPECT_EQ(transfer->Command(5, "https://back?code=1", text.data()), 1);
-  EXPECT_STREQ(text.data(), "why");
-  EXPECT_EQ(transfer->Command(6, "token", text.data()), 1);
-  EXPECT_EQ(transfer->Query(7, account.record()), 1);
-  EXPECT_EQ(transfer->Command(2, &share), 0);
-  EXPECT_EQ(transfer->Command(3, text.data()), 5);
-  EXPECT_EQ(transfer->Start(), 2);
-  EXPECT_EQ(transfer->Command(0, &record), 0);
-  EXPECT_EQ(transfer->Start(), 0);
-  EXPECT_EQ(transfer->Stop(), 0);
-  EXPECT_EQ(transfer->Query(4), 0);
-  EXPECT_EQ(pythonValue("[call[0] for call in rt.calls]"),
-            "['SetBrand', 'SetAppKey', 'SetAppSecret', 'SetRedirectURL', 'GetLoginURL', 'VerifyRedirectURL', "
-            "'GetLastError', 'SetAccessToken', 'GetLastError', 'GetAccessToken', 'ShareLink', 'StartUpload', "
-            "'StopUpload', 'Logout']");
-  CPythonRunTime::teardown();
-}
-
-TEST(ScriptedTransfer, ASecondRecordReplacesTheFirst) {
-  const auto home = loadedHome(recorderWith());
-  const auto transfer = makeTransfer(0);
-  hostTransferRecord record{};
-  std::strcpy(record.title, "first");
-  EXPECT_EQ(transfer->Command(0, &record), 0);
-  EXPECT_EQ(transfer->Start(), 0);
-  std::strcpy(record.title, "second");
-  EXPECT_EQ(transfer->Command(0, &record), 0);
-  EXPECT_EQ(pythonValue("[call[2] for call in rt.calls if call[0] == 'StartUpload']"), "['first']");
-  EXPECT_EQ(transfer->Start(), 0);
-  EXPECT_EQ(pythonValue("[call[2] for call in rt.calls if call[0] == 'StartUpload']"), "['first', 'second']");
-  CPythonRunTime::teardown();
-}
-
-TEST(ScriptedTransfer, ItsEndStopsTheUpload) {
-  const auto home = loadedHome(recorderWith());
-  makeTransfer(0);
-  EXPECT_EQ(pythonValue("rt.calls[-1]"), "('StopUpload',)");
-  CPythonRunTime::teardown();
-}
-
-TEST(ScriptedTransfer, AfterTheTeardownItAnswersAsAroundNothing) {
-  const auto home = loadedHome(answers("'GetLoginURL': 'https://login'"));
-  auto transfer = makeTransfer(0);
-  CPythonRunTime::teardown();
-  std::vector<char> text(CAuthNUploadObj::loginUrlRoom);
-  hostTransferRecord record{};
-  EXPECT_EQ(transfer->Query(3, text.data()), 2);
-  EXPECT_EQ(transfer->Command(0, &record), 0);
-  EXPECT_EQ(transfer->Start(), 0);
-  EXPECT_EQ(transfer->Stop(), 0);
-  transfer = {};
-  const auto later = makeTransfer(0);
-  EXPECT_EQ(later->Query(3, text.data()), 3);
-}
-
-TEST(ScriptedTransfer, EventsReachTheHostWithItsContextAndTheTransfer) {
-  struct Heard {
-    void* context;
-    IExternlMediaTransfer* transfer;
-    int event;
-    int value;
-    std::string text;
-  };
-  static std::vector<Heard> heard;
-  const auto home = loadedHome(scriptWith(R"(
-    def StartUpload(self, *fields):
-        for code, text in ((1, "42"), (1, "soon"), (2, "https://v"), (3, "7,x"), (4, "t"), (99, "d"), (5, "x")):
-            self.report(code, text)
-)"));
-  const auto transfer = makeTransfer(0);
-  int context = 0;
-  const TransferCallback callback = [](void* of, IExternlMediaTransfer* from, int event, int value,
-                                       const char* text) {
-    heard.push_back({of, from, event, value, text == nullptr ? "(null)" : text});
-    return 0;
-  };
-  hostTransferRecord record{};
-  EXPECT_EQ(transfer->Command(1, callback), 0);
-  EXPECT_EQ(transfer->Command(15, &context), 0);
-  EXPECT_EQ(transfer->Command(0, &record), 0);
-  const ScopedRecordingLogger log;
-  EXPECT_EQ(transfer->Start(), 0);
-  std::vector<std::string> events;
-  for (const Heard& one : heard) {
-    EXPECT_EQ(one.context, &context);
-    EXPECT_EQ(one.transfer, transfer.get());
-    events.push_back(std::to_string(one.event) + " " + std::to_string(one.value) + " " + one.text);
-  }
-  EXPECT_THAT(events, ElementsAre("7 42 (null)", "7 0 (null)", "8 0 https://v", "12 12 7,x", "9 0 t"));
-  EXPECT_TRUE(log->hasLine("[AuthNUpload][py] debug:d"));
   CPythonRunTime::teardown();
 }
 }  // namespace
