@@ -62,7 +62,7 @@ std::optional<std::string> deciphered(const std::string& hidden) {
 }
 
 std::string readFile(const std::string& path) {
-  std::ifstream file(pathFromUtf8(path), std::ios::binary);
+  const std::ifstream file(pathFromUtf8(path), std::ios::binary);
   std::ostringstream text;
   if (file) text << file.rdbuf();
   return text.str();

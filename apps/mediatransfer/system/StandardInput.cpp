@@ -68,7 +68,8 @@ StandardInput::State StandardInput::next(std::string& line, std::chrono::millise
 
 bool StandardInput::takeLine(std::string& line) {
   const std::size_t end = buffer_.find('\n');
-  if (end == std::string::npos && !(ended_ && !buffer_.empty()) && buffer_.size() < lineLimit) return false;
+  const bool whole = end != std::string::npos || (ended_ && !buffer_.empty());
+  if (!whole && buffer_.size() < lineLimit) return false;
   line = buffer_.substr(0, end);
   buffer_.erase(0, std::min(end == std::string::npos ? buffer_.size() : end + 1, buffer_.size()));
   if (!line.empty() && line.back() == '\r') line.pop_back();
