@@ -11,7 +11,6 @@
 #include <atomic>
 
 using KBL::IExternlMediaTransfer;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;

@@ -10,7 +10,6 @@ using KBL::FlickrCredentials;
 using KBL::SNRFlickrImageTask;
 using testing::ElementsAre;
 using testing::EndsWith;
-using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 using testing::StartsWith;

@@ -22,8 +22,6 @@ using KBL::md5Hex;
 using KBL::percentEncoded;
 using testing::EndsWith;
 using testing::HasSubstr;
-using testing::Not;
-using testing::StartsWith;
 
 namespace {
 
