@@ -143,7 +143,9 @@ int UploadJob::stop() {
   transfer_->Stop();
   const Clock::time_point limit = Clock::now() + lastEventLimit;
   Clock::time_point quiet = limit;
-  while (const auto event = host_.next(std::min(limit, quiet), false)) {
+  for (;;) {
+    const auto event = host_.next(std::min(limit, quiet), false);
+    if (!event) break;
     report(*event);
     if (isOver()) break;
     if (isOfTransfer(*event)) quiet = Clock::now() + lastWordLimit();

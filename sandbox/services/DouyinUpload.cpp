@@ -66,7 +66,7 @@ Reply DouyinUpload::init(const Call& call) {
     return failure(open_platform::kInvalidParameter, "open_id alone is wanted");
   }
   if (!call.body.empty()) return failure(open_platform::kInvalidParameter, "no body is wanted");
-  const std::string openId = *call.request.parameter("open_id");
+  const std::string openId = call.request.parameter("open_id").value_or("");
   if (!context_.knowsUser(openId)) return failure(open_platform::kOtherUser, "open_id invalid");
 
   UploadRecord record;
@@ -79,12 +79,13 @@ Reply DouyinUpload::init(const Call& call) {
 }
 
 DouyinUpload::Found DouyinUpload::find(const Call& call) {
-  const std::string uploadId = *call.request.parameter("upload_id");
+  const std::string uploadId = call.request.parameter("upload_id").value_or("");
   if (!context_.uploads.knows(uploadId))
     return {{}, failure(open_platform::kUnknownUpload, "upload_id invalid")};
   std::optional<UploadBook::Loan> upload = context_.uploads.borrow(uploadId, kBusyLimit);
   if (!upload) return {{}, failure(open_platform::kUnknownUpload, "upload_id is in use by another request")};
-  if (upload->record().service != "douyin" || upload->record().openId != *call.request.parameter("open_id")) {
+  if (upload->record().service != "douyin" ||
+      upload->record().openId != call.request.parameter("open_id").value_or("")) {
     return {{}, failure(open_platform::kOtherUser, "upload_id does not belong to open_id")};
   }
   if (upload->record().complete) return {{}, failure(open_platform::kUploadOver, "the upload is complete")};
@@ -95,7 +96,7 @@ Reply DouyinUpload::part(const Call& call) {
   if (carriesToken(call.request)) return failure(open_platform::kInvalidParameter, "no token is wanted here");
   unsigned long long number = 0;
   if (!open_platform::hasExactly(call.request, {"open_id", "upload_id", "part_number"}) ||
-      !parseNumber(*call.request.parameter("part_number"), number)) {
+      !parseNumber(call.request.parameter("part_number").value_or(""), number)) {
     return failure(open_platform::kInvalidParameter, "open_id, upload_id and part_number are wanted");
   }
   Found found = find(call);
@@ -103,7 +104,7 @@ Reply DouyinUpload::part(const Call& call) {
 }
 
 // The part that came last may come once more, as after a lost answer, and then replaces itself.
-Reply DouyinUpload::takePart(const Call& call, std::uint64_t number, UploadBook::Loan& upload) {
+Reply DouyinUpload::takePart(const Call& call, std::uint64_t number, UploadBook::Loan& upload) const {
   const std::vector<UploadedChunk>& parts = upload.record().chunks;
   const bool again = number > 0 && number == parts.size();
   if (!again && number != parts.size() + 1) {

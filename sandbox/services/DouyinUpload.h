@@ -30,7 +30,7 @@ class DouyinUpload final : public Service {
     Reply refusal;
   };
   Found find(const Call& call);
-  Reply takePart(const Call& call, std::uint64_t number, UploadBook::Loan& upload);
+  Reply takePart(const Call& call, std::uint64_t number, UploadBook::Loan& upload) const;
 
   ServiceContext& context_;
 };

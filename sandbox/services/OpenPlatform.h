@@ -3,11 +3,9 @@
 
 #include <initializer_list>
 
-namespace sandbox {
-
 // What TikTok and Douyin, one maker's services, share: the numbers of their refusals, which they answer with
 // HTTP status 200.
-namespace open_platform {
+namespace sandbox::open_platform {
 
 inline constexpr int kInvalidParameter = 2100005;
 inline constexpr int kInvalidToken = 2190002;
@@ -21,6 +19,4 @@ inline constexpr int kUploadOver = 2111004;
 // The query has these parameters, each once and with a value, and no others.
 [[nodiscard]] bool hasExactly(const RecordedRequest& request, std::initializer_list<const char*> names);
 
-}  // namespace open_platform
-
-}  // namespace sandbox
+}  // namespace sandbox::open_platform

@@ -41,14 +41,14 @@ Reply TiktokUpload::upload(const Call& call) {
   if (!open_platform::hasExactly(call.request, {"access_token", "open_id"})) {
     return failure(open_platform::kInvalidParameter, "access_token and open_id are wanted");
   }
-  const std::string token = *call.request.parameter("access_token");
+  const std::string token = call.request.parameter("access_token").value_or("");
   const std::optional<User> user = context_.userOf(token, Platform::tiktok);
   if (!user) {
     const bool known = context_.accounts.token(token).has_value();
     return known ? failure(open_platform::kExpiredToken, "Access token expired")
                  : failure(open_platform::kInvalidToken, "Access token invalid");
   }
-  if (user->openId != *call.request.parameter("open_id")) {
+  if (user->openId != call.request.parameter("open_id").value_or("")) {
     return failure(open_platform::kOtherUser, "open_id does not belong to access_token");
   }
 
