@@ -13,7 +13,7 @@ namespace sandbox {
 namespace {
 
 std::string newFolder() {
-  const std::string folder =
+  std::string folder =
       (std::filesystem::temp_directory_path() / ("mediatransfer-sandbox-" + randomText(12))).string();
   std::error_code error;
   if (!std::filesystem::create_directory(folder, error)) throw std::runtime_error("can't make " + folder);

@@ -239,7 +239,8 @@ Reply VimeoVideos::takePicture(const Call& call) {
   const std::size_t slash = std::min(call.rest.find('/'), call.rest.size());
   const std::string mediaId = call.rest.substr(0, slash);
   const std::optional<UploadRecord> upload = context_.uploads.byMediaId("vimeo", mediaId);
-  Json::Value metadata = parseJson(upload ? upload->metadata : "").value_or(Json::Value(Json::objectValue));
+  const Json::Value metadata =
+      parseJson(upload ? upload->metadata : "").value_or(Json::Value(Json::objectValue));
   Json::Value thumbnail = metadata.get("thumbnail", Json::Value(Json::objectValue));
   const std::string known = textMember(thumbnail, "picture").value_or("");
   if (known.empty() || call.rest.substr(std::min(slash + 1, call.rest.size())) != known) return notFound();
@@ -255,7 +256,8 @@ Reply VimeoVideos::takePicture(const Call& call) {
 
 Reply VimeoVideos::showPicture(const Call& call, const std::string& mediaId, const std::string& picture) {
   const std::optional<UploadRecord> upload = context_.uploads.byMediaId("vimeo", mediaId);
-  Json::Value metadata = parseJson(upload ? upload->metadata : "").value_or(Json::Value(Json::objectValue));
+  const Json::Value metadata =
+      parseJson(upload ? upload->metadata : "").value_or(Json::Value(Json::objectValue));
   Json::Value thumbnail = metadata.get("thumbnail", Json::Value(Json::objectValue));
   if (textMember(thumbnail, "picture") != picture || !thumbnail.isMember("sha256")) return notFound();
   const std::optional<Json::Value> body = parseJson(call.body);
