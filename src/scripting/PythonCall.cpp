@@ -30,7 +30,7 @@ void PythonGate::waitUntilEmpty() {
 
 const PythonApi* PythonGate::enter(std::uint64_t life) {
   const std::lock_guard lock(mutex_);
-  if (!open_ || life != life_) return nullptr;
+  if (!runs() || life != life_) return nullptr;
   ++inside_;
   return api_;
 }
@@ -42,7 +42,12 @@ void PythonGate::leave() {
 
 const PythonApi* PythonGate::running() const {
   const std::lock_guard lock(mutex_);
-  return open_ ? api_ : nullptr;
+  return runs() ? api_ : nullptr;
+}
+
+// A host may have ended the one that it had started, without a word to us.
+bool PythonGate::runs() const {
+  return open_ && api_->Py_IsInitialized() != 0;
 }
 
 ScriptOnStack::ScriptOnStack() {

@@ -30,6 +30,9 @@ class PythonGate {
   [[nodiscard]] const PythonApi* running() const;
 
  private:
+  /// Under `mutex_`.
+  [[nodiscard]] bool runs() const;
+
   mutable std::mutex mutex_;  // a leaf
   std::condition_variable empty_;
   const PythonApi* api_ = nullptr;

@@ -35,10 +35,6 @@ std::shared_ptr<CPythonRunTime>& instance() {
 /// process, and an instance after a teardown gets no script any more.
 bool libraryLoaded = false;
 
-/// True once this library has started an interpreter: one that is there later is ours, maybe on its way to
-/// its end.
-bool interpreterIsOurs = false;
-
 /// The home as the interpreter wants it, for as long as that lives.
 std::wstring& wideHome() {
   static std::wstring& home = *new std::wstring;
@@ -94,9 +90,9 @@ void CPythonRunTime::InitPython(const std::string& path) {
   std::clog << "---------->python path:" << path << std::endl;
   const PythonApi* const api = findPython(path);
   if (api == nullptr) return;
-  ownsInterpreter_ = interpreterIsOurs || api->Py_IsInitialized() == 0;
+  // One that is there may be a former one of ours, still on its way to its end.
+  ownsInterpreter_ = PythonThread::instance().holdsInterpreter() || api->Py_IsInitialized() == 0;
   if (ownsInterpreter_) {
-    interpreterIsOurs = true;
     (void)StringUtil::utf8ToWide(path.c_str(), path.size(), wideHome());
     initialised_ = PythonThread::instance().run(*api, startInterpreter);
   } else {

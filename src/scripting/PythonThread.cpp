@@ -84,6 +84,11 @@ bool PythonThread::run(const PythonApi& api, bool (*start)(const PythonApi& api)
   return state_.waitUntilStarted();
 }
 
+bool PythonThread::holdsInterpreter() const {
+  const std::lock_guard lock(state_.mutex);
+  return state_.phase != Phase::none;
+}
+
 void PythonThread::end() {
   state_.enter(Phase::ending);
   if (ScriptOnStack::here()) return;

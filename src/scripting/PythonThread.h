@@ -16,6 +16,9 @@ class PythonThread {
   /// logged.
   [[nodiscard]] bool run(const PythonApi& api, bool (*start)(const PythonApi& api));
 
+  /// True from the start of an interpreter to its end.
+  [[nodiscard]] bool holdsInterpreter() const;
+
   /// Ends the interpreter behind the closed gate, once the last call has left it. Returns at the end, within
   /// seconds in any case, since a call may stay inside for ever, and at once on a thread with a script on its
   /// stack.

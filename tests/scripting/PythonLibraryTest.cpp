@@ -14,8 +14,6 @@
 
 using namespace KBL;
 using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
 using testing::SizeIs;
 
 namespace fs = std::filesystem;
@@ -189,39 +187,5 @@ TEST(PythonTable, IsCompleteWithTheNamesOfEachVersion) {
   EXPECT_NE(api->PyThreadState_GetUnchecked, nullptr);
   EXPECT_NE(api->PyLong_AsInt, nullptr);
   EXPECT_EQ(api->Py_IsInitialized(), 0);
-}
-
-// --- An interpreter of the host's own
-
-TEST(HostsOwnInterpreter, IsUsedAndNeitherTakenNorEnded) {
-  const ScriptHome home(answering);
-  std::string reason;
-  auto library = SharedLibrary::open(Path(testedPython().library), reason);
-  ASSERT_NE(library, nullptr) << reason;
-  static const PythonApi* const api = PythonApi::resolve(std::move(library), reason);
-  ASSERT_NE(api, nullptr) << reason;
-  const std::wstring hostsHome = testedPython().stdlib.parent_path().parent_path().wstring();
-  api->Py_SetPythonHome(hostsHome.c_str());
-  api->Py_Initialize();
-  ASSERT_EQ(api->PyRun_SimpleStringFlags("import sys, threading\nhosts = threading.get_ident()\n", nullptr),
-            0);
-  PyThreadState* const state = api->PyThreadState_GetUnchecked();
-  ASSERT_NE(state, nullptr);
-
-  // All of it with the interpreter lock in this thread's hand.
-  const ScopedRecordingLogger log;
-  ASSERT_TRUE(CPythonRunTime::setHomePath(home.path().c_str(), 0));
-  EXPECT_TRUE(log->hasLine("python runtime started by the host"));
-  EXPECT_EQ(api->PyThreadState_GetUnchecked(), state);
-  const auto environment = CPythonRunTime::getEnvironment();
-  ASSERT_TRUE(environment->initialised());
-  EXPECT_EQ(environment->CreateAuInstance(0)->GetLoginURL(), "https://login");
-  EXPECT_EQ(api->PyThreadState_GetUnchecked(), state);
-  CPythonRunTime::teardown();
-
-  EXPECT_NE(api->Py_IsInitialized(), 0);
-  EXPECT_EQ(api->PyThreadState_GetUnchecked(), state);
-  EXPECT_EQ(api->PyRun_SimpleStringFlags("assert hosts == threading.get_ident()", nullptr), 0);
-  api->Py_Finalize();
 }
 }  // namespace
