@@ -42,7 +42,12 @@ CAuthNUploadObj::CAuthNUploadObj() : events_(std::make_shared<UploadEventSink>()
 
 CAuthNUploadObj::~CAuthNUploadObj() {
   events_->close();
-  if (proxy_ != nullptr) proxy_->StopUpload();
+  if (proxy_ == nullptr) return;
+  try {
+    proxy_->StopUpload();
+  } catch (...) {
+    // Memory is short: the upload may go on, unheard.
+  }
 }
 
 std::int32_t CAuthNUploadObj::SetPlatform(std::uint32_t platform) {
