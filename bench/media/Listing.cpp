@@ -14,9 +14,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <fstream>
+#include <limits>
+#include <optional>
 #include <string>
 
 namespace {
@@ -26,6 +29,7 @@ using Clock = std::chrono::steady_clock;
 constexpr int pages = 2000;
 constexpr int photosPerPage = 50;
 constexpr int settledPage = 200;
+constexpr int rounds = 7;
 constexpr double largestGrowthMiB = 2;
 
 double residentMiB() {
@@ -91,34 +95,53 @@ int serve(int told, int stop) {
   return 0;
 }
 
+/// Every page fetched and parsed with the least; microseconds a page, nothing on trouble.
+std::optional<double> fetchAll(const std::string& base, const std::string& pair) {
+  const KBL::FlickrCredentials credentials(sandbox::kFlickrApplicationKey, sandbox::kFlickrApplicationSecret,
+                                           pair);
+  const Clock::time_point start = Clock::now();
+  for (int page = 1; page <= pages; ++page) {
+    if (!fetchAndParse(KBL::flickrPageUrl(credentials, base, page, photosPerPage, 0))) return std::nullopt;
+  }
+  return microsecondsAPage(Clock::now() - start);
+}
+
+/// The same pages by the library.
+std::optional<double> listAll(const std::string& pair, Listing& listing) {
+  KBL::SNRFlickrImageTask task(sandbox::kFlickrApplicationKey, sandbox::kFlickrApplicationSecret, pair,
+                               &onMedia, &onError);
+  task.setHostContext(&listing);
+  const Clock::time_point start = Clock::now();
+  task.Run();
+  if (listing.hasFailed || listing.photos != pages * photosPerPage) return std::nullopt;
+  return microsecondsAPage(Clock::now() - start);
+}
+
 int measure(int port) {
   const std::string base = "http://127.0.0.1:" + std::to_string(port) + "/flickr";
   KBL::setCloudConfig({{"urlMediaFlickrRest", base}, {"urlMediaFlickrPhoto", base + "/farm%d"}});
   const std::string pair = sandbox::firstMediaAccount().flickrToken;
-  const KBL::FlickrCredentials credentials(sandbox::kFlickrApplicationKey, sandbox::kFlickrApplicationSecret,
-                                           pair);
-
-  Clock::time_point start = Clock::now();
-  for (int page = 1; page <= pages; ++page) {
-    if (!fetchAndParse(KBL::flickrPageUrl(credentials, base, page, photosPerPage, 0))) return 1;
+  double bare = std::numeric_limits<double>::max();
+  double listed = bare;
+  double largestGrowth = 0;
+  double settled = 0;
+  // In turn, so that whatever else the machine does meets both; the fastest round counts.
+  for (int round = 0; round < rounds; ++round) {
+    Listing listing;
+    const std::optional<double> bareRound = fetchAll(base, pair);
+    const std::optional<double> listedRound = listAll(pair, listing);
+    if (!bareRound || !listedRound) return 1;
+    bare = std::min(bare, *bareRound);
+    listed = std::min(listed, *listedRound);
+    settled = listing.settledMiB;
+    largestGrowth = std::max(largestGrowth, residentMiB() - settled);
   }
-  const double bare = microsecondsAPage(Clock::now() - start);
-
-  Listing listing;
-  KBL::SNRFlickrImageTask task(sandbox::kFlickrApplicationKey, sandbox::kFlickrApplicationSecret, pair,
-                               &onMedia, &onError);
-  task.setHostContext(&listing);
-  start = Clock::now();
-  task.Run();
-  const double listed = microsecondsAPage(Clock::now() - start);
-  const double growth = residentMiB() - listing.settledMiB;
-  std::printf("%d photos over %d pages\n", listing.photos, pages);
+  std::printf("%d photos over %d pages, fastest of %d rounds\n", pages * photosPerPage, pages, rounds);
   std::printf("bare fetch and parse  %8.1f us a page\n", bare);
   std::printf("listed by the library %8.1f us a page, %+.1f us\n", listed, listed - bare);
-  std::printf("memory                %8.1f MiB at page %d, %+.1f MiB at page %d\n", listing.settledMiB,
-              settledPage, growth, pages);
-  const bool isWhole = !listing.hasFailed && listing.photos == pages * photosPerPage;
-  return isWhole && growth < largestGrowthMiB ? 0 : 1;
+  std::printf("memory                %8.1f MiB at page %d, %+.1f MiB at page %d\n", settled, settledPage,
+              largestGrowth, pages);
+  return largestGrowth < largestGrowthMiB ? 0 : 1;
 }
 
 }  // namespace
