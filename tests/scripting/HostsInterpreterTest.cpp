@@ -1,13 +1,17 @@
 // An interpreter that the host started itself.
+#include "scripting/AuthNUploadObj.h"
 #include "scripting/PythonCall.h"
 #include "scripting/PythonEnvironment.h"
+#include "scripting/ScriptEventEntry.h"
 #include "scripting/ScriptObject.h"
 #include "support/RecordingLogger.h"
 #include "support/WaitUntil.h"
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <stdexcept>
+#include <string>
 #include <thread>
 
 using namespace KBL;
@@ -100,6 +104,32 @@ TEST(InterpreterLock, InTheCallersHandDoesNotStopTheLoadOnAnotherThread) {
   EXPECT_EQ(makeObject()->GetLoginURL(), "https://login");
   api.PyGILState_Release(lock);
   loading.join();
+  CPythonRunTime::teardown();
+}
+
+class Finished final : public IUploadEventSink {
+ public:
+  void userCallBack(unsigned, const char* text, int) override { text_ = text; }
+  [[nodiscard]] const std::string& text() const { return text_; }
+
+ private:
+  std::string text_;
+};
+
+TEST(InterpreterLock, IsNotNeededForAnEventNorForTheEndOfAnUploadObject) {
+  const auto home = loadedHome(answering);
+  auto object = std::make_unique<CAuthNUploadObj>();
+  EXPECT_EQ(object->SetPlatform(0), 0);
+  const auto events = std::make_shared<Finished>();
+  const ScriptEventHandle handle(events);
+  const PythonApi& api = *PythonGate::instance().running();
+  const int lock = api.PyGILState_Ensure();
+  std::thread([&] {
+    scriptEventEntry(handle.value(), uploadEventFinished, "done");
+    object.reset();
+  }).join();
+  EXPECT_EQ(events->text(), "done");
+  api.PyGILState_Release(lock);
   CPythonRunTime::teardown();
 }
 }  // namespace

@@ -161,6 +161,12 @@ TEST(ScriptLoad, CallsTheModulePythonrt) {
   CPythonRunTime::teardown();
 }
 
+TEST(ScriptLoad, TakesNoReferenceToTheFactory) {
+  const auto home = loadedHome(answering + "\ndef other(): pass\n");
+  EXPECT_EQ(pythonValue("sys.getrefcount(rt.CreateAuInstance) - sys.getrefcount(rt.other)"), "0");
+  CPythonRunTime::teardown();
+}
+
 TEST(ScriptLoad, IsCutAtAZeroByte) {
   const ScriptHome home(answering + std::string("\0 not Python (", 14));
   home.setUp();

@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <memory>
 #include <vector>
 
 using namespace KBL;
@@ -381,6 +382,19 @@ TEST(ScriptedObjects, TheirEndCallsNothing) {
     (void)runPython("import sys\nsys.modules['pythonrt'].calls.clear()");
   }
   EXPECT_EQ(pythonValue("rt.calls"), "[]");
+  CPythonRunTime::teardown();
+}
+
+TEST(ScriptedObjects, TheirEndLeavesTheInstanceToTheInterpreter) {
+  const auto home = loadedHome(std::string(scriptBase) +
+                               "import weakref\n"
+                               "made = []\n"
+                               "def CreateAuInstance(name):\n"
+                               "    instance = Recorder()\n"
+                               "    made.append(weakref.ref(instance))\n"
+                               "    return instance\n");
+  std::make_unique<CAuthNUploadObj>()->SetPlatform(0);
+  EXPECT_EQ(pythonValue("rt.made[0]() is not None"), "True");
   CPythonRunTime::teardown();
 }
 }  // namespace
