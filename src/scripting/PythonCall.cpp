@@ -84,6 +84,9 @@ void PythonCall::printError() const {
 
 PythonUnlocked::PythonUnlocked() : api_(PythonGate::instance().running()) {
   if (api_ == nullptr) return;
+  // Scripts come with the lock only where their function keeps it. The interpreter might end before they get
+  // it back.
+  if (ScriptOnStack::here()) return;
   PyThreadState* const own = api_->PyGILState_GetThisThreadState();
   if (own != nullptr && own == api_->PyThreadState_GetUnchecked()) state_ = api_->PyEval_SaveThread();
 }

@@ -380,6 +380,29 @@ TEST(TeardownUnderWay, MayBeCalledInsideAnEventDuringACall) {
   EXPECT_TRUE(waitUntil([&] { return api.Py_IsInitialized() == 0; }));
 }
 
+TEST(TeardownUnderWay, MayBeCalledInsideAnEventThatKeepsTheInterpreterLock) {
+  const auto home = loadedHome(scriptWith(R"(
+    def SetCallback(self, capsule):
+        keeping = ctypes.PYFUNCTYPE(None, ctypes.c_ssize_t, ctypes.c_uint32, ctypes.c_char_p)
+        self.callback = keeping(_address(capsule, b"SetCallback"))
+
+    def StartUpload(self, *fields):
+        import threading
+        threading.Thread(target=self.report, args=(2, "done"), daemon=True).start()
+)"));
+  const PythonApi& api = runningApi();
+  Flag called;
+  onEvent = [&](int, const std::string&) {
+    EXPECT_NE(CPythonRunTime::getEnvironment(), nullptr);
+    EXPECT_EQ(teardownTransferEnv(), 0);
+    called.raise();
+  };
+  const auto transfer = makeTransfer();
+  EXPECT_EQ(transfer->Start(), 0);
+  EXPECT_TRUE(called.wait());
+  EXPECT_TRUE(waitUntil([&] { return api.Py_IsInitialized() == 0; }));
+}
+
 TEST(TeardownUnderWay, BetweenCallsOfManyThreadsIsQuiet) {
   const auto home = loadedHome(endlessScript(true));
   const PythonApi& api = runningApi();
