@@ -101,6 +101,14 @@ std::string htmlEscaped(std::string_view text) {
   return escaped;
 }
 
+std::size_t characterCount(std::string_view text) {
+  return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char byte) {
+    constexpr unsigned kContinuationMask = 0xC0;
+    constexpr unsigned kContinuation = 0x80;
+    return (static_cast<unsigned char>(byte) & kContinuationMask) != kContinuation;
+  }));
+}
+
 std::string randomText(std::size_t length) {
   constexpr std::string_view kLetters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
   std::random_device source;

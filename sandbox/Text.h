@@ -13,6 +13,8 @@ namespace sandbox {
 [[nodiscard]] std::string percentDecoded(std::string_view text);
 // "a=1&b=2" in order, decoded.
 [[nodiscard]] std::vector<std::pair<std::string, std::string>> parseForm(std::string_view text);
+// Characters of UTF-8, in which the services count their limits.
+[[nodiscard]] std::size_t characterCount(std::string_view text);
 [[nodiscard]] std::string htmlEscaped(std::string_view text);
 // Letters and digits nobody can guess, from the system's source of randomness.
 [[nodiscard]] std::string randomText(std::size_t length);

@@ -131,7 +131,7 @@ Reply FacebookVideos::finish(const Step& step, UploadBook::Loan& upload) {
 }
 
 std::optional<Reply> FacebookVideos::refusedMetadata(const Step& step) {
-  if (fieldText(step.fields, "title").size() > kTitleLimit) {
+  if (characterCount(fieldText(step.fields, "title")) > kTitleLimit) {
     return facebookBadParameter("Param title must be no more than 255 characters");
   }
   if (const auto privacy = fieldOf(step.fields, "privacy")) {

@@ -253,7 +253,7 @@ Reply FlickrPublishing::take(const Call& call, const FormFields& fields, const U
   for (const char* name : {"is_public", "is_friend", "is_family", "async"}) {
     if (!isFlag(fieldText(fields, name))) return xmlFailure(5, std::string(name) + " must be 0 or 1");
   }
-  if (fieldText(fields, "title").size() > kTitleLimit * 4) return xmlFailure(5, "The title is too long");
+  if (characterCount(fieldText(fields, "title")) > kTitleLimit) return xmlFailure(5, "The title is too long");
   Json::Value metadata;
   for (const char* name : {"title", "description", "tags", "is_public", "is_friend", "is_family"}) {
     if (const auto value = fieldOf(fields, name)) metadata[name] = *value;

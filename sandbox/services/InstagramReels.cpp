@@ -85,7 +85,8 @@ Reply InstagramReels::open(const Call& call) {
     return facebookBadParameter("The parameter video_url is required");
   }
   const std::string caption = fieldText(fields, "caption");
-  if (caption.size() > kCaptionLimit * 4) return facebookError(36000, "The caption was too long.", 2207010);
+  if (characterCount(caption) > kCaptionLimit)
+    return facebookError(36000, "The caption was too long.", 2207010);
   UploadRecord upload;
   upload.service = "instagram";
   upload.uploadId = randomDigits(17);

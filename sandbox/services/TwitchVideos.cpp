@@ -45,7 +45,7 @@ Reply TwitchVideos::create(const Call& call) {
     return twitchError(403, "You do not have access to the channel");
   }
   const std::string title = fieldText(fields, "title");
-  if (title.empty() || title.size() > kTitleLimit * 4)
+  if (title.empty() || characterCount(title) > kTitleLimit)
     return twitchError(400, "title is missing or too long");
   const std::string viewable = fieldOf(fields, "viewable").value_or("public");
   if (viewable != "public" && viewable != "private") return twitchError(400, "viewable has no such value");

@@ -124,11 +124,12 @@ std::optional<Reply> VimeoVideos::refusedVideo(const Json::Value& video) {
   if (textMember(upload, "approach") != "tus") return badRequest("upload.approach must be tus.");
   if (!sizeOf(upload)) return badRequest("upload.size must be a number greater than 0.");
   if (video.isMember("name") && !textMember(video, "name")) return badRequest("name must be a text.");
-  if (textMember(video, "name").value_or("").size() > kNameLimit) return badRequest("name is too long.");
+  if (characterCount(textMember(video, "name").value_or("")) > kNameLimit)
+    return badRequest("name is too long.");
   if (video.isMember("description") && !textMember(video, "description")) {
     return badRequest("description must be a text.");
   }
-  if (textMember(video, "description").value_or("").size() > kDescriptionLimit) {
+  if (characterCount(textMember(video, "description").value_or("")) > kDescriptionLimit) {
     return badRequest("description is too long.");
   }
   if (!video.isMember("privacy")) return std::nullopt;

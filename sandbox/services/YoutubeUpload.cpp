@@ -37,14 +37,6 @@ bool isOneOf(const std::string& text, std::initializer_list<std::string_view> li
   return std::find(list.begin(), list.end(), text) != list.end();
 }
 
-std::size_t letters(const std::string& text) {
-  return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char letter) {
-    constexpr unsigned kContinuationMask = 0xC0;
-    constexpr unsigned kContinuation = 0x80;
-    return (static_cast<unsigned char>(letter) & kContinuationMask) != kContinuation;
-  }));
-}
-
 bool takeNumber(std::string_view& text, char end, std::uint64_t& number) {
   const std::size_t length = end == '\0' ? text.size() : text.find(end);
   if (length == std::string_view::npos) return false;
@@ -175,7 +167,7 @@ std::optional<YoutubeUpload::Range> YoutubeUpload::parseRange(const std::string&
 std::optional<Reply> YoutubeUpload::refusedMetadata(const Json::Value& metadata) const {
   if (!context_.options.strictMetadata) return std::nullopt;
   const std::optional<std::string> title = textMember(metadata["snippet"], "title");
-  if (!title || title->empty() || letters(*title) > kTitleLimit ||
+  if (!title || title->empty() || characterCount(*title) > kTitleLimit ||
       title->find_first_of("<>") != std::string::npos) {
     return badRequest("The request metadata specifies an invalid or empty video title.", "invalidTitle");
   }

@@ -12,6 +12,7 @@ import unittest
 import urllib.error
 import urllib.parse
 import urllib.request
+from unittest import mock
 from hashlib import sha256
 
 import support
@@ -306,6 +307,20 @@ class Uploads(ServicesCase):
                     self.assertIn(privacy[platform].replace(" ", ""), told.replace(" ", "").replace('\\"', '"'))
                 if platform in ("facebook", "vimeo"):
                     self.assertIn(sha256(image).hexdigest(), told)
+
+    def test_texts_are_limited_by_characters_and_not_by_bytes(self):
+        for platform in PLATFORMS:
+            module = importlib.import_module("pysocialnetwork." + platform)
+            name = "LONGEST_CAPTION" if platform == "instagram" else "LONGEST_TITLE"
+            limit = getattr(module, name)
+            with self.subTest(platform):
+                uploader = self.signed_in(platform)
+                upload = self.assert_finished(*self.upload(uploader, title="ü映" * limit, description=""))
+                told = json.dumps(json.loads(upload["metadata"]), ensure_ascii=False)
+                self.assertIn(("ü映" * limit)[:limit], told)
+                self.assertNotIn(("ü映" * limit)[: limit + 1], told)
+                with mock.patch.object(module, name, limit + 1):
+                    self.assertEqual(self.upload(uploader, title="ü映" * limit)[0].code, ERROR)
 
     def test_progress_grows_to_a_hundred_and_then_the_end_comes(self):
         for platform in PLATFORMS:
