@@ -73,12 +73,14 @@ class Uploader(BaseUploader):
             self._pending = self._begun_elsewhere()
         if not self._pending[0]:
             raise UploadError("no login has been begun")
-        if "oauth_verifier" not in query:
+        # Somebody else's address must not cost the user the login that is going on.
+        token = query.get("denied") or query.get("oauth_token", "")
+        if not hmac.compare_digest(token.encode("utf-8"), self._pending[0].encode("utf-8")):
+            raise UploadError("the redirect address belongs to another login (its token differs)")
+        if "oauth_verifier" not in query or "denied" in query:
             self._pending = ("", "")
             begun.forget()
             raise UploadError("the login was refused")
-        if not hmac.compare_digest(query.get("oauth_token", "").encode("utf-8"), self._pending[0].encode("utf-8")):
-            raise UploadError("the redirect address belongs to another login (its token differs)")
         pending, self._pending = self._pending, ("", "")
         begun.forget()
         self.keep_secret(query["oauth_verifier"])

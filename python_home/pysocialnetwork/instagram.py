@@ -100,8 +100,13 @@ class Uploader(OAuth2Uploader):
             self._send(job, wire, video, container)
         self._wait_for(wire, container)
         published = self.authorized(wire, lambda login: self._publish(wire, login, container))
-        seen = self.authorized(wire, lambda login: self._look(wire, login, published, "permalink"))
+        seen: Dict[str, Any] = {}
+        # The reel is there: without its address the upload is no failure.
+        self.afterwards("address", lambda: seen.update(self._permalink(wire, published)))
         return text_member(seen, "permalink") or published
+
+    def _permalink(self, wire: Wire, published: str) -> Dict[str, Any]:
+        return self.authorized(wire, lambda login: self._look(wire, login, published, "permalink"))
 
     def _make_container(self, wire: Wire, login: Login, request: VideoRequest) -> str:
         fields = {"media_type": "REELS", "upload_type": "resumable", "caption": caption(request)}

@@ -49,7 +49,7 @@ def category_list(names: Iterable[str]) -> str:
     """Each name is followed by a bar; names that don't fit into the host's field whole are left out."""
     text = ""
     for name in names:
-        entry = name.replace("|", "/") + "|"
+        entry = name.replace("|", "/").encode("utf-8", "replace").decode("utf-8") + "|"
         if len((text + entry).encode("utf-8")) > LONGEST_CATEGORIES:
             break
         text += entry

@@ -8,6 +8,7 @@ from __future__ import annotations
 
 import threading
 from abc import ABC, abstractmethod
+from dataclasses import replace
 from typing import Any, Callable, ClassVar, List, Optional, Set, TypeVar
 
 from . import hostcallback
@@ -110,7 +111,7 @@ class Uploader(ABC):
 
     def GetUserName(self) -> str:
         login = self.login
-        return cut_bytes(login.user_name, LONGEST_USER_NAME) if login is not None else ""
+        return login.user_name if login is not None else ""
 
     def GetVideoCategories(self) -> str:
         return category_list(self._known_account().categories)
@@ -187,6 +188,9 @@ class Uploader(ABC):
             return self._login
 
     def set_login(self, login: Optional[Login]) -> None:
+        if login is not None:
+            # A service's name of any length or with broken letters must not keep the token from the host.
+            login = replace(login, user_name=cut_bytes(login.user_name, LONGEST_USER_NAME))
         with self._lock:
             self._login = login
             if login is not None:
@@ -228,7 +232,7 @@ class Uploader(ABC):
         """A step on a video that is there already: a refusal is told, but does not make the upload a failure."""
         try:
             operation()
-        except (Stopped, TokenInvalid):
+        except Stopped:
             raise
         except UploadError as error:
             self._debug(self._fail("the video is uploaded, but without its %s: %s" % (what, error)))

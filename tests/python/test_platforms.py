@@ -348,6 +348,8 @@ class Flickr(PlatformCase):
         place = "http://localhost/done"
         self.assertEqual(self.uploader.VerifyRedirectURL(place), 1)
         self.assertEqual(self.uploader.VerifyRedirectURL(place + "?oauth_token=other&oauth_verifier=v"), 2)
+        self.assertEqual(self.uploader.VerifyRedirectURL(place + "?denied=other"), 2)
+        self.assertIn("belongs to another login", self.uploader.GetLastError())
         self.assertEqual(self.uploader.VerifyRedirectURL(place + "?denied=ask"), 2)
         self.assertEqual(self.uploader.GetLastError(), "the login was refused")
         self.assertEqual(self.uploader.VerifyRedirectURL(place + "?oauth_token=ask&oauth_verifier=v"), 2)
@@ -414,6 +416,24 @@ class Instagram(PlatformCase):
         with self.serve(respond):
             self.assertEqual(self.upload().text, "https://reel")
         self.assertEqual(offsets, ["0", "3000"])
+
+    def test_a_published_reel_without_an_address_is_no_failure(self):
+        for trouble in (
+            as_reply({"error": {"code": 100, "message": "no"}}, 400),
+            as_reply({"error": {"code": 190}}, 400),
+        ):
+            replies = in_turn(
+                as_reply({"id": "c"}),
+                as_reply({"success": True}),
+                as_reply({"status_code": "FINISHED"}),
+                as_reply({"id": "reel-7"}),
+                trouble,
+            )
+            self.uploader.set_login(Login("instagram", "token", **self.login))
+            with self.serve(replies):
+                end = self.upload()
+            self.assertEqual((end.code, end.text), (FINISHED, "reel-7"))
+            self.assertIn("uploaded, but without its address", self.uploader.GetLastError())
 
     def test_containers_that_lead_nowhere_end_the_upload(self):
         for state in ({"status_code": "ERROR", "status": "bad codec"}, {"status_code": "EXPIRED"}, {}):

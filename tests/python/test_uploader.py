@@ -351,6 +351,14 @@ class AccountFacts(UploaderCase):
         self.assertEqual(len(self.uploader.GetAppKey().encode()), 127)
         self.assertEqual(self.uploader.GetAppSecret(), "é" * 63)
 
+    def test_a_users_name_of_any_kind_leaves_the_token_usable(self):
+        for name, told in (("n" * 9000, "n" * 99), ("half \ud83d", "half ?")):
+            self.sign_in(user_name=name)
+            self.assertEqual(self.uploader.GetUserName(), told)
+            token = self.uploader.GetAccessToken()
+            self.assertNotEqual(token, "error")
+            self.assertEqual(self.uploader.SetAccessToken(token), 1)
+
     def test_a_platform_without_links_says_so(self):
         self.uploader.ShareLink("message", "http://x", "")
         self.assertEqual(self.uploader.GetLastError(), "probe takes no links")
@@ -550,6 +558,9 @@ class Jobs(UploaderCase):
         self.start()
         self.assertEqual(self.host.wait_for_end().code, FINISHED)
         self.assertIn("the video is uploaded, but without its tags: no", self.uploader.GetLastError())
+        # A second upload after a new login would make a second video.
+        self.uploader.afterwards("tags", lambda: fail(TokenInvalid("ended")))
+        self.assertIn("without its tags: ended", self.uploader.GetLastError())
         with self.assertRaises(Stopped):
             self.uploader.afterwards("tags", lambda: fail(Stopped()))
 
