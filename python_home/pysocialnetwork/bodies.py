@@ -6,6 +6,7 @@ import json
 import mimetypes
 import os
 import secrets
+import stat
 from typing import Any, BinaryIO, Callable, Iterator, List, Mapping, Optional, Tuple, Union
 from urllib.parse import urlencode
 
@@ -53,7 +54,8 @@ class LocalFile:
         self.name = os.path.basename(path)
         self.content_type = mimetypes.guess_type(self.name)[0] or "application/octet-stream"
         self._file = _open(path)
-        self.size = os.fstat(self._file.fileno()).st_size
+        self._begun = self._state()
+        self.size = self._begun[0]
         if self.size == 0:
             self._file.close()
             raise UploadError("the file %s is empty" % path)
@@ -75,11 +77,17 @@ class LocalFile:
         try:
             self._file.seek(offset)
             block = self._file.read(length)
+            state = self._state()
         except OSError as error:
             raise UploadError("cannot read the file %s: %s" % (self.name, error.strerror)) from None
-        if len(block) != length:
+        # Half of one version and half of the next would be a broken video.
+        if len(block) != length or state != self._begun:
             raise UploadError("the file %s changed while it was being sent" % self.name)
         return block
+
+    def _state(self) -> Tuple[int, int]:
+        status = os.fstat(self._file.fileno())
+        return status.st_size, status.st_mtime_ns
 
 
 class FilePart(Body):
@@ -140,6 +148,9 @@ def _open(path: str) -> BinaryIO:
     # The path is UTF-8 whatever the locale says, which an embedded interpreter may not have followed.
     name: Union[str, bytes] = path if os.name == "nt" else path.encode("utf-8")
     try:
+        # A pipe would let the opening wait for ever.
+        if not stat.S_ISREG(os.stat(name).st_mode):
+            raise UploadError("cannot open the file %s: it is no regular file" % path)
         return open(name, "rb")
     except (OSError, ValueError) as error:
         reason = error.strerror if isinstance(error, OSError) else str(error)

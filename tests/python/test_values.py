@@ -35,6 +35,7 @@ class Texts(unittest.TestCase):
 
     def test_each_category_ends_with_a_bar_and_none_is_cut(self):
         self.assertEqual(texts.category_list(["A", "B|C"]), "A|B/C|")
+        self.assertEqual(texts.category_list(["half \ud83d", "B"]), "half ?|B|")
         long = texts.category_list("é" * 50 for _ in range(100))
         self.assertLessEqual(len(long.encode()), texts.LONGEST_CATEGORIES)
         self.assertEqual(set(long.split("|")), {"é" * 50, ""})
@@ -222,6 +223,27 @@ class Bodies(unittest.TestCase):
             os.truncate(path, 10)
             with self.assertRaisesRegex(UploadError, "changed while it was being sent"):
                 list(file.whole().blocks())
+
+    def test_a_file_that_grows_or_is_written_again_is_told(self):
+        def grow(path):
+            with open(path, "ab") as file:
+                file.write(b"more")
+
+        for change in (grow, lambda path: os.utime(path, (1, 1))):
+            with support.video_file(100000) as (path, _), LocalFile(path) as file:
+                blocks = file.whole().blocks()
+                next(blocks)
+                change(path)
+                with self.assertRaisesRegex(UploadError, "changed while it was being sent"):
+                    next(blocks)
+
+    @unittest.skipIf(os.name == "nt", "there are no such pipes there")
+    def test_a_pipe_is_refused_and_not_waited_for(self):
+        with tempfile.TemporaryDirectory() as folder:
+            pipe = os.path.join(folder, "pipe")
+            os.mkfifo(pipe)
+            with self.assertRaisesRegex(UploadError, "no regular file"):
+                LocalFile(pipe)
 
     def test_missing_empty_and_impossible_files_are_told(self):
         with tempfile.TemporaryDirectory() as folder:
