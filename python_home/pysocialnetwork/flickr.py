@@ -74,7 +74,7 @@ class Uploader(BaseUploader):
         if not self._pending[0]:
             raise UploadError("no login has been begun")
         # Somebody else's address must not cost the user the login that is going on.
-        token = query.get("denied") or query.get("oauth_token", "")
+        token = query.get("denied", "") or query.get("oauth_token", "")
         if not hmac.compare_digest(token.encode("utf-8"), self._pending[0].encode("utf-8")):
             raise UploadError("the redirect address belongs to another login (its token differs)")
         if "oauth_verifier" not in query or "denied" in query:
