@@ -56,8 +56,11 @@ CURL* curl_easy_init() {
 CURLcode curl_easy_setopt(CURL* curl, CURLoption option, ...) {
   static const auto next = original<CURLcode (*)(CURL*, CURLoption, ...)>("curl_easy_setopt");
   std::va_list arguments;
-  // NOLINTNEXTLINE(clang-diagnostic-varargs): the signature is libcurl's
+// The signature is libcurl's.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wvarargs"
   va_start(arguments, option);
+#pragma GCC diagnostic pop
   CurlCall call{"setopt", static_cast<int>(option), 0, {}, nullptr};
   CURLcode result = CURLE_OK;
   if (option < CURLOPTTYPE_OBJECTPOINT) {

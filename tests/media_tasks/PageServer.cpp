@@ -70,7 +70,7 @@ class PageServer::Impl {
     if (reply.endless) return sendEndlessly(response);
     if (reply.stallAfter) return sendAndStall(reply, *reply.stallAfter, releases, response);
     if (reply.breakAfter) return sendAndBreak(reply, *reply.breakAfter, response);
-    response.set_content(reply.body, reply.contentType.c_str());
+    response.set_content(reply.body, reply.contentType);
   }
 
   void sendEndlessly(httplib::Response& response) {
