@@ -17,6 +17,7 @@ from urllib.parse import SplitResult, unquote, urlsplit
 
 from .bodies import Body
 from .errors import Transient, UploadError
+from .lookup import addresses_of
 from .stopsignal import StopSignal
 
 LARGEST_ANSWER = 4 * 1024 * 1024
@@ -146,7 +147,7 @@ class Connection:
 
     def _connect(self, host: str, port: int) -> socket.socket:
         failure: Optional[OSError] = None
-        for family, kind, protocol, _, address in socket.getaddrinfo(host, port, type=socket.SOCK_STREAM):
+        for family, kind, protocol, _, address in addresses_of(host, port, self._stop, self._limits.connect):
             self._stop.check()
             connection = socket.socket(family, kind, protocol)
             try:

@@ -9,6 +9,7 @@ import tempfile
 import threading
 import time
 import unittest
+from unittest import mock
 
 from pysocialnetwork.bodies import LocalFile, form
 from pysocialnetwork.connection import Origin, TimeLimits, origin_of, proxy_for
@@ -164,6 +165,21 @@ class HostileAnswers(WireCase):
         trouble = self.trouble_with(lambda connection: waiting.wait(LIMIT), TimeLimits(5, 0.1, LIMIT))
         waiting.set()
         self.assertRegex(str(trouble), "timed out")
+
+    def test_a_look_up_has_its_time(self):
+        done = threading.Event()
+        with mock.patch("socket.getaddrinfo", lambda *unused, **more: done.wait(LIMIT)):
+            with make_wire(limits=TimeLimits(0.1, LIMIT, LIMIT)) as wire:
+                with self.assertRaisesRegex(Transient, "cannot reach video.test: timed out") as caught:
+                    wire.exchange("GET", "http://video.test/")
+        self.assertTrue(caught.exception.unprocessed)
+        done.set()
+
+    def test_a_name_that_is_not_known_is_told(self):
+        unknown = OSError(-2, "Name or service not known")
+        with mock.patch("socket.getaddrinfo", side_effect=unknown), make_wire() as wire:
+            with self.assertRaisesRegex(Transient, "cannot reach video.test: Name or service not known"):
+                wire.exchange("GET", "http://video.test/")
 
     def test_an_answer_that_drips_ends_although_it_is_never_silent(self):
         def drip(connection):
@@ -341,6 +357,18 @@ class Stops(WireCase):
         with raw_server(serve) as port, make_wire() as wire:
             self.stopped(wire, lambda: wire.exchange("GET", "https://127.0.0.1:%d/" % port), asked.is_set)
             done.set()
+
+    def test_a_look_up_that_never_ends_ends_at_once(self):
+        asked, done = threading.Event(), threading.Event()
+
+        def look_up(*unused, **more):
+            asked.set()
+            done.wait(LIMIT)
+            return []
+
+        with mock.patch("socket.getaddrinfo", look_up), make_wire() as wire:
+            self.stopped(wire, lambda: wire.exchange("GET", "http://video.test/"), asked.is_set)
+        done.set()
 
     def test_a_pause_ends_at_once(self):
         replies = in_turn(Reply(503, b"", {"Retry-After": "60"}))
