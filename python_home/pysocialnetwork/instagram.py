@@ -8,7 +8,7 @@ from typing import Any, Dict, Mapping, Optional
 from urllib.parse import quote, urlencode
 
 from .bodies import LocalFile, form
-from .errors import Refused, Transient, UploadError
+from .errors import Refused, TokenInvalid, Transient, UploadError
 from .graph import read
 from .job import UploadJob, VideoRequest
 from .login import Login, expiry, require_token
@@ -133,6 +133,10 @@ class Uploader(OAuth2Uploader):
     def _send_once(self, wire: Wire, login: Login, address: str, offset: int, size: int, part: Any) -> None:
         headers = {"Authorization": "OAuth " + login.access, "offset": str(offset), "file_size": str(size)}
         answer = wire.exchange("POST", address, headers, part)
+        # The host of the uploads has errors of its own form.
+        if answer.status == 401:
+            said = text_member(json_object(answer), "debug_info", "message")
+            raise TokenInvalid("Instagram: " + (said or "status 401"))
         if member(json_object(answer), "debug_info", "retriable") is True:
             raise Transient("Instagram lost the upload's connection")
         if read(answer, NAME).get("success") is not True:

@@ -435,6 +435,13 @@ class Instagram(PlatformCase):
             self.assertEqual((end.code, end.text), (FINISHED, "reel-7"))
             self.assertIn("uploaded, but without its address", self.uploader.GetLastError())
 
+    def test_a_token_that_ends_before_the_video_is_sent_is_told(self):
+        refusal = {"debug_info": {"retriable": False, "type": "NotAuthorizedError", "message": "unauthorized"}}
+        with self.serve(in_turn(as_reply({"id": "c"}), as_reply(refusal, 401))):
+            end = self.upload()
+        self.assertEqual((end.code, end.text), (TOKEN_INVALID, "Instagram: unauthorized"))
+        self.assertEqual(self.uploader.GetAccessToken(), "error")
+
     def test_containers_that_lead_nowhere_end_the_upload(self):
         for state in ({"status_code": "ERROR", "status": "bad codec"}, {"status_code": "EXPIRED"}, {}):
             replies = in_turn(as_reply({"id": "c"}), as_reply({"success": True}), as_reply(state))

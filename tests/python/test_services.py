@@ -500,7 +500,7 @@ class Troubles(ServicesCase):
                 self.assert_finished(again, host, content)
 
     def test_an_expired_token_is_renewed_or_told(self):
-        for platform in ("facebook", "youtube", "vimeo", "twitch"):
+        for platform in PLATFORMS:
             with self.subTest(platform):
                 uploader = self.signed_in(platform)
                 before = uploader.GetAccessToken()
