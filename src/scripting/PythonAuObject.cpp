@@ -114,7 +114,7 @@ std::string CPythonAuObject::GetLastError() const {
   return callForText("GetLastError");
 }
 
-std::string CPythonAuObject::callForText(std::string method) const {
+std::string CPythonAuObject::callForText(const std::string& method) const {
   const PythonCall python(life_);
   if (!python || instance_ == nullptr) return {};
   PyObject* const result = python->PyObject_CallMethod(instance_, method.c_str(), nullptr);
@@ -125,7 +125,7 @@ std::string CPythonAuObject::callForText(std::string method) const {
   return PyResult2String(python, result);
 }
 
-int CPythonAuObject::callForNumber(std::string method) const {
+int CPythonAuObject::callForNumber(const std::string& method) const {
   const PythonCall python(life_);
   if (!python || instance_ == nullptr) return 0;
   PyObject* const result = python->PyObject_CallMethod(instance_, method.c_str(), nullptr);

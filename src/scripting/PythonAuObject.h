@@ -45,9 +45,9 @@ class CPythonAuObject {
   [[nodiscard]] std::string GetUserName() const;
   [[nodiscard]] std::string GetLastError() const;
   /// Any method without arguments that gives a text.
-  [[nodiscard]] std::string callForText(std::string method) const;
+  [[nodiscard]] std::string callForText(const std::string& method) const;
   /// Any method without arguments that gives a number; -1 when the script failed.
-  [[nodiscard]] int callForNumber(std::string method) const;
+  [[nodiscard]] int callForNumber(const std::string& method) const;
 
   void Logout() const;
   void ShareLink(const std::string& first, const std::string& second) const;

@@ -80,7 +80,8 @@ class Search {
   }
 
   void note(const std::string& what, const std::string& reason) {
-    tried_ += (tried_.empty() ? "" : "; ") + what + " (" + reason + ")";
+    if (!tried_.empty()) tried_ += "; ";
+    tried_.append(what).append(" (").append(reason).append(")");
   }
 
   std::string tried_;

@@ -29,7 +29,7 @@ std::string reprText(const PythonCall& python, PyObject* object) {
   if (repr == nullptr) return textOrPrint(python, nullptr);
   PyObject* const bytes = python->PyUnicode_AsEncodedString(repr, "utf-8", "strict");
   python->Py_DecRef(repr);
-  const std::string text = textOrPrint(python, bytes);
+  std::string text = textOrPrint(python, bytes);
   if (bytes != nullptr) python->Py_DecRef(bytes);
   return text;
 }
@@ -49,7 +49,7 @@ std::string PyResult2String(const PythonCall& python, PyObject* result) {
     python.printError();
     return {};
   }
-  const std::string text = decode(python, result);
+  std::string text = decode(python, result);
   KBL_LOG_AS(info, "CPythonAuObject::PyResult2String", "py_msg: " << text);
   return text;
 }
