@@ -139,7 +139,7 @@ Reply FlickrPublishing::accessToken(const Call& call) {
   const std::string token = fieldText(fields, "oauth_token");
   {
     const std::lock_guard lock(mutex_);
-    if (requestTokens_.count(token) == 0) return problem("token_rejected");
+    if (!requestTokens_.contains(token)) return problem("token_rejected");
   }
   const OauthOneCheck::Verdict verdict = check_.check(call, fields, OauthOneCheck::secretOf(token));
   if (verdict != OauthOneCheck::Verdict::good) return problem(OauthOneCheck::problemWord(verdict));

@@ -135,7 +135,7 @@ TEST(OauthLogins, ServicesStandInOneTable) {
       "vimeoToken",     "youtubeApi",     "youtubeUpload"};
   EXPECT_EQ(table.size(), keys.size());
   for (const std::string& key : keys) {
-    ASSERT_TRUE(table.count(key)) << key;
+    ASSERT_TRUE(table.contains(key)) << key;
     EXPECT_TRUE(table.at(key).starts_with(server.baseUrl() + "/")) << key;
     EXPECT_FALSE(table.at(key).ends_with("/")) << key;
   }
