@@ -112,13 +112,13 @@ TEST_F(InstagramScripts, ReelIsPublishedWhenItIsReady) {
   ASSERT_EQ(published.status, 200) << published.body;
   EXPECT_EQ(status(id)["status_code"], "PUBLISHED");
   EXPECT_EQ(code(publish(id)), 9007) << "a container is published once";
-  const auto upload = server.uploadByMediaId(published.json()["id"].asString());
-  ASSERT_TRUE(upload);
-  EXPECT_TRUE(upload->complete);
-  EXPECT_EQ(upload->sha256, sha256Of(file));
+  const auto upload =
+      server.uploadByMediaId(published.json()["id"].asString()).value_or(sandbox::UploadRecord());
+  EXPECT_TRUE(upload.complete);
+  EXPECT_EQ(upload.sha256, sha256Of(file));
   const Json::Value media =
-      graph("/v21.0/" + upload->mediaId, {{"fields", "permalink"}, {"access_token", accessToken}}).json();
-  EXPECT_EQ(media["permalink"], "https://www.instagram.com/reel/" + upload->mediaId + "/");
+      graph("/v21.0/" + upload.mediaId, {{"fields", "permalink"}, {"access_token", accessToken}}).json();
+  EXPECT_EQ(media["permalink"], "https://www.instagram.com/reel/" + upload.mediaId + "/");
 }
 
 TEST_F(InstagramScripts, BytesOfABrokenRequestCount) {

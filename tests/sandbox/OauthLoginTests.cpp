@@ -114,7 +114,7 @@ TEST_P(OauthLogin, AnyApplicationIsTakenWhereNoneIsNamed) {
   sandbox::SandboxOptions options;
   options.appId.clear();
   options.appRedirect.clear();
-  sandbox::Sandbox open(options);
+  const sandbox::Sandbox open(options);
   TestClient other(open);
   const Fields fields =
       with(with(loginFields(), "client_id", "mine"), "redirect_uri", "https://app.example.com/back?x=1");
@@ -125,7 +125,7 @@ TEST_P(OauthLogin, AnyApplicationIsTakenWhereNoneIsNamed) {
 }
 
 TEST(OauthLogins, ServicesStandInOneTable) {
-  sandbox::Sandbox server;
+  const sandbox::Sandbox server;
   const auto table = server.scriptServices();
   const std::vector<std::string> keys{
       "facebookLogin",  "facebookGraph",  "facebookGraphVideo", "flickrOauth", "flickrRest",

@@ -131,7 +131,7 @@ TEST(ScriptState, TokensOutliveTheProcessInTheStateFolder) {
     sandbox::Sandbox first(options);
     token = first.issueTokens(sandbox::Platform::twitch).accessToken;
   }
-  sandbox::Sandbox second(options);
+  const sandbox::Sandbox second(options);
   TestClient client(second);
 
   EXPECT_EQ(client.get("/twitch/helix/users", {bearer(token), {"Client-Id", kAppId}}).status, 200);

@@ -115,11 +115,11 @@ TEST_F(VimeoScripts, VideoArrivesWholeByTus) {
   EXPECT_EQ(append(link, 2000, file.substr(2000)).header("Upload-Offset"), "5000");
 
   const std::string uri = opened.json()["uri"].asString();
-  const auto upload = server.uploadByMediaId(uri.substr(std::string("/videos/").size()));
-  ASSERT_TRUE(upload) << uri;
-  EXPECT_TRUE(upload->complete);
-  EXPECT_EQ(upload->service, "vimeo");
-  EXPECT_EQ(upload->sha256, sha256Of(file));
+  const auto upload =
+      server.uploadByMediaId(uri.substr(std::string("/videos/").size())).value_or(sandbox::UploadRecord());
+  EXPECT_TRUE(upload.complete);
+  EXPECT_EQ(upload.service, "vimeo");
+  EXPECT_EQ(upload.sha256, sha256Of(file));
 }
 
 TEST_F(VimeoScripts, OpeningIsStrict) {
@@ -186,12 +186,12 @@ TEST_F(VimeoScripts, DetailsAreKeptWithTheVideo) {
   EXPECT_EQ(client.patch("/vimeo" + picture.json()["uri"].asString(), R"({"active":true})", headers).status,
             200);
 
-  const auto metadata = sandbox::parseJson(server.uploads()[0].metadata);
-  ASSERT_TRUE(metadata);
-  EXPECT_EQ((*metadata)["tags"][1], "b");
-  EXPECT_EQ((*metadata)["categories"][0], "music");
-  EXPECT_EQ((*metadata)["thumbnail"]["sha256"], sha256Of("jpeg"));
-  EXPECT_TRUE((*metadata)["thumbnail"]["active"].asBool());
+  const Json::Value metadata =
+      sandbox::parseJson(server.uploads()[0].metadata).value_or(Json::Value(Json::objectValue));
+  EXPECT_EQ(metadata["tags"][1], "b");
+  EXPECT_EQ(metadata["categories"][0], "music");
+  EXPECT_EQ(metadata["thumbnail"]["sha256"], sha256Of("jpeg"));
+  EXPECT_TRUE(metadata["thumbnail"]["active"].asBool());
 }
 
 TEST_F(VimeoScripts, DetailsAreStrict) {
