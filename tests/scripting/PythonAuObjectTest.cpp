@@ -18,8 +18,6 @@ using namespace KBL;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
-using testing::SizeIs;
 
 namespace {
 

@@ -20,7 +20,6 @@ using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing::Not;
 using testing::SizeIs;
-using testing::StartsWith;
 
 namespace fs = std::filesystem;
 

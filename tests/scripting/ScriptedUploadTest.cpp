@@ -14,8 +14,6 @@
 #include <vector>
 
 using namespace KBL;
-using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 
