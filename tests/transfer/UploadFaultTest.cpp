@@ -4,6 +4,7 @@
 #include "transfer/UploadFixture.h"
 #include "uploaders/InstantTime.h"
 
+#include <map>
 #include <string_view>
 
 using namespace KBL;
@@ -209,20 +210,59 @@ INSTANTIATE_TEST_SUITE_P(Requests, UploadStall, testing::ValuesIn(places),
 
 // --- Servers that refuse every connection
 
-class DeadServer : public UploadFixture, public testing::WithParamInterface<NativePlatform> {
- protected:
-  DeadServer() : UploadFixture(GetParam()) {}
+/// One request of one chain goes to such a server.
+struct DeadPlace {
+  const char* name;
+  NativePlatform platform;
+  const char* urlKey;
+  std::string_view end;
 };
 
-TEST_P(DeadServer, EndsTheChainAtItsFirstRequestInSilence) {
-  sandbox_.setListening(false);
-  EventLog events;
-  const auto transfer = makeUpload(events, makeFile(10), GetParam().transfer);
-  EXPECT_EQ(transfer->Start(), 0);
-  ASSERT_TRUE(waitForEnds());
-  EXPECT_TRUE(events.events().empty());
+void PrintTo(const DeadPlace& place, std::ostream* out) {
+  *out << place.name;
 }
 
-INSTANTIATE_TEST_SUITE_P(Platforms, DeadServer, testing::Values(youtube, tiktok, douyin),
-                         [](const auto& test) { return std::string(test.param.uploadRequest); });
+class DeadServer : public UploadFixture, public testing::WithParamInterface<DeadPlace> {
+ protected:
+  DeadServer() : UploadFixture(GetParam().platform) {
+    dead_.setListening(false);
+    std::map<std::string, std::string> config = sandbox_.cloudConfig();
+    config.at(GetParam().urlKey) = dead_.cloudConfig().at(GetParam().urlKey);
+    setCloudConfig(config);
+  }
+
+  InstantTime noPauses_;
+  sandbox::Sandbox dead_;
+};
+
+TEST_P(DeadServer, EndsTheUploadAsDocumented) {
+  const auto transfer = makeUploadOf(makeFile(10));
+  EXPECT_EQ(transfer->Start(), 0);
+  ASSERT_TRUE(waitForEnds());
+  EXPECT_TRUE(dead_.requests().empty());
+  EXPECT_EQ(events_.count(8), 0U);
+  if (GetParam().end == silent) {
+    EXPECT_TRUE(events_.events().empty());
+    return;
+  }
+  ASSERT_FALSE(events_.events().empty());
+  EXPECT_EQ(events_.events().back().event, 12);
+  EXPECT_THAT(events_.events().back().text, testing::StartsWith(std::string(GetParam().end)));
+}
+
+constexpr std::string_view noConnection = "200007,";
+const DeadPlace deadPlaces[] = {
+    {"YoutubeCredentials", youtube, "urlLFServerClientCredentials", silent},
+    {"TiktokCredentials", tiktok, "urlLFServerClientCredentials", silent},
+    {"TiktokEntitlement", tiktok, "urlUserSupportQueryConsume", noConnection},
+    {"TiktokUpload", tiktok, "urlExternlMediaAuthTiktokUpload", noConnection},
+    {"DouyinCredentials", douyin, "urlLFServerClientCredentials", silent},
+    {"DouyinEntitlement", douyin, "urlUserSupportQueryConsume", noConnection},
+    {"DouyinOpening", douyin, "urlExternlMediaAuthDouyinVideoPartInit", noConnection},
+    {"DouyinPart", douyin, "urlExternlMediaAuthDouyinVideoPartUpload", noPart},
+    {"DouyinCompletion", douyin, "urlExternlMediaAuthDouyinVideoPartComplete", noConnection},
+};
+
+INSTANTIATE_TEST_SUITE_P(Requests, DeadServer, testing::ValuesIn(deadPlaces),
+                         [](const auto& test) { return std::string(test.param.name); });
 }  // namespace
