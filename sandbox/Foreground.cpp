@@ -3,10 +3,8 @@
 #include "sandbox/Sandbox.h"
 #include "sandbox/ScriptServicesFile.h"
 
-#include <signal.h>
-#include <time.h>
-
 #include <csignal>
+#include <ctime>
 #include <exception>
 #include <fstream>
 #include <ostream>

@@ -34,8 +34,8 @@ void Exchange::serve(httplib::Response& response, const httplib::ContentReader* 
   if (!replaced) reply = askService();
   readBody({});
   if (stream_.ended()) return;
-  const bool ownStatus = faultIs(Fault::Kind::status);
-  log_.answered(head_.request.serial, ownStatus ? delivery_->fault.code : reply.status);
+  const Fault* const ownStatus = faultIf(Fault::Kind::status);
+  log_.answered(head_.request.serial, ownStatus ? ownStatus->code : reply.status);
   if (!delivery_) return fillResponse(response, reply);
   AnswerFault fault(
       *delivery_, faults_, stream_, [this] { return stall(); }, [this] { return resetHere(); });
@@ -43,7 +43,7 @@ void Exchange::serve(httplib::Response& response, const httplib::ContentReader* 
 }
 
 void Exchange::faultDelivered() {
-  faults_.delivered(delivery_->id);
+  if (delivery_) faults_.delivered(delivery_->id);
 }
 
 void Exchange::markArrived() {
@@ -67,17 +67,17 @@ bool Exchange::readBody(const BodySink& sink) {
 }
 
 bool Exchange::takePiece(const char* bytes, std::size_t count, const BodySink& sink) {
-  const bool resets = faultIs(Fault::Kind::resetRequestAfter);
-  const bool stalls = faultIs(Fault::Kind::stallRequestAfter);
-  const bool here = (resets || stalls) &&
-                    bodySize_ < delivery_->fault.bytes + (delivery_->fault.bytes == 0) &&
-                    bodySize_ + count >= delivery_->fault.bytes;
+  const Fault* const resets = faultIf(Fault::Kind::resetRequestAfter);
+  const Fault* const stalls = faultIf(Fault::Kind::stallRequestAfter);
+  const Fault* const ends = resets ? resets : stalls;
+  const bool here = ends && bodySize_ < ends->bytes + (ends->bytes == 0) && bodySize_ + count >= ends->bytes;
   bodySize_ += count;
   if (keptBody_.size() < log_.bodyLimit())
     keptBody_.append(bytes, std::min(count, log_.bodyLimit() - keptBody_.size()));
   if (here && resets) return resetHere();
   if (here && stalls && !stall()) return false;
-  if (faultIs(Fault::Kind::slowRequest) && !slowDown(count)) return false;
+  const Fault* const slow = faultIf(Fault::Kind::slowRequest);
+  if (slow && !slowDown(*slow, count)) return false;
   if (sink && sinkContent_) sinkContent_ = sink(bytes, count);
   return true;
 }
@@ -85,17 +85,17 @@ bool Exchange::takePiece(const char* bytes, std::size_t count, const BodySink& s
 bool Exchange::reachEndOfBody() {
   if (!delivery_) return true;
   const bool shorter = bodySize_ < delivery_->fault.bytes || bodySize_ == 0;
-  if (faultIs(Fault::Kind::resetRequestAfter)) return resetHere();
-  if (faultIs(Fault::Kind::stall) || (faultIs(Fault::Kind::stallRequestAfter) && shorter)) return stall();
+  if (faultIf(Fault::Kind::resetRequestAfter)) return resetHere();
+  if (faultIf(Fault::Kind::stall) || (faultIf(Fault::Kind::stallRequestAfter) && shorter)) return stall();
   return true;
 }
 
-bool Exchange::slowDown(std::size_t count) {
+bool Exchange::slowDown(const Fault& fault, std::size_t count) {
   sincePause_ += count;
-  if (sincePause_ < delivery_->fault.bytes) return true;
-  sincePause_ -= delivery_->fault.bytes;
+  if (sincePause_ < fault.bytes) return true;
+  sincePause_ -= fault.bytes;
   if (!std::exchange(slowed_, true)) faultDelivered();
-  return faults_.pause(delivery_->fault.delay);
+  return faults_.pause(fault.delay);
 }
 
 bool Exchange::stall() {

@@ -23,7 +23,10 @@ class Exchange {
   void serve(httplib::Response& response, const httplib::ContentReader* reader);
 
  private:
-  [[nodiscard]] bool faultIs(Fault::Kind kind) const { return delivery_ && delivery_->fault.kind == kind; }
+  // The ordered fault if it is of that kind, else null.
+  [[nodiscard]] const Fault* faultIf(Fault::Kind kind) const {
+    return delivery_ && delivery_->fault.kind == kind ? &delivery_->fault : nullptr;
+  }
   void faultDelivered();
   // The request counts as arrived: it has come to its end, or a fault keeps it from there.
   void markArrived();
@@ -32,7 +35,7 @@ class Exchange {
   bool takePiece(const char* bytes, std::size_t count, const BodySink& sink);
   bool reachEndOfBody();
   // Pauses each time that another piece of the body is full. False when the sandbox stopped meanwhile.
-  bool slowDown(std::size_t count);
+  bool slowDown(const Fault& fault, std::size_t count);
   // Waits until the stall is released. False when the peer or the sandbox ended it, and the connection with
   // it.
   bool stall();

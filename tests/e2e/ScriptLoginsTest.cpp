@@ -26,7 +26,7 @@ class ScriptLoginsTest : public testing::Test {
 TEST_F(ScriptLoginsTest, KeepsTextsOfAnyKind) {
   for (const ScriptLogin& login :
        {ScriptLogin{"uuid", std::string(4095, 't'), "Zo\xC3\xAB\n:3:x", "Music|Sport|"},
-        ScriptLogin{"u", "t", "", ""},
+        ScriptLogin{"u", "a short token", "", ""},
         ScriptLogin{"", std::string("a\0b", 3), "5:", std::string(60000, '|')}}) {
     logins.save(login);
     const auto loaded = logins.load();
