@@ -110,7 +110,7 @@ _Result BsExternlMediaAuthorize::toVerifyAccessToken(const char* uuidText) {
 
 bool BsExternlMediaAuthorize::scheduleAfterTokenAnswer(BsExternlMediaAuthRequest& request,
                                                        IBsInfoReader* info, IBsErrorInfo* error) {
-  const std::string uuid = request.userUuid();
+  const std::string& uuid = request.userUuid();
   const auto now = context();
   const ExternlMediaCacheInfo* const record = findCacheInfo(now->cacheEntries, uuid);
   const std::string refreshToken = textOrEmpty(info->charKeyConfig(ExternlMediaMixedCharKey::refreshToken));
@@ -195,8 +195,8 @@ _Result BsExternlMediaAuthorize::getAccessToken(const char* uuidText, char* buff
   // token gets no terminator of its own. Hosts rely on it.
   const std::string& token = record->thirdAccessToken;
   const std::size_t copied = std::min(token.size(), maxHandedOutToken);
-  std::memcpy(buffer, token.data(), copied);
-  std::memset(buffer + copied, 0, token.size() - copied);
+  char* const end = std::copy_n(token.data(), copied, buffer);
+  std::fill_n(end, token.size() - copied, '\0');
   return resultOk;
 }
 

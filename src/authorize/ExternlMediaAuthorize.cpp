@@ -180,7 +180,7 @@ int BsExternlMediaAuthorize::cbRequestNotify(const std::string& uuid) {
 }
 
 void BsExternlMediaAuthorize::setSessionFlag(const std::string& uuid, SessionFlag flag, bool value) {
-  if (context()->sessions.count(uuid) == 0) return;
+  if (!context()->sessions.contains(uuid)) return;
   context_.change([&](AuthContext& context) {
     const auto entry = context.sessions.find(uuid);
     if (entry != context.sessions.end()) entry->second.*flag = value;

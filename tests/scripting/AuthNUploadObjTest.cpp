@@ -27,8 +27,8 @@ struct HostEvent {
   std::string text;
 
   bool operator==(const HostEvent&) const = default;
-  friend std::ostream& operator<<(std::ostream& out, const HostEvent& event) {
-    return out << event.event << " " << event.value << " '" << event.text << "'";
+  friend std::ostream& operator<<(std::ostream& out, const HostEvent& one) {
+    return out << one.event << " " << one.value << " '" << one.text << "'";
   }
 };
 

@@ -21,7 +21,7 @@ ExternlMediaAuthCallbackProxy& ExternlMediaAuthCallbackProxy::instance() {
   // Never freed, since workers may still come while the process ends; they find nothing then.
   static auto* const proxy = [] {
     auto* const made = new ExternlMediaAuthCallbackProxy;
-    std::atexit([] { instance().close(); });
+    (void)std::atexit([] { instance().close(); });
     return made;
   }();
   return *proxy;
