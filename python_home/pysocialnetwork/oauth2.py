@@ -7,13 +7,14 @@ import hashlib
 import hmac
 import secrets
 from abc import abstractmethod
-from dataclasses import dataclass
-from typing import ClassVar, Dict, Mapping, Optional
+from dataclasses import dataclass, replace
+from typing import Any, ClassVar, Dict, Mapping, Optional
 from urllib.parse import parse_qs, urlencode, urlsplit
 
 from . import begun
 from .errors import UploadError
-from .login import Login
+from .login import Login, expiry, require_token
+from .replies import text_member
 from .uploader import ACCEPTED, NOT_USABLE, Uploader
 from .wire import Wire
 
@@ -87,6 +88,37 @@ class OAuth2Uploader(Uploader):
             return None
         self.keep_secret(values[1])
         return PendingLogin(values[0], values[1])
+
+
+class RefreshingUploader(OAuth2Uploader):
+    """For services that give a refresh token beside the access token."""
+
+    @abstractmethod
+    def _token(self, wire: Wire, fields: Mapping[str, str], repeatable: bool = True) -> Dict[str, Any]:
+        """The token endpoint's answer to these fields and the application's own."""
+
+    def granted(self, answer: Mapping[str, Any]) -> Login:
+        """The login of a first token answer, its secrets kept out of texts from now on."""
+        login = Login(
+            self.platform,
+            require_token(answer.get("access_token")),
+            refresh=text_member(answer, "refresh_token"),
+            expires=expiry(answer),
+        )
+        self.keep_secret(*login.secrets())
+        return login
+
+    def _renew(self, wire: Wire, login: Login) -> Optional[Login]:
+        if not login.refresh:
+            return None
+        self.require_app(with_redirect=False)
+        answer = self._token(wire, {"grant_type": "refresh_token", "refresh_token": login.refresh})
+        return replace(
+            login,
+            access=require_token(answer.get("access_token")),
+            expires=expiry(answer),
+            refresh=text_member(answer, "refresh_token") or login.refresh,
+        )
 
 
 def single_values(url: str) -> Dict[str, str]:

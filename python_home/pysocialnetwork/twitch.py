@@ -7,15 +7,15 @@ service's refusal is told.
 from __future__ import annotations
 
 from dataclasses import replace
-from typing import Any, Dict, Mapping, Optional
+from typing import Any, Dict, Mapping
 from urllib.parse import urlencode
 
 from .bodies import LocalFile, form
 from .connection import Answer
 from .errors import Refused, TokenInvalid
 from .job import UploadJob
-from .login import Login, expiry, require_token
-from .oauth2 import OAuth2Uploader
+from .login import Login
+from .oauth2 import RefreshingUploader
 from .replies import json_object, member, required_text, text_member
 from .texts import chosen_privacy, split_tags
 from .wire import Wire, require_same_safety
@@ -29,7 +29,7 @@ GONE = 410
 PART = 20 * 1024 * 1024
 
 
-class Uploader(OAuth2Uploader):
+class Uploader(RefreshingUploader):
     platform = "twitch"
     login_service = "twitchLogin"
     scope = "channel_editor"
@@ -37,13 +37,7 @@ class Uploader(OAuth2Uploader):
     def _exchange_code(self, wire: Wire, code: str, verifier: str) -> Login:
         fields = {"grant_type": "authorization_code", "code": code, "redirect_uri": self.redirect_url}
         answer = self._token(wire, fields, repeatable=False)
-        login = Login(
-            self.platform,
-            require_token(answer.get("access_token")),
-            refresh=text_member(answer, "refresh_token"),
-            expires=expiry(answer),
-        )
-        self.keep_secret(*login.secrets())
+        login = self.granted(answer)
         headers = {"Client-Id": self.app_key, "Authorization": "Bearer " + login.access}
         address = self.address("twitchHelix") + "/users"
         users = wire.run(lambda: read(wire.exchange("GET", address, headers)))
@@ -52,18 +46,6 @@ class Uploader(OAuth2Uploader):
         # Channels are named after the user's login name.
         name = required_text(user, "login")
         return replace(login, user_id=name, user_name=text_member(user, "display_name") or name)
-
-    def _renew(self, wire: Wire, login: Login) -> Optional[Login]:
-        if not login.refresh:
-            return None
-        self.require_app(with_redirect=False)
-        answer = self._token(wire, {"grant_type": "refresh_token", "refresh_token": login.refresh})
-        return replace(
-            login,
-            access=require_token(answer.get("access_token")),
-            expires=expiry(answer),
-            refresh=text_member(answer, "refresh_token") or login.refresh,
-        )
 
     def _token(self, wire: Wire, fields: Mapping[str, str], repeatable: bool = True) -> Dict[str, Any]:
         body = form({"client_id": self.app_key, "client_secret": self.app_secret, **fields})

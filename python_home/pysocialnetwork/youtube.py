@@ -12,8 +12,8 @@ from .bodies import Body, LocalFile, form, json_body
 from .connection import Answer, origin_of
 from .errors import Refused, TokenInvalid, Transient, UploadError
 from .job import UploadJob, VideoRequest
-from .login import Login, expiry, require_token
-from .oauth2 import OAuth2Uploader
+from .login import Login
+from .oauth2 import RefreshingUploader
 from .replies import json_object, member, required_text, text_member
 from .texts import chosen_privacy, cut_bytes, split_tags
 from .wire import Wire, require_same_safety
@@ -30,7 +30,7 @@ RESUME = 308
 PASSING_REASONS = frozenset(("rateLimitExceeded", "userRateLimitExceeded", "backendError"))
 
 
-class Uploader(OAuth2Uploader):
+class Uploader(RefreshingUploader):
     platform = "youtube"
     login_service = "googleLogin"
     scope = "https://www.googleapis.com/auth/youtube.upload https://www.googleapis.com/auth/youtube.readonly"
@@ -41,27 +41,9 @@ class Uploader(OAuth2Uploader):
     def _exchange_code(self, wire: Wire, code: str, verifier: str) -> Login:
         fields = {"grant_type": "authorization_code", "code": code, "redirect_uri": self.redirect_url}
         answer = self._token(wire, {**fields, "code_verifier": verifier}, repeatable=False)
-        login = Login(
-            self.platform,
-            require_token(answer.get("access_token")),
-            refresh=text_member(answer, "refresh_token"),
-            expires=expiry(answer),
-        )
-        self.keep_secret(*login.secrets())
+        login = self.granted(answer)
         channel = first_item(self._get(wire, login, "/channels", {"part": "snippet", "mine": "true"}))
         return replace(login, user_id=text_member(channel, "id"), user_name=text_member(channel, "snippet", "title"))
-
-    def _renew(self, wire: Wire, login: Login) -> Optional[Login]:
-        if not login.refresh:
-            return None
-        self.require_app(with_redirect=False)
-        answer = self._token(wire, {"grant_type": "refresh_token", "refresh_token": login.refresh})
-        return replace(
-            login,
-            access=require_token(answer.get("access_token")),
-            expires=expiry(answer),
-            refresh=text_member(answer, "refresh_token") or login.refresh,
-        )
 
     def _token(self, wire: Wire, fields: Mapping[str, str], repeatable: bool = True) -> Dict[str, Any]:
         body = form({"client_id": self.app_key, "client_secret": self.app_secret, **fields})

@@ -181,25 +181,19 @@ int BsExternlMediaAuthYoutubeUploadFileRequest::checkResponseValid(const std::st
   return 0;
 }
 
-int BsExternlMediaAuthYoutubeUploadFileRequest::parseEnvelope(IBsInfoReader*, const std::string& content,
+int BsExternlMediaAuthYoutubeUploadFileRequest::parseEnvelope(IBsInfoReader* info, const std::string& content,
                                                               IBsErrorInfo* error, NetReply* reply) {
-  gotResult_ = false;
-  resultId_.clear();
-  if (error->errorCode() != ErrorCode::none) return 0;
-  Json::Value root;
-  std::string message;
-  int code = ErrorCode::none;
-  if (checkResponseValid(content, root, message, code) == 0) {
-    error->setError(code, message.c_str());
+  if (error->errorCode() != ErrorCode::none) {
+    forgetResult();
     return 0;
   }
-  if (root.isObject() && root.isMember("kind") && jsonMember(root, "id").isString()) {
-    gotResult_ = true;
-    resultId_ = jsonText(root, "id");
-    return 1;
-  }
-  error->setError(reply->resultCode, content.c_str());
-  return 0;
+  return UploadFileRequest::parseEnvelope(info, content, error, reply);
+}
+
+std::optional<std::string> BsExternlMediaAuthYoutubeUploadFileRequest::resultIn(
+    const Json::Value& root) const {
+  if (!root.isObject() || !root.isMember("kind") || !jsonMember(root, "id").isString()) return std::nullopt;
+  return jsonText(root, "id");
 }
 
 }  // namespace KBL

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -24,6 +25,7 @@ class BsExternlMediaAuthYoutubeUploadFileRequest : public UploadFileRequest {
   _Result Request(IBsInfoReader* info, INetworkClient* client, NetReply* reply) override;
   int checkResponseValid(const std::string& content, Json::Value& root, std::string& message,
                          int& code) override;
+  /// Reads nothing while an error stands on `error`.
   int parseEnvelope(IBsInfoReader* info, const std::string& content, IBsErrorInfo* error,
                     NetReply* reply) override;
 
@@ -34,6 +36,10 @@ class BsExternlMediaAuthYoutubeUploadFileRequest : public UploadFileRequest {
                    const std::map<std::string, std::string>& headers, std::string_view body,
                    std::uint64_t fileSize, std::uint64_t offset, IBsInfoReader* info, NetReply* reply,
                    int maxTries);
+
+ protected:
+  /// The id, where the answer also names its kind.
+  [[nodiscard]] std::optional<std::string> resultIn(const Json::Value& root) const override;
 
  private:
   /// Gives the client what opens the session: headers, and the metadata as the body.

@@ -40,25 +40,10 @@ int OpenIdUploadFileRequest::checkData(const std::string& content, Json::Value& 
   return 0;
 }
 
-int OpenIdUploadFileRequest::parseEnvelope(IBsInfoReader*, const std::string& content, IBsErrorInfo* error,
-                                           NetReply* reply) {
-  gotResult_ = false;
-  resultId_.clear();
-  Json::Value root;
-  std::string message;
-  int code = ErrorCode::none;
-  if (checkResponseValid(content, root, message, code) == 0) {
-    error->setError(code, message.c_str());
-    return 0;
-  }
+std::optional<std::string> OpenIdUploadFileRequest::resultIn(const Json::Value& root) const {
   const Json::Value& data = jsonMember(root, "data");
-  if (jsonMember(data, "share_id").isString()) {
-    gotResult_ = true;
-    resultId_ = jsonText(data, "share_id");
-    return 1;
-  }
-  error->setError(reply->resultCode, content.c_str());
-  return 0;
+  if (!jsonMember(data, "share_id").isString()) return std::nullopt;
+  return jsonText(data, "share_id");
 }
 
 }  // namespace KBL

@@ -5,6 +5,7 @@
 #include "uploaders/VideoFile.h"
 
 #include <cstdint>
+#include <optional>
 #include <source_location>
 #include <string>
 
@@ -16,10 +17,6 @@ class OpenIdUploadFileRequest : public UploadFileRequest {
  public:
   using UploadFileRequest::UploadFileRequest;
 
-  /// Reads the share id of a finished upload.
-  int parseEnvelope(IBsInfoReader* info, const std::string& content, IBsErrorInfo* error,
-                    NetReply* reply) override;
-
  protected:
   /// Who uploads what.
   struct Upload {
@@ -29,6 +26,9 @@ class OpenIdUploadFileRequest : public UploadFileRequest {
     FileStream file;
     std::uint64_t fileSize = 0;
   };
+
+  /// The share id.
+  [[nodiscard]] std::optional<std::string> resultIn(const Json::Value& root) const override;
 
   /// Makes `info` the reply record and fills `upload`. What is missing or wrong is refused in `reply`, before
   /// anything is sent.

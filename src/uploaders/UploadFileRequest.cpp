@@ -9,6 +9,7 @@
 #include "uploaders/isUploadStopped.h"
 
 #include <cstdlib>
+#include <utility>
 
 namespace KBL {
 
@@ -16,6 +17,30 @@ namespace {
 constexpr int shortestPauseMs = 50;
 constexpr int pauseRangeMs = 950;
 }  // namespace
+
+int UploadFileRequest::parseEnvelope(IBsInfoReader*, const std::string& content, IBsErrorInfo* error,
+                                     NetReply* reply) {
+  forgetResult();
+  Json::Value root;
+  std::string message;
+  int code = ErrorCode::none;
+  if (checkResponseValid(content, root, message, code) == 0) {
+    error->setError(code, message.c_str());
+    return 0;
+  }
+  if (std::optional<std::string> result = resultIn(root)) {
+    gotResult_ = true;
+    resultId_ = std::move(*result);
+    return 1;
+  }
+  error->setError(reply->resultCode, content.c_str());
+  return 0;
+}
+
+void UploadFileRequest::forgetResult() {
+  gotResult_ = false;
+  resultId_.clear();
+}
 
 int UploadFileRequest::handleRequestData(IBsBaseRequest*, IBsInfoReader* info, IBsErrorInfo*, NetReply*) {
   if (!gotResult_) return resultFailed;

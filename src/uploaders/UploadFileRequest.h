@@ -2,6 +2,7 @@
 
 #include "requests/BsExternlMediaAuthRequest.h"
 
+#include <optional>
 #include <string>
 
 namespace KBL {
@@ -12,6 +13,9 @@ class UploadFileRequest : public ConcreteAuthRequest {
  public:
   using ConcreteAuthRequest::ConcreteAuthRequest;
 
+  /// Reads the result of a finished upload: 1 with it, else 0 with what went wrong in `error`.
+  int parseEnvelope(IBsInfoReader* info, const std::string& content, IBsErrorInfo* error,
+                    NetReply* reply) override;
   /// Keeps a copy of `info` as the reply when the service gave the upload a result; else 1.
   int handleRequestData(IBsBaseRequest* self, IBsInfoReader* info, IBsErrorInfo* error,
                         NetReply* reply) override;
@@ -19,6 +23,10 @@ class UploadFileRequest : public ConcreteAuthRequest {
  protected:
   static constexpr int httpOk = 200;
   static constexpr const char* tokenMissingMessage = "access token param invalid";
+
+  /// The service's name of the finished video in a valid answer; none when the answer carries none.
+  [[nodiscard]] virtual std::optional<std::string> resultIn(const Json::Value& root) const = 0;
+  void forgetResult();
 
   /// Takes the user's platform token as it stands now. `token` keeps its former text when there is none, so
   /// that an upload which has begun outlasts its user's sign-out. False when it reads as empty afterwards.
