@@ -1,5 +1,7 @@
 #include "media_tasks/FetchGate.h"
 
+#include "foundation/tls/TlsLibrary.h"
+
 #include <chrono>
 #include <cstdlib>
 
@@ -23,6 +25,12 @@ ExitGate& fetchGate() {
     return *new ExitGate;
   }();
   return gate;
+}
+
+FetchPass::FetchPass() : ExitGate::Pass(fetchGate()) {}
+
+FetchPass::~FetchPass() {
+  if (isGranted()) leaveTlsLibrary();
 }
 
 }  // namespace KBL

@@ -9,4 +9,11 @@ namespace KBL {
 /// waits a bounded time for them to leave.
 [[nodiscard]] ExitGate& fetchGate();
 
+/// One fetch inside that gate; not granted when it is closed. Nothing of libcurl stays with the thread.
+class FetchPass : public ExitGate::Pass {
+ public:
+  FetchPass();
+  ~FetchPass();
+};
+
 }  // namespace KBL

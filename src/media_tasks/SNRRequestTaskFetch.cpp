@@ -42,7 +42,7 @@ class Settings {
 bool SNRRequestTask::Fetch(const std::string& url, std::string& body) {
   lastChangeTime_ = 0;
   lastByteCount_ = -1.0;
-  const ExitGate::Pass pass(fetchGate());
+  const FetchPass pass;
   if (!pass.isGranted()) {
     cancel();
     return false;

@@ -1,5 +1,7 @@
 #include "foundation/BsNet/ExchangeGate.h"
 
+#include "foundation/tls/TlsLibrary.h"
+
 #include <chrono>
 #include <cstdlib>
 #include <mutex>
@@ -34,6 +36,10 @@ void close() {
 }  // namespace
 
 ExchangeGate::Pass::Pass() : ExitGate::Pass(gate()) {}
+
+ExchangeGate::Pass::~Pass() {
+  if (isGranted()) leaveTlsLibrary();
+}
 
 bool ExchangeGate::isClosing() {
   return gate().isClosing();

@@ -9,10 +9,11 @@ namespace KBL {
 /// and the exiting thread waits a bounded time for them to leave.
 class ExchangeGate {
  public:
-  /// One stay inside libcurl; not granted when the gate is closed.
+  /// One stay inside libcurl; not granted when the gate is closed. Nothing of libcurl stays with the thread.
   class Pass : public ExitGate::Pass {
    public:
     Pass();
+    ~Pass();
   };
 
   [[nodiscard]] static bool isClosing();
