@@ -1,0 +1,114 @@
+"""What is special about Facebook: the Graph API's errors, its phases, its words."""
+
+import json
+import unittest
+
+from pysocialnetwork import facebook, graph
+from pysocialnetwork.errors import Refused, TokenInvalid, Transient, UploadError
+from pysocialnetwork.job import VideoRequest
+
+from platformcase import ERROR, FINISHED, PlatformCase, answer, as_reply
+
+
+class Graph(unittest.TestCase):
+    def failure(self, status, **error):
+        with self.assertRaises(UploadError) as caught:
+            graph.read(answer(status, {"error": error}), "Facebook")
+        return caught.exception
+
+    def test_errors_are_told_apart_by_number(self):
+        self.assertIsInstance(self.failure(400, code=190, message="expired"), TokenInvalid)
+        self.assertIsInstance(self.failure(200, code=102), TokenInvalid)
+        for code in (1, 2, 4, 17, 341):
+            self.assertIsInstance(self.failure(400, code=code), Transient)
+        self.assertIsInstance(self.failure(400, code=9, is_transient=True), Transient)
+        refused = self.failure(403, code=200, message="no right")
+        self.assertIsInstance(refused, Refused)
+        self.assertEqual(str(refused), "Facebook: no right")
+        self.assertEqual(str(self.failure(500)), "Facebook: status 500")
+
+    def test_a_wrong_offset_names_the_right_one(self):
+        for data in ({"start_offset": "5", "end_offset": 9}, '{"start_offset": 5, "end_offset": "9"}'):
+            other = self.failure(400, code=6001, error_subcode=1363037, error_data=data)
+            self.assertEqual((other.start, other.end), (5, 9))
+        for data in (None, "{", [], {"start_offset": -1, "end_offset": 3}):
+            self.assertNotIsInstance(self.failure(400, error_subcode=1363037, error_data=data), graph.WrongOffset)
+
+    def test_an_error_outside_the_pattern_is_told_by_its_status(self):
+        for content in (b"", b"<html>", b'{"error_message": []}'):
+            with self.assertRaisesRegex(Refused, "status 404"):
+                graph.read(answer(404, content), "Instagram")
+        with self.assertRaisesRegex(Refused, "Instagram: bad code"):
+            graph.read(answer(400, {"error_message": "bad code"}), "Instagram")
+
+
+class Facebook(PlatformCase):
+    module = facebook
+
+    def phases(self, transfers):
+        """Answers start, the given transfers one by one, and finish."""
+        waiting = list(transfers)
+
+        def respond(request):
+            if b'"upload_phase"\r\n\r\nstart' in request.body:
+                return as_reply({"video_id": "7", "upload_session_id": "s", "start_offset": "0", "end_offset": "2000"})
+            if b'"upload_phase"\r\n\r\nfinish' in request.body:
+                return as_reply({"success": True})
+            return waiting.pop(0)
+
+        return respond
+
+    @staticmethod
+    def at(start, end):
+        return as_reply({"start_offset": str(start), "end_offset": str(end)})
+
+    @staticmethod
+    def wrong(start, end):
+        data = {"start_offset": str(start), "end_offset": str(end)}
+        return as_reply({"error": {"code": 6001, "error_subcode": 1363037, "error_data": data}}, 400)
+
+    def test_the_service_chooses_the_parts(self):
+        with self.serve(self.phases([self.at(2000, 4999), self.at(4999, 5000), self.at(5000, 5000)])) as server:
+            self.assertEqual(self.upload().text, "https://www.facebook.com/watch/?v=7")
+            sizes = [int(request.headers["Content-Length"]) for request in server.requests]
+        self.assertTrue(sizes[1] > 2000 and sizes[2] > 2999 and sizes[3] < 2000, sizes)
+
+    def test_the_service_may_want_to_go_back_or_on(self):
+        replies = [
+            self.at(2000, 4000),
+            self.wrong(1000, 3000),
+            self.wrong(1000, 3000),
+            self.at(3000, 5000),
+            self.wrong(5000, 5000),
+        ]
+        with self.serve(self.phases(replies)):
+            self.assertEqual(self.upload().code, FINISHED)
+
+    def test_parts_that_lead_nowhere_end_the_upload(self):
+        for reply in (
+            self.at(2000, 2000),
+            self.at(9000, 9001),
+            as_reply({}),
+            as_reply({"start_offset": "x", "end_offset": "y"}),
+        ):
+            with self.serve(self.phases([reply])):
+                self.assertEqual(self.upload().code, ERROR)
+
+    def test_details_are_in_the_services_words(self):
+        fields = dict(self.uploader._details(VideoRequest("p", "T" * 300, "D", "Friends", "a,b", "cars trucks")))
+        self.assertEqual(json.loads(fields["privacy"]), {"value": "ALL_FRIENDS"})
+        self.assertEqual(json.loads(fields["content_tags"]), ["a", "b"])
+        self.assertEqual(fields["content_category"], "CARS_TRUCKS")
+        self.assertEqual(len(fields["title"]), 255)
+
+    def test_a_publication_that_is_not_confirmed_is_an_error(self):
+        with self.serve(
+            lambda request: self.at(5000, 5000)
+            if b"finish" in request.body
+            else as_reply({"video_id": "7", "upload_session_id": "s", "start_offset": "5000", "end_offset": "5000"})
+        ):
+            self.assertEqual(self.upload().text, "Facebook did not publish the video")
+
+
+if __name__ == "__main__":
+    unittest.main()

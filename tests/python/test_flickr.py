@@ -1,0 +1,87 @@
+"""What is special about Flickr: its tickets, its errors, its way to sign in."""
+
+import unittest
+
+from pysocialnetwork import flickr
+from pysocialnetwork.errors import Refused, TokenInvalid, Transient, UploadError
+from pysocialnetwork.job import VideoRequest
+
+from platformcase import PlatformCase, answer, as_reply
+from support import Reply, in_turn
+
+
+class Flickr(PlatformCase):
+    module = flickr
+    login = {"secret": "token-secret", "user_id": "1@N01"}
+
+    ticket = Reply(200, b'<?xml version="1.0"?><rsp stat="ok"><ticketid>9-1</ticketid></rsp>')
+
+    @staticmethod
+    def state(complete, photo=None, name="9-1"):
+        entry = {"id": name, "complete": complete}
+        return as_reply({"stat": "ok", "uploader": {"ticket": [{**entry, **({"photoid": photo} if photo else {})}]}})
+
+    def test_the_ticket_is_looked_at_until_the_video_is_there(self):
+        with self.serve(in_turn(self.ticket, self.state(0), self.state(0), self.state(1, "77"))):
+            self.assertEqual(self.upload().text, "https://www.flickr.com/photos/1@N01/77")
+
+    def test_tickets_that_lead_nowhere_end_the_upload(self):
+        for reply in (
+            self.state(2),
+            self.state(1),
+            self.state(1, "7", "other"),
+            as_reply({"stat": "ok", "uploader": {"ticket": "x"}}),
+        ):
+            with self.serve(in_turn(self.ticket, reply)):
+                self.assertIn("could not make a video", self.upload().text)
+        self.uploader.longest_wait = 0.0
+        with self.serve(in_turn(self.ticket, self.state(0))):
+            self.assertIn("not made a video of the file in time", self.upload().text)
+
+    def test_answers_to_the_upload_are_told_apart(self):
+        cases = (
+            (b'<rsp stat="fail"><err code="98" msg="Invalid auth token"/></rsp>', TokenInvalid),
+            (b'<rsp stat="fail"><err code="105" msg="Down"/></rsp>', Transient),
+            (b'<rsp stat="fail"><err code="5" msg="Filetype"/></rsp>', Refused),
+            (b'<rsp stat="ok"></rsp>', UploadError),
+            (b"nonsense", UploadError),
+            (b'<!DOCTYPE x [<!ENTITY a "b">]><rsp stat="ok"><ticketid>&a;</ticketid></rsp>', Refused),
+        )
+        for body, kind in cases:
+            with self.subTest(body), self.assertRaises(kind):
+                flickr.ticket_of(answer(200, body))
+
+    def test_problems_of_oauth_are_told_apart(self):
+        self.assertIsInstance(flickr.failure(answer(401, b"oauth_problem=token_rejected")), TokenInvalid)
+        wrong = flickr.failure(answer(401, b"oauth_problem=signature_invalid&debug_sbs=x"))
+        self.assertIsInstance(wrong, Refused)
+        self.assertEqual(str(wrong), "Flickr: signature_invalid")
+
+    def test_fields_are_in_the_services_words(self):
+        fields = self.uploader._fields(VideoRequest("p", "T", "", "friends", 'a,two "words"', ""))
+        self.assertEqual(fields["tags"], 'a "two words"')
+        self.assertEqual([fields[name] for name in ("is_public", "is_friend", "is_family")], ["0", "1", "0"])
+        self.assertNotIn("description", fields)
+
+    def test_a_redirect_address_that_is_not_confirmed_is_no_login(self):
+        with self.serve(in_turn(Reply(200, b"oauth_token=a&oauth_token_secret=b"))):
+            self.assertEqual(self.uploader.GetLoginURL(), "")
+            self.assertIn("did not accept the redirect address", self.uploader.GetLastError())
+
+    def test_redirects_are_checked(self):
+        reply = Reply(200, b"oauth_token=ask&oauth_token_secret=b&oauth_callback_confirmed=true")
+        with self.serve(in_turn(reply)):
+            self.assertIn("oauth_token=ask&perms=write", self.uploader.GetLoginURL())
+        place = "http://localhost/done"
+        self.assertEqual(self.uploader.VerifyRedirectURL(place), 1)
+        self.assertEqual(self.uploader.VerifyRedirectURL(place + "?oauth_token=other&oauth_verifier=v"), 2)
+        self.assertEqual(self.uploader.VerifyRedirectURL(place + "?denied=other"), 2)
+        self.assertIn("belongs to another login", self.uploader.GetLastError())
+        self.assertEqual(self.uploader.VerifyRedirectURL(place + "?denied=ask"), 2)
+        self.assertEqual(self.uploader.GetLastError(), "the login was refused")
+        self.assertEqual(self.uploader.VerifyRedirectURL(place + "?oauth_token=ask&oauth_verifier=v"), 2)
+        self.assertEqual(self.uploader.GetLastError(), "no login has been begun")
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,50 @@
+"""What is special about Twitch: its parts, and its refusals."""
+
+import unittest
+
+from pysocialnetwork import twitch
+from pysocialnetwork.errors import Refused, TokenInvalid, UploadError
+from pysocialnetwork.login import Login
+
+from platformcase import PlatformCase, answer, as_reply
+from support import Reply
+
+
+class Twitch(PlatformCase):
+    module = twitch
+    login = {"user_id": "ada"}
+
+    def test_errors_are_told_apart(self):
+        with self.assertRaisesRegex(Refused, "has withdrawn video uploads"):
+            twitch.read(answer(410, {"message": "Gone"}))
+        with self.assertRaises(TokenInvalid):
+            twitch.read(answer(401, {"message": "invalid oauth token"}))
+        with self.assertRaisesRegex(Refused, "invalid client"):
+            twitch.read(answer(401, {"message": "invalid client"}), login_call=True)
+
+    def test_parts_are_numbered_without_gaps(self):
+        def respond(request):
+            if request.path.startswith("/twitchApi"):
+                return as_reply({"upload": {"url": server.url + "/put", "token": "up-token"}, "video": {"_id": "v12"}})
+            return Reply(200)
+
+        with self.serve(respond) as server:
+            end = self.upload(twitch.PART * 2 + 5, tags="a,b", title="T" * 200)
+            paths = [request.path for request in server.requests]
+            sizes = [len(request.body) for request in server.requests]
+        self.assertEqual(end.text, "https://www.twitch.tv/videos/12")
+        self.assertIn("channel_name=ada&title=" + "T" * 100 + "&description=&tag_list=a%2Cb&viewable=private", paths[0])
+        self.assertEqual(
+            paths[1:],
+            ["/put?part=%d&upload_token=up-token" % n for n in (1, 2, 3)] + ["/put/complete?upload_token=up-token"],
+        )
+        self.assertEqual(sizes[1:4], [twitch.PART, twitch.PART, 5])
+
+    def test_a_renewal_without_application_settings_is_no_renewal(self):
+        self.uploader.SetAppKey("")
+        with self.uploader.calling() as wire, self.assertRaisesRegex(UploadError, "key and secret"):
+            self.uploader._renew(wire, Login("twitch", "t", refresh="r"))
+
+
+if __name__ == "__main__":
+    unittest.main()

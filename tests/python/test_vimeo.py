@@ -1,0 +1,66 @@
+"""What is special about Vimeo: its offsets, its errors, its quotas."""
+
+import unittest
+
+from pysocialnetwork import vimeo
+from pysocialnetwork.errors import TokenInvalid
+
+from platformcase import ERROR, PlatformCase, answer, as_reply
+from support import Reply, in_turn
+
+
+class Vimeo(PlatformCase):
+    module = vimeo
+
+    def tus(self, *moves):
+        waiting = list(moves)
+
+        def respond(request):
+            if request.method == "POST":
+                return as_reply({"uri": "/videos/5", "upload": {"upload_link": server.url + "/tus"}}, 201)
+            return waiting.pop(0)
+
+        server = self.serve(respond)
+        return server
+
+    @staticmethod
+    def at(offset, status=204):
+        return Reply(status, b"", {"Upload-Offset": str(offset)})
+
+    def test_the_upload_goes_on_where_the_service_is(self):
+        with self.tus(
+            self.at(2000), self.at(1000, 409), self.at(1000, 200), self.at(1000, 200), self.at(5000)
+        ) as server:
+            self.assertEqual(self.upload().text, "https://vimeo.com/5")
+            moves = [(r.method, r.headers["Upload-Offset"]) for r in server.requests[1:]]
+        self.assertEqual(moves[0], ("PATCH", "0"))
+        self.assertEqual(moves[-1], ("PATCH", "1000"))
+        self.assertIn(("HEAD", None), moves)
+
+    def test_answers_without_an_offset_end_the_upload(self):
+        for reply in (Reply(204), self.at("x"), self.at(-1), self.at(6000), Reply(404), Reply(410)):
+            with self.tus(reply):
+                self.assertEqual(self.upload().code, ERROR)
+
+    def test_the_upload_address_must_be_as_safe_as_the_service(self):
+        created = {"uri": "/videos/5", "upload": {"upload_link": "ftp://x/"}}
+        with self.serve(in_turn(as_reply(created, 201))):
+            self.assertIn("no URL", self.upload().text)
+
+    def test_errors_are_told_in_the_services_words(self):
+        self.assertIsInstance(vimeo.refusal(answer(401, {"error": "bad token"})), TokenInvalid)
+        self.assertEqual(str(vimeo.refusal(answer(400, {"error": "a", "developer_message": "b"}))), "Vimeo: b")
+        self.assertEqual(str(vimeo.refusal(answer(500, b"<"))), "Vimeo: status 500")
+
+    def test_quotas_that_are_not_told_are_no_limits(self):
+        with self.serve(in_turn(as_reply({}))), self.uploader.calling() as wire:
+            account = self.uploader._read_account(wire)
+        self.assertEqual((account.hd, account.sd, account.space, account.categories), (True, True, 0, ()))
+        quota = {"upload_quota": {"space": {"free": 3 << 20}, "quota": {"hd": False, "sd": True}}}
+        with self.serve(in_turn(as_reply(quota))), self.uploader.calling() as wire:
+            account = self.uploader._read_account(wire)
+        self.assertEqual((account.hd, account.sd, account.space), (False, True, 3))
+
+
+if __name__ == "__main__":
+    unittest.main()

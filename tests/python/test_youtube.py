@@ -1,0 +1,90 @@
+"""What is special about YouTube: its sessions, its ranges, its errors."""
+
+import time
+import unittest
+
+from pysocialnetwork import youtube
+from pysocialnetwork.errors import Refused, TokenInvalid, Transient, UploadError
+from pysocialnetwork.login import Login
+
+from platformcase import ERROR, FINISHED, PlatformCase, answer, as_reply
+from support import Reply, Server, in_turn
+
+
+class Youtube(PlatformCase):
+    module = youtube
+
+    def test_the_header_tells_how_far_the_upload_is(self):
+        self.assertEqual(youtube.received(answer(308, b"")), 0)
+        self.assertEqual(youtube.received(answer(308, b"", Range="bytes=0-9")), 10)
+        self.assertEqual(youtube.received(answer(308, b"", Range=" 0-0 ")), 1)
+        for header in ("", "bytes=1-9", "bytes=0-", "bytes=0-x", "bytes=0-" + "9" * 30):
+            with self.assertRaises(UploadError):
+                youtube.received(answer(308, b"", Range=header))
+
+    def test_errors_are_told_apart(self):
+        cases = (
+            (401, {"error": {"message": "Invalid Credentials"}}, TokenInvalid),
+            (401, {"error": "invalid_client"}, Refused),
+            (400, {"error": "invalid_grant", "error_description": "spent"}, Refused),
+            (403, {"error": {"errors": [{"reason": "rateLimitExceeded"}]}}, Transient),
+            (403, {"error": {"message": "over", "errors": [{"reason": "quotaExceeded"}]}}, Refused),
+            (403, {"error": {"errors": "x"}}, Refused),
+            (308, {}, Refused),
+        )
+        for status, content, kind in cases:
+            with self.subTest(content), self.assertRaises(kind):
+                youtube.read(answer(status, content))
+
+    def sessions(self, location, put):
+        def respond(request):
+            return put(request) if request.method == "PUT" else as_reply({}, Location=location(request))
+
+        return respond
+
+    def test_a_session_elsewhere_does_not_see_the_token(self):
+        with Server(in_turn(as_reply({"id": "v"}))) as elsewhere:
+            with self.serve(self.sessions(lambda request: elsewhere.url + "/session", None)):
+                self.assertEqual(self.upload().code, FINISHED)
+            self.assertIsNone(elsewhere.requests[0].headers["Authorization"])
+
+    def test_a_session_at_the_service_sees_the_token(self):
+        replies = self.sessions(lambda request: server.url + "/session", lambda request: as_reply({"id": "v"}))
+        with self.serve(replies) as server:
+            self.assertEqual(self.upload().text, "https://www.youtube.com/watch?v=v")
+            put = server.requests[-1]
+        self.assertEqual(put.headers["Authorization"], "Bearer token")
+        self.assertEqual(put.headers["Content-Range"], "bytes 0-4999/5000")
+
+    def test_sessions_that_cannot_serve_end_the_upload(self):
+        for location in ("", "ftp://x/", "/relative"):
+            with self.serve(self.sessions(lambda request: location, None)):
+                self.assertEqual(self.upload().code, ERROR)
+        for status, text in ((404, "start it again"), (410, "start it again"), (200, "does not name it")):
+            with self.serve(self.sessions(lambda request: server.url + "/s", lambda request: Reply(status))) as server:
+                self.assertIn(text, self.upload().text)
+
+    def test_a_renewal_keeps_the_refresh_token_that_is_not_replaced(self):
+        with self.serve(
+            in_turn(as_reply({"access_token": "next", "expires_in": 3600}))
+        ), self.uploader.calling() as wire:
+            renewed = self.uploader._renew(wire, Login("youtube", "old", refresh="kept"))
+        self.assertEqual((renewed.access, renewed.refresh), ("next", "kept"))
+        self.assertGreater(renewed.expires, time.time())
+
+    def test_categories_are_found_by_title_or_number(self):
+        items = [
+            {"id": "1", "snippet": {"title": "Film", "assignable": True}},
+            {"id": "2", "snippet": {"title": "Shows", "assignable": False}},
+            {"id": 3},
+            None,
+        ]
+        with self.serve(in_turn(as_reply({"items": items}))), self.uploader.calling() as wire:
+            self.assertEqual(self.uploader._category_id(wire, " film "), "1")
+            self.assertEqual(self.uploader._category_id(wire, "1"), "1")
+            with self.assertRaises(UploadError):
+                self.uploader._category_id(wire, "Shows")
+
+
+if __name__ == "__main__":
+    unittest.main()
