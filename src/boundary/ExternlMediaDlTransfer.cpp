@@ -10,8 +10,8 @@
 #include "media_tasks/SNRInstagramImageTask.h"
 
 #include <algorithm>
+#include <exception>
 #include <new>
-#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -28,13 +28,21 @@ enum DownloadCommand : int {
   commandHostContext = 15,
 };
 
-using Tasks = std::vector<std::unique_ptr<SNRRequestTask>>;
+/// Has another thread wait for the task and destroy it.
+void leaveToAnotherThread(std::unique_ptr<SNRRequestTask> task) {
+  SNRRequestTask* const left = task.release();
+  try {
+    std::thread([left] { delete left; }).detach();
+  } catch (const std::exception&) {
+    // Neither memory nor threads are left: the task stays, since one that runs may not be freed.
+  }
+}
 
 }  // namespace
 
 ExternlMediaDlTransfer::~ExternlMediaDlTransfer() {
   if (isInsideCallback()) {
-    leaveTasksToAnotherThread();
+    leaveTasks();
   } else {
     stopAll();
   }
@@ -69,17 +77,13 @@ bool ExternlMediaDlTransfer::isInsideCallback() const {
                      [](const auto& task) { return task->isOnOwnThread(); });
 }
 
-/// The thread that ends here can't wait for itself: another one waits for it and destroys the tasks.
-void ExternlMediaDlTransfer::leaveTasksToAnotherThread() {
-  if (SNRDownloadTask_) SNRDownloadTask_->cancel();
-  auto tasks = std::make_unique<Tasks>(std::move(earlierTasks_));
-  tasks->push_back(std::move(SNRDownloadTask_));
-  Tasks* const left = tasks.release();
-  try {
-    std::thread([left] { delete left; }).detach();
-  } catch (const std::system_error&) {
-    // A system without threads left: the memory stays, since a running task may not be freed.
+/// The thread that ends here can't wait for itself.
+void ExternlMediaDlTransfer::leaveTasks() {
+  if (SNRDownloadTask_) {
+    SNRDownloadTask_->cancel();
+    leaveToAnotherThread(std::move(SNRDownloadTask_));
   }
+  for (auto& task : earlierTasks_) leaveToAnotherThread(std::move(task));
 }
 
 // NOLINTNEXTLINE(cert-dcl50-cpp): hosts are built against these arguments

@@ -52,7 +52,7 @@ class ExternlMediaDlTransfer final : public IExternlMediaTransfer, public RefCnt
   std::int32_t replaceTask(Arguments&&... arguments);
   [[nodiscard]] bool isInsideCallback() const;
   void stopAll();
-  void leaveTasksToAnotherThread();
+  void leaveTasks();
 
   std::unique_ptr<SNRRequestTask> SNRDownloadTask_;  ///< the current task or null
   void* hostContext_ = nullptr;

@@ -4,9 +4,12 @@
 #include "foundation/object/RefPtr.h"
 #include "media_tasks/MediaHost.h"
 #include "support/FailingAllocation.h"
+#include "support/WaitUntil.h"
 
 #include <gmock/gmock.h>
 
+#include <atomic>
+#include <cstdlib>
 #include <string>
 
 using KBL::IExternlMediaTransfer;
@@ -55,6 +58,37 @@ TEST(TransferMemory, CommandsGive3AndLeaveTheTransferUsable) {
       EXPECT_EQ(command(*transfer, number), 0);
     }
     EXPECT_GE(failures, 2) << "command " << number;
+  }
+}
+
+namespace {
+
+/// Releases a transfer for the last time in a callback, short of memory; ends the process with 0 once the
+/// call has come back.
+[[noreturn]] void releaseInACallback(int successesBefore) {
+  // Nothing listens there: the task says so.
+  KBL::setCloudConfig({{"urlMediaFacebookGraph", "http://127.0.0.1:1"}});
+  MediaHost host;
+  std::atomic<bool> released{false};
+  IExternlMediaTransfer* const transfer = createEMTDlTransfer();
+  host.onOther = [&] {
+    const ScopedFailingAllocation shortage(successesBefore);
+    released = transfer->Release() == 0;
+  };
+  transfer->Command(15, static_cast<void*>(&host));
+  for (int earlier = 0; earlier < 3; ++earlier) (void)command(*transfer, 14);
+  (void)command(*transfer, 11);
+  transfer->Start();
+  // Without the exit handlers: what is kept for want of memory is no leak to look for.
+  std::_Exit(waitUntil([&] { return released.load(); }) ? 0 : 1);
+}
+
+}  // namespace
+
+TEST(TransferMemoryDeathTest, TheLastReleaseInACallbackReturns) {
+  testing::GTEST_FLAG(death_test_style) = "threadsafe";
+  for (int successes = 0; successes < 6; ++successes) {
+    EXPECT_EXIT(releaseInACallback(successes), testing::ExitedWithCode(0), "") << successes;
   }
 }
 
