@@ -12,6 +12,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <stdexcept>
 
 using KBL::SNRFacebookDownloadMediaTask;
 using testing::ElementsAre;
@@ -171,6 +172,23 @@ TEST_F(Download, PastItsLimitReportsError10) {
   server.answerAlways(std::string(2000, 'x'));
   download(directory.file("f"), 1999);
   EXPECT_THAT(host.errors(), ElementsAre(Error{10, "Failed writing received data to disk/application"}));
+  EXPECT_FALSE(std::filesystem::exists(directory.file("f")));
+}
+
+TEST_F(Download, MayBeLargerThanAPage) {
+  server.answerAlways(std::string(KBL::largestPageBytes + 1, 'x'), "application/octet-stream");
+  download(directory.file("f"));
+  EXPECT_THAT(host.errors(), IsEmpty());
+  EXPECT_EQ(std::filesystem::file_size(directory.file("f")), KBL::largestPageBytes + 1);
+}
+
+TEST_F(Download, EndsWithError10WhenTheHostThrows) {
+  server.answerAlways(std::string(1000, 'x'));
+  host.onOther = [&] {
+    if (host.errors().empty()) throw std::runtime_error("a host's own trouble");
+  };
+  download(directory.file("f"));
+  EXPECT_THAT(host.errors(), ElementsAre(Error{10, "Operation was aborted by an application callback"}));
   EXPECT_FALSE(std::filesystem::exists(directory.file("f")));
 }
 

@@ -332,6 +332,18 @@ TEST_F(DownloadTransfer, ReleasedInTheErrorCallbackEndsInPeace) {
   EXPECT_EQ(host.calls(), 1U);
 }
 
+TEST_F(DownloadTransfer, ReleasedInTheProgressCallbackEndsInPeace) {
+  server.answerInOrder({PageReply{.body = std::string(1000, 'x'), .stallAfter = 400}});
+  std::atomic<bool> released{false};
+  IExternlMediaTransfer* const raw = transfer.leak();
+  host.onOther = [&] { released = raw->Release() == 0; };
+  raw->Command(10, server.url().c_str(), directory.file("f").c_str(), &MediaHost::onError,
+               &MediaHost::onProgress);
+  raw->Start();
+  ASSERT_TRUE(waitUntil([&] { return released.load(); }));
+  EXPECT_EQ(host.calls(), 1U);
+}
+
 TEST_F(DownloadTransfer, KeepsEarlierTasksUntilItsEnd) {
   server.answerAlways(R"({"data":[]})");
   for (int round = 0; round < 50; ++round) {

@@ -133,6 +133,27 @@ TEST_F(FacebookAlbums, CutNamesTo255Characters) {
   EXPECT_EQ(host.albums().front(), (Album{std::string(255, 'i'), std::string(255, 'n'), 1}));
 }
 
+TEST_F(FacebookAlbums, CutNoNameInsideACharacter) {
+  const std::string clapper = "\xF0\x9F\x8E\xAC";  // two 16-bit characters
+  const std::string fits = std::string(253, 'n') + clapper;
+  const std::string tooLong = std::string(254, 'n') + clapper;
+  answer({R"({"data":[{"id":"1","name":")" + fits + R"("},{"id":"2","name":")" + tooLong + R"("}]})"});
+  listAlbums();
+  EXPECT_THAT(host.albums(),
+              ElementsAre(Album{"1", fits, 1}, Album{"2", std::string(254, 'n'), 1}, closingAlbum));
+}
+
+TEST_F(FacebookAlbums, EndNamesAtAZeroAndReplaceWhatIsNoUtf8) {
+  answer({R"({"data":[{"id":"1\u00002","name":"a)"
+          "\xFF"
+          R"(b"}]})"});
+  listAlbums();
+  EXPECT_EQ(host.albums().front(), (Album{"1",
+                                          "a\xEF\xBF\xBD"
+                                          "b",
+                                          1}));
+}
+
 TEST_F(FacebookAlbums, ReadMembersOfAWrongTypeLikeMissingOnes) {
   answer({R"({"data":[{"id":7,"name":{}},5,null],"paging":{"next":3}})"});
   listAlbums();
