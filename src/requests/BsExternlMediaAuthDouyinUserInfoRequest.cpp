@@ -32,7 +32,7 @@ int BsExternlMediaAuthDouyinUserInfoRequest::checkResponseValid(const std::strin
     return 0;
   }
   const Json::Value& data = jsonMember(root, "data");
-  code = jsonInt(data, "error_code");
+  code = jsonCode(data, "error_code");
   if (code == 0) return 1;
   message = jsonText(data, "description");
   return 0;

@@ -34,7 +34,7 @@ int BsExternlMediaAuthTiktokUserInfoRequest::checkResponseValid(const std::strin
   bool valid = false;
   if (parseJson(content, root, true)) {
     const Json::Value& error = jsonMember(root, "error");
-    code = jsonInt(error, "code");
+    code = jsonCode(error, "code");
     valid = error.isObject() && code == 0;
   }
   if (!valid) message = "can't read json.";

@@ -3,8 +3,10 @@
 #include <json/reader.h>
 #include <json/writer.h>
 
+#include <algorithm>
 #include <cstring>
 #include <exception>
+#include <limits>
 #include <memory>
 
 namespace KBL {
@@ -48,6 +50,20 @@ std::string jsonText(const Json::Value& object, const char* name) {
 int jsonInt(const Json::Value& object, const char* name, int otherwise) {
   const Json::Value& member = jsonMember(object, name);
   return member.isInt() ? member.asInt() : otherwise;
+}
+
+int jsonCode(const Json::Value& object, const char* name) {
+  const Json::Value& member = jsonMember(object, name);
+  if (!member.isNumeric()) return 0;
+  using Limits = std::numeric_limits<int>;
+  return static_cast<int>(std::clamp<double>(member.asDouble(), Limits::min(), Limits::max()));
+}
+
+std::optional<std::string> jsonId(const Json::Value& object, const char* name) {
+  const Json::Value& member = jsonMember(object, name);
+  const bool isWhole = member.type() == Json::intValue || member.type() == Json::uintValue;
+  if (!member.isString() && !isWhole) return std::nullopt;
+  return member.asString();
 }
 
 std::int64_t jsonInt64(const Json::Value& object, const char* name, std::int64_t otherwise) {

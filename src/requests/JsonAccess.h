@@ -3,6 +3,7 @@
 #include <json/value.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace KBL {
@@ -20,6 +21,11 @@ namespace KBL {
 [[nodiscard]] std::string jsonText(const Json::Value& object, const char* name);
 /// A whole-number member that fits, else `otherwise`.
 [[nodiscard]] int jsonInt(const Json::Value& object, const char* name, int otherwise = 0);
+/// A service's code: a number, cut to what an int holds, so that no refusal reads like the 0 of a success.
+/// What is no number reads as 0.
+[[nodiscard]] int jsonCode(const Json::Value& object, const char* name);
+/// A service's name for a thing, text or a whole number; none for anything else.
+[[nodiscard]] std::optional<std::string> jsonId(const Json::Value& object, const char* name);
 [[nodiscard]] std::int64_t jsonInt64(const Json::Value& object, const char* name, std::int64_t otherwise = 0);
 
 /// The compact text of `value`, ended by a line feed.

@@ -44,7 +44,7 @@ int GoogleProfileRequest::checkGoogleReply(const std::string& content, Json::Val
   if (parseJson(content, root, true)) {
     const Json::Value& error = jsonMember(root, "error");
     if (error.isNull()) return 1;
-    code = jsonInt(error, "code");
+    code = jsonCode(error, "code");
     message = jsonText(error, "message");
   } else {
     message = "can't read json. response:" + content;

@@ -58,7 +58,7 @@ bool BsExternlMediaAuthDouyinUploadFileRequest::open(const Upload& upload, INetw
     report(code, message);
     return false;
   }
-  uploadId = jsonText(jsonMember(root, "data"), "upload_id");
+  uploadId = jsonId(jsonMember(root, "data"), "upload_id").value_or("");
   return true;
 }
 

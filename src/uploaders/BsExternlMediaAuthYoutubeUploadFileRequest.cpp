@@ -173,7 +173,7 @@ int BsExternlMediaAuthYoutubeUploadFileRequest::checkResponseValid(const std::st
   } else if (!root.isObject() || !root.isMember("error")) {
     return 1;
   } else {
-    code = jsonInt(jsonMember(root, "error"), "code");
+    code = jsonCode(jsonMember(root, "error"), "code");
     message = jsonText(jsonMember(root, "error"), "message");
   }
   KBL_LOG(info, name << ", error code:" << code << ",msg:" << message << ",content:" << content
@@ -192,8 +192,8 @@ int BsExternlMediaAuthYoutubeUploadFileRequest::parseEnvelope(IBsInfoReader* inf
 
 std::optional<std::string> BsExternlMediaAuthYoutubeUploadFileRequest::resultIn(
     const Json::Value& root) const {
-  if (!root.isObject() || !root.isMember("kind") || !jsonMember(root, "id").isString()) return std::nullopt;
-  return jsonText(root, "id");
+  if (!root.isObject() || !root.isMember("kind")) return std::nullopt;
+  return jsonId(root, "id");
 }
 
 }  // namespace KBL

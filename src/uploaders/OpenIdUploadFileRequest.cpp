@@ -34,16 +34,14 @@ int OpenIdUploadFileRequest::checkData(const std::string& content, Json::Value& 
     return 0;
   }
   const Json::Value& data = jsonMember(root, "data");
-  code = jsonInt(data, "error_code");
+  code = jsonCode(data, "error_code");
   if (code == ErrorCode::none) return 1;
   message = jsonText(data, messageMember);
   return 0;
 }
 
 std::optional<std::string> OpenIdUploadFileRequest::resultIn(const Json::Value& root) const {
-  const Json::Value& data = jsonMember(root, "data");
-  if (!jsonMember(data, "share_id").isString()) return std::nullopt;
-  return jsonText(data, "share_id");
+  return jsonId(jsonMember(root, "data"), "share_id");
 }
 
 }  // namespace KBL

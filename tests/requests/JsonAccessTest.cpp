@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <limits>
+#include <optional>
 #include <string>
 
 using namespace KBL;
@@ -44,6 +46,30 @@ TEST(JsonAccess, AWrongTypeReadsLikeAMissingMember) {
   }
   for (const char* const name : {"s", "o", "a", "null", "b", "f", "e", "nothing"}) {
     EXPECT_EQ(jsonInt64(root, name, 42), 42) << name;
+  }
+}
+
+TEST(JsonAccess, ACodeIsCutToItsRangeAndNeverTurnsIntoSuccess) {
+  const Json::Value root = parsed(
+      R"({"n":-7,"big":5000000000,"low":-5000000000,"e":1e300,"f":2.9,"zero":0,"s":"7","b":true,"o":{"n":1}})");
+  EXPECT_EQ(jsonCode(root, "n"), -7);
+  EXPECT_EQ(jsonCode(root, "big"), std::numeric_limits<int>::max());
+  EXPECT_EQ(jsonCode(root, "low"), std::numeric_limits<int>::min());
+  EXPECT_EQ(jsonCode(root, "e"), std::numeric_limits<int>::max());
+  EXPECT_EQ(jsonCode(root, "f"), 2);
+  for (const char* const name : {"zero", "s", "b", "o", "nothing"})
+    EXPECT_EQ(jsonCode(root, name), 0) << name;
+}
+
+TEST(JsonAccess, AnIdIsTextOrAWholeNumber) {
+  const Json::Value root = parsed(
+      R"({"t":"x","empty":"","n":-7,"big":18446744073709551615,"f":1.5,"e":1e3,"null":null,"b":true,"a":[1]})");
+  EXPECT_EQ(jsonId(root, "t"), "x");
+  EXPECT_EQ(jsonId(root, "empty"), "");
+  EXPECT_EQ(jsonId(root, "n"), "-7");
+  EXPECT_EQ(jsonId(root, "big"), "18446744073709551615");
+  for (const char* const name : {"f", "e", "null", "b", "a", "nothing"}) {
+    EXPECT_EQ(jsonId(root, name), std::nullopt) << name;
   }
 }
 

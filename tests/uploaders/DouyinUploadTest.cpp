@@ -109,6 +109,16 @@ TEST_F(DouyinUpload, AnUploadIdThatIsMissingReadsAsEmptyText) {
   EXPECT_EQ(text("upload_stop"), "upload_success");
 }
 
+TEST_F(DouyinUpload, AnUploadIdThatIsANumberIsTakenAsText) {
+  useFile(1);
+  network_.reply(200, R"({"data":{"error_code":0,"upload_id":7046518371945631744}})");
+  replyAccepted();
+  replyCompleted();
+  run();
+  EXPECT_EQ(network_.sent.at(2).url,
+            std::string(completeUrl) + "?open_id=open-7&upload_id=7046518371945631744");
+}
+
 // --- Opening fails
 
 TEST_F(DouyinUpload, ARefusedOpeningIsReportedAndNoPartIsSent) {

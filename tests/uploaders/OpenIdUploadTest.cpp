@@ -2,6 +2,8 @@
 #include "foundation/BsNet/BsInfoReader.h"
 #include "uploaders/OpenIdUploadFixture.h"
 
+#include <limits>
+
 using namespace KBL;
 using testing::IsEmpty;
 using testing::SizeIs;
@@ -210,6 +212,15 @@ TYPED_TEST(OpenIdUpload, AnErrorWithoutAMessageOrWithOneOfAWrongTypeHasNone) {
   EXPECT_EQ(this->check(R"({"data":{"error_code":4,")" + member + R"(":[1]}})"), 0);
   EXPECT_EQ(this->code_, 4);
   EXPECT_EQ(this->message_, "");
+}
+
+TYPED_TEST(OpenIdUpload, AnErrorCodeBeyondEveryRangeIsStillARefusal) {
+  for (const char* const number : {"2147483648", "5000000000", "1e300", "18446744073709551615"}) {
+    EXPECT_EQ(this->check(std::string(R"({"data":{"error_code":)") + number + "}}"), 0) << number;
+    EXPECT_EQ(this->code_, std::numeric_limits<int>::max()) << number;
+  }
+  EXPECT_EQ(this->check(R"({"data":{"error_code":-5000000000}})"), 0);
+  EXPECT_EQ(this->code_, std::numeric_limits<int>::min());
 }
 
 TYPED_TEST(OpenIdUpload, TheOtherServicesMessageIsNotRead) {

@@ -84,6 +84,14 @@ TEST_F(TiktokUpload, APublishedVideoIsToldByItsBareShareId) {
   EXPECT_THAT(deliveries_.told, IsEmpty()) << "the closing delivery is the frame's";
 }
 
+TEST_F(TiktokUpload, AShareIdThatIsANumberIsToldAsText) {
+  useFile(1);
+  network_.reply(200, R"({"data":{"error_code":0,"share_id":7046518371945631744}})");
+  run();
+  EXPECT_EQ(text("upload_stop"), "upload_success");
+  EXPECT_EQ(text("upload_video_url"), "7046518371945631744");
+}
+
 // --- Progress
 
 TEST_F(TiktokUpload, ProgressIsTheShareOfTheFileInWholePercent) {

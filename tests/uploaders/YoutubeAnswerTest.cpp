@@ -40,7 +40,7 @@ INSTANTIATE_TEST_SUITE_P(
                     AnswerCase{"Error", R"({"error":{"code":403,"message":"m"}})", 0, 403, "m"},
                     AnswerCase{"ErrorOfWrongTypes", R"({"error":{"code":"x","message":[1]}})", 0, 0, ""},
                     AnswerCase{"ErrorIsText", R"({"error":"invalid_grant"})", 0, 0, ""},
-                    AnswerCase{"HugeCode", R"({"error":{"code":1e300}})", 0, 0, ""},
+                    AnswerCase{"HugeCode", R"({"error":{"code":1e300}})", 0, 2147483647, ""},
                     AnswerCase{"Empty", "", 0, 0, "can't read json. response:"},
                     AnswerCase{"NoJson", "oops", 0, 0, "can't read json. response:oops"},
                     AnswerCase{"Comment", "/* c */ {}", 0, 0, "can't read json. response:/* c */ {}"},
