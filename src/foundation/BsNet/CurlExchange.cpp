@@ -43,6 +43,10 @@ NetReply CurlExchange::failure(int resultCode, std::string message) {
   return reply;
 }
 
+NetReply CurlExchange::unreadableForm(const std::string& field) {
+  return failure(CURLE_READ_ERROR, "the file of the form field \"" + field + "\" cannot be read");
+}
+
 NetReply CurlExchange::transportFailure(CURLcode code) const {
   return failure(code, messageOf(errorText_.data(), code));
 }
@@ -62,7 +66,7 @@ bool CurlExchange::setUpForm(NetReply& refusedForm) {
   sendsForm_ = call_.method != httpGet && !settings_.uploadSource.empty();
   std::string badField;
   if (!sendsForm_ || form_.build(easy_.get(), settings_.uploadSource, badField)) return true;
-  refusedForm = failure(CURLE_READ_ERROR, "the file of the form field \"" + badField + "\" cannot be read");
+  refusedForm = unreadableForm(badField);
   return false;
 }
 
@@ -208,6 +212,9 @@ NetReply CurlExchange::conclude(const CurlTransfer::Outcome& outcome, CurlReply&
   }
   if (outcome.code == CURLE_OK) (void)reply.deliverHeldBack();
   if (reply.refusal() != CurlReply::Refusal::none) return refused(reply.refusal());
+  if (outcome.code == CURLE_ABORTED_BY_CALLBACK && form_.cutField() != nullptr) {
+    return unreadableForm(*form_.cutField());
+  }
   if (outcome.code != CURLE_OK) return transportFailure(outcome.code);
   NetReply result;
   reply.moveTo(result);

@@ -67,6 +67,7 @@ class CurlExchange {
   [[nodiscard]] bool follow();
   [[nodiscard]] NetReply conclude(const CurlTransfer::Outcome& outcome, CurlReply& reply) const;
   [[nodiscard]] NetReply refused(CurlReply::Refusal refusal) const;
+  [[nodiscard]] static NetReply unreadableForm(const std::string& field);
   [[nodiscard]] NetReply transportFailure(CURLcode code) const;
 
   CurlEasy& easy_;

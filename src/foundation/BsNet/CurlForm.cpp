@@ -21,12 +21,14 @@ bool CurlForm::build(CURL* easy, const std::map<std::string, std::string>& field
 bool CurlForm::addFile(const std::string& field, const std::string& path) {
   const std::filesystem::path place(std::u8string(path.begin(), path.end()));
   std::error_code error;
-  const auto size =
-      std::filesystem::is_regular_file(place, error) ? std::filesystem::file_size(place, error) : 0;
+  // Asked before the file is opened, since a pipe would wait there for its writer.
+  if (!std::filesystem::is_regular_file(place, error)) return false;
+  const auto size = std::filesystem::file_size(place, error);
   if (error) return false;
   auto file = std::make_unique<File>();
+  file->field = field;
   file->stream.open(place, std::ios::binary);
-  if (!file->stream.is_open() || !std::filesystem::is_regular_file(place, error)) return false;
+  if (!file->stream.is_open()) return false;
   file->size = static_cast<curl_off_t>(size);
 
   const std::u8string name = place.filename().u8string();
@@ -41,11 +43,19 @@ bool CurlForm::addFile(const std::string& field, const std::string& path) {
   return isBuilt;
 }
 
+const std::string* CurlForm::cutField() const {
+  const auto cut = std::find_if(files_.begin(), files_.end(), [](const auto& file) { return file->isCut; });
+  return cut == files_.end() ? nullptr : &(*cut)->field;
+}
+
 std::size_t CurlForm::read(char* buffer, std::size_t size, std::size_t count, void* arg) {
   auto& file = *static_cast<File*>(arg);
   const auto wanted = std::min(static_cast<curl_off_t>(size * count), file.size - file.offset);
   file.stream.read(buffer, static_cast<std::streamsize>(wanted));
-  if (file.stream.gcount() != wanted) return CURL_READFUNC_ABORT;
+  if (file.stream.gcount() != wanted) {
+    file.isCut = true;
+    return CURL_READFUNC_ABORT;
+  }
   file.offset += wanted;
   return static_cast<std::size_t>(wanted);
 }

@@ -22,14 +22,18 @@ class CurlForm {
   [[nodiscard]] curl_mime* get() const { return mime_.get(); }
   /// Bytes of all files.
   [[nodiscard]] curl_off_t size() const { return size_; }
+  /// The first field whose file could not be read to its announced end, or null.
+  [[nodiscard]] const std::string* cutField() const;
 
  private:
   /// One open file with the size that was announced: a file that grows is cut there, one that shrinks ends
   /// the exchange.
   struct File {
+    std::string field;
     std::ifstream stream;
     curl_off_t size = 0;
     curl_off_t offset = 0;
+    bool isCut = false;
   };
 
   [[nodiscard]] bool addFile(const std::string& field, const std::string& path);

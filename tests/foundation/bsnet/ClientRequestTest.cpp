@@ -247,6 +247,23 @@ TEST(ClientRequest, FormFileThatCannotBeReadIsATransportFailureWithoutNetwork) {
   EXPECT_EQ(server.connections(), 0);
 }
 
+TEST(ClientRequest, FormFileThatIsCutMeanwhileIsATransportFailure) {
+  const TemporaryDirectory place;
+  const std::string path = place.write("video", std::string(8 << 20, 'v'));
+  const RawServer server([&](RawConnection& connection) {
+    std::filesystem::resize_file(path, 100);
+    RawConnection::Request request;
+    (void)connection.readRequest(request);
+  });
+  const auto client = newClient();
+  client->setUploadSource({{"video", path}});
+
+  const KBL::NetReply reply = perform(*client, server.url(), KBL::httpPost);
+
+  EXPECT_EQ(reply.resultCode, 26);
+  EXPECT_THAT(reply.errorMessage, HasSubstr("\"video\""));
+}
+
 TEST(ClientRequest, ConnectionIsKeptFromExchangeToExchangeOfAClient) {
   const KeepingServer server;
   const auto client = newClient();
