@@ -57,9 +57,11 @@ void syncDirectoryOf(const std::string& path) {
 }  // namespace
 
 std::FILE* openFile(const std::string& path, const char* mode) {
+  // Refused before it is opened: a pipe would wait there for the process at its other end.
+  struct stat status {};
+  if (::stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode)) return nullptr;
   std::FILE* const file = std::fopen(path.c_str(), mode);
   if (file == nullptr) return nullptr;
-  struct stat status {};
   if (::fstat(::fileno(file), &status) != 0 || S_ISDIR(status.st_mode)) {
     (void)std::fclose(file);
     return nullptr;

@@ -15,7 +15,8 @@ namespace KBL::System {
 /// The standard library's form of a UTF-8 path.
 [[nodiscard]] std::filesystem::path nativePath(const std::string& path);
 
-/// As fopen, but for directories, which do not open; not inherited by child processes. The caller closes it.
+/// As fopen, but for directories and pipes, which do not open; not inherited by child processes. The caller
+/// closes it.
 [[nodiscard]] std::FILE* openFile(const std::string& path, const char* mode);
 /// Bytes of an open file of any size, 0 when they cannot be told.
 [[nodiscard]] std::uint64_t fileSize(std::FILE* file);
