@@ -106,7 +106,7 @@ TEST_F(DouyinUpload, TokenOnTheWireIsRefused) {
 
   for (const std::string& target : targets) {
     EXPECT_EQ(code(client.post(target + "&access_token=" + token, "")), kInvalidParameter) << target;
-    for (const char* header : {"access-token", "Access-Token", "access_token", "Authorization"}) {
+    for (const char* header : {"access-token", "Access-Token", "access_token", "Authorization", "Cookie"}) {
       EXPECT_EQ(code(client.post(target, "", {{header, token}})), kInvalidParameter) << target << header;
     }
   }
