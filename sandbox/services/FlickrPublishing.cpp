@@ -3,6 +3,7 @@
 #include "sandbox/JsonText.h"
 #include "sandbox/MediaAccounts.h"
 #include "sandbox/Text.h"
+#include "sandbox/services/FlickrError.h"
 #include "sandbox/services/HtmlPage.h"
 
 #include <sstream>
@@ -36,16 +37,6 @@ Reply problem(const std::string& word) {
 
 Reply ok(Json::Value value) {
   value["stat"] = "ok";
-  Reply reply;
-  reply.body = compactJson(value);
-  return reply;
-}
-
-Reply failure(int code, const std::string& message) {
-  Json::Value value;
-  value["stat"] = "fail";
-  value["code"] = code;
-  value["message"] = message;
   Reply reply;
   reply.body = compactJson(value);
   return reply;
@@ -176,15 +167,15 @@ FlickrPublishing::Caller FlickrPublishing::callerOf(const Call& call, const Form
 Reply FlickrPublishing::method(const Call& call) {
   const FormFields fields = OauthOneCheck::fieldsOf(call);
   const Caller caller = callerOf(call, fields);
-  if (!caller.user) return failure(caller.code, caller.message);
+  if (!caller.user) return flickrError(caller.code, caller.message);
   if (fieldText(fields, "format") != "json" || fieldText(fields, "nojsoncallback") != "1") {
-    return failure(kUnknownFormat, "Format not found");
+    return flickrError(kUnknownFormat, "Format not found");
   }
   const std::string name = fieldText(fields, "method");
   if (name == "flickr.photos.upload.checkTickets") return checkTickets(fields, *caller.user);
   if (name == "flickr.test.login") return testLogin(*caller.user);
   if (name == "flickr.people.getUploadStatus") return uploadStatus(*caller.user);
-  return failure(kUnknownMethod, "Method \"" + name + "\" not found");
+  return flickrError(kUnknownMethod, "Method \"" + name + "\" not found");
 }
 
 // A ticket is ready after some questions.

@@ -1,8 +1,8 @@
 #include "sandbox/services/FlickrRest.h"
 
-#include "sandbox/JsonText.h"
 #include "sandbox/Text.h"
 #include "sandbox/media/Jpeg.h"
+#include "sandbox/services/FlickrError.h"
 #include "sandbox/services/MediaSignatures.h"
 
 #include <algorithm>
@@ -24,24 +24,14 @@ constexpr std::size_t kUsualPage = 100;
 constexpr std::size_t kLargestPage = 500;
 constexpr std::chrono::seconds kClockTolerance(600);
 
-Reply failure(int code, const std::string& message) {
-  Json::Value value;
-  value["stat"] = "fail";
-  value["code"] = code;
-  value["message"] = message;
-  Reply reply;
-  reply.body = compactJson(value);
-  return reply;
-}
-
 Reply invalidSignature() {
-  return failure(96, "Invalid signature");
+  return flickrError(96, "Invalid signature");
 }
 Reply invalidToken() {
-  return failure(98, "Invalid auth token");
+  return flickrError(98, "Invalid auth token");
 }
 Reply invalidKey() {
-  return failure(100, "Invalid API Key (Key has invalid format)");
+  return flickrError(100, "Invalid API Key (Key has invalid format)");
 }
 
 bool isTimely(const std::string& timestamp) {
@@ -97,9 +87,9 @@ Reply FlickrRest::oauthRequest(const Call& call) const {
 
 Reply FlickrRest::photos(const Call& call, std::size_t user) const {
   if (call.request.parameter("method") != kMethod) {
-    return failure(112, "Method \"" + call.request.parameter("method").value_or("") + "\" not found");
+    return flickrError(112, "Method \"" + call.request.parameter("method").value_or("") + "\" not found");
   }
-  if (call.request.parameter("format") != "json") return failure(111, "Format not found");
+  if (call.request.parameter("format") != "json") return flickrError(111, "Format not found");
   const std::size_t perPage = std::min(countParameter(call, "per_page", kUsualPage), kLargestPage);
   const std::size_t page = countParameter(call, "page", 1);
   const std::size_t total = library_.flickrCount(user);
