@@ -20,42 +20,29 @@ std::string textOf(const char16_t (&field)[size]) {
 
 std::int32_t MediaEvents::onAlbum(void* context, KBL::IExternlMediaTransfer*,
                                   const KBL::hostAlbumRecord* album) {
-  static_cast<MediaEvents*>(context)->push(AlbumEvent{textOf(album->id), textOf(album->name), album->more});
+  static_cast<MediaEvents*>(context)->queue_.push(
+      AlbumEvent{textOf(album->id), textOf(album->name), album->more});
   return 1;
 }
 
 std::int32_t MediaEvents::onMedia(void* context, KBL::IExternlMediaTransfer*,
                                   const KBL::hostMediaRecord* media) {
-  static_cast<MediaEvents*>(context)->push(
+  static_cast<MediaEvents*>(context)->queue_.push(
       MediaEvent{media->type, textOf(media->mediaUrl), textOf(media->thumbnailUrl), media->more});
   return 1;
 }
 
 std::int32_t MediaEvents::onError(void* context, KBL::IExternlMediaTransfer*,
                                   const KBL::hostErrorRecord* error) {
-  static_cast<MediaEvents*>(context)->push(MediaErrorEvent{error->code, textOf(error->message)});
+  static_cast<MediaEvents*>(context)->queue_.push(MediaErrorEvent{error->code, textOf(error->message)});
   return 0;
 }
 
 std::int32_t MediaEvents::onProgress(void* context, KBL::IExternlMediaTransfer*,
                                      const KBL::hostProgressRecord* progress) {
-  static_cast<MediaEvents*>(context)->push(
+  static_cast<MediaEvents*>(context)->queue_.push(
       DownloadEvent{progress->finished != 0, progress->totalBytes, progress->bytesSoFar});
   return 0;
-}
-
-void MediaEvents::push(TransferEvent event) {
-  const std::lock_guard lock(mutex_);
-  events_.push_back(std::move(event));
-  arrived_.notify_one();
-}
-
-std::optional<TransferEvent> MediaEvents::pop(std::chrono::milliseconds limit) {
-  std::unique_lock lock(mutex_);
-  if (!arrived_.wait_for(lock, limit, [this] { return !events_.empty(); })) return std::nullopt;
-  TransferEvent event = std::move(events_.front());
-  events_.pop_front();
-  return event;
 }
 
 }  // namespace host

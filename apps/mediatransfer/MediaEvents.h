@@ -1,11 +1,9 @@
 #pragma once
 
+#include "WaitingQueue.h"
 #include "boundary/records/DownloadRecords.h"
 
 #include <chrono>
-#include <condition_variable>
-#include <deque>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <variant>
@@ -54,14 +52,12 @@ class MediaEvents {
                                  const KBL::hostProgressRecord* progress);
 
   /// The next event, or nothing after `limit`. Main thread.
-  [[nodiscard]] std::optional<TransferEvent> pop(std::chrono::milliseconds limit);
+  [[nodiscard]] std::optional<TransferEvent> pop(std::chrono::milliseconds limit) {
+    return queue_.pop(limit);
+  }
 
  private:
-  void push(TransferEvent event);
-
-  std::mutex mutex_;
-  std::condition_variable arrived_;
-  std::deque<TransferEvent> events_;
+  WaitingQueue<TransferEvent> queue_;
 };
 
 }  // namespace host
