@@ -11,8 +11,19 @@ from .replies import json_object, required_number, text_member
 
 # Error numbers of the Graph API.
 TOKEN_ERRORS = frozenset((102, 190))
-PASSING_ERRORS = frozenset((1, 2, 4, 17, 341))
+# Troubles of the service, and limits of calls that pass.
+PASSING_ERRORS = frozenset((1, 2, 4, 17, 32, 341, 613))
+# Something was wrong with the upload, which may be tried again unless the subcode tells what.
+UPLOAD_TROUBLE = 6000
+
+# Error subcodes.
 WRONG_OFFSET = 1363037
+# A part that timed out, got lost or came in part; a server's error, a container that was not made or is not ready.
+PASSING_SUBCODES = frozenset((1363019, 1363030, 1363033, 2207001, 2207008, 2207027, 2207032))
+# The account is restricted, which does not pass although the number says so.
+RESTRICTED = 2207051
+# A container that has expired or broken: another one may do.
+LOST_CONTAINER = frozenset((2207020, 2207053))
 
 
 class WrongOffset(UploadError):
@@ -21,6 +32,10 @@ class WrongOffset(UploadError):
     def __init__(self, data: Any) -> None:
         self.start, self.end = stretch(_decoded(data))
         super().__init__("the service expects the part that begins at %d" % self.start)
+
+
+class ContainerLost(Refused):
+    """What was uploaded can't be used any more, but uploading it anew may help."""
 
 
 def read(answer: Answer, service: str) -> Dict[str, Any]:
@@ -42,12 +57,15 @@ def stretch(value: Any) -> "tuple[int, int]":
 
 def _failure(error: Dict[str, Any], status: int, service: str) -> UploadError:
     message = "%s: %s" % (service, text_member(error, "message") or "status %d" % status)
-    code = error.get("code")
-    if error.get("error_subcode") == WRONG_OFFSET:
+    code, subcode = error.get("code"), error.get("error_subcode")
+    if subcode == WRONG_OFFSET:
         return WrongOffset(error.get("error_data"))
     if code in TOKEN_ERRORS:
         return TokenInvalid(message)
-    if code in PASSING_ERRORS or error.get("is_transient") is True:
+    if subcode in LOST_CONTAINER:
+        return ContainerLost(message, status)
+    passes = code in PASSING_ERRORS or subcode in PASSING_SUBCODES or (code == UPLOAD_TROUBLE and not subcode)
+    if (passes and subcode != RESTRICTED) or error.get("is_transient") is True:
         return Transient(message)
     return Refused(message, status)
 

@@ -8,8 +8,9 @@ from typing import Any, Dict, Mapping, Optional
 from urllib.parse import quote, urlencode
 
 from .bodies import LocalFile, form
+from .connection import Answer
 from .errors import Refused, TokenInvalid, Transient, UploadError
-from .graph import read
+from .graph import ContainerLost, read
 from .job import UploadJob, VideoRequest
 from .login import Login, expiry, require_token
 from .oauth2 import OAuth2Uploader
@@ -23,6 +24,13 @@ VERSION = "/v21.0/"
 LONGEST_CAPTION = 2200
 MOST_TAGS = 30
 
+# How many containers one upload may use up.
+CONTAINERS = 2
+
+# Errors of the host that takes the video in: the part has to begin elsewhere or to come again; the video too.
+LOST_PARTS = frozenset(("OffsetInvalidError", "PartialRequestError"))
+LOST_VIDEO = "ProcessingFailedError"
+
 DAY = 24 * 3600
 # A token lives sixty days and can be renewed once it is a day old, but never after its end.
 RENEWED_BEFORE_END = 10 * DAY
@@ -35,7 +43,7 @@ class Uploader(OAuth2Uploader):
 
     # Seconds between two looks at a container, and how long at most the service may need. Tests shorten them.
     first_look = 2.0
-    longest_look = 30.0
+    longest_look = 60.0
     longest_wait = 3600.0
 
     def _exchange_code(self, wire: Wire, code: str, verifier: str) -> Login:
@@ -96,14 +104,28 @@ class Uploader(OAuth2Uploader):
         self.leave_out("category", request.category)
         self.leave_out("thumbnail from a file", request.thumbnail)
         with LocalFile(request.path) as video:
-            container = self.authorized(wire, lambda login: self._make_container(wire, login, request))
-            self._send(job, wire, video, container)
-        self._wait_for(wire, container)
-        published = self.authorized(wire, lambda login: self._publish(wire, login, container))
+            published = self._published(job, wire, video)
+        if not published:
+            self._debug("the reel is published, but the service's answer that names it was lost")
+            return "https://www.instagram.com/" + self.GetUserName()
         seen: Dict[str, Any] = {}
         # The reel is there: without its address the upload is no failure.
         self.afterwards("address", lambda: seen.update(self._permalink(wire, published)))
         return text_member(seen, "permalink") or published
+
+    def _published(self, job: UploadJob, wire: Wire, video: LocalFile) -> str:
+        """The reel's number; empty where the answer that names it was lost."""
+        used = 0
+        while True:
+            container = self.authorized(wire, lambda login: self._make_container(wire, login, job.request))
+            try:
+                self._send(job, wire, video, container)
+                return self._publish(wire, container)
+            except ContainerLost as trouble:
+                used += 1
+                if used == CONTAINERS:
+                    raise
+                self._debug("%s; the video is uploaded anew" % trouble)
 
     def _permalink(self, wire: Wire, published: str) -> Dict[str, Any]:
         return self.authorized(wire, lambda login: self._look(wire, login, published, "permalink"))
@@ -111,7 +133,9 @@ class Uploader(OAuth2Uploader):
     def _make_container(self, wire: Wire, login: Login, request: VideoRequest) -> str:
         fields = {"media_type": "REELS", "upload_type": "resumable", "caption": caption(request)}
         # A container that is never published ends by itself, so a second one does no harm.
-        answer = self._post(wire, login.user_id + "/media", {**fields, "access_token": login.access})
+        body = form({**fields, "access_token": login.access})
+        address = self._graph(VERSION + quote(login.user_id) + "/media")
+        answer = wire.run(lambda: read(wire.exchange("POST", address, body=body), NAME))
         return required_text(answer, "id")
 
     def _send(self, job: UploadJob, wire: Wire, video: LocalFile, container: str) -> None:
@@ -125,6 +149,8 @@ class Uploader(OAuth2Uploader):
         def ask(offset: int) -> int:
             fields = "status_code,status,video_status"
             state = self.authorized(wire, lambda login: self._look_once(wire, login, container, fields))
+            if text_member(state, "status_code") in ("ERROR", "EXPIRED"):
+                raise ContainerLost(unusable(state), 200)
             reached = member(state, "video_status", "uploading_phase", "bytes_transferred")
             return reached if isinstance(reached, int) and not isinstance(reached, bool) else 0
 
@@ -133,33 +159,46 @@ class Uploader(OAuth2Uploader):
     def _send_once(self, wire: Wire, login: Login, address: str, offset: int, size: int, part: Any) -> None:
         headers = {"Authorization": "OAuth " + login.access, "offset": str(offset), "file_size": str(size)}
         answer = wire.exchange("POST", address, headers, part)
-        # The host of the uploads has errors of its own form.
-        if answer.status == 401:
-            said = text_member(json_object(answer), "debug_info", "message")
-            raise TokenInvalid("Instagram: " + (said or "status 401"))
-        if member(json_object(answer), "debug_info", "retriable") is True:
-            raise Transient("Instagram lost the upload's connection")
+        refuse_part(answer)
         if read(answer, NAME).get("success") is not True:
             raise UploadError("Instagram did not take the video")
 
-    def _wait_for(self, wire: Wire, container: str) -> None:
+    def _wait_for(self, wire: Wire, container: str) -> str:
+        """The state in which nothing is left to wait for: FINISHED, or PUBLISHED."""
         pause, end = self.first_look, time.monotonic() + self.longest_wait
         while True:
             state = self.authorized(wire, lambda login: self._look(wire, login, container, "status_code,status"))
             code = text_member(state, "status_code")
-            if code == "FINISHED":
-                return
+            if code in ("FINISHED", "PUBLISHED"):
+                return code
+            if code == "EXPIRED":
+                raise ContainerLost(unusable(state), 200)
             if code != "IN_PROGRESS":
-                raise UploadError("Instagram could not use the video: " + (text_member(state, "status") or code))
+                raise UploadError(unusable(state))
             if time.monotonic() >= end:
                 raise UploadError("Instagram has not got the video ready in time")
             wire.stop.wait(pause)
             pause = min(self.longest_look, pause * 1.5)
 
-    def _publish(self, wire: Wire, login: Login, container: str) -> str:
+    def _publish(self, wire: Wire, container: str) -> str:
+        """The reel's number. Published twice it would be there twice, so that after a trouble the container is asked
+        first whether it is out; the number is empty when it is."""
+        failures = 0
+        while self._wait_for(wire, container) != "PUBLISHED":
+            try:
+                return self.authorized(wire, lambda login: self._publish_once(wire, login, container))
+            except Transient as trouble:
+                failures += 1
+                wire.pause(failures, trouble)
+        return ""
+
+    def _publish_once(self, wire: Wire, login: Login, container: str) -> str:
         fields = {"creation_id": container, "access_token": login.access}
-        # Published twice it would be there twice.
-        return required_text(self._post(wire, login.user_id + "/media_publish", fields, repeatable=False), "id")
+        address = self._graph(VERSION + quote(login.user_id) + "/media_publish")
+        published = text_member(read(wire.exchange("POST", address, body=form(fields)), NAME), "id")
+        if not published:
+            raise Transient("Instagram does not name the reel")
+        return published
 
     def _look(self, wire: Wire, login: Login, name: str, fields: str) -> Dict[str, Any]:
         return wire.run(lambda: self._look_once(wire, login, name, fields))
@@ -172,12 +211,28 @@ class Uploader(OAuth2Uploader):
         address = self._graph(path) + "?" + urlencode(query)
         return wire.run(lambda: read(wire.exchange("GET", address), NAME))
 
-    def _post(self, wire: Wire, path: str, fields: Mapping[str, str], repeatable: bool = True) -> Dict[str, Any]:
-        address = self._graph(VERSION + quote(path))
-        return wire.run(lambda: read(wire.exchange("POST", address, body=form(fields)), NAME), repeatable)
-
     def _graph(self, path: str) -> str:
         return self.address("instagramGraph") + path
+
+
+def unusable(state: Mapping[str, Any]) -> str:
+    said = text_member(state, "status") or text_member(state, "status_code")
+    return "Instagram could not use the video: " + said
+
+
+def refuse_part(answer: Answer) -> None:
+    """Raises what the host of the uploads says in its own form of errors."""
+    problem = member(json_object(answer), "debug_info")
+    kind, said = text_member(problem, "type"), text_member(problem, "message")
+    message = "Instagram: " + (said or kind or "status %d" % answer.status)
+    if answer.status == 401:
+        raise TokenInvalid(message)
+    if kind in LOST_PARTS or member(problem, "retriable") is True:
+        raise Transient(message)
+    if kind == LOST_VIDEO:
+        raise ContainerLost(message, answer.status)
+    if problem is not None:
+        raise Refused(message, answer.status)
 
 
 def renewable(login: Login) -> bool:
@@ -187,5 +242,7 @@ def renewable(login: Login) -> bool:
 def caption(request: VideoRequest) -> str:
     """Title, description and hashtags in paragraphs, since a reel has nothing but a caption."""
     words = ("".join(letter for letter in tag if letter.isalnum() or letter == "_") for tag in split_tags(request.tags))
-    hashtags = " ".join("#" + word for word in list(filter(None, words))[:MOST_TAGS])
-    return "\n\n".join(filter(None, (request.title, request.description, hashtags)))[:LONGEST_CAPTION]
+    text = "\n\n".join(filter(None, (request.title, request.description)))
+    room = max(0, MOST_TAGS - text.count("#"))
+    hashtags = " ".join("#" + word for word in list(filter(None, words))[:room])
+    return "\n\n".join(filter(None, (text, hashtags)))[:LONGEST_CAPTION]

@@ -68,7 +68,7 @@ Reply FacebookVideos::upload(const Call& call) {
   const std::string session = fieldText(step.fields, "upload_session_id");
   std::optional<UploadBook::Loan> loan = context_.uploads.borrow(session, kBusyLimit);
   const bool theirs = loan && loan->record().service == "facebook" && loan->record().openId == step.openId;
-  if (!theirs) return uploadProblem(kUnknownSession);
+  if (!theirs) return facebookBadParameter("Param upload_session_id must be a valid upload session");
   return phase == "transfer" ? transfer(step, *loan) : finish(step, *loan);
 }
 

@@ -13,9 +13,8 @@ class FacebookVideos final : public OauthService {
   void addTo(Router& router) override;
   [[nodiscard]] std::vector<std::pair<std::string, std::string>> scriptKeys() const override;
 
-  static constexpr int kUploadProblem = 6001;
+  static constexpr int kUploadProblem = 6000;
   static constexpr int kWrongOffset = 1363037;     // subcode; error_data tells where to go on
-  static constexpr int kUnknownSession = 1363030;  // subcode
 
  private:
   // One call of any phase.

@@ -14,6 +14,8 @@ namespace {
 constexpr const char* kVersion = "/v21.0/";
 constexpr const char* kUploadPath = "/instagram-upload/v21.0";
 constexpr std::size_t kCaptionLimit = 2200;
+constexpr std::ptrdiff_t kHashtagLimit = 30;
+constexpr std::ptrdiff_t kMentionLimit = 20;
 constexpr std::chrono::seconds kBusyLimit{5};
 
 // How the upload host refuses.
@@ -86,7 +88,11 @@ Reply InstagramReels::open(const Call& call) {
   }
   const std::string caption = fieldText(fields, "caption");
   if (characterCount(caption) > kCaptionLimit)
-    return facebookError(36000, "The caption was too long.", 2207010);
+    return facebookError(36004, "The caption was too long.", 2207010);
+  if (std::count(caption.begin(), caption.end(), '#') > kHashtagLimit)
+    return facebookError(36004, "The caption has too many hashtags.", 2207010);
+  if (std::count(caption.begin(), caption.end(), '@') > kMentionLimit)
+    return facebookError(100, "The caption names too many people.", 2207040);
   UploadRecord upload;
   upload.service = "instagram";
   upload.uploadId = randomDigits(17);
@@ -206,7 +212,7 @@ Reply InstagramReels::publish(const Call& call) {
   std::optional<UploadBook::Loan> upload = context_.uploads.borrow(id, kBusyLimit);
   const bool theirs =
       upload && upload->record().service == "instagram" && upload->record().openId == call.rest;
-  if (!theirs) return facebookError(100, "Invalid parameter: creation_id", 2207006);
+  if (!theirs) return facebookError(24, "The requested resource does not exist", 2207006);
   if (!isReady(id, upload->record()) || upload->record().complete) {
     return facebookError(kNotReady, "Media ID is not available", 2207027);
   }

@@ -19,7 +19,7 @@ class Graph(unittest.TestCase):
     def test_errors_are_told_apart_by_number(self):
         self.assertIsInstance(self.failure(400, code=190, message="expired"), TokenInvalid)
         self.assertIsInstance(self.failure(200, code=102), TokenInvalid)
-        for code in (1, 2, 4, 17, 341):
+        for code in (1, 2, 4, 17, 32, 341, 613):
             self.assertIsInstance(self.failure(400, code=code), Transient)
         self.assertIsInstance(self.failure(400, code=9, is_transient=True), Transient)
         refused = self.failure(403, code=200, message="no right")
@@ -27,9 +27,28 @@ class Graph(unittest.TestCase):
         self.assertEqual(str(refused), "Facebook: no right")
         self.assertEqual(str(self.failure(500)), "Facebook: status 500")
 
+    def test_subcodes_tell_what_may_be_tried_again(self):
+        for code, subcode, kind in (
+            (6000, 1363019, Transient),
+            (6000, 1363030, Transient),
+            (6000, 1363033, Transient),
+            (6000, None, Transient),
+            (6000, 1363022, Refused),
+            (1, 2207001, Transient),
+            (-1, 2207032, Transient),
+            (24, 2207008, Transient),
+            (9007, 2207027, Transient),
+            (4, 2207051, Refused),
+            (9, 2207042, Refused),
+            (-2, 2207020, graph.ContainerLost),
+            (-1, 2207053, graph.ContainerLost),
+        ):
+            with self.subTest(subcode):
+                self.assertIs(type(self.failure(400, code=code, error_subcode=subcode)), kind)
+
     def test_a_wrong_offset_names_the_right_one(self):
         for data in ({"start_offset": "5", "end_offset": 9}, '{"start_offset": 5, "end_offset": "9"}'):
-            other = self.failure(400, code=6001, error_subcode=1363037, error_data=data)
+            other = self.failure(400, code=6000, error_subcode=1363037, error_data=data)
             self.assertEqual((other.start, other.end), (5, 9))
         for data in (None, "{", [], {"start_offset": -1, "end_offset": 3}):
             self.assertNotIsInstance(self.failure(400, error_subcode=1363037, error_data=data), graph.WrongOffset)
@@ -65,7 +84,7 @@ class Facebook(PlatformCase):
     @staticmethod
     def wrong(start, end):
         data = {"start_offset": str(start), "end_offset": str(end)}
-        return as_reply({"error": {"code": 6001, "error_subcode": 1363037, "error_data": data}}, 400)
+        return as_reply({"error": {"code": 6000, "error_subcode": 1363037, "error_data": data}}, 400)
 
     def test_the_service_chooses_the_parts(self):
         with self.serve(self.phases([self.at(2000, 4999), self.at(4999, 5000), self.at(5000, 5000)])) as server:
@@ -83,6 +102,21 @@ class Facebook(PlatformCase):
         ]
         with self.serve(self.phases(replies)):
             self.assertEqual(self.upload().code, FINISHED)
+
+    def test_a_part_that_was_lost_is_sent_again(self):
+        for subcode in (1363019, 1363030, 1363033):
+            lost = as_reply({"error": {"code": 6000, "error_subcode": subcode}}, 400)
+            with self.serve(self.phases([self.at(2000, 5000), lost, self.at(5000, 5000)])) as server:
+                self.assertEqual(self.upload().code, FINISHED)
+                sizes = [int(request.headers["Content-Length"]) for request in server.requests]
+            self.assertEqual(sizes[2], sizes[3])
+
+    def test_a_service_that_loses_every_part_is_given_up(self):
+        lost = as_reply({"error": {"code": 6000, "error_subcode": 1363033, "message": "partial"}}, 400)
+        with self.serve(self.phases([lost] * 50)) as server:
+            end = self.upload()
+            self.assertEqual((end.code, end.text), (ERROR, "Facebook: partial"))
+            self.assertLess(len(server.requests), 10)
 
     def test_parts_that_lead_nowhere_end_the_upload(self):
         for reply in (

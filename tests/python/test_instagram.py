@@ -7,7 +7,7 @@ from pysocialnetwork import instagram
 from pysocialnetwork.job import VideoRequest
 from pysocialnetwork.login import Login
 
-from platformcase import FINISHED, TOKEN_INVALID, PlatformCase, as_reply
+from platformcase import ERROR, FINISHED, TOKEN_INVALID, PlatformCase, as_reply
 from support import Reply, in_turn
 
 
@@ -21,7 +21,8 @@ class Instagram(PlatformCase):
         self.assertEqual(instagram.caption(VideoRequest("p", "", "", "", "", "")), "")
         self.assertEqual(len(instagram.caption(VideoRequest("p", "x" * 9000, "", "", "", ""))), 2200)
         many = ",".join("t%d" % number for number in range(50))
-        self.assertEqual(instagram.caption(VideoRequest("p", "", "", "", many, "")).count("#"), 30)
+        for words, tags in (("", 30), ("#a #b", 30), ("#" * 40, 40)):
+            self.assertEqual(instagram.caption(VideoRequest("p", "", words, "", many, "")).count("#"), tags)
 
     def test_a_token_is_renewed_between_its_first_day_and_its_end(self):
         now, day = int(time.time()), 24 * 3600
@@ -72,6 +73,97 @@ class Instagram(PlatformCase):
             self.assertEqual(self.upload().text, "https://reel")
         self.assertEqual(offsets, ["0", "3000"])
 
+    def reels(self, **answers):
+        """Answers each step with its replies in turn, and the last of them from then on."""
+        usual = {
+            "media": [as_reply({"id": "c"})],
+            "upload": [as_reply({"success": True})],
+            "status": [as_reply({"status_code": "FINISHED", "permalink": "https://reel"})],
+            "publish": [as_reply({"id": "reel-7"})],
+        }
+        waiting = {**usual, **answers}
+
+        def step(request):
+            if request.path.startswith("/instagramUpload"):
+                return "upload"
+            if request.method == "GET":
+                return "status"
+            return "publish" if "media_publish" in request.path else "media"
+
+        def respond(request):
+            name = step(request)
+            seen.append(name)
+            replies = waiting[name]
+            return replies.pop(0) if len(replies) > 1 else replies[0]
+
+        seen = []
+        server = self.serve(respond)
+        server.seen = seen
+        return server
+
+    @staticmethod
+    def lost(kind):
+        return as_reply({"debug_info": {"retriable": False, "type": kind, "message": kind}}, 400)
+
+    @staticmethod
+    def refused(code, subcode):
+        return as_reply({"error": {"code": code, "error_subcode": subcode, "message": "said"}}, 400)
+
+    def test_a_part_at_the_wrong_place_is_asked_after(self):
+        reached = {"uploading_phase": {"bytes_transferred": 2000}}
+        replies = [as_reply({"video_status": reached}), as_reply({"status_code": "FINISHED"})]
+        for kind in ("OffsetInvalidError", "PartialRequestError"):
+            uploads = [self.lost(kind), as_reply({"success": True})]
+            with self.reels(upload=uploads, status=list(replies)) as server:
+                self.assertEqual(self.upload().code, FINISHED)
+                parts = [r for r in server.requests if r.path.startswith("/instagramUpload")]
+            self.assertEqual([part.headers["offset"] for part in parts], ["0", "2000"])
+            self.assertEqual(len(parts[1].body), 3000)
+
+    def test_a_broken_container_is_replaced_once(self):
+        expired = as_reply({"status_code": "EXPIRED", "status": "too late"})
+        ready = as_reply({"status_code": "FINISHED"})
+        done = as_reply({"success": True})
+        for name, replies in (
+            ("upload", [self.lost("ProcessingFailedError"), done]),
+            ("status", [expired, ready]),
+            ("publish", [self.refused(-1, 2207053), as_reply({"id": "reel-7"})]),
+        ):
+            with self.subTest(name), self.reels(**{name: list(replies)}) as server:
+                self.assertEqual(self.upload().code, FINISHED)
+                self.assertEqual(server.seen.count("media"), 2)
+            with self.subTest(name), self.reels(**{name: replies[:1]}) as server:
+                self.assertEqual(self.upload().code, ERROR)
+                self.assertEqual(server.seen.count("media"), 2)
+
+    def test_a_publication_whose_answer_is_lost_is_asked_after(self):
+        published = as_reply({"status_code": "PUBLISHED"})
+        ready = as_reply({"status_code": "FINISHED"})
+        for trouble in (Reply(drop=0), Reply(200, b"<html>"), Reply(502), self.refused(24, 2207008)):
+            with self.reels(publish=[trouble], status=[ready, published]) as server:
+                self.uploader.set_login(Login("instagram", "token", user_id="17", user_name="ada"))
+                end = self.upload()
+                self.assertEqual((end.code, end.text), (FINISHED, "https://www.instagram.com/ada"))
+                self.assertEqual(server.seen.count("publish"), 1)
+            with self.reels(publish=[trouble, as_reply({"id": "reel-7"})]) as server:
+                self.assertEqual(self.upload().text, "https://reel")
+                self.assertEqual(server.seen.count("publish"), 2)
+            with self.reels(publish=[trouble]) as server:
+                self.assertEqual(self.upload().code, ERROR)
+                self.assertLess(server.seen.count("publish"), 10)
+
+    def test_a_reel_that_is_not_ready_yet_is_waited_for(self):
+        states = [as_reply({"status_code": code}) for code in ("FINISHED", "IN_PROGRESS", "FINISHED")]
+        publish = [self.refused(9007, 2207027), as_reply({"id": "reel-7"})]
+        with self.reels(publish=publish, status=states) as server:
+            self.assertEqual(self.upload().code, FINISHED)
+            self.assertEqual(server.seen[-6:], ["status", "publish", "status", "status", "publish", "status"])
+
+    def test_a_restricted_account_is_not_tried_again(self):
+        with self.reels(publish=[self.refused(4, 2207051)]) as server:
+            self.assertEqual(self.upload().text, "Instagram: said")
+            self.assertEqual(server.seen.count("publish"), 1)
+
     def test_a_published_reel_without_an_address_is_no_failure(self):
         for trouble in (
             as_reply({"error": {"code": 100, "message": "no"}}, 400),
@@ -99,8 +191,7 @@ class Instagram(PlatformCase):
 
     def test_containers_that_lead_nowhere_end_the_upload(self):
         for state in ({"status_code": "ERROR", "status": "bad codec"}, {"status_code": "EXPIRED"}, {}):
-            replies = in_turn(as_reply({"id": "c"}), as_reply({"success": True}), as_reply(state))
-            with self.serve(replies):
+            with self.reels(status=[as_reply(state)]):
                 end = self.upload()
                 self.assertIn(state.get("status", "could not use the video"), end.text)
 

@@ -158,7 +158,10 @@ TEST_F(InstagramScripts, SendingIsStrict) {
 TEST_F(InstagramScripts, ContainersAreStrict) {
   EXPECT_EQ(code(post("media", with(reel(), "media_type", "IMAGE"))), 100);
   EXPECT_EQ(code(post("media", without(reel(), "upload_type"))), 100);
-  EXPECT_EQ(code(post("media", with(reel(), "caption", std::string(2201, 'c')))), 36000);
+  EXPECT_EQ(code(post("media", with(reel(), "caption", std::string(2201, 'c')))), 36004);
+  EXPECT_EQ(code(post("media", with(reel(), "caption", std::string(31, '#')))), 36004);
+  EXPECT_EQ(code(post("media", with(reel(), "caption", std::string(21, '@')))), 100);
+  EXPECT_EQ(post("media", with(reel(), "caption", std::string(30, '#') + std::string(20, '@'))).status, 200);
   EXPECT_EQ(post("media", with(reel(), "access_token", "unknown")).status, 401);
   const std::string stranger = server.issueTokens(Platform::instagram, server.users()[1].openId).accessToken;
   EXPECT_EQ(code(post("media", with(reel(), "access_token", stranger))), 100);
