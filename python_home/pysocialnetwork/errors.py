@@ -21,11 +21,12 @@ class TokenInvalid(UploadError):
 
 
 class Refused(UploadError):
-    """The service said no, with an HTTP status."""
+    """The service said no, with an HTTP status; `word` is its machine-readable reason where it gives one."""
 
-    def __init__(self, text: str, status: int) -> None:
+    def __init__(self, text: str, status: int, word: str = "") -> None:
         super().__init__(text)
         self.status = status
+        self.word = word
 
 
 class Transient(UploadError):

@@ -12,7 +12,7 @@ from typing import Any, ClassVar, Dict, Mapping, Optional
 from urllib.parse import parse_qs, urlencode, urlsplit
 
 from . import begun
-from .errors import UploadError
+from .errors import Refused, TokenInvalid, UploadError
 from .login import Login, expiry, require_token
 from .replies import text_member
 from .uploader import ACCEPTED, NOT_USABLE, Uploader
@@ -97,6 +97,11 @@ class RefreshingUploader(OAuth2Uploader):
     def _token(self, wire: Wire, fields: Mapping[str, str], repeatable: bool = True) -> Dict[str, Any]:
         """The token endpoint's answer to these fields and the application's own."""
 
+    @abstractmethod
+    def _ends_login(self, refusal: Refused) -> bool:
+        """Whether the token endpoint says that the refresh token is no good any more. Everything else, such as a page
+        of a gateway on the way, says nothing about the login."""
+
     def granted(self, answer: Mapping[str, Any]) -> Login:
         """The login of a first token answer, its secrets kept out of texts from now on."""
         login = Login(
@@ -112,7 +117,12 @@ class RefreshingUploader(OAuth2Uploader):
         if not login.refresh:
             return None
         self.require_app(with_redirect=False)
-        answer = self._token(wire, {"grant_type": "refresh_token", "refresh_token": login.refresh})
+        try:
+            answer = self._token(wire, {"grant_type": "refresh_token", "refresh_token": login.refresh})
+        except Refused as error:
+            if self._ends_login(error):
+                raise TokenInvalid("the login cannot be renewed; sign in again (%s)" % error) from None
+            raise
         return replace(
             login,
             access=require_token(answer.get("access_token")),

@@ -45,6 +45,19 @@ def split_tags(tags: str) -> List[str]:
     return found
 
 
+def tags_that_fit(tags: Iterable[str], limit: int, longest: int, quotes: bool = False) -> List[str]:
+    """The tags that make a list of at most `limit` characters, the commas between them counted; and the quotes that a
+    service may put around a tag with a blank. One that is longer than `longest` or too much is left out."""
+    kept: List[str] = []
+    room = limit + 1
+    for tag in tags:
+        cost = len(tag) + 1 + (2 if quotes and " " in tag else 0)
+        if len(tag) <= longest and cost <= room:
+            kept.append(tag)
+            room -= cost
+    return kept
+
+
 def category_list(names: Iterable[str]) -> str:
     """Each name is followed by a bar; names that don't fit into the host's field whole are left out."""
     text = ""

@@ -17,12 +17,15 @@ from .job import UploadJob
 from .login import Login
 from .oauth2 import RefreshingUploader
 from .replies import json_object, member, required_text, text_member
-from .texts import chosen_privacy, split_tags
+from .texts import chosen_privacy
 from .wire import Wire, require_same_safety
 
 PRIVACY = {"public": "public", "private": "private"}
 
 LONGEST_TITLE = 100
+# Characters of one tag, and of all with the commas between.
+LONGEST_TAG = 100
+TAG_LIST = 500
 GONE = 410
 
 # A part has 5 to 25 MiB, but for the last one.
@@ -43,14 +46,17 @@ class Uploader(RefreshingUploader):
         users = wire.run(lambda: read(wire.exchange("GET", address, headers)))
         data = users.get("data")
         user = data[0] if isinstance(data, list) and data else {}
-        # Channels are named after the user's login name.
-        name = required_text(user, "login")
-        return replace(login, user_id=name, user_name=text_member(user, "display_name") or name)
+        # A channel has the number of its user.
+        name = text_member(user, "display_name") or text_member(user, "login")
+        return replace(login, user_id=required_text(user, "id"), user_name=name)
 
     def _token(self, wire: Wire, fields: Mapping[str, str], repeatable: bool = True) -> Dict[str, Any]:
         body = form({"client_id": self.app_key, "client_secret": self.app_secret, **fields})
         address = self.address("twitchToken")
         return wire.run(lambda: read(wire.exchange("POST", address, body=body), login_call=True), repeatable)
+
+    def _ends_login(self, refusal: Refused) -> bool:
+        return refusal.status in (400, 401) and refusal.word.lower() == "invalid refresh token"
 
     def _revoke(self, wire: Wire, login: Login) -> None:
         body = form({"client_id": self.app_key, "token": login.access})
@@ -77,10 +83,10 @@ class Uploader(RefreshingUploader):
         request = job.request
         query = urlencode(
             {
-                "channel_name": login.user_id,
+                "channel_id": login.user_id,
                 "title": request.title[:LONGEST_TITLE],
                 "description": request.description,
-                "tag_list": ",".join(split_tags(request.tags)),
+                "tag_list": ",".join(self.tags_within(request.tags, TAG_LIST, LONGEST_TAG)),
                 "viewable": viewable,
             }
         )
@@ -115,4 +121,4 @@ def read(answer: Answer, login_call: bool = False) -> Dict[str, Any]:
         raise Refused("Twitch has withdrawn video uploads from its API (%s)" % message, answer.status)
     if answer.status == 401 and not login_call:
         raise TokenInvalid(message)
-    raise Refused(message, answer.status)
+    raise Refused(message, answer.status, text_member(content, "message"))

@@ -15,14 +15,23 @@ from . import hostcallback
 from .account import Account, AccountMemory
 from .bodies import LocalFile
 from .connection import TimeLimits
-from .errors import Refused, Stopped, TokenInvalid, UploadError
+from .errors import Stopped, TokenInvalid, UploadError
 from .hostcallback import HostCallback
 from .job import UploadJob, VideoRequest, unexpected
 from .login import SAFETY_SECONDS, Login
 from .retry import FOREGROUND, RetryPolicy
 from .services import Services
 from .stopsignal import StopSignal
-from .texts import LONGEST_KEY, LONGEST_USER_NAME, category_list, cut_bytes, message_for_host, same_place
+from .texts import (
+    LONGEST_KEY,
+    LONGEST_USER_NAME,
+    category_list,
+    cut_bytes,
+    message_for_host,
+    same_place,
+    split_tags,
+    tags_that_fit,
+)
 from .wire import Wire
 
 T = TypeVar("T")
@@ -168,7 +177,8 @@ class Uploader(ABC):
         """Uploads the video and returns its address. Runs on the job's thread."""
 
     def _renew(self, wire: Wire, login: Login) -> Optional[Login]:
-        """A login with a fresh token; None where the platform can't renew this one."""
+        """A login with a fresh token; None where the platform can't renew this one. Raises TokenInvalid when the
+        service says that it is over."""
         return None
 
     def _read_account(self, wire: Wire) -> Account:
@@ -247,6 +257,14 @@ class Uploader(ABC):
         """Tells that the platform has no place for what the host gave."""
         if value:
             self._debug("%s takes no %s" % (self.platform, what))
+
+    def tags_within(self, tags: str, limit: int, longest: int, quotes: bool = False) -> List[str]:
+        """What of the host's tags the platform has room for, told where that is not all."""
+        wanted = split_tags(tags)
+        kept = tags_that_fit(wanted, limit, longest, quotes)
+        if len(kept) < len(wanted):
+            self._debug("%s has no room for %d of %d tags" % (self.platform, len(wanted) - len(kept), len(wanted)))
+        return kept
 
     def require_app(self, with_redirect: bool = True) -> None:
         if not self.app_key or not self.app_secret:
@@ -327,9 +345,9 @@ class Uploader(ABC):
                 return current
             try:
                 renewed = self._renew(wire, stale)
-            except Refused as error:
+            except TokenInvalid:
                 self._forget(stale)
-                raise TokenInvalid("the login cannot be renewed; sign in again (%s)" % error) from None
+                raise
             if renewed is not None:
                 self.set_login(renewed)
                 self._debug("the login was renewed")

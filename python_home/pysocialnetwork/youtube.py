@@ -15,19 +15,29 @@ from .job import UploadJob, VideoRequest
 from .login import Login
 from .oauth2 import RefreshingUploader
 from .replies import json_object, member, required_text, text_member
-from .texts import chosen_privacy, cut_bytes, split_tags
+from .texts import chosen_privacy, cut_bytes
 from .wire import Wire, require_same_safety
 
 PRIVACY = {"public": "public", "unlisted": "unlisted", "private": "private"}
 
 LONGEST_TITLE = 100
 LONGEST_DESCRIPTION_BYTES = 5000
+# Characters of all tags, with a comma between two and quotes around one with a blank.
+TAG_LIST = 500
 
 # Google wants multiples of 256 KiB, but for the last part.
 CHUNK = 8 * 1024 * 1024
 
+# How many sessions one upload may use up: a file whose session has expired is sent from its beginning.
+SESSIONS = 2
+
 RESUME = 308
 PASSING_REASONS = frozenset(("rateLimitExceeded", "userRateLimitExceeded", "backendError"))
+
+
+class SessionExpired(UploadError):
+    def __init__(self) -> None:
+        super().__init__("YouTube has given the upload up; start it again")
 
 
 class Uploader(RefreshingUploader):
@@ -53,6 +63,9 @@ class Uploader(RefreshingUploader):
     def _read_account(self, wire: Wire) -> Account:
         return Account(categories=tuple(text_member(item, "snippet", "title") for item in self._categories(wire)))
 
+    def _ends_login(self, refusal: Refused) -> bool:
+        return refusal.word == "invalid_grant"
+
     def _revoke(self, wire: Wire, login: Login) -> None:
         body = form({"token": login.refresh or login.access})
         address = self.address("googleRevoke")
@@ -62,19 +75,30 @@ class Uploader(RefreshingUploader):
         resource = self._resource(wire, job.request)
         self.check_thumbnail(job.request.thumbnail)
         with LocalFile(job.request.path) as video:
-            session = self.authorized(wire, lambda login: self._open_session(wire, login, video, resource))
-            finished = self._send(job, wire, video, session)
+            finished = self._send_whole(job, wire, video, resource)
         name = required_text(finished, "id")
         if job.request.thumbnail:
             self.afterwards("thumbnail", lambda: self._set_thumbnail(wire, name, job.request.thumbnail))
         return "https://www.youtube.com/watch?v=" + name
+
+    def _send_whole(self, job: UploadJob, wire: Wire, video: LocalFile, resource: Mapping[str, Any]) -> Dict[str, Any]:
+        used = 0
+        while True:
+            session = self.authorized(wire, lambda login: self._open_session(wire, login, video, resource))
+            try:
+                return self._send(job, wire, video, session)
+            except SessionExpired:
+                used += 1
+                if used == SESSIONS:
+                    raise
+                self._debug("YouTube has given the upload up; it begins anew")
 
     def _resource(self, wire: Wire, request: VideoRequest) -> Dict[str, Any]:
         privacy = chosen_privacy(request.privacy, PRIVACY)
         snippet: Dict[str, Any] = {
             "title": request.title[:LONGEST_TITLE],
             "description": cut_bytes(request.description, LONGEST_DESCRIPTION_BYTES),
-            "tags": split_tags(request.tags),
+            "tags": self.tags_within(request.tags, TAG_LIST, TAG_LIST, quotes=True),
         }
         if request.category:
             snippet["categoryId"] = self._category_id(wire, request.category)
@@ -140,7 +164,7 @@ class Uploader(RefreshingUploader):
         headers = {**self._session_login(login, session), "Content-Range": content_range}
         answer = wire.exchange("PUT", session, headers, body)
         if answer.status in (404, 410):
-            raise UploadError("YouTube has given the upload up; start it again")
+            raise SessionExpired()
         if answer.status != RESUME:
             read(answer)
         return answer
@@ -177,7 +201,7 @@ def read(answer: Answer) -> Dict[str, Any]:
         raise TokenInvalid(message)
     if answer.status == 403 and reasons(content) & PASSING_REASONS:
         raise Transient(message)
-    raise Refused(message, answer.status)
+    raise Refused(message, answer.status, text_member(content, "error"))
 
 
 def reasons(content: Mapping[str, Any]) -> "set[str]":

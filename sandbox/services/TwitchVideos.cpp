@@ -1,9 +1,10 @@
 #include "sandbox/services/TwitchVideos.h"
 
 #include "sandbox/JsonText.h"
-#include "sandbox/MediaAccounts.h"
 #include "sandbox/Text.h"
 #include "sandbox/services/TwitchAccount.h"
+
+#include <sstream>
 
 namespace sandbox {
 
@@ -13,7 +14,17 @@ constexpr const char* kApi = "/twitch/kraken";
 constexpr const char* kUploadPath = "/twitch-upload/upload/";
 constexpr const char* kAccept = "application/vnd.twitchtv.v5+json";
 constexpr std::size_t kTitleLimit = 100;
+constexpr std::size_t kTagLimit = 100;
+constexpr std::size_t kTagListLimit = 500;
 constexpr std::chrono::seconds kBusyLimit{5};
+
+bool areTags(const std::string& list) {
+  std::istringstream tags(list);
+  for (std::string tag; std::getline(tags, tag, ',');) {
+    if (characterCount(tag) > kTagLimit) return false;
+  }
+  return characterCount(list) <= kTagListLimit;
+}
 
 }  // namespace
 
@@ -41,7 +52,7 @@ Reply TwitchVideos::create(const Call& call) {
   const std::optional<User> user = userOf(authorization(call, "OAuth"));
   if (!user) return twitchError(401, "invalid oauth token");
   const FormFields& fields = call.request.query;
-  if (fieldText(fields, "channel_name") != accountName(*user)) {
+  if (fieldText(fields, "channel_id") != user->openId) {
     return twitchError(403, "You do not have access to the channel");
   }
   const std::string title = fieldText(fields, "title");
@@ -49,8 +60,9 @@ Reply TwitchVideos::create(const Call& call) {
     return twitchError(400, "title is missing or too long");
   const std::string viewable = fieldOf(fields, "viewable").value_or("public");
   if (viewable != "public" && viewable != "private") return twitchError(400, "viewable has no such value");
+  if (!areTags(fieldText(fields, "tag_list"))) return twitchError(400, "tag_list is too long");
   Json::Value metadata;
-  for (const char* name : {"channel_name", "title", "description", "tag_list", "viewable"}) {
+  for (const char* name : {"channel_id", "title", "description", "tag_list", "viewable"}) {
     if (const auto value = fieldOf(fields, name)) metadata[name] = *value;
   }
   UploadRecord upload;

@@ -17,6 +17,7 @@ constexpr const char* kUploadPath = "/upload/youtube/v3/videos";
 constexpr std::chrono::seconds kBusyLimit{5};
 constexpr std::size_t kTitleLimit = 100;
 constexpr std::size_t kDescriptionLimit = 5000;
+constexpr std::size_t kTagListLimit = 500;
 
 Reply badRequest(const std::string& message, const std::string& reason) {
   return googleError(400, message, reason);
@@ -35,6 +36,18 @@ bool isVideoType(const std::string& type) {
 
 bool isOneOf(const std::string& text, std::initializer_list<std::string_view> list) {
   return std::find(list.begin(), list.end(), text) != list.end();
+}
+
+// As one list, with a comma between two tags and quotes around one with a blank.
+std::size_t lengthOf(const Json::Value& tags) {
+  std::size_t length = 0;
+  if (!tags.isArray()) return length;
+  for (const Json::Value& tag : tags) {
+    const std::string text = tag.isString() ? tag.asString() : std::string();
+    const bool isQuoted = text.find(' ') != std::string::npos;
+    length += characterCount(text) + (isQuoted ? 2 : 0) + (length > 0 ? 1 : 0);
+  }
+  return length;
 }
 
 bool takeNumber(std::string_view& text, char end, std::uint64_t& number) {
@@ -174,6 +187,9 @@ std::optional<Reply> YoutubeUpload::refusedMetadata(const Json::Value& metadata)
   const std::string description = textMember(metadata["snippet"], "description").value_or("");
   if (description.size() > kDescriptionLimit || description.find_first_of("<>") != std::string::npos) {
     return badRequest("The request metadata specifies an invalid video description.", "invalidDescription");
+  }
+  if (lengthOf(metadata["snippet"]["tags"]) > kTagListLimit) {
+    return badRequest("The request metadata specifies invalid video keywords.", "invalidTags");
   }
   const Json::Value& status = metadata["status"];
   if (!isOneOf(textMember(status, "privacyStatus").value_or("private"), {"private", "public", "unlisted"})) {

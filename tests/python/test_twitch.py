@@ -1,18 +1,19 @@
 """What is special about Twitch: its parts, and its refusals."""
 
 import unittest
+from urllib.parse import parse_qs, urlsplit
 
 from pysocialnetwork import twitch
 from pysocialnetwork.errors import Refused, TokenInvalid, UploadError
 from pysocialnetwork.login import Login
 
-from platformcase import PlatformCase, answer, as_reply
-from support import Reply
+from platformcase import ERROR, TOKEN_INVALID, PlatformCase, answer, as_reply
+from support import Reply, in_turn
 
 
 class Twitch(PlatformCase):
     module = twitch
-    login = {"user_id": "ada"}
+    login = {"user_id": "44322889"}
 
     def test_errors_are_told_apart(self):
         with self.assertRaisesRegex(Refused, "has withdrawn video uploads"):
@@ -33,12 +34,32 @@ class Twitch(PlatformCase):
             paths = [request.path for request in server.requests]
             sizes = [len(request.body) for request in server.requests]
         self.assertEqual(end.text, "https://www.twitch.tv/videos/12")
-        self.assertIn("channel_name=ada&title=" + "T" * 100 + "&description=&tag_list=a%2Cb&viewable=private", paths[0])
+        self.assertIn(
+            "channel_id=44322889&title=" + "T" * 100 + "&description=&tag_list=a%2Cb&viewable=private", paths[0]
+        )
         self.assertEqual(
             paths[1:],
             ["/put?part=%d&upload_token=up-token" % n for n in (1, 2, 3)] + ["/put/complete?upload_token=up-token"],
         )
         self.assertEqual(sizes[1:4], [twitch.PART, twitch.PART, 5])
+
+    def test_tags_have_the_services_room(self):
+        with self.serve(in_turn(Reply(400))) as server:
+            self.upload(tags=",".join(["a" * 101] + [letter * 99 for letter in "bcdefg"]))
+            tags = parse_qs(urlsplit(server.requests[0].path).query)["tag_list"][0].split(",")
+        self.assertEqual([tag[0] for tag in tags], list("bcdef"))
+
+    def test_only_the_services_word_ends_a_login_that_cannot_be_renewed(self):
+        for reply, kept in (
+            (as_reply({"status": 400, "message": "Invalid refresh token"}, 400), False),
+            (as_reply({"status": 401, "message": "Invalid refresh token"}, 401), False),
+            (as_reply({"status": 403, "message": "invalid client secret"}, 403), True),
+            (Reply(400, b"<html>"), True),
+        ):
+            self.uploader.set_login(Login("twitch", "t", refresh="r", expires=1))
+            with self.serve(in_turn(reply)):
+                self.assertEqual(self.upload().code, ERROR if kept else TOKEN_INVALID)
+            self.assertEqual(self.uploader.login is not None, kept)
 
     def test_a_renewal_without_application_settings_is_no_renewal(self):
         self.uploader.SetAppKey("")

@@ -5,7 +5,7 @@ import time
 import unittest
 
 from pysocialnetwork.connection import TimeLimits
-from pysocialnetwork.errors import Refused, TokenInvalid, Transient, UploadError
+from pysocialnetwork.errors import TokenInvalid, Transient, UploadError
 from pysocialnetwork.login import Login
 from pysocialnetwork.account import Account
 from pysocialnetwork.texts import same_place
@@ -181,7 +181,7 @@ class Tokens(UploaderCase):
 
     def test_an_expired_token_that_cannot_be_renewed_is_refused(self):
         def refuse(login):
-            raise Refused("revoked", 400)
+            raise TokenInvalid("revoked; sign in again")
 
         text = Login("probe", "t", refresh="r", expires=1).to_text()
         self.uploader.renew = refuse

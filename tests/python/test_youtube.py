@@ -5,10 +5,11 @@ import unittest
 
 from pysocialnetwork import youtube
 from pysocialnetwork.errors import Refused, TokenInvalid, Transient, UploadError
+from pysocialnetwork.job import VideoRequest
 from pysocialnetwork.login import Login
 
-from platformcase import ERROR, FINISHED, PlatformCase, answer, as_reply
-from support import Reply, Server, in_turn
+from platformcase import ERROR, FINISHED, TOKEN_INVALID, PlatformCase, answer, as_reply
+from support import Host, Reply, Server, in_turn
 
 
 class Youtube(PlatformCase):
@@ -63,6 +64,48 @@ class Youtube(PlatformCase):
         for status, text in ((404, "start it again"), (410, "start it again"), (200, "does not name it")):
             with self.serve(self.sessions(lambda request: server.url + "/s", lambda request: Reply(status))) as server:
                 self.assertIn(text, self.upload().text)
+
+    def test_a_session_that_has_expired_is_replaced_once(self):
+        ends = {"first": 0, "second": 0}
+
+        def respond(request):
+            if request.method == "POST":
+                return as_reply({}, Location=server.url + ("/second" if ends["first"] else "/first"))
+            name = request.path[1:]
+            ends[name] += 1
+            if name == "second" and finishes:
+                return as_reply({"id": "v"})
+            return Reply(404 if name == "first" else 410)
+
+        for finishes, code in ((True, FINISHED), (False, ERROR)):
+            ends.update(first=0, second=0)
+            with self.serve(respond) as server:
+                end = self.upload()
+                self.assertEqual(server.requests[-1].headers["Content-Range"], "bytes 0-4999/5000")
+            self.assertEqual((end.code, ends), (code, {"first": 1, "second": 1}))
+
+    def test_tags_have_the_services_room(self):
+        tags = ",".join(["x" * 100, "y " + "z" * 95, "w" * 501, "v" * 200, "u" * 100, "last"])
+        host = Host()
+        host.attach(self.uploader)
+        with self.uploader.calling() as wire:
+            resource = self.uploader._resource(wire, VideoRequest("p", "T", "", "", tags, ""))
+        kept = resource["snippet"]["tags"]
+        self.assertEqual(kept, ["x" * 100, "y " + "z" * 95, "v" * 200, "last"])
+        self.assertEqual([event.text for event in host.events], ["youtube has no room for 2 of 6 tags"])
+
+    def test_a_gateway_on_the_way_does_not_cost_the_login(self):
+        login = Login("youtube", "old", refresh="kept", expires=1)
+        for reply, kept in (
+            (Reply(400, b"<html>bad gateway"), True),
+            (Reply(404, b"<html>"), True),
+            (as_reply({"error": "invalid_client"}, 401), True),
+            (as_reply({"error": "invalid_grant"}, 400), False),
+        ):
+            self.uploader.set_login(login)
+            with self.serve(in_turn(reply)):
+                self.assertEqual(self.upload().code, ERROR if kept else TOKEN_INVALID)
+            self.assertEqual(self.uploader.login is not None, kept)
 
     def test_a_renewal_keeps_the_refresh_token_that_is_not_replaced(self):
         with self.serve(

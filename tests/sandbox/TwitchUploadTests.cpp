@@ -25,8 +25,11 @@ class TwitchScripts : public testing::Test {
   Answer users(const std::string& text, const std::string& clientId = kAppId) {
     return client.get("/twitch/helix/users", {bearer(text), {"Client-Id", clientId}});
   }
-  static Fields video() {
-    return {{"channel_name", "ada"}, {"title", "t"}, {"tag_list", "a,b"}, {"viewable", "private"}};
+  Fields video() {
+    return {{"channel_id", server.users()[0].openId},
+            {"title", "t"},
+            {"tag_list", "a,b"},
+            {"viewable", "private"}};
   }
   Fields headers() {
     return {{"Accept", "application/vnd.twitchtv.v5+json"},
@@ -117,7 +120,14 @@ TEST_F(TwitchScripts, VideoArrivesWholeInParts) {
 }
 
 TEST_F(TwitchScripts, CreatingIsStrict) {
-  EXPECT_EQ(create(with(video(), "channel_name", "bruno"), headers()).status, 403);
+  EXPECT_EQ(create(with(video(), "channel_id", server.users()[1].openId), headers()).status, 403);
+  EXPECT_EQ(create(with(video(), "channel_id", "ada"), headers()).status, 403);
+  EXPECT_EQ(create(with(video(), "tag_list", std::string(101, 't')), headers()).status, 400);
+  EXPECT_EQ(create(with(video(), "tag_list", std::string(100, 't') + ",t"), headers()).status, 200);
+  std::string tags = std::string(100, 't');
+  for (int count = 1; count < 5; ++count) tags += "," + std::string(99, 't');
+  EXPECT_EQ(create(with(video(), "tag_list", tags), headers()).status, 200);
+  EXPECT_EQ(create(with(video(), "tag_list", tags + ","), headers()).status, 400);
   EXPECT_EQ(create(without(video(), "title"), headers()).status, 400);
   EXPECT_EQ(create(with(video(), "viewable", "friends"), headers()).status, 400);
   EXPECT_EQ(create(video(), without(headers(), "Accept")).status, 400);

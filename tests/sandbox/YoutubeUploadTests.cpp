@@ -121,6 +121,19 @@ TEST_F(YoutubeUpload, OpeningChecksTheMetadata) {
   EXPECT_EQ(with(R"({"snippet":{"title":"t"},"status":{"license":"mine"}})"), 400);
 }
 
+TEST_F(YoutubeUpload, TagsHaveRoomForFiveHundredCharactersAsOneList) {
+  const auto with = [&](const std::string& tags) {
+    return open(R"({"snippet":{"title":"t","tags":[)" + tags + "]}}", openHeaders(token, 5));
+  };
+  const std::string half = '"' + std::string(249, 't') + '"';
+
+  EXPECT_EQ(with(half + "," + half).status, 200) << "499";
+  EXPECT_EQ(with(half + "," + half + R"(,"")").status, 200) << "500, a comma included";
+  EXPECT_EQ(with(half + "," + half + R"(,"t")").json()["error"]["errors"][0]["reason"], "invalidTags");
+  EXPECT_EQ(with(half + ",\"t " + std::string(247, 't') + '"').status, 400)
+      << "quotes count where a blank is";
+}
+
 TEST_F(YoutubeUpload, MetadataChecksCanBeLeftOut) {
   SandboxOptions options;
   options.strictMetadata = false;
