@@ -52,7 +52,9 @@ class LocalFile:
 
     def __init__(self, path: str) -> None:
         self.name = os.path.basename(path)
-        self.content_type = mimetypes.guess_type(self.name)[0] or "application/octet-stream"
+        kind = mimetypes.guess_type(self.name)[0] or ""
+        # Machines name strange kinds for some endings, ".ts" among them, which services refuse.
+        self.content_type = kind if kind.startswith(("video/", "image/")) else "application/octet-stream"
         self._file = _open(path)
         self._begun = self._state()
         self.size = self._begun[0]

@@ -37,6 +37,7 @@ TICKET_RUNNING, TICKET_READY = "0", "1"
 
 # Error numbers of the API.
 TOKEN_ERRORS = frozenset(("98", "99"))
+# The service was not there, or could not write: nothing was done.
 PASSING_ERRORS = frozenset(("105", "106"))
 
 
@@ -243,5 +244,5 @@ def failure(answer: Answer, code: str = "", message: str = "") -> UploadError:
     if code in TOKEN_ERRORS or problem in ("token_rejected", "token_revoked", "token_expired"):
         return TokenInvalid(text)
     if code in PASSING_ERRORS:
-        return Transient(text)
+        return Transient(text, unprocessed=True)
     return Refused(text, answer.status)

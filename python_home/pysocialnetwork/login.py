@@ -7,7 +7,7 @@ import binascii
 import json
 import time
 import zlib
-from dataclasses import dataclass
+from dataclasses import dataclass, replace
 from typing import Any, List, Mapping, Optional
 
 from .errors import UploadError
@@ -19,6 +19,7 @@ MARK = "mt1."
 
 # A token that ends within this time is renewed before it is used.
 SAFETY_SECONDS = 120
+LONG_AGO = 1
 
 
 @dataclass(frozen=True)
@@ -41,6 +42,15 @@ class Login:
         return [self.access, self.refresh, self.secret]
 
     def to_text(self) -> str:
+        """Of a login too long for the host the access token is left out where it can be renewed."""
+        text = self._packed()
+        if len(text) > LONGEST_TEXT and self.refresh:
+            text = replace(self, access="", expires=LONG_AGO)._packed()
+        if len(text) > LONGEST_TEXT:
+            raise UploadError("the login is too long to be kept")
+        return text
+
+    def _packed(self) -> str:
         content = [
             self.platform,
             self.access,
@@ -52,10 +62,7 @@ class Login:
             self.user_name,
         ]
         packed = zlib.compress(json.dumps(content, ensure_ascii=False, separators=(",", ":")).encode("utf-8"), 9)
-        text = MARK + base64.urlsafe_b64encode(packed).decode("ascii").rstrip("=")
-        if len(text) > LONGEST_TEXT:
-            raise UploadError("the login is too long to be kept")
-        return text
+        return MARK + base64.urlsafe_b64encode(packed).decode("ascii").rstrip("=")
 
     @classmethod
     def from_text(cls, text: str, platform: str) -> Login:
@@ -70,7 +77,8 @@ class Login:
         login = cls(*values)
         if login.platform != platform:
             raise UploadError("the access token belongs to another platform")
-        require_token(login.access)
+        if login.access or not login.refresh or login.expires != LONG_AGO:
+            require_token(login.access)
         return login
 
 

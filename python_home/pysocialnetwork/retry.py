@@ -6,12 +6,14 @@ import random
 import time
 from dataclasses import dataclass
 from email.utils import parsedate_to_datetime
-from typing import Optional
+from datetime import datetime, timezone
+from typing import Callable, Optional
 
 # Answers that may be better at the next try.
 BUSY = frozenset((408, 429, 500, 502, 503, 504))
 # Of those, the ones that say that the request was not worked on.
-UNPROCESSED = frozenset((429, 503))
+TOO_MANY = 429
+UNPROCESSED = frozenset((TOO_MANY, 503))
 
 
 @dataclass(frozen=True)
@@ -38,15 +40,46 @@ class RetryPolicy:
 FOREGROUND = RetryPolicy(attempts=3, first_pause=0.5, longest_pause=2.0, longest_retry_after=5.0)
 
 
+# The windows of limits last a minute. A service that names a later end means another window.
+LONGEST_WINDOW = 60.0
+
+
+def pause_asked_for(status: int, header: Callable[[str], Optional[str]]) -> Optional[float]:
+    """The seconds that an answer asks to wait. Some services name the end of the limit's window instead."""
+    now = _http_date(header("Date"))
+    asked = retry_after_seconds(header("Retry-After"), now)
+    if asked is None and status == TOO_MANY:
+        asked = _window_seconds(header("X-RateLimit-Reset") or header("Ratelimit-Reset"), now)
+    return asked
+
+
 def retry_after_seconds(header: Optional[str], now: Optional[float] = None) -> Optional[float]:
     """The header is a number of seconds or a date; anything else counts as absent."""
-    if header is None:
-        return None
-    text = header.strip()
+    text = (header or "").strip()
     if text.isascii() and text.isdigit() and len(text) < 10:
         return float(text)
+    moment = _http_date(text)
+    return None if moment is None else max(0.0, moment - (time.time() if now is None else now))
+
+
+def _window_seconds(header: Optional[str], now: Optional[float]) -> Optional[float]:
+    """The header is a number of seconds since the epoch, or a date as ISO 8601 writes it."""
+    text = (header or "").strip()
     try:
-        moment = parsedate_to_datetime(text).timestamp()
-    except (TypeError, ValueError, IndexError, OverflowError):
+        moment = float(text) if text.isdigit() else _moment(datetime.fromisoformat(text.replace("Z", "+00:00")))
+    except (ValueError, OverflowError, OSError):
         return None
-    return max(0.0, moment - (time.time() if now is None else now))
+    seconds = moment - (time.time() if now is None else now)
+    return seconds if 0 < seconds <= LONGEST_WINDOW else None
+
+
+def _http_date(text: Optional[str]) -> Optional[float]:
+    try:
+        return _moment(parsedate_to_datetime(text or ""))
+    except (TypeError, ValueError, IndexError, OverflowError, OSError):
+        return None
+
+
+def _moment(date: datetime) -> float:
+    # One of the three forms of dates in HTTP names no zone; all of them are in Greenwich time.
+    return (date if date.tzinfo is not None else date.replace(tzinfo=timezone.utc)).timestamp()

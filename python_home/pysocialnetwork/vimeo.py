@@ -9,7 +9,7 @@ from urllib.parse import quote
 from .account import Account
 from .bodies import Body, FilePart, LocalFile, form, json_body
 from .connection import Answer
-from .errors import Refused, TokenInvalid, UploadError
+from .errors import Refused, TokenInvalid, Transient, UploadError
 from .job import UploadJob
 from .login import Login, require_token
 from .oauth2 import OAuth2Uploader
@@ -36,6 +36,10 @@ MOST_TAGS = 20
 
 # What one PATCH carries; after a broken connection at most this much is sent again.
 CHUNK = 32 * 1024 * 1024
+
+
+# An earlier request, which broke here, is still at work there.
+LOCKED = 423
 
 
 class Uploader(OAuth2Uploader):
@@ -175,6 +179,8 @@ def refusal(answer: Answer) -> UploadError:
     content = json_object(answer)
     said = text_member(content, "developer_message") or text_member(content, "error")
     message = "Vimeo: " + (said or "status %d" % answer.status)
+    if answer.status == LOCKED:
+        return Transient(message)
     return TokenInvalid(message) if answer.status == 401 else Refused(message, answer.status)
 
 

@@ -9,7 +9,7 @@ from urllib.parse import urlsplit
 from .bodies import Body
 from .connection import Answer, Connection, Origin, TimeLimits, origin_of
 from .errors import Transient, UploadError
-from .retry import BUSY, UNPROCESSED, RetryPolicy, retry_after_seconds
+from .retry import BUSY, UNPROCESSED, RetryPolicy, pause_asked_for
 from .stopsignal import StopSignal
 
 T = TypeVar("T")
@@ -65,7 +65,7 @@ class Wire:
             raise Transient(
                 "%s is busy (status %d)" % (origin.host, answer.status),
                 unprocessed=answer.status in UNPROCESSED,
-                retry_after=retry_after_seconds(answer.header("Retry-After")),
+                retry_after=pause_asked_for(answer.status, answer.header),
             )
         return answer
 

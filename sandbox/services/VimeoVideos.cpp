@@ -141,6 +141,7 @@ std::optional<Reply> VimeoVideos::refusedVideo(const Json::Value& video) {
 Reply VimeoVideos::progress(const Call& call) const {
   if (call.request.header("Tus-Resumable") != kTusVersion) return tusReply(412);
   std::optional<UploadBook::Loan> upload = context_.uploads.borrow(call.rest, kBusyLimit);
+  if (!upload && context_.uploads.knows(call.rest)) return tusReply(423);
   if (!upload || upload->record().service != "vimeo") return tusReply(404);
   const UploadRecord& record = upload->record();
   return tusReply(200, {{"Upload-Offset", std::to_string(record.receivedSize)},
@@ -154,6 +155,7 @@ Reply VimeoVideos::append(const Call& call) {
   unsigned long long offset = 0;
   if (!parseNumber(call.request.header("Upload-Offset").value_or(""), offset)) return tusReply(400);
   std::optional<UploadBook::Loan> upload = context_.uploads.borrow(call.rest, kBusyLimit);
+  if (!upload && context_.uploads.knows(call.rest)) return tusReply(423);
   if (!upload || upload->record().service != "vimeo") return tusReply(404);
   const UploadRecord& record = upload->record();
   if (offset != record.receivedSize) {

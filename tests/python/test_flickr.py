@@ -6,7 +6,7 @@ from pysocialnetwork import flickr
 from pysocialnetwork.errors import Refused, TokenInvalid, Transient, UploadError
 from pysocialnetwork.job import VideoRequest
 
-from platformcase import PlatformCase, answer, as_reply
+from platformcase import FINISHED, PlatformCase, answer, as_reply
 from support import Reply, in_turn
 
 
@@ -50,6 +50,13 @@ class Flickr(PlatformCase):
         for body, kind in cases:
             with self.subTest(body), self.assertRaises(kind):
                 flickr.ticket_of(answer(200, body))
+
+    def test_a_service_that_says_it_did_nothing_is_sent_the_video_again(self):
+        for code in ("105", "106"):
+            down = Reply(200, '<rsp stat="fail"><err code="%s" msg="Down"/></rsp>' % code)
+            with self.serve(in_turn(down, self.ticket, self.state(1, "9"))) as server:
+                self.assertEqual(self.upload().code, FINISHED)
+                self.assertEqual(len(server.requests), 3)
 
     def test_problems_of_oauth_are_told_apart(self):
         self.assertIsInstance(flickr.failure(answer(401, b"oauth_problem=token_rejected")), TokenInvalid)

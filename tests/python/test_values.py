@@ -63,6 +63,16 @@ class Tokens(unittest.TestCase):
     def test_a_login_that_would_not_fit_is_refused(self):
         with self.assertRaisesRegex(UploadError, "too long"):
             Login("youtube", os.urandom(5000).hex()).to_text()
+        with self.assertRaisesRegex(UploadError, "too long"):
+            Login("youtube", "a", os.urandom(5000).hex()).to_text()
+
+    def test_an_access_token_that_is_too_long_is_left_out_where_it_can_be_renewed(self):
+        whole = Login("youtube", os.urandom(3000).hex(), os.urandom(300).hex(), expires=2**40, user_name="Ada")
+        text = whole.to_text()
+        self.assertLess(len(text), 4096)
+        kept = Login.from_text(text, "youtube")
+        self.assertEqual((kept.access, kept.refresh, kept.user_name), ("", whole.refresh, "Ada"))
+        self.assertTrue(kept.has_expired())
 
     def test_damaged_and_foreign_texts_are_refused(self):
         good = self.whole.to_text()
@@ -160,6 +170,31 @@ class Pauses(unittest.TestCase):
         policy = RetryPolicy(attempts=3)
         self.assertIsNotNone(policy.pause_after(2, None))
         self.assertIsNone(policy.pause_after(3, None))
+
+    def test_a_date_without_a_zone_is_in_greenwich_time(self):
+        for date in ("Sun Nov  6 08:49:37 1994", "Sunday, 06-Nov-94 08:49:37 GMT", "Sun, 06 Nov 1994 08:49:37 GMT"):
+            self.assertEqual(retry_after_seconds(date, now=784111770), 7.0)
+
+    def test_the_end_of_a_limits_window_is_waited_for(self):
+        now = 784111777
+        date = {"Date": "Sun, 06 Nov 1994 08:49:37 GMT"}
+        for headers, pause in (
+            ({"Retry-After": "9", "X-RateLimit-Reset": str(now + 50)}, 9.0),
+            ({"Retry-After": "Sun, 06 Nov 1994 08:49:57 GMT"}, 20.0),
+            ({"X-RateLimit-Reset": str(now + 50)}, 50.0),
+            ({"Ratelimit-Reset": str(now + 50)}, 50.0),
+            ({"X-RateLimit-Reset": "1994-11-06T08:50:07+00:00"}, 30.0),
+            ({"X-RateLimit-Reset": "1994-11-06T08:50:07Z"}, 30.0),
+            ({"X-RateLimit-Reset": "1994-11-06T08:50:07"}, 30.0),
+            ({"X-RateLimit-Reset": str(now + 900)}, None),
+            ({"X-RateLimit-Reset": str(now)}, None),
+            ({"X-RateLimit-Reset": "soon"}, None),
+            ({"X-RateLimit-Reset": "9" * 400}, None),
+            ({}, None),
+        ):
+            with self.subTest(headers):
+                self.assertEqual(retry.pause_asked_for(429, {**date, **headers}.get), pause)
+        self.assertIsNone(retry.pause_asked_for(503, {**date, "X-RateLimit-Reset": str(now + 50)}.get))
 
     def test_retry_after_is_seconds_or_a_date(self):
         self.assertEqual(retry_after_seconds(" 7 "), 7.0)

@@ -5,7 +5,7 @@ import unittest
 from pysocialnetwork import vimeo
 from pysocialnetwork.errors import TokenInvalid
 
-from platformcase import ERROR, PlatformCase, answer, as_reply
+from platformcase import ERROR, FINISHED, PlatformCase, answer, as_reply
 from support import Reply, in_turn
 
 
@@ -36,6 +36,12 @@ class Vimeo(PlatformCase):
         self.assertEqual(moves[0], ("PATCH", "0"))
         self.assertEqual(moves[-1], ("PATCH", "1000"))
         self.assertIn(("HEAD", None), moves)
+
+    def test_an_upload_that_is_locked_is_asked_after(self):
+        with self.tus(Reply(423), Reply(423), self.at(3000, 200), self.at(5000)) as server:
+            self.assertEqual(self.upload().code, FINISHED)
+            methods = [request.method for request in server.requests[1:]]
+        self.assertEqual(methods, ["PATCH", "HEAD", "HEAD", "PATCH"])
 
     def test_answers_without_an_offset_end_the_upload(self):
         for reply in (Reply(204), self.at("x"), self.at(-1), self.at(6000), Reply(404), Reply(410)):
