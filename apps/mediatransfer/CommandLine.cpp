@@ -18,6 +18,23 @@ std::string platformNames() {
   return names;
 }
 
+bool takesPlatform(Command command) {
+  switch (command) {
+    case Command::login:
+    case Command::verify:
+    case Command::whoami:
+    case Command::logout:
+    case Command::upload:
+      return true;
+    case Command::albums:
+    case Command::media:
+    case Command::download:
+    case Command::sandbox:
+      break;
+  }
+  return false;
+}
+
 /// The parser, and the texts that it fills and that are checked afterwards.
 class Parser {
  public:
@@ -25,7 +42,6 @@ class Parser {
     app_.require_subcommand(1);
     app_.fallthrough();
     app_.get_formatter()->label("SUBCOMMAND", "COMMAND");
-    app_.get_formatter()->label("Subcommands", "Commands");
     app_.footer(
         "Options in front of the command may also follow it. Secrets can come from the environment:\n"
         "MEDIATRANSFER_APP_SECRET, MEDIATRANSFER_TOKEN, MEDIATRANSFER_SECRET, MEDIATRANSFER_PROXY and so "
@@ -49,7 +65,7 @@ class Parser {
     } catch (const CLI::CallForHelp&) {
       return Help{helpOfCalledCommand()};
     } catch (const CLI::ParseError& error) {
-      throw Failure(Exit::wrongUse, std::string(error.what()) + "; see mediatransfer --help");
+      throw Failure(Exit::wrongUse, explain(error) + "; see " + helpCall());
     }
     check();
     return options_;
@@ -87,6 +103,7 @@ class Parser {
 
   CLI::App* addCommand(Command command, const std::string& name, const std::string& description) {
     CLI::App* const sub = app_.add_subcommand(name, description);
+    sub->group("Commands");
     sub->callback([this, command] { options_.command = command; });
     return sub;
   }
@@ -135,11 +152,15 @@ class Parser {
     CLI::App& sub = *addPlatformCommand(Command::upload, "upload", "Upload a video FILE to PLATFORM");
     sub.add_option("FILE", options_.file, "The video")->required();
     sub.add_option("--title", options_.title, "Without it, the file's name")->option_text("T");
-    sub.add_option("--description", options_.description)->option_text("T");
-    sub.add_option("--tags", options_.tags)->option_text("T");
-    sub.add_option("--category", options_.category)->option_text("T");
-    sub.add_option("--privacy", options_.privacy, "Without it, private")->option_text("P");
-    sub.add_option("--thumbnail", options_.thumbnail)->option_text("FILE");
+    sub.add_option("--description", options_.description, "What the video is about")->option_text("T");
+    sub.add_option("--tags", options_.tags, "Tags, separated by commas")->option_text("T");
+    sub.add_option("--category", options_.category, "One of the categories that whoami shows")
+        ->option_text("T");
+    sub.add_option("--privacy", options_.privacy,
+                   "Who may see it: public, unlisted or another word of the platform (private)")
+        ->option_text("P");
+    sub.add_option("--thumbnail", options_.thumbnail, "A picture that stands for the video")
+        ->option_text("FILE");
     addUser(sub);
     sub.add_flag("--script", options_.script, "Upload through the script");
     sub.add_option("--patience", options_.patienceSeconds, "How long to go on without any news (180)")
@@ -190,6 +211,44 @@ class Parser {
         ->option_text("DIR");
   }
 
+  [[nodiscard]] std::string calledCommand() const {
+    const auto called = app_.get_subcommands();
+    return called.empty() ? std::string() : called.front()->get_name();
+  }
+
+  [[nodiscard]] std::string helpCall() const {
+    const std::string command = calledCommand();
+    return "mediatransfer " + (command.empty() ? "" : command + " ") + "--help";
+  }
+
+  /// The parser's reason, said for people.
+  [[nodiscard]] std::string explain(const CLI::ParseError& error) const {
+    const std::string reason = error.what();
+    if (reason.find(" required ") != std::string::npos && reason.ends_with(" missing")) {
+      return reason.substr(0, reason.find(':')) + " needs a value";
+    }
+    const bool isStrange = dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr;
+    if (!isStrange && dynamic_cast<const CLI::RequiredError*>(&error) == nullptr) return reason;
+    const std::string strange = strangeArgument();
+    if (!strange.empty()) return strange;
+    return calledCommand().empty() ? "no command is given" : reason;
+  }
+
+  /// What of the arguments nobody knows; empty when all are known. Values stay out of it: behind a misspelt
+  /// option stands perhaps a secret.
+  [[nodiscard]] std::string strangeArgument() const {
+    const std::vector<std::string> strange = app_.remaining(true);
+    for (const std::string& argument : strange) {
+      if (argument.size() < 2 || argument.front() != '-' || argument == "--") continue;
+      const bool isLong = argument[1] == '-';
+      return "unknown option " + (isLong ? argument.substr(0, argument.find('=')) : argument.substr(0, 2));
+    }
+    if (strange.empty()) return {};
+    const std::string command = calledCommand();
+    if (command.empty()) return "unknown command '" + strange.front() + "'";
+    return "there is an argument too many behind " + command;
+  }
+
   std::string helpOfCalledCommand() {
     const auto called = app_.get_subcommands();
     return called.empty() ? app_.help() : called.front()->help("mediatransfer");
@@ -200,7 +259,7 @@ class Parser {
     if (!consent_.empty() && !options_.sandbox && options_.command != Command::sandbox) {
       throw Failure(Exit::wrongUse, "--consent is for the stand-in servers; give --sandbox with it");
     }
-    if (!platform_.empty()) checkPlatform();
+    if (takesPlatform(options_.command)) checkPlatform();
     options_.appSecret = resolveSecret(options_.appSecret, "--app-secret");
     options_.token = resolveSecret(options_.token, "--token");
     options_.secret = resolveSecret(options_.secret, "--secret");

@@ -30,14 +30,44 @@ class Usage(HostTest):
                        "--script", "--patience"):
             self.assertIn(option, result.out)
 
+    def test_help_of_a_command_explains_each_of_its_options(self):
+        for command in ("login", "verify", "upload", "albums", "media", "download", "sandbox"):
+            lines = self.run_program(command, "--help").out.splitlines()
+            for line, behind in zip(lines, [*lines[1:], ""]):
+                if line.startswith("  -"):
+                    explained = len(line.rstrip()) > 30 or behind.startswith(" " * 30)
+                    self.assertTrue(explained, command + ": " + line)
+
     def test_no_command(self):
-        self.refuse(2, parts=("--help",))
+        self.refuse(2, parts=("no command", "mediatransfer --help"))
 
     def test_unknown_command(self):
-        self.refuse(2, "dance", parts=("--help",))
+        self.refuse(2, "dance", parts=("unknown command 'dance'", "mediatransfer --help"))
 
     def test_unknown_option(self):
-        self.refuse(2, "whoami", "youtube", "--loud", parts=("--loud", "--help"))
+        self.refuse(2, "--loud", parts=("unknown option --loud", "mediatransfer --help"))
+        self.refuse(2, "whoami", "youtube", "--loud", parts=("unknown option --loud", "mediatransfer whoami --help"))
+        self.refuse(2, "--sandbox", "upload", "youtube", "-x.mp4", parts=("unknown option -x;",))
+
+    def test_an_option_without_its_value(self):
+        self.refuse(2, "whoami", "youtube", "--user", parts=("--user needs a value", "mediatransfer whoami --help"))
+        self.refuse(2, "login", "youtube", "--timeout", parts=("--timeout needs a value",))
+
+    def test_an_argument_too_many(self):
+        self.refuse(2, "whoami", "youtube", "tiktok", parts=("too many behind whoami",))
+
+    def test_a_misspelt_option_does_not_show_its_secret(self):
+        for arguments in (("--tokn", "hunter2", "albums", "facebook"), ("albums", "facebook", "--tokn=hunter2"),
+                          ("albums", "facebook", "-thunter2"), ("albums", "facebook", "hunter2")):
+            for form in ((), ("--json",)):
+                result = self.run_program(*form, *arguments)
+                self.assertEqual(result.code, 2, result)
+                self.assertNotIn("hunter2", result.out + result.err)
+
+    def test_an_empty_platform_is_an_unknown_one(self):
+        for command in ("login", "verify", "whoami", "logout"):
+            self.refuse(2, "--sandbox", command, "", parts=("unknown platform ''", "youtube"))
+        self.refuse(2, "--sandbox", "upload", "", self.video(), parts=("unknown platform ''",))
 
     def test_unknown_platform_names_the_known_ones(self):
         self.refuse(2, "login", "betamax", parts=("betamax", "youtube", "tiktok", "douyin"))
