@@ -165,7 +165,7 @@ TEST_F(InstagramScripts, ContainersAreStrict) {
   EXPECT_EQ(post("media", with(reel(), "access_token", "unknown")).status, 401);
   const std::string stranger = server.issueTokens(Platform::instagram, server.users()[1].openId).accessToken;
   EXPECT_EQ(code(post("media", with(reel(), "access_token", stranger))), 100);
-  EXPECT_EQ(code(publish("1")), 100);
+  EXPECT_EQ(code(publish("1")), 24);
   EXPECT_EQ(code(graph("/v21.0/1", {{"access_token", accessToken}})), 100);
 }
 
