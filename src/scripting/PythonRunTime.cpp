@@ -31,6 +31,9 @@ std::shared_ptr<CPythonRunTime>& instance() {
   return runTime;
 }
 
+/// True while there is an instance: one that stands is seen without waiting for its load or its end.
+std::atomic<bool> instanceStands = false;
+
 /// Set once the load has been tried and cleared nowhere, on purpose: a host sets the environment up once a
 /// process, and an instance after a teardown gets no script any more.
 bool libraryLoaded = false;
@@ -67,7 +70,7 @@ CPythonRunTime::~CPythonRunTime() {
 }
 
 bool CPythonRunTime::setHomePath(const char* path, int length) {
-  if (path == nullptr) return true;
+  if (path == nullptr || instanceStands) return true;
   const std::string home =
       length < 1 ? std::string(path) : std::string(path, static_cast<std::size_t>(length));
   const PythonUnlocked unlocked;
@@ -77,6 +80,7 @@ bool CPythonRunTime::setHomePath(const char* path, int length) {
   const std::shared_ptr<CPythonRunTime> runTime(new CPythonRunTime);
   runTime->InitPython(home);
   instance() = runTime;
+  instanceStands = true;
   KBL_LOG(info, "init python: " << elapsedMs(start) << " ms");
   return true;
 }
@@ -159,6 +163,7 @@ void CPythonRunTime::teardown() {
   if (instance() == nullptr) return;
   instance()->end();
   instance().reset();
+  instanceStands = false;
 }
 
 void CPythonRunTime::end() {

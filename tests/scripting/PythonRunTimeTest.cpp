@@ -5,10 +5,12 @@
 #include "scripting/PythonRunTime.h"
 #include "scripting/ScriptHome.h"
 #include "support/RecordingLogger.h"
+#include "support/WaitUntil.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <filesystem>
 #include <thread>
@@ -132,6 +134,51 @@ TEST(TransferEnvironment, ManyThreadsMakeOneAndAllWaitForTheLoad) {
   CPythonRunTime::teardown();
 }
 
+TEST(TransferEnvironment, OneThatLoadsItsScriptDoesNotHoldASecondSetupUp) {
+  const ScriptHome home(
+      "import os, time\nopen('begun', 'w').close()\nwhile not os.path.exists('end'): "
+      "time.sleep(0.001)\n" +
+      answering);
+  fs::current_path(home.parent().path());
+  home.setUp();
+  std::thread loading([] { EXPECT_EQ(loginUrl(), "https://login"); });
+  ASSERT_TRUE(waitUntil([] { return fs::exists("begun"); }));
+  std::atomic<bool> back{false};
+  std::thread second([&] {
+    EXPECT_EQ(setupTransferEnv("/elsewhere/", 0), 0);
+    back = true;
+  });
+  EXPECT_TRUE(waitUntil([&] { return back.load(); }));
+  home.parent().write("end", "");
+  second.join();
+  loading.join();
+  CPythonRunTime::teardown();
+}
+
+TEST(TransferEnvironment, ALengthBelow1StandsForATerminatedText) {
+  EXPECT_EQ(setupTransferEnv("", -1), 0);
+  EXPECT_EQ(teardownTransferEnv(), 0);
+  const ScriptHome home(answering);
+  setenv("MEDIATRANSFER_PYTHON", testedPython().library.c_str(), 1);
+  EXPECT_EQ(setupTransferEnv(home.path().c_str(), -2147483647 - 1), 0);
+  EXPECT_EQ(pythonHome, home.path());
+  EXPECT_EQ(loginUrl(), "https://login");
+  CPythonRunTime::teardown();
+}
+
+TEST(TransferEnvironment, ALengthNeedsNoTerminatorAndEndsAtNone) {
+  const ScriptHome home(answering);
+  setenv("MEDIATRANSFER_PYTHON", testedPython().library.c_str(), 1);
+  const std::vector<char> withoutEnd(home.path().begin(), home.path().end());
+  EXPECT_EQ(setupTransferEnv(withoutEnd.data(), static_cast<int>(withoutEnd.size())), 0);
+  EXPECT_EQ(pythonHome, home.path());
+  CPythonRunTime::teardown();
+  const std::string zeroInside = home.path() + std::string("\0rest", 5);
+  EXPECT_EQ(setupTransferEnv(zeroInside.data(), static_cast<int>(zeroInside.size())), 0);
+  EXPECT_EQ(pythonHome, zeroInside);
+  CPythonRunTime::teardown();
+}
+
 // --- The script
 
 TEST(ScriptLoad, PutsThreePlacesOnThePathBeforeTheScriptRuns) {
@@ -151,6 +198,14 @@ TEST(ScriptLoad, ModulesComeFromTheArchiveToo) {
       runPython("import zipfile\nwith zipfile.ZipFile(r'" + home.path() +
                 "python38.zip', 'w') as archive: archive.writestr('inarchive.py', 'text = \"zipped\"')\n"));
   EXPECT_EQ(loginUrl(), "zipped");
+  CPythonRunTime::teardown();
+}
+
+TEST(ScriptLoad, CompilesAsTheInterpreterOptimises) {
+  setenv("PYTHONOPTIMIZE", "1", 1);
+  const ScriptHome home("assert False\n" + answering);
+  home.setUp();
+  EXPECT_EQ(loginUrl(), "https://login");
   CPythonRunTime::teardown();
 }
 

@@ -175,7 +175,12 @@ TEST_P(ScriptedToken, IsRefusedBy0AloneAndAlwaysCopiesTheError) {
   char error[CAuthNUploadObj::errorTextRoom] = "before";
   EXPECT_EQ(object->SetAccessToken("token", error), GetParam().result);
   EXPECT_STREQ(error, "last error");
-  EXPECT_EQ(log->hasLine("[AuthNUpload] AccessToken error:last error"), GetParam().result == 1);
+  const auto lines = log->linesWith("[AuthNUpload]");
+  ASSERT_THAT(lines, SizeIs(GetParam().result == 1 ? 1 : 0));
+  for (const auto& line : lines) {
+    EXPECT_EQ(line.text, "[AuthNUpload] AccessToken error:last error");
+    EXPECT_EQ(line.severity, 4);
+  }
   EXPECT_EQ(ScriptedObject::calls(), "[('SetAccessToken', 'token'), ('GetLastError',)]");
 }
 
