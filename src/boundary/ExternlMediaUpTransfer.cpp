@@ -2,6 +2,7 @@
 
 #include "foundation/BsNet/Result.h"
 #include "foundation/object/CastByName.h"
+#include "scripting/threadEnd.h"
 
 #include <cstring>
 
@@ -24,10 +25,11 @@ enum UploadCommand : int {
 
 /// Runs an operation of the host's; memory that runs out is a failure like any other.
 template <class Operation>
-std::int32_t withoutException(Operation operation) noexcept {
+std::int32_t withoutException(Operation operation) {
   try {
     return operation();
   } catch (...) {
+    passThreadEnd();
     return resultFailed;
   }
 }

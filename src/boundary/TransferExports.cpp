@@ -3,6 +3,7 @@
 #include "boundary/ExternlMediaUpTransfer.h"
 #include "foundation/BsNet/Result.h"
 #include "scripting/PythonRunTime.h"
+#include "scripting/threadEnd.h"
 
 #include <new>
 
@@ -31,6 +32,7 @@ KBL::IExternlMediaTransfer* createEMTUpTransfer(int transferPlatform) {
   try {
     return KBL::makeRef<KBL::ExternlMediaUpTransfer>(transferPlatform).leak();
   } catch (...) {
+    KBL::passThreadEnd();
     return nullptr;  // memory is short
   }
 }

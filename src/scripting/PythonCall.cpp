@@ -4,6 +4,12 @@ namespace KBL {
 
 namespace {
 thread_local int scriptsOnStack = 0;
+
+/// True when this thread has the interpreter lock.
+bool holdsLock(const PythonApi& api) {
+  const PyThreadState* const own = api.PyGILState_GetThisThreadState();
+  return own != nullptr && own == api.PyThreadState_GetUnchecked();
+}
 }  // namespace
 
 PythonGate& PythonGate::instance() {
@@ -68,9 +74,12 @@ PythonCall::PythonCall(std::uint64_t life) : api_(PythonGate::instance().enter(l
 
 PythonCall::~PythonCall() {
   if (api_ == nullptr) return;
-  // An error that nobody asked for would be taken for the next call's on a thread that keeps its state.
-  api_->PyErr_Clear();
-  api_->PyGILState_Release(lockState_);
+  // Without the lock comes a thread that an interpreter takes with it, which the host has ended meanwhile.
+  if (holdsLock(*api_)) {
+    // An error that nobody asked for would be taken for the next call's on a thread that keeps its state.
+    api_->PyErr_Clear();
+    api_->PyGILState_Release(lockState_);
+  }
   PythonGate::instance().leave();
 }
 
@@ -87,12 +96,13 @@ PythonUnlocked::PythonUnlocked() : api_(PythonGate::instance().running()) {
   // Scripts come with the lock only where their function keeps it. The interpreter might end before they get
   // it back.
   if (ScriptOnStack::here()) return;
-  PyThreadState* const own = api_->PyGILState_GetThisThreadState();
-  if (own != nullptr && own == api_->PyThreadState_GetUnchecked()) state_ = api_->PyEval_SaveThread();
+  if (holdsLock(*api_)) state_ = api_->PyEval_SaveThread();
 }
 
-PythonUnlocked::~PythonUnlocked() {
-  if (state_ != nullptr) api_->PyEval_RestoreThread(state_);
+// Where the interpreter has ended meanwhile there is no lock to come back to; should it be about to end, it
+// takes the thread with it.
+PythonUnlocked::~PythonUnlocked() noexcept(false) {
+  if (state_ != nullptr && api_->Py_IsInitialized() != 0) api_->PyEval_RestoreThread(state_);
 }
 
 }  // namespace KBL

@@ -80,7 +80,7 @@ class PythonCall {
 class PythonUnlocked {
  public:
   PythonUnlocked();
-  ~PythonUnlocked();
+  ~PythonUnlocked() noexcept(false);
   PythonUnlocked(const PythonUnlocked&) = delete;
   PythonUnlocked& operator=(const PythonUnlocked&) = delete;
 

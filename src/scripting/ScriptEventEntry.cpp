@@ -1,6 +1,7 @@
 #include "scripting/ScriptEventEntry.h"
 
 #include "scripting/PythonCall.h"
+#include "scripting/threadEnd.h"
 
 #include <mutex>
 #include <unordered_map>
@@ -50,6 +51,7 @@ void scriptEventEntry(std::intptr_t userObject, std::uint32_t code, const char* 
     const std::shared_ptr<IUploadEventSink> sink = findSink(userObject);
     if (sink != nullptr) sink->userCallBack(code, text, 0);
   } catch (...) {
+    passThreadEnd();
     // Memory is short: the event is lost, the script goes on.
   }
 }

@@ -1,5 +1,6 @@
 // An interpreter that the host started itself.
 #include "scripting/AuthNUploadObj.h"
+#include "scripting/HostsPython.h"
 #include "scripting/PythonCall.h"
 #include "scripting/PythonEnvironment.h"
 #include "scripting/ScriptEventEntry.h"
@@ -10,7 +11,6 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <thread>
 
@@ -19,23 +19,6 @@ using namespace KBL;
 namespace {
 
 const std::string answering = recorderWith("{'GetLoginURL': 'https://login'}");
-
-/// The tested interpreter's functions, for a host that calls them itself.
-const PythonApi& hostsPython() {
-  std::string reason;
-  static const PythonApi* const api =
-      PythonApi::resolve(SharedLibrary::open(Path(testedPython().library), reason), reason);
-  if (api == nullptr) throw std::runtime_error(reason);
-  return *api;
-}
-
-/// Starts it; its lock is this thread's then.
-PyThreadState* startHostsPython() {
-  static const std::wstring home = testedPython().stdlib.parent_path().parent_path().wstring();
-  hostsPython().Py_SetPythonHome(home.c_str());
-  hostsPython().Py_Initialize();
-  return hostsPython().PyThreadState_GetUnchecked();
-}
 
 TEST(HostsOwnInterpreter, IsUsedAndNeitherTakenNorEnded) {
   const ScriptHome home(answering);

@@ -2,6 +2,7 @@
 #include "boundary/ExternlMediaTransfer.h"
 #include "foundation/object/RefPtr.h"
 #include "scripting/AuthNUploadObj.h"
+#include "scripting/ProcessThreads.h"
 #include "scripting/PythonCall.h"
 #include "scripting/PythonRunTime.h"
 #include "scripting/ScriptHome.h"
@@ -61,24 +62,6 @@ class Flag {
   std::condition_variable changed_;
   bool raised_ = false;
 };
-
-std::size_t threadsOfTheProcess() {
-  const std::filesystem::directory_iterator tasks("/proc/self/task");
-  return static_cast<std::size_t>(std::distance(begin(tasks), end(tasks)));
-}
-
-/// The threads that there are before a test makes any; a sanitizer makes one of its own beside the first.
-std::size_t threadsAtStart() {
-  std::thread([] {}).join();
-  return threadsOfTheProcess();
-}
-
-/// Waits until daemon threads of scripts, which come back to an interpreter that has ended, are gone.
-/// Python 3.8 does not end them but lets them wait for ever.
-bool daemonThreadsEnd(std::size_t before) {
-  if (testedPython().stdlib.filename() == "python3.8") return true;
-  return waitUntil([&] { return threadsOfTheProcess() <= before; });
-}
 
 const PythonApi& runningApi() {
   return *PythonGate::instance().running();
