@@ -7,7 +7,7 @@
 #include "foundation/KblLogger/KblLogger.h"
 #include "requests/BsExternlMediaAuthClientCredentialsRequest.h"
 #include "requests/BsExternlMediaAuthUserSupportConsumeRequest.h"
-#include "uploaders/UploadRequests.h"
+#include "uploaders/UploadPlatform.h"
 
 namespace KBL {
 

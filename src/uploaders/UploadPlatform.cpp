@@ -1,7 +1,9 @@
 #include "uploaders/UploadPlatform.h"
 
 #include "boundary/records/ExternlMediaPlatform.h"
-#include "requests/BsExternlMediaAuthRequest.h"
+#include "uploaders/BsExternlMediaAuthDouyinUploadFileRequest.h"
+#include "uploaders/BsExternlMediaAuthTiktokUploadFileRequest.h"
+#include "uploaders/BsExternlMediaAuthYoutubeUploadFileRequest.h"
 #include "uploaders/DouyinUploader.h"
 #include "uploaders/TiktokUploader.h"
 #include "uploaders/YoutubeUploader.h"
@@ -14,6 +16,11 @@ std::shared_ptr<IPlatformUploadProxy> makeProxy(std::shared_ptr<IUploadEventSink
   return std::make_shared<Proxy>(std::move(owner));
 }
 
+template <class Request>
+RefPtr<BsExternlMediaAuthRequest> makeRequest() {
+  return makeRef<Request>();
+}
+
 int generalErrorValue(int) {
   return 0;
 }
@@ -21,11 +28,14 @@ int generalErrorValue(int) {
 // clang-format off
 constexpr UploadPlatform uploadPlatforms[] = {
     {transferYoutube, ema_youtube, "youtube", "YoutubeUploadProxy", requestYoutubeUploadFile,
-     false, true, youtubeErrorValue, makeProxy<YoutubeUploadProxy>},
+     false, true, youtubeErrorValue, makeProxy<YoutubeUploadProxy>,
+     makeRequest<BsExternlMediaAuthYoutubeUploadFileRequest>},
     {transferTiktok, ema_tiktok, "tiktok", "TiktokUploadProxy", requestTiktokUploadFile,
-     true, false, generalErrorValue, makeProxy<TiktokUploadProxy>},
+     true, false, generalErrorValue, makeProxy<TiktokUploadProxy>,
+     makeRequest<BsExternlMediaAuthTiktokUploadFileRequest>},
     {transferDouyin, ema_douyin, "douyin", "DouyinUploadProxy", requestDouyinUploadFile,
-     true, false, generalErrorValue, makeProxy<DouyinUploadProxy>},
+     true, false, generalErrorValue, makeProxy<DouyinUploadProxy>,
+     makeRequest<BsExternlMediaAuthDouyinUploadFileRequest>},
 };
 // clang-format on
 }  // namespace
@@ -33,6 +43,13 @@ constexpr UploadPlatform uploadPlatforms[] = {
 const UploadPlatform* findUploadPlatform(int transferPlatform) {
   for (const UploadPlatform& platform : uploadPlatforms) {
     if (platform.transferPlatform == transferPlatform) return &platform;
+  }
+  return nullptr;
+}
+
+RefPtr<BsExternlMediaAuthRequest> makeUploadRequest(int diskType) {
+  for (const UploadPlatform& platform : uploadPlatforms) {
+    if (platform.managerIndex == diskType) return platform.makeRequest();
   }
   return nullptr;
 }

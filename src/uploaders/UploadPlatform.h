@@ -1,11 +1,14 @@
 #pragma once
 
+#include "foundation/object/RefPtr.h"
 #include "uploaders/IPlatformUploadProxy.h"
 #include "uploaders/IUploadEventSink.h"
 
 #include <memory>
 
 namespace KBL {
+
+class BsExternlMediaAuthRequest;
 
 /// Platforms of the transfer side, the argument of `createEMTUpTransfer`; not the numbers of the managers.
 enum TransferPlatform : int {
@@ -30,9 +33,14 @@ struct UploadPlatform {
   bool fillsCategories;         ///< its users have video categories
   int (*errorValue)(int code);  ///< the host's number of an error code; 0 for the general one
   std::shared_ptr<IPlatformUploadProxy> (*makeProxy)(std::shared_ptr<IUploadEventSink> owner);
+  RefPtr<BsExternlMediaAuthRequest> (*makeRequest)();
 };
 
 /// The row of a native platform, or null for a platform that scripts alone serve.
 [[nodiscard]] const UploadPlatform* findUploadPlatform(int transferPlatform);
+
+/// A new upload request for a user of the platform `diskType` (an ExternlMediaPlatform); null where the
+/// platform has none.
+[[nodiscard]] RefPtr<BsExternlMediaAuthRequest> makeUploadRequest(int diskType);
 
 }  // namespace KBL

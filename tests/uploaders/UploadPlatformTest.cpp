@@ -1,7 +1,6 @@
 // The table of differences among the native platforms, and what proxies share for the whole process.
 #include "support/SlotOf.h"
 #include "uploaders/UploadProxyFixture.h"
-#include "uploaders/UploadRequests.h"
 
 using namespace KBL;
 using testing::ElementsAre;
