@@ -5,6 +5,7 @@
 #include <curl/curl.h>
 
 #include <memory>
+#include <utility>
 
 namespace KBL {
 
@@ -50,8 +51,7 @@ bool SNRRequestTask::Fetch(const std::string& url, std::string& body) {
   const EasyHandle easy(curl_easy_init());
   if (!easy) return false;
   const bool fetched = perform(easy.get(), url);
-  body = std::move(responseBuffer_);
-  responseBuffer_ = std::string();
+  body = std::exchange(responseBuffer_, {});
   return fetched;
 }
 
