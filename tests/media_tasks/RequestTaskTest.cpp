@@ -2,6 +2,7 @@
 #include "media_tasks/PageServer.h"
 #include "media_tasks/ProbeTask.h"
 #include "media_tasks/SNRFacebookEnumAlbumInfoTask.h"
+#include "support/Flag.h"
 #include "support/ManualTimeSource.h"
 #include "support/RecordingLogger.h"
 #include "support/WaitUntil.h"
@@ -9,7 +10,6 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
-#include <condition_variable>
 #include <stdexcept>
 
 using KBL::SNRRequestTask;
@@ -20,25 +20,6 @@ using Error = MediaHost::Error;
 namespace {
 
 constexpr std::uint64_t secondMs = 1000;
-
-/// Holds a thread until it is opened.
-class Door {
- public:
-  void open() {
-    const std::lock_guard lock(mutex_);
-    isOpen_ = true;
-    opened_.notify_all();
-  }
-  void wait() {
-    std::unique_lock lock(mutex_);
-    opened_.wait(lock, [this] { return isOpen_; });
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable opened_;
-  bool isOpen_ = false;
-};
 
 KBL::IExternlMediaTransfer* const someTransfer = reinterpret_cast<KBL::IExternlMediaTransfer*>(0x1234560);
 
@@ -64,14 +45,14 @@ TEST(RequestTask, HasItsVirtualOperationsInOrder) {
 
 TEST(RequestTask, StartedTwiceRunsOnOneThread) {
   std::atomic<int> runs{0};
-  Door door;
+  Flag mayEnd;
   ProbeTask task([&](ProbeTask&) {
     ++runs;
-    door.wait();
+    (void)mayEnd.wait();
   });
   task.Start(someTransfer);
   task.Start(someTransfer);
-  door.open();
+  mayEnd.raise();
   task.Stop();
   EXPECT_EQ(runs, 1);
 }
@@ -108,44 +89,44 @@ TEST(RequestTask, GivesContextAndTransferToItsCallbacks) {
 
 TEST(RequestTask, GivesItsCallbacksTheTransferOfTheLatestStart) {
   MediaHost host;
-  Door door;
+  Flag mayEnd;
   auto* const laterTransfer = reinterpret_cast<KBL::IExternlMediaTransfer*>(0x7654320);
   ProbeTask task([&](ProbeTask& self) {
-    door.wait();
+    (void)mayEnd.wait();
     self.ReportError(7, "seven");
   });
   task.setHostContext(&host);
   task.Start(someTransfer);
   task.Start(laterTransfer);
-  door.open();
+  mayEnd.raise();
   ASSERT_TRUE(host.waitForErrors(1));
   EXPECT_THAT(host.transfers(), ElementsAre(laterTransfer));
 }
 
 TEST(RequestTask, StopWaitsForTheJob) {
   std::atomic<bool> ended{false};
-  Door started;
+  Flag started;
   ProbeTask task([&](ProbeTask& self) {
-    started.open();
+    started.raise();
     while (!self.isCancelled()) std::this_thread::yield();
     ended = true;
   });
   task.Start(someTransfer);
-  started.wait();
+  ASSERT_TRUE(started.wait());
   task.Stop();
   EXPECT_TRUE(ended);
 }
 
 TEST(RequestTask, StopFromTwoThreadsHoldsBothUntilTheEnd) {
   std::atomic<bool> ended{false};
-  Door started;
+  Flag started;
   ProbeTask task([&](ProbeTask& self) {
-    started.open();
+    started.raise();
     while (!self.isCancelled()) std::this_thread::yield();
     ended = true;
   });
   task.Start(someTransfer);
-  started.wait();
+  ASSERT_TRUE(started.wait());
   std::atomic<int> tooEarly{0};
   const auto stop = [&] {
     task.Stop();
@@ -170,16 +151,16 @@ TEST(RequestTask, StopOnItsOwnThreadReturnsAndAnotherThreadWaits) {
 }
 
 TEST(RequestTask, StartOnItsOwnThreadDoesNothingWhileAnotherThreadStops) {
-  Door started;
+  Flag started;
   std::atomic<int> runs{0};
   ProbeTask task([&](ProbeTask& self) {
     ++runs;
-    started.open();
+    started.raise();
     while (!self.isCancelled()) std::this_thread::yield();
     self.Start(someTransfer);
   });
   task.Start(someTransfer);
-  started.wait();
+  ASSERT_TRUE(started.wait());
   task.Stop();
   EXPECT_EQ(runs, 1);
 }

@@ -1,11 +1,12 @@
-// Threads of scripts, of hosts, and the end of the interpreter between them.
-#include "boundary/ExternlMediaTransfer.h"
+// The end of the interpreter while threads of scripts and of hosts are under way.
 #include "foundation/object/RefPtr.h"
 #include "scripting/AuthNUploadObj.h"
+#include "scripting/EventTransfer.h"
 #include "scripting/ProcessThreads.h"
 #include "scripting/PythonCall.h"
 #include "scripting/PythonRunTime.h"
 #include "scripting/ScriptHome.h"
+#include "support/Flag.h"
 #include "support/RecordingLogger.h"
 #include "support/WaitUntil.h"
 
@@ -14,10 +15,8 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <filesystem>
 #include <functional>
-#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -26,42 +25,6 @@ using testing::IsEmpty;
 using testing::SizeIs;
 
 namespace {
-
-/// What the host's function does with an event; its text, or the number of a progress event.
-auto& onEvent = *new std::function<void(int event, const std::string& text)>;
-
-int hostFunction(void*, IExternlMediaTransfer*, int event, int value, const char* text) {
-  if (onEvent) onEvent(event, text == nullptr ? std::to_string(value) : text);
-  return 0;
-}
-
-RefPtr<IExternlMediaTransfer> makeTransfer() {
-  auto transfer = adoptRef(createEMTUpTransfer(0));
-  const TransferCallback callback = hostFunction;
-  hostTransferRecord record{};
-  EXPECT_EQ(transfer->Command(1, callback), 0);
-  EXPECT_EQ(transfer->Command(0, &record), 0);
-  return transfer;
-}
-
-/// A flag that one thread raises and others wait for.
-class Flag {
- public:
-  void raise() {
-    const std::lock_guard lock(mutex_);
-    raised_ = true;
-    changed_.notify_all();
-  }
-  [[nodiscard]] bool wait() {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, generousLimit, [this] { return raised_; });
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  bool raised_ = false;
-};
 
 const PythonApi& runningApi() {
   return *PythonGate::instance().running();
@@ -85,136 +48,6 @@ std::string endlessScript(bool daemon) {
             time.sleep(0.001)
 )");
 }
-
-// --- Events
-
-TEST(ScriptEvents, OfAHundredUploadsInARowAllArrive) {
-  const auto home = loadedHome(scriptWith(R"(
-    def StartUpload(self, *fields):
-        import threading
-        threading.Thread(target=self.run, daemon=True).start()
-
-    def run(self):
-        for percent in range(0, 101, 10):
-            self.report(1, str(percent))
-        self.report(2, "https://video")
-)"));
-  std::atomic<int> progress{0};
-  std::atomic<int> finished{0};
-  onEvent = [&](int event, const std::string&) { ++(event == 8 ? finished : progress); };
-  for (int upload = 1; upload <= 100; ++upload) {
-    const auto transfer = makeTransfer();
-    ASSERT_EQ(transfer->Start(), 0);
-    ASSERT_TRUE(waitUntil([&] { return finished == upload; })) << upload;
-  }
-  EXPECT_EQ(progress, 1100);
-  CPythonRunTime::teardown();
-}
-
-TEST(ScriptEvents, ComeFromManyThreadsAtOnce) {
-  const auto home = loadedHome(scriptWith(R"(
-    def StartUpload(self, *fields):
-        import threading
-        for _ in range(8):
-            threading.Thread(target=self.run, daemon=True).start()
-
-    def run(self):
-        for _ in range(200):
-            self.report(1, "1")
-)"));
-  std::atomic<int> heard{0};
-  onEvent = [&](int, const std::string&) { ++heard; };
-  const auto first = makeTransfer();
-  const auto second = makeTransfer();
-  EXPECT_EQ(first->Start(), 0);
-  EXPECT_EQ(second->Start(), 0);
-  EXPECT_TRUE(waitUntil([&] { return heard == 3200; }));
-  CPythonRunTime::teardown();
-}
-
-TEST(ScriptEvents, OfAThreadThatOutlivesTheTransferReachNobody) {
-  const auto home = loadedHome(scriptWith(R"(
-    def StartUpload(self, *fields):
-        import threading
-        Tested.count = 0
-        threading.Thread(target=self.run, daemon=True).start()
-
-    def run(self):
-        while True:
-            self.report(1, "7")
-            Tested.count += 1
-)"));
-  std::atomic<int> heard{0};
-  onEvent = [&](int, const std::string&) { ++heard; };
-  auto transfer = makeTransfer();
-  EXPECT_EQ(transfer->Start(), 0);
-  ASSERT_TRUE(waitUntil([&] { return heard > 0; }));
-  transfer = {};
-  const int atItsEnd = heard;
-  const int count = std::stoi(pythonValue("rt.Tested.count"));
-  EXPECT_TRUE(waitUntil([&] { return std::stoi(pythonValue("rt.Tested.count")) > count + 100; }));
-  EXPECT_LE(heard, atItsEnd + 1);
-  CPythonRunTime::teardown();
-}
-
-TEST(ScriptEvents, TheHostMayStopAndReleaseInside) {
-  const auto home = loadedHome(scriptWith(R"(
-    def StartUpload(self, *fields):
-        import threading
-        threading.Thread(target=self.report, args=(2, "done"), daemon=True).start()
-
-    def StopUpload(self):
-        calls.append("stop")
-)"));
-  IExternlMediaTransfer* transfer = makeTransfer().leak();
-  Flag released;
-  onEvent = [&](int, const std::string&) {
-    EXPECT_EQ(transfer->Stop(), 0);
-    transfer->Release();
-    released.raise();
-  };
-  EXPECT_EQ(transfer->Start(), 0);
-  EXPECT_TRUE(released.wait());
-  EXPECT_TRUE(waitUntil(
-      [] { return pythonValue("rt.calls") == "['stop']" || pythonValue("rt.calls") == "['stop', 'stop']"; }));
-  CPythonRunTime::teardown();
-}
-
-TEST(ScriptEvents, InsideACallTheHostMayCallAgain) {
-  const auto home = loadedHome(scriptWith(R"(
-    def StartUpload(self, *fields):
-        self.report(1, "5")
-
-    def StopUpload(self):
-        calls.append("stop")
-)"));
-  const auto transfer = makeTransfer();
-  onEvent = [&](int, const std::string&) { EXPECT_EQ(transfer->Stop(), 0); };
-  EXPECT_EQ(transfer->Start(), 0);
-  EXPECT_EQ(pythonValue("rt.calls"), "['stop']");
-  CPythonRunTime::teardown();
-}
-
-TEST(ScriptCalls, OneThatWaitsDoesNotHoldUpTheOthers) {
-  const ScriptHome home(recorderWith("{'GetLoginURL': lambda: wait(), 'GetUserName': 'me'}") + R"(
-import os, time
-
-def wait():
-    while not os.path.exists("end"):
-        time.sleep(0.001)
-    return "ended"
-)");
-  std::filesystem::current_path(home.parent().path());
-  home.setUp();
-  const auto object = CPythonRunTime::getEnvironment()->CreateAuInstance(0);
-  std::thread waiting([&] { EXPECT_EQ(object->GetLoginURL(), "ended"); });
-  EXPECT_EQ(object->GetUserName(), "me");
-  home.parent().write("end", "");
-  waiting.join();
-  CPythonRunTime::teardown();
-}
-
-// --- The end
 
 TEST(TeardownUnderWay, WithADaemonThreadOfTheScriptIsQuiet) {
   const std::size_t before = threadsAtStart();

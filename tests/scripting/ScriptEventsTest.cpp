@@ -1,0 +1,146 @@
+// Events from threads of scripts, and calls beside each other.
+#include "scripting/EventTransfer.h"
+#include "scripting/PythonRunTime.h"
+#include "scripting/ScriptHome.h"
+#include "support/Flag.h"
+#include "support/WaitUntil.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <thread>
+#include <vector>
+
+using namespace KBL;
+
+namespace {
+
+TEST(ScriptEvents, OfAHundredUploadsInARowAllArrive) {
+  const auto home = loadedHome(scriptWith(R"(
+    def StartUpload(self, *fields):
+        import threading
+        threading.Thread(target=self.run, daemon=True).start()
+
+    def run(self):
+        for percent in range(0, 101, 10):
+            self.report(1, str(percent))
+        self.report(2, "https://video")
+)"));
+  std::atomic<int> progress{0};
+  std::atomic<int> finished{0};
+  onEvent = [&](int event, const std::string&) { ++(event == 8 ? finished : progress); };
+  for (int upload = 1; upload <= 100; ++upload) {
+    const auto transfer = makeTransfer();
+    ASSERT_EQ(transfer->Start(), 0);
+    ASSERT_TRUE(waitUntil([&] { return finished == upload; })) << upload;
+  }
+  EXPECT_EQ(progress, 1100);
+  CPythonRunTime::teardown();
+}
+
+TEST(ScriptEvents, ComeFromManyThreadsAtOnce) {
+  const auto home = loadedHome(scriptWith(R"(
+    def StartUpload(self, *fields):
+        import threading
+        for _ in range(8):
+            threading.Thread(target=self.run, daemon=True).start()
+
+    def run(self):
+        for _ in range(200):
+            self.report(1, "1")
+)"));
+  std::atomic<int> heard{0};
+  onEvent = [&](int, const std::string&) { ++heard; };
+  const auto first = makeTransfer();
+  const auto second = makeTransfer();
+  EXPECT_EQ(first->Start(), 0);
+  EXPECT_EQ(second->Start(), 0);
+  EXPECT_TRUE(waitUntil([&] { return heard == 3200; }));
+  CPythonRunTime::teardown();
+}
+
+TEST(ScriptEvents, OfAThreadThatOutlivesTheTransferReachNobody) {
+  const auto home = loadedHome(scriptWith(R"(
+    def StartUpload(self, *fields):
+        import threading
+        Tested.count = 0
+        threading.Thread(target=self.run, daemon=True).start()
+
+    def run(self):
+        while True:
+            self.report(1, "7")
+            Tested.count += 1
+)"));
+  std::atomic<int> heard{0};
+  onEvent = [&](int, const std::string&) { ++heard; };
+  auto transfer = makeTransfer();
+  EXPECT_EQ(transfer->Start(), 0);
+  ASSERT_TRUE(waitUntil([&] { return heard > 0; }));
+  transfer = {};
+  const int atItsEnd = heard;
+  const int count = std::stoi(pythonValue("rt.Tested.count"));
+  EXPECT_TRUE(waitUntil([&] { return std::stoi(pythonValue("rt.Tested.count")) > count + 100; }));
+  EXPECT_LE(heard, atItsEnd + 1);
+  CPythonRunTime::teardown();
+}
+
+TEST(ScriptEvents, TheHostMayStopAndReleaseInside) {
+  const auto home = loadedHome(scriptWith(R"(
+    def StartUpload(self, *fields):
+        import threading
+        threading.Thread(target=self.report, args=(2, "done"), daemon=True).start()
+
+    def StopUpload(self):
+        calls.append("stop")
+)"));
+  IExternlMediaTransfer* transfer = makeTransfer().leak();
+  Flag released;
+  onEvent = [&](int, const std::string&) {
+    EXPECT_EQ(transfer->Stop(), 0);
+    transfer->Release();
+    released.raise();
+  };
+  EXPECT_EQ(transfer->Start(), 0);
+  EXPECT_TRUE(released.wait());
+  EXPECT_TRUE(waitUntil(
+      [] { return pythonValue("rt.calls") == "['stop']" || pythonValue("rt.calls") == "['stop', 'stop']"; }));
+  CPythonRunTime::teardown();
+}
+
+TEST(ScriptEvents, InsideACallTheHostMayCallAgain) {
+  const auto home = loadedHome(scriptWith(R"(
+    def StartUpload(self, *fields):
+        self.report(1, "5")
+
+    def StopUpload(self):
+        calls.append("stop")
+)"));
+  const auto transfer = makeTransfer();
+  onEvent = [&](int, const std::string&) { EXPECT_EQ(transfer->Stop(), 0); };
+  EXPECT_EQ(transfer->Start(), 0);
+  EXPECT_EQ(pythonValue("rt.calls"), "['stop']");
+  CPythonRunTime::teardown();
+}
+
+TEST(ScriptCalls, OneThatWaitsDoesNotHoldUpTheOthers) {
+  const ScriptHome home(recorderWith("{'GetLoginURL': lambda: wait(), 'GetUserName': 'me'}") + R"(
+import os, time
+
+def wait():
+    while not os.path.exists("end"):
+        time.sleep(0.001)
+    return "ended"
+)");
+  std::filesystem::current_path(home.parent().path());
+  home.setUp();
+  const auto object = CPythonRunTime::getEnvironment()->CreateAuInstance(0);
+  std::thread waiting([&] { EXPECT_EQ(object->GetLoginURL(), "ended"); });
+  EXPECT_EQ(object->GetUserName(), "me");
+  home.parent().write("end", "");
+  waiting.join();
+  CPythonRunTime::teardown();
+}
+
+}  // namespace
