@@ -177,7 +177,9 @@ TEST_F(Download, PastItsLimitReportsError10) {
 
 TEST_F(Download, MayBeLargerThanAPage) {
   server.answerAlways(std::string(KBL::largestPageBytes + 1, 'x'), "application/octet-stream");
-  download(directory.file("f"));
+  SNRFacebookDownloadMediaTask task(server.url(), directory.file("f"), &MediaHost::onError, nullptr);
+  task.setHostContext(&host);
+  task.Run();
   EXPECT_THAT(host.errors(), IsEmpty());
   EXPECT_EQ(std::filesystem::file_size(directory.file("f")), KBL::largestPageBytes + 1);
 }

@@ -89,6 +89,19 @@ TEST_F(FacebookAlbums, WithAnErrorReportItAndSendNoRecord) {
   EXPECT_THAT(host.albums(), IsEmpty());
 }
 
+TEST_F(FacebookAlbums, WithDataBesideAnErrorAreListed) {
+  answer({R"({"data":[{"id":"1","name":"One"}],"error":{"message":"m","code":4}})"});
+  listAlbums();
+  EXPECT_THAT(host.errors(), IsEmpty());
+  EXPECT_THAT(host.albums(), ElementsAre(Album{"1", "One", 1}, closingAlbum));
+}
+
+TEST_F(FacebookAlbums, WithAnErrorFollowNoLink) {
+  answer({R"({"error":{"message":"Rate limit","code":4})" + next("/p2") + "}", R"({"data":[]})"});
+  listAlbums();
+  EXPECT_THAT(server.requests(), SizeIs(1));
+}
+
 TEST_F(FacebookAlbums, WithAnErrorOnALaterPageEndWithoutAClosingRecord) {
   answer({R"({"data":[{"id":"1","name":"One"}])" + next("/p2") + "}",
           R"({"error":{"message":"Rate limit","code":4}})"});

@@ -87,6 +87,36 @@ TEST_F(FacebookPhotos, WithAnErrorReportItAndSendTheClosingRecord) {
   EXPECT_THAT(host.media(), ElementsAre(closing));
 }
 
+TEST_F(FacebookPhotos, WithAnErrorFollowNoLink) {
+  answer({R"({"error":{"message":"Rate limit","code":4})" + next("/p2") + "}", R"({"data":[]})"});
+  listMedia("1");
+  EXPECT_THAT(host.errors(), ElementsAre(Error{4, "Rate limit"}));
+  EXPECT_THAT(server.requests(), SizeIs(1));
+}
+
+TEST_F(FacebookPhotos, WithDataBesideAnErrorAreListed) {
+  answer({R"({"data":[{"source":"s","picture":"p"}],"error":{"message":"m","code":4}})"});
+  listMedia("1");
+  EXPECT_THAT(host.errors(), IsEmpty());
+  EXPECT_THAT(host.media(), ElementsAre(Media{0, "s", "p", 1}, closing));
+}
+
+TEST_F(FacebookPhotos, OfImagesThatAreNoListKeepTheirSource) {
+  answer({R"({"data":[{"source":"s","picture":"p","images":{"1":{"width":3,"height":4,"source":"no"}}}]})"});
+  listMedia("1");
+  EXPECT_THAT(host.media(), ElementsAre(Media{0, "s", "p", 1}, closing));
+}
+
+TEST_F(FacebookMedia, OfDataThatIsNoListIsTheClosingRecordAlone) {
+  const std::string item = R"({"type":"video","status_type":"added_video","source":"s","picture":"p"})";
+  for (const std::string album : {"1", "FACEBOOK_VIDEO"}) {
+    answer({R"({"data":{"1":)" + item + "}}"});
+    listMedia(album);
+  }
+  EXPECT_THAT(host.errors(), IsEmpty());
+  EXPECT_THAT(host.media(), ElementsAre(closing, closing));
+}
+
 TEST_F(FacebookPhotos, FromAnUnreadablePageReportItAndSendTheClosingRecord) {
   answer({"<html>"});
   listMedia("1");
@@ -168,7 +198,10 @@ TEST_F(FacebookVideos, WhoseOwnFetchFailsReportItAndTakeTheAddressesOfThePost) {
            {"type":"video","status_type":"added_video","object_id":"1","source":"s1","picture":"p1"},
            {"type":"video","status_type":"added_video","object_id":"2","source":"s2","picture":"p2"}]})"},
                         PageReply{.body = R"({"source":"v1","picture":"q1"})"},
-                        PageReply{.body = R"({"source":"v2","picture":"q2"})", .breakAfter = 5}});
+                        // What has come of the second would do.
+                        PageReply{.body = R"({"source":"v2","picture":"q2"})"
+                                          "      ",
+                                  .breakAfter = 31}});
   listMedia("FACEBOOK_VIDEO");
   EXPECT_THAT(host.errors(), ElementsAre(Error{10, "Transferred a partial file"}));
   EXPECT_THAT(host.media(), ElementsAre(Media{1, "v1", "q1", 1}, Media{1, "s2", "p2", 1}, closing));

@@ -98,6 +98,17 @@ TEST_F(Flickr, SignsEachUrlWithATimeOfItsOwn) {
             KBL::flickrPageUrl(credentials, host1, 2, 50, 1'700'000'005'123));
 }
 
+TEST_F(Flickr, SignsTheNextUrlBeforeTheHostSeesThePage) {
+  const ScopedManualTime time(1'700'000'000'123);
+  answer({page(1, 2, photo("a")), page(2, 2, "")});
+  host.itemResult = [&](std::size_t) {
+    time->advance(60'000);
+    return 1;
+  };
+  list();
+  EXPECT_THAT(server.targets().at(1), testing::HasSubstr("&oauth_timestamp=1700000000&"));
+}
+
 TEST_F(Flickr, TakesTheOauthWayWithATokenSecret) {
   answer({page(1, 1, "")});
   list("TOKEN|SECRET");
@@ -163,6 +174,18 @@ TEST_F(Flickr, ReportsPhotosWithoutAPhotoNode) {
   list();
   EXPECT_THAT(host.errors(), ElementsAre(Error{11, "can't find photo node."}));
   EXPECT_THAT(server.requests(), SizeIs(1));
+}
+
+TEST_F(Flickr, ReportsPhotosThatAreNoList) {
+  for (const char* photos : {"7", R"({"photo":{"1":{"url_o":"o"}}})", R"({"photo":"none"})"}) {
+    MediaHost own;
+    answer({std::string(R"({"stat":"ok","photos":)") + photos + "}"});
+    SNRFlickrImageTask task("KEY", "APPSECRET", "T|S", &MediaHost::onMedia, &MediaHost::onError);
+    task.setHostContext(&own);
+    task.Run();
+    EXPECT_THAT(own.errors(), ElementsAre(Error{11, "can't find photo node."})) << photos;
+    EXPECT_THAT(own.media(), ElementsAre(closing)) << photos;
+  }
 }
 
 TEST_F(Flickr, ReportsAnUnreadableReply) {

@@ -72,6 +72,18 @@ TEST_F(Instagram, GivesAnElementWithoutImagesNoRecord) {
   EXPECT_THAT(host.media(), ElementsAre(Media{0, "i1", "t1", 1}, closing));
 }
 
+TEST_F(Instagram, ReadsImagesAndVideosOfAWrongTypeLikeMissingOnes) {
+  answer({page(R"({"images":"none"},{"images":[1]},)" + image("1", R"(,"videos":"none")"))});
+  list();
+  EXPECT_THAT(host.media(), ElementsAre(Media{0, "i1", "t1", 1}, closing));
+}
+
+TEST_F(Instagram, GivesAnElementWithEmptyImagesARecord) {
+  answer({page(R"({"images":{}})")});
+  list();
+  EXPECT_THAT(host.media(), ElementsAre(Media{0, "", "", 1}, closing));
+}
+
 TEST_F(Instagram, ReportsTheServicesErrorAndEndsTheList) {
   answer(
       {R"({"meta":{"code":400,"error_type":"OAuthAccessTokenException","message":"The token is invalid."}})"});
