@@ -241,6 +241,25 @@ TEST_F(DouyinUpload, PartThatIsCutOffDoesNotCount) {
   EXPECT_EQ(server.faultsDelivered(cut) + server.faultsDelivered(lost), 2U);
 }
 
+TEST_F(DouyinUpload, UploadServesOneRequestAtATime) {
+  const std::string id = open();
+  // Takes longer than another request waits for its turn.
+  const auto order =
+      server.orderFault(Route::douyinUploadPart, Fault::slowRequest(1, std::chrono::seconds(7)));
+  std::thread slow([&] {
+    TestClient own(server);
+    EXPECT_EQ(code(own.post(partTarget(id, "1"), "s")), 0);
+  });
+  EXPECT_TRUE(server.waitForFaults(order, 1, std::chrono::seconds(30)));
+
+  const Answer answer = complete(id);
+
+  EXPECT_EQ(code(answer), kUnknownUpload);
+  EXPECT_EQ(answer.json()["data"]["description"], "upload_id is in use by another request");
+  slow.join();
+  EXPECT_EQ(code(complete(id)), 0);
+}
+
 TEST_F(DouyinUpload, HashingCanBeLeftOut) {
   SandboxOptions options;
   options.hashUploads = false;

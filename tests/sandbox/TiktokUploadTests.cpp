@@ -114,6 +114,7 @@ TEST_F(TiktokUpload, QueryHasTokenAndOpenIdAndNoMore) {
   EXPECT_EQ(code(send(body, target(token, ""))), 2100005);
   EXPECT_EQ(code(send(body, good + "&title=t")), 2100005);
   EXPECT_EQ(code(send(body, good + "&open_id=" + user.openId)), 2100005);
+  EXPECT_EQ(client.get(good).status, 405);
   EXPECT_TRUE(server.uploads().empty());
 }
 
