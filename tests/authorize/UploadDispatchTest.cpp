@@ -55,6 +55,17 @@ TEST_F(UploadDispatch, RunsCredentialsEntitlementAndUploadInOrder) {
   EXPECT_STREQ(info->charKeyConfig(ExternlMediaMixedCharKey::thirdAccessToken), "third-u");
 }
 
+TEST_F(UploadDispatch, TheCallerHearsOfARequestBeforeTheNextOneIsStarted) {
+  signIn("u");
+  std::vector<std::size_t> startedWhenHeard;
+  observer.inside = [&](const HostEvent&) {
+    startedWhenHeard.push_back(logger->linesWith(":queryResponse conitnue").size());
+  };
+  upload(1);
+  ASSERT_TRUE(runUntil([&] { return requestsAlive() == 0; }));
+  EXPECT_EQ(startedWhenHeard, (std::vector<std::size_t>{0, 1, 2}));
+}
+
 TEST_F(UploadDispatch, WithoutConsumeTheEntitlementIsNotAsked) {
   signIn("u");
   upload(0);
