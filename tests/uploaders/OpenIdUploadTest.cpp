@@ -181,6 +181,9 @@ TYPED_TEST(OpenIdUpload, ALongTokenIsTakenWhole) {
   this->manager_->onAccessToken = [] { return std::string(8192, 't'); };
   this->run();
   EXPECT_EQ(this->code(), 5);
+  const std::string whole = "access_token=" + std::string(8192, 't') + "&";
+  EXPECT_EQ(this->network_.sent.at(0).url.find(whole) != std::string::npos,
+            TypeParam::platform == ema_tiktok);
 }
 
 // --- Answers
