@@ -36,7 +36,7 @@ std::int32_t withoutException(Operation operation) {
 }  // namespace
 
 ExternlMediaUpTransfer::ExternlMediaUpTransfer(int transferPlatform)
-    : uploadObject_(std::make_unique<CAuthNUploadObj>()) {
+    : uploadObject_(std::make_shared<CAuthNUploadObj>()) {
   uploadObject_->setTransfer(this);
   // A platform that nothing serves makes a transfer all the same; its operations say so.
   (void)uploadObject_->SetPlatform(static_cast<std::uint32_t>(transferPlatform));
@@ -59,19 +59,23 @@ void* ExternlMediaUpTransfer::QueryInterfaceByName(const char* name) {
 }
 
 std::int32_t ExternlMediaUpTransfer::Start() {
-  if (hostRecord_ == nullptr) return resultNullArgument;
-  return withoutException([this] { return uploadObject_->StartUpload(hostRecord_.get()); });
+  const auto record = hostRecord_;
+  if (record == nullptr) return resultNullArgument;
+  const auto object = uploadObject_;
+  return withoutException([&] { return object->StartUpload(record.get()); });
 }
 
 std::int32_t ExternlMediaUpTransfer::Stop() {
-  return withoutException([this] { return uploadObject_->StopUpload(); });
+  const auto object = uploadObject_;
+  return withoutException([&] { return object->StopUpload(); });
 }
 
 // NOLINTNEXTLINE(cert-dcl50-cpp): hosts are built against these arguments
 std::int32_t ExternlMediaUpTransfer::Command(int command, ...) {
   std::va_list arguments;
   va_start(arguments, command);
-  const std::int32_t result = withoutException([&] { return runCommand(command, arguments); });
+  const auto object = uploadObject_;
+  const std::int32_t result = withoutException([&] { return runCommand(*object, command, arguments); });
   va_end(arguments);
   return result;
 }
@@ -80,70 +84,72 @@ std::int32_t ExternlMediaUpTransfer::Command(int command, ...) {
 std::int32_t ExternlMediaUpTransfer::Query(int command, ...) {
   std::va_list arguments;
   va_start(arguments, command);
-  const std::int32_t result = withoutException([&] { return runQuery(command, arguments); });
+  const auto object = uploadObject_;
+  const std::int32_t result = withoutException([&] { return runQuery(*object, command, arguments); });
   va_end(arguments);
   return result;
 }
 
-std::int32_t ExternlMediaUpTransfer::runCommand(int command, std::va_list arguments) {
+std::int32_t ExternlMediaUpTransfer::runCommand(CAuthNUploadObj& object, int command,
+                                                std::va_list arguments) {
   switch (command) {
     case commandSetRecord:
       return setHostRecord(va_arg(arguments, const void*));
     case commandSetCallback: {
       const auto callback = va_arg(arguments, TransferCallback);
-      return callback == nullptr ? resultNullArgument : uploadObject_->SetCallback(callback);
+      return callback == nullptr ? resultNullArgument : object.SetCallback(callback);
     }
     case commandPushMessage: {
       auto* const share = va_arg(arguments, hostShareRecord*);
-      return share == nullptr ? resultNullArgument : uploadObject_->PushMessage(share);
+      return share == nullptr ? resultNullArgument : object.PushMessage(share);
     }
     case commandVerifyRedirectUrl: {
       const auto* const url = va_arg(arguments, const char*);
       auto* const error = va_arg(arguments, char*);
       if (url == nullptr || error == nullptr) return resultNullArgument;
-      return uploadObject_->VerifyRedirectURL(url, error);
+      return object.VerifyRedirectURL(url, error);
     }
     case commandSetAccessToken: {
       const auto* const token = va_arg(arguments, const char*);
       auto* const error = va_arg(arguments, char*);
       if (token == nullptr || error == nullptr) return resultNullArgument;
-      return uploadObject_->SetAccessToken(token, error);
+      return object.SetAccessToken(token, error);
     }
     case commandSetAppBrand:
       // Hosts were never told that a brand is unknown.
-      (void)uploadObject_->SetAppBrand(static_cast<int>(va_arg(arguments, long long)));
+      (void)object.SetAppBrand(static_cast<int>(va_arg(arguments, long long)));
       return resultOk;
     case commandSetApp: {
       const auto* const id = va_arg(arguments, const char*);
       const auto* const secret = va_arg(arguments, const char*);
       const auto* const redirectUrl = va_arg(arguments, const char*);
       if (id == nullptr || secret == nullptr || redirectUrl == nullptr) return resultNullArgument;
-      return uploadObject_->SetAppIdAndSecret(id, secret, redirectUrl);
+      return object.SetAppIdAndSecret(id, secret, redirectUrl);
     }
     case hostContext:
-      uploadObject_->setHostContext(va_arg(arguments, void*));
+      object.setHostContext(va_arg(arguments, void*));
       return resultOk;
     default:
       return resultUnknownCommand;
   }
 }
 
-std::int32_t ExternlMediaUpTransfer::runQuery(int command, std::va_list arguments) {
+std::int32_t ExternlMediaUpTransfer::runQuery(CAuthNUploadObj& object, int command, std::va_list arguments) {
   switch (command) {
     case queryLoginUrl: {
       auto* const url = va_arg(arguments, char*);
-      return url == nullptr ? resultNullArgument : uploadObject_->GetLoginURL(url);
+      return url == nullptr ? resultNullArgument : object.GetLoginURL(url);
     }
     case queryLogout:
-      return uploadObject_->Logout();
+      return object.Logout();
     case queryUserInfo: {
       auto* const account = va_arg(arguments, hostAccountRecord*);
-      return account == nullptr ? resultNullArgument : uploadObject_->GetUserInfo(account);
+      return account == nullptr ? resultNullArgument : object.GetUserInfo(account);
     }
     case hostContext: {
       auto* const context = va_arg(arguments, void**);
       if (context == nullptr) return resultNullArgument;
-      *context = uploadObject_->hostContext();
+      *context = object.hostContext();
       return resultOk;
     }
     default:
@@ -153,7 +159,7 @@ std::int32_t ExternlMediaUpTransfer::runQuery(int command, std::va_list argument
 
 std::int32_t ExternlMediaUpTransfer::setHostRecord(const void* record) {
   if (record == nullptr) return resultNullArgument;
-  hostRecord_ = std::make_unique<hostTransferRecord>();
+  hostRecord_ = std::make_shared<hostTransferRecord>();
   // Defaults that never take effect, since the copy replaces all of the record; they stay all the same.
   hostRecord_->useClient = 1;
   hostRecord_->actionType = 1;

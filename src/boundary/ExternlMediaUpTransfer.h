@@ -27,12 +27,14 @@ class ExternlMediaUpTransfer final : public IExternlMediaTransfer, public RefCnt
   std::int32_t Query(int command, ...) override;
 
  private:
-  std::int32_t runCommand(int command, std::va_list arguments);
-  std::int32_t runQuery(int command, std::va_list arguments);
+  std::int32_t runCommand(CAuthNUploadObj& object, int command, std::va_list arguments);
+  static std::int32_t runQuery(CAuthNUploadObj& object, int command, std::va_list arguments);
   std::int32_t setHostRecord(const void* record);
 
-  std::unique_ptr<hostTransferRecord> hostRecord_;  ///< of the last command 0
-  std::unique_ptr<CAuthNUploadObj> uploadObject_;   ///< never null
+  // Each operation shares what it needs, since an event that comes meanwhile may bring the last Release, and
+  // touches nothing else of the transfer once the upload object has begun to serve it.
+  std::shared_ptr<hostTransferRecord> hostRecord_;  ///< of the last command 0
+  std::shared_ptr<CAuthNUploadObj> uploadObject_;   ///< never null
 };
 
 }  // namespace KBL

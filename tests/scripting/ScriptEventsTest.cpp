@@ -124,6 +124,34 @@ TEST(ScriptEvents, InsideACallTheHostMayCallAgain) {
   CPythonRunTime::teardown();
 }
 
+TEST(ScriptEvents, InsideACallTheHostMayReleaseTheTransfer) {
+  const auto home = loadedHome(scriptWith(R"(
+    def SetAccessToken(self, token):
+        self.report(4, "first")
+        self.report(4, "after the release")
+        return 0
+
+    def GetLastError(self):
+        calls.append("error")
+        return "why"
+
+    def StopUpload(self):
+        calls.append("stop")
+)"));
+  IExternlMediaTransfer* const transfer = makeTransfer().leak();
+  int heard = 0;
+  onEvent = [&](int, const std::string&) {
+    ++heard;
+    transfer->Release();
+  };
+  char error[CAuthNUploadObj::errorTextRoom] = "";
+  EXPECT_EQ(transfer->Command(6, "token", error), 1);
+  EXPECT_STREQ(error, "why");
+  EXPECT_EQ(heard, 1);
+  EXPECT_EQ(pythonValue("rt.calls"), "['stop', 'error']");
+  CPythonRunTime::teardown();
+}
+
 TEST(ScriptCalls, OneThatWaitsDoesNotHoldUpTheOthers) {
   const ScriptHome home(recorderWith("{'GetLoginURL': lambda: wait(), 'GetUserName': 'me'}") + R"(
 import os, time
