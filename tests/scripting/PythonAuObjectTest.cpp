@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <filesystem>
 #include <functional>
 #include <mutex>
 #include <thread>
@@ -260,6 +261,15 @@ TEST(ScriptArguments, AMissingThumbnailIsLeftOut) {
   object->StartUpload(record("/nothing/of/this/name.png"));
   EXPECT_EQ(ScriptObject::calls(),
             "[('StartUpload', '/video.mp4', 'title', 'description', 'privacy', 'tags', 'category')]");
+}
+
+TEST(ScriptArguments, AThumbnailThatLeadsNowhereIsLeftOutAndAFolderIsNot) {
+  const TemporaryDirectory directory;
+  std::filesystem::create_symlink(directory.file("nothing"), directory.file("link"));
+  const ScriptObject object(recorderWith());
+  object->StartUpload(record(directory.file("link")));
+  object->StartUpload(record(directory.path().string()));
+  EXPECT_EQ(pythonValue("[len(call) - 1 for call in rt.calls]"), "[6, 7]");
 }
 
 TEST(ScriptArguments, AThumbnailThatExistsIsTheSeventh) {

@@ -11,6 +11,8 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <utility>
 
 using namespace KBL;
 using testing::HasSubstr;
@@ -46,6 +48,14 @@ TEST(PythonSearch, TheVariableNamesTheLibrary) {
   expectTheTestedPython(home);
 }
 
+TEST(PythonSearch, TheVariableComesBeforeTheHome) {
+  const ScriptHome home(answering);
+  fs::create_symlink(BARE_PYTHON, home.path() + fs::path(testedPython().library).filename().string());
+  setenv(pythonLibraryVariable, testedPython().library.c_str(), 1);
+  expectTheTestedPython(home);
+  EXPECT_EQ(std::getenv("STAND_IN_WAS_LOADED"), nullptr);
+}
+
 TEST(PythonSearch, OneThatTheProcessHasLoadedComesFirst) {
   const ScriptHome home(answering);
   // As a plug-in of a host's would: for itself alone.
@@ -67,13 +77,60 @@ TEST_P(PythonUnderHome, ServesWhereTheVariableNamesNone) {
 INSTANTIATE_TEST_SUITE_P(Folders, PythonUnderHome, testing::Values("", "lib/"),
                          [](const auto& test) { return *test.param == '\0' ? "Itself" : "Lib"; });
 
-TEST(PythonSearch, AVariableThatNamesNoLibraryIsPassedOver) {
+/// Makes what the variable names in a folder and returns the name.
+using MakeFile = std::string (*)(const TemporaryDirectory& directory);
+
+/// The first bytes of the tested library, with one changed, and nothing behind them.
+std::string damagedLibrary(const TemporaryDirectory& directory, std::size_t place, char value) {
+  std::ifstream whole(testedPython().library, std::ios::binary);
+  std::string start(4096, '\0');
+  whole.read(start.data(), static_cast<std::streamsize>(start.size()));
+  start[place] = value;
+  return directory.write("library.so", start);
+}
+
+constexpr std::size_t elfClassPlace = 4;
+constexpr std::size_t elfMachinePlace = 18;
+
+class PythonVariable : public testing::TestWithParam<std::pair<const char*, MakeFile>> {};
+
+TEST_P(PythonVariable, ThatNamesNoInterpreterIsPassedOver) {
+  const TemporaryDirectory directory;
   const ScriptHome home(answering);
   fs::create_symlink(testedPython().library,
                      home.path() + fs::path(testedPython().library).filename().string());
-  setenv(pythonLibraryVariable, "/nothing/of/this/name.so", 1);
+  setenv(pythonLibraryVariable, GetParam().second(directory).c_str(), 1);
   expectTheTestedPython(home);
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    Names, PythonVariable,
+    testing::Values(
+        std::pair<const char*, MakeFile>{
+            "Nothing", [](const TemporaryDirectory&) { return std::string("/nothing/of/this/name.so"); }},
+        std::pair<const char*, MakeFile>{"Blank", [](const TemporaryDirectory&) { return std::string(" "); }},
+        std::pair<const char*, MakeFile>{
+            "VeryLong", [](const TemporaryDirectory&) { return std::string(100000, 'x') + ".so"; }},
+        std::pair<const char*, MakeFile>{
+            "Folder", [](const TemporaryDirectory& directory) { return directory.path().string(); }},
+        std::pair<const char*, MakeFile>{
+            "EmptyFile", [](const TemporaryDirectory& directory) { return directory.write("empty.so", ""); }},
+        std::pair<const char*, MakeFile>{"TextFile",
+                                         [](const TemporaryDirectory& directory) {
+                                           return directory.write("ü 'text'.so", "no library, only text\n");
+                                         }},
+        std::pair<const char*, MakeFile>{"Program",
+                                         [](const TemporaryDirectory&) { return testedPython().program; }},
+        std::pair<const char*, MakeFile>{"OfAnotherMachine",
+                                         [](const TemporaryDirectory& directory) {
+                                           return damagedLibrary(directory, elfMachinePlace, 8);
+                                         }},
+        std::pair<const char*, MakeFile>{
+            "Of32Bits",
+            [](const TemporaryDirectory& directory) { return damagedLibrary(directory, elfClassPlace, 1); }},
+        std::pair<const char*, MakeFile>{"WithoutAllFunctions",
+                                         [](const TemporaryDirectory&) { return std::string(BARE_PYTHON); }}),
+    [](const auto& test) { return std::string(test.param.first); });
 
 TEST(PythonSearch, TheInterpreterThatWasFoundServesEveryLaterSetup) {
   const ScriptHome home(answering);

@@ -1,4 +1,5 @@
 // What becomes of a script's results and failures.
+#include "scripting/ScriptEventEntry.h"
 #include "scripting/ScriptObject.h"
 #include "support/RecordingLogger.h"
 
@@ -92,6 +93,38 @@ TEST(ScriptTextOddity, OneReferenceACallStaysBehind) {
             "(10, 10)");
 }
 
+TEST(ScriptTextOddity, OfEveryMethodOneReferenceACallStaysBehind) {
+  const ScriptObject object(std::string(scriptBase) +
+                            "class Number(int): pass\n"
+                            "answer = Number(3)\n"
+                            "class Tested(Uploader):\n"
+                            "    def __getattr__(self, name): return lambda *arguments: answer\n"
+                            "    def SetCallback(self, capsule): return answer\n"
+                            "    def SetUserObj(self, user): return answer\n"
+                            "def CreateAuInstance(name): return Tested()\n");
+  const std::pair<const char*, std::function<void()>> calls[] = {
+      {"SetCallback and SetUserObj", [&] { object->SetCallback(scriptEventEntry, 1); }},
+      {"SetBrand", [&] { object->SetBrand("b"); }},
+      {"SetAppKey", [&] { object->SetAppKey("k"); }},
+      {"SetAppSecret", [&] { object->SetAppSecret("s"); }},
+      {"SetRedirectURL", [&] { object->SetRedirectURL("u"); }},
+      {"GetLoginURL", [&] { (void)object->GetLoginURL(); }},
+      {"VerifyRedirectURL", [&] { (void)object->VerifyRedirectURL("u"); }},
+      {"SetAccessToken", [&] { (void)object->SetAccessToken("t"); }},
+      {"GetVideoHD", [&] { (void)object->callForNumber("GetVideoHD"); }},
+      {"Logout", [&] { object->Logout(); }},
+      {"ShareLink", [&] { object->ShareLink("a", "b"); }},
+      {"StartUpload", [&] { object->StartUpload({}); }},
+      {"StopUpload", [&] { object->StopUpload(); }}};
+  int before = std::stoi(pythonValue("sys.getrefcount(rt.answer)"));
+  for (const auto& [name, call] : calls) {
+    call();
+    const int after = std::stoi(pythonValue("sys.getrefcount(rt.answer)"));
+    EXPECT_EQ(after - before, std::string(name).find(" and ") == std::string::npos ? 1 : 2) << name;
+    before = after;
+  }
+}
+
 // --- Numbers
 
 struct NumberCase {
@@ -125,17 +158,19 @@ TEST_P(ScriptNumbers, AreDecodedDifferentlyByMethod) {
   EXPECT_EQ(object->GetLoginURL(), "None");
 }
 
-INSTANTIATE_TEST_SUITE_P(Answers, ScriptNumbers,
-                         testing::Values(NumberCase{"Zero", "0", 0, 0, ""}, NumberCase{"Two", "2", 2, 2, ""},
-                                         NumberCase{"Negative", "-7", -7, -7, ""},
-                                         NumberCase{"Bool", "True", 1, 1, ""},
-                                         NumberCase{"Largest", "2147483647", 2147483647, 2147483647, ""},
-                                         NumberCase{"TooLarge", "2147483648", -1, -1, ""},
-                                         NumberCase{"Huge", "1 << 200", -1, -1, ""},
-                                         NumberCase{"Text", "'1'", -1, -1, ""},
-                                         NumberCase{"None", "None", -1, -1, ""},
-                                         NumberCase{"Raising", "fail", -1, 0, "RuntimeError: told to fail"}),
-                         [](const auto& test) { return test.param.name; });
+INSTANTIATE_TEST_SUITE_P(
+    Answers, ScriptNumbers,
+    testing::Values(NumberCase{"Zero", "0", 0, 0, ""}, NumberCase{"Two", "2", 2, 2, ""},
+                    NumberCase{"Negative", "-7", -7, -7, ""}, NumberCase{"Bool", "True", 1, 1, ""},
+                    NumberCase{"Largest", "2147483647", 2147483647, 2147483647, ""},
+                    NumberCase{"TooLarge", "2147483648", -1, -1, ""},
+                    NumberCase{"Smallest", "-2147483648", -2147483647 - 1, -2147483647 - 1, ""},
+                    NumberCase{"TooSmall", "-2147483649", -1, -1, ""},
+                    NumberCase{"HugeNegative", "-1 << 200", -1, -1, ""},
+                    NumberCase{"Complex", "1j", -1, -1, ""}, NumberCase{"Huge", "1 << 200", -1, -1, ""},
+                    NumberCase{"Text", "'1'", -1, -1, ""}, NumberCase{"None", "None", -1, -1, ""},
+                    NumberCase{"Raising", "fail", -1, 0, "RuntimeError: told to fail"}),
+    [](const auto& test) { return test.param.name; });
 
 // --- Failures
 
