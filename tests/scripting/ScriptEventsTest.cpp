@@ -1,4 +1,5 @@
 // Events from threads of scripts, and calls beside each other.
+#include "scripting/AuthNUploadObj.h"
 #include "scripting/EventTransfer.h"
 #include "scripting/PythonRunTime.h"
 #include "scripting/ScriptHome.h"
