@@ -18,6 +18,7 @@ from urllib.parse import SplitResult, unquote, urlsplit
 from .bodies import Body
 from .errors import Transient, UploadError
 from .lookup import addresses_of
+from .response import Response
 from .stopsignal import StopSignal
 
 LARGEST_ANSWER = 4 * 1024 * 1024
@@ -75,6 +76,7 @@ class Connection:
         self._proxy = proxy_for(origin)
         self._socket: Optional[socket.socket] = None
         self._http = http.client.HTTPConnection(origin.host, origin.port)
+        self._http.response_class = Response
 
     def open(self) -> None:
         """Trouble on the way here is `unprocessed`: nothing of a request has been sent yet."""
@@ -219,10 +221,11 @@ class Connection:
     def _answer(self, limit: float) -> Answer:
         with self._deadline(limit):
             response = self._http.getresponse()
+            assert isinstance(response, Response)
             body = response.read(LARGEST_ANSWER + 1)
             if len(body) > LARGEST_ANSWER:
                 raise UploadError("the answer of %s is larger than expected" % self.origin.host)
-            if is_cut_off(response):
+            if response.is_cut_off():
                 raise http.client.IncompleteRead(body)
             keep = not response.will_close and response.isclosed()
             response.close()
@@ -260,18 +263,6 @@ class Connection:
             raise
         finally:
             timer.cancel()
-
-
-def is_cut_off(response: http.client.HTTPResponse) -> bool:
-    """An answer that lacks a part of its body or headers, which is read without complaint otherwise.
-
-    `length` counts what is still to come. A body that ends with the connection has to be announced, since headers that
-    end with the connection look the same.
-    """
-    if response.length:
-        return True
-    announced = response.getheader("Connection", "").lower() == "close" or response.version < 11
-    return response.length is None and not response.chunked and not announced
 
 
 def proxy_for(origin: Origin) -> Optional[SplitResult]:

@@ -20,6 +20,18 @@ APP = ("sandbox-app-id", "sandbox-app-secret", "http://localhost/mediatransfer/s
 PLATFORMS = ("facebook", "youtube", "vimeo", "flickr", "instagram", "twitch")
 FINISHED = 2
 
+# Where each platform's video goes, in the order of the requests; the second is the one that carries it.
+STEPS = {
+    "facebook": ("facebookVideos", "facebookVideos", "facebookVideos"),
+    "youtube": ("youtubeUploadOpen", "youtubeUploadChunk"),
+    "vimeo": ("vimeoVideos", "vimeoUpload", "vimeoDetails"),
+    "flickr": ("flickrUpload", "flickrUpload", "flickrMethods"),
+    "instagram": ("instagramContainer", "instagramUpload", "instagramStatus", "instagramPublish"),
+    "twitch": ("twitchVideos", "twitchPart", "twitchComplete"),
+}
+# Facebook's phases share a route: the video is in its second request.
+CARRIER = {name: (steps[1], 2 if name == "facebook" else 1) for name, steps in STEPS.items()}
+
 
 class NoRedirection(urllib.request.HTTPRedirectHandler):
     def redirect_request(self, *unused):

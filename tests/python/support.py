@@ -13,6 +13,7 @@ import socket
 import tempfile
 import threading
 import time
+import unittest
 from unittest import mock
 
 from pysocialnetwork import hostcallback
@@ -165,6 +166,15 @@ def environment(**variables):
     """The environment with these variables and without proxies."""
     kept = {name: value for name, value in os.environ.items() if name.lower() not in PROXIES}
     return mock.patch.dict(os.environ, {**kept, **variables}, clear=True)
+
+
+class WireCase(unittest.TestCase):
+    """Without the proxies of the environment."""
+
+    def setUp(self):
+        clean = environment()
+        clean.start()
+        self.addCleanup(clean.stop)
 
 
 class Host:

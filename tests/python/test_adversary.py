@@ -1,0 +1,238 @@
+"""Whole uploads against services that answer with malice, hosts that stop at any moment, and files that change."""
+
+import os
+import random
+import unittest
+from unittest import mock
+
+from pysocialnetwork.wire import Wire
+
+from sandboxed import PLATFORMS, STEPS, ServicesCase, fresh_video
+from support import Host, Reply, Server, in_turn
+
+PROGRESS, FINISHED, ERROR, TOKEN_INVALID = 1, 2, 3, 4
+
+# More tries than any upload of a small file may need.
+MOST_REQUESTS = 60
+
+
+class AdversaryCase(ServicesCase):
+    def setUp(self):
+        super().setUp()
+        self.exchanges = 0
+        self.users = {}
+        exchange = Wire.exchange
+
+        def counted(wire, *request, **more):
+            self.exchanges += 1
+            return exchange(wire, *request, **more)
+
+        counting = mock.patch.object(Wire, "exchange", counted)
+        counting.start()
+        self.addCleanup(counting.stop)
+
+    def user_of(self, platform):
+        """One who is signed in, also after an upload that cost the login."""
+        if platform not in self.users or self.users[platform].login is None:
+            self.users[platform] = self.signed_in(platform)
+        return self.users[platform]
+
+    def assert_ended(self, end, host):
+        self.assertEqual(host.closing(), [end])
+        self.assertNotIn("unexpected", end.text + host.texts())
+        self.assertLess(self.exchanges, MOST_REQUESTS)
+
+    def disturbed(self, platform, route, size=5000, times=1000, **fault):
+        """The closing event of an upload whose requests to the route meet the fault."""
+        uploader = self.user_of(platform)
+        order = self.order(route, times=times, **fault)
+        self.exchanges = 0
+        end, host, _ = self.upload(uploader, size)
+        self.assert_ended(end, host)
+        self.assertGreaterEqual(self.delivered(order), 1)
+        self.sandbox.post("/sandbox/faults/clear")
+        return end
+
+
+class Answers(AdversaryCase):
+    def test_pages_and_other_nonsense_end_the_upload(self):
+        page = "<!DOCTYPE html><html><body>Please sign in to the network</body></html>"
+        answers = (
+            {"kind": "status", "code": 200, "text": page, "contentType": "text/html"},
+            {"kind": "status", "code": 403, "text": page, "contentType": "text/html"},
+            {"kind": "status", "code": 401, "text": page, "contentType": "text/html"},
+            {"kind": "status", "code": 200, "text": "null"},
+            {"kind": "status", "code": 200, "text": '{"id":1e400,"error":[],"upload":7,"uri":{}}'},
+            {"kind": "status", "code": 400, "text": '{"error":{"code":"190","message":{}},"debug_info":[]}'},
+            {"kind": "status", "code": 204},
+            {"kind": "status", "code": 599, "text": "x"},
+            {"kind": "hugeBody", "bytes": 5 << 20},
+            {"kind": "gzipBomb", "bytes": 8 << 20},
+        )
+        for platform in PLATFORMS:
+            for route in dict.fromkeys(STEPS[platform]):
+                for answer in answers:
+                    with self.subTest(route, **answer):
+                        end = self.disturbed(platform, route, **answer)
+                        self.assertNotIn("<", end.text)
+
+    def test_redirections_lead_nowhere(self):
+        with Server(in_turn(Reply(200, b"{}"))) as elsewhere:
+            for platform in PLATFORMS:
+                for route in dict.fromkeys(STEPS[platform]):
+                    for code in (301, 302, 303, 307, 308):
+                        with self.subTest(route, code=code):
+                            self.disturbed(
+                                platform, route, kind="status", code=code, headers={"Location": elsewhere.url}
+                            )
+            self.assertEqual(elsewhere.connections, 0)
+
+    def test_positions_that_cannot_be_end_the_upload(self):
+        places = {
+            "facebook": ("facebookVideos", "start_offset", ('"-1"', '"99999999"', '"x"', "null", "1e400", "[]")),
+            "instagram": (
+                "instagramStatus",
+                "video_status.uploading_phase.bytes_transferred",
+                ("-1", "99999999", '"x"', "null", "true", "1e400"),
+            ),
+        }
+        for platform, (route, path, values) in places.items():
+            for value in values:
+                with self.subTest(platform, value=value):
+                    if platform == "instagram":
+                        self.order("instagramUpload", "resetRequestAfter", times=1000, bytes=600000)
+                    end = self.disturbed(platform, route, 2 << 20, kind="replaceMember", path=path, text=value)
+                    self.assertEqual(end.code, ERROR)
+
+    def test_headers_that_tell_impossible_positions_end_the_upload(self):
+        for platform, route, code, name, values in (
+            ("vimeo", "vimeoUpload", 204, "Upload-Offset", ("-1", "0", "99999999", "x", "", "1e3", "0x10", "²")),
+            ("youtube", "youtubeUploadChunk", 308, "Range", ("bytes=0-99999999", "bytes=5-9", "bytes=0--1", "0-x", "")),
+        ):
+            for value in values:
+                with self.subTest(platform, value=value):
+                    end = self.disturbed(platform, route, kind="status", code=code, headers={name: value})
+                    self.assertEqual(end.code, ERROR)
+
+    def test_a_service_that_always_wants_another_try_is_given_up(self):
+        answers = {
+            "facebook": ('{"error":{"code":2,"is_transient":true}}', '{"error":{"code":6000,"error_subcode":1363033}}'),
+            "youtube": ('{"error":{"errors":[{"reason":"backendError"}]}}',),
+            "instagram": ('{"debug_info":{"retriable":true}}', '{"error":{"code":9007,"error_subcode":2207027}}'),
+            "flickr": ('{"stat":"fail","code":105}', '<rsp stat="fail"><err code="105" msg="m"/></rsp>'),
+        }
+        for platform, texts in answers.items():
+            for route in dict.fromkeys(STEPS[platform]):
+                for text in texts:
+                    with self.subTest(route, text=text):
+                        end = self.disturbed(platform, route, kind="status", code=403, text=text)
+                        self.assertEqual(end.code, ERROR)
+
+    def test_an_answer_that_is_cut_anywhere_ends_in_order(self):
+        seed = random.randrange(2**32)
+        chance = random.Random(seed)
+        for platform in PLATFORMS:
+            uploader = self.user_of(platform)
+            for route in dict.fromkeys(STEPS[platform]):
+                for position in sorted(chance.sample(range(400), 6)):
+                    with self.subTest(route, position=position, seed=seed):
+                        self.order(route, "resetAnswerAfter", bytes=position)
+                        self.exchanges = 0
+                        end, host, content = self.upload(uploader, 3000)
+                        self.sandbox.post("/sandbox/faults/clear")
+                        self.assert_ended(end, host)
+                        if end.code == FINISHED:
+                            self.assertEqual(len(self.stored(content)), 1)
+
+    def test_an_answer_in_drips_is_put_together(self):
+        for platform in PLATFORMS:
+            with self.subTest(platform):
+                for route in dict.fromkeys(STEPS[platform]):
+                    self.order(route, "trickle", times=1000, bytes=1, delay=0)
+                self.assert_finished(*self.upload(self.signed_in(platform), 5000))
+                self.sandbox.post("/sandbox/faults/clear")
+
+
+class Moments(AdversaryCase):
+    def stopped_at(self, uploader, moment, after):
+        """The closing event of an upload that is stopped at one of its exchanges, and how many there were."""
+        exchange = Wire.exchange
+        seen = []
+
+        def watched(wire, *request, **more):
+            seen.append(request)
+            if len(seen) == moment and not after:
+                uploader.StopUpload()
+            answer = exchange(wire, *request, **more)
+            if len(seen) == moment and after:
+                uploader.StopUpload()
+            return answer
+
+        with mock.patch.object(Wire, "exchange", watched):
+            end, host, _ = self.upload(uploader, 4000)
+        self.assertEqual(host.closing(), [end])
+        return end, len(seen)
+
+    def test_a_stop_at_any_exchange_ends_the_upload_there(self):
+        for platform in PLATFORMS:
+            uploader = self.user_of(platform)
+            whole, total = self.stopped_at(uploader, 0, False)
+            self.assertEqual(whole.code, FINISHED, whole.text)
+            for moment in range(1, total + 1):
+                for after in (False, True):
+                    with self.subTest(platform, moment=moment, after=after):
+                        end, count = self.stopped_at(uploader, moment, after)
+                        if after and moment == total:
+                            self.assertEqual(end.code, FINISHED)
+                            continue
+                        self.assertEqual((end.code, end.text), (ERROR, "User cancelled!"))
+                        # The next exchange is refused before it has begun.
+                        self.assertLessEqual(count, moment + 1)
+            self.assertEqual(self.upload(uploader, 4000)[0].code, FINISHED)
+
+
+class Files(AdversaryCase):
+    def changed(self, platform, change):
+        """The closing event of an upload whose file is changed when a part of it has been sent."""
+        uploader = self.user_of(platform)
+        self.exchanges = 0
+        done = []
+        with fresh_video(3 << 20) as (path, _):
+
+            def on_event(event):
+                if event.code == PROGRESS and not done:
+                    done.append(change(path))
+
+            host = Host(on_event)
+            host.attach(uploader)
+            uploader.StartUpload(path, "T", "", "", "", "")
+            end = host.wait_for_end()
+        self.assert_ended(end, host)
+        return end
+
+    def test_a_file_that_changes_while_it_is_sent_ends_the_upload(self):
+        def rewrite(path):
+            with open(path, "r+b") as file:
+                file.write(b"other")
+            os.utime(path, (1, 1))
+
+        def grow(path):
+            with open(path, "ab") as file:
+                file.write(b"more")
+
+        changes = (lambda path: os.truncate(path, 100), lambda path: os.truncate(path, 0), rewrite, grow)
+        for platform in PLATFORMS:
+            for number, change in enumerate(changes):
+                with self.subTest(platform, change=number):
+                    end = self.changed(platform, change)
+                    self.assertEqual(end.code, ERROR)
+                    self.assertIn("changed while it was being sent", end.text)
+
+    def test_a_file_that_is_removed_while_it_is_sent_is_still_whole(self):
+        for platform in PLATFORMS:
+            with self.subTest(platform):
+                self.assertEqual(self.changed(platform, os.remove).code, FINISHED)
+
+
+if __name__ == "__main__":
+    unittest.main()
