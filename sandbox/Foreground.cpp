@@ -2,9 +2,11 @@
 
 #include "sandbox/Sandbox.h"
 #include "sandbox/ScriptServicesFile.h"
+#include "sandbox/system/NativePath.h"
+#include "sandbox/system/StopSignals.h"
 
+#include <atomic>
 #include <csignal>
-#include <ctime>
 #include <exception>
 #include <fstream>
 #include <ostream>
@@ -14,36 +16,13 @@ namespace sandbox {
 
 namespace {
 
-volatile std::sig_atomic_t stopWanted = 0;
+// Some systems run the handler on a thread of its own.
+std::atomic<bool> stopWanted{false};
+static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler may touch only lock-free atomics");
 
 extern "C" void wantStop(int) {
-  stopWanted = 1;
+  stopWanted = true;
 }
-
-// Keeps SIGINT and SIGTERM from this thread and from those that it starts, so that `arrived` finds them: the
-// handler is for threads that were there before.
-class StopSignals {
- public:
-  StopSignals() {
-    sigemptyset(&signals_);
-    sigaddset(&signals_, SIGINT);
-    sigaddset(&signals_, SIGTERM);
-    ::pthread_sigmask(SIG_BLOCK, &signals_, &former_);
-  }
-  ~StopSignals() { ::pthread_sigmask(SIG_SETMASK, &former_, nullptr); }
-  StopSignals(const StopSignals&) = delete;
-  StopSignals& operator=(const StopSignals&) = delete;
-
-  // Waits for one for 50 ms.
-  [[nodiscard]] bool arrived() const {
-    const timespec limit{0, 50'000'000};
-    return ::sigtimedwait(&signals_, nullptr, &limit) > 0;
-  }
-
- private:
-  sigset_t signals_;
-  sigset_t former_;
-};
 
 // Puts the former handling of a signal back at the end of its scope.
 class SignalTaken {
@@ -60,7 +39,7 @@ class SignalTaken {
 };
 
 void writeConfig(const std::string& path, const std::string& text) {
-  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  std::ofstream file(nativePath(path), std::ios::binary | std::ios::trunc);
   file << text;
   file.close();
   if (!file) throw std::runtime_error("can't write " + path);
@@ -70,7 +49,7 @@ void writeConfig(const std::string& path, const std::string& text) {
 
 int runInForeground(const SandboxOptions& options, const std::string& configFile, std::ostream& output,
                     std::ostream& errors) {
-  stopWanted = 0;
+  stopWanted = false;
   const SignalTaken interrupt(SIGINT);
   const SignalTaken terminate(SIGTERM);
   const StopSignals signals;
@@ -87,7 +66,7 @@ int runInForeground(const SandboxOptions& options, const std::string& configFile
       output << "cloud configuration: " << configFile << '\n';
     }
     output.flush();
-    while (stopWanted == 0 && !signals.arrived()) continue;
+    while (!stopWanted && !signals.arrived()) continue;
     sandbox.stop();
   } catch (const std::exception& error) {
     errors << "sandbox: " << error.what() << '\n';

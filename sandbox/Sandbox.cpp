@@ -11,6 +11,7 @@
 #include "sandbox/state/AccountBook.h"
 #include "sandbox/state/StateFile.h"
 #include "sandbox/state/UploadBook.h"
+#include "sandbox/system/NativePath.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -22,11 +23,11 @@ namespace sandbox {
 namespace {
 
 std::string writeAuthority(const std::string& stateDir, const std::string& pem) {
-  const std::string folder = stateDir.empty() ? std::filesystem::temp_directory_path().string() : stateDir;
+  const std::string folder = stateDir.empty() ? utf8Of(std::filesystem::temp_directory_path()) : stateDir;
   const std::string name =
       stateDir.empty() ? "sandbox-authority-" + randomText(12) + ".pem" : "authority.pem";
   std::string path = folder + "/" + name;
-  std::ofstream file(path, std::ios::binary);
+  std::ofstream file(nativePath(path), std::ios::binary);
   file << pem;
   file.close();
   if (!file) throw std::runtime_error("can't write " + path);

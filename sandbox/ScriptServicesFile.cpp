@@ -2,6 +2,7 @@
 
 #include "sandbox/Sandbox.h"
 #include "sandbox/Text.h"
+#include "sandbox/system/NativePath.h"
 
 #include <filesystem>
 #include <fstream>
@@ -13,12 +14,13 @@ namespace sandbox {
 namespace {
 
 std::string newFolder() {
-  std::string folder =
-      (std::filesystem::temp_directory_path() / ("mediatransfer-sandbox-" + randomText(12))).string();
+  const std::filesystem::path folder =
+      std::filesystem::temp_directory_path() / ("mediatransfer-sandbox-" + randomText(12));
   std::error_code error;
-  if (!std::filesystem::create_directory(folder, error)) throw std::runtime_error("can't make " + folder);
+  if (!std::filesystem::create_directory(folder, error))
+    throw std::runtime_error("can't make " + utf8Of(folder));
   std::filesystem::permissions(folder, std::filesystem::perms::owner_all, error);
-  return folder;
+  return utf8Of(folder);
 }
 
 }  // namespace
@@ -26,7 +28,7 @@ std::string newFolder() {
 ScriptServicesFile::ScriptServicesFile(const Sandbox& sandbox, const std::string& folder)
     : ownFolder_(folder.empty() ? newFolder() : std::string()),
       path_((folder.empty() ? ownFolder_ : folder) + "/script_services.json") {
-  std::ofstream file(path_, std::ios::binary | std::ios::trunc);
+  std::ofstream file(nativePath(path_), std::ios::binary | std::ios::trunc);
   file << sandbox.scriptServicesJson();
   file.close();
   if (!file) throw std::runtime_error("can't write " + path_);
@@ -34,7 +36,7 @@ ScriptServicesFile::ScriptServicesFile(const Sandbox& sandbox, const std::string
 
 ScriptServicesFile::~ScriptServicesFile() {
   std::error_code ignored;
-  if (!ownFolder_.empty()) std::filesystem::remove_all(ownFolder_, ignored);
+  if (!ownFolder_.empty()) std::filesystem::remove_all(nativePath(ownFolder_), ignored);
 }
 
 }  // namespace sandbox

@@ -1,13 +1,18 @@
 #pragma once
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 
 // The calls of the system on sockets, in one place. A socket is the system's descriptor; who opened it closes
 // it.
 namespace sandbox::socket {
 
+#if defined(_WIN32)
+using Handle = std::uintptr_t;
+#else
 using Handle = int;
-inline constexpr Handle kNone = -1;
+#endif
+inline constexpr Handle kNone = static_cast<Handle>(-1);
 
 // Bytes received; 0 at the end of the stream, after a failure and after shutDown.
 [[nodiscard]] std::size_t receive(Handle handle, char* bytes, std::size_t count);

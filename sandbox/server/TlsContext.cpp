@@ -114,7 +114,7 @@ std::string pemOf(X509* certificate) {
 class TlsTransport final : public Transport {
  public:
   TlsTransport(socket::Handle handle, SSL_CTX* context) : Transport(handle), ssl_(SSL_new(context)) {
-    if (ssl_) SSL_set_fd(ssl_.get(), handle);
+    if (ssl_) SSL_set_fd(ssl_.get(), static_cast<int>(handle));
   }
 
   bool handshake() override { return ssl_ && SSL_accept(ssl_.get()) == 1; }

@@ -1,0 +1,25 @@
+#pragma once
+#include <cstdint>
+#include <string>
+
+// What the state on disk needs of the system. Paths are UTF-8.
+namespace sandbox {
+
+// Makes the file where it isn't there and holds its lock against other processes until the end of the scope.
+// Throws std::runtime_error when the file doesn't open.
+class FileLock {
+ public:
+  explicit FileLock(const std::string& path);
+  ~FileLock();
+  FileLock(const FileLock&) = delete;
+  FileLock& operator=(const FileLock&) = delete;
+
+ private:
+  const std::intptr_t handle_;
+};
+
+// Writes a file for its owner alone, in place of what was there, and brings it to the disk. Throws
+// std::runtime_error when that fails.
+void writeDurably(const std::string& path, const std::string& text);
+
+}  // namespace sandbox
