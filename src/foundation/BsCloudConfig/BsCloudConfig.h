@@ -8,7 +8,7 @@
 namespace KBL {
 
 /// The URL configuration: addresses by key.
-class KBL_CLOUDCONFIG_API IBsUrlConfig {
+class KBL_INTERFACE IBsUrlConfig {
  public:
   /// Writes the address of `key` and a terminator to `buffer`, which holds 1024 bytes zero-filled by the
   /// caller. An absent key, a null argument or an address that does not fit writes nothing. `reserved` is 0.
@@ -19,7 +19,7 @@ class KBL_CLOUDCONFIG_API IBsUrlConfig {
 };
 
 /// The configuration manager of the process. Any thread.
-class KBL_CLOUDCONFIG_API IBsCloudConfigManager {
+class KBL_INTERFACE IBsCloudConfigManager {
  public:
   /// The URL configuration, or null when none is set. It stays valid for the life of the process.
   virtual IBsUrlConfig* urlConfig() = 0;

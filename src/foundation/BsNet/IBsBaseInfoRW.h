@@ -6,7 +6,7 @@ namespace KBL {
 
 /// A record that can be written. Texts are copied; a null key or text returns resultFailed and changes
 /// nothing.
-class KBL_BSNET_API IBsBaseInfoRW : public virtual IBsInfoReader {
+class KBL_INTERFACE IBsBaseInfoRW : public virtual IBsInfoReader {
  public:
   virtual _Result setIntKeyConfig(const char* key, long long value) = 0;
   virtual _Result setCharKeyConfig(const char* key, const char* value) = 0;

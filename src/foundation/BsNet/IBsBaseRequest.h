@@ -12,7 +12,7 @@ namespace KBL {
 
 /// A network request with its settings, callbacks and worker. Settings are made before the request is
 /// started.
-class KBL_BSNET_API IBsBaseRequest : public virtual IDmBaseObj {
+class KBL_INTERFACE IBsBaseRequest : public virtual IDmBaseObj {
  public:
   virtual _Result setServerProxy(IBsServerProxyInfo* proxy) = 0;  ///< takes a reference; null takes it away
   virtual IBsServerProxyInfo* getServerProxy() = 0;               ///< borrowed

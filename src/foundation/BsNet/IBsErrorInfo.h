@@ -6,7 +6,7 @@ namespace KBL {
 
 /// Code and message of a failed operation; code 0 means success. Safe from any thread; the message stays
 /// valid for the life of the object.
-class KBL_BSNET_API IBsErrorInfo : public virtual IBsInfoReader {
+class KBL_INTERFACE IBsErrorInfo : public virtual IBsInfoReader {
  public:
   virtual int errorCode() = 0;
   /// The transport's raw code (a CURLcode with the reference network client), kept apart from the mapped

@@ -7,7 +7,7 @@ namespace KBL {
 
 /// A keyed record of text and integer values, typed by a number. Keys are compared by their text. All
 /// operations are safe from any thread.
-class KBL_BSNET_API IBsInfoReader : public virtual IDmBaseObj {
+class KBL_INTERFACE IBsInfoReader : public virtual IDmBaseObj {
  public:
   /// The record's type number.
   virtual int infoType() = 0;

@@ -5,7 +5,7 @@
 namespace KBL {
 
 /// Watches one exchange. Called on the thread that runs the exchange; must not block.
-class KBL_BSNET_API IBsProgressCallback {
+class KBL_INTERFACE IBsProgressCallback {
  public:
   /// Bytes so far and in all (0 while unknown). False ends the transfer within 100 ms, also on a stalled
   /// connection.

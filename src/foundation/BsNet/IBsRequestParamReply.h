@@ -12,7 +12,7 @@ enum _BodyType : int { bodyNone = 0, bodyJson = 1, bodyForm = 2 };
 class IBsBaseTackInfo;
 
 /// A record that is both the parameters and the reply of a plain request.
-class KBL_BSNET_API IBsRequestParamReply : public virtual IBsBaseInfoRW {
+class KBL_INTERFACE IBsRequestParamReply : public virtual IBsBaseInfoRW {
  public:
   virtual const char* getRequestUrl() = 0;   ///< value of RequestParamCharKey::url, or null
   virtual const char* getRequestBody() = 0;  ///< body to send, or null

@@ -10,7 +10,7 @@ class IBsErrorInfo;
 class IBsInfoReader;
 
 /// The end of every asynchronous flow. Not counted: whoever registers one keeps it alive.
-class KBL_BSNET_API IBsRequstCallback {
+class KBL_INTERFACE IBsRequstCallback {
  public:
   /// `request` finished or reports: `info` is the record of the exchange, its type tells what finished; an
   /// error code of 0 means success. All three are borrowed for the call. Called on a worker or timer thread.

@@ -20,7 +20,7 @@ enum ProxyType : int { proxyHttp = 1, proxySocks4 = 2, proxySocks5 = 3 };
 /// One HTTP client: settings, then any number of exchanges one after the other, over a connection that is
 /// kept alive from exchange to exchange. Used by one thread at a time. Deleted with `delete`: the interface
 /// has no virtual destructor, its destroying operator delete calls `destroy`.
-class KBL_BSNET_API INetworkClient {
+class KBL_INTERFACE INetworkClient {
  public:
   /// Routes the following exchanges through a proxy (`type` as in ProxyType); empty user and password: none.
   /// An unknown type or an empty server: no proxy, not even one of the environment, which is never looked at.

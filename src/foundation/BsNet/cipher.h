@@ -24,7 +24,7 @@ KBL_BSNET_API void Bytes2HexStr(unsigned char* bytes, int length, unsigned char*
 
 /// Keeps the cipher's key. Implementations are called from any thread, on first use perhaps by several at
 /// once, and must answer all of them with one key. What they answer is remembered until another store is set.
-class KBL_BSNET_API IKeyStore {
+class KBL_INTERFACE IKeyStore {
  public:
   virtual ~IKeyStore() = default;
   /// The key of 64 bytes (two AES-256 keys, as XTS needs), made at random on first use; empty when it cannot

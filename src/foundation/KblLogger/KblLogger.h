@@ -10,7 +10,7 @@
 namespace KBL {
 
 /// Where log lines go. Implementations are called from any thread, several at once.
-class KBL_LOGGER_API IBsLogger {
+class KBL_INTERFACE IBsLogger {
  public:
   enum Severity : int { error = 2, warning = 3, info = 4, debug = 11 };
 

@@ -11,7 +11,7 @@ namespace KBL {
 
 /// Where the foundation takes its clock and its waiting from. The default is the system; tests install a
 /// source that they move by hand. Called from any thread.
-class KBL_UTILS_API ITimeSource {
+class KBL_INTERFACE ITimeSource {
  public:
   virtual ~ITimeSource() = default;
   /// Wall clock, milliseconds since the epoch.

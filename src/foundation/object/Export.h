@@ -4,9 +4,13 @@
 #if defined(_WIN32)
 #define KBL_EXPORT __declspec(dllexport)
 #define KBL_IMPORT __declspec(dllimport)
+// A pure interface is all in its header: nothing of it is exported, and whoever implements it needs no
+// library.
+#define KBL_INTERFACE
 #else
 #define KBL_EXPORT __attribute__((visibility("default")))
 #define KBL_IMPORT __attribute__((visibility("default")))
+#define KBL_INTERFACE __attribute__((visibility("default")))
 #endif
 
 #if defined(KBL_BUILD_BSNET)

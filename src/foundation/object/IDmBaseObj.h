@@ -20,7 +20,7 @@ class IDmProtocol {
 
 /// Base of everything that crosses a module boundary. Implemented by RefCnt; every operation may come from
 /// any thread. Objects have no public destructor: the last Release destroys them.
-class KBL_BSNET_API IDmBaseObj {
+class KBL_INTERFACE IDmBaseObj {
  public:
   /// Adds one reference, returns the new count.
   virtual int AddRef() = 0;
