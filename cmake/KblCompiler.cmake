@@ -7,6 +7,10 @@ set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
+if(WIN32)
+  set(CMAKE_SHARED_LIBRARY_PREFIX "")  # one name a library, whichever compiler builds it
+endif()
+
 find_program(KBL_CCACHE ccache)
 if(KBL_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   set(CMAKE_CXX_COMPILER_LAUNCHER ${KBL_CCACHE})
@@ -35,3 +39,12 @@ endif()
 if(KBL_BUILD_FUZZERS)
   add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
+
+# kbl_stay_loaded(TARGET): a shared library whose threads may run until the process ends stays mapped once loaded.
+function(kbl_stay_loaded target)
+  if(WIN32)
+    target_sources(${target} PRIVATE ${PROJECT_SOURCE_DIR}/src/foundation/KblUtils/system/StayLoadedWindows.cpp)
+  else()
+    target_link_options(${target} PRIVATE -Wl,-z,nodelete)
+  endif()
+endfunction()

@@ -1,5 +1,7 @@
 #include "foundation/BsNet/CurlTrust.h"
 
+#include "foundation/BsNet/system/TrustSystem.h"
+
 #include <curl/curl.h>
 
 #include <filesystem>
@@ -17,7 +19,7 @@ std::string contentsOf(const std::string& utf8Path) {
 
 std::string defaultAuthorities() {
   const curl_version_info_data* const version = curl_version_info(CURLVERSION_NOW);
-  return version->cainfo != nullptr ? contentsOf(version->cainfo) : std::string();
+  return version->cainfo != nullptr ? contentsOf(version->cainfo) : System::keptAuthorities();
 }
 
 }  // namespace

@@ -8,13 +8,14 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <cwchar>
 #include <system_error>
 
 namespace KBL::System {
 
 namespace {
+
+constexpr std::size_t longestVariable = 32767;  // the system's own limit
 
 std::string narrow(const wchar_t* text) {
   const std::u8string utf8 = std::filesystem::path(text).u8string();
@@ -73,9 +74,12 @@ void closeLibrary(void* library) {
 }
 
 std::string environmentVariable(const char* name) {
-  const wchar_t* const value =
-      _wgetenv(std::wstring(name, name + std::char_traits<char>::length(name)).c_str());
-  return value == nullptr ? std::string() : narrow(value);
+  // Each C run-time library of the process has a copy of its own; the system's holds what all of them set.
+  const std::wstring wideName(name, name + std::char_traits<char>::length(name));
+  std::wstring value(longestVariable + 1, L'\0');
+  const DWORD size =
+      GetEnvironmentVariableW(wideName.c_str(), value.data(), static_cast<DWORD>(value.size()));
+  return size > longestVariable ? std::string() : narrow(value.c_str());
 }
 
 }  // namespace KBL::System
