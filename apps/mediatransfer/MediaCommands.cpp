@@ -5,6 +5,7 @@
 #include "MediaReport.h"
 #include "Utf8Path.h"
 #include "sandbox/MediaAccounts.h"
+#include "system/NarrowEncoding.h"
 
 #include <filesystem>
 #include <memory>
@@ -49,6 +50,13 @@ void checkTarget(const std::string& file) {
   throw Failure(Exit::refused, "the folder of '" + file + "' is not there; make it first");
 }
 
+/// The library takes the name of the file to make in the system's narrow encoding.
+std::string narrowPath(const std::string& file) {
+  if (auto path = inNarrowEncoding(file)) return *path;
+  throw Failure(Exit::wrongUse,
+                "'" + file + "' has letters that this system's narrow encoding lacks; give another name");
+}
+
 }  // namespace
 
 int runAlbums(const Options& options, Report& report) {
@@ -91,7 +99,7 @@ int runDownload(const Options& options, Report& report) {
   const bool isOfSandbox = options.sandbox && options.url.starts_with('/');
   const std::string url = isOfSandbox ? host.sandboxUrl() + options.url : options.url;
   const auto shown = mediaReport(options, report);
-  return MediaJob(*shown).download(url, pathFromUtf8(options.file).string());
+  return MediaJob(*shown).download(url, narrowPath(options.file));
 }
 
 }  // namespace host

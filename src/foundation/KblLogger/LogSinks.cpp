@@ -3,11 +3,14 @@
 #include "foundation/KblUtils/FileUtil.h"
 
 #include <spdlog/logger.h>
+#include <spdlog/pattern_formatter.h>
 #include <spdlog/sinks/rotating_file_sink.h>
 #include <spdlog/sinks/stdout_color_sinks.h>
 
 #include <exception>
 #include <filesystem>
+#include <memory>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -56,7 +59,9 @@ class SinkLogger final : public IBsLogger {
  public:
   SinkLogger(int maxSeverity, std::vector<spdlog::sink_ptr> sinks)
       : maxSeverity_(maxSeverity), logger_("mediatransfer", sinks.begin(), sinks.end()) {
-    logger_.set_pattern(linePattern);
+    // Files look the same on every system.
+    logger_.set_formatter(
+        std::make_unique<spdlog::pattern_formatter>(linePattern, spdlog::pattern_time_type::local, "\n"));
     logger_.set_level(spdlog::level::trace);
     logger_.flush_on(spdlog::level::trace);
     // A full disk must not make a library write to its host's error stream.
@@ -81,9 +86,8 @@ std::filesystem::path pathOf(const std::string& utf8) {
   return std::filesystem::path(std::u8string(utf8.begin(), utf8.end()));
 }
 
-spdlog::filename_t fileNameFor(const std::string& utf8) {
-  return pathOf(utf8).string<spdlog::filename_t::value_type>();
-}
+static_assert(std::is_same_v<spdlog::filename_t, std::filesystem::path::string_type>,
+              "on Windows spdlog has to be built with SPDLOG_WCHAR_FILENAMES");
 
 /// The file belongs to its owner alone before the first byte is in it, after each rotation too.
 void makePrivateBeforeOpening(const spdlog::filename_t& name) {
@@ -104,7 +108,7 @@ spdlog::sink_ptr makeFileSink(const LogSettings& settings) {
   spdlog::file_event_handlers handlers;
   handlers.before_open = makePrivateBeforeOpening;
   return std::make_shared<spdlog::sinks::rotating_file_sink_mt>(
-      fileNameFor(settings.file), settings.maxFileBytes, settings.keptFiles, false, handlers);
+      pathOf(settings.file).native(), settings.maxFileBytes, settings.keptFiles, false, handlers);
 }
 
 }  // namespace

@@ -67,7 +67,7 @@ TEST(FileUtil, MakesADirectoryWithItsParents) {
   EXPECT_TRUE(FileUtil::makePrivateDirectory(path));
   EXPECT_TRUE(FileUtil::makePrivateDirectory(path));
 
-  EXPECT_TRUE(fs::is_directory(directory.file("a/\xE6\xB5\x8B/c")));
+  EXPECT_TRUE(fs::is_directory(directory.path() / u8"a/\u6D4B/c"));
   EXPECT_FALSE(FileUtil::makePrivateDirectory(Path("")));
   EXPECT_FALSE(FileUtil::makePrivateDirectory(Path(directory.write("file", "") + "/below")));
   EXPECT_FALSE(FileUtil::makePrivateDirectory(Path(directory.file("file"))));
