@@ -7,8 +7,10 @@
 #include "foundation/BsNet/createInfoObject.h"
 #include "foundation/object/CastByName.h"
 
-#include <cstdlib>
 #include <filesystem>
+#include <random>
+#include <string>
+#include <system_error>
 
 namespace {
 // Nothing listens on the discard port of this machine; refused or not, the exchanges outlast main.
@@ -16,12 +18,14 @@ constexpr const char* deadServer = "http://127.0.0.1:9/";
 }  // namespace
 
 int main() {
-  char folder[] = "/tmp/leaving_host_XXXXXX";
-  if (mkdtemp(folder) == nullptr) return 2;
+  const std::filesystem::path folder =
+      std::filesystem::temp_directory_path() / ("leaving_host_" + std::to_string(std::random_device()()));
+  std::error_code ignored;
+  if (!std::filesystem::create_directory(folder, ignored)) return 2;
   KBL::setCloudConfig({{"urlLFServerClientCredentials", deadServer}});
 
   KBL::IBsExternlMediaAuthorize* const manager = getOrCreateExternlMediaAuthorize(KBL::ema_youtube);
-  manager->init(folder, 0);
+  manager->init(folder.string().c_str(), 0);
   KBL::IBsInfoReader* const pubInfo = createInfoObject(KBL::infoObjectPubInfo);
   auto* const pubRecord = KBL::queryInterface<KBL::IBsPubInfo>(pubInfo, "IBsPubInfo");
   pubRecord->setCharKeyConfig(KBL::PubCharKey::appSecret, "secret");
@@ -35,7 +39,6 @@ int main() {
   const bool asked = manager->toConsume(consume) == KBL::resultOk;
   consume->Release();
 
-  std::error_code ignored;
   std::filesystem::remove_all(folder, ignored);
   return started && asked ? 0 : 1;
 }

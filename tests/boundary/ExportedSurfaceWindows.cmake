@@ -1,0 +1,27 @@
+cmake_minimum_required(VERSION 3.25)
+# Compares what the DLL exports with the list EXPECTED, both ways, and looks for libraries that it may not need.
+execute_process(COMMAND ${OBJDUMP} -p ${LIBRARY} OUTPUT_VARIABLE headers COMMAND_ERROR_IS_FATAL ANY)
+string(REGEX MATCH "\\[Ordinal/Name Pointer\\] Table[^\n]*\n(\t\\[[^\n]*\n)+" table "${headers}")
+string(REGEX REPLACE "\t\\[ *[0-9]+\\] " "" names "${table}")
+file(WRITE ${WORK} "${names}")
+execute_process(COMMAND ${CXXFILT} INPUT_FILE ${WORK} OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
+string(REGEX REPLACE "^[^\n]*\n" "" output "${output}")
+string(REGEX MATCHALL "[^\n]+" exported "${output}")
+file(STRINGS ${EXPECTED} expected)
+# The list tells functions from variables, which a table of exports does not.
+list(TRANSFORM expected REPLACE "^[A-Za-z] " "")
+
+foreach(symbol IN LISTS exported)
+  if(NOT symbol IN_LIST expected)
+    message(SEND_ERROR "exported, but not to be: ${symbol}")
+  endif()
+endforeach()
+foreach(symbol IN LISTS expected)
+  if(NOT symbol IN_LIST exported)
+    message(SEND_ERROR "not exported: ${symbol}")
+  endif()
+endforeach()
+
+if(headers MATCHES "DLL Name: [^\n]*[Pp]ython")
+  message(SEND_ERROR "the library would not load without Python")
+endif()
