@@ -162,6 +162,49 @@ TEST_P(UploadAbuse, AReleaseInsideTheFirstEventOfEachKindIsTheLastThatIsHeard) {
   }
 }
 
+TEST_P(UploadAbuse, AManagerReleasedInsideAnEventEndsTheUploadWithoutItsClosingDelivery) {
+  std::atomic<bool> released{false};
+  events_.onEvent = [&](const HostEvent& event) {
+    if (event.event == 7 && !released.exchange(true)) manager_->release();
+  };
+  const auto transfer = makeUploadOf(makeFile(40'000'000));
+  transfer->Start();
+  ASSERT_TRUE(waitForEnds());
+  EXPECT_TRUE(released);
+  EXPECT_EQ(events_.count(12), 0U);
+  // Douyin's completing call is made all the same, and delivers on its own.
+  EXPECT_EQ(events_.count(8), isDouyin() ? 1U : 0U);
+}
+
+TEST_P(UploadAbuse, ATransferStartsAgainInsideItsOwnEnd) {
+  const std::string path = makeFile(100);
+  const auto transfer = makeUploadOf(path);
+  std::atomic<int> starts{1};
+  events_.onEvent = [&](const HostEvent& event) {
+    if (event.event == 8 && starts.fetch_add(1) < 3) {
+      EXPECT_EQ(event.transfer->Start(), 0);
+    }
+  };
+  transfer->Start();
+  ASSERT_TRUE(waitForEnds(3));
+  EXPECT_TRUE(events_.waitFor(8, isDouyin() ? 6 : 3));
+  EXPECT_THAT(sandbox_.uploads(), SizeIs(3));
+}
+
+TEST_P(UploadAbuse, ASignOutInsideAnEventLetsTheUploadThatRunsGoOn) {
+  const auto transfer = makeUploadOf(makeFile(9'000'000));
+  std::atomic<bool> signedOut{false};
+  events_.onEvent = [&](const HostEvent& event) {
+    if (event.event == 7 && !signedOut.exchange(true)) {
+      EXPECT_EQ(event.transfer->Query(4), 0);
+    }
+  };
+  transfer->Start();
+  ASSERT_TRUE(waitForFinish(events_));
+  EXPECT_EQ(sandbox_.uploads().at(0).sha256, sha256(contents_));
+  EXPECT_EQ(events_.count(12), 0U);
+}
+
 TEST_P(UploadAbuse, StopsAndReleasesAtAnyMomentEndTheUpload) {
   auto random = seededGenerator();
   const std::string path = makeFile(5'000'000);
