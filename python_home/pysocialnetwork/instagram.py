@@ -151,6 +151,8 @@ class Uploader(OAuth2Uploader):
             state = self.authorized(wire, lambda login: self._look_once(wire, login, container, fields))
             if text_member(state, "status_code") in ("ERROR", "EXPIRED"):
                 raise ContainerLost(unusable(state), 200)
+            if text_member(state, "status_code") in ("FINISHED", "PUBLISHED"):
+                return video.size
             reached = member(state, "video_status", "uploading_phase", "bytes_transferred")
             return reached if isinstance(reached, int) and not isinstance(reached, bool) else 0
 

@@ -14,7 +14,6 @@ from urllib.parse import parse_qs, urlencode, urlsplit
 from . import begun
 from .errors import Refused, TokenInvalid, UploadError
 from .login import Login, expiry, require_token
-from .replies import text_member
 from .uploader import ACCEPTED, NOT_USABLE, Uploader
 from .wire import Wire
 
@@ -107,7 +106,7 @@ class RefreshingUploader(OAuth2Uploader):
         login = Login(
             self.platform,
             require_token(answer.get("access_token")),
-            refresh=text_member(answer, "refresh_token"),
+            refresh=refresh_token(answer),
             expires=expiry(answer),
         )
         self.keep_secret(*login.secrets())
@@ -127,8 +126,12 @@ class RefreshingUploader(OAuth2Uploader):
             login,
             access=require_token(answer.get("access_token")),
             expires=expiry(answer),
-            refresh=text_member(answer, "refresh_token") or login.refresh,
+            refresh=refresh_token(answer) or login.refresh,
         )
+
+
+def refresh_token(answer: Mapping[str, Any]) -> str:
+    return require_token(answer["refresh_token"]) if answer.get("refresh_token") else ""
 
 
 def single_values(url: str) -> Dict[str, str]:

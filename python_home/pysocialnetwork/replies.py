@@ -26,10 +26,11 @@ def member(value: Any, *path: str) -> Any:
 
 
 def text_member(value: Any, *path: str) -> str:
-    """A text, or a number as its decimal text; empty where there is neither."""
+    """A text, or a number as its decimal text; empty where there is neither. JSON can spell halves of letters, which
+    nobody can send on: a text with one is none."""
     found = member(value, *path)
     if isinstance(found, str):
-        return found
+        return "" if any("\ud800" <= letter <= "\udfff" for letter in found) else found
     if isinstance(found, int) and not isinstance(found, bool):
         return str(found)
     return ""

@@ -11,6 +11,7 @@ from .errors import UploadError
 # Hosts keep a failure in a buffer of at least 256 bytes.
 LONGEST_MESSAGE = 255
 LONGEST_USER_NAME = 99
+LONGEST_USER_ID = 255
 LONGEST_KEY = 127
 LONGEST_CATEGORIES = 2047
 

@@ -11,7 +11,7 @@ from abc import ABC, abstractmethod
 from dataclasses import replace
 from typing import Any, Callable, ClassVar, List, Optional, Set, TypeVar
 
-from . import hostcallback
+from . import hostcallback, texts
 from .account import Account, AccountMemory
 from .bodies import LocalFile
 from .connection import TimeLimits
@@ -22,16 +22,6 @@ from .login import SAFETY_SECONDS, Login
 from .retry import FOREGROUND, RetryPolicy
 from .services import Services
 from .stopsignal import StopSignal
-from .texts import (
-    LONGEST_KEY,
-    LONGEST_USER_NAME,
-    category_list,
-    cut_bytes,
-    message_for_host,
-    same_place,
-    split_tags,
-    tags_that_fit,
-)
 from .wire import Wire
 
 T = TypeVar("T")
@@ -113,17 +103,17 @@ class Uploader(ABC):
     # --- What is known about the application and the user
 
     def GetAppKey(self) -> str:
-        return cut_bytes(self.app_key, LONGEST_KEY)
+        return texts.cut_bytes(self.app_key, texts.LONGEST_KEY)
 
     def GetAppSecret(self) -> str:
-        return cut_bytes(self.app_secret, LONGEST_KEY)
+        return texts.cut_bytes(self.app_secret, texts.LONGEST_KEY)
 
     def GetUserName(self) -> str:
         login = self.login
         return login.user_name if login is not None else ""
 
     def GetVideoCategories(self) -> str:
-        return category_list(self._known_account().categories)
+        return texts.category_list(self._known_account().categories)
 
     def GetVideoHD(self) -> int:
         return int(self._known_account().hd)
@@ -199,8 +189,9 @@ class Uploader(ABC):
 
     def set_login(self, login: Optional[Login]) -> None:
         if login is not None:
-            # A service's name of any length or with broken letters must not keep the token from the host.
-            login = replace(login, user_name=cut_bytes(login.user_name, LONGEST_USER_NAME))
+            # A service's texts of any length or with broken letters must not keep the token from the host.
+            name = texts.cut_bytes(login.user_name, texts.LONGEST_USER_NAME)
+            login = replace(login, user_name=name, user_id=texts.cut_bytes(login.user_id, texts.LONGEST_USER_ID))
         with self._lock:
             self._login = login
             if login is not None:
@@ -260,8 +251,8 @@ class Uploader(ABC):
 
     def tags_within(self, tags: str, limit: int, longest: int, quotes: bool = False) -> List[str]:
         """What of the host's tags the platform has room for, told where that is not all."""
-        wanted = split_tags(tags)
-        kept = tags_that_fit(wanted, limit, longest, quotes)
+        wanted = texts.split_tags(tags)
+        kept = texts.tags_that_fit(wanted, limit, longest, quotes)
         if len(kept) < len(wanted):
             self._debug("%s has no room for %d of %d tags" % (self.platform, len(wanted) - len(kept), len(wanted)))
         return kept
@@ -275,7 +266,7 @@ class Uploader(ABC):
     # --- Behind the protocol
 
     def _verify(self, url: str) -> int:
-        if not same_place(url, self.redirect_url):
+        if not texts.same_place(url, self.redirect_url):
             self._fail("this is not the redirect address yet")
             return NOT_USABLE
         return self._finish_login(url)
@@ -395,7 +386,7 @@ class Uploader(ABC):
     def _masked(self, text: str) -> str:
         with self._lock:
             secrets: List[str] = list(self._secrets)
-        return message_for_host(text, secrets)
+        return texts.message_for_host(text, secrets)
 
     def _agent(self) -> str:
         return (self._brand + " " if self._brand else "") + "media-transfer/1.0"

@@ -1,5 +1,6 @@
 """Whole uploads against services that answer with malice, hosts that stop at any moment, and files that change."""
 
+import json
 import os
 import random
 import unittest
@@ -14,6 +15,21 @@ PROGRESS, FINISHED, ERROR, TOKEN_INVALID = 1, 2, 3, 4
 
 # More tries than any upload of a small file may need.
 MOST_REQUESTS = 60
+
+
+# Halves of letters, in every place that an uploader reads.
+HALF_LETTERS = json.dumps(
+    {
+        **dict.fromkeys(("id", "uri", "link", "upload_session_id", "video_id", "status", "permalink"), "a\ud800"),
+        "upload": dict.fromkeys(("upload_link", "url", "token"), "http://127.0.0.1:9/\ud800"),
+        "video": {"_id": "\ud800", "url": "\ud800"},
+        "start_offset": "0",
+        "end_offset": "5000",
+        "status_code": "FINISHED",
+        "success": True,
+        "error_message": "\udfff",
+    }
+)
 
 
 class AdversaryCase(ServicesCase):
@@ -35,6 +51,7 @@ class AdversaryCase(ServicesCase):
         """One who is signed in, also after an upload that cost the login."""
         if platform not in self.users or self.users[platform].login is None:
             self.users[platform] = self.signed_in(platform)
+            self.users[platform].longest_wait = 0.5
         return self.users[platform]
 
     def assert_ended(self, end, host):
@@ -64,6 +81,7 @@ class Answers(AdversaryCase):
             {"kind": "status", "code": 200, "text": "null"},
             {"kind": "status", "code": 200, "text": '{"id":1e400,"error":[],"upload":7,"uri":{}}'},
             {"kind": "status", "code": 400, "text": '{"error":{"code":"190","message":{}},"debug_info":[]}'},
+            {"kind": "status", "code": 200, "text": HALF_LETTERS},
             {"kind": "status", "code": 204},
             {"kind": "status", "code": 599, "text": "x"},
         )

@@ -61,6 +61,13 @@ class Twitch(PlatformCase):
                 self.assertEqual(self.upload().code, ERROR if kept else TOKEN_INVALID)
             self.assertEqual(self.uploader.login is not None, kept)
 
+    def test_refresh_tokens_that_cannot_travel_are_refused(self):
+        for token in ("a b", "\u6f22", "\ud800", 7, ["r"]):
+            with self.assertRaisesRegex(UploadError, "no usable token"):
+                self.uploader.granted({"access_token": "a", "refresh_token": token})
+        for token in ("", None):
+            self.assertEqual(self.uploader.granted({"access_token": "a", "refresh_token": token}).refresh, "")
+
     def test_a_renewal_without_application_settings_is_no_renewal(self):
         self.uploader.SetAppKey("")
         with self.uploader.calling() as wire, self.assertRaisesRegex(UploadError, "key and secret"):

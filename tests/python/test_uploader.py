@@ -303,6 +303,13 @@ class AccountFacts(UploaderCase):
             self.assertNotEqual(token, "error")
             self.assertEqual(self.uploader.SetAccessToken(token), 1)
 
+    def test_a_users_number_of_any_kind_leaves_the_token_usable(self):
+        for number in ("7" * 9000, "half \ud83d"):
+            self.sign_in(user_id=number)
+            token = self.uploader.GetAccessToken()
+            self.assertNotEqual(token, "error")
+            self.assertEqual(self.uploader.SetAccessToken(token), 1)
+
     def test_a_platform_without_links_says_so(self):
         self.uploader.ShareLink("message", "http://x", "")
         self.assertEqual(self.uploader.GetLastError(), "probe takes no links")
