@@ -26,7 +26,8 @@ std::u16string wideText(std::string_view utf8) {
 void copyWide(std::string_view utf8, char16_t* field, std::size_t size) {
   const std::u16string wide = wideText(utf8.substr(0, utf8.find('\0')));
   std::size_t length = std::min(wide.size(), size - 1);
-  if (length < wide.size() && length > 0 && isLeadingSurrogate(wide[length - 1])) --length;
+  // Only a cut leaves half a pair at the end.
+  if (length > 0 && isLeadingSurrogate(wide[length - 1])) --length;
   std::fill(std::copy_n(wide.begin(), length, field), field + size, u'\0');
 }
 

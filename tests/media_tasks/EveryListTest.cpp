@@ -1,4 +1,5 @@
 // What every listing bears, whatever the service and the host do.
+#include "media_tasks/CurlCalls.h"
 #include "media_tasks/ListTest.h"
 #include "media_tasks/SNRFacebookEnumAlbumInfoTask.h"
 #include "media_tasks/SNRFacebookEnumMediaInfoTask.h"
@@ -11,6 +12,8 @@
 
 #include <algorithm>
 #include <memory>
+#include <ostream>
+#include <sstream>
 #include <stdexcept>
 
 using testing::ElementsAre;
@@ -24,35 +27,48 @@ using Task = std::unique_ptr<KBL::SNRRequestTask>;
 /// One kind of list, with a page that holds two items and a text of every kind that its task reads.
 struct ListKind {
   const char* name;
-  Task (*make)();
+  Task (*make)(bool listens);
   const char* page;
   /// What makes the same page lead to itself for ever; "URL" stands for the server's address.
   const char* link;
+  /// Fetches that begin once the host has stopped the list in its first page; of all lists one asks for a
+  /// stop only within its fetches.
+  int fetchesBehindAStop = 0;
+  bool closesAfterAnError = true;
 };
 
-Task albums() {
-  return std::make_unique<KBL::SNRFacebookEnumAlbumInfoTask>("T", &MediaHost::onAlbum, &MediaHost::onError);
+void PrintTo(const ListKind& kind, std::ostream* out) {
+  *out << kind.name;
 }
-Task photos() {
-  return std::make_unique<KBL::SNRFacebookEnumMediaInfoTask>("T", "1", &MediaHost::onMedia,
-                                                             &MediaHost::onError);
+
+template <class List, class Item, class... Texts>
+Task make(bool listens, Item onItem, Texts... texts) {
+  const Item noItem = nullptr;
+  const KBL::MediaErrorCallback noError = nullptr;
+  return std::make_unique<List>(texts..., listens ? onItem : noItem, listens ? &MediaHost::onError : noError);
 }
-Task videos() {
-  return std::make_unique<KBL::SNRFacebookEnumMediaInfoTask>("T", "FACEBOOK_VIDEO", &MediaHost::onMedia,
-                                                             &MediaHost::onError);
+
+Task albums(bool listens) {
+  return make<KBL::SNRFacebookEnumAlbumInfoTask>(listens, &MediaHost::onAlbum, "T");
 }
-Task flickr() {
-  return std::make_unique<KBL::SNRFlickrImageTask>("K", "S", "T|S", &MediaHost::onMedia, &MediaHost::onError);
+Task photos(bool listens) {
+  return make<KBL::SNRFacebookEnumMediaInfoTask>(listens, &MediaHost::onMedia, "T", "1");
 }
-Task instagram() {
-  return std::make_unique<KBL::SNRInstagramImageTask>("T", &MediaHost::onMedia, &MediaHost::onError);
+Task videos(bool listens) {
+  return make<KBL::SNRFacebookEnumMediaInfoTask>(listens, &MediaHost::onMedia, "T", "FACEBOOK_VIDEO");
+}
+Task flickr(bool listens) {
+  return make<KBL::SNRFlickrImageTask>(listens, &MediaHost::onMedia, "K", "S", "T|S");
+}
+Task instagram(bool listens) {
+  return make<KBL::SNRInstagramImageTask>(listens, &MediaHost::onMedia, "T");
 }
 
 constexpr const char* graphLink = R"({"paging":{"next":"URL/graph/again"}})";
 
 const ListKind kinds[] = {
     {"Albums", &albums, R"({"data":[{"id":"1","name":"a"},{"id":"2","name":"b"}],"paging":{"next":""}})",
-     graphLink},
+     graphLink, 1, false},
     {"Photos", &photos,
      R"({"data":[{"source":"a","picture":"b","images":[{"width":3,"height":4,"source":"c"}]},
          {"source":"d","picture":"e"}],"paging":{"next":""}})",
@@ -134,13 +150,13 @@ std::vector<Json::Value> oddValues() {
 class EveryList : public ListTest, public testing::WithParamInterface<ListKind> {
  protected:
   [[nodiscard]] Task makeTask(MediaHost& own) const {
-    Task task = GetParam().make();
+    Task task = GetParam().make(true);
     task->setHostContext(&own);
     return task;
   }
 
   /// The kind's page, which leads to itself.
-  [[nodiscard]] std::string endlessPage() const {
+  [[nodiscard]] std::string linkedPage() const {
     std::string link = GetParam().link;
     if (const auto mark = link.find("URL"); mark != std::string::npos) link.replace(mark, 3, server.url());
     Json::Value page = parsed(GetParam().page);
@@ -178,6 +194,57 @@ TEST_P(EveryList, OfItsOwnPageHasTwoItemsAndAnEnd) {
   expectEnded(host, GetParam().page);
 }
 
+TEST_P(EveryList, WithoutCallbacksIsWalkedInSilence) {
+  answer({linkedPage(), GetParam().page});
+  GetParam().make(false)->Run();
+  EXPECT_THAT(server.requests(), SizeIs(2));
+}
+
+TEST_P(EveryList, StopsTheWalkOfOnePageWhenTheHostSaysSo) {
+  answer({linkedPage(), GetParam().page});
+  host.itemResult = [](std::size_t count) { return count == 1 ? 0 : 1; };
+  makeTask(host)->Run();
+  EXPECT_THAT(server.requests(), SizeIs(2));
+  EXPECT_EQ(host.calls(), 4U);
+}
+
+TEST_P(EveryList, StoppedInAPageSendsNothingMore) {
+  answer({linkedPage(), GetParam().page});
+  const Task task = makeTask(host);
+  host.itemResult = [&](std::size_t) {
+    task->Stop();
+    return 1;
+  };
+  const ScopedCurlCalls recorded;
+  task->Start(nullptr);
+  ASSERT_TRUE(host.waitForCalls(1));
+  task->Stop();
+  EXPECT_EQ(host.calls(), 1U);
+  EXPECT_THAT(server.requests(), SizeIs(1));
+  EXPECT_EQ(ScopedCurlCalls::performs(), 1 + GetParam().fetchesBehindAStop);
+}
+
+TEST_P(EveryList, ReportsAPageThatIsNoJson) {
+  for (const std::string& body :
+       {std::string(), std::string("<html>"), std::string("[1,"), std::string(100000, '[')}) {
+    MediaHost own;
+    answer({body});
+    makeTask(own)->Run();
+    EXPECT_THAT(own.errors(), ElementsAre(Error{11, "can't read json."})) << body.substr(0, 10);
+    EXPECT_EQ(own.calls(), GetParam().closesAfterAnError ? 2U : 1U);
+    expectEnded(own, body.substr(0, 10));
+  }
+}
+
+TEST_P(EveryList, ReportsAFailedFetchWithLibcurlsText) {
+  const std::string page = GetParam().page;
+  server.answerInOrder({PageReply{.body = page + "      ", .breakAfter = page.size()}});
+  makeTask(host)->Run();
+  EXPECT_THAT(host.errors(), ElementsAre(Error{10, "Transferred a partial file"}));
+  EXPECT_EQ(host.calls(), GetParam().closesAfterAnError ? 2U : 1U);
+  expectEnded(host, page);
+}
+
 TEST_P(EveryList, EndsWhateverStandsInPlaceOfAnyPartOfAPage) {
   const std::vector<Json::Value> values = oddValues();
   std::size_t parts = 0;
@@ -202,7 +269,7 @@ TEST_P(EveryList, EndsWhateverStandsInPlaceOfAnyPartOfAPage) {
 }
 
 TEST_P(EveryList, ThatLeadsToItselfGoesOnUntilTheHostStops) {
-  server.answerAlways(endlessPage());
+  server.answerAlways(linkedPage());
   const Task task = makeTask(host);
   host.itemResult = [&](std::size_t count) {
     if (count == 101) task->Stop();
@@ -218,7 +285,7 @@ TEST_P(EveryList, ThatLeadsToItselfGoesOnUntilTheHostStops) {
 
 TEST_P(EveryList, EndsWhenTheHostThrows) {
   const ScopedRecordingLogger log;
-  server.answerAlways(endlessPage());
+  server.answerAlways(linkedPage());
   host.itemResult = [](std::size_t count) -> std::int32_t {
     if (count == 3) throw std::runtime_error("a host's own trouble");
     return 1;

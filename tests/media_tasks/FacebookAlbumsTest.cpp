@@ -1,11 +1,8 @@
-#include "media_tasks/CurlCalls.h"
 #include "media_tasks/FacebookGraph.h"
 #include "media_tasks/FacebookTest.h"
 #include "media_tasks/SNRFacebookEnumAlbumInfoTask.h"
-#include "media_tasks/SNRFacebookEnumMediaInfoTask.h"
 
 using KBL::SNRFacebookEnumAlbumInfoTask;
-using KBL::SNRFacebookEnumMediaInfoTask;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
@@ -110,35 +107,6 @@ TEST_F(FacebookAlbums, WithAnErrorOnALaterPageEndWithoutAClosingRecord) {
   EXPECT_THAT(host.errors(), ElementsAre(Error{4, "Rate limit"}));
 }
 
-TEST_F(FacebookAlbums, FromAnEmptyBodyAreError11) {
-  answer({""});
-  listAlbums();
-  EXPECT_THAT(host.errors(), ElementsAre(Error{11, "can't read json."}));
-  EXPECT_THAT(host.albums(), IsEmpty());
-}
-
-TEST_F(FacebookAlbums, OfAFailedFetchAreError10WithLibcurlsText) {
-  server.answerInOrder({PageReply{.body = "{\"data\":[]}      ", .breakAfter = 3}});
-  listAlbums();
-  EXPECT_THAT(host.errors(), ElementsAre(Error{10, "Transferred a partial file"}));
-  EXPECT_THAT(host.albums(), IsEmpty());
-}
-
-TEST_F(FacebookAlbums, StopTheWalkOfOnePageWhenTheHostSaysSo) {
-  answer({R"({"data":[{"id":"1"},{"id":"2"},{"id":"3"}])" + next("/p2") + "}", R"({"data":[{"id":"4"}]})"});
-  host.itemResult = [](std::size_t count) { return count == 2 ? 0 : 1; };
-  listAlbums();
-  EXPECT_THAT(host.albums(),
-              ElementsAre(Album{"1", "", 1}, Album{"2", "", 1}, Album{"4", "", 1}, closingAlbum));
-}
-
-TEST_F(FacebookAlbums, WithoutACallbackAreWalkedInSilence) {
-  answer({R"({"data":[{"id":"1"}])" + next("/p2") + "}", R"({"data":[]})"});
-  SNRFacebookEnumAlbumInfoTask task("TOKEN", nullptr, nullptr);
-  task.Run();
-  EXPECT_THAT(server.requests(), SizeIs(2));
-}
-
 TEST_F(FacebookAlbums, CutNamesTo255Characters) {
   answer(
       {R"({"data":[{"id":")" + std::string(300, 'i') + R"(","name":")" + std::string(300, 'n') + R"("}]})"});
@@ -192,52 +160,9 @@ TEST_F(FacebookAlbums, WithAnErrorThatIsNoObjectReportCode0) {
   EXPECT_THAT(host.albums(), IsEmpty());
 }
 
-TEST_F(FacebookAlbums, AreUnreadableWhenNestedTooDeep) {
-  answer({std::string(100000, '[')});
-  listAlbums();
-  EXPECT_THAT(host.errors(), ElementsAre(Error{11, "can't read json."}));
-}
-
 TEST_F(FacebookAlbums, FollowNoLinkToAnotherProtocol) {
   answer({R"({"data":[{"id":"1"}],"paging":{"next":"file:///etc/passwd"}})"});
   listAlbums();
   EXPECT_THAT(host.albums(), ElementsAre(Album{"1", "", 1}));
   EXPECT_THAT(host.errors(), ElementsAre(Error{10, "Unsupported protocol"}));
-}
-
-TEST_F(FacebookAlbums, StoppedInAPageFetchNoFurtherPageAndSendNoMore) {
-  answer({R"({"data":[{"id":"1"},{"id":"2"}])" + next("/p2") + "}", R"({"data":[{"id":"3"}]})"});
-  SNRFacebookEnumAlbumInfoTask task("TOKEN", &MediaHost::onAlbum, &MediaHost::onError);
-  host.itemResult = [&](std::size_t) {
-    task.Stop();
-    return 1;
-  };
-  task.setHostContext(&host);
-  task.Start(nullptr);
-  ASSERT_TRUE(host.waitForCalls(1));
-  task.Stop();
-  EXPECT_THAT(host.albums(), ElementsAre(Album{"1", "", 1}));
-  EXPECT_THAT(host.errors(), IsEmpty());
-  EXPECT_THAT(server.requests(), SizeIs(1));
-}
-
-// Of all lists this one alone begins a fetch behind a stop; it ends before a request is sent.
-TEST_F(FacebookAlbums, DoNotAskForAStopBetweenPagesAsOtherListsDo) {
-  answer({R"({"data":[{"id":"1"}])" + next("/p2") + "}", R"({"data":[{"source":"1"}])" + next("/p2") + "}"});
-  const auto performs = [this](KBL::SNRRequestTask& task) {
-    const ScopedCurlCalls recorded;
-    host.itemResult = [&](std::size_t) {
-      task.Stop();
-      return 1;
-    };
-    task.setHostContext(&host);
-    task.Run();
-    return ScopedCurlCalls::performs();
-  };
-  SNRFacebookEnumAlbumInfoTask albums("TOKEN", &MediaHost::onAlbum, &MediaHost::onError);
-  EXPECT_EQ(performs(albums), 2);
-  SNRFacebookEnumMediaInfoTask photos("TOKEN", "1", &MediaHost::onMedia, &MediaHost::onError);
-  EXPECT_EQ(performs(photos), 1);
-  EXPECT_EQ(host.calls(), 2U);
-  EXPECT_THAT(server.requests(), SizeIs(2));
 }

@@ -117,36 +117,6 @@ TEST_F(FacebookMedia, OfDataThatIsNoListIsTheClosingRecordAlone) {
   EXPECT_THAT(host.media(), ElementsAre(closing, closing));
 }
 
-TEST_F(FacebookPhotos, FromAnUnreadablePageReportItAndSendTheClosingRecord) {
-  answer({"<html>"});
-  listMedia("1");
-  EXPECT_THAT(host.errors(), ElementsAre(Error{11, "can't read json."}));
-  EXPECT_THAT(host.media(), ElementsAre(closing));
-}
-
-TEST_F(FacebookPhotos, StopTheWalkOfOnePageWhenTheHostSaysSo) {
-  answer({R"({"data":[{"source":"1"},{"source":"2"}])" + next("/p2") + "}", R"({"data":[{"source":"3"}]})"});
-  host.itemResult = [](std::size_t count) { return count == 1 ? 0 : 1; };
-  listMedia("1");
-  EXPECT_THAT(host.media(), ElementsAre(Media{0, "1", "", 1}, Media{0, "3", "", 1}, closing));
-}
-
-TEST_F(FacebookPhotos, StoppedBetweenPagesFetchNoFurtherPageAndSendNoClosingRecord) {
-  answer({R"({"data":[{"source":"1"}])" + next("/p2") + "}", R"({"data":[{"source":"2"}]})"});
-  SNRFacebookEnumMediaInfoTask task("TOKEN", "1", &MediaHost::onMedia, &MediaHost::onError);
-  host.itemResult = [&](std::size_t) {
-    task.Stop();
-    return 1;
-  };
-  task.setHostContext(&host);
-  task.Start(nullptr);
-  ASSERT_TRUE(host.waitForCalls(1));
-  task.Stop();
-  EXPECT_THAT(host.media(), ElementsAre(Media{0, "1", "", 1}));
-  EXPECT_THAT(host.errors(), IsEmpty());
-  EXPECT_THAT(server.requests(), SizeIs(1));
-}
-
 TEST_F(FacebookVideos, NeverReachThePhotos) {
   answer({R"({"data":[]})"});
   listMedia("FACEBOOK_VIDEO");

@@ -1,5 +1,4 @@
 #include "foundation/BsCloudConfig/BsCloudConfig.h"
-#include "media_tasks/CurlCalls.h"
 #include "media_tasks/FlickrUrl.h"
 #include "media_tasks/ListTest.h"
 #include "media_tasks/MediaHosts.h"
@@ -188,53 +187,9 @@ TEST_F(Flickr, ReportsPhotosThatAreNoList) {
   }
 }
 
-TEST_F(Flickr, ReportsAnUnreadableReply) {
-  answer({""});
-  list();
-  EXPECT_THAT(host.errors(), ElementsAre(Error{11, "can't read json."}));
-  EXPECT_THAT(host.media(), ElementsAre(closing));
-}
-
-TEST_F(Flickr, ReportsAFailedFetch) {
-  server.answerInOrder({PageReply{.body = "0123456789", .breakAfter = 3}});
-  list();
-  EXPECT_THAT(host.errors(), ElementsAre(Error{10, "Transferred a partial file"}));
-  EXPECT_THAT(host.media(), ElementsAre(closing));
-}
-
 TEST_F(Flickr, ReportsATokenThatMakesNoAddress) {
   answer({});
   list("A B|C");
   EXPECT_THAT(host.errors(), ElementsAre(Error{10, "URL using bad/illegal format or missing URL"}));
   EXPECT_THAT(host.media(), ElementsAre(closing));
-}
-
-TEST_F(Flickr, StopsTheWalkOfOnePageWhenTheHostSaysSo) {
-  answer({page(1, 2, photo("a") + "," + photo("b")), page(2, 2, photo("c"))});
-  host.itemResult = [](std::size_t count) { return count == 1 ? 0 : 1; };
-  list();
-  EXPECT_THAT(host.media(), ElementsAre(item("a"), item("c"), closing));
-}
-
-TEST_F(Flickr, StoppedInAPageSendsNothingMore) {
-  answer({page(1, 2, photo("a") + "," + photo("b")), page(2, 2, photo("c"))});
-  SNRFlickrImageTask task("KEY", "APPSECRET", "T|S", &MediaHost::onMedia, &MediaHost::onError);
-  host.itemResult = [&](std::size_t) {
-    task.Stop();
-    return 1;
-  };
-  task.setHostContext(&host);
-  const ScopedCurlCalls recorded;
-  task.Start(nullptr);
-  ASSERT_TRUE(host.waitForCalls(1));
-  task.Stop();
-  EXPECT_THAT(host.media(), ElementsAre(item("a")));
-  EXPECT_EQ(ScopedCurlCalls::performs(), 1);
-}
-
-TEST_F(Flickr, WithoutACallbackIsWalkedInSilence) {
-  answer({page(1, 2, photo("a")), page(2, 2, photo("b"))});
-  SNRFlickrImageTask task("KEY", "APPSECRET", "T|S", nullptr, nullptr);
-  task.Run();
-  EXPECT_THAT(server.requests(), SizeIs(2));
 }

@@ -1,4 +1,3 @@
-#include "media_tasks/CurlCalls.h"
 #include "media_tasks/ListTest.h"
 #include "media_tasks/SNRInstagramImageTask.h"
 
@@ -109,43 +108,6 @@ TEST_F(Instagram, EndsWithAnEmptyId) {
   answer({R"({"meta":{"code":200},"data":[],"pagination":{"next_max_id":""}})", page(image("1"))});
   list();
   EXPECT_THAT(server.requests(), SizeIs(1));
-}
-
-TEST_F(Instagram, ReportsAnUnreadableReply) {
-  answer({"[1,"});
-  list();
-  EXPECT_THAT(host.errors(), ElementsAre(Error{11, "can't read json."}));
-  EXPECT_THAT(host.media(), ElementsAre(closing));
-}
-
-TEST_F(Instagram, ReportsAFailedFetch) {
-  server.answerInOrder({PageReply{.body = "0123456789", .breakAfter = 3}});
-  list();
-  EXPECT_THAT(host.errors(), ElementsAre(Error{10, "Transferred a partial file"}));
-  EXPECT_THAT(host.media(), ElementsAre(closing));
-}
-
-TEST_F(Instagram, StopsTheWalkOfOnePageWhenTheHostSaysSo) {
-  answer({page(image("1") + "," + image("2"), "N"), page(image("3"))});
-  host.itemResult = [](std::size_t count) { return count == 1 ? 0 : 1; };
-  list();
-  EXPECT_THAT(host.media(), ElementsAre(Media{0, "i1", "t1", 1}, Media{0, "i3", "t3", 1}, closing));
-}
-
-TEST_F(Instagram, StoppedInAPageSendsNothingMore) {
-  answer({page(image("1") + "," + image("2"), "N"), page(image("3"))});
-  SNRInstagramImageTask task("TOKEN", &MediaHost::onMedia, &MediaHost::onError);
-  host.itemResult = [&](std::size_t) {
-    task.Stop();
-    return 1;
-  };
-  task.setHostContext(&host);
-  const ScopedCurlCalls recorded;
-  task.Start(nullptr);
-  ASSERT_TRUE(host.waitForCalls(1));
-  task.Stop();
-  EXPECT_THAT(host.media(), ElementsAre(Media{0, "i1", "t1", 1}));
-  EXPECT_EQ(ScopedCurlCalls::performs(), 1);
 }
 
 TEST_F(Instagram, GivesDataThatIsNoListNoRecord) {

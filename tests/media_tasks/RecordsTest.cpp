@@ -113,9 +113,9 @@ TEST(WideText, CutsNoSurrogatePair) {
 }
 
 TEST(WideText, EndsAtAZeroByte) {
-  char16_t field[8] = {};
+  char16_t field[5] = {u'x', u'x', u'x', u'x', u'x'};
   copyWide(std::string_view("ab\0cd", 5), field);
-  EXPECT_EQ(std::u16string(field), u"ab");
+  EXPECT_EQ(std::u16string(field, 5), std::u16string(u"ab\0\0\0", 5));
 }
 
 TEST(WideText, IsWellFormedWhateverTheBytes) {
