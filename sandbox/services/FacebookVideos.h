@@ -14,7 +14,7 @@ class FacebookVideos final : public OauthService {
   [[nodiscard]] std::vector<std::pair<std::string, std::string>> scriptKeys() const override;
 
   static constexpr int kUploadProblem = 6000;
-  static constexpr int kWrongOffset = 1363037;     // subcode; error_data tells where to go on
+  static constexpr int kWrongOffset = 1363037;  // subcode; error_data tells where to go on
 
  private:
   // One call of any phase.

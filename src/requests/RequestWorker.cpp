@@ -127,6 +127,7 @@ void BsExternlMediaAuthRequest::endWorker(IBsInfoReader* info) {
   }
   delayRelease(lateReleaseMs);
   info->Release();
+  // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): of two references the first is never the last
   letOwnThreadGo();
   delayRelease(lateReleaseMs);
 }

@@ -51,9 +51,10 @@ class Search {
   }
 
   const PythonApi* underHome(const std::string& home) {
+    const std::string libraries = home + "lib/";
     for (int minor = oldestMinor; minor <= newestMinor; ++minor) {
       for (const std::string& name : libraryNames(minor)) {
-        for (const std::string& path : {home + name, home + "lib/" + name}) {
+        for (const std::string& path : {home + name, libraries + name}) {
           if (!FileUtil::exists(Path(path))) continue;
           if (const PythonApi* const api = at(path)) return api;
         }

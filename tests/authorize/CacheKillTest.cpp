@@ -9,15 +9,13 @@
 
 #if !defined(_WIN32)
 
-#include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
+#include <csignal>
 #include <thread>
-
-extern char** environ;
 
 namespace {
 /// A child that saves; it has saved once when the constructor returns.

@@ -101,8 +101,8 @@ TEST_F(Manager, InitMakesAMissingFolder) {
 }
 
 TEST_F(Manager, InitReadsTheUsersAndCleansThem) {
-  CacheEntries stored = {makeUser("a", nowSeconds() + 10), makeUser("", 0), makeUser("b", nowSeconds() + 10),
-                         makeUser("a", nowSeconds() + 20)};
+  const CacheEntries stored = {makeUser("a", nowSeconds() + 10), makeUser("", 0),
+                               makeUser("b", nowSeconds() + 10), makeUser("a", nowSeconds() + 20)};
   ASSERT_TRUE(saveCacheFile(cacheFile(), stored));
   manager->init(directory.file("cache").c_str(), 0);
   const CacheEntries list = context().cacheEntries;

@@ -95,7 +95,9 @@ TEST_P(OpenIdLogin, StoresTheUserUnderTheOpenIdAndAsksForNoCategories) {
   EXPECT_EQ(record.userAccountUid, person.openId);
   EXPECT_EQ(record.userNickName, person.name);
   EXPECT_EQ(record.videoCategories, "");
-  EXPECT_EQ(sandbox.token(record.thirdAccessToken)->openId, person.openId);
+  const auto token = sandbox.token(record.thirdAccessToken);
+  ASSERT_TRUE(token.has_value());
+  EXPECT_EQ(token->openId, person.openId);
   EXPECT_EQ(sandbox.loginSessions().at(0).scopes, GetParam().scopes);
   EXPECT_EQ(sandbox.requestCount(sandbox::Route::code), 3U);
   EXPECT_EQ(sandbox.requestCount(sandbox::Route::youtubeCategories), 0U);

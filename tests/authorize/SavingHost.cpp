@@ -19,6 +19,6 @@ int main(int argumentCount, char** arguments) {
     }
     if (!KBL::saveCacheFile(path, list)) return 1;
     if (generation == 0) std::puts("saved");
-    std::fflush(stdout);
+    if (std::fflush(stdout) != 0) return 1;
   }
 }

@@ -78,7 +78,9 @@ TEST_F(Switchboard, ForwardersReachTheOperationOfTheirName) {
   EXPECT_EQ(proxy().isFinished(tag, "u"), 1);
   EXPECT_EQ(proxy().isCanceled(tag, "u"), 0);
   EXPECT_EQ(proxy().updateInfo(tag, "u", info.get()), 0);
-  EXPECT_EQ(proxy().copyAuthContext(tag)->logTag, tag);
+  const auto copied = proxy().copyAuthContext(tag);
+  ASSERT_TRUE(copied.has_value());
+  EXPECT_EQ(copied->logTag, tag);
   char buffer[64] = {};
   EXPECT_EQ(proxy().getAccessToken(tag, "u", buffer), 0);
   EXPECT_STREQ(buffer, "third-u");

@@ -15,7 +15,7 @@ class UpdateInfo : public ManagerFixture {
 };
 
 RefPtr<BsExternlMediaAuthMixedInfo> mixedInfo(KeyValues values) {
-  const auto info = makeRef<BsExternlMediaAuthMixedInfo>();
+  auto info = makeRef<BsExternlMediaAuthMixedInfo>();
   for (const auto& [key, value] : values) info->setCharKeyConfig(key, value);
   return info;
 }

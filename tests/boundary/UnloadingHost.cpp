@@ -10,7 +10,7 @@ int main(int argumentCount, char** arguments) {
   std::string reason;
   auto library = KBL::SharedLibrary::open(KBL::Path(arguments[1]), reason);
   if (library == nullptr) {
-    std::fprintf(stderr, "%s\n", reason.c_str());
+    (void)std::fprintf(stderr, "%s\n", reason.c_str());
     return 2;
   }
   using MakeManager = KBL::IBsExternlMediaAuthorize* (*)(int);

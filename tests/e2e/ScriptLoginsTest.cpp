@@ -77,7 +77,7 @@ TEST_F(ScriptLoginsTest, FolderThatIsGoneIsTold) {
   EXPECT_THROW(nowhere.save({"u", "t", "n", ""}), Failure);
 }
 
-bool goesThroughScript(std::vector<std::string> arguments) {
+bool goesThroughScript(const std::vector<std::string>& arguments) {
   return usesScript(std::get<Options>(parseCommandLine(arguments)));
 }
 

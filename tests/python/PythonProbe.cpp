@@ -17,7 +17,7 @@ template <class Function>
 Function resolve(void* library, const char* name) {
   void* const address = dlsym(library, name);
   if (address == nullptr) {
-    std::fprintf(stderr, "no %s\n", name);
+    (void)std::fprintf(stderr, "no %s\n", name);
     std::exit(2);
   }
   return reinterpret_cast<Function>(address);
@@ -40,7 +40,7 @@ int main(int count, char** arguments) {
   // Extension modules look for the interpreter's functions among the names of the process.
   void* const library = dlopen(arguments[1], RTLD_NOW | RTLD_GLOBAL);
   if (library == nullptr) {
-    std::fprintf(stderr, "%s\n", dlerror());
+    (void)std::fprintf(stderr, "%s\n", dlerror());
     return 2;
   }
   const auto enter = resolve<int (*)()>(library, "PyGILState_Ensure");

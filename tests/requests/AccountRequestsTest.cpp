@@ -15,7 +15,6 @@
 using namespace KBL;
 using Char = ExternlMediaMixedCharKey;
 using Int = ExternlMediaMixedIntKey;
-using testing::IsEmpty;
 using testing::Pair;
 using testing::UnorderedElementsAre;
 

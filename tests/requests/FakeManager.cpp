@@ -8,7 +8,7 @@
 
 using namespace KBL;
 
-FakeManager::FakeManager(const AuthContext& context) : context_(context) {
+FakeManager::FakeManager(AuthContext context) : context_(std::move(context)) {
   ExternlMediaAuthCallbackProxy::instance().registerManager(context_.logTag, alive_, this);
 }
 

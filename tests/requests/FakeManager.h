@@ -31,7 +31,7 @@ class FakeManager final : public KBL::RefCnt<KBL::CountedTag>,
                           public virtual KBL::IBsRequstCallback,
                           public KBL::ISwitchboardManager {
  public:
-  explicit FakeManager(const KBL::AuthContext& context);
+  explicit FakeManager(KBL::AuthContext context);
 
   /// As the last Release of a manager does: nobody finds it any more.
   void dropAliveToken() { alive_.reset(); }

@@ -160,8 +160,8 @@ TEST_F(RequestChain, ChainMode2DropsWithoutTellingThoseBehind) {
 
 TEST_F(RequestChain, AMissingInfoOrErrorCountsAsAFailure) {
   const auto error = shareRef(second->errorInfo().get());
-  (void)second.get()->AddRef();
-  (void)second.get()->AddRef();
+  (void)second->AddRef();
+  (void)second->AddRef();
   (void)third.leak();
   EXPECT_EQ(second->queryResponse(first.get(), nullptr, error.get()), resultOk);
   EXPECT_TRUE(log->hasLine("Second :queryResponse interrupt"));

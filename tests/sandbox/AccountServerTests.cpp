@@ -7,7 +7,6 @@ namespace {
 
 using sandbox::Consent;
 using sandbox::Platform;
-using sandbox::Route;
 using sandbox::Sandbox;
 using sandbox::SandboxOptions;
 
@@ -80,7 +79,7 @@ TEST_F(AccountServer, ContentTypeDoesNotMatter) {
 TEST_F(AccountServer, EmptyConfiguredSecretAcceptsAny) {
   SandboxOptions options;
   options.appSecret = "";
-  Sandbox open(options);
+  const Sandbox open(options);
   TestClient other(open);
 
   const Answer answer = other.post("/account/client_credentials",
@@ -168,8 +167,12 @@ TEST_F(AccountServer, AutomaticConsentAllowsAtTheFirstQuestion) {
   EXPECT_EQ(data["open_id"], server.users()[0].openId);
   EXPECT_EQ(data["expires_in"], 3600);
   EXPECT_TRUE(data["code"].isString());
-  EXPECT_EQ(server.token(data["access_token"].asString())->openId, server.users()[0].openId);
-  EXPECT_EQ(server.token(data["refresh_token"].asString())->kind, sandbox::TokenKind::refresh);
+  const auto access = server.token(data["access_token"].asString());
+  ASSERT_TRUE(access);
+  EXPECT_EQ(access->openId, server.users()[0].openId);
+  const auto refreshing = server.token(data["refresh_token"].asString());
+  ASSERT_TRUE(refreshing);
+  EXPECT_EQ(refreshing->kind, sandbox::TokenKind::refresh);
 }
 
 TEST_F(AccountServer, ConsentCanTakeSomeQuestions) {

@@ -13,7 +13,7 @@ using sandbox::FaultId;
 using sandbox::Route;
 using std::chrono::milliseconds;
 
-constexpr std::size_t kUnit = 256 * 1024;
+constexpr std::size_t kUnit = std::size_t{256} * 1024;
 
 using AnswerFaults = FaultFixture;
 
@@ -136,7 +136,7 @@ TEST_F(AnswerFaults, GzipCompressesUnasked) {
 }
 
 TEST_F(AnswerFaults, GzipBombInflatesToJsonOfItsSize) {
-  constexpr std::size_t kInflated = 8 * 1024 * 1024;
+  constexpr std::size_t kInflated = std::size_t{8} * 1024 * 1024;
   const FaultId id = order(Fault::gzipBomb(kInflated));
   RawConnection connection(server.port());
   connection.send("GET " + target + " HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n");

@@ -16,7 +16,7 @@ using sandbox::Route;
 using std::chrono::milliseconds;
 
 constexpr std::chrono::seconds kLimit{30};
-constexpr std::size_t kUnit = 256 * 1024;
+constexpr std::size_t kUnit = std::size_t{256} * 1024;
 
 using ConnectionFaults = FaultFixture;
 

@@ -101,11 +101,12 @@ TEST_F(DouyinUpload, FileInThreePartsArrivesWhole) {
 
 TEST_F(DouyinUpload, TokenOnTheWireIsRefused) {
   const std::string token = server.issueTokens(Platform::douyin).accessToken;
+  const std::string parameter = "&access_token=" + token;
   const std::string id = open();
   const std::vector<std::string> targets{kInit + user.openId, partTarget(id, "1"), completeTarget(id)};
 
   for (const std::string& target : targets) {
-    EXPECT_EQ(code(client.post(target + "&access_token=" + token, "")), kInvalidParameter) << target;
+    EXPECT_EQ(code(client.post(target + parameter, "")), kInvalidParameter) << target;
     for (const char* header : {"access-token", "Access-Token", "access_token", "Authorization", "Cookie"}) {
       EXPECT_EQ(code(client.post(target, "", {{header, token}})), kInvalidParameter) << target << header;
     }
@@ -263,7 +264,7 @@ TEST_F(DouyinUpload, UploadServesOneRequestAtATime) {
 TEST_F(DouyinUpload, HashingCanBeLeftOut) {
   SandboxOptions options;
   options.hashUploads = false;
-  Sandbox fast(options);
+  const Sandbox fast(options);
   TestClient other(fast);
   const std::string id = open(other);
 

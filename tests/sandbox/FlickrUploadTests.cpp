@@ -26,7 +26,7 @@ class FlickrScripts : public testing::Test {
  protected:
   // The OAuth fields of one request over `others`, with its signature.
   Fields signedFields(const std::string& method, const std::string& path, const Fields& others,
-                      const TokenPair& pair, Fields changes = {}) {
+                      const TokenPair& pair, const Fields& changes = {}) {
     Fields oauth{{"oauth_consumer_key", kAppId},
                  {"oauth_nonce", "nonce-" + std::to_string(++nonce)},
                  {"oauth_signature_method", "HMAC-SHA1"},

@@ -136,7 +136,7 @@ TEST(Lifecycle, BrokenPipesKeepTheHandlingOfTheProcess) {
     EXPECT_EQ(connection.read(1000).size(), 1000U);
     EXPECT_EQ(server.faultsDelivered(id), 1U);
   }
-  std::signal(SIGPIPE, former);
+  (void)std::signal(SIGPIPE, former);
 }
 
 TEST(Lifecycle, StopTwiceAndQuestionsAfterwardsAreFine) {

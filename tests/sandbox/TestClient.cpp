@@ -63,7 +63,7 @@ TestClient::TestClient(const sandbox::Sandbox& server, std::chrono::milliseconds
 TestClient::TestClient(const std::string& baseUrl, const std::string& caFile, std::chrono::milliseconds limit)
     : state_(std::make_unique<State>(baseUrl)) {
   // This client's library would let a broken pipe end the process.
-  std::signal(SIGPIPE, SIG_IGN);
+  (void)std::signal(SIGPIPE, SIG_IGN);
   state_->client.set_keep_alive(true);
   state_->client.set_tcp_nodelay(true);
   state_->client.set_connection_timeout(limit);

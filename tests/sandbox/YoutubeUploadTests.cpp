@@ -12,7 +12,7 @@ using sandbox::Platform;
 using sandbox::Sandbox;
 using sandbox::SandboxOptions;
 
-constexpr std::size_t kUnit = 256 * 1024;
+constexpr std::size_t kUnit = std::size_t{256} * 1024;
 
 class YoutubeUpload : public testing::Test {
  protected:

@@ -14,7 +14,6 @@ using sandbox::Fault;
 using sandbox::Route;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::SizeIs;
 
 namespace {
 /// More than what a slow server and the system take ahead of a progress event.

@@ -8,7 +8,6 @@
 #include <cstring>
 
 using namespace KBL;
-using testing::IsEmpty;
 
 namespace {
 RefPtr<IExternlMediaTransfer> makeTransfer(int platform) {

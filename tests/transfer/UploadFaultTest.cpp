@@ -17,7 +17,7 @@ namespace {
 constexpr std::string_view finished = "finished";
 constexpr std::string_view silent = "silent";
 constexpr std::string_view noPart = "2111003,no part has arrived";  // a completion without parts
-constexpr std::string_view notPossible = "";                        // the request has nothing to disturb
+constexpr std::string_view notPossible;                             // the request has nothing to disturb
 
 /// One fault, and the end of an upload that meets it at one of its requests. The parts meet it once, or at
 /// every try.

@@ -21,6 +21,7 @@ class UploadMemory : public UploadFixture {
          {config, cache, newToken(), sandbox_.users().front().openId, makeSparseFile(size)}) {
       command += " \"" + argument + "\"";
     }
+    // NOLINTNEXTLINE(cert-env33-c): the program is ours, and its arguments are the test's own
     EXPECT_EQ(std::system((command + " > \"" + output + "\"").c_str()), 0);
     return std::atol(files_.read("peak.txt").c_str());
   }

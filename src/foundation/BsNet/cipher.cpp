@@ -148,6 +148,7 @@ char* hexStr2Bytes(const char* text, int length) {
   return result;
 }
 
+// NOLINTNEXTLINE(readability-non-const-parameter): the interface fixes the signature
 void Bytes2HexStr(unsigned char* bytes, int length, unsigned char* output) {
   if (output == nullptr) return;
   constexpr char digits[] = "0123456789abcdef";

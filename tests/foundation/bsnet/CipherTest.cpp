@@ -79,12 +79,13 @@ class Cipher : public testing::Test {
 };
 
 TEST_F(Cipher, GivesTheStandardsCiphertextInItsDataUnit) {
-  std::string plain(256 * 512, 'x');
-  for (std::size_t i = 0; i < 512; ++i) plain[255 * 512 + i] = static_cast<char>(i & 0xff);
+  constexpr std::size_t unit = 512;
+  std::string plain(256 * unit, 'x');
+  for (std::size_t i = 0; i < unit; ++i) plain[255 * unit + i] = static_cast<char>(i & 0xff);
 
   const std::string sealed = encrypted(plain);
 
-  EXPECT_EQ(hexOf(sealed.substr(255 * 512)), standardCiphertext);
+  EXPECT_EQ(hexOf(sealed.substr(255 * unit)), standardCiphertext);
 }
 
 TEST_F(Cipher, GivesKnownCiphertextsOfShortTexts) {

@@ -129,8 +129,8 @@ TEST(ClientRedirect, RingEndsAtTheLimit) {
 }
 
 TEST(ClientRedirect, OtherSchemesAreNotFollowedAndTheReplyIsWhole) {
-  for (const std::string target : {"file:///etc/passwd", "ftp://127.0.0.1/", "javascript:alert(1)"}) {
-    const RawServer server(redirectTo([&] { return target; }));
+  for (const char* const target : {"file:///etc/passwd", "ftp://127.0.0.1/", "javascript:alert(1)"}) {
+    const RawServer server(redirectTo([target] { return std::string(target); }));
     Progress progress;
     CollectingWriter writer;
     const auto client = newClient();

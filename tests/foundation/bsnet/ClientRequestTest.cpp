@@ -9,7 +9,6 @@
 #include <algorithm>
 
 using testing::HasSubstr;
-using testing::Not;
 using testing::StartsWith;
 
 namespace {

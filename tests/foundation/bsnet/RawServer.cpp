@@ -39,7 +39,7 @@ void parseHead(RawConnection::Request& request) {
     const auto colon = line.find(':');
     if (colon == std::string::npos) continue;
     const auto first = line.find_first_not_of(" \t", colon + 1);
-    const auto last = line.find_last_not_of("\r");
+    const auto last = line.find_last_not_of('\r');
     std::string value =
         first == std::string::npos || first > last ? "" : line.substr(first, last - first + 1);
     auto [place, isNew] = request.headers.try_emplace(lowered(line.substr(0, colon)), value);

@@ -29,6 +29,6 @@ std::unique_ptr<RealProxy> RealProxy::socks() {
   return proxy;
 }
 
-bool RealProxy::isListening() {
+bool RealProxy::isListening() const {
   return waitUntil([&] { return connectTo(port_) != nullptr; });
 }

@@ -18,7 +18,7 @@ class RealProxy {
   /// What it wrote about its work.
   [[nodiscard]] std::string log() const { return place_.read("log"); }
   /// Waits until it listens; false when it did not.
-  [[nodiscard]] bool isListening();
+  [[nodiscard]] bool isListening() const;
 
  private:
   RealProxy() : port_(freePort()) {}

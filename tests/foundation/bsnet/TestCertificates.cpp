@@ -13,7 +13,7 @@ template <auto release>
 struct Release {
   template <class Object>
   void operator()(Object* object) const {
-    release(object);
+    (void)release(object);
   }
 };
 using Key = std::unique_ptr<EVP_PKEY, Release<EVP_PKEY_free>>;

@@ -99,7 +99,7 @@ TEST(TimeUtil, FormatsTheLocalTime) {
   const ScopedManualTime time(1'234'567'890'999);
   const std::time_t moment = 1'234'567'890;
   char expected[64] = {};
-  std::strftime(expected, sizeof(expected), "%Y/%m/%d %H:%M:%S", std::localtime(&moment));
+  ASSERT_NE(std::strftime(expected, sizeof(expected), "%Y/%m/%d %H:%M:%S", std::localtime(&moment)), 0U);
 
   EXPECT_EQ(TimeUtil::now("%Y/%m/%d %H:%M:%S"), expected);
   EXPECT_TRUE(
