@@ -142,7 +142,7 @@ TEST_F(ConnectionFaults, StallEndsWhenTheClientGoesAndTheChunkCanComeAgain) {
   const std::string chunkTarget = openUpload(client, token, file.size());
   const FaultId id = server.orderFault(Route::youtubeUploadChunk, Fault::stall());
   {
-    RawConnection connection(server.port());
+    const RawConnection connection(server.port());
     connection.send(rawChunk(chunkTarget, file));
     ASSERT_TRUE(server.waitForFaults(id, 1, kLimit));
   }

@@ -125,7 +125,7 @@ TEST_F(InstagramScripts, BytesOfABrokenRequestCount) {
   const std::string file = someFile(3000);
   const std::string id = container();
   {
-    RawConnection connection(server.port());
+    const RawConnection connection(server.port());
     connection.send("POST /instagram-upload/v21.0/" + id + " HTTP/1.1\r\nHost: x\r\nAuthorization: OAuth " +
                     accessToken + "\r\noffset: 0\r\nfile_size: 3000\r\nContent-Length: 3000\r\n\r\n" +
                     file.substr(0, 1300));

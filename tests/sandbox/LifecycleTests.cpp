@@ -24,7 +24,7 @@ using sandbox::SandboxOptions;
 constexpr std::chrono::seconds kLimit{30};
 
 TEST(Lifecycle, CloudConfigurationNamesEveryKey) {
-  Sandbox server;
+  const Sandbox server;
   const auto urls = server.cloudConfig();
 
   for (const char* key :
@@ -42,8 +42,8 @@ TEST(Lifecycle, CloudConfigurationNamesEveryKey) {
 }
 
 TEST(Lifecycle, EachSandboxHasAPortOfItsOwn) {
-  Sandbox first;
-  Sandbox second;
+  const Sandbox first;
+  const Sandbox second;
 
   EXPECT_NE(first.port(), second.port());
   EXPECT_EQ(TestClient(first).get("/nowhere").status, 404);
@@ -51,21 +51,21 @@ TEST(Lifecycle, EachSandboxHasAPortOfItsOwn) {
 }
 
 TEST(Lifecycle, TakenPortIsAnError) {
-  Sandbox first;
+  const Sandbox first;
   SandboxOptions options;
   options.port = first.port();
 
-  EXPECT_THROW(Sandbox second(options), std::runtime_error);
+  EXPECT_THROW(const Sandbox second(options), std::runtime_error);
 }
 
 TEST(Lifecycle, PortIsFreeAgainAfterTheEnd) {
   SandboxOptions options;
   {
-    Sandbox first;
+    const Sandbox first;
     options.port = first.port();
     TestClient(first).get("/nowhere");
   }
-  Sandbox second(options);
+  const Sandbox second(options);
 
   EXPECT_EQ(TestClient(second).get("/nowhere").status, 404);
 }
@@ -107,10 +107,10 @@ TEST(Lifecycle, StopEndsSlowAndHugeAnswers) {
   Sandbox server;
   server.orderFault(Route::avatar, Fault::slowAnswer(std::chrono::hours(1)));
   const FaultId huge = server.orderFault(Route::avatar, Fault::hugeBody(std::uint64_t{1} << 40), 2);
-  RawConnection slow(server.port());
+  const RawConnection slow(server.port());
   slow.send("GET /avatar/x HTTP/1.1\r\nHost: x\r\n\r\n");
   ASSERT_TRUE(server.waitForRequests(Route::avatar, 1, kLimit));
-  RawConnection big(server.port());
+  const RawConnection big(server.port());
   big.send("GET /avatar/x HTTP/1.1\r\nHost: x\r\n\r\n");
   ASSERT_TRUE(server.waitForFaults(huge, 1, kLimit));
   const auto start = std::chrono::steady_clock::now();

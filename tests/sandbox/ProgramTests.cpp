@@ -121,14 +121,14 @@ TEST_F(SandboxProgram, WritesItsConfigurationAndEndsOnInterrupt) {
 }
 
 TEST_F(SandboxProgram, ServesTls) {
-  Program program({"--tls", "--state-dir", folder.file("state")}, folder.file("output"));
+  const Program program({"--tls", "--state-dir", folder.file("state")}, folder.file("output"));
   const std::string base = address();
 
   EXPECT_EQ(TestClient(base, folder.file("state") + "/authority.pem").get("/sandbox/uploads").status, 200);
 }
 
 TEST_F(SandboxProgram, TakenPortEndsWithOneLine) {
-  sandbox::Sandbox taken;
+  const sandbox::Sandbox taken;
   Program program({"--port", std::to_string(taken.port())}, folder.file("output"));
 
   EXPECT_EQ(program.wait(), 1);

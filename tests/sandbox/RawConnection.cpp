@@ -29,7 +29,7 @@ RawConnection::~RawConnection() {
   ::close(handle_);
 }
 
-bool RawConnection::send(const std::string& bytes) {
+bool RawConnection::send(const std::string& bytes) const {
   std::size_t at = 0;
   while (at < bytes.size()) {
     const ssize_t sent = ::send(handle_, bytes.data() + at, bytes.size() - at, MSG_NOSIGNAL);

@@ -16,7 +16,7 @@ class RawConnection {
   // The system refused the connection.
   [[nodiscard]] bool refused() const { return refused_; }
   // False when the other side has gone.
-  bool send(const std::string& bytes);
+  bool send(const std::string& bytes) const;
   // Reads until the other side ends the connection.
   std::string readAll();
   // Reads until `count` bytes are there or the connection ends.

@@ -90,7 +90,7 @@ TEST_F(Recording, TellsReusedConnectionsApart) {
 TEST_F(Recording, CutsBodiesOffAtTheLimit) {
   SandboxOptions options;
   options.recordedBodyLimit = 10;
-  Sandbox small(options);
+  const Sandbox small(options);
   TestClient(small).post("/account/consume", std::string(1000, 'b'));
 
   EXPECT_EQ(small.requests()[0].body, std::string(10, 'b'));
@@ -100,7 +100,7 @@ TEST_F(Recording, CutsBodiesOffAtTheLimit) {
 TEST_F(Recording, DropsTheOldestBeyondTheTotal) {
   SandboxOptions options;
   options.recordedTotalLimit = 20'000;
-  Sandbox small(options);
+  const Sandbox small(options);
   TestClient other(small);
   for (int time = 0; time < 20; ++time) other.post("/account/consume", std::string(5000, 'b'));
 
@@ -171,7 +171,7 @@ TEST_F(Recording, TakesABodyAfterAskingForIt) {
 
 TEST_F(Recording, BodyThatEndsEarlyIsRecordedAsFarAsItCame) {
   {
-    RawConnection connection(server.port());
+    const RawConnection connection(server.port());
     connection.send("POST /account/consume HTTP/1.1\r\nHost: x\r\nContent-Length: 10\r\n\r\nabc");
   }
 

@@ -100,7 +100,7 @@ TEST_F(State, TwoAtOnceKnowEachOthersTokensAndLoseNone) {
   EXPECT_EQ(refresh(second, ofSecond.refreshToken), 40103) << "the other has spent it";
   first.stop();
   second.stop();
-  Sandbox later(options());
+  const Sandbox later(options());
   EXPECT_EQ(userInfo(later, ofFirst.accessToken), 200);
   EXPECT_EQ(userInfo(later, ofSecond.accessToken), 200);
 }
@@ -133,13 +133,13 @@ TEST_F(State, FolderIsForItsOwnerOnly) {
 TEST_F(State, FolderThatCannotBeUsedIsAnError) {
   folder.write("state", "a file");
 
-  EXPECT_THROW(Sandbox server(options()), std::runtime_error);
+  EXPECT_THROW(const Sandbox server(options()), std::runtime_error);
 }
 
 TEST_F(State, AuthorityLiesInTheFolder) {
   SandboxOptions wanted = options();
   wanted.tls = true;
-  Sandbox server(wanted);
+  const Sandbox server(wanted);
 
   EXPECT_EQ(server.caFile(), folder.file("state") + "/authority.pem");
 }

@@ -35,8 +35,8 @@ TEST(Tls, ClientThatTrustsTheAuthorityIsServed) {
 }
 
 TEST(Tls, ClientOfAnotherAuthorityRefusesTheServer) {
-  Sandbox server(withTls());
-  Sandbox other(withTls());
+  const Sandbox server(withTls());
+  const Sandbox other(withTls());
 
   EXPECT_FALSE(TestClient(server.baseUrl(), other.caFile()).get("/nowhere").arrived);
   EXPECT_EQ(server.requests().size(), 0U);
@@ -45,7 +45,7 @@ TEST(Tls, ClientOfAnotherAuthorityRefusesTheServer) {
 TEST(Tls, BadCertificatesAreRefusedByAClientThatVerifies) {
   for (const Certificate kind :
        {Certificate::expired, Certificate::wrongHost, Certificate::unknownAuthority}) {
-    Sandbox server(withTls(kind));
+    const Sandbox server(withTls(kind));
     EXPECT_FALSE(TestClient(server).get("/nowhere").arrived);
   }
 }
@@ -65,7 +65,7 @@ TEST(Tls, FaultsStrikeWithinTls) {
 TEST(Tls, AuthorityFileIsRemovedWithTheSandbox) {
   std::string file;
   {
-    Sandbox server(withTls());
+    const Sandbox server(withTls());
     file = server.caFile();
     EXPECT_TRUE(std::filesystem::exists(file));
   }

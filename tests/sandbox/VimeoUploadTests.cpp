@@ -160,7 +160,7 @@ TEST_F(VimeoScripts, BytesOfABrokenAppendCount) {
   const std::string file = someFile(3000);
   const std::string link = openedLink(file.size());
   {
-    RawConnection connection(server.port());
+    const RawConnection connection(server.port());
     connection.send("PATCH " + link +
                     " HTTP/1.1\r\nHost: x\r\nTus-Resumable: 1.0.0\r\nUpload-Offset: 0\r\nContent-Type: "
                     "application/offset+octet-stream\r\nContent-Length: 3000\r\n\r\n" +

@@ -16,7 +16,7 @@ constexpr std::size_t kUnit = std::size_t{256} * 1024;
 
 class YoutubeUpload : public testing::Test {
  protected:
-  Answer open(const std::string& body, Fields headers, const std::string& target = kUploadTarget) {
+  Answer open(const std::string& body, const Fields& headers, const std::string& target = kUploadTarget) {
     return client.post(target, body, headers);
   }
 
