@@ -44,7 +44,14 @@ const InvalidParameter& invalidParameter(const std::string& text) {
 constexpr int tokenUnknownThere = 2190002;
 constexpr int tokenExpiredThere = 2190008;
 
+/// libcurl's code for a setting that cannot be sent, such as a header with a line break in it.
+constexpr int notSendable = KBL::transportErrorBase + 43;
+
+/// What the library says of a user who is not in a cache that has others.
+constexpr std::string_view unknownUser = "uuid empty data";
+
 std::string meaningOf(int code, const std::string& text) {
+  if (code == notSendable) return "what was given cannot be sent";
   if (isTransportFailure(code)) return "the server cannot be reached";
   switch (code) {
     case KBL::ErrorCode::urlInvalid:
@@ -56,7 +63,8 @@ std::string meaningOf(int code, const std::string& text) {
     case KBL::ErrorCode::userCancelled:
       return "the service kept refusing, or the upload was stopped";
     case KBL::ErrorCode::noUsableData:
-      return "nobody is signed in";
+      return text.find(unknownUser) == std::string::npos ? "nobody is signed in"
+                                                         : "no such user is signed in";
     case KBL::ErrorCode::tokenExpired:
       return "the stored login has expired";
     case KBL::ErrorCode::tokenMissing:
@@ -86,7 +94,10 @@ std::string meaningOf(int code, const std::string& text) {
   }
 }
 
+constexpr const char* checkSecret = "check --app-secret (or MEDIATRANSFER_APP_SECRET)";
+
 std::string nextStep(int code, const std::string& text, std::string_view platform) {
+  if (code == notSendable) return checkSecret;
   if (isTransportFailure(code)) return "check the network, --proxy and the addresses of --cloud-config";
   switch (code) {
     case KBL::ErrorCode::urlInvalid:
@@ -98,6 +109,8 @@ std::string nextStep(int code, const std::string& text, std::string_view platfor
     case KBL::ErrorCode::loginTimeout:
       return "run the command again, --timeout SECONDS gives more time";
     case KBL::ErrorCode::noUsableData:
+      if (text.find(unknownUser) != std::string::npos) return "see who is with: mediatransfer whoami";
+      return signInAgain(platform);
     case KBL::ErrorCode::tokenExpired:
     case KBL::ErrorCode::tokenMissing:
     case tokenUnknownThere:
@@ -114,19 +127,32 @@ std::string nextStep(int code, const std::string& text, std::string_view platfor
     case KBL::ErrorCode::partReadFailed:
       return "check the file and its disk";
     default:
+      if (text.find("app_secret") != std::string::npos) return checkSecret;
       return "run again with -v to see the exchange";
   }
+}
+
+/// " (code: text)", as much of it as there is.
+std::string detailOf(int code, const std::string& text) {
+  const std::string shown = singleLine(withoutSecrets(text), 240);
+  // Scripts give a text alone.
+  std::string reason = code == 0 ? std::string() : std::to_string(code);
+  if (!shown.empty()) reason += (reason.empty() ? "" : ": ") + shown;
+  return reason.empty() ? std::string() : " (" + reason + ")";
 }
 
 }  // namespace
 
 std::string explainError(int code, const std::string& text, std::string_view platform) {
-  const std::string shown = singleLine(withoutSecrets(text), 240);
-  // Scripts give a text alone.
-  std::string reason = code == 0 ? std::string() : std::to_string(code);
-  if (!shown.empty()) reason += (reason.empty() ? "" : ": ") + shown;
-  const std::string detail = reason.empty() ? std::string() : " (" + reason + ")";
-  return meaningOf(code, text) + detail + "; " + nextStep(code, text, platform);
+  return meaningOf(code, text) + detailOf(code, text) + "; " + nextStep(code, text, platform);
+}
+
+std::string explainNotRenewed(int code, const std::string& text, std::string_view platform, bool goesOn) {
+  const bool isPassing = code >= 500 && code < 600;
+  const std::string step = goesOn      ? "going on with the stored token"
+                           : isPassing ? "run the command again later"
+                                       : signInAgain(platform);
+  return "the account server does not renew the login" + detailOf(code, text) + "; " + step;
 }
 
 std::string explainRefusedLogin(const std::string& text, std::string_view platform) {

@@ -10,6 +10,10 @@ namespace host {
 /// to do next. `platform` may be empty.
 [[nodiscard]] std::string explainError(int code, const std::string& text, std::string_view platform);
 
+/// The same for an account server that refused to renew the stored login, which an upload goes on with.
+[[nodiscard]] std::string explainNotRenewed(int code, const std::string& text, std::string_view platform,
+                                            bool goesOn);
+
 /// The same for a token that a script calls invalid.
 [[nodiscard]] std::string explainRefusedLogin(const std::string& text, std::string_view platform);
 

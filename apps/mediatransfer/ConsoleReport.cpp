@@ -97,6 +97,9 @@ class ConsoleReport final : public Report {
     line(text.empty() ? news : news + ": " + singleLine(text));
   }
   void error(int code, const std::string& text) override { trouble(explainError(code, text, platform_)); }
+  void notRenewed(int code, const std::string& text) override {
+    trouble(explainNotRenewed(code, text, platform_, command_ == Command::upload));
+  }
   void uploadError(int value, const std::string& text) override {
     const UploadErrorText split = splitUploadError(text);
     // A script's errors have no number.

@@ -22,7 +22,9 @@ DataFolders dataFolders(const std::string& cacheDir) {
 
 void makePrivateFolder(const std::string& path) {
   if (KBL::FileUtil::makePrivateDirectory(KBL::Path(path))) return;
-  throw Failure(Exit::refused, "the folder '" + path + "' cannot be made; check its rights or give another");
+  throw Failure(Exit::refused, "the folder '" + path +
+                                   "' cannot be made; check the rights and the room on the disk, or "
+                                   "give another");
 }
 
 }  // namespace host

@@ -32,6 +32,17 @@ namespace {
 /// The background refresh of the manager; the library's upper limit.
 constexpr int refreshIntervalMs = 3300000;
 
+/// Listings and downloads leave nothing behind, unless stand-in servers do.
+bool keepsData(const Options& options) {
+  return options.platform != nullptr || options.sandbox;
+}
+
+/// What the library calls the file of a platform's logins; a script's login has one of its own.
+std::string loginFileName(const Options& options) {
+  const std::string platform(options.platform->name);
+  return usesScript(options) ? platform + "_script_login" : "ema_" + platform + "_cache.db";
+}
+
 std::string textUnder(KBL::IBsInfoReader& record, const char* key) {
   const char* const text = record.charKeyConfig(key);
   return text == nullptr ? std::string() : std::string(text);
@@ -40,10 +51,11 @@ std::string textUnder(KBL::IBsInfoReader& record, const char* key) {
 }  // namespace
 
 Host::Host(const Options& options, Report& report, Servers servers)
-    : options_(options), report_(report), folders_(dataFolders(options.cacheDir)) {
+    : options_(options),
+      report_(report),
+      folders_(keepsData(options) ? dataFolders(options.cacheDir) : DataFolders{}) {
   installLog();
-  makePrivateFolder(folders_.cache);
-  KBL::setKeyStore(KBL::makeFileKeyStore(folders_.key));
+  if (options_.platform != nullptr) openFolders();
   if (servers == Servers::needed || (servers == Servers::optional && namesServers())) openServers();
   if (usesScript(options_)) {
     tellScripts();
@@ -114,6 +126,15 @@ void Host::installLog() {
   KBL::installLogger(std::move(logger));
 }
 
+void Host::openFolders() {
+  makePrivateFolder(folders_.cache);
+  KBL::setKeyStore(KBL::makeFileKeyStore(folders_.key));
+  loginFile_.emplace(folders_, loginFileName(options_));
+  loginFile_->requireReadable();
+  // All others store what becomes of the login, and a renewed token that is lost is a lost login.
+  if (options_.command != Command::whoami) loginFile_->requireWritable();
+}
+
 void Host::openServers() {
   if (options_.sandbox) {
     sandbox::SandboxOptions settings;
@@ -150,6 +171,7 @@ void Host::openManager() {
   if (manager_->init(folders_.cache.c_str(), refreshIntervalMs) != KBL::resultOk) {
     throw Failure(Exit::refused, "the logins of " + folders_.cache + " cannot be opened; give --cache-dir");
   }
+  loginFile_->watch();
 }
 
 void Host::setPublicInformation() {

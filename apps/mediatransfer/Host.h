@@ -2,6 +2,7 @@
 
 #include "DataFolders.h"
 #include "Events.h"
+#include "LoginFile.h"
 #include "Options.h"
 #include "Report.h"
 #include "ScriptLogins.h"
@@ -55,6 +56,11 @@ class Host {
   /// Address of the stand-in servers of this process; empty without them.
   [[nodiscard]] std::string sandboxUrl() const;
 
+  /// Whether the platform's logins have been written since the manager was made.
+  [[nodiscard]] bool loginsAreKept() const { return loginFile_->isWritten(); }
+  /// Where they are kept.
+  [[nodiscard]] const std::string& loginPath() const { return loginFile_->path(); }
+
   /// The user of the manager with this uuid, or the last one when it is empty.
   [[nodiscard]] std::optional<Person> findPerson(const std::string& uuid);
 
@@ -68,6 +74,7 @@ class Host {
  private:
   [[nodiscard]] bool namesServers() const;
   void installLog();
+  void openFolders();
   void openServers();
   void tellScripts();
   void openManager();
@@ -77,6 +84,7 @@ class Host {
   const Options& options_;
   Report& report_;
   DataFolders folders_;
+  std::optional<LoginFile> loginFile_;  ///< for commands with a platform
   std::unique_ptr<sandbox::Sandbox> sandbox_;
   std::unique_ptr<sandbox::ScriptServicesFile> scriptServices_;
   KBL::RefPtr<KBL::IBsExternlMediaAuthorize> manager_;

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <csignal>
 #include <cstdlib>
+#include <iostream>
 
 namespace host {
 namespace {
@@ -26,7 +27,11 @@ void watchInterrupts() {
 }
 
 bool interrupted() {
-  return interruptSeen.load();
+  return interruptSeen.load() || outputIsLost();
+}
+
+bool outputIsLost() {
+  return std::cout.fail();
 }
 
 }  // namespace host

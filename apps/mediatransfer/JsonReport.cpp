@@ -50,6 +50,7 @@ class JsonReport final : public Report {
   void error(int code, const std::string& text) override {
     write(JsonLine("error").number("code", code).text("text", withoutSecrets(text)));
   }
+  void notRenewed(int code, const std::string& text) override { error(code, text); }
   void uploadError(int value, const std::string& text) override {
     write(JsonLine("error").number("value", value).text("text", withoutSecrets(text)));
   }

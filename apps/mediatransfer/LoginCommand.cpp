@@ -49,6 +49,10 @@ int awaitLogin(Host& host, const Options& options, Report& report) {
     host.reportShared(*event);
     if (event->kind == Event::Kind::loginUrl && wantsBrowser(options)) openBrowser(event->text);
     if (event->kind == Event::Kind::callbackUrl) {
+      if (!host.loginsAreKept()) {
+        throw Failure(Exit::refused, "the login cannot be kept in '" + host.loginPath() +
+                                         "'; check its rights and the room on its disk, then sign in again");
+      }
       Person person = host.findPerson(event->user).value_or(Person{});
       person.user = event->user;
       report.person(PersonNews::loginDone, person);
@@ -67,6 +71,11 @@ int awaitLogin(Host& host, const Options& options, Report& report) {
 }  // namespace
 
 int runLogin(const Options& options, Report& report) {
+  if (!options.redirectUrl.empty()) {
+    throw Failure(Exit::wrongUse,
+                  "--redirect-url is for platforms that go through a script, and this login of " +
+                      std::string(options.platform->name) + " does not; leave it out");
+  }
   Host host(options, report, Servers::needed);
   const auto record = loginRecord(options);
   if (host.manager().toExternlMediaAuth(record.get()) != KBL::resultOk) {

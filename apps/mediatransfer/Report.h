@@ -30,6 +30,8 @@ class Report {
   virtual void finished(const std::string& text) = 0;
   /// An error that a manager or a task reported.
   virtual void error(int code, const std::string& text) = 0;
+  /// The account server refused to renew the stored login. An upload goes on with the token at hand.
+  virtual void notRenewed(int code, const std::string& text) = 0;
   /// An error that an upload reported.
   virtual void uploadError(int value, const std::string& text) = 0;
   /// Trouble that the program itself found: one line that says what to do next.

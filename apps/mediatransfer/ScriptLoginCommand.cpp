@@ -109,6 +109,10 @@ std::optional<int> bringLogin(Host& host, ScriptSession& session, const Options&
 int runScriptLogin(const Options& options, Report& report) {
   Host host(options, report, Servers::optional);
   ScriptSession session(host, options);
+  if (!options.scope.empty() || options.platformId) {
+    report.note(std::string(options.platform->name) +
+                " goes through a script, which takes no --scope and no --platform-id: they are not used");
+  }
   if (const auto exit = bringLogin(host, session, options, report)) return *exit;
   std::optional<ScriptLogin> login = session.login();
   if (!login) refuse(options, "the script has no token");

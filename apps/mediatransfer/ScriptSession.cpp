@@ -6,7 +6,10 @@
 #include "boundary/ExternlMediaTransfer.h"
 #include "boundary/records/HostRecords.h"
 #include "foundation/BsNet/Result.h"
+#include "foundation/KblUtils/Environment.h"
 #include "sandbox/SandboxOptions.h"
+
+#include <utf8.h>
 
 #include <array>
 #include <cstddef>
@@ -39,6 +42,12 @@ constexpr const char* makeHome = "tools/make_python_home DIR makes one";
 
 using ErrorText = std::array<char, errorTextRoom>;
 
+/// A table of addresses of somebody's own is the first thing to doubt.
+std::string servicesHint() {
+  const std::string services = KBL::Environment::variable("MEDIATRANSFER_SERVICES");
+  return services.empty() ? services : ", and the addresses in '" + services + "' (MEDIATRANSFER_SERVICES)";
+}
+
 /// The text of a fixed field.
 template <std::size_t size>
 std::string fieldText(const char (&field)[size]) {
@@ -70,6 +79,13 @@ void ScriptSession::requireHome() const {
     throw Failure(Exit::refused, platform + " goes through a script, which needs a Python home: " + makeHome +
                                      ", then give --python-home DIR or set MEDIATRANSFER_PYTHON_HOME");
   }
+  // The library hands the path on in single quotes, as it is.
+  if (home.find('\'') != std::string::npos) {
+    throw Failure(Exit::refused,
+                  "the path of the Python home '" + home +
+                      "' holds a ', which cannot be handed on to Python; give a home at another "
+                      "path");
+  }
   // An interpreter that starts without its standard library ends the process.
   for (const char* part : {"pythondlls/authupload.py", "python38.zip"}) {
     std::error_code error;
@@ -100,9 +116,10 @@ void ScriptSession::requireInterpreter() {
   const std::optional<std::string> refusal = takeToken("");
   if (!refusal || !refusal->empty()) return;
   throw Failure(Exit::refused,
-                "no Python interpreter serves the script; make the home anew with "
-                "tools/make_python_home, or set MEDIATRANSFER_PYTHON to the shared library of a "
-                "Python 3.8 to 3.13; -v shows what was tried");
+                "the script does not run: no Python interpreter serves it, or the home '" +
+                    options_.pythonHome +
+                    "' is damaged; make it anew with tools/make_python_home, or set MEDIATRANSFER_PYTHON to "
+                    "the shared library of a Python 3.8 to 3.13; -v shows what was tried");
 }
 
 std::string ScriptSession::loginUrl() {
@@ -110,10 +127,13 @@ std::string ScriptSession::loginUrl() {
   if (transfer_->Query(queryLoginUrl, url.data()) == KBL::resultOk) return url.data();
   throw Failure(Exit::refused, "the script for " + std::string(options_.platform->name) +
                                    " gives no address to sign in at; check the network, --app-id and "
-                                   "--app-secret, and run again with -v to see why");
+                                   "--app-secret" +
+                                   servicesHint() + ", and run again with -v to see why");
 }
 
 ScriptSession::Answer ScriptSession::verify(const std::string& redirectUrl) {
+  // Scripts take texts; what is none is no address.
+  if (!utf8::is_valid(redirectUrl)) return {Verdict::notUsable, {}};
   ErrorText error{};
   switch (transfer_->Command(verifyRedirectUrl, redirectUrl.c_str(), error.data())) {
     case KBL::resultOk:

@@ -80,7 +80,10 @@ int runScriptLogout(const Options& options, Report& report) {
   } catch (const Failure& failure) {
     report.note(std::string("the service was not told: ") + failure.what());
   }
-  host.scriptLogins().forget();
+  if (!host.scriptLogins().forget()) {
+    throw Failure(Exit::refused,
+                  "the login in '" + host.loginPath() + "' cannot be taken away; check the folder's rights");
+  }
   report.person(PersonNews::loggedOut, personOf(login));
   return Exit::done;
 }

@@ -1,6 +1,7 @@
 #include "Commands.h"
 #include "Failure.h"
 #include "Host.h"
+#include "Interrupt.h"
 #include "UploadJob.h"
 #include "Verification.h"
 
@@ -46,6 +47,7 @@ int runUpload(const Options& options, Report& report) {
   Host host(options, report, Servers::needed);
   if (const auto exit = prepareLogin(host, options, report)) return *exit;
   noteWhatIsNotSent(options, report);
+  if (interrupted()) return Exit::interrupted;
   UploadJob job(host, options, report);
   return job.run(record, size);
 }

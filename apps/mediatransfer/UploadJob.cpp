@@ -42,7 +42,7 @@ bool isOfTransfer(const Event& event) {
          event.kind == Event::Kind::uploadError;
 }
 
-void requireFile(const std::string& path) {
+void requireFile(const std::string& path, const char* wanted) {
   const std::filesystem::path file = pathFromUtf8(path);
   std::error_code error;
   const auto status = std::filesystem::status(file, error);
@@ -50,7 +50,7 @@ void requireFile(const std::string& path) {
     throw Failure(Exit::refused, "there is no file '" + path + "'; check its name");
   }
   if (!std::filesystem::is_regular_file(status)) {
-    throw Failure(Exit::refused, "'" + path + "' is no file; give a video file");
+    throw Failure(Exit::refused, "'" + path + "' is no file; give " + wanted);
   }
   if (!std::ifstream(file, std::ios::binary)) {
     throw Failure(Exit::refused, "the file '" + path + "' cannot be read; check its rights");
@@ -76,8 +76,8 @@ KBL::hostTransferRecord uploadRecord(const Options& options) {
 }
 
 std::uint64_t checkedFileSize(const Options& options) {
-  requireFile(options.file);
-  if (!options.thumbnail.empty()) requireFile(options.thumbnail);
+  requireFile(options.file, "a video file");
+  if (!options.thumbnail.empty()) requireFile(options.thumbnail, "a picture file");
   std::error_code error;
   const std::uintmax_t size = std::filesystem::file_size(pathFromUtf8(options.file), error);
   if (error || size == 0)

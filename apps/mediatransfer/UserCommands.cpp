@@ -43,6 +43,10 @@ int runLogout(const Options& options, Report& report) {
   const auto person = host.findPerson(options.user);
   const bool gone = host.manager().logout(options.user.c_str()) == KBL::resultOk;
   const bool reported = reportQueued(host);
+  if (gone && !host.loginsAreKept()) {
+    throw Failure(Exit::refused, "the login cannot be taken out of '" + host.loginPath() +
+                                     "'; check its rights and the room on its disk");
+  }
   if (gone) {
     report.person(PersonNews::loggedOut, person.value_or(Person{}));
     return Exit::done;

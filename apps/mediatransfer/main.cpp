@@ -24,6 +24,15 @@ int run(const host::Options& options, host::Report& report) {
   }
 }
 
+/// What was done is worth little to somebody who did not hear of it.
+int exitOf(int exit) {
+  if (!host::outputIsLost()) return exit;
+  std::cerr << "mediatransfer: the standard output cannot be written; give it to a program that reads all of "
+               "it, or to a disk with room"
+            << std::endl;
+  return host::Exit::refused;
+}
+
 int start(const std::vector<std::string>& arguments) {
   std::unique_ptr<host::Report> report;
   host::Options options;
@@ -31,7 +40,7 @@ int start(const std::vector<std::string>& arguments) {
     auto parsed = host::parseCommandLine(arguments);
     if (const auto* const help = std::get_if<host::Help>(&parsed)) {
       std::cout << help->text << std::flush;
-      return host::Exit::done;
+      return exitOf(host::Exit::done);
     }
     options = std::get<host::Options>(parsed);
   } catch (const host::Failure& failure) {
@@ -42,16 +51,17 @@ int start(const std::vector<std::string>& arguments) {
     report->done(failure.exit);
     return failure.exit;
   }
-  host::watchInterrupts();
   report = options.json ? host::makeJsonReport() : host::makeConsoleReport(options);
   const int exit = run(options, *report);
   report->done(exit);
-  return exit;
+  return exitOf(exit);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+  host::secureStandardStreams();
+  host::watchInterrupts();
   try {
     return start(host::utf8Arguments(argc, argv));
   } catch (const std::exception& error) {

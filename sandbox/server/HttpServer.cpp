@@ -97,7 +97,8 @@ class HttpServer::Impl {
         tls_(tls),
         receiveBuffer_(receiveBuffer),
         reserved_(socket::reservePort(port)) {
-    if (reserved_ == socket::kNone) throw std::runtime_error("port " + std::to_string(port) + " is taken");
+    if (reserved_ == socket::kNone)
+      throw std::runtime_error("port " + std::to_string(port) + " is taken or not allowed");
     port_ = socket::portOf(reserved_);
   }
 
@@ -113,7 +114,7 @@ class HttpServer::Impl {
     const socket::BrokenPipeHandlingKept kept;
     auto listener = std::make_unique<Listener>(registry_, router_, faults_, log_, tls_);
     if (!listener->bind(port_, receiveBuffer_))
-      throw std::runtime_error("port " + std::to_string(port_) + " is taken");
+      throw std::runtime_error("port " + std::to_string(port_) + " is taken or not allowed");
     listener_ = std::move(listener);
     thread_ = std::thread([this] { listener_->listen_after_bind(); });
     while (!listener_->is_running()) std::this_thread::sleep_for(std::chrono::milliseconds(1));

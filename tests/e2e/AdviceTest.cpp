@@ -22,6 +22,29 @@ TEST(Advice, SaysWhatACodeMeansAndWhatToDoNext) {
       "nobody is signed in (-10021: ema_youtube.1, empty data); sign in with: mediatransfer login youtube");
 }
 
+TEST(Advice, AnUnknownUserIsNotNobody) {
+  EXPECT_EQ(
+      explainError(-10021, "ema_youtube.1, uuid empty data", "youtube"),
+      "no such user is signed in (-10021: ema_youtube.1, uuid empty data); see who is with: mediatransfer "
+      "whoami");
+}
+
+TEST(Advice, ARefusedRenewalSaysWhatComesOfIt) {
+  EXPECT_EQ(explainNotRenewed(40103, "invalid refresh_token", "douyin", false),
+            "the account server does not renew the login (40103: invalid refresh_token); sign in with: "
+            "mediatransfer login douyin");
+  EXPECT_TRUE(explainNotRenewed(500, "broken", "douyin", false).ends_with("; run the command again later"));
+  EXPECT_TRUE(explainNotRenewed(40103, "x", "douyin", true).ends_with("; going on with the stored token"));
+}
+
+TEST(Advice, ARefusedSecretIsToBeChecked) {
+  EXPECT_TRUE(explainError(40101, "invalid app_secret", "youtube")
+                  .ends_with("; check --app-secret (or MEDIATRANSFER_APP_SECRET)"));
+  const std::string broken = explainError(200043, "the header X-App-Secret holds a line break", "youtube");
+  EXPECT_TRUE(broken.starts_with("what was given cannot be sent (200043"));
+  EXPECT_TRUE(broken.ends_with("; check --app-secret (or MEDIATRANSFER_APP_SECRET)"));
+}
+
 TEST(Advice, InvalidParameterIsToldByItsText) {
   const auto line = [](const char* text) { return explainError(-10002, text, "douyin"); };
 

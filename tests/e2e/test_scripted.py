@@ -1,6 +1,7 @@
 """Logins that go through scripts, with a real interpreter and the real script package."""
 
 import json
+import shutil
 import subprocess
 import unittest
 import urllib.parse
@@ -103,6 +104,34 @@ class Login(Scripted):
         result = self.run_program("login", "twitch", "--redirect-url", "http://somewhere.example/?code=c")
         self.assertEqual(result.code, 1, result)
         self.assert_one_line(result.err, "redirect address")
+
+    def test_address_that_is_no_text(self):
+        self.start_services()
+        self.login_address("twitch")
+        result = self.run_program("login", "twitch", "--redirect-url", b"http://localhost/\xff".decode("utf-8", "surrogateescape"))
+        self.assertEqual(result.code, 1, result)
+        self.assert_one_line(result.err, "redirect address")
+
+    def test_table_of_addresses_that_cannot_be_read_is_named(self):
+        table = self.folder / "services.json"
+        table.write_text("{")
+        self.env.update(APP, MEDIATRANSFER_SERVICES=str(table))
+        result = self.run_program("login", "vimeo")
+        self.assertEqual(result.code, 1, result)
+        self.assert_one_line(result.err, "services.json", "MEDIATRANSFER_SERVICES")
+
+    def test_home_without_the_package_is_called_damaged(self):
+        home = self.folder / "home"
+        shutil.copytree(self.env["MEDIATRANSFER_PYTHON_HOME"], home, symlinks=True)
+        shutil.rmtree(home / "pysocialnetwork")
+        result = self.run_program("--sandbox", "--python-home", home, "login", "vimeo")
+        self.assertEqual(result.code, 1, result)
+        self.assertIn("the home '" + str(home) + "' is damaged", result.err)
+
+    def test_options_that_scripts_do_not_know_are_named(self):
+        result = self.run_program("--sandbox", "login", "vimeo", "--scope", "a", "--platform-id", "7")
+        self.assertEqual(result.code, 0, result)
+        self.assertIn("takes no --scope and no --platform-id", result.out)
 
     def test_refused_consent(self):
         self.start_services("--consent", "ask")

@@ -99,6 +99,16 @@ class Usage(HostTest):
         self.refuse(2, "--sandbox", "login", "flickr", "--manager", parts=("flickr", "--manager"))
         self.refuse(2, "--sandbox", "login", "youtube", "--script", "--manager")
 
+    def test_a_redirect_address_is_for_scripts_alone(self):
+        self.refuse(2, "--sandbox", "login", "youtube", "--redirect-url", "http://x", parts=("--redirect-url", "youtube"))
+
+    def test_a_python_home_that_cannot_be_handed_on(self):
+        home = self.folder / "it's"
+        self.refuse(1, "--sandbox", "--python-home", home, "login", "vimeo", parts=("it's", "holds a '"))
+
+    def test_a_thumbnail_that_is_no_file(self):
+        self.refuse(1, "--sandbox", "upload", "youtube", self.video(), "--thumbnail", self.folder, parts=("picture",))
+
     def test_numbers_out_of_range(self):
         self.refuse(2, "--sandbox", "login", "youtube", "--timeout", "0")
         self.refuse(2, "--sandbox", "upload", "youtube", "x.mp4", "--patience", "none")

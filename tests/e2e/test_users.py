@@ -34,6 +34,21 @@ class Verify(HostTest):
         lines = self.run_program("--sandbox", "--json", "verify", "youtube", "--user", "nobody")
         self.assert_ends(lines, 1)
         self.assertEqual(lines.named("error")[0]["code"], -10021)
+        plain = self.run_program("--sandbox", "verify", "youtube", "--user", "nobody")
+        self.assert_one_line(plain.err, "no such user is signed in", "mediatransfer whoami")
+
+    def test_a_refresh_token_that_was_spent_elsewhere(self):
+        servers = self.start_servers()
+        self.sign_in(servers)
+        former = (self.folder / "data/mediatransfer/cache/ema_youtube_cache.db").read_bytes()
+        self.assertEqual(self.run_program(*self.with_servers(servers, "verify", "youtube")).code, 0)
+        (self.folder / "data/mediatransfer/cache/ema_youtube_cache.db").write_bytes(former)
+        plain = self.run_program(*self.with_servers(servers, "verify", "youtube"))
+        self.assertEqual(plain.code, 1, plain)
+        self.assert_one_line(plain.err, "does not renew the login (40103", "mediatransfer login youtube")
+        upload = self.run_program(*self.with_servers(servers, "upload", "youtube", self.video()))
+        self.assertEqual(upload.code, 0, upload)
+        self.assert_one_line(upload.err, "does not renew the login (40103", "going on with the stored token")
 
     def test_refused_by_the_account_server(self):
         servers = self.start_servers()

@@ -132,7 +132,7 @@ TEST_F(SandboxProgram, TakenPortEndsWithOneLine) {
   Program program({"--port", std::to_string(taken.port())}, folder.file("output"));
 
   EXPECT_EQ(program.wait(), 1);
-  EXPECT_EQ(output(), "sandbox: port " + std::to_string(taken.port()) + " is taken\n");
+  EXPECT_EQ(output(), "sandbox: port " + std::to_string(taken.port()) + " is taken or not allowed\n");
 }
 
 TEST_F(SandboxProgram, WrongUseIsTwo) {

@@ -5,13 +5,19 @@
 // windows.h has to come first
 #include <shellapi.h>
 #else
+#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
+
+#include <csignal>
 #endif
 
 namespace host {
 
 #if defined(_WIN32)
+
+// The system opens no file in the place of a closed stream, and knows no signal for pipes.
+void secureStandardStreams() {}
 
 bool outputIsTerminal() {
   const HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
@@ -45,6 +51,14 @@ std::vector<std::string> utf8Arguments(int, char**) {
 }
 
 #else
+
+void secureStandardStreams() {
+  // The lowest free number is taken, which is that of the closed stream.
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (::fcntl(stream, F_GETFD) == -1) (void)::open("/dev/null", O_RDWR);
+  }
+  (void)std::signal(SIGPIPE, SIG_IGN);
+}
 
 bool outputIsTerminal() {
   return isatty(STDOUT_FILENO) == 1;

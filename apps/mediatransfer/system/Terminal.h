@@ -5,6 +5,10 @@
 
 namespace host {
 
+/// Opens the standard streams that whoever started the program has closed, to nothing: else the next file or
+/// connection would take their place and get what is printed. A pipe that nobody reads gives errors from here
+/// on and does not end the process. The first call of the program.
+void secureStandardStreams();
 /// True when people watch the standard output.
 [[nodiscard]] bool outputIsTerminal();
 /// Columns of the terminal; 80 when it does not tell.

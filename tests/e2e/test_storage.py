@@ -1,0 +1,160 @@
+"""Logins that cannot be read or kept: nobody is told of a success that the next call would not find."""
+
+import contextlib
+import os
+import resource
+import signal
+import sqlite3
+import subprocess
+import unittest
+
+from harness import LIMIT, HostTest, Result, wait_until
+
+SOMEBODY = 65534
+
+
+class Storage(HostTest):
+    def setUp(self):
+        super().setUp()
+        self.cache = self.folder / "data" / "mediatransfer" / "cache"
+
+    def run_limited(self, *arguments, **options):
+        done = subprocess.run(self.command(*arguments), stdin=subprocess.DEVNULL, capture_output=True, env=self.env,
+                              timeout=LIMIT, check=False, **options)
+        return Result(done.returncode, done.stdout.decode("utf-8"), done.stderr.decode("utf-8"))
+
+    def give_to_somebody(self):
+        """Rights bind nobody who is root, so that the program runs as somebody else then."""
+        if os.geteuid() != 0:
+            return {}
+        for path in [self.folder, *self.folder.rglob("*")]:
+            os.chown(path, SOMEBODY, SOMEBODY)
+        return {"user": SOMEBODY, "group": SOMEBODY, "extra_groups": []}
+
+    @contextlib.contextmanager
+    def mode(self, path, mode):
+        former = path.stat().st_mode
+        path.chmod(mode)
+        try:
+            yield
+        finally:
+            path.chmod(former)
+
+    @contextlib.contextmanager
+    def held_by_a_writer(self):
+        """Who wants to save waits for half a minute and gives up."""
+        writer = sqlite3.connect(self.cache / "ema_youtube_cache.db", isolation_level=None)
+        try:
+            writer.execute("BEGIN IMMEDIATE")
+            yield
+        finally:
+            writer.close()
+
+    def assert_still_signed_in(self, user):
+        result = self.run_program("--json", "whoami", "youtube")
+        self.assertEqual(result.named("user")[0]["user"], user, result)
+
+    def test_a_folder_that_cannot_be_written_stops_a_command_before_it_spends_anything(self):
+        servers = self.start_servers()
+        user = self.sign_in(servers)
+        asked = len(servers.requests("client_credentials"))
+        video = self.video()
+        person = self.give_to_somebody()
+        with self.mode(self.cache, 0o500):
+            for command in (("login", "youtube"), ("verify", "youtube"), ("logout", "youtube"),
+                            ("upload", "youtube", video)):
+                result = self.run_limited(*self.with_servers(servers, *command), **person)
+                self.assertEqual(result.code, 1, result)
+                self.assertEqual(result.out, "", result)
+                self.assert_one_line(result.err, str(self.cache), "cannot be written", "--cache-dir")
+            self.assertEqual(self.run_limited("whoami", "youtube", **person).code, 0)
+        self.assertEqual(len(servers.requests("client_credentials")), asked)
+        self.assert_still_signed_in(user)
+
+    def test_a_folder_that_cannot_be_read_is_not_nobody(self):
+        self.sign_in()
+        person = self.give_to_somebody()
+        with self.mode(self.cache, 0):
+            result = self.run_limited("whoami", "youtube", **person)
+        self.assertEqual(result.code, 1, result)
+        self.assert_one_line(result.err, "ema_youtube_cache.db", "cannot be read")
+
+    def test_something_else_in_the_place_of_the_file(self):
+        for name, platform in (("ema_youtube_cache.db", "youtube"), ("vimeo_script_login", "vimeo")):
+            (self.cache / name).mkdir(parents=True)
+            result = self.run_program("whoami", platform)
+            self.assertEqual(result.code, 1, result)
+            self.assert_one_line(result.err, name, "cannot be read")
+
+    def test_a_disk_without_room(self):
+        def keep_files_small():
+            resource.setrlimit(resource.RLIMIT_FSIZE, (4096, 4096))
+            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+
+        result = self.run_limited("--sandbox", "login", "youtube", preexec_fn=keep_files_small, restore_signals=False)
+        self.assertEqual(result.code, 1, result)
+        self.assert_one_line(result.err, "cannot be written", "room on its disk")
+        self.assertEqual([path.name for path in self.cache.iterdir()], [])
+
+    def lose_the_folder(self):
+        """From now on a save fails at once, whoever the program runs as."""
+        self.cache.rename(self.cache.with_name("lost"))
+        self.cache.write_text("no folder")
+
+    def test_a_login_that_cannot_be_kept_is_no_success(self):
+        running = self.start_program("--sandbox", "--json", "login", "youtube")
+        running.wait_for_event("login_url")
+        self.lose_the_folder()
+        result = running.end()
+        self.assert_ends(result, 1)
+        self.assertEqual(result.named("login_done"), [])
+        self.assertIn("cannot be kept", result.named("error")[-1]["text"])
+
+    def run_and_lose_the_renewal(self, *command):
+        servers = self.start_servers()
+        self.sign_in(servers)
+        fault = servers.fault("token", "stall")
+        running = self.start_program(*self.with_servers(servers, "--json", *command))
+        wait_until(lambda: servers.delivered(fault) == 1, "the stalled renewal")
+        self.lose_the_folder()
+        servers.ask("faults/release", {})
+        return running.end()
+
+    def test_a_renewal_that_cannot_be_kept_is_told(self):
+        result = self.run_and_lose_the_renewal("verify", "youtube")
+        self.assert_ends(result, 1)
+        self.assertEqual(result.named("verified"), [])
+        self.assertIn("cannot be kept", result.named("error")[-1]["text"])
+
+    def test_an_upload_goes_on_with_a_renewal_that_cannot_be_kept(self):
+        result = self.run_and_lose_the_renewal("upload", "youtube", self.video())
+        self.assert_ends(result, 0)
+        self.assertIn("cannot be kept", result.named("error")[0]["text"])
+        self.assertEqual(len(result.named("finished")), 1)
+
+    def test_a_logout_that_cannot_be_kept_is_no_success(self):
+        user = self.sign_in()
+        with self.held_by_a_writer():
+            result = self.run_program("--json", "logout", "youtube")
+        self.assert_ends(result, 1)
+        self.assertEqual(result.named("logged_out"), [])
+        self.assertIn("cannot be taken out", result.named("error")[-1]["text"])
+        self.assert_still_signed_in(user)
+
+    def test_listings_and_downloads_need_no_folder_of_logins(self):
+        self.env["XDG_DATA_HOME"] = "/dev/null/data"
+        self.env["HOME"] = "/dev/null"
+        servers = self.start_servers()
+        picture = self.folder / "picture.jpg"
+        done = self.run_program("download", servers.url + "/media/pictures/7_64x64.jpg", picture)
+        self.assertEqual(done.code, 0, done)
+        self.assertTrue(picture.stat().st_size > 0)
+        albums = self.run_program("--cloud-config", servers.config, "albums", "facebook", "--token", "facebook-token-ada")
+        self.assertEqual(albums.code, 0, albums)
+        refused = self.run_program("whoami", "youtube")
+        self.assertEqual(refused.code, 1, refused)
+        self.assert_one_line(refused.err, "cannot be made")
+
+
+if __name__ == "__main__":
+    unittest.main()
