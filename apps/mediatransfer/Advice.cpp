@@ -4,6 +4,8 @@
 #include "foundation/BsNet/covertToErrorCode.h"
 #include "foundation/KblLogger/LogSinks.h"
 
+#include <utf8.h>
+
 #include <array>
 #include <charconv>
 
@@ -173,7 +175,8 @@ std::string withoutSecrets(const std::string& text) {
   return KBL::maskSecrets(text);
 }
 
-std::string singleLine(const std::string& text, std::size_t limit) {
+std::string singleLine(const std::string& whole, std::size_t limit) {
+  const std::string text = utf8::replace_invalid(whole);
   std::size_t length = text.size();
   if (length > limit) {
     length = limit;

@@ -27,8 +27,8 @@ struct UploadErrorText {
 /// The text with every token-like value masked: a server's reply may stand in an error's message.
 [[nodiscard]] std::string withoutSecrets(const std::string& text);
 
-/// Control characters as blanks and no more than `limit` bytes, cut at a character's end, so that a server's
-/// reply fits one line.
+/// Control characters as blanks, what is no UTF-8 as U+FFFD, and no more than `limit` bytes, cut at a
+/// character's end, so that a server's reply fits one line.
 [[nodiscard]] std::string singleLine(const std::string& text, std::size_t limit = 2000);
 
 }  // namespace host

@@ -22,6 +22,10 @@ TEST(Advice, SaysWhatACodeMeansAndWhatToDoNext) {
       "nobody is signed in (-10021: ema_youtube.1, empty data); sign in with: mediatransfer login youtube");
 }
 
+TEST(Advice, ALineIsTextWhateverItQuotes) {
+  EXPECT_EQ(singleLine("caf\xE9 \xFF!"), "caf\xEF\xBF\xBD \xEF\xBF\xBD!");
+}
+
 TEST(Advice, AnUnknownUserIsNotNobody) {
   EXPECT_EQ(
       explainError(-10021, "ema_youtube.1, uuid empty data", "youtube"),
