@@ -90,17 +90,7 @@ TEST_F(DouyinFlow, CompletingSendsTheLastPartsBytesAndOpeningNone) {
   EXPECT_EQ(sandbox_.requests(Route::douyinUploadComplete).at(0).body, contents_.substr(part));
 }
 
-TEST_F(DouyinFlow, ATransferUploadsAgain) {
-  const auto transfer = makeUploadOf(makeFile(10));
-  transfer->Start();
-  ASSERT_TRUE(waitForFinish());
-  transfer->Command(0, makeUploadJob(makeFile(20, "second.mp4")).get());
-  transfer->Start();
-  ASSERT_TRUE(events_.waitFor(8, 4));
-  EXPECT_EQ(sandbox_.uploads().at(1).receivedSize, 20U);
-}
-
-// --- Limits and files
+// --- Limits
 
 TEST_F(DouyinFlow, AFileOneByteBelowTheLimitIsOpened) {
   const auto refusal = sandbox_.orderFault(Route::douyinUploadInit,
@@ -110,30 +100,6 @@ TEST_F(DouyinFlow, AFileOneByteBelowTheLimitIsOpened) {
   ASSERT_TRUE(events_.waitFor(12));
   EXPECT_THAT(events_.events(), ElementsAre(IsEvent(12, 12, "9,seen")));
   EXPECT_EQ(sandbox_.faultsDelivered(refusal), 1U);
-}
-
-TEST_F(DouyinFlow, AFileOfTheLimitIsRefusedBeforeTheUploadsOwnCallsAndAfterTheChainsFirst) {
-  const std::string path = makeSparseFile(134217728);
-  const auto transfer = makeUploadOf(path);
-  transfer->Start();
-  ASSERT_TRUE(events_.waitFor(12));
-  ASSERT_TRUE(waitForEnds());
-  EXPECT_THAT(events_.events(), ElementsAre(IsEvent(12, 12, "-10026," + path + ", limit 128MB")));
-  EXPECT_THAT(routes(), ElementsAre(Route::clientCredentials, Route::consume));
-}
-
-TEST_F(DouyinFlow, BadFilesAreReportedWithTheirPathAndTheGeneralValue) {
-  const std::string missing = files_.file("missing.mp4");
-  const std::string empty = makeFile(0, "empty.mp4");
-  for (const auto& [path, text] : {std::pair{missing, "-10023," + missing + ", not exist"},
-                                   std::pair{empty, "-10025," + empty + ", empty file"}}) {
-    EventLog events;
-    const auto transfer = makeUpload(events, path, douyin.transfer);
-    transfer->Start();
-    ASSERT_TRUE(events.waitFor(12));
-    EXPECT_THAT(events.events(), ElementsAre(IsEvent(12, 12, text)));
-  }
-  EXPECT_EQ(sandbox_.requestCount(Route::douyinUploadInit), 0U);
 }
 
 // --- Tries

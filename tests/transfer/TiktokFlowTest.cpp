@@ -1,5 +1,4 @@
 // Whole uploads to TikTok through the exports against the sandbox: what arrives, and how each ends.
-#include "transfer/AuthLog.h"
 #include "transfer/UploadFixture.h"
 
 #include <atomic>
@@ -86,66 +85,13 @@ TEST_F(TiktokFlow, TheUsersKeysJoinTheJobsAndReplaceNoneOfThem) {
   EXPECT_EQ(sandbox_.uploads()[0].fileName, "clip.mp4") << "the job's own keys are there still";
 }
 
-TEST_F(TiktokFlow, AnUnknownUserIsToldByTheManagerAndNotByTheTransfer) {
-  AuthLog authLog;
-  (*manager_)->addAuthCallback(&authLog);
-  const auto transfer = makeUploadOf(makeFile(1));
-  const auto job = makeUploadJob(files_.file("clip.mp4"));
-  job->userUuid[0] = 'x';
-  transfer->Command(0, job.get());
-  EXPECT_EQ(transfer->Start(), 0);
-  ASSERT_THAT(authLog.answers(), SizeIs(1));
-  EXPECT_EQ(authLog.answers()[0].infoType, 406);
-  EXPECT_EQ(authLog.answers()[0].code, -10002);
-  EXPECT_THAT(authLog.answers()[0].message, testing::EndsWith(", empty data"));
-  EXPECT_THAT(events_.events(), IsEmpty());
-  EXPECT_THAT(routes(), IsEmpty());
-  (*manager_)->removeAuthCallback(&authLog);
-}
-
-TEST_F(TiktokFlow, ATransferUploadsAgain) {
-  const auto transfer = makeUploadOf(makeFile(10));
-  transfer->Start();
-  ASSERT_TRUE(events_.waitFor(8));
-  transfer->Command(0, makeUploadJob(makeFile(20, "second.mp4")).get());
-  transfer->Start();
-  ASSERT_TRUE(events_.waitFor(8, 2));
-  EXPECT_EQ(sandbox_.uploads().at(1).receivedSize, 20U);
-}
-
-// --- Limits and files
+// --- Limits
 
 TEST_F(TiktokFlow, AFileOneByteBelowTheLimitArrives) {
   const auto transfer = makeUploadOf(makeSparseFile(52428799));
   transfer->Start();
   ASSERT_TRUE(events_.waitFor(8));
   EXPECT_EQ(sandbox_.uploads().at(0).receivedSize, 52428799U);
-}
-
-TEST_F(TiktokFlow, AFileOfTheLimitIsRefusedBeforeTheUploadsOwnCallAndAfterTheChainsFirst) {
-  const std::string path = makeSparseFile(52428800);
-  const auto transfer = makeUploadOf(path);
-  transfer->Start();
-  ASSERT_TRUE(events_.waitFor(12));
-  ASSERT_TRUE(waitForEnds());
-  EXPECT_THAT(events_.events(), ElementsAre(IsEvent(12, 12, "-10026," + path + ", limit 50MB")));
-  EXPECT_THAT(routes(), ElementsAre(Route::clientCredentials, Route::consume));
-}
-
-TEST_F(TiktokFlow, BadFilesAreReportedWithTheirPathAndTheGeneralValue) {
-  const std::string missing = files_.file("missing.mp4");
-  const std::string empty = makeFile(0, "empty.mp4");
-  const std::string directory = files_.path().string();
-  for (const auto& [path, text] : {std::pair{missing, "-10023," + missing + ", not exist"},
-                                   std::pair{directory, "-10024," + directory + ", open failed"},
-                                   std::pair{empty, "-10025," + empty + ", empty file"}}) {
-    EventLog events;
-    const auto transfer = makeUpload(events, path, tiktok.transfer);
-    transfer->Start();
-    ASSERT_TRUE(events.waitFor(12));
-    EXPECT_THAT(events.events(), ElementsAre(IsEvent(12, 12, text)));
-  }
-  EXPECT_EQ(sandbox_.requestCount(Route::tiktokUpload), 0U);
 }
 
 // --- Stops
@@ -229,15 +175,6 @@ TEST_F(TiktokFlow, AnExpiredTokenIsReportedWithTheServicesCode) {
   transfer->Start();
   ASSERT_TRUE(events_.waitFor(12));
   EXPECT_THAT(events_.events().back(), IsEvent(12, 12, "2190008,Access token expired"));
-}
-
-TEST_F(TiktokFlow, AFailedEntitlementIsReportedWithTheGeneralValue) {
-  sandbox_.orderFault(Route::consume, Fault::body(R"({"code":231500,"msg":"no more uploads"})"));
-  const auto transfer = makeUploadOf(makeFile(1));
-  transfer->Start();
-  ASSERT_TRUE(events_.waitFor(12));
-  EXPECT_THAT(events_.events(), ElementsAre(IsEvent(12, 12, "231500,no more uploads")));
-  EXPECT_EQ(sandbox_.requestCount(Route::tiktokUpload), 0U);
 }
 
 TEST_F(TiktokFlow, AServerThatCannotBeReachedIsReported) {

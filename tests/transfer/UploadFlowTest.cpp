@@ -1,6 +1,5 @@
 // Whole uploads through the exports against the sandbox: what arrives, and how each ends for the host.
 #include "boundary/records/ExternlMediaKeys.h"
-#include "transfer/AuthLog.h"
 #include "transfer/UploadFixture.h"
 
 #include <gmock/gmock.h>
@@ -86,16 +85,6 @@ TEST_F(UploadFlow, ASecondRecordLeavesTheRunningUploadAlone) {
   transfer->Start();
   ASSERT_TRUE(events_.waitFor(8));
   EXPECT_EQ(sandbox_.uploads()[0].sha256, sha256(first));
-}
-
-TEST_F(UploadFlow, ATransferUploadsAgain) {
-  const auto transfer = makeUpload(events_, makeFile(10));
-  transfer->Start();
-  ASSERT_TRUE(events_.waitFor(8));
-  transfer->Command(0, makeUploadJob(makeFile(20, "second.mp4")).get());
-  transfer->Start();
-  ASSERT_TRUE(events_.waitFor(8, 2));
-  EXPECT_EQ(sandbox_.uploads().at(1).receivedSize, 20U);
 }
 
 TEST_F(UploadFlow, ATokenThatIsRefreshedBetweenChunksIsUsedFromTheNextOne) {
@@ -287,60 +276,4 @@ TEST_F(UploadFlow, AFileThatShrinksIsAReadError) {
   EXPECT_THAT(events_.events().back(), IsEvent(12, 10, "-10021,read file error"));
 }
 
-TEST_F(UploadFlow, BadFilesAreReportedWithTheirPath) {
-  const std::string missing = files_.file("missing.mp4");
-  const std::string empty = makeFile(0, "empty.mp4");
-  const std::string directory = files_.path().string();
-  for (const auto& [path, text] : {std::pair{missing, "-10023," + missing + ", not exist"},
-                                   std::pair{directory, "-10024," + directory + ", open failed"},
-                                   std::pair{empty, "-10025," + empty + ", empty file"}}) {
-    EventLog events;
-    const auto transfer = makeUpload(events, path);
-    transfer->Start();
-    ASSERT_TRUE(events.waitFor(12));
-    EXPECT_THAT(events.events(), ElementsAre(IsEvent(12, 14, text)));
-  }
-  EXPECT_EQ(sandbox_.requestCount(Route::youtubeUploadOpen), 0U);
-}
-
-TEST_F(UploadFlow, AFailedEntitlementIsReportedAndEndsTheChain) {
-  const auto fault =
-      sandbox_.orderFault(Route::consume, Fault::body(R"({"code":231500,"msg":"no more uploads"})"));
-  const auto transfer = makeUpload(events_, makeFile(1));
-  transfer->Start();
-  ASSERT_TRUE(events_.waitFor(12));
-  EXPECT_THAT(events_.events(), ElementsAre(IsEvent(12, 13, "231500,no more uploads")));
-  EXPECT_EQ(sandbox_.faultsDelivered(fault), 1U);
-  EXPECT_EQ(sandbox_.requestCount(Route::youtubeUploadOpen), 0U);
-}
-
-TEST_F(UploadFlow, FailedCredentialsReachTheHostAsNothingAtAll) {
-  AuthLog authLog;
-  (*manager_)->addAuthCallback(&authLog);
-  const auto fault =
-      sandbox_.orderFault(Route::clientCredentials, Fault::body(R"({"code":7,"msg":"bad secret"})"));
-  const auto transfer = makeUpload(events_, makeFile(1));
-  EXPECT_EQ(transfer->Start(), 0);
-  ASSERT_TRUE(waitForEnds());
-  EXPECT_THAT(events_.events(), IsEmpty());
-  EXPECT_THAT(authLog.answers(), IsEmpty());
-  EXPECT_EQ(sandbox_.faultsDelivered(fault), 1U);
-  (*manager_)->removeAuthCallback(&authLog);
-}
-
-TEST_F(UploadFlow, AnUnknownUserIsToldByTheManagerAndNotByTheTransfer) {
-  AuthLog authLog;
-  (*manager_)->addAuthCallback(&authLog);
-  const auto transfer = makeUpload(events_, makeFile(1));
-  const auto job = makeUploadJob(files_.file("clip.mp4"));
-  job->userUuid[0] = 'x';
-  transfer->Command(0, job.get());
-  EXPECT_EQ(transfer->Start(), 0);
-  ASSERT_THAT(authLog.answers(), SizeIs(1));
-  EXPECT_EQ(authLog.answers()[0].infoType, 406);
-  EXPECT_EQ(authLog.answers()[0].code, -10002);
-  EXPECT_THAT(authLog.answers()[0].message, testing::EndsWith(", empty data"));
-  EXPECT_THAT(events_.events(), IsEmpty());
-  (*manager_)->removeAuthCallback(&authLog);
-}
 }  // namespace
