@@ -119,6 +119,8 @@ void Host::installLog() {
   settings.maxSeverity = options_.verbosity > 1 ? KBL::IBsLogger::debug : KBL::IBsLogger::info;
   settings.console = options_.verbosity > 0;
   settings.file = options_.logFile;
+  // Scripts hand the application's secret back, and the library logs what they return.
+  settings.secrets = {options_.appSecret, options_.token, options_.secret};
   auto logger = KBL::makeLogger(settings);
   if (logger == nullptr) {
     throw Failure(Exit::refused, "the log file '" + options_.logFile + "' cannot be written; give another");

@@ -133,6 +133,17 @@ class Login(Scripted):
         self.assertEqual(result.code, 0, result)
         self.assertIn("takes no --scope and no --platform-id", result.out)
 
+    def test_token_and_secret_stand_in_no_log(self):
+        self.start_services()
+        log = self.folder / "log.txt"
+        reached = location(self.login_address("vimeo"))
+        shown = [self.run_program("-v", "-v", "--log", log, *command).err
+                 for command in (("login", "vimeo", "--redirect-url", reached), ("verify", "vimeo"))]
+        text = log.read_text() + "".join(shown)
+        self.assertIn("mt1.***", text)
+        self.assertNotRegex(text, r"mt1\.[^*]")
+        self.assertNotIn(APP["MEDIATRANSFER_APP_SECRET"], text)
+
     def test_refused_consent(self):
         self.start_services("--consent", "ask")
         for platform in ("instagram", "flickr"):

@@ -55,10 +55,27 @@ std::string printableLine(const std::string& text) {
   return line;
 }
 
+/// The text without the secrets that the host named.
+std::string withoutTexts(std::string text, const std::vector<std::string>& secrets) {
+  for (const std::string& secret : secrets) {
+    std::size_t place = 0;
+    while ((place = text.find(secret, place)) != std::string::npos) {
+      text.replace(place, secret.size(), "***");
+      place += 3;
+    }
+  }
+  return text;
+}
+
 class SinkLogger final : public IBsLogger {
  public:
-  SinkLogger(int maxSeverity, std::vector<spdlog::sink_ptr> sinks)
-      : maxSeverity_(maxSeverity), logger_("mediatransfer", sinks.begin(), sinks.end()) {
+  SinkLogger(const LogSettings& settings, std::vector<spdlog::sink_ptr> sinks)
+      : maxSeverity_(settings.maxSeverity), logger_("mediatransfer", sinks.begin(), sinks.end()) {
+    // What is shorter stands in every other word.
+    constexpr std::size_t shortestSecret = 4;
+    for (const std::string& secret : settings.secrets) {
+      if (secret.size() >= shortestSecret) secrets_.push_back(secret);
+    }
     // Files look the same on every system.
     logger_.set_formatter(
         std::make_unique<spdlog::pattern_formatter>(linePattern, spdlog::pattern_time_type::local, "\n"));
@@ -74,11 +91,12 @@ class SinkLogger final : public IBsLogger {
              const std::string& text) override {
     if (!testSeverity(severity)) return;
     logger_.log(spdlog::source_loc{file, line, function}, levelOf(severity),
-                spdlog::string_view_t(printableLine(maskSecrets(text))));
+                spdlog::string_view_t(printableLine(withoutTexts(maskSecrets(text), secrets_))));
   }
 
  private:
   const int maxSeverity_;
+  std::vector<std::string> secrets_;
   spdlog::logger logger_;
 };
 
@@ -118,7 +136,7 @@ std::shared_ptr<IBsLogger> makeLogger(const LogSettings& settings) {
     std::vector<spdlog::sink_ptr> sinks;
     if (settings.console) sinks.push_back(std::make_shared<spdlog::sinks::stderr_color_sink_mt>());
     if (!settings.file.empty()) sinks.push_back(makeFileSink(settings));
-    return std::make_shared<SinkLogger>(settings.maxSeverity, std::move(sinks));
+    return std::make_shared<SinkLogger>(settings, std::move(sinks));
   } catch (const std::exception&) {
     return nullptr;
   }

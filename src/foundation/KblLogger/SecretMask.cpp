@@ -11,6 +11,9 @@ namespace {
 
 constexpr std::string_view mask = "***";
 
+/// What the stored logins of the script package begin with, in front of a full stop.
+constexpr std::string_view scriptLogin = "mt1";
+
 std::string lowerCase(std::string_view text) {
   std::string lower(text);
   std::transform(lower.begin(), lower.end(), lower.begin(), [](char letter) {
@@ -35,7 +38,7 @@ bool isCode(const std::string& name) {
 
 bool isSecretName(const std::string& name) {
   return isCode(name) || name.ends_with("token") || name.ends_with("secret") || name == "open_id" ||
-         name == "password" || name == "bearer";
+         name.ends_with("verifier") || name == "password" || name == "bearer";
 }
 
 /// A status code is no secret, and one has to see it.
@@ -100,7 +103,10 @@ class SecretMasker {
     while (end < text_.size() && isNameLetter(text_[end])) ++end;
     const std::string name = lowerCase(text_.substr(place_, end - place_));
     copy(end - place_);
-    if (name.ends_with("authorization")) {
+    if (name == scriptLogin && startsWith(".")) {
+      copy(1);
+      maskValue(" \t\r\n\"'\\,;<>&", false);
+    } else if (name.ends_with("authorization")) {
       maskCredentials();
     } else if (name == "bearer" && copyAnyOf(" +")) {
       maskValue(" \t\r\n\"'\\,;<>&", false);

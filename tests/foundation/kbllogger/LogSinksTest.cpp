@@ -79,6 +79,17 @@ TEST(LogSinks, SecretsAreMaskedOnTheirWayOut) {
   EXPECT_NE(text.find("https://h?access_token=*** Bearer *** {\"code\":\"***\"}"), std::string::npos);
 }
 
+TEST(LogSinks, TextsThatTheHostCallsSecretAreMasked) {
+  const TemporaryDirectory directory;
+  LogSettings settings = fileSettings(directory.file("host.log"));
+  settings.secrets = {"hunter2", "abc", ""};
+  const auto logger = makeLogger(settings);
+
+  logger->write(IBsLogger::info, "a.cpp", 1, "f", "py_msg: hunter2, hunter2hunter2; abc stays");
+
+  EXPECT_NE(directory.read("host.log").find("py_msg: ***, ******; abc stays"), std::string::npos);
+}
+
 TEST(LogSinks, OneLineStaysOneLineWithoutControlCharacters) {
   const TemporaryDirectory directory;
   const auto logger = makeLogger(fileSettings(directory.file("host.log")));

@@ -33,6 +33,7 @@ TEST(SecretMask, HidesQueryParameters) {
       {"token=abc", "token=***"},
       {"https://h/cb?state=s&code=4/0AY-x#end", "https://h/cb?state=s&code=***#end"},
       {"client_secret=GOCSPX-1&app_secret=two", "client_secret=***&app_secret=***"},
+      {"oauth_verifier=a&code_verifier=b&x=1", "oauth_verifier=***&code_verifier=***&x=1"},
       {"oauth_token=a&oauth_token_secret=b", "oauth_token=***&oauth_token_secret=***"},
       {"POST body grant_type=x&auth_code=q&open_id=o-1 sent",
        "POST body grant_type=x&auth_code=***&open_id=*** sent"},
@@ -82,6 +83,14 @@ TEST(SecretMask, HidesBearersAndOtherCredentials) {
       {"Proxy-Authorization: Basic dXNlcjpw", "Proxy-Authorization: ***"},
       {"Authorization: OAuth realm=\"x\"", "Authorization: ***\"x\""},
   });
+}
+
+TEST(SecretMask, HidesTheStoredLoginsOfScripts) {
+  expectMasked({
+      {"py_msg: mt1.eNqLVkpLTE5N_ys-PVt", "py_msg: mt1.***"},
+      {"token \"mt1.abc\" given", "token \"mt1.***\" given"},
+  });
+  expectUnchanged({"mt1 alone", "amt1.abc", "mt1.***"});
 }
 
 TEST(SecretMask, LeavesWhatIsMaskedAlready) {
