@@ -4,7 +4,6 @@
 #include <limits>
 
 using namespace KBL;
-using testing::SizeIs;
 
 namespace {
 constexpr int highest = std::numeric_limits<int>::max();
