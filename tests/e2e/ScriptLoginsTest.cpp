@@ -7,7 +7,12 @@
 #include "system/StandardInput.h"
 
 #include <gtest/gtest.h>
+#if defined(_WIN32)
+#include <fcntl.h>
+#include <io.h>
+#else
 #include <unistd.h>
+#endif
 
 #include <array>
 
@@ -103,22 +108,42 @@ TEST(ScriptPath, OptionsChooseTheOtherOne) {
   EXPECT_FALSE(goesThroughScript({"albums", "facebook"}));
 }
 
+#if defined(_WIN32)
+constexpr int standardInput = 0;
+
+int makePipe(std::array<int, 2>& ends) {
+  return ::_pipe(ends.data(), 1 << 17, _O_BINARY);
+}
+
+bool putInto(int pipe, const std::string& text) {
+  return ::_write(pipe, text.data(), static_cast<unsigned>(text.size())) == static_cast<int>(text.size());
+}
+#else
+constexpr int standardInput = STDIN_FILENO;
+
+int makePipe(std::array<int, 2>& ends) {
+  return ::pipe(ends.data());
+}
+
+bool putInto(int pipe, const std::string& text) {
+  return ::write(pipe, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+}
+#endif
+
 // The standard input of this process, replaced by a pipe.
 class StandardInputTest : public testing::Test {
  protected:
-  StandardInputTest() : former_(::dup(STDIN_FILENO)) {
-    EXPECT_EQ(::pipe(pipe_.data()), 0);
-    ::dup2(pipe_[0], STDIN_FILENO);
+  StandardInputTest() : former_(::dup(standardInput)) {
+    EXPECT_EQ(makePipe(pipe_), 0);
+    ::dup2(pipe_[0], standardInput);
     ::close(pipe_[0]);
   }
   ~StandardInputTest() override {
     end();
-    ::dup2(former_, STDIN_FILENO);
+    ::dup2(former_, standardInput);
     ::close(former_);
   }
-  void say(const std::string& text) {
-    EXPECT_EQ(::write(pipe_[1], text.data(), text.size()), static_cast<ssize_t>(text.size()));
-  }
+  void say(const std::string& text) { EXPECT_TRUE(putInto(pipe_[1], text)); }
   void end() {
     if (pipe_[1] >= 0) ::close(pipe_[1]);
     pipe_[1] = -1;

@@ -2,15 +2,21 @@
 // environment it leaves a note that it was loaded.
 #include <cstdlib>
 
+#if defined(_WIN32)
+#define STAND_IN_EXPORT __declspec(dllexport)
+[[maybe_unused]] static const int noted = _putenv_s("STAND_IN_WAS_LOADED", "1");
+#else
+#define STAND_IN_EXPORT __attribute__((visibility("default")))
 [[maybe_unused]] static const int noted = setenv("STAND_IN_WAS_LOADED", "1", 1);
+#endif
 
 extern "C" {
 
-__attribute__((visibility("default"))) int Py_IsInitialized() {
+STAND_IN_EXPORT int Py_IsInitialized() {
   return 0;
 }
 
-__attribute__((visibility("default"))) const char* Py_GetVersion() {
+STAND_IN_EXPORT const char* Py_GetVersion() {
   return STAND_IN_VERSION;
 }
 

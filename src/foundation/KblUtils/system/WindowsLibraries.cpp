@@ -31,7 +31,8 @@ std::string fileNameOf(HMODULE library) {
 }  // namespace
 
 void* openLibrary(const std::string& path, std::string& reason) {
-  const std::filesystem::path file = nativePath(path);
+  // The loader wants the system's own separators.
+  const std::filesystem::path file = nativePath(path).make_preferred();
   // A library with a folder finds what it needs beside itself.
   const DWORD search = file.is_absolute() ? LOAD_WITH_ALTERED_SEARCH_PATH : 0;
   const HMODULE library = LoadLibraryExW(file.c_str(), nullptr, search);
