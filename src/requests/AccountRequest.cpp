@@ -1,7 +1,6 @@
 #include "requests/AccountRequest.h"
 
 #include "authorize/switchboard/ExternlMediaAuthCallbackProxy.h"
-#include "foundation/KblUtils/TimeUtil.h"
 #include "requests/JsonAccess.h"
 
 #include <algorithm>
@@ -28,13 +27,6 @@ int AccountRequest::parseEnvelope(IBsInfoReader*, const std::string& content, IB
   readData(jsonMember(root, "data"));
   parsed_ = true;
   return 1;
-}
-
-std::int64_t AccountRequest::expiryFromNow(std::int64_t expiresIn) {
-  const auto now = static_cast<std::int64_t>(TimeUtil::nowSinceEpoch() / 1000);
-  // A server may send any number; one below the greatest, which reads as an absent key.
-  constexpr std::int64_t latest = std::numeric_limits<std::int64_t>::max() - 1;
-  return expiresIn > latest - now ? latest : expiresIn + now;
 }
 
 void AccountRequest::updateOwner(IBsInfoReader* info) {

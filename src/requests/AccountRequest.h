@@ -17,8 +17,6 @@ class AccountRequest : public ConcreteAuthRequest {
   /// Fills the members out of the member "data" of the envelope; null when the reply has none.
   virtual void readData(const Json::Value& data) = 0;
 
-  /// End of a token that lives `expiresIn` seconds from now, in seconds since the epoch.
-  [[nodiscard]] static std::int64_t expiryFromNow(std::int64_t expiresIn);
   /// Merges `info` into the user's record at the manager.
   void updateOwner(IBsInfoReader* info);
 

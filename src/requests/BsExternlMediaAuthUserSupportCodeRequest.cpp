@@ -28,25 +28,19 @@ _Result BsExternlMediaAuthUserSupportCodeRequest::Request(IBsInfoReader* info, I
 void BsExternlMediaAuthUserSupportCodeRequest::clearMembers() {
   code_.clear();
   callbackUrl_.clear();
-  thirdAccessToken_.clear();
-  refreshToken_.clear();
+  tokens_ = {};
   openId_.clear();
   hasOpenId_ = false;
-  expiresIn_ = 0;
-  expiresTimestamp_ = 0;
   status_ = loginPending;
 }
 
 void BsExternlMediaAuthUserSupportCodeRequest::readData(const Json::Value& data) {
-  expiresIn_ = jsonInt64(data, "expires_in");
-  expiresTimestamp_ = expiryFromNow(expiresIn_);
+  tokens_ = PlatformTokens::readFrom(data);
   code_ = jsonText(data, "code");
   callbackUrl_ = jsonText(data, "callback_url");
   status_ = jsonInt(data, "status");
-  thirdAccessToken_ = jsonText(data, "access_token");
   hasOpenId_ = jsonMember(data, "open_id").isString();
   openId_ = jsonText(data, "open_id");
-  refreshToken_ = jsonText(data, "refresh_token");
 }
 
 int BsExternlMediaAuthUserSupportCodeRequest::handleRequestData(IBsBaseRequest*, IBsInfoReader* info,
@@ -58,12 +52,9 @@ int BsExternlMediaAuthUserSupportCodeRequest::handleRequestData(IBsBaseRequest*,
     // Left unset where the server sent no text, so that the user's record keeps the id that it has.
     if (hasOpenId_) record->setCharKeyConfig(ExternlMediaMixedCharKey::userAccountUid, openId_.c_str());
     record->setIntKeyConfig(ExternlMediaMixedIntKey::status, status_);
-    record->setCharKeyConfig(ExternlMediaMixedCharKey::thirdAccessToken, thirdAccessToken_.c_str());
-    record->setCharKeyConfig(ExternlMediaMixedCharKey::refreshToken, refreshToken_.c_str());
-    record->setIntKeyConfig(ExternlMediaMixedIntKey::expiresIn, expiresIn_);
-    record->setIntKeyConfig(ExternlMediaMixedIntKey::expiresTimestamp, expiresTimestamp_);
+    tokens_.storeIn(*record);
   }
-  if (!thirdAccessToken_.empty()) updateOwner(info);
+  if (!tokens_.accessToken.empty()) updateOwner(info);
   setReplyInfo(shareRef(info));
   return 0;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "requests/AccountRequest.h"
+#include "requests/PlatformTokens.h"
 
 namespace KBL {
 
@@ -26,12 +27,9 @@ class BsExternlMediaAuthUserSupportCodeRequest final : public AccountRequest {
  private:
   std::string code_;
   std::string callbackUrl_;
-  std::string thirdAccessToken_;
-  std::string refreshToken_;
+  PlatformTokens tokens_;
   std::string openId_;
   bool hasOpenId_ = false;
-  std::int64_t expiresIn_ = 0;         // seconds
-  std::int64_t expiresTimestamp_ = 0;  // seconds since the epoch
   std::int32_t status_ = loginPending;
 };
 

@@ -29,29 +29,20 @@ _Result BsExternlMediaAuthUserSupportTokenRequest::Request(IBsInfoReader* info, 
 }
 
 void BsExternlMediaAuthUserSupportTokenRequest::clearMembers() {
-  thirdAccessToken_.clear();
-  refreshToken_.clear();
-  expiresIn_ = 0;
-  expiresTimestamp_ = 0;
+  tokens_ = {};
 }
 
 void BsExternlMediaAuthUserSupportTokenRequest::readData(const Json::Value& data) {
-  expiresIn_ = jsonInt64(data, "expires_in");
-  expiresTimestamp_ = expiryFromNow(expiresIn_);
-  thirdAccessToken_ = jsonText(data, "access_token");
-  refreshToken_ = jsonText(data, "refresh_token");
+  tokens_ = PlatformTokens::readFrom(data);
 }
 
 int BsExternlMediaAuthUserSupportTokenRequest::handleRequestData(IBsBaseRequest*, IBsInfoReader* info,
                                                                  IBsErrorInfo*, NetReply*) {
   if (!parsed_) return 1;
   if (auto* const record = dynamic_cast<BsBaseInfoRW*>(info)) {
-    record->setCharKeyConfig(ExternlMediaMixedCharKey::thirdAccessToken, thirdAccessToken_.c_str());
-    record->setCharKeyConfig(ExternlMediaMixedCharKey::refreshToken, refreshToken_.c_str());
-    record->setIntKeyConfig(ExternlMediaMixedIntKey::expiresIn, expiresIn_);
-    record->setIntKeyConfig(ExternlMediaMixedIntKey::expiresTimestamp, expiresTimestamp_);
+    tokens_.storeIn(*record);
   }
-  if (!thirdAccessToken_.empty()) updateOwner(info);
+  if (!tokens_.accessToken.empty()) updateOwner(info);
   setReplyInfo(shareRef(info));
   return 0;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "requests/AccountRequest.h"
+#include "requests/PlatformTokens.h"
 
 namespace KBL {
 
@@ -18,10 +19,7 @@ class BsExternlMediaAuthUserSupportTokenRequest final : public AccountRequest {
   void readData(const Json::Value& data) override;
 
  private:
-  std::string thirdAccessToken_;
-  std::string refreshToken_;
-  std::int64_t expiresIn_ = 0;         // seconds
-  std::int64_t expiresTimestamp_ = 0;  // seconds since the epoch
+  PlatformTokens tokens_;
 };
 
 }  // namespace KBL
