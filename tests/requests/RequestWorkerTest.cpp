@@ -3,6 +3,7 @@
 #include "requests/NoThreads.h"
 #include "requests/ProbeRequest.h"
 #include "requests/RequestsTest.h"
+#include "support/ReferenceCount.h"
 #include "support/WaitUntil.h"
 
 #include <gmock/gmock.h>
@@ -103,28 +104,18 @@ TEST_F(RequestWorker, TheCallbackRunsOnAnotherThreadWithTheRequestsOwnObjects) {
 TEST_F(RequestWorker, TwoReferencesGoBackHalfASecondLater) {
   run();
   EXPECT_TRUE(time->waitForWaiters(2));
-  EXPECT_EQ(request->AddRef(), 4);  // the test's, the creator's, the start's, and this one
-  request->Release();
+  EXPECT_EQ(referencesTo(*request), 3);  // the test's, the creator's, the start's
 
   time->advance(499);
-  EXPECT_EQ(request->AddRef(), 4);
-  request->Release();
+  EXPECT_EQ(referencesTo(*request), 3);
 
   time->advance(1);
-  EXPECT_TRUE(waitUntil([this] {
-    const int count = request->AddRef();
-    request->Release();
-    return count == 2;
-  }));
+  EXPECT_TRUE(waitUntil([this] { return referencesTo(*request) == 1; }));
 }
 
 TEST_F(RequestWorker, TheInfoIsReleasedAtOnce) {
   run();
-  EXPECT_TRUE(waitUntil([this] {
-    const int count = info->AddRef();
-    info->Release();
-    return count == 2;
-  }));
+  EXPECT_TRUE(waitUntil([this] { return referencesTo(*info) == 1; }));
 }
 
 TEST_F(RequestWorker, TheRequestOutlivesItsWorkerWithoutAnyOtherReference) {
@@ -285,14 +276,9 @@ TEST_F(RequestWorker, DelayReleaseGivesOneReferenceBackWhenItsTimeIsUp) {
   request->delayRelease(70);
   EXPECT_TRUE(time->waitForWaiters(1));
   time->advance(69);
-  EXPECT_EQ(request->AddRef(), 3);
-  request->Release();
+  EXPECT_EQ(referencesTo(*request), 2);
   time->advance(1);
-  EXPECT_TRUE(waitUntil([this] {
-    const int count = request->AddRef();
-    request->Release();
-    return count == 2;
-  }));
+  EXPECT_TRUE(waitUntil([this] { return referencesTo(*request) == 1; }));
 }
 
 #if defined(__GLIBC__)
@@ -300,10 +286,8 @@ TEST_F(RequestWorker, DelayReleaseGivesOneReferenceBackWhenItsTimeIsUp) {
 TEST_F(RequestWorker, WithoutAThreadAStartFailsAndKeepsNoReference) {
   const NoThreads noThreads;
   EXPECT_EQ(request->asyncRequestWithInfo(info.get()), 1);
-  EXPECT_EQ(request->AddRef(), 2);
-  request->Release();
-  EXPECT_EQ(info->AddRef(), 2);
-  info->Release();
+  EXPECT_EQ(referencesTo(*request), 1);
+  EXPECT_EQ(referencesTo(*info), 1);
   EXPECT_EQ(request->isAsyncRequestFinished(), 1);
 }
 
@@ -311,8 +295,7 @@ TEST_F(RequestWorker, WithoutAThreadALateReleaseComesAtOnce) {
   const NoThreads noThreads;
   request->AddRef();
   request->delayRelease(500);
-  EXPECT_EQ(request->AddRef(), 2);
-  request->Release();
+  EXPECT_EQ(referencesTo(*request), 1);
 }
 
 TEST_F(RequestWorker, AWorkerThatCannotMakeSleepersEndsSoundly) {

@@ -1,5 +1,6 @@
 // Runs of a request on a thread of their own.
 #include "foundation/bsnet/BaseRequestFixture.h"
+#include "support/ReferenceCount.h"
 #include "support/WaitUntil.h"
 
 #include <gtest/gtest.h>
@@ -37,10 +38,8 @@ TEST(BaseRequestRun, AsynchronousRunTellsTheCallbacksAndGivesItsReferencesBack) 
 
   EXPECT_EQ(request->isAsyncRequestFinished(), 1);
   EXPECT_EQ(listener.lastInfo, static_cast<KBL::IBsInfoReader*>(param.get()));
-  EXPECT_EQ(request->AddRef(), 2);
-  request->Release();
-  EXPECT_EQ(param->AddRef(), 2);
-  param->Release();
+  EXPECT_EQ(referencesTo(*request), 1);
+  EXPECT_EQ(referencesTo(*param), 1);
 }
 
 TEST(BaseRequestRun, SecondRunDuringARunIsRefused) {

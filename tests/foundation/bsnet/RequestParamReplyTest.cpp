@@ -2,6 +2,7 @@
 #include "foundation/BsNet/NetKeys.h"
 #include "foundation/BsNet/createInfoObject.h"
 #include "foundation/object/CastByName.h"
+#include "support/ReferenceCount.h"
 
 #include <gtest/gtest.h>
 
@@ -46,8 +47,7 @@ TEST(RequestParamReply, HoldsAReferenceOnThePublicInformation) {
     KBL::BsRequestParamReply param;
     param.setPubParam(pubInfo);
     EXPECT_EQ(param.getPubParam(), pubInfo);
-    EXPECT_EQ(record->AddRef(), 3);
-    record->Release();
+    EXPECT_EQ(referencesTo(*record), 2);
   }
   EXPECT_EQ(record->Release(), 0);
 }
