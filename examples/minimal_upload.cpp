@@ -30,6 +30,8 @@ KBL::hostTransferRecord jobFor(const std::string& video) {
   video.copy(job.filePath, sizeof job.filePath - 1);
   std::string("A small host's video").copy(job.title, sizeof job.title - 1);
   std::string("private").copy(job.privacy, sizeof job.privacy - 1);
+  job.useClient = 1;  // the account server is told both numbers as they are
+  job.actionType = 1;
   return job;
 }
 

@@ -23,8 +23,8 @@ extern "C" {
 KBL_TRANSFER_API KBL::IBsExternlMediaAuthorize* getExternlMediaAuthorize(int platform);
 
 /// The manager of a platform, made when there is none; null for a platform outside 0 to 3 or when memory is
-/// short. The call that made
-/// it hands out its one reference, which that caller ends with `Release`; every other call borrows.
+/// short. The call that made it hands out its one reference, which that caller ends with `Release`; every
+/// other call borrows.
 KBL_TRANSFER_API KBL::IBsExternlMediaAuthorize* getOrCreateExternlMediaAuthorize(int platform);
 
 /// A new, empty record of a type of 400 to 406 (see ExternlMediaInfoType) with one reference, which is the
@@ -46,8 +46,8 @@ KBL_TRANSFER_API std::int32_t teardownTransferEnv();
 /// short.
 KBL_TRANSFER_API KBL::IExternlMediaTransfer* createEMTUpTransfer(int transferPlatform);
 
-/// A new download transfer, which lists and downloads a user's media (see ExternlMediaDlTransfer for its
-/// commands and DownloadRecords for what its callbacks bring), with one reference, which is the caller's;
+/// A new download transfer, which lists and downloads a user's media (see IExternlMediaTransfer for its
+/// commands and DownloadRecords.h for what its callbacks bring), with one reference, which is the caller's;
 /// null when memory is short.
 KBL_TRANSFER_API KBL::IExternlMediaTransfer* createEMTDlTransfer();
 

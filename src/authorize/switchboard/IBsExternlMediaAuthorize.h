@@ -43,18 +43,21 @@ class IBsExternlMediaAuthorize : public virtual IDmBaseObj {
   /// Asks the account server whether the client may use the service (record of type 404); exactly one answer
   /// comes by `queryResponse`. resultOk when a request was started.
   virtual _Result toConsume(IBsInfoReader* consumeInfo) = 0;
-  /// Ends running logins; nothing is reported of them any more.
+  /// Ends running logins; nothing is reported of them any more. resultOk.
   virtual _Result cancelLogin() = 0;
   /// Adds a callback that the host owns and keeps alive; it is not counted, and stands in the list once.
+  /// resultFailed for null.
   virtual _Result addAuthCallback(IExternlMediaAuthCallback* callback) = 0;
+  /// Takes it away again, or does nothing when it is not there; a worker may still be inside it. resultFailed
+  /// for null.
   virtual _Result removeAuthCallback(IExternlMediaAuthCallback* callback) = 0;
   /// The platform, a value of ExternlMediaPlatform.
   virtual int platform() = 0;
   /// Copies the platform token of the user (empty or null uuid: the last one) to `buffer`, which must hold
   /// the stored token's full length and a terminator: a token longer than 8192 characters is cut to 8192 and
   /// the rest filled with zero bytes. A token that has no terminator of its own at its length is not given
-  /// one, so the host zero-fills the buffer. Without such a user nothing is written. The token's expiry is
-  /// not tested.
+  /// one, so the host zero-fills the buffer. Without such a user, or with a null buffer, nothing is written
+  /// and the result is resultFailed. The token's expiry is not tested.
   virtual _Result getAccessToken(const char* uuid, char* buffer) = 0;
 
  protected:

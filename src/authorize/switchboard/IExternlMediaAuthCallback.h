@@ -1,5 +1,9 @@
 #pragma once
 
+// What `queryResponse` brings.
+#include "foundation/BsNet/IBsBaseRequest.h"
+#include "foundation/BsNet/IBsErrorInfo.h"
+#include "foundation/BsNet/IBsInfoReader.h"
 #include "foundation/BsNet/IBsRequstCallback.h"
 
 #include <string>
@@ -12,13 +16,13 @@ namespace KBL {
 /// errors of uploads (406).
 class IExternlMediaAuthCallback : public virtual IBsRequstCallback {
  public:
-  /// A request that was told to notify has ended.
+  /// A request that was told to notify has ended. No flow of today tells one to; an empty body will do.
   virtual void onRequestFinished(const std::string& uuid) = 0;
-  /// The address to open in a browser.
+  /// The address to open in a browser. It comes from a server: open nothing but http and https.
   virtual void onLoginUrl(const char* uuid, const char* url) = 0;
   /// The address to show when the login has ended well.
   virtual void onLoginCallbackUrl(const char* uuid, const char* url) = 0;
-  /// The platform token of the user has changed; tokens are secrets.
+  /// The platform token of the user has changed, by a login or a refresh; tokens are secrets.
   virtual void onAccessTokenChanged(const char* uuid, const char* oldToken, const char* newToken) = 0;
 
  protected:

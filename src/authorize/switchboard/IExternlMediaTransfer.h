@@ -6,15 +6,59 @@
 
 namespace KBL {
 
-/// The host's handle to one upload or download job: start, stop, and numbered commands whose arguments are
-/// 64-bit values, read in order as pointers unless a command says otherwise. Results are values of _Result: 0
-/// done, 2 a required pointer is null, 3 no object could serve, 5 unknown command. One thread at a time. Name
-/// for QueryInterfaceByName: "IExternlMediaTransfer".
+/// The host's handle to one upload (`createEMTUpTransfer`) or to listings and downloads
+/// (`createEMTDlTransfer`). Numbered commands take 64-bit arguments, read in order as pointers unless a
+/// command says otherwise: hand over pointers of exactly the type that is named, a null as
+/// `static_cast<void*>(nullptr)`, never a plain 0. One thread at a time, and any event of the transfer's own.
+/// Name for QueryInterfaceByName: "IExternlMediaTransfer".
+///
+/// Results are values of _Result: 0 done, 1 failed, 2 a required pointer is null, 3 no object could serve, 5
+/// unknown command.
+///
+/// Commands of an upload; 2, 5, 6, 8 and 9 serve platforms of scripts alone and do nothing where the
+/// platform's manager exists:
+///
+///    0 job             const hostTransferRecord*, copied
+///    1 event function  TransferCallback
+///    2 share           hostShareRecord*
+///    5 login           const char* address that the browser reached, char* error buffer of 1024 bytes: 0
+///                      accepted, 1 failed and the buffer tells why, 2 not usable
+///    6 token           const char* token as Query 7 gave it, char* error buffer of 1024 bytes: 0, or 1
+///    8 brand           long long 0 or 1; always 0
+///    9 application     const char* key, const char* secret, const char* redirect address
+///   15 context         void*, null allowed
+///
+/// Queries of an upload:
+///
+///    3 login address   char* buffer of 8192 bytes; 2 when there is no address
+///    4 sign out        none: the user who signed in last
+///    7 user            hostAccountRecord* with room behind it; 1 when nobody is signed in
+///   15 context         void**
+///
+/// Commands of a download transfer (records and callbacks: DownloadRecords.h); each stops the job before it
+/// and sets up the next. Texts may not be null, callbacks may. Texts are UTF-8 but for the save path, which
+/// is narrow text of the system:
+///
+///   10 download        const char* address, const char* save path, MediaErrorCallback, MediaProgressCallback
+///   11 Facebook albums const char* token, AlbumCallback, MediaErrorCallback
+///   12 Facebook album  const char* token, const char* album id, MediaCallback, MediaErrorCallback
+///   13 Flickr          const char* key, const char* secret, const char* token pair, MediaCallback,
+///                      MediaErrorCallback
+///   14 Instagram       const char* token, MediaCallback, MediaErrorCallback
+///   15 context         void*, null allowed
+///
+/// Query 15 of a download transfer writes the context to a void** and gives 5 all the same.
 class IExternlMediaTransfer : public virtual IDmBaseObj {
  public:
+  /// Starts the job of the last command and does not wait for it. Upload: 0 handed over, 1 the manager has
+  /// gone, 2 before command 0, 3 nothing can serve the platform. Download: always 4, also when all is well.
   virtual std::int32_t Start() = 0;
+  /// Stops the job. Upload: returns at once, what is still on its way may bring events. Download: waits until
+  /// no callback runs or will run, unless it is called within one; 0.
   virtual std::int32_t Stop() = 0;
+  /// Gives the transfer what the tables above name.
   virtual std::int32_t Command(int command, ...) = 0;
+  /// Asks for what the tables above name.
   virtual std::int32_t Query(int command, ...) = 0;
 
  protected:

@@ -17,8 +17,8 @@ struct hostTransferRecord {
   char category[48];
   char privacy[48];
   char thumbnailPath[1024];
-  std::int32_t useClient;   ///< the account server's client code
-  std::int32_t actionType;  ///< the account server's action code
+  std::int32_t useClient;   ///< the account server's client code, sent as it is, 0 too
+  std::int32_t actionType;  ///< the account server's action code, sent as it is, 0 too
   char userUuid[256];       ///< empty: the user who signed in last
 };
 static_assert(sizeof(hostTransferRecord) == 12136);
@@ -37,9 +37,9 @@ static_assert(offsetof(hostTransferRecord, userUuid) == 11880);
 /// end; the categories alone run on to the end of the host's buffer, which is allocated with room behind the
 /// record for them.
 struct hostAccountRecord {
-  std::int32_t limitSpace;
-  std::int32_t videoHd;
-  std::int32_t videoSd;
+  std::int32_t limitSpace;  ///< free space in MiB, 0 for no limit, of platforms of scripts
+  std::int32_t videoHd;     ///< 0 when the service takes no HD video, of platforms of scripts
+  std::int32_t videoSd;     ///< the same for SD
   char userName[100];
   char appKey[128];
   char appSecret[128];

@@ -8,7 +8,7 @@ namespace KBL {
 
 /// Keys of the public information. Their texts are the names of the HTTP headers that carry the values.
 struct KBL_BSNET_API PubCharKey {
-  static const char* appSecret;  ///< never sent as a header of an account request's public record
+  static const char* appSecret;  ///< a secret that travels as a header, too: use https addresses
   static const char* clientType;
   static const char* clientSn;
   static const char* appKey;

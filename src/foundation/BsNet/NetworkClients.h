@@ -18,7 +18,8 @@ KBL_BSNET_API void setNetworkClientFactory(NetworkClientFactory factory);
 /// A new client from the installed factory; null when it made none.
 KBL_BSNET_API INetworkClient* makeNetworkClient();
 
-/// Settings of the reference client, taken by clients made afterwards. Certificates are always verified.
+/// Settings of the reference client, taken by clients made afterwards; any thread. Certificates are always
+/// verified.
 struct NetSettings {
   std::string extraCaFile;  ///< UTF-8 path of a PEM file with a further certificate authority; empty: none
   std::size_t maxReplyBytes =
