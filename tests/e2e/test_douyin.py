@@ -4,22 +4,19 @@ import time
 import unittest
 
 from harness import HostTest, sha256_of, wait_until
+from limited import LimitedUpload
 
 MIB = 1024 * 1024
 PART = 4 * MIB
-LIMIT_OF_A_VIDEO = 128 * MIB
 # An end that may not be the last word is waited for this long, in place of 35 s.
 SHORT = ("--patience", "8")
 
 
-class DouyinUpload(HostTest):
-    def setUp(self):
-        super().setUp()
-        self.servers = self.start_servers()
-        self.user = self.sign_in(self.servers, "douyin")
-
-    def upload(self, path, *options):
-        return self.run_program(*self.with_servers(self.servers, "upload", "douyin", path, *options))
+class DouyinUpload(LimitedUpload, HostTest):
+    PLATFORM = "douyin"
+    LIMIT = 128 * MIB
+    LIMIT_TEXT = "128MB"
+    FIRST_ROUTE = "douyinUploadInit"
 
     def test_arrives_whole_in_parts(self):
         video = self.video(2 * PART + 1)
@@ -54,31 +51,12 @@ class DouyinUpload(HostTest):
             names = {name.lower() for name, _ in request["headers"]}
             self.assertFalse(names & {"authorization", "access-token"}, request)
 
-    def test_size_limit_from_both_sides(self):
-        too_large = self.sparse_file(LIMIT_OF_A_VIDEO)
-        plain = self.upload(too_large)
-        self.assertEqual(plain.code, 1, plain)
-        self.assert_one_line(plain.err, "too large", "-10026", "limit 128MB", "smaller")
-        begin = time.monotonic()
-        lines = self.upload(too_large, "--json")
-        self.assertLess(time.monotonic() - begin, 30, "nothing more can come: no part was sent")
-        self.assert_ends(lines, 1)
-        self.assertEqual(lines.named("error"),
-                         [{"event": "error", "value": 12, "text": f"-10026,{too_large}, limit 128MB"}])
-        self.assertEqual(self.servers.requests("douyinUploadInit"), [])
-
-        largest = self.sparse_file(LIMIT_OF_A_VIDEO - 1)
+    def test_largest_file(self):
+        largest = self.sparse_file(self.LIMIT - 1)
         self.assert_ends(self.upload(largest, "--json"), 0)
         upload, = self.servers.uploads()
-        self.assertEqual((upload["received_size"], upload["chunks"]), (LIMIT_OF_A_VIDEO - 1, 32))
+        self.assertEqual((upload["received_size"], upload["chunks"]), (self.LIMIT - 1, 32))
         self.assertEqual(upload["sha256"], sha256_of(largest))
-
-    def test_missing_or_empty_file_or_folder(self):
-        for path in (self.folder / "none.mp4", self.sparse_file(0), self.folder):
-            result = self.upload(path)
-            self.assertEqual(result.code, 1, result)
-            self.assert_one_line(result.err, str(path))
-        self.assertEqual(self.servers.requests("consume"), [])
 
     def test_token_that_the_service_forgot_is_not_asked_for(self):
         self.servers.ask("tokens/expire", {})

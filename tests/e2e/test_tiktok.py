@@ -4,19 +4,16 @@ import time
 import unittest
 
 from harness import HostTest, sha256_of, wait_until
+from limited import LimitedUpload
 
 MIB = 1024 * 1024
-LIMIT_OF_A_VIDEO = 50 * MIB
 
 
-class TiktokUpload(HostTest):
-    def setUp(self):
-        super().setUp()
-        self.servers = self.start_servers()
-        self.user = self.sign_in(self.servers, "tiktok")
-
-    def upload(self, path, *options):
-        return self.run_program(*self.with_servers(self.servers, "upload", "tiktok", path, *options))
+class TiktokUpload(LimitedUpload, HostTest):
+    PLATFORM = "tiktok"
+    LIMIT = 50 * MIB
+    LIMIT_TEXT = "50MB"
+    FIRST_ROUTE = "tiktokUpload"
 
     def test_arrives_whole(self):
         video = self.video(5 * MIB + 1, "Ein Vidéo.mp4")
@@ -49,27 +46,10 @@ class TiktokUpload(HostTest):
         self.assertEqual(lines[1], "tiktok takes the video alone: its title and the like are not sent")
         self.assertEqual(lines[-1], "uploaded: " + self.servers.uploads()[0]["media_id"])
 
-    def test_size_limit_from_both_sides(self):
-        too_large = self.sparse_file(LIMIT_OF_A_VIDEO)
-        plain = self.upload(too_large)
-        self.assertEqual(plain.code, 1, plain)
-        self.assert_one_line(plain.err, "too large", "-10026", "limit 50MB", "smaller")
-        lines = self.upload(too_large, "--json")
-        self.assert_ends(lines, 1)
-        self.assertEqual(lines.named("error"),
-                         [{"event": "error", "value": 12, "text": f"-10026,{too_large}, limit 50MB"}])
-        self.assertEqual(self.servers.requests("tiktokUpload"), [])
-
-        largest = self.sparse_file(LIMIT_OF_A_VIDEO - 1)
+    def test_largest_file(self):
+        largest = self.sparse_file(self.LIMIT - 1)
         self.assert_ends(self.upload(largest, "--json"), 0)
         self.assertEqual(self.servers.uploads()[0]["sha256"], sha256_of(largest))
-
-    def test_missing_or_empty_file_or_folder(self):
-        for path in (self.folder / "none.mp4", self.sparse_file(0), self.folder):
-            result = self.upload(path)
-            self.assertEqual(result.code, 1, result)
-            self.assert_one_line(result.err, str(path))
-        self.assertEqual(self.servers.requests("consume"), [])
 
     def test_token_that_the_service_refuses(self):
         self.servers.ask("tokens/expire", {})
