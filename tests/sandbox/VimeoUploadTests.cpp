@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+
 namespace {
 
 using sandbox::Platform;
@@ -170,6 +172,23 @@ TEST_F(VimeoScripts, BytesOfABrokenAppendCount) {
   EXPECT_EQ(offsetOf(link), "1200");
   EXPECT_EQ(append(link, 1200, file.substr(1200)).status, 204);
   EXPECT_EQ(server.uploads()[0].sha256, sha256Of(file));
+}
+
+TEST_F(VimeoScripts, UploadIsLockedWhileAnotherRequestIsAtWork) {
+  const std::string link = openedLink(3000);
+  const RawConnection connection(server.port());
+  connection.send("PATCH " + link +
+                  " HTTP/1.1\r\nHost: x\r\nTus-Resumable: 1.0.0\r\nUpload-Offset: 0\r\nContent-Type: "
+                  "application/offset+octet-stream\r\nContent-Length: 3000\r\n\r\nsome of it");
+
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+  int status = 200;
+  while (status == 200 && std::chrono::steady_clock::now() < end) {
+    status = client.head(link, {{"Tus-Resumable", "1.0.0"}}).status;
+  }
+
+  EXPECT_EQ(status, 423);
+  EXPECT_EQ(append(link, 0, someFile(10)).status, 423);
 }
 
 TEST_F(VimeoScripts, DetailsAreKeptWithTheVideo) {
