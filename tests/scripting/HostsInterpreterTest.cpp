@@ -38,6 +38,7 @@ TEST(HostsOwnInterpreter, IsUsedAndNeitherTakenNorEnded) {
   EXPECT_EQ(api.PyThreadState_GetUnchecked(), state);
   CPythonRunTime::teardown();
 
+  EXPECT_TRUE(log->linesWith("not ended").empty());
   EXPECT_NE(api.Py_IsInitialized(), 0);
   EXPECT_EQ(api.PyThreadState_GetUnchecked(), state);
   EXPECT_EQ(api.PyRun_SimpleStringFlags("assert hosts == threading.get_ident()", nullptr), 0);
@@ -87,6 +88,16 @@ TEST(InterpreterLock, InTheCallersHandDoesNotStopTheLoadOnAnotherThread) {
   EXPECT_EQ(makeObject()->GetLoginURL(), "https://login");
   api.PyGILState_Release(lock);
   loading.join();
+  CPythonRunTime::teardown();
+}
+
+TEST(InterpreterLock, InTheCallersHandComesBackWithoutTheScriptsError) {
+  const auto home = loadedHome("import sys\n" + recorderAnswering("'Logout': sys.exit"));
+  const PythonApi& api = *PythonGate::instance().running();
+  const int lock = api.PyGILState_Ensure();
+  makeObject()->Logout();
+  EXPECT_EQ(api.PyErr_ExceptionMatches(*api.PyExc_SystemExit), 0);
+  api.PyGILState_Release(lock);
   CPythonRunTime::teardown();
 }
 
