@@ -2,12 +2,11 @@
 
 from __future__ import annotations
 
-import json
 from typing import Any, Dict
 
 from .connection import Answer
 from .errors import Refused, TokenInvalid, Transient, UploadError
-from .replies import json_object, required_number, text_member
+from .replies import json_object, object_of, required_number, text_member
 
 # Error numbers of the Graph API.
 TOKEN_ERRORS = frozenset((102, 190))
@@ -72,9 +71,4 @@ def _failure(error: Dict[str, Any], status: int, service: str) -> UploadError:
 
 def _decoded(data: Any) -> Any:
     """The data of an error come as an object or as the text of one."""
-    if not isinstance(data, str):
-        return data
-    try:
-        return json.loads(data)
-    except (ValueError, RecursionError):
-        return None
+    return object_of(data) if isinstance(data, str) else data

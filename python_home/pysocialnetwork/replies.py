@@ -3,19 +3,34 @@
 from __future__ import annotations
 
 import json
-from typing import Any, Dict
+from typing import Any, Dict, Optional
 
 from .connection import Answer
 from .errors import UploadError
 
 
+# A number with more digits is none that a service means, and reading a million of them would stop all of Python.
+MOST_DIGITS = 20
+
+
 def json_object(answer: Answer) -> Dict[str, Any]:
     """The object that the body is; an empty one for anything else."""
     try:
-        value = json.loads(answer.body.decode("utf-8"))
+        return object_of(answer.body.decode("utf-8"))
+    except ValueError:
+        return {}
+
+
+def object_of(text: str) -> Dict[str, Any]:
+    try:
+        value = json.loads(text, parse_int=_integer)
     except (ValueError, RecursionError):
         return {}
     return value if isinstance(value, dict) else {}
+
+
+def _integer(digits: str) -> Optional[int]:
+    return int(digits) if len(digits) <= MOST_DIGITS else None
 
 
 def member(value: Any, *path: str) -> Any:

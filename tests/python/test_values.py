@@ -213,6 +213,15 @@ class Answers(unittest.TestCase):
         for body in (b"", b"[]", b"null", b"{", b"\xff", b"[" * 100000):
             self.assertEqual(replies.json_object(Answer(200, {}, body)), {})
 
+    def test_numbers_without_measure_are_none(self):
+        body = b'{"id": %s, "long": -%s, "name": "x", "size": 12345678901234567890}' % (b"7" * 3000000, b"7" * 21)
+        value = replies.json_object(Answer(200, {}, body))
+        self.assertEqual(value, {"id": None, "long": None, "name": "x", "size": 12345678901234567890})
+
+    def test_texts_that_cannot_be_sent_on_are_none(self):
+        value = replies.json_object(Answer(200, {}, b'{"a": "\\ud83d", "b": "\\ud83d\\ude00"}'))
+        self.assertEqual((replies.text_member(value, "a"), replies.text_member(value, "b")), ("", "\U0001f600"))
+
     def test_members_of_another_kind_count_as_absent(self):
         value = {"a": {"b": 5, "c": [], "d": True, "e": ""}}
         self.assertEqual(replies.text_member(value, "a", "b"), "5")
