@@ -14,6 +14,7 @@ using sandbox::Fault;
 using sandbox::Route;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::SizeIs;
 
 namespace {
 /// More than what a slow server and the system take ahead of a progress event.
