@@ -3,21 +3,19 @@
 
 #include <CLI/CLI.hpp>
 #include <iostream>
-#include <map>
 #include <string>
 
 int main(int argc, char** argv) {
   sandbox::SandboxOptions options;
   std::string configFile;
-  const std::map<std::string, sandbox::Consent> consents{{"auto", sandbox::Consent::automatic},
-                                                         {"ask", sandbox::Consent::ask}};
+  std::string consent = "auto";
 
   CLI::App app("Stand-ins for the account server and every media service on 127.0.0.1");
   app.add_option("--port", options.port, "port to listen on; 0 takes a free one")
       ->check(CLI::Range(0, 65535));
   app.add_option("--state-dir", options.stateDir, "keep users, tokens and finished uploads in this folder");
-  app.add_option("--consent", options.consent, "auto: logins are allowed by themselves; ask: on the page")
-      ->transform(CLI::CheckedTransformer(consents));
+  app.add_option("--consent", consent, "auto: logins are allowed by themselves; ask: on the page")
+      ->check(CLI::IsMember({"auto", "ask"}));
   app.add_option("--config-file", configFile, "write the cloud configuration here instead of printing it");
   app.add_option("--app-secret", options.appSecret, "the application secret to accept; empty accepts any");
   app.add_option("--app-id", options.appId, "the application id of scripted platforms to accept; empty: any");
@@ -32,5 +30,6 @@ int main(int argc, char** argv) {
     // The parser's own codes are not ours: wrong use is 2.
     return app.exit(error) == 0 ? 0 : 2;
   }
+  options.consent = consent == "ask" ? sandbox::Consent::ask : sandbox::Consent::automatic;
   return sandbox::runInForeground(options, configFile, std::cout, std::cerr);
 }

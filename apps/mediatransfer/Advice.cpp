@@ -175,19 +175,19 @@ std::string withoutSecrets(const std::string& text) {
   return KBL::maskSecrets(text);
 }
 
-std::string singleLine(const std::string& whole, std::size_t limit) {
-  const std::string text = utf8::replace_invalid(whole);
-  std::size_t length = text.size();
-  if (length > limit) {
-    length = limit;
-    while (length > 0 && (static_cast<unsigned char>(text[length]) & 0xC0U) == 0x80U) --length;
+std::string singleLine(const std::string& text, std::size_t limit) {
+  std::string line = utf8::replace_invalid(text);
+  const bool isLonger = line.size() > limit;
+  if (isLonger) {
+    std::size_t length = limit;
+    while (length > 0 && (static_cast<unsigned char>(line[length]) & 0xC0U) == 0x80U) --length;
+    line.resize(length);
   }
-  std::string line = text.substr(0, length);
   for (char& c : line) {
     if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = ' ';
   }
   while (line.ends_with(' ')) line.pop_back();
-  return length < text.size() ? line + "..." : line;
+  return isLonger ? line + "..." : line;
 }
 
 }  // namespace host

@@ -146,6 +146,19 @@ class Homes(unittest.TestCase):
         self.assertIn(b"holds other things than a Python home", result.stderr)
         self.assertEqual(os.listdir(self.folder), ["precious"])
 
+    def test_a_path_that_the_library_cannot_hand_on_is_refused(self):
+        for name in ("it's", "back\\slash"):
+            result = make(self.folder / name, "--python", sys.executable)
+            self.assertNotEqual(result.returncode, 0)
+            self.assertIn(b"holds a ' or a backslash", result.stderr)
+            self.assertFalse((self.folder / name).exists())
+
+    def test_a_file_is_no_folder(self):
+        (self.folder / "file").write_text("x")
+        result = make(self.folder / "file", "--python", sys.executable)
+        self.assertNotEqual(result.returncode, 0)
+        self.assertIn(b"is no folder", result.stderr)
+
     def test_interpreters_that_cannot_serve_are_told(self):
         result = make(self.folder / "home", "--python", "/nowhere/python")
         self.assertNotEqual(result.returncode, 0)
