@@ -93,6 +93,22 @@ class Troubles(ServicesCase):
                         self.assertEqual(len(host.closing()), 1)
                         self.assertNotIn("unexpected", end.text)
 
+    def test_a_session_that_the_service_gave_up_is_replaced(self):
+        for code in (404, 410):
+            order = self.order("youtubeUploadChunk", "status", nth=2, code=code)
+            end, host, content = self.upload(self.signed_in("youtube"), 9 << 20)
+            self.assertEqual(self.delivered(order), 1)
+            self.assert_finished(end, host, content)
+
+    def test_a_publication_whose_answer_is_lost_is_not_repeated(self):
+        uploader = self.signed_in("instagram")
+        order = self.order("instagramPublish", "resetAnswerAfter", bytes=0)
+        end, host, content = self.upload(uploader, 5000)
+        self.assertEqual(self.delivered(order), 1)
+        self.assertEqual((end.code, host.closing()), (FINISHED, [end]), end.text)
+        self.assertEqual(end.text, "https://www.instagram.com/" + uploader.GetUserName())
+        self.assertEqual(len(self.stored(content)), 1)
+
     def test_a_stop_ends_a_stalled_upload_promptly(self):
         for platform in PLATFORMS:
             with self.subTest(platform), support.video_file(40000000) as (path, _):

@@ -132,6 +132,12 @@ class Retries(WireCase):
         self.assertEqual(asked, 7.0)
         self.assertTrue(1.5 <= third <= 3.0 and 1.5 <= fourth <= 3.0, (third, fourth))
 
+    def test_the_end_of_a_limit_is_waited_for(self):
+        limited = Reply(429, b"", {"X-RateLimit-Reset": str(int(time.time()) + 40)})
+        with Server(in_turn(limited, Reply(200))) as server, PatientlessWire(RetryPolicy()) as wire:
+            wire.run(lambda: wire.exchange("GET", server.url))
+        self.assertTrue(20 < wire.stop.pauses[0] <= 41, wire.stop.pauses)
+
     def test_a_service_that_asks_for_too_much_is_given_up(self):
         replies = in_turn(Reply(503, b"", {"Retry-After": "86400"}), Reply(200))
         with Server(replies) as server, PatientlessWire(RetryPolicy()) as wire:
