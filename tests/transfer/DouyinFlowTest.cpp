@@ -165,10 +165,7 @@ TEST_F(DouyinFlow, AStopBetweenPartsIsCompletedAndReportedAsFinished) {
 }
 
 TEST_F(DouyinFlow, AStopBeforeTheFirstPartIsReportedWithTheCompletionsError) {
-  const auto stall = sandbox_.orderFault(Route::douyinUploadInit, Fault::stallAnswerAfter(0));
-  const auto transfer = makeUploadOf(makeFile(10));
-  transfer->Start();
-  ASSERT_TRUE(sandbox_.waitForFaults(stall, 1, generousLimit));
+  const auto transfer = startStalledUpload(Route::douyinUploadInit, 10, Fault::stallAnswerAfter(0));
   transfer->Stop();
   sandbox_.releaseStalls();
   ASSERT_TRUE(events_.waitFor(12, 2));
@@ -179,10 +176,7 @@ TEST_F(DouyinFlow, AStopBeforeTheFirstPartIsReportedWithTheCompletionsError) {
 }
 
 TEST_F(DouyinFlow, APartInFlightIsNotInterrupted) {
-  const auto stall = sandbox_.orderFault(Route::douyinUploadPart, Fault::stall());
-  const auto transfer = makeUploadOf(makeFile(10));
-  transfer->Start();
-  ASSERT_TRUE(sandbox_.waitForFaults(stall, 1, generousLimit));
+  const auto transfer = startStalledUpload(Route::douyinUploadPart, 10);
   transfer->Stop();
   EXPECT_THAT(events_.events(), IsEmpty());
   EXPECT_EQ(sandbox_.requestCount(Route::douyinUploadComplete), 0U);
@@ -192,10 +186,7 @@ TEST_F(DouyinFlow, APartInFlightIsNotInterrupted) {
 }
 
 TEST_F(DouyinFlow, AManagerReleasedDuringTheUploadSilencesTheClosingDelivery) {
-  const auto stall = sandbox_.orderFault(Route::douyinUploadPart, Fault::stall());
-  const auto transfer = makeUploadOf(makeFile(3 * part));
-  transfer->Start();
-  ASSERT_TRUE(sandbox_.waitForFaults(stall, 1, generousLimit));
+  const auto transfer = startStalledUpload(Route::douyinUploadPart, 3 * part);
   manager_->release();
   sandbox_.releaseStalls();
   ASSERT_TRUE(waitForEnds());

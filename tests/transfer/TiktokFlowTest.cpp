@@ -115,20 +115,14 @@ TEST_F(TiktokFlow, AStopWhileBytesFlowIsAnErrorEventWithTheClientsCodeAndText) {
 }
 
 TEST_F(TiktokFlow, AStopWhileTheServerStallsEndsTheTransferToo) {
-  const auto stall = sandbox_.orderFault(Route::tiktokUpload, Fault::stall());
-  const auto transfer = makeUploadOf(makeFile(3));
-  transfer->Start();
-  ASSERT_TRUE(sandbox_.waitForFaults(stall, 1, generousLimit));
+  const auto transfer = startStalledUpload(Route::tiktokUpload, 3);
   transfer->Stop();
   ASSERT_TRUE(events_.waitFor(12));
   EXPECT_THAT(events_.events().back(), IsEvent(12, 12, "-10007,User cancelled!"));
 }
 
 TEST_F(TiktokFlow, AStopBeforeTheUploadsOwnCallEndsItAtItsFirstCallback) {
-  const auto stall = sandbox_.orderFault(Route::consume, Fault::stallAnswerAfter(0));
-  const auto transfer = makeUploadOf(makeFile(5000000));
-  transfer->Start();
-  ASSERT_TRUE(sandbox_.waitForFaults(stall, 1, generousLimit));
+  const auto transfer = startStalledUpload(Route::consume, 5000000, Fault::stallAnswerAfter(0));
   transfer->Stop();
   sandbox_.releaseStalls();
   ASSERT_TRUE(events_.waitFor(12));
@@ -137,10 +131,7 @@ TEST_F(TiktokFlow, AStopBeforeTheUploadsOwnCallEndsItAtItsFirstCallback) {
 }
 
 TEST_F(TiktokFlow, ATransferThatWasStoppedUploadsAgain) {
-  const auto stall = sandbox_.orderFault(Route::tiktokUpload, Fault::stall());
-  const auto transfer = makeUploadOf(makeFile(10));
-  transfer->Start();
-  ASSERT_TRUE(sandbox_.waitForFaults(stall, 1, generousLimit));
+  const auto transfer = startStalledUpload(Route::tiktokUpload, 10);
   transfer->Stop();
   ASSERT_TRUE(events_.waitFor(12));
   transfer->Start();
@@ -148,20 +139,14 @@ TEST_F(TiktokFlow, ATransferThatWasStoppedUploadsAgain) {
 }
 
 TEST_F(TiktokFlow, AManagerReleasedDuringTheTransferEndsItInSilence) {
-  const auto stall = sandbox_.orderFault(Route::tiktokUpload, Fault::stall());
-  const auto transfer = makeUploadOf(makeFile(3));
-  transfer->Start();
-  ASSERT_TRUE(sandbox_.waitForFaults(stall, 1, generousLimit));
+  const auto transfer = startStalledUpload(Route::tiktokUpload, 3);
   manager_->release();
   ASSERT_TRUE(waitForEnds());
   EXPECT_EQ(events_.count(8) + events_.count(12), 0U);
 }
 
 TEST_F(TiktokFlow, ATransferReleasedDuringItsUploadEndsIt) {
-  const auto stall = sandbox_.orderFault(Route::tiktokUpload, Fault::stall());
-  auto transfer = makeUploadOf(makeFile(3));
-  transfer->Start();
-  ASSERT_TRUE(sandbox_.waitForFaults(stall, 1, generousLimit));
+  auto transfer = startStalledUpload(Route::tiktokUpload, 3);
   transfer.reset();
   ASSERT_TRUE(waitForEnds());
   EXPECT_EQ(events_.count(8) + events_.count(12), 0U);

@@ -72,6 +72,15 @@ class UploadFixture : public testing::Test {
   KBL::RefPtr<KBL::IExternlMediaTransfer> makeUploadOf(const std::string& path) {
     return makeUpload(events_, path, platform_.transfer);
   }
+  /// An upload of a file of that size, which has come as far as a call of `route` that stalls.
+  KBL::RefPtr<KBL::IExternlMediaTransfer> startStalledUpload(
+      sandbox::Route route, std::uint64_t size, const sandbox::Fault& fault = sandbox::Fault::stall()) {
+    const auto stall = sandbox_.orderFault(route, fault);
+    auto transfer = makeUploadOf(makeFile(size));
+    transfer->Start();
+    EXPECT_TRUE(sandbox_.waitForFaults(stall, 1, generousLimit));
+    return transfer;
+  }
 
   /// A file of that size whose bytes tell their place.
   std::string makeFile(std::uint64_t size, const std::string& name = "clip.mp4") {
