@@ -131,7 +131,7 @@ void Host::installLog() {
 void Host::openFolders() {
   makePrivateFolder(folders_.cache);
   KBL::setKeyStore(KBL::makeFileKeyStore(folders_.key));
-  loginFile_.emplace(folders_, loginFileName(options_));
+  loginFile_ = std::make_unique<LoginFile>(folders_, loginFileName(options_));
   loginFile_->requireReadable();
   // All others store what becomes of the login, and a renewed token that is lost is a lost login.
   if (options_.command != Command::whoami) loginFile_->requireWritable();

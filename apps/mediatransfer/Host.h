@@ -84,7 +84,7 @@ class Host {
   const Options& options_;
   Report& report_;
   DataFolders folders_;
-  std::optional<LoginFile> loginFile_;  ///< for commands with a platform
+  std::unique_ptr<LoginFile> loginFile_;  ///< null for commands without a platform
   std::unique_ptr<sandbox::Sandbox> sandbox_;
   std::unique_ptr<sandbox::ScriptServicesFile> scriptServices_;
   KBL::RefPtr<KBL::IBsExternlMediaAuthorize> manager_;

@@ -31,9 +31,13 @@ class Search {
       return resolve(std::move(library), "the process's own interpreter");
     }
     const std::string named = Environment::variable(pythonLibraryVariable);
-    const PythonApi* api = named.empty() ? nullptr : at(named);
-    if (api == nullptr) api = underHome(home);
+    if (const PythonApi* const api = named.empty() ? nullptr : at(named)) return api;
+    const std::string passedOver = tried_;
+    const PythonApi* api = underHome(home);
     if (api == nullptr) api = byUsualNames();
+    if (api != nullptr && !passedOver.empty()) {
+      KBL_LOG_AS(warning, "KBL::findPython", "python runtime of the variable is passed over: " << passedOver);
+    }
     return api;
   }
 

@@ -100,7 +100,11 @@ TEST_P(PythonVariable, ThatNamesNoInterpreterIsPassedOver) {
   fs::create_symlink(testedPython().library,
                      home.path() + fs::path(testedPython().library).filename().string());
   setenv(pythonLibraryVariable, GetParam().second(directory).c_str(), 1);
+  const ScopedRecordingLogger log;
   expectTheTestedPython(home);
+  const auto told = log->linesWith("python runtime of the variable is passed over: ");
+  ASSERT_EQ(told.size(), 1u);
+  EXPECT_EQ(told.front().severity, KBL::IBsLogger::warning);
 }
 
 INSTANTIATE_TEST_SUITE_P(
