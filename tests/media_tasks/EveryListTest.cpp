@@ -331,7 +331,7 @@ TEST_P(EveryList, RunsBesideOthersOnItsOwn) {
   std::vector<Task> tasks;
   for (MediaHost& each : own) tasks.push_back(makeTask(each));
   for (const Task& task : tasks) task->Start(nullptr);
-  for (MediaHost& each : own) {
+  for (const MediaHost& each : own) {
     ASSERT_TRUE(each.waitForCalls(3));
     EXPECT_THAT(each.threads(), SizeIs(1));
   }
