@@ -63,7 +63,10 @@ TEST_F(UploadDispatch, TheCallerHearsOfARequestBeforeTheNextOneIsStarted) {
   };
   upload(1);
   ASSERT_TRUE(runUntil([&] { return requestsAlive() == 0; }));
-  EXPECT_EQ(startedWhenHeard, (std::vector<std::size_t>{0, 1, 2}));
+  ASSERT_EQ(startedWhenHeard.size(), 3U);
+  // The line follows the start of a request that may be quicker, so that one can be missing, but none too
+  // many.
+  for (std::size_t place = 0; place < 3; ++place) EXPECT_LE(startedWhenHeard[place], place);
 }
 
 TEST_F(UploadDispatch, WithoutConsumeTheEntitlementIsNotAsked) {

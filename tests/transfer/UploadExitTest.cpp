@@ -11,6 +11,15 @@ std::string quoted(const std::string& text) {
   return "\"" + text + "\"";
 }
 
+/// The command as the system's shell takes it: the one of Windows drops the outermost quotes.
+std::string forShell(const std::string& command) {
+#if defined(_WIN32)
+  return quoted(command);
+#else
+  return command;
+#endif
+}
+
 TEST_P(ExitingHost, EndsCleanly) {
   const std::string config = files_.write("cloud.json", sandbox_.cloudConfigJson());
   const std::string file = makeFile(3 * chunk);
@@ -23,7 +32,7 @@ TEST_P(ExitingHost, EndsCleanly) {
                                 quoted(output) + " 2>&1";
     const auto begin = std::chrono::steady_clock::now();
     // NOLINTNEXTLINE(cert-env33-c): the program is ours, and its arguments are the test's own
-    EXPECT_EQ(std::system(command.c_str()), 0) << files_.read("output.txt");
+    EXPECT_EQ(std::system(forShell(command).c_str()), 0) << files_.read("output.txt");
     EXPECT_EQ(files_.read("output.txt"), "");
     EXPECT_LT(std::chrono::steady_clock::now() - begin, generousLimit);
   }
