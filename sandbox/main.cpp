@@ -11,6 +11,7 @@ int main(int argc, char** argv) {
   std::string consent = "auto";
 
   CLI::App app("Stand-ins for the account server and every media service on 127.0.0.1");
+  app.allow_windows_style_options(false);
   app.add_option("--port", options.port, "port to listen on; 0 takes a free one")
       ->check(CLI::Range(0, 65535));
   app.add_option("--state-dir", options.stateDir, "keep users, tokens and finished uploads in this folder");

@@ -39,6 +39,8 @@ bool takesPlatform(Command command) {
 class Parser {
  public:
   Parser() {
+    // A path may start with a slash on every system.
+    app_.allow_windows_style_options(false);
     app_.require_subcommand(1);
     app_.fallthrough();
     app_.get_formatter()->label("SUBCOMMAND", "COMMAND");

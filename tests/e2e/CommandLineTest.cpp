@@ -68,6 +68,12 @@ TEST(CommandLine, MediaCommandsTakeTheirOptions) {
   EXPECT_EQ(options.album, "7");
 }
 
+TEST(CommandLine, PathsMayStartWithASlash) {
+  const Options options = parsed({"--sandbox", "download", "/media/1.jpg", "//server/share/1.jpg"});
+  EXPECT_EQ(options.url, "/media/1.jpg");
+  EXPECT_EQ(options.file, "//server/share/1.jpg");
+}
+
 TEST(CommandLine, EveryPlatformHasItsNumbers) {
   EXPECT_EQ(findPlatform("youtube")->transferPlatform, 1);
   EXPECT_EQ(findPlatform("youtube")->manager, 0);
