@@ -108,7 +108,8 @@ class Login(Scripted):
     def test_address_that_is_no_text(self):
         self.start_services()
         self.login_address("twitch")
-        result = self.run_program("login", "twitch", "--redirect-url", b"http://localhost/\xff".decode("utf-8", "surrogateescape"))
+        address = b"http://localhost/\xff".decode("utf-8", "surrogateescape")
+        result = self.run_program("login", "twitch", "--redirect-url", address)
         self.assertEqual(result.code, 1, result)
         self.assert_one_line(result.err, "redirect address")
 

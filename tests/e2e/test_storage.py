@@ -116,7 +116,8 @@ class Storage(HostTest):
         done = self.run_program("download", servers.url + "/media/pictures/7_64x64.jpg", picture)
         self.assertEqual(done.code, 0, done)
         self.assertTrue(picture.stat().st_size > 0)
-        albums = self.run_program("--cloud-config", servers.config, "albums", "facebook", "--token", "facebook-token-ada")
+        albums = self.run_program("--cloud-config", servers.config, "albums", "facebook",
+                                  "--token", "facebook-token-ada")
         self.assertEqual(albums.code, 0, albums)
         refused = self.run_program("whoami", "youtube")
         self.assertEqual(refused.code, 1, refused)

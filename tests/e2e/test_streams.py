@@ -51,7 +51,8 @@ class Streams(HostTest):
         # Without care the first file that is opened gets the number of the closed stream, and all that is printed.
         closing = 'exec "$0" "$@" <&- >&- 2>&-'
         for command in (("login", "youtube"), ("upload", "youtube", self.video()), ("whoami", "youtube")):
-            done = subprocess.run(["/bin/sh", "-c", closing, str(BIN / "mediatransfer"), "--sandbox", *map(str, command)],
+            program = [str(BIN / "mediatransfer"), "--sandbox", *map(str, command)]
+            done = subprocess.run(["/bin/sh", "-c", closing, *program],
                                   env=self.env, timeout=LIMIT, check=False)
             self.assertEqual(done.returncode, 0, command)
         self.assertEqual(self.run_program("whoami", "youtube").code, 0)

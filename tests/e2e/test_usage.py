@@ -100,7 +100,8 @@ class Usage(HostTest):
         self.refuse(2, "--sandbox", "login", "youtube", "--script", "--manager")
 
     def test_a_redirect_address_is_for_scripts_alone(self):
-        self.refuse(2, "--sandbox", "login", "youtube", "--redirect-url", "http://x", parts=("--redirect-url", "youtube"))
+        self.refuse(2, "--sandbox", "login", "youtube", "--redirect-url", "http://x",
+                    parts=("--redirect-url", "youtube"))
 
     def test_a_python_home_that_cannot_be_handed_on(self):
         home = self.folder / "it's"
