@@ -225,13 +225,13 @@ class Parser {
 
   /// The parser's reason, said for people.
   [[nodiscard]] std::string explain(const CLI::ParseError& error) const {
-    const std::string reason = error.what();
+    std::string reason = error.what();
     if (reason.find(" required ") != std::string::npos && reason.ends_with(" missing")) {
       return reason.substr(0, reason.find(':')) + " needs a value";
     }
     const bool isStrange = dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr;
     if (!isStrange && dynamic_cast<const CLI::RequiredError*>(&error) == nullptr) return reason;
-    const std::string strange = strangeArgument();
+    std::string strange = strangeArgument();
     if (!strange.empty()) return strange;
     return calledCommand().empty() ? "no command is given" : reason;
   }
