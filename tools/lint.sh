@@ -5,11 +5,13 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-# The script package and what belongs to it.
+# The script package, the tests and the tools that are written in Python.
 lint_python() {
-  black --quiet --check --diff python_home tests/python tools/make_python_home
+  local files
+  mapfile -t files < <(git ls-files '*.py' tools/make_python_home)
+  black --quiet --check --diff "${files[@]}"
   (cd python_home && mypy --config-file ../pyproject.toml --no-error-summary pysocialnetwork pythondlls/authupload.py)
-  pyflakes3 python_home tests/python tools/make_python_home
+  pyflakes3 "${files[@]}"
 }
 
 tools/setup.sh test lint

@@ -107,8 +107,7 @@ class Running:
     """A program that goes on while the test looks at it."""
 
     def __init__(self, command, env, stdin=subprocess.DEVNULL):
-        self.process = subprocess.Popen(
-            command, stdin=stdin, stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=env)
+        self.process = subprocess.Popen(command, stdin=stdin, stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=env)
         self.out = Lines(self.process.stdout)
         self.err = Lines(self.process.stderr)
 
@@ -116,6 +115,7 @@ class Running:
         def fits(line):
             event = json.loads(line)
             return event["event"] == name and all(event.get(key) == value for key, value in members.items())
+
         return json.loads(self.out.wait_for(fits, f"event {name} {members}"))
 
     def say(self, line):
@@ -143,8 +143,7 @@ class Servers:
 
     def __init__(self, folder, env, *options):
         self.config = folder / "cloud-config.json"
-        self.running = Running(
-            [str(BIN / "mediatransfer_sandbox"), "--config-file", str(self.config), *options], env)
+        self.running = Running([str(BIN / "mediatransfer_sandbox"), "--config-file", str(self.config), *options], env)
         line = self.running.out.wait_for(lambda text: "listening on http" in text, "the address")
         self.url = line.split("listening on ")[1].strip()
         line = self.running.out.wait_for(lambda text: "script services: " in text, "the scripts' services")
@@ -183,9 +182,12 @@ class HostTest(unittest.TestCase):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="mediatransfer-e2e-"))
         self.addCleanup(shutil.rmtree, self.folder, ignore_errors=True)
         self.env = {
-            key: value for key, value in os.environ.items()
-            if not key.startswith("MEDIATRANSFER_") and not key.lower().endswith("_proxy")
-            and key not in ("DISPLAY", "WAYLAND_DISPLAY")}
+            key: value
+            for key, value in os.environ.items()
+            if not key.startswith("MEDIATRANSFER_")
+            and not key.lower().endswith("_proxy")
+            and key not in ("DISPLAY", "WAYLAND_DISPLAY")
+        }
         self.env["HOME"] = str(self.folder)
         self.env["XDG_DATA_HOME"] = str(self.folder / "data")
         self.env["TMPDIR"] = str(self.folder)
@@ -194,8 +196,14 @@ class HostTest(unittest.TestCase):
         return [str(BIN / "mediatransfer"), *[str(argument) for argument in arguments]]
 
     def run_program(self, *arguments, env=None):
-        done = subprocess.run(self.command(*arguments), stdin=subprocess.DEVNULL, capture_output=True,
-                              env={**self.env, **(env or {})}, timeout=LIMIT + 60, check=False)
+        done = subprocess.run(
+            self.command(*arguments),
+            stdin=subprocess.DEVNULL,
+            capture_output=True,
+            env={**self.env, **(env or {})},
+            timeout=LIMIT + 60,
+            check=False,
+        )
         return Result(done.returncode, done.stdout.decode("utf-8"), done.stderr.decode("utf-8"))
 
     def start_program(self, *arguments, stdin=subprocess.DEVNULL):

@@ -23,8 +23,10 @@ class LimitedUpload:
         lines = self.upload(too_large, "--json")
         self.assertLess(time.monotonic() - begin, 30, "nothing more can come: no part was sent")
         self.assert_ends(lines, 1)
-        self.assertEqual(lines.named("error"),
-                         [{"event": "error", "value": 12, "text": f"-10026,{too_large}, limit {self.LIMIT_TEXT}"}])
+        self.assertEqual(
+            lines.named("error"),
+            [{"event": "error", "value": 12, "text": f"-10026,{too_large}, limit {self.LIMIT_TEXT}"}],
+        )
         self.assertEqual(self.servers.requests(self.FIRST_ROUTE), [])
 
     def test_missing_or_empty_file_or_folder(self):

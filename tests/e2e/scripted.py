@@ -14,8 +14,11 @@ from harness import HostTest
 
 MIB = 1024 * 1024
 TOOLS = pathlib.Path(__file__).resolve().parents[2] / "tools"
-APP = {"MEDIATRANSFER_APP_ID": "sandbox-app-id", "MEDIATRANSFER_APP_SECRET": "sandbox-app-secret",
-       "MEDIATRANSFER_APP_REDIRECT": "http://localhost/mediatransfer/signed-in"}
+APP = {
+    "MEDIATRANSFER_APP_ID": "sandbox-app-id",
+    "MEDIATRANSFER_APP_SECRET": "sandbox-app-secret",
+    "MEDIATRANSFER_APP_REDIRECT": "http://localhost/mediatransfer/signed-in",
+}
 # Platform, and the options of its login and its upload.
 PLATFORMS = (("facebook",), ("vimeo",), ("flickr",), ("instagram",), ("twitch",), ("youtube", "--script"))
 HOME = None

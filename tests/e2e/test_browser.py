@@ -13,8 +13,9 @@ class Consent(HostTest):
         self.addCleanup(self.browser.close)
 
     def start_login(self, *options):
-        running = self.start_program("--sandbox", "--consent", "ask", "--json", "login", "youtube", "--no-browser",
-                                     *options)
+        running = self.start_program(
+            "--sandbox", "--consent", "ask", "--json", "login", "youtube", "--no-browser", *options
+        )
         self.browser.open(running.wait_for_event("login_url")["url"])
         return running
 

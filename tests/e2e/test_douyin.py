@@ -23,18 +23,25 @@ class DouyinUpload(LimitedUpload, HostTest):
         result = self.upload(video, "--json", "--user", self.user)
         self.assert_ends(result, 0)
 
-        upload, = self.servers.uploads()
+        (upload,) = self.servers.uploads()
         self.assertEqual((upload["service"], upload["complete"], upload["chunks"]), ("douyin", True, 3))
         self.assertEqual(upload["sha256"], sha256_of(video))
-        self.assertEqual([len(self.servers.requests(route)) for route in
-                          ("douyinUploadInit", "douyinUploadPart", "douyinUploadComplete")], [1, 3, 1])
+        self.assertEqual(
+            [
+                len(self.servers.requests(route))
+                for route in ("douyinUploadInit", "douyinUploadPart", "douyinUploadComplete")
+            ],
+            [1, 3, 1],
+        )
 
     def test_tells_its_end_twice(self):
         result = self.upload(self.video(3 * PART), "--json")
         self.assert_ends(result, 0)
         end = [("progress", 100), ("progress", 100), ("finished", "")]
-        self.assertEqual([(event["event"], event.get("value", event.get("text"))) for event in result.events[2:-1]],
-                         [("progress", 32), ("progress", 65), ("progress", 99), *end, *end])
+        self.assertEqual(
+            [(event["event"], event.get("value", event.get("text"))) for event in result.events[2:-1]],
+            [("progress", 32), ("progress", 65), ("progress", 99), *end, *end],
+        )
 
     def test_for_people(self):
         result = self.upload(self.video(), "--tags", "a,b")
@@ -46,7 +53,7 @@ class DouyinUpload(LimitedUpload, HostTest):
     def test_sends_no_token(self):
         self.assert_ends(self.upload(self.video(), "--json"), 0)
         for route in ("douyinUploadInit", "douyinUploadPart", "douyinUploadComplete"):
-            request, = self.servers.requests(route)
+            (request,) = self.servers.requests(route)
             self.assertNotIn("token", request["target"])
             names = {name.lower() for name, _ in request["headers"]}
             self.assertFalse(names & {"authorization", "access-token"}, request)
@@ -54,7 +61,7 @@ class DouyinUpload(LimitedUpload, HostTest):
     def test_largest_file(self):
         largest = self.sparse_file(self.LIMIT - 1)
         self.assert_ends(self.upload(largest, "--json"), 0)
-        upload, = self.servers.uploads()
+        (upload,) = self.servers.uploads()
         self.assertEqual((upload["received_size"], upload["chunks"]), (self.LIMIT - 1, 32))
         self.assertEqual(upload["sha256"], sha256_of(largest))
 
@@ -72,14 +79,19 @@ class DouyinUpload(LimitedUpload, HostTest):
             result = self.upload(self.video(), "--json")
             self.assertLess(time.monotonic() - begin, 30)
             self.assert_ends(result, 1)
-            error, = result.named("error")
+            (error,) = result.named("error")
             self.assertTrue(error["text"].startswith(code + ","), result)
             self.assertEqual(self.servers.delivered(fault), 1)
         self.assertEqual(self.servers.requests("douyinUploadPart"), [])
 
     def test_faults_of_the_opening(self):
-        for kind, members in (("closeAtOnce", {}), ("truncatedBody", {"bytes": 10}), ("brokenJson", {}),
-                              ("status", {"code": 503, "text": "busy"}), ("status", {"code": 200, "text": "[]"})):
+        for kind, members in (
+            ("closeAtOnce", {}),
+            ("truncatedBody", {"bytes": 10}),
+            ("brokenJson", {}),
+            ("status", {"code": 503, "text": "busy"}),
+            ("status", {"code": 200, "text": "[]"}),
+        ):
             with self.subTest(kind=kind, members=members):
                 fault = self.servers.fault("douyinUploadInit", kind, **members)
                 result = self.upload(self.video(), "--json", *SHORT)
@@ -89,8 +101,11 @@ class DouyinUpload(LimitedUpload, HostTest):
 
     def test_part_that_is_mended_by_another_try(self):
         video = self.video(PART + 1000)
-        for kind, members in (("resetRequestAfter", {"bytes": 100000}), ("brokenJson", {}),
-                              ("replaceMember", {"path": "data.error_code", "text": "2100004"})):
+        for kind, members in (
+            ("resetRequestAfter", {"bytes": 100000}),
+            ("brokenJson", {}),
+            ("replaceMember", {"path": "data.error_code", "text": "2100004"}),
+        ):
             with self.subTest(kind=kind):
                 fault = self.servers.fault("douyinUploadPart", kind, nth=1, **members)
                 result = self.upload(video, "--json")
@@ -100,8 +115,9 @@ class DouyinUpload(LimitedUpload, HostTest):
                 self.assertEqual(self.servers.uploads()[-1]["sha256"], sha256_of(video))
 
     def test_part_refused_three_times_is_an_error_and_then_completed(self):
-        fault = self.servers.fault("douyinUploadPart", "replaceMember", path="data.error_code", text="2100004",
-                                   nth=3, times=3)
+        fault = self.servers.fault(
+            "douyinUploadPart", "replaceMember", path="data.error_code", text="2100004", nth=3, times=3
+        )
         result = self.upload(self.sparse_file(2 * PART + 1000), "--json")
         self.assert_ends(result, 0)
         self.assertEqual(self.servers.delivered(fault), 3)
@@ -109,11 +125,13 @@ class DouyinUpload(LimitedUpload, HostTest):
         self.assertEqual(ends[-3:], [("error", "-10007,User cancelled!"), ("finished", ""), ("finished", "")])
 
     def test_complete_that_fails(self):
-        for kind, members, text in (("replaceMember", {"path": "data.error_code", "text": "2100004"}, "2100004,"),
-                                    ("brokenJson", {}, None),
-                                    # The client asks once more over a new connection when a kept one ended.
-                                    ("closeAtOnce", {"times": 2}, None),
-                                    ("status", {"code": 503, "text": "busy"}, None)):
+        for kind, members, text in (
+            ("replaceMember", {"path": "data.error_code", "text": "2100004"}, "2100004,"),
+            ("brokenJson", {}, None),
+            # The client asks once more over a new connection when a kept one ended.
+            ("closeAtOnce", {"times": 2}, None),
+            ("status", {"code": 503, "text": "busy"}, None),
+        ):
             with self.subTest(kind=kind):
                 fault = self.servers.fault("douyinUploadComplete", kind, **members)
                 result = self.upload(self.video(), "--json", *SHORT)
@@ -125,8 +143,9 @@ class DouyinUpload(LimitedUpload, HostTest):
 
     def test_ctrl_c_between_two_parts_completes_what_was_sent(self):
         self.servers.fault("douyinUploadPart", "slowAnswer", delay=1000, times=0)
-        running = self.start_program(*self.with_servers(
-            self.servers, "--json", "upload", "douyin", self.sparse_file(12 * PART)))
+        running = self.start_program(
+            *self.with_servers(self.servers, "--json", "upload", "douyin", self.sparse_file(12 * PART))
+        )
         running.wait_for_event("progress")
         begin = time.monotonic()
         running.interrupt()
@@ -135,15 +154,14 @@ class DouyinUpload(LimitedUpload, HostTest):
         self.assertLess(time.monotonic() - begin, 34)
         self.assertEqual(result.named("error"), [])
         self.assertEqual(len(result.named("finished")), 2)
-        upload, = self.servers.uploads()
+        (upload,) = self.servers.uploads()
         self.assertTrue(upload["complete"])
         self.assertLess(upload["chunks"], 12)
         self.assertEqual(len(self.servers.requests("douyinUploadComplete")), 1)
 
     def test_ctrl_c_for_people(self):
         self.servers.fault("douyinUploadPart", "slowAnswer", delay=1000, times=0)
-        running = self.start_program(*self.with_servers(
-            self.servers, "upload", "douyin", self.sparse_file(12 * PART)))
+        running = self.start_program(*self.with_servers(self.servers, "upload", "douyin", self.sparse_file(12 * PART)))
         running.out.wait_for(lambda line: "% of " in line, "progress")
         running.interrupt()
         result = running.end()
@@ -154,8 +172,9 @@ class DouyinUpload(LimitedUpload, HostTest):
 
     def test_ctrl_c_after_the_last_part_is_too_late(self):
         fault = self.servers.fault("douyinUploadComplete", "slowAnswer", delay=2000)
-        running = self.start_program(*self.with_servers(
-            self.servers, "--json", "upload", "douyin", self.video(PART + 1)))
+        running = self.start_program(
+            *self.with_servers(self.servers, "--json", "upload", "douyin", self.video(PART + 1))
+        )
         running.wait_for_event("progress", value=99)
         wait_until(lambda: self.servers.requests("douyinUploadComplete"), "the complete call")
         running.interrupt()
@@ -164,8 +183,9 @@ class DouyinUpload(LimitedUpload, HostTest):
 
     def test_ctrl_c_with_a_stalled_part_ends_within_its_limit(self):
         self.servers.fault("douyinUploadPart", "stall", nth=2, times=0)
-        running = self.start_program(*self.with_servers(
-            self.servers, "--json", "upload", "douyin", self.sparse_file(3 * PART)))
+        running = self.start_program(
+            *self.with_servers(self.servers, "--json", "upload", "douyin", self.sparse_file(3 * PART))
+        )
         wait_until(lambda: len(self.servers.requests("douyinUploadPart")) == 2, "the stalled part")
         begin = time.monotonic()
         running.interrupt()

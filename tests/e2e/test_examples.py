@@ -8,8 +8,9 @@ from harness import BIN, LIMIT, MEDIA, SECRET, HostTest, sha256_of
 
 class Examples(HostTest):
     def run_example(self, name, *arguments):
-        return subprocess.run([str(BIN / name), *map(str, arguments)], env=self.env, capture_output=True,
-                              timeout=LIMIT, check=False)
+        return subprocess.run(
+            [str(BIN / name), *map(str, arguments)], env=self.env, capture_output=True, timeout=LIMIT, check=False
+        )
 
     def test_login_and_upload(self):
         servers = self.start_servers()

@@ -19,8 +19,7 @@ class Interrupt(HostTest):
         servers = self.start_servers()
         self.sign_in(servers)
         fault = servers.fault("youtubeUploadChunk", "slowAnswer", delay=1000, times=0)
-        running = self.start_program(*self.with_servers(
-            servers, "--json", "upload", "youtube", self.video(24 * MIB)))
+        running = self.start_program(*self.with_servers(servers, "--json", "upload", "youtube", self.video(24 * MIB)))
         running.wait_for_event("progress")
         running.interrupt()
         begin = time.monotonic()
@@ -28,7 +27,7 @@ class Interrupt(HostTest):
         self.assertLess(time.monotonic() - begin, 34)
 
         self.assertGreaterEqual(servers.delivered(fault), 1)
-        upload, = servers.uploads()
+        (upload,) = servers.uploads()
         self.assertFalse(upload["complete"])
         chunks = len(servers.requests("youtubeUploadChunk"))
         self.assertLess(chunks, 12)
@@ -37,8 +36,7 @@ class Interrupt(HostTest):
         servers = self.start_servers()
         self.sign_in(servers)
         servers.fault("youtubeUploadChunk", "stall", nth=2, times=0)
-        running = self.start_program(*self.with_servers(
-            servers, "upload", "youtube", self.video(24 * MIB)))
+        running = self.start_program(*self.with_servers(servers, "upload", "youtube", self.video(24 * MIB)))
         wait_until(lambda: len(servers.requests("youtubeUploadChunk")) == 2, "the stalled chunk")
         running.interrupt()
         running.out.wait_for(lambda line: line.startswith("stopping"), "the word that it stops")
@@ -51,8 +49,7 @@ class Interrupt(HostTest):
         servers = self.start_servers()
         self.sign_in(servers)
         servers.fault("youtubeUploadChunk", "stall", times=0)
-        running = self.start_program(*self.with_servers(
-            servers, "--json", "upload", "youtube", self.video(24 * MIB)))
+        running = self.start_program(*self.with_servers(servers, "--json", "upload", "youtube", self.video(24 * MIB)))
         wait_until(lambda: servers.requests("youtubeUploadChunk"), "the stalled chunk")
         begin = time.monotonic()
         running.interrupt()

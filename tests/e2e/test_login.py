@@ -13,8 +13,11 @@ class Login(HostTest):
     def test_reports_address_token_closing_address_and_user_in_order(self):
         result = self.run_program("--sandbox", "--json", "login", "youtube")
         self.assert_ends(result, 0)
-        self.assertEqual([event["event"] for event in result.events],
-                         ["login_url", "token_changed", "callback_url", "login_done", "done"], result)
+        self.assertEqual(
+            [event["event"] for event in result.events],
+            ["login_url", "token_changed", "callback_url", "login_done", "done"],
+            result,
+        )
         login = result.named("login_done")[0]
         self.assertEqual(set(login), KNOWN)
         self.assertTrue(login["categories"].endswith("|"))
@@ -72,8 +75,12 @@ class Login(HostTest):
         log = self.folder / "log.txt"
         outputs = ""
         video = self.video()
-        for command in (("login", "youtube"), ("verify", "youtube"), ("upload", "youtube", video),
-                        ("whoami", "youtube")):
+        for command in (
+            ("login", "youtube"),
+            ("verify", "youtube"),
+            ("upload", "youtube", video),
+            ("whoami", "youtube"),
+        ):
             for form in ([], ["--json"]):
                 result = self.run_program("--sandbox", "--log", log, "-v", *form, *command)
                 self.assertEqual(result.code, 0, result)
@@ -114,8 +121,9 @@ class Login(HostTest):
         self.assertEqual(unknown.events[0]["event"], "error")
 
     def test_ends_when_nobody_decides_in_time(self):
-        result = self.run_program("--sandbox", "--consent", "ask", "--json", "login", "youtube", "--no-browser",
-                                  "--timeout", "4")
+        result = self.run_program(
+            "--sandbox", "--consent", "ask", "--json", "login", "youtube", "--no-browser", "--timeout", "4"
+        )
         self.assert_ends(result, 1)
         self.assertEqual(result.named("error")[0]["code"], -10003)
 

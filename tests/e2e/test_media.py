@@ -56,8 +56,7 @@ class Media(HostTest):
 
     def test_videos_of_facebook(self):
         servers = self.start_servers()
-        media = self.listed(
-            servers, "media", "facebook", "--album", "FACEBOOK_VIDEO", "--token", "facebook-token-ada")
+        media = self.listed(servers, "media", "facebook", "--album", "FACEBOOK_VIDEO", "--token", "facebook-token-ada")
         self.assertEqual([entry["type"] for entry in media[:-1]], [1] * 14)
 
     def test_flickr_under_both_signatures(self):
@@ -77,26 +76,27 @@ class Media(HostTest):
         self.assertEqual(sum(entry["type"] for entry in media), 15)
 
     def test_inside_the_process_with_the_stand_ins_own_tokens(self):
-        for command, count in ((("albums", "facebook"), 58), (("media", "flickr"), 138),
-                               (("media", "instagram"), 76)):
+        for command, count in ((("albums", "facebook"), 58), (("media", "flickr"), 138), (("media", "instagram"), 76)):
             result = self.run_program("--sandbox", "--json", *command)
             self.assert_ends(result, 0)
             self.assertEqual(len(result.events), count + 1)
 
     def test_tables_for_people(self):
         servers = self.start_servers()
-        albums = self.run_program(
-            *self.with_media(servers, "albums", "facebook", "--token", "facebook-token-bruno"))
+        albums = self.run_program(*self.with_media(servers, "albums", "facebook", "--token", "facebook-token-bruno"))
         self.assertEqual(albums.code, 0, albums)
-        self.assertEqual(albums.out.splitlines(), [
-            "ALBUM               NAME",
-            "10200000000000      Holidays",
-            "10200100000000      Garden & House",
-            "10200200000000      Zürich",
-            "FACEBOOK_VIDEO      VIDEOS",
-            "4 albums"])
-        nothing = self.run_program(
-            *self.with_media(servers, "media", "instagram", "--token", "instagram-token-mei"))
+        self.assertEqual(
+            albums.out.splitlines(),
+            [
+                "ALBUM               NAME",
+                "10200000000000      Holidays",
+                "10200100000000      Garden & House",
+                "10200200000000      Zürich",
+                "FACEBOOK_VIDEO      VIDEOS",
+                "4 albums",
+            ],
+        )
+        nothing = self.run_program(*self.with_media(servers, "media", "instagram", "--token", "instagram-token-mei"))
         self.assertEqual((nothing.code, nothing.out), (0, "0 entries\n"))
 
     def test_token_from_a_file_or_the_environment(self):
@@ -104,8 +104,10 @@ class Media(HostTest):
         file = self.folder / "token"
         file.write_text("instagram-token-ada\n")
         self.assertEqual(len(self.listed(servers, "media", "instagram", "--token", f"@{file}")), 76)
-        result = self.run_program(*self.with_media(servers, "--json", "media", "instagram"),
-                                  env={"MEDIATRANSFER_TOKEN": "instagram-token-ada"})
+        result = self.run_program(
+            *self.with_media(servers, "--json", "media", "instagram"),
+            env={"MEDIATRANSFER_TOKEN": "instagram-token-ada"},
+        )
         self.assert_ends(result, 0)
 
     def test_download_is_the_file_that_was_listed(self):
@@ -117,8 +119,9 @@ class Media(HostTest):
         described = servers.ask("media/" + media[0]["url"].rsplit("/", 1)[1])
         self.assertEqual(sha256_of(target), described["sha256"])
         last = result.named("progress")[-1]
-        self.assertEqual(last, {"event": "progress", "bytes": described["size"], "total": described["size"],
-                                "finished": 1})
+        self.assertEqual(
+            last, {"event": "progress", "bytes": described["size"], "total": described["size"], "finished": 1}
+        )
 
     def test_download_for_people(self):
         target = self.folder / "video.mp4"
@@ -138,8 +141,12 @@ class Media(HostTest):
 
     def test_wrong_token(self):
         servers = self.start_servers()
-        for command, code in ((("albums", "facebook"), 190), (("media", "facebook", "--album", "1"), 190),
-                              (("media", "flickr", *FLICKR), 98), (("media", "instagram"), 400)):
+        for command, code in (
+            (("albums", "facebook"), 190),
+            (("media", "facebook", "--album", "1"), 190),
+            (("media", "flickr", *FLICKR), 98),
+            (("media", "instagram"), 400),
+        ):
             result = self.run_program(*self.with_media(servers, "--json", *command, "--token", "wrong|x"))
             self.assert_ends(result, 1)
             self.assertEqual(result.named("error")[0]["code"], code)
@@ -162,8 +169,11 @@ class Media(HostTest):
     def test_target_is_looked_at_before_anything_is_fetched(self):
         servers = self.start_servers()
         picture = servers.url + "/media/pictures/7_64x64.jpg"
-        for target, code, part in ((self.folder / "missing" / "x.jpg", 1, "make it first"),
-                                   (self.folder, 1, "is a folder"), ("", 2, "FILE is empty")):
+        for target, code, part in (
+            (self.folder / "missing" / "x.jpg", 1, "make it first"),
+            (self.folder, 1, "is a folder"),
+            ("", 2, "FILE is empty"),
+        ):
             result = self.run_program("download", picture, target)
             self.assertEqual(result.code, code, result)
             self.assert_one_line(result.err, part)
@@ -184,14 +194,15 @@ class Media(HostTest):
         self.assertEqual(target.stat().st_size, 5 * MEBI)
 
     def test_wrong_use(self):
-        for command, part in ((("albums", "facebook"), "--token"),
-                              (("media", "facebook", "--token", "t"), "--album"),
-                              (("media", "flickr", "--token", "t"), "--key"),
-                              (("media", "flickr", "--token", "t", "--key", "k"), "--secret"),
-                              (("media", "vimeo"), "vimeo"),
-                              (("albums", "flickr"), "flickr"),
-                              (("--proxy", "http://127.0.0.1:1", "albums", "facebook", "--token", "t"),
-                               "https_proxy")):
+        for command, part in (
+            (("albums", "facebook"), "--token"),
+            (("media", "facebook", "--token", "t"), "--album"),
+            (("media", "flickr", "--token", "t"), "--key"),
+            (("media", "flickr", "--token", "t", "--key", "k"), "--secret"),
+            (("media", "vimeo"), "vimeo"),
+            (("albums", "flickr"), "flickr"),
+            (("--proxy", "http://127.0.0.1:1", "albums", "facebook", "--token", "t"), "https_proxy"),
+        ):
             result = self.run_program(*command)
             self.assertEqual(result.code, 2, result)
             self.assert_one_line(result.err, part)
@@ -199,8 +210,9 @@ class Media(HostTest):
     def test_ctrl_c_stops_a_stalled_list(self):
         servers = self.start_servers()
         servers.fault("facebookAlbums", "stall")
-        running = self.start_program(*self.with_media(
-            servers, "--json", "albums", "facebook", "--token", "facebook-token-ada"))
+        running = self.start_program(
+            *self.with_media(servers, "--json", "albums", "facebook", "--token", "facebook-token-ada")
+        )
         self.wait_for_requests(servers, "facebookAlbums", 1)
         running.interrupt()
         result = running.end()

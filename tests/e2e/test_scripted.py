@@ -30,8 +30,12 @@ class WithTheStandIns(Scripted):
             self.assertEqual(upload.named("verified")[0]["user"], done["user"])
             values = [event["value"] for event in upload.named("progress")]
             self.assertEqual((values, values[-1]), (sorted(values), 100))
-            self.assertTrue(upload.named("finished")[0]["text"].startswith("https://www." if platform != "vimeo" else
-                                                                           "https://vimeo.com/"), upload)
+            self.assertTrue(
+                upload.named("finished")[0]["text"].startswith(
+                    "https://www." if platform != "vimeo" else "https://vimeo.com/"
+                ),
+                upload,
+            )
         state = json.loads((self.folder / "data" / "mediatransfer" / "sandbox" / "sandbox.json").read_text())
         kept = {record["service"]: record for record in state["uploads"].values()}
         self.assertEqual(sorted(kept), sorted(platform for platform, *_ in PLATFORMS))
@@ -94,7 +98,9 @@ class Login(Scripted):
 
     def test_address_without_a_login_that_was_begun(self):
         self.start_services()
-        result = self.run_program("login", "twitch", "--redirect-url", APP["MEDIATRANSFER_APP_REDIRECT"] + "?code=c&state=s")
+        result = self.run_program(
+            "login", "twitch", "--redirect-url", APP["MEDIATRANSFER_APP_REDIRECT"] + "?code=c&state=s"
+        )
         self.assertEqual(result.code, 1, result)
         self.assert_one_line(result.err, "no login has been begun")
 
@@ -138,8 +144,10 @@ class Login(Scripted):
         self.start_services()
         log = self.folder / "log.txt"
         reached = location(self.login_address("vimeo"))
-        shown = [self.run_program("-v", "-v", "--log", log, *command).err
-                 for command in (("login", "vimeo", "--redirect-url", reached), ("verify", "vimeo"))]
+        shown = [
+            self.run_program("-v", "-v", "--log", log, *command).err
+            for command in (("login", "vimeo", "--redirect-url", reached), ("verify", "vimeo"))
+        ]
         text = log.read_text() + "".join(shown)
         self.assertIn("mt1.***", text)
         self.assertNotRegex(text, r"mt1\.[^*]")

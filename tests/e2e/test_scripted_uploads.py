@@ -32,9 +32,14 @@ class Upload(Scripted):
 
     def test_broken_connections_are_resumed(self):
         servers = self.start_services()
-        for platform, route in ((("facebook",), "facebookVideos"), (("vimeo",), "vimeoUpload"),
-                                (("instagram",), "instagramUpload"), (("twitch",), "twitchPart"),
-                                (("flickr",), "flickrUpload"), (("youtube", "--script"), "youtubeUploadChunk")):
+        for platform, route in (
+            (("facebook",), "facebookVideos"),
+            (("vimeo",), "vimeoUpload"),
+            (("instagram",), "instagramUpload"),
+            (("twitch",), "twitchPart"),
+            (("flickr",), "flickrUpload"),
+            (("youtube", "--script"), "youtubeUploadChunk"),
+        ):
             self.sign_in_there(*platform)
             nth = 3 if platform[0] == "facebook" else 1
             fault = servers.fault(route, "resetRequestAfter", bytes=300000, nth=nth)
@@ -59,7 +64,7 @@ class Upload(Scripted):
         fault = servers.fault("vimeoVideos", "status", code=403, text='{"error":"The quota is used up."}')
         result = self.run_program("--json", "upload", "vimeo", self.video())
         self.assert_ends(result, 1)
-        error, = result.named("error")
+        (error,) = result.named("error")
         self.assertEqual(error["value"], 12)
         self.assertIn("The quota is used up.", error["text"])
         self.assertEqual(servers.delivered(fault), 1)
@@ -89,8 +94,22 @@ class Upload(Scripted):
         picture = self.folder / "thumb.jpg"
         picture.write_bytes(b"\xff\xd8\xff\xe0 picture \xff\xd9")
         result = self.run_program(
-            "upload", "vimeo", self.video(), "--title", "Títle", "--description", "Two\nlines", "--tags", "a,b c",
-            "--category", "music", "--privacy", "private", "--thumbnail", picture)
+            "upload",
+            "vimeo",
+            self.video(),
+            "--title",
+            "Títle",
+            "--description",
+            "Two\nlines",
+            "--tags",
+            "a,b c",
+            "--category",
+            "music",
+            "--privacy",
+            "private",
+            "--thumbnail",
+            picture,
+        )
         self.assertEqual(result.code, 0, result)
         metadata = json.loads(servers.uploads()[0]["metadata"])
         self.assertEqual((metadata["name"], metadata["description"]), ("Títle", "Two\nlines"))
@@ -102,8 +121,12 @@ class Upload(Scripted):
         servers = self.start_services()
         self.sign_in_there("facebook")
         self.assertEqual(self.run_program("upload", "facebook", self.video()).code, 0)
-        agents = {value for request in servers.requests("facebookVideos")
-                  for name, value in request["headers"] if name.lower() == "user-agent"}
+        agents = {
+            value
+            for request in servers.requests("facebookVideos")
+            for name, value in request["headers"]
+            if name.lower() == "user-agent"
+        }
         self.assertEqual(len(agents), 1)
         self.assertTrue(agents.pop().startswith("lumenfold"))
 

@@ -12,8 +12,12 @@ class CloudConfig(HostTest):
     def test_whole_journey_against_servers_in_another_process(self):
         servers = self.start_servers()
         user = self.sign_in(servers)
-        for command in (("verify", "youtube"), ("whoami", "youtube"), ("upload", "youtube", self.video()),
-                        ("logout", "youtube")):
+        for command in (
+            ("verify", "youtube"),
+            ("whoami", "youtube"),
+            ("upload", "youtube", self.video()),
+            ("logout", "youtube"),
+        ):
             self.assert_ends(self.run_program(*self.with_servers(servers, "--json", *command, "--user", user)), 0)
 
     def test_missing_file(self):
@@ -82,8 +86,9 @@ class SandboxCommand(HostTest):
         event = running.wait_for_event("sandbox")
         config = self.folder / "config.json"
         config.write_text(json.dumps(event["cloud_config"]))
-        login = self.start_program("--cloud-config", config, "--app-secret", "sandbox-app-secret", "--json", "login",
-                                   "youtube", "--no-browser")
+        login = self.start_program(
+            "--cloud-config", config, "--app-secret", "sandbox-app-secret", "--json", "login", "youtube", "--no-browser"
+        )
         page = login.wait_for_event("login_url")["url"]
         with opener.open(page, b"decision=allow") as reply:
             self.assertEqual(reply.status, 200)

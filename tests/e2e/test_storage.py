@@ -17,12 +17,21 @@ class Storage(HostTest):
 
     def run_without_room(self, *arguments):
         """As on a full disk: no file grows beyond 4 KiB, whoever the program runs as."""
+
         def keep_files_small():
             resource.setrlimit(resource.RLIMIT_FSIZE, (4096, 4096))
             signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
 
-        done = subprocess.run(self.command(*arguments), stdin=subprocess.DEVNULL, capture_output=True, env=self.env,
-                              timeout=LIMIT, check=False, preexec_fn=keep_files_small, restore_signals=False)
+        done = subprocess.run(
+            self.command(*arguments),
+            stdin=subprocess.DEVNULL,
+            capture_output=True,
+            env=self.env,
+            timeout=LIMIT,
+            check=False,
+            preexec_fn=keep_files_small,
+            restore_signals=False,
+        )
         return Result(done.returncode, done.stdout.decode("utf-8"), done.stderr.decode("utf-8"))
 
     @contextlib.contextmanager
@@ -44,8 +53,12 @@ class Storage(HostTest):
         user = self.sign_in(servers)
         asked = len(servers.requests("clientCredentials"))
         video = self.video()
-        for command in (("login", "youtube"), ("verify", "youtube"), ("logout", "youtube"),
-                        ("upload", "youtube", video)):
+        for command in (
+            ("login", "youtube"),
+            ("verify", "youtube"),
+            ("logout", "youtube"),
+            ("upload", "youtube", video),
+        ):
             result = self.run_without_room(*self.with_servers(servers, *command))
             self.assertEqual(result.code, 1, result)
             self.assertEqual(result.out, "", result)
@@ -116,8 +129,9 @@ class Storage(HostTest):
         done = self.run_program("download", servers.url + "/media/pictures/7_64x64.jpg", picture)
         self.assertEqual(done.code, 0, done)
         self.assertTrue(picture.stat().st_size > 0)
-        albums = self.run_program("--cloud-config", servers.config, "albums", "facebook",
-                                  "--token", "facebook-token-ada")
+        albums = self.run_program(
+            "--cloud-config", servers.config, "albums", "facebook", "--token", "facebook-token-ada"
+        )
         self.assertEqual(albums.code, 0, albums)
         refused = self.run_program("whoami", "youtube")
         self.assertEqual(refused.code, 1, refused)

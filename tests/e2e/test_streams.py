@@ -9,8 +9,15 @@ from harness import BIN, LIMIT, HostTest
 
 class Streams(HostTest):
     def run_with_output(self, output, *arguments):
-        done = subprocess.run(self.command(*arguments), stdin=subprocess.DEVNULL, stdout=output,
-                              stderr=subprocess.PIPE, env=self.env, timeout=LIMIT, check=False)
+        done = subprocess.run(
+            self.command(*arguments),
+            stdin=subprocess.DEVNULL,
+            stdout=output,
+            stderr=subprocess.PIPE,
+            env=self.env,
+            timeout=LIMIT,
+            check=False,
+        )
         return done.returncode, done.stderr.decode("utf-8")
 
     def assert_lost(self, output, *arguments):
@@ -28,8 +35,13 @@ class Streams(HostTest):
         self.sign_in()
         video = self.video()
         for form in ((), ("--json",)):
-            for command in (("whoami", "youtube"), ("albums", "facebook"), ("login", "youtube"),
-                            ("upload", "youtube", video), ("sandbox",)):
+            for command in (
+                ("whoami", "youtube"),
+                ("albums", "facebook"),
+                ("login", "youtube"),
+                ("upload", "youtube", video),
+                ("sandbox",),
+            ):
                 with self.subTest(form=form, command=command):
                     self.assert_lost(self.broken_pipe(), *form, "--sandbox", *command)
 
@@ -52,8 +64,7 @@ class Streams(HostTest):
         closing = 'exec "$0" "$@" <&- >&- 2>&-'
         for command in (("login", "youtube"), ("upload", "youtube", self.video()), ("whoami", "youtube")):
             program = [str(BIN / "mediatransfer"), "--sandbox", *map(str, command)]
-            done = subprocess.run(["/bin/sh", "-c", closing, *program],
-                                  env=self.env, timeout=LIMIT, check=False)
+            done = subprocess.run(["/bin/sh", "-c", closing, *program], env=self.env, timeout=LIMIT, check=False)
             self.assertEqual(done.returncode, 0, command)
         self.assertEqual(self.run_program("whoami", "youtube").code, 0)
 

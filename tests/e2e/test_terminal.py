@@ -16,8 +16,9 @@ class Terminal(HostTest):
     def run_on_terminal(self, *arguments, columns=100):
         master, slave = pty.openpty()
         fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("HHHH", 25, columns, 0, 0))
-        with subprocess.Popen(self.command(*arguments), stdin=slave, stdout=slave, stderr=slave,
-                              env=self.env) as process:
+        with subprocess.Popen(
+            self.command(*arguments), stdin=slave, stdout=slave, stderr=slave, env=self.env
+        ) as process:
             os.close(slave)
             text = b""
             while True:

@@ -20,7 +20,7 @@ class TiktokUpload(LimitedUpload, HostTest):
         result = self.upload(video, "--json", "--user", self.user)
         self.assert_ends(result, 0)
 
-        upload, = self.servers.uploads()
+        (upload,) = self.servers.uploads()
         self.assertEqual((upload["service"], upload["complete"]), ("tiktok", True))
         self.assertEqual(upload["received_size"], 5 * MIB + 1)
         self.assertEqual(upload["sha256"], sha256_of(video))
@@ -56,31 +56,35 @@ class TiktokUpload(LimitedUpload, HostTest):
         self.servers.fault("token", "status", code=500, text="{}", times=2)
         result = self.upload(self.video(), "--json")
         self.assert_ends(result, 1)
-        self.assertEqual(result.named("error")[1],
-                         {"event": "error", "value": 12, "text": "2190008,Access token expired"})
+        self.assertEqual(
+            result.named("error")[1], {"event": "error", "value": 12, "text": "2190008,Access token expired"}
+        )
         plain = self.upload(self.video())
         self.assertEqual(plain.code, 1, plain)
-        self.assertIn("the service refused (2190008: Access token expired); sign in with: "
-                      "mediatransfer login tiktok", plain.err)
+        self.assertIn(
+            "the service refused (2190008: Access token expired); sign in with: " "mediatransfer login tiktok",
+            plain.err,
+        )
 
     def test_faults_of_the_server_end_in_one_error(self):
         video = self.video(2 * MIB)
         for kind, members, text in (
-                ("closeAtOnce", {}, "2000"),
-                ("resetRequestAfter", {"bytes": 100000}, "2000"),
-                ("truncatedBody", {"bytes": 10}, "2000"),
-                ("status", {"code": 503, "text": "busy"}, "503,"),
-                ("status", {"code": 200, "text": "no json"}, ""),
-                ("brokenJson", {}, ""),
-                ("removeMember", {"path": "data.share_id"}, ""),
-                ("replaceMember", {"path": "data.error_code", "text": "2100004"}, "2100004,")):
+            ("closeAtOnce", {}, "2000"),
+            ("resetRequestAfter", {"bytes": 100000}, "2000"),
+            ("truncatedBody", {"bytes": 10}, "2000"),
+            ("status", {"code": 503, "text": "busy"}, "503,"),
+            ("status", {"code": 200, "text": "no json"}, ""),
+            ("brokenJson", {}, ""),
+            ("removeMember", {"path": "data.share_id"}, ""),
+            ("replaceMember", {"path": "data.error_code", "text": "2100004"}, "2100004,"),
+        ):
             with self.subTest(kind=kind, members=members):
                 fault = self.servers.fault("tiktokUpload", kind, **members)
                 result = self.upload(video, "--json", "--patience", "5")
                 self.assert_ends(result, 1)
                 self.assertEqual(result.named("finished"), [])
                 if text:
-                    error, = result.named("error")
+                    (error,) = result.named("error")
                     self.assertTrue(error["text"].startswith(text), result)
                 self.assertEqual(self.servers.delivered(fault), 1)
 
@@ -92,12 +96,15 @@ class TiktokUpload(LimitedUpload, HostTest):
         self.assertEqual(self.servers.delivered(fault), 1)
 
     def test_ctrl_c_cuts_the_transfer_off(self):
-        for kind, members in (("stallRequestAfter", {"bytes": 1000000}),
-                              ("slowRequest", {"bytes": 65536, "delay": 100})):
+        for kind, members in (
+            ("stallRequestAfter", {"bytes": 1000000}),
+            ("slowRequest", {"bytes": 65536, "delay": 100}),
+        ):
             with self.subTest(kind=kind):
                 fault = self.servers.fault("tiktokUpload", kind, **members)
-                running = self.start_program(*self.with_servers(
-                    self.servers, "--json", "upload", "tiktok", self.video(40 * MIB)))
+                running = self.start_program(
+                    *self.with_servers(self.servers, "--json", "upload", "tiktok", self.video(40 * MIB))
+                )
                 running.wait_for_event("progress")
                 wait_until(lambda: self.servers.delivered(fault), "the fault")
                 begin = time.monotonic()
@@ -105,22 +112,22 @@ class TiktokUpload(LimitedUpload, HostTest):
                 result = running.end()
                 self.assert_ends(result, 130)
                 self.assertLess(time.monotonic() - begin, 20)
-                self.assertEqual(result.named("error"),
-                                 [{"event": "error", "value": 12, "text": "-10007,User cancelled!"}])
+                self.assertEqual(
+                    result.named("error"), [{"event": "error", "value": 12, "text": "-10007,User cancelled!"}]
+                )
         self.assertEqual(self.servers.uploads(), [])
 
     def test_ctrl_c_for_people(self):
         self.servers.fault("tiktokUpload", "stallRequestAfter", bytes=1000000)
-        running = self.start_program(*self.with_servers(
-            self.servers, "upload", "tiktok", self.video(40 * MIB)))
+        running = self.start_program(*self.with_servers(self.servers, "upload", "tiktok", self.video(40 * MIB)))
         running.out.wait_for(lambda line: "% of " in line, "progress")
         running.interrupt()
         result = running.end()
         self.assertEqual((result.code, result.err), (130, ""), result)
-        self.assertEqual(result.out.splitlines()[-3:],
-                         ["stopping; Ctrl-C again ends at once",
-                          "the transfer was cut off (-10007,User cancelled!)",
-                          "stopped"])
+        self.assertEqual(
+            result.out.splitlines()[-3:],
+            ["stopping; Ctrl-C again ends at once", "the transfer was cut off (-10007,User cancelled!)", "stopped"],
+        )
 
 
 class TiktokWithoutLogin(HostTest):

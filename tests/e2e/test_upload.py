@@ -13,12 +13,28 @@ class Upload(HostTest):
         servers = self.start_servers()
         user = self.sign_in(servers)
         video = self.video(5 * MIB + 1)
-        result = self.run_program(*self.with_servers(
-            servers, "--json", "upload", "youtube", video, "--title", "Ein Tïtel", "--description", "Two\nlines",
-            "--tags", "a,b", "--privacy", "unlisted", "--user", user))
+        result = self.run_program(
+            *self.with_servers(
+                servers,
+                "--json",
+                "upload",
+                "youtube",
+                video,
+                "--title",
+                "Ein Tïtel",
+                "--description",
+                "Two\nlines",
+                "--tags",
+                "a,b",
+                "--privacy",
+                "unlisted",
+                "--user",
+                user,
+            )
+        )
         self.assert_ends(result, 0)
 
-        upload, = servers.uploads()
+        (upload,) = servers.uploads()
         self.assertTrue(upload["complete"])
         self.assertEqual(upload["sha256"], sha256_of(video))
         metadata = json.loads(upload["metadata"])
@@ -50,8 +66,9 @@ class Upload(HostTest):
     def test_title_is_the_file_name_and_privacy_private_unless_given(self):
         servers = self.start_servers()
         self.sign_in(servers)
-        result = self.run_program(*self.with_servers(
-            servers, "upload", "youtube", self.video(name="Holiday ünd more.mp4")))
+        result = self.run_program(
+            *self.with_servers(servers, "upload", "youtube", self.video(name="Holiday ünd more.mp4"))
+        )
         self.assertEqual(result.code, 0, result)
         metadata = json.loads(servers.uploads()[0]["metadata"])
         self.assertEqual(metadata["snippet"]["title"], "Holiday ünd more")
@@ -110,7 +127,7 @@ class Upload(HostTest):
         fault = servers.fault("youtubeUploadOpen", "status", code=403, text='{"error":{"code":403,"message":"quota"}}')
         result = self.run_program(*self.with_servers(servers, "--json", "upload", "youtube", self.video()))
         self.assert_ends(result, 1)
-        error, = result.named("error")
+        (error,) = result.named("error")
         self.assertEqual(error["value"], 10)
         self.assertTrue(error["text"].startswith("403,"), error)
         self.assertEqual(servers.delivered(fault), 1)
@@ -148,8 +165,7 @@ class Upload(HostTest):
         self.sign_in(servers)
         # The first exchange of the upload itself; the one before it belongs to the check of the login.
         fault = servers.fault("clientCredentials", "status", code=500, text="{}", nth=2)
-        result = self.run_program(*self.with_servers(
-            servers, "upload", "youtube", self.video(), "--patience", "3"))
+        result = self.run_program(*self.with_servers(servers, "upload", "youtube", self.video(), "--patience", "3"))
         self.assertEqual(result.code, 1, result)
         self.assert_one_line(result.err, "no news", "3 s", "last heard", "--patience")
         self.assertEqual(servers.delivered(fault), 1)
@@ -158,8 +174,9 @@ class Upload(HostTest):
         servers = self.start_servers()
         self.sign_in(servers)
         videos = [self.video(4 * MIB, "one.mp4"), self.video(6 * MIB, "two.mp4")]
-        running = [self.start_program(*self.with_servers(servers, "--json", "upload", "youtube", video))
-                   for video in videos]
+        running = [
+            self.start_program(*self.with_servers(servers, "--json", "upload", "youtube", video)) for video in videos
+        ]
         for program in running:
             self.assert_ends(program.end(), 0)
         self.assertEqual({upload["sha256"] for upload in servers.uploads()}, {sha256_of(video) for video in videos})

@@ -26,8 +26,17 @@ class Usage(HostTest):
     def test_help_of_a_command_names_its_options(self):
         result = self.run_program("upload", "--help")
         self.assertEqual(result.code, 0, result)
-        for option in ("--title", "--description", "--tags", "--category", "--privacy", "--thumbnail", "--user",
-                       "--script", "--patience"):
+        for option in (
+            "--title",
+            "--description",
+            "--tags",
+            "--category",
+            "--privacy",
+            "--thumbnail",
+            "--user",
+            "--script",
+            "--patience",
+        ):
             self.assertIn(option, result.out)
 
     def test_help_of_a_command_explains_each_of_its_options(self):
@@ -57,8 +66,12 @@ class Usage(HostTest):
         self.refuse(2, "whoami", "youtube", "tiktok", parts=("too many behind whoami",))
 
     def test_a_misspelt_option_does_not_show_its_secret(self):
-        for arguments in (("--tokn", "hunter2", "albums", "facebook"), ("albums", "facebook", "--tokn=hunter2"),
-                          ("albums", "facebook", "-thunter2"), ("albums", "facebook", "hunter2")):
+        for arguments in (
+            ("--tokn", "hunter2", "albums", "facebook"),
+            ("albums", "facebook", "--tokn=hunter2"),
+            ("albums", "facebook", "-thunter2"),
+            ("albums", "facebook", "hunter2"),
+        ):
             for form in ((), ("--json",)):
                 result = self.run_program(*form, *arguments)
                 self.assertEqual(result.code, 2, result)
@@ -100,8 +113,9 @@ class Usage(HostTest):
         self.refuse(2, "--sandbox", "login", "youtube", "--script", "--manager")
 
     def test_a_redirect_address_is_for_scripts_alone(self):
-        self.refuse(2, "--sandbox", "login", "youtube", "--redirect-url", "http://x",
-                    parts=("--redirect-url", "youtube"))
+        self.refuse(
+            2, "--sandbox", "login", "youtube", "--redirect-url", "http://x", parts=("--redirect-url", "youtube")
+        )
 
     def test_a_python_home_that_cannot_be_handed_on(self):
         home = self.folder / "it's"

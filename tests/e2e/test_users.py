@@ -26,8 +26,7 @@ class Verify(HostTest):
         self.assert_one_line(plain.err, "nobody is signed in", "mediatransfer login youtube")
         lines = self.run_program("--sandbox", "--json", "verify", "youtube")
         self.assert_ends(lines, 1)
-        self.assertEqual(lines.events[0],
-                         {"event": "error", "code": -10021, "text": "ema_youtube.1, empty data"})
+        self.assertEqual(lines.events[0], {"event": "error", "code": -10021, "text": "ema_youtube.1, empty data"})
 
     def test_of_an_unknown_user(self):
         self.sign_in()

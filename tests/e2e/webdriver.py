@@ -7,8 +7,17 @@ import urllib.error
 from harness import LIMIT, Running, accepts, free_port, opener, urllib, wait_until
 
 ELEMENT = "element-6066-11e4-a52e-4f735466cecf"
-FLAGS = ["--headless", "--no-sandbox", "--disable-gpu", "--no-first-run", "--disable-background-networking",
-         "--disable-component-update", "--disable-sync", "--disable-dev-shm-usage", "--no-proxy-server"]
+FLAGS = [
+    "--headless",
+    "--no-sandbox",
+    "--disable-gpu",
+    "--no-first-run",
+    "--disable-background-networking",
+    "--disable-component-update",
+    "--disable-sync",
+    "--disable-dev-shm-usage",
+    "--no-proxy-server",
+]
 
 
 class Browser:
@@ -23,8 +32,9 @@ class Browser:
 
     def _call(self, method, path, body=None):
         data = None if body is None else json.dumps(body).encode()
-        request = urllib.request.Request(f"http://127.0.0.1:{self._port}{path}", data, method=method,
-                                         headers={"Content-Type": "application/json"})
+        request = urllib.request.Request(
+            f"http://127.0.0.1:{self._port}{path}", data, method=method, headers={"Content-Type": "application/json"}
+        )
         try:
             with opener.open(request, timeout=LIMIT) as reply:
                 return json.load(reply)["value"]
