@@ -11,6 +11,7 @@ namespace KBL {
 namespace {
 
 constexpr const char* capsuleName = "SetCallback";
+constexpr const char* factoryName = "CreateAuInstance";
 
 /// Names of the platforms for the script, by their numbers on the transfer side.
 constexpr std::array<const char*, 6> scriptNames = {"facebook", "youtube",   "vimeo",
@@ -18,12 +19,16 @@ constexpr std::array<const char*, 6> scriptNames = {"facebook", "youtube",   "vi
 
 }  // namespace
 
-std::unique_ptr<CPythonAuObject> CPythonAuObject::create(std::uint64_t life, PyObject* factory,
+std::unique_ptr<CPythonAuObject> CPythonAuObject::create(std::uint64_t life, PyObject* names,
                                                          std::uint32_t platform) {
   if (platform >= scriptNames.size()) return nullptr;
   PyObject* instance = nullptr;
-  if (const PythonCall python(life); python && factory != nullptr) {
-    instance = python->PyObject_CallFunction(factory, "s", scriptNames[platform]);
+  if (const PythonCall python(life); python && names != nullptr) {
+    // Borrowed, and so looked up each time: a script that binds the name anew may free what stood there.
+    PyObject* const factory = python->PyDict_GetItemString(names, factoryName);
+    if (factory != nullptr) {
+      instance = python->PyObject_CallFunction(factory, "s", scriptNames[platform]);
+    }
   }
   return std::unique_ptr<CPythonAuObject>(new CPythonAuObject(life, instance));
 }

@@ -21,9 +21,10 @@ using ScriptCallback = void (*)(std::intptr_t userObject, std::uint32_t code, co
 /// The instance is not released with this object: it lives until the interpreter ends. Any thread.
 class CPythonAuObject {
  public:
-  /// Calls `factory`, borrowed and maybe null, with the script's name of a platform of the transfer side;
-  /// null for a platform without one. A factory that fails leaves an object around nothing, without a print.
-  [[nodiscard]] static std::unique_ptr<CPythonAuObject> create(std::uint64_t life, PyObject* factory,
+  /// Calls "CreateAuInstance" of `names`, the script's module, borrowed and maybe null, with the script's
+  /// name of a platform of the transfer side; null for a platform without one. A factory that is missing or
+  /// fails leaves an object around nothing, without a print.
+  [[nodiscard]] static std::unique_ptr<CPythonAuObject> create(std::uint64_t life, PyObject* names,
                                                                std::uint32_t platform);
 
   /// SetCallback, and if that worked SetUserObj.

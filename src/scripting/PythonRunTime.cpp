@@ -20,7 +20,6 @@ namespace {
 constexpr const char* moduleName = "pythonrt";
 constexpr const char* scriptFile = "pythondlls/authupload.py";
 constexpr const char* importFolders[] = {"python38.zip", "pythondlls", "pysocialnetwork"};
-constexpr const char* factoryName = "CreateAuInstance";
 /// Far above any script; a longer file is cut there.
 constexpr std::uint64_t scriptSizeLimit = std::uint64_t{64} << 20;
 
@@ -151,10 +150,9 @@ void CPythonRunTime::loadModule() {
   PyObject* const module = python->PyImport_ExecCodeModule(moduleName, code);
   python->Py_DecRef(code);
   if (module == nullptr) return python.printError();
-  // The reference to the module stays behind: the factory is borrowed from it.
-  PyObject* const dictionary = python->PyModule_GetDict(module);
-  if (dictionary == nullptr) return python.printError();
-  factory_ = python->PyDict_GetItemString(dictionary, factoryName);
+  // The reference to the module stays behind: its names, and the factory among them, are borrowed from it.
+  scriptNames_ = python->PyModule_GetDict(module);
+  if (scriptNames_ == nullptr) python.printError();
 }
 
 void CPythonRunTime::teardown() {
@@ -173,7 +171,7 @@ void CPythonRunTime::end() {
 }
 
 std::unique_ptr<CPythonAuObject> CPythonRunTime::CreateAuInstance(std::uint32_t platform) const {
-  return CPythonAuObject::create(life_, factory_, platform);
+  return CPythonAuObject::create(life_, scriptNames_, platform);
 }
 
 }  // namespace KBL

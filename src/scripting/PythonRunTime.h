@@ -47,7 +47,7 @@ class CPythonRunTime {
   void end();
 
   std::atomic<bool> initialised_ = false;
-  PyObject* factory_ = nullptr;  ///< borrowed from the script's module
+  PyObject* scriptNames_ = nullptr;  ///< of the script's module, borrowed from it
   std::string scriptText_;
   bool ownsInterpreter_ = false;  ///< false where the host had started one
   std::uint64_t life_ = 0;        ///< of the interpreter, at the gate; 0 without one

@@ -70,6 +70,17 @@ TEST(ScriptObjectMaking, WithoutAFactoryWrapsNothing) {
   CPythonRunTime::teardown();
 }
 
+TEST(ScriptObjectMaking, AFactoryThatReplacesItselfIsCalledNoMore) {
+  const auto home =
+      loadedHome(std::string(scriptBase) + "def CreateAuInstance(name):\n" + "    global CreateAuInstance\n" +
+                 "    Recorder.answers = {'GetLoginURL': 'https://login'}\n" +
+                 "    CreateAuInstance = lambda name: None if name == 'flickr' else Recorder()\n" +
+                 "    return Recorder()\n");
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(makeObject(0)->GetLoginURL(), "https://login");
+  EXPECT_EQ(pythonValue("rt.CreateAuInstance.__name__"), "'<lambda>'");
+  CPythonRunTime::teardown();
+}
+
 TEST(ScriptObjectMaking, AFactoryThatRaisesIsNotPrintedAndLeavesNoErrorBehind) {
   const auto home =
       loadedHome(std::string(scriptBase) + "def CreateAuInstance(name):\n" +
