@@ -38,8 +38,8 @@ KBL_BSNET_API void setKeyStore(std::shared_ptr<IKeyStore> store);
 /// The file key store in another directory, which is made with mode 0700 when it is missing. UTF-8 path.
 KBL_BSNET_API std::shared_ptr<IKeyStore> makeFileKeyStore(const std::string& directory);
 /// The library's folder among the user's data, without a final slash, UTF-8: "mediatransfer" in
-/// $XDG_DATA_HOME or
-/// ~/.local/share, on Windows in the local application data. It need not exist; empty when no home is known.
+/// $XDG_DATA_HOME or ~/.local/share, on Windows in the local application data. It need not exist; empty when
+/// no home is known.
 [[nodiscard]] KBL_BSNET_API std::string defaultKeyDirectory();
 
 }  // namespace KBL
