@@ -77,7 +77,7 @@ TEST(ScriptObjectMaking, AFactoryThatReplacesItselfIsCalledNoMore) {
                  "    CreateAuInstance = lambda name: None if name == 'flickr' else Recorder()\n" +
                  "    return Recorder()\n");
   for (int i = 0; i < 3; ++i) EXPECT_EQ(makeObject(0)->GetLoginURL(), "https://login");
-  EXPECT_EQ(pythonValue("rt.CreateAuInstance.__name__"), "'<lambda>'");
+  EXPECT_EQ(pythonValue("rt.CreateAuInstance.__name__"), "<lambda>");
   CPythonRunTime::teardown();
 }
 
