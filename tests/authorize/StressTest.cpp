@@ -33,7 +33,7 @@ class Stress : public ManagerFixture {
 };
 
 RefPtr<BsExternlMediaAuthMixedInfo> nickName(const std::string& name) {
-  const auto info = makeRef<BsExternlMediaAuthMixedInfo>();
+  auto info = makeRef<BsExternlMediaAuthMixedInfo>();
   info->setCharKeyConfig(ExternlMediaMixedCharKey::userNickName, name.c_str());
   return info;
 }
