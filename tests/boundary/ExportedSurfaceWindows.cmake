@@ -10,16 +10,7 @@ file(STRINGS ${EXPECTED} expected)
 # The list tells functions from variables, which a table of exports does not.
 list(TRANSFORM expected REPLACE "^[A-Za-z] " "")
 
-foreach(symbol IN LISTS exported)
-  if(NOT symbol IN_LIST expected)
-    message(SEND_ERROR "exported, but not to be: ${symbol}")
-  endif()
-endforeach()
-foreach(symbol IN LISTS expected)
-  if(NOT symbol IN_LIST exported)
-    message(SEND_ERROR "not exported: ${symbol}")
-  endif()
-endforeach()
+include(${CMAKE_CURRENT_LIST_DIR}/CompareSymbols.cmake)
 
 if(headers MATCHES "DLL Name: [^\n]*[Pp]ython")
   message(SEND_ERROR "the library would not load without Python")

@@ -1,0 +1,11 @@
+# Tells of each symbol that stands in one of the lists `exported` and `expected` alone.
+foreach(symbol IN LISTS exported)
+  if(NOT symbol IN_LIST expected)
+    message(SEND_ERROR "exported, but not to be: ${symbol}")
+  endif()
+endforeach()
+foreach(symbol IN LISTS expected)
+  if(NOT symbol IN_LIST exported)
+    message(SEND_ERROR "not exported: ${symbol}")
+  endif()
+endforeach()
