@@ -1,9 +1,9 @@
 // Measures the network client: chunks of 2 MiB by PUT against one plain `curl -T`, and how long a stop takes.
-#include "foundation/BsNet/INetworkClient.h"
-#include "foundation/BsNet/NetworkClients.h"
-#include "foundation/bsnet/ChildProcess.h"
-#include "foundation/bsnet/RawServer.h"
+#include "foundation/BsNet/client/RawServer.h"
+#include "support/ChildProcess.h"
 #include "support/TemporaryDirectory.h"
+#include <BsNet/INetworkClient.h>
+#include <BsNet/NetworkClients.h>
 
 #include <algorithm>
 #include <atomic>

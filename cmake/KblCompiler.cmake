@@ -13,20 +13,25 @@ endif()
 
 find_program(KBL_CCACHE ccache)
 if(KBL_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${KBL_CCACHE})
+  # The two let it keep what is compiled with a precompiled header.
+  set(CMAKE_CXX_COMPILER_LAUNCHER
+      ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros ${KBL_CCACHE})
+  add_compile_options($<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess>)
 endif()
 
 add_library(kbl_options INTERFACE)
 if(MSVC)
-  target_compile_options(kbl_options INTERFACE /W4 /WX /utf-8)
+  target_compile_options(kbl_options INTERFACE /W4 /utf-8 $<$<BOOL:${KBL_WARNINGS_AS_ERRORS}>:/WX>)
 else()
-  target_compile_options(kbl_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+  target_compile_options(kbl_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion
+    $<$<BOOL:${KBL_WARNINGS_AS_ERRORS}>:-Werror>)
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     # Optimising, GCC 12 sees overlapping copies in every `"text" + string` (its bug 105651).
     target_compile_options(kbl_options INTERFACE -Wno-restrict)
   endif()
 endif()
-target_include_directories(kbl_options INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/src>)
+target_include_directories(kbl_options INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+  $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/include>)
 
 if(KBL_SANITIZE)
   add_compile_options(-fsanitize=${KBL_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
@@ -40,10 +45,37 @@ if(KBL_BUILD_FUZZERS)
   add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 
+# Under a sanitizer, what most of our own code includes is compiled once. The release build goes without, so that it
+# finds a file that does not include what it needs.
+if(KBL_SANITIZE)
+  file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/prelude.cpp CONTENT "")
+  add_library(kbl_prelude OBJECT ${CMAKE_BINARY_DIR}/prelude.cpp)
+  target_link_libraries(kbl_prelude PRIVATE kbl_options)
+  target_precompile_headers(kbl_prelude PRIVATE
+    <algorithm> <array> <atomic> <chrono> <condition_variable> <filesystem> <functional> <map> <memory> <mutex>
+    <optional> <string> <string_view> <thread> <utility> <vector>)
+endif()
+
+# kbl_precompiled(TARGET...): libraries of ours that have most of it.
+function(kbl_precompiled)
+  if(NOT KBL_SANITIZE)
+    return()
+  endif()
+  foreach(target IN LISTS ARGN)
+    target_precompile_headers(${target} REUSE_FROM kbl_prelude)
+  endforeach()
+endfunction()
+
+# kbl_public_headers(TARGET HEADER...): headers of include/TARGET, which are all that is installed.
+function(kbl_public_headers target)
+  list(TRANSFORM ARGN PREPEND ${PROJECT_SOURCE_DIR}/include/${target}/ OUTPUT_VARIABLE headers)
+  target_sources(${target} PUBLIC FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR}/include FILES ${headers})
+endfunction()
+
 # kbl_stay_loaded(TARGET): a shared library whose threads may run until the process ends stays mapped once loaded.
 function(kbl_stay_loaded target)
   if(WIN32)
-    target_sources(${target} PRIVATE ${PROJECT_SOURCE_DIR}/src/foundation/KblUtils/system/StayLoadedWindows.cpp)
+    target_sources(${target} PRIVATE ${PROJECT_SOURCE_DIR}/src/foundation/system/StayLoadedWindows.cpp)
   else()
     target_link_options(${target} PRIVATE -Wl,-z,nodelete)
   endif()

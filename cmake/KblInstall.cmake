@@ -3,12 +3,15 @@
 include(CMakePackageConfigHelpers)
 
 set(KBL_INSTALLED_LIBRARIES ExternlMediaTransfer BsNet KblUtils KblLogger BsCloudConfig)
-# The rooms' folder names are too common to stand in the include directory itself.
-set(KBL_INCLUDE_DIR ${CMAKE_INSTALL_INCLUDEDIR}/ExternlMediaTransfer)
 set(KBL_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/ExternlMediaTransfer)
 
 set_target_properties(${KBL_INSTALLED_LIBRARIES} PROPERTIES
   VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} INSTALL_RPATH "$ORIGIN")
+
+# A project that adds this one to its own build links the names that find_package gives.
+foreach(library IN LISTS KBL_INSTALLED_LIBRARIES)
+  add_library(ExternlMediaTransfer::${library} ALIAS ${library})
+endforeach()
 
 # Programs, which come after this file, install themselves; they find the libraries from where they stand.
 set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
@@ -17,7 +20,7 @@ install(TARGETS ${KBL_INSTALLED_LIBRARIES} EXPORT ExternlMediaTransferTargets
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
-  FILE_SET HEADERS DESTINATION ${KBL_INCLUDE_DIR})
+  FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(EXPORT ExternlMediaTransferTargets NAMESPACE ExternlMediaTransfer:: DESTINATION ${KBL_PACKAGE_DIR})
 
 configure_package_config_file(cmake/ExternlMediaTransferConfig.cmake.in
@@ -31,6 +34,9 @@ install(FILES ${PROJECT_BINARY_DIR}/ExternlMediaTransferConfig.cmake
 set(KBL_SCRIPT_DIR ${CMAKE_INSTALL_DATADIR}/ExternlMediaTransfer)
 install(DIRECTORY python_home DESTINATION ${KBL_SCRIPT_DIR} FILES_MATCHING PATTERN "*.py")
 install(PROGRAMS tools/make_python_home DESTINATION ${KBL_SCRIPT_DIR}/tools)
+
+# Whoever passes the package on has to name what it is linked with.
+install(FILES THIRD-PARTY-NOTICES.md DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/ExternlMediaTransfer)
 
 file(RELATIVE_PATH KBL_PC_TO_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 configure_file(cmake/ExternlMediaTransfer.pc.in ExternlMediaTransfer.pc @ONLY)

@@ -1,4 +1,4 @@
-# kbl_test(NAME SOURCES file... LIBS target...): one GoogleTest program, each of its tests a ctest test.
+# kbl_test(ROOM_tests SOURCES file... LIBS target...): one GoogleTest program, each of its tests a ctest test.
 # With PER_PYTHON every test is one a version of Python, labelled with it, so that the closing lines name the versions.
 find_package(GTest REQUIRED)
 include(GoogleTest)
@@ -12,6 +12,34 @@ if(KBL_SANITIZE)
   list(REMOVE_DUPLICATES KBL_PYTHON_VERSIONS)
 endif()
 
+# kbl_test_compiler_options(TARGET): the tests run a moment and compile for minutes: what is under test is optimised and
+# watched for undefined behaviour, the tests themselves need not be.
+function(kbl_test_compiler_options target)
+  if(NOT MSVC)
+    target_compile_options(${target} PRIVATE -O0)
+  endif()
+  if(KBL_SANITIZE MATCHES "undefined")
+    target_compile_options(${target} PRIVATE -fno-sanitize=undefined)
+  endif()
+endfunction()
+
+# What nearly every test includes, compiled once for all of them: a program without a test.
+file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/test_prelude.cpp CONTENT "")
+add_executable(test_prelude ${CMAKE_BINARY_DIR}/test_prelude.cpp)
+target_link_libraries(test_prelude PRIVATE kbl_options GTest::gmock_main)
+kbl_test_compiler_options(test_prelude)
+target_precompile_headers(test_prelude PRIVATE
+  <gmock/gmock.h> <gtest/gtest.h> <algorithm> <array> <atomic> <chrono> <condition_variable> <filesystem> <fstream>
+  <functional> <map> <memory> <mutex> <optional> <set> <sstream> <string> <string_view> <thread> <utility> <vector>)
+
+# kbl_test_objects(NAME SOURCE [LIBRARY]...): a source that several programs share, compiled once; they name it as a library.
+function(kbl_test_objects name source)
+  add_library(${name} OBJECT ${source})
+  target_link_libraries(${name} PUBLIC kbl_options ${ARGN})
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+  kbl_test_compiler_options(${name})
+endfunction()
+
 function(kbl_test name)
   cmake_parse_arguments(ARG "PER_PYTHON" "TIMEOUT" "SOURCES;LIBS" ${ARGN})
   if(NOT ARG_TIMEOUT)
@@ -20,14 +48,8 @@ function(kbl_test name)
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE kbl_options ${ARG_LIBS} GTest::gmock_main)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
-  # The tests run a moment and compile for minutes: what is under test is optimised and watched for undefined
-  # behaviour, the tests themselves need not be.
-  if(NOT MSVC)
-    target_compile_options(${name} PRIVATE $<$<CONFIG:Release>:-O0>)
-  endif()
-  if(KBL_SANITIZE MATCHES "undefined")
-    target_compile_options(${name} PRIVATE -fno-sanitize=undefined)
-  endif()
+  kbl_test_compiler_options(${name})
+  target_precompile_headers(${name} REUSE_FROM test_prelude)
   if(NOT ARG_PER_PYTHON)
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT ${ARG_TIMEOUT})
     return()

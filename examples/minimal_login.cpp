@@ -1,15 +1,15 @@
 // The smallest login: prints the address for the browser and waits until somebody finished there.
 // Usage: minimal_login CLOUD_CONFIG APP_SECRET
-#include "authorize/switchboard/IExternlMediaAuthCallback.h"
-#include "boundary/ExternlMediaTransfer.h"
-#include "boundary/records/ExternlMediaKeys.h"
-#include "foundation/BsCloudConfig/BsCloudConfig.h"
-#include "foundation/BsNet/IBsErrorInfo.h"
-#include "foundation/BsNet/NetKeys.h"
-#include "foundation/BsNet/cipher.h"
-#include "foundation/BsNet/createInfoObject.h"
-#include "foundation/object/CastByName.h"
-#include "foundation/object/RefPtr.h"
+#include <BsCloudConfig/BsCloudConfig.h>
+#include <BsNet/IBsErrorInfo.h>
+#include <BsNet/NetKeys.h>
+#include <BsNet/cipher.h>
+#include <BsNet/createInfoObject.h>
+#include <ExternlMediaTransfer/ExternlMediaKeys.h>
+#include <ExternlMediaTransfer/ExternlMediaTransfer.h>
+#include <ExternlMediaTransfer/IExternlMediaAuthCallback.h>
+#include <KblUtils/CastByName.h>
+#include <KblUtils/RefPtr.h>
 
 #include <atomic>
 #include <future>

@@ -1,13 +1,14 @@
 // The smallest upload: whoever signed in last (see minimal_login.cpp) sends one video to YouTube.
 // Usage: minimal_upload CLOUD_CONFIG APP_SECRET VIDEO
-#include "boundary/ExternlMediaTransfer.h"
-#include "boundary/records/HostRecords.h"
-#include "foundation/BsCloudConfig/BsCloudConfig.h"
-#include "foundation/BsNet/NetKeys.h"
-#include "foundation/BsNet/cipher.h"
-#include "foundation/BsNet/createInfoObject.h"
-#include "foundation/object/CastByName.h"
-#include "foundation/object/RefPtr.h"
+#include <BsCloudConfig/BsCloudConfig.h>
+#include <BsNet/NetKeys.h>
+#include <BsNet/cipher.h>
+#include <BsNet/createInfoObject.h>
+#include <ExternlMediaTransfer/ExternlMediaTransfer.h>
+#include <ExternlMediaTransfer/HostRecords.h>
+#include <ExternlMediaTransfer/TransferNumbers.h>
+#include <KblUtils/CastByName.h>
+#include <KblUtils/RefPtr.h>
 
 #include <chrono>
 #include <future>
@@ -54,9 +55,9 @@ int main(int argc, char** argv) {
   info->setCharKeyConfig(KBL::PubCharKey::appSecret, argv[2]);
   manager->setPubParam(info);
   manager->init(cacheDir.c_str(), 3300000);
-  const auto transfer = KBL::adoptRef(createEMTUpTransfer(1));
-  transfer->Command(1, &onEvent);
-  transfer->Command(0, &job);
+  const auto transfer = KBL::adoptRef(createEMTUpTransfer(KBL::transferYoutube));
+  transfer->Command(KBL::commandSetCallback, &onEvent);
+  transfer->Command(KBL::commandSetRecord, &job);
   transfer->Start();
 
   return waitForEnd();

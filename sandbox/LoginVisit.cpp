@@ -1,8 +1,8 @@
 #include "sandbox/LoginVisit.h"
 
 #include "sandbox/Sandbox.h"
-#include "sandbox/Text.h"
-#include "sandbox/server/Socket.h"
+#include "sandbox/base/Text.h"
+#include "sandbox/system/Socket.h"
 
 #include <algorithm>
 #include <array>
@@ -12,18 +12,18 @@ namespace sandbox {
 
 namespace {
 
-constexpr std::size_t kAnswerLimit = 65536;
+constexpr std::size_t answerLimit = 65536;
 
-// The head of the answer to a GET of this sandbox.
+/// The head of the answer to a GET of this sandbox.
 std::string headOf(int port, const std::string& target) {
   const socket::Handle handle = socket::connectTo(port);
-  if (handle == socket::kNone) return {};
+  if (handle == socket::none) return {};
   const std::string request = "GET " + target + " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(port) +
                               "\r\nConnection: close\r\n\r\n";
   std::string answer;
   if (socket::sendAll(handle, request.data(), request.size())) {
     std::array<char, 4096> bytes{};
-    while (answer.find("\r\n\r\n") == std::string::npos && answer.size() < kAnswerLimit) {
+    while (answer.find("\r\n\r\n") == std::string::npos && answer.size() < answerLimit) {
       const std::size_t count = socket::receive(handle, bytes.data(), bytes.size());
       if (count == 0) break;
       answer.append(bytes.data(), count);

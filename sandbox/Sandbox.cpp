@@ -1,17 +1,17 @@
 #include "sandbox/Sandbox.h"
 
-#include "sandbox/FaultBook.h"
-#include "sandbox/JsonText.h"
-#include "sandbox/RequestLog.h"
-#include "sandbox/Text.h"
+#include "sandbox/AllServices.h"
+#include "sandbox/base/JsonText.h"
+#include "sandbox/base/Text.h"
+#include "sandbox/server/FaultBook.h"
 #include "sandbox/server/HttpServer.h"
+#include "sandbox/server/RequestLog.h"
 #include "sandbox/server/Router.h"
 #include "sandbox/server/TlsContext.h"
-#include "sandbox/services/Service.h"
 #include "sandbox/state/AccountBook.h"
 #include "sandbox/state/StateFile.h"
 #include "sandbox/state/UploadBook.h"
-#include "sandbox/system/NativePath.h"
+#include "sandbox/system/DiskFile.h"
 
 #include <algorithm>
 #include <filesystem>

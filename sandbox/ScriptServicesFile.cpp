@@ -1,8 +1,8 @@
 #include "sandbox/ScriptServicesFile.h"
 
 #include "sandbox/Sandbox.h"
-#include "sandbox/Text.h"
-#include "sandbox/system/NativePath.h"
+#include "sandbox/base/Text.h"
+#include "sandbox/system/DiskFile.h"
 
 #include <filesystem>
 #include <fstream>

@@ -1,15 +1,16 @@
 #pragma once
+
 #include <string>
 
 namespace sandbox {
 
 class Sandbox;
 
-// The file "script_services.json" that MEDIATRANSFER_SERVICES can name, with a sandbox's addresses.
+/// The file "script_services.json" that MEDIATRANSFER_SERVICES can name, with a sandbox's addresses.
 class ScriptServicesFile {
  public:
-  // Writes it into the folder; an empty one means a new folder among the temporary files, which goes with
-  // this object. Throws std::runtime_error when it can't be written.
+  /// Writes it into the folder; an empty one means a new folder among the temporary files, which goes with
+  /// this object. Throws std::runtime_error when it can't be written.
   ScriptServicesFile(const Sandbox& sandbox, const std::string& folder);
   ~ScriptServicesFile();
   ScriptServicesFile(const ScriptServicesFile&) = delete;
@@ -18,7 +19,7 @@ class ScriptServicesFile {
   [[nodiscard]] const std::string& path() const { return path_; }
 
  private:
-  std::string ownFolder_;  // empty when the folder is somebody else's
+  std::string ownFolder_;  ///< empty when the folder is somebody else's
   std::string path_;
 };
 

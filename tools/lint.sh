@@ -1,31 +1,56 @@
 #!/usr/bin/env bash
-# Checks the form (clang-format, black) and the code (clang-tidy, mypy, pyflakes) of our own files; silent when all is
-# well.
-#   tools/lint.sh [FILE]...     (default: every file of the repository)
+# Checks the form (tools/check.sh) and the C++ code (clang-tidy) of our own files; silent when all is well.
+#   tools/lint.sh                    every file of the repository
+#   tools/lint.sh --since COMMIT     what has changed since COMMIT, and the C++ files that include it
+#   tools/lint.sh FILE...            these C++ and Python files
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-# The script package, the tests and the tools that are written in Python.
-lint_python() {
-  local files
-  mapfile -t files < <(git ls-files '*.py' tools/make_python_home)
-  black --quiet --check --diff "${files[@]}"
-  (cd python_home && mypy --config-file ../pyproject.toml --no-error-summary pysocialnetwork pythondlls/authupload.py)
-  pyflakes3 "${files[@]}"
+fail() {
+  printf 'lint: %s\n' "$*" >&2
+  exit 2
+}
+
+# What this branch has changed since it left COMMIT, committed or not.
+changed_since() {
+  git diff --name-only --diff-filter=d --merge-base "$1" --
+  git ls-files --others --exclude-standard
+}
+
+# One C++ file a line: those that changed and their includers, or all where the rules themselves changed.
+touched_since() {
+  local changed
+  changed=$(changed_since "$1")
+  if grep -q '\.clang-tidy$' <<<"$changed"; then
+    git ls-files '*.h' '*.cpp'
+  else
+    xargs -r -d '\n' python3 tools/includers.py <<<"$changed"
+  fi
 }
 
 tools/setup.sh test lint
 
+case ${1:-} in
+  --since)
+    [ $# -eq 2 ] || fail "use: tools/lint.sh [--since COMMIT | FILE...]"
+    git rev-parse --quiet --verify "$2^{commit}" >/dev/null || fail "no commit $2"
+    tools/check.sh
+    touched=$(touched_since "$2")
+    mapfile -t files <<<"$touched"
+    ;;
+  '')
+    tools/check.sh
+    mapfile -t files < <(git ls-files '*.h' '*.cpp')
+    ;;
+  -*) fail "unknown option $1" ;;
+  *)
+    tools/format.sh --check "$@"
+    files=("$@")
+    ;;
+esac
+
 build=build/debug
 cmake --preset debug -DKBL_BUILD_TESTS=ON -DKBL_BUILD_BENCHMARKS=ON >/dev/null
-
-if [ $# -gt 0 ]; then
-  files=("$@")
-else
-  lint_python
-  mapfile -t files < <(git ls-files '*.h' '*.cpp')
-fi
-clang-format --dry-run -Werror "${files[@]}"
 
 # clang-tidy takes the files that are built; headers are checked through them. Warning options that only GCC knows stand
 # in their commands. Deleting a network client is sound without a virtual destructor: its operator delete destroys it.

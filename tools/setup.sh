@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that are missing, as root or with sudo; says nothing when all are there.
-#   tools/setup.sh [build|python|test|lint|fuzz|all]...     (default: build)
+#   tools/setup.sh [build|python|test|check|lint|fuzz|all]...     (default: build)
 # "build" is enough for the library and the programs; the others add to it what their name says.
 set -euo pipefail
 
@@ -10,9 +10,10 @@ build_packages=(build-essential cmake ninja-build ccache pkg-config
 # libpython3-dev brings the shared library of the system's Python, whichever version that is.
 python_packages=(python3 libpython3-dev)
 # The proxies and the browser are servers and clients that the tests start themselves.
-test_packages=(libgtest-dev libgmock-dev libbenchmark-dev openssl sqlite3 curl "${python_packages[@]}"
+test_packages=(libgtest-dev libgmock-dev libbenchmark-dev clang openssl sqlite3 curl "${python_packages[@]}"
   python3-oauthlib tinyproxy dante-server chromium chromium-driver)
-lint_packages=(clang-tidy-16 clang-format black mypy pyflakes3)
+check_packages=(git clang-format black mypy pyflakes3 shellcheck)
+lint_packages=("${check_packages[@]}" clang-tidy-16)
 fuzz_packages=(clang-16 libclang-rt-16-dev)
 
 fail() {
@@ -28,10 +29,11 @@ wanted() {
       build) ;;
       python) printf '%s\n' "${python_packages[@]}" ;;
       test) printf '%s\n' "${test_packages[@]}" ;;
+      check) printf '%s\n' "${check_packages[@]}" ;;
       lint) printf '%s\n' "${lint_packages[@]}" ;;
       fuzz) printf '%s\n' "${fuzz_packages[@]}" ;;
       all) wanted test lint fuzz ;;
-      *) fail "unknown group $group; use: tools/setup.sh [build|python|test|lint|fuzz|all]..." ;;
+      *) fail "unknown group $group; use: tools/setup.sh [build|python|test|check|lint|fuzz|all]..." ;;
     esac
   done
 }

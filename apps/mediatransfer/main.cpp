@@ -1,8 +1,9 @@
-#include "CommandLine.h"
-#include "Commands.h"
-#include "Failure.h"
-#include "Interrupt.h"
-#include "Report.h"
+#include "commands/Commands.h"
+#include "host/Interrupt.h"
+#include "options/CommandLine.h"
+#include "options/Failure.h"
+#include "options/Secrets.h"
+#include "report/Report.h"
 #include "system/Terminal.h"
 
 #include <algorithm>
@@ -43,6 +44,7 @@ int start(const std::vector<std::string>& arguments) {
       return exitOf(host::Exit::done);
     }
     options = std::get<host::Options>(parsed);
+    host::hideSecrets(host::givenSecrets(options));
   } catch (const host::Failure& failure) {
     // Whoever asked for JSON lines reads JSON lines, also when the other arguments make no sense.
     options.json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();

@@ -1,13 +1,14 @@
 // What the library adds to a list of 100,000 photos over 2,000 pages: time a page beside the bare fetch and
 // parse of the same pages, and memory from the 200th page to the last. The servers run in a process of their
 // own, so that their memory does not count.
-#include "foundation/BsCloudConfig/BsCloudConfig.h"
+#include "json/JsonAccess.h"
+#include "media_tasks/CurlMediaFetcher.h"
 #include "media_tasks/FlickrUrl.h"
 #include "media_tasks/MediaHosts.h"
 #include "media_tasks/SNRFlickrImageTask.h"
-#include "requests/JsonAccess.h"
-#include "sandbox/MediaAccounts.h"
 #include "sandbox/Sandbox.h"
+#include "sandbox/base/MediaAccounts.h"
+#include <BsCloudConfig/BsCloudConfig.h>
 
 #include <curl/curl.h>
 #include <json/value.h>
@@ -74,7 +75,8 @@ bool fetchAndParse(const std::string& url) {
   const CURLcode result = curl_easy_perform(easy);
   curl_easy_cleanup(easy);
   Json::Value page;
-  return result == CURLE_OK && KBL::parseJson(body, page) && page["photos"]["photo"].size() == photosPerPage;
+  return result == CURLE_OK && KBL::parseJson(body, KBL::mediaPageForm, page) &&
+         page["photos"]["photo"].size() == photosPerPage;
 }
 
 double microsecondsAPage(Clock::duration time) {
@@ -97,7 +99,7 @@ int serve(int told, int stop) {
 
 /// Every page fetched and parsed with the least; microseconds a page, nothing on trouble.
 std::optional<double> fetchAll(const std::string& base, const std::string& pair) {
-  const KBL::FlickrCredentials credentials(sandbox::kFlickrApplicationKey, sandbox::kFlickrApplicationSecret,
+  const KBL::FlickrCredentials credentials(sandbox::flickrApplicationKey, sandbox::flickrApplicationSecret,
                                            pair);
   const Clock::time_point start = Clock::now();
   for (int page = 1; page <= pages; ++page) {
@@ -108,8 +110,8 @@ std::optional<double> fetchAll(const std::string& base, const std::string& pair)
 
 /// The same pages by the library.
 std::optional<double> listAll(const std::string& pair, Listing& listing) {
-  KBL::SNRFlickrImageTask task(sandbox::kFlickrApplicationKey, sandbox::kFlickrApplicationSecret, pair,
-                               &onMedia, &onError);
+  KBL::SNRFlickrImageTask task(sandbox::flickrApplicationKey, sandbox::flickrApplicationSecret, pair,
+                               &onMedia, &onError, KBL::curlMediaFetcher());
   task.setHostContext(&listing);
   const Clock::time_point start = Clock::now();
   task.Run();

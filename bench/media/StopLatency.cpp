@@ -1,9 +1,10 @@
 // How long Stop of a download transfer takes, over 200 stops each: while bytes flow, and on a stalled
 // transfer, where libcurl looks up once a second.
-#include "boundary/ExternlMediaTransfer.h"
-#include "boundary/records/DownloadRecords.h"
-#include "foundation/object/RefPtr.h"
 #include "sandbox/Sandbox.h"
+#include <ExternlMediaTransfer/DownloadRecords.h>
+#include <ExternlMediaTransfer/ExternlMediaTransfer.h>
+#include <ExternlMediaTransfer/TransferNumbers.h>
+#include <KblUtils/RefPtr.h>
 
 #include <algorithm>
 #include <atomic>
@@ -34,8 +35,8 @@ double stopOnce(const std::string& url, std::chrono::microseconds pause) {
   Download download;
   const auto transfer = KBL::adoptRef(createEMTDlTransfer());
   const KBL::MediaErrorCallback noError = nullptr;
-  transfer->Command(15, static_cast<void*>(&download));
-  transfer->Command(10, url.c_str(), "never written", noError, &onProgress);
+  transfer->Command(KBL::commandSetContext, static_cast<void*>(&download));
+  transfer->Command(KBL::commandDownloadFile, url.c_str(), "never written", noError, &onProgress);
   transfer->Start();
   while (download.bytes == 0) std::this_thread::yield();
   std::this_thread::sleep_for(pause);

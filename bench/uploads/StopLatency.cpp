@@ -1,11 +1,11 @@
 // How long Stop of a running upload to TikTok takes until the host hears of its end, over 200 stops each:
 // while bytes flow, and when the server has stalled.
-#include "foundation/BsCloudConfig/BsCloudConfig.h"
-#include "foundation/BsNet/cipher.h"
+#include "boundary/transfers/SignedInHost.h"
 #include "sandbox/Sandbox.h"
 #include "support/TemporaryDirectory.h"
 #include "support/WaitUntil.h"
-#include "transfer/SignedInHost.h"
+#include <BsCloudConfig/BsCloudConfig.h>
+#include <BsNet/cipher.h>
 
 #include <algorithm>
 #include <atomic>
@@ -33,7 +33,7 @@ constexpr int errorEvent = 12;
 double stopOnce(const std::string& path, microseconds pause) {
   EventLog log;
   std::atomic<Clock::time_point> ended{Clock::time_point::max()};
-  log.onEvent = [&](const HostEvent& event) {
+  log.inside = [&](const UploadEvent& event) {
     if (event.event == errorEvent && event.text == "-10007,User cancelled!") ended = Clock::now();
   };
   const auto transfer = makeUpload(log, path, tiktokTransfer);

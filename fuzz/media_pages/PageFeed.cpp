@@ -1,15 +1,8 @@
 #include "PageFeed.h"
 
-#include "media_tasks/SNRRequestTask.h"
-
 #include <cstdlib>
-#include <string>
-#include <string_view>
 
 namespace {
-
-std::string_view rest;
-bool isExhausted = true;
 
 template <std::size_t size>
 void checkText(const char16_t (&field)[size]) {
@@ -24,19 +17,13 @@ void checkText(const char16_t (&field)[size]) {
 
 }  // namespace
 
-void feedPages(const std::uint8_t* data, std::size_t size) {
-  rest = std::string_view(reinterpret_cast<const char*>(data), size);
-  isExhausted = false;
-}
-
-// Takes the place of the fetch over the network.
-bool KBL::SNRRequestTask::Fetch(const std::string&, std::string& body) {
-  if (isExhausted) return false;
-  const std::size_t end = rest.find('\0');
-  body = std::string(rest.substr(0, end));
-  isExhausted = end == std::string_view::npos;
-  if (!isExhausted) rest.remove_prefix(end + 1);
-  return true;
+KBL::FetchResult PageFeed::fetch(const std::string&, std::size_t largestBody, KBL::FetchListener& listener) {
+  if (isExhausted_) return {};
+  const std::string_view page = rest_.substr(0, rest_.find('\0'));
+  isExhausted_ = page.size() == rest_.size();
+  if (!isExhausted_) rest_.remove_prefix(page.size() + 1);
+  if (page.size() > largestBody || !listener.takePiece(page.data(), page.size())) return {};
+  return {KBL::FetchResult::End::good};
 }
 
 std::int32_t checkAlbum(void*, KBL::IExternlMediaTransfer*, const KBL::hostAlbumRecord* album) {

@@ -4,11 +4,11 @@
 #include "media_tasks/SNRFacebookEnumMediaInfoTask.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  feedPages(data, size);
-  KBL::SNRFacebookEnumAlbumInfoTask("token", &checkAlbum, &checkError).Run();
+  PageFeed albums(data, size);
+  KBL::SNRFacebookEnumAlbumInfoTask("token", &checkAlbum, &checkError, albums).Run();
   for (const char* album : {"1", "FACEBOOK_VIDEO"}) {
-    feedPages(data, size);
-    KBL::SNRFacebookEnumMediaInfoTask("token", album, &checkMedia, &checkError).Run();
+    PageFeed media(data, size);
+    KBL::SNRFacebookEnumMediaInfoTask("token", album, &checkMedia, &checkError, media).Run();
   }
   return 0;
 }

@@ -4,8 +4,8 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   for (const char* pair : {"token|secret", "|token"}) {
-    feedPages(data, size);
-    KBL::SNRFlickrImageTask("key", "secret", pair, &checkMedia, &checkError).Run();
+    PageFeed feed(data, size);
+    KBL::SNRFlickrImageTask("key", "secret", pair, &checkMedia, &checkError, feed).Run();
   }
   return 0;
 }

@@ -3,7 +3,7 @@
 #include "media_tasks/SNRInstagramImageTask.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  feedPages(data, size);
-  KBL::SNRInstagramImageTask("token", &checkMedia, &checkError).Run();
+  PageFeed feed(data, size);
+  KBL::SNRInstagramImageTask("token", &checkMedia, &checkError, feed).Run();
   return 0;
 }

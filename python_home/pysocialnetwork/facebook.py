@@ -68,7 +68,7 @@ class Uploader(OAuth2Uploader):
         answer = self._get(wire, address, {**app, "grant_type": "fb_exchange_token", "fb_exchange_token": short})
         token = require_token(answer.get("access_token"))
         self.keep_secret(token)
-        me = self._get(wire, self.address("facebookGraph") + "/me", {"fields": "id,name", "access_token": token})
+        me = self._me(wire, token)
         return Login(
             self.platform,
             token,
@@ -76,6 +76,13 @@ class Uploader(OAuth2Uploader):
             user_id=required_text(me, "id"),
             user_name=text_member(me, "name"),
         )
+
+    def _confirm(self, wire: Wire, login: Login) -> None:
+        self._me(wire, login.access)
+
+    def _me(self, wire: Wire, token: str) -> Dict[str, Any]:
+        query = {"fields": "id,name", "access_token": token}
+        return self._get(wire, self.address("facebookGraph") + "/me", query)
 
     def _read_account(self, wire: Wire) -> Account:
         return Account(categories=CATEGORIES)

@@ -99,8 +99,14 @@ class Uploader(BaseUploader):
         self.keep_secret(values[1])
         return values[0], values[1]
 
+    def _confirm(self, wire: Wire, login: Login) -> None:
+        self._upload_status(wire, login)
+
+    def _upload_status(self, wire: Wire, login: Login) -> Dict[str, Any]:
+        return self._rest(wire, login, "flickr.people.getUploadStatus", {})
+
     def _read_account(self, wire: Wire) -> Account:
-        status = self.authorized(wire, lambda login: self._rest(wire, login, "flickr.people.getUploadStatus", {}))
+        status = self.authorized(wire, lambda login: self._upload_status(wire, login))
         bandwidth = member(status, "user", "bandwidth")
         unlimited = text_member(bandwidth, "unlimited") == "1"
         remaining = text_member(bandwidth, "remainingkb")

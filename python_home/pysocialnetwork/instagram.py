@@ -72,7 +72,7 @@ class Uploader(OAuth2Uploader):
         )
         token = require_token(answer.get("access_token"))
         self.keep_secret(token)
-        me = self._get(wire, VERSION + "me", {"fields": "user_id,username", "access_token": token})
+        me = self._me(wire, token)
         return Login(
             self.platform,
             token,
@@ -81,6 +81,12 @@ class Uploader(OAuth2Uploader):
             user_id=required_text(me, "user_id"),
             user_name=text_member(me, "username"),
         )
+
+    def _confirm(self, wire: Wire, login: Login) -> None:
+        self._me(wire, login.access)
+
+    def _me(self, wire: Wire, token: str) -> Dict[str, Any]:
+        return self._get(wire, VERSION + "me", {"fields": "user_id,username", "access_token": token})
 
     def _wants_renewal(self, login: Login) -> bool:
         return renewable(login) and login.has_expired(RENEWED_BEFORE_END)

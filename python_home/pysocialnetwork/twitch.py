@@ -41,14 +41,19 @@ class Uploader(RefreshingUploader):
         fields = {"grant_type": "authorization_code", "code": code, "redirect_uri": self.redirect_url}
         answer = self._token(wire, fields, repeatable=False)
         login = self.granted(answer)
-        headers = {"Client-Id": self.app_key, "Authorization": "Bearer " + login.access}
-        address = self.address("twitchHelix") + "/users"
-        users = wire.run(lambda: read(wire.exchange("GET", address, headers)))
-        data = users.get("data")
+        data = self._users(wire, login).get("data")
         user = data[0] if isinstance(data, list) and data else {}
         # A channel has the number of its user.
         name = text_member(user, "display_name") or text_member(user, "login")
         return replace(login, user_id=required_text(user, "id"), user_name=name)
+
+    def _confirm(self, wire: Wire, login: Login) -> None:
+        self._users(wire, login)
+
+    def _users(self, wire: Wire, login: Login) -> Dict[str, Any]:
+        headers = {"Client-Id": self.app_key, "Authorization": "Bearer " + login.access}
+        address = self.address("twitchHelix") + "/users"
+        return wire.run(lambda: read(wire.exchange("GET", address, headers)))
 
     def _token(self, wire: Wire, fields: Mapping[str, str], repeatable: bool = True) -> Dict[str, Any]:
         body = form({"client_id": self.app_key, "client_secret": self.app_secret, **fields})

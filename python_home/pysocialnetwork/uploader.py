@@ -7,14 +7,14 @@ places, so none does: a failure is a neutral result and a text in `GetLastError`
 from __future__ import annotations
 
 import threading
-from abc import ABC, abstractmethod
+from abc import abstractmethod
 from dataclasses import replace
 from typing import Any, Callable, ClassVar, List, Optional, Set, TypeVar
 
-from . import hostcallback, texts
+from . import hostcallback, logincheck, texts
 from .account import Account, AccountMemory
-from .bodies import LocalFile
 from .connection import TimeLimits
+from .details import Details
 from .errors import Stopped, TokenInvalid, UploadError
 from .hostcallback import HostCallback
 from .job import UploadJob, VideoRequest, unexpected
@@ -22,6 +22,7 @@ from .login import SAFETY_SECONDS, Login
 from .retry import FOREGROUND, RetryPolicy
 from .services import Services
 from .stopsignal import StopSignal
+from .version import VERSION
 from .wire import Wire
 
 T = TypeVar("T")
@@ -34,7 +35,7 @@ FAILED = 2
 NO_LOGIN = "error"
 
 
-class Uploader(ABC):
+class Uploader(Details):
     """The object behind one transfer of the host. Methods in the library's spelling are the library's protocol."""
 
     platform: ClassVar[str]
@@ -166,6 +167,10 @@ class Uploader(ABC):
     def _upload(self, job: UploadJob, wire: Wire) -> str:
         """Uploads the video and returns its address. Runs on the job's thread."""
 
+    @abstractmethod
+    def _confirm(self, wire: Wire, login: Login) -> None:
+        """Asks the service for what only a good login gets. Raises TokenInvalid when it does not take this one."""
+
     def _renew(self, wire: Wire, login: Login) -> Optional[Login]:
         """A login with a fresh token; None where the platform can't renew this one. Raises TokenInvalid when the
         service says that it is over."""
@@ -238,25 +243,6 @@ class Uploader(ABC):
         except UploadError as error:
             self._debug(self._fail("the video is uploaded, but without its %s: %s" % (what, error)))
 
-    def check_thumbnail(self, path: str) -> None:
-        """Before the video is sent: a picture that can't be read would be noticed too late."""
-        if path:
-            with LocalFile(path):
-                pass
-
-    def leave_out(self, what: str, value: str) -> None:
-        """Tells that the platform has no place for what the host gave."""
-        if value:
-            self._debug("%s takes no %s" % (self.platform, what))
-
-    def tags_within(self, tags: str, limit: int, longest: int, quotes: bool = False) -> List[str]:
-        """What of the host's tags the platform has room for, told where that is not all."""
-        wanted = texts.split_tags(tags)
-        kept = texts.tags_that_fit(wanted, limit, longest, quotes)
-        if len(kept) < len(wanted):
-            self._debug("%s has no room for %d of %d tags" % (self.platform, len(wanted) - len(kept), len(wanted)))
-        return kept
-
     def require_app(self, with_redirect: bool = True) -> None:
         if not self.app_key or not self.app_secret:
             raise UploadError("the application's key and secret are not set")
@@ -274,10 +260,21 @@ class Uploader(ABC):
     def _take_token(self, text: str) -> int:
         login = Login.from_text(text, self.platform)
         self.set_login(login)
-        if login.has_expired(SAFETY_SECONDS) or self._wants_renewal(login):
-            with self.calling() as wire:
+        how = logincheck.wanted()
+        with self.calling() as wire:
+            if how:
+                self._check(how, login, wire)
+            elif login.has_expired(SAFETY_SECONDS) or self._wants_renewal(login):
                 self._usable_login(wire)
         return 1
+
+    def _check(self, how: str, login: Login, wire: Wire) -> None:
+        outcome = logincheck.verdict(how, login, lambda: self.authorized(wire, lambda now: self._confirm(wire, now)))
+        if outcome != logincheck.GOOD:
+            # Nor is the account asked for, which the host reads next.
+            self._account.get(lambda: None)
+        # The host finds it where it finds what went wrong.
+        self._fail(outcome)
 
     def _wants_renewal(self, login: Login) -> bool:
         return False
@@ -389,4 +386,4 @@ class Uploader(ABC):
         return texts.message_for_host(text, secrets)
 
     def _agent(self) -> str:
-        return (self._brand + " " if self._brand else "") + "media-transfer/1.0"
+        return (self._brand + " " if self._brand else "") + "media-transfer/" + VERSION

@@ -60,6 +60,9 @@ class Uploader(OAuth2Uploader):
             user_name=text_member(answer, "user", "name"),
         )
 
+    def _confirm(self, wire: Wire, login: Login) -> None:
+        self._call(wire, login, "GET", "/me")
+
     def _read_account(self, wire: Wire) -> Account:
         me = self.authorized(wire, lambda login: self._call(wire, login, "GET", "/me"))
         found = self.authorized(wire, lambda login: self._call(wire, login, "GET", "/categories"))

@@ -4,7 +4,6 @@ from __future__ import annotations
 
 import time
 from typing import Any, Callable, Dict, Mapping, Optional, TypeVar
-from urllib.parse import urlsplit
 
 from .bodies import Body
 from .connection import Answer, Connection, Origin, TimeLimits, origin_of
@@ -143,10 +142,10 @@ class Wire:
 
 
 def require_same_safety(service: str, address: object) -> str:
-    """An address that a service handed out for the upload, which must not be less protected than the service."""
+    """An address that a service handed out for the upload, which must be https where that of the service is."""
     if not isinstance(address, str):
         raise UploadError("the service named no address for the upload")
-    origin = origin_of(address)
-    if urlsplit(service).scheme == "https" and origin.scheme != "https":
-        raise UploadError("the service named an unprotected address for the upload")
+    if origin_of(service).scheme == "https" and not address.lower().startswith("https://"):
+        raise UploadError("url invalid")
+    origin_of(address)
     return address

@@ -52,8 +52,14 @@ class Uploader(RefreshingUploader):
         fields = {"grant_type": "authorization_code", "code": code, "redirect_uri": self.redirect_url}
         answer = self._token(wire, {**fields, "code_verifier": verifier}, repeatable=False)
         login = self.granted(answer)
-        channel = first_item(self._get(wire, login, "/channels", {"part": "snippet", "mine": "true"}))
+        channel = first_item(self._channels(wire, login))
         return replace(login, user_id=text_member(channel, "id"), user_name=text_member(channel, "snippet", "title"))
+
+    def _confirm(self, wire: Wire, login: Login) -> None:
+        self._channels(wire, login)
+
+    def _channels(self, wire: Wire, login: Login) -> Dict[str, Any]:
+        return self._get(wire, login, "/channels", {"part": "snippet", "mine": "true"})
 
     def _token(self, wire: Wire, fields: Mapping[str, str], repeatable: bool = True) -> Dict[str, Any]:
         body = form({"client_id": self.app_key, "client_secret": self.app_secret, **fields})

@@ -1,6 +1,6 @@
 #include "sandbox/server/AnswerFault.h"
 
-#include "sandbox/JsonText.h"
+#include "sandbox/base/JsonText.h"
 #include "sandbox/server/Compression.h"
 
 #include <algorithm>
@@ -12,21 +12,21 @@ namespace sandbox {
 
 namespace {
 
-constexpr std::string_view kFillerStart = R"({"code":0,"msg":"","data":{"filler":")";
-constexpr std::string_view kFillerEnd = R"("}})";
-constexpr std::size_t kPiece = std::size_t{64} * 1024;
+constexpr std::string_view fillerStart = R"({"code":0,"msg":"","data":{"filler":")";
+constexpr std::string_view fillerEnd = R"("}})";
+constexpr std::size_t pieceSize = std::size_t{64} * 1024;
 
 // Bytes `offset` and following of a JSON text of `total` bytes, at most a piece of them; empty at the end.
 std::string fillerPiece(std::uint64_t offset, std::uint64_t total) {
-  if (offset == 0) return std::string(kFillerStart);
+  if (offset == 0) return std::string(fillerStart);
   if (offset >= total) return {};
-  const std::uint64_t filled = total - kFillerEnd.size();
-  if (offset >= filled) return std::string(kFillerEnd.substr(static_cast<std::size_t>(offset - filled)));
-  return std::string(static_cast<std::size_t>(std::min<std::uint64_t>(kPiece, filled - offset)), 'x');
+  const std::uint64_t filled = total - fillerEnd.size();
+  if (offset >= filled) return std::string(fillerEnd.substr(static_cast<std::size_t>(offset - filled)));
+  return std::string(static_cast<std::size_t>(std::min<std::uint64_t>(pieceSize, filled - offset)), 'x');
 }
 
 std::uint64_t fillerSize(std::uint64_t wanted) {
-  return std::max<std::uint64_t>(wanted, kFillerStart.size() + kFillerEnd.size());
+  return std::max<std::uint64_t>(wanted, fillerStart.size() + fillerEnd.size());
 }
 
 // The value at a dotted path below `root`; missing objects on the way are made. Null when something else than
@@ -51,13 +51,13 @@ Json::Value* valueAt(Json::Value& root, std::string_view path) {
 std::optional<std::string> replaceMember(const std::string& body, const std::string& path,
                                          const std::string& json) {
   // The new text need not be JSON that our own writer would write, so it takes the place of a mark.
-  constexpr std::string_view kMark = "--the-replaced-member--";
+  constexpr std::string_view mark = "--the-replaced-member--";
   Json::Value root = parseJson(body).value_or(Json::Value(Json::objectValue));
   Json::Value* const value = valueAt(root, path);
   if (!value) return std::nullopt;
-  *value = std::string(kMark);
+  *value = std::string(mark);
   std::string text = compactJson(root);
-  const std::string quoted = '"' + std::string(kMark) + '"';
+  const std::string quoted = '"' + std::string(mark) + '"';
   const std::size_t at = text.find(quoted);
   return text.replace(at, quoted.size(), json);
 }

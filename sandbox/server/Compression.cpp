@@ -10,8 +10,8 @@ namespace sandbox {
 
 namespace {
 
-constexpr int kWindowForGzip = 15 + 16;
-constexpr int kMemoryLevel = 8;
+constexpr int windowForGzip = 15 + 16;
+constexpr int memoryLevel = 8;
 
 struct DeflateEnd {
   void operator()(z_stream* stream) const {
@@ -24,7 +24,7 @@ using Deflater = std::unique_ptr<z_stream, DeflateEnd>;
 
 Deflater makeDeflater() {
   auto stream = std::make_unique<z_stream>();
-  if (::deflateInit2(stream.get(), Z_DEFAULT_COMPRESSION, Z_DEFLATED, kWindowForGzip, kMemoryLevel,
+  if (::deflateInit2(stream.get(), Z_DEFAULT_COMPRESSION, Z_DEFLATED, windowForGzip, memoryLevel,
                      Z_DEFAULT_STRATEGY) != Z_OK) {
     throw std::runtime_error("deflateInit2 failed");
   }

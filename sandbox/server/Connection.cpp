@@ -14,12 +14,12 @@ namespace {
 thread_local Exchange* currentExchange = nullptr;
 
 bool isKnownMethod(std::string_view method) {
-  constexpr std::array<std::string_view, 7> kMethods{"GET",   "HEAD",   "POST",   "PUT",
-                                                     "PATCH", "DELETE", "OPTIONS"};
-  return std::find(kMethods.begin(), kMethods.end(), method) != kMethods.end();
+  constexpr std::array<std::string_view, 7> methods{"GET",   "HEAD",   "POST",   "PUT",
+                                                    "PATCH", "DELETE", "OPTIONS"};
+  return std::find(methods.begin(), methods.end(), method) != methods.end();
 }
 
-// Methods whose body the HTTP library leaves in the connection.
+/// Methods whose body the HTTP library leaves in the connection.
 bool leavesBody(std::string_view method) {
   return method == "GET" || method == "HEAD" || method == "OPTIONS";
 }

@@ -1,4 +1,5 @@
 #pragma once
+
 #include "sandbox/server/ConnectionStream.h"
 #include "sandbox/server/Exchange.h"
 
@@ -8,26 +9,26 @@
 
 namespace sandbox {
 
-// One connection from its first byte to its close, on its thread.
+/// One connection from its first byte to its close, on its thread.
 class Connection {
  public:
   struct Services {
     const Router& router;
     FaultBook& faults;
     RequestLog& log;
-    // The HTTP library's own handling of one request, which calls Exchange::serve of `current`. False ends
-    // the connection, as does a true `closed`.
+    /// The HTTP library's own handling of one request, which calls Exchange::serve of `current`. False ends
+    /// the connection, as does a true `closed`.
     std::function<bool(ConnectionStream& stream, bool closeAfterwards, bool& closed)> process;
   };
 
   Connection(Transport& transport, std::uint64_t number, const Services& services);
 
-  // Serves requests until either side ends the connection. The socket is still open afterwards.
+  /// Serves requests until either side ends the connection. The socket is still open afterwards.
   void run();
-  // The connection is to end by a reset instead of in order.
+  /// The connection is to end by a reset instead of in order.
   [[nodiscard]] bool resets() const { return stream_.resets(); }
 
-  // The exchange that this thread is in, for the HTTP library's handlers; null outside of one.
+  /// The exchange that this thread is in, for the HTTP library's handlers; null outside of one.
   static Exchange* current();
 
  private:

@@ -1,5 +1,6 @@
 #pragma once
-#include "sandbox/server/Socket.h"
+
+#include "sandbox/system/Socket.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -8,14 +9,14 @@
 
 namespace sandbox {
 
-// The open connections, so that a stop can wake those that are blocked. Thread-safe.
+/// The open connections, so that a stop can wake those that are blocked. Thread-safe.
 class ConnectionRegistry {
  public:
-  // The connection's number from 1, or 0 when connections are being ended and this one must end too.
+  /// The connection's number from 1, or 0 when connections are being ended and this one must end too.
   std::uint64_t add(socket::Handle handle);
-  // Before the handle is closed.
+  /// Before the handle is closed.
   void remove(socket::Handle handle);
-  // Wakes all connections; add gives 0 until allow.
+  /// Wakes all connections; add gives 0 until allow.
   void endAll();
   void allow();
 

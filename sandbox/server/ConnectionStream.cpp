@@ -9,14 +9,14 @@ namespace sandbox {
 
 namespace {
 
-constexpr std::size_t kBufferSize = std::size_t{256} * 1024;
+constexpr std::size_t bufferSize = std::size_t{256} * 1024;
 
 }  // namespace
 
-ConnectionStream::ConnectionStream(Transport& transport) : transport_(transport), buffer_(kBufferSize) {}
+ConnectionStream::ConnectionStream(Transport& transport) : transport_(transport), buffer_(bufferSize) {}
 
 ConnectionStream::Head ConnectionStream::readHead(std::string& head) {
-  constexpr std::string_view kEnd = "\r\n\r\n";
+  constexpr std::string_view endOfHead = "\r\n\r\n";
   head.clear();
   while (true) {
     if (begin_ == end_ && !fill()) return Head::closed;
@@ -27,14 +27,14 @@ ConnectionStream::Head ConnectionStream::readHead(std::string& head) {
     }
     const std::size_t known = head.size();
     head.append(buffer_.data() + begin_, end_ - begin_);
-    const std::size_t found = head.find(kEnd, known < kEnd.size() ? 0 : known - kEnd.size());
+    const std::size_t found = head.find(endOfHead, known < endOfHead.size() ? 0 : known - endOfHead.size());
     if (found != std::string::npos) {
-      begin_ += found + kEnd.size() - known;
-      head.resize(found + kEnd.size());
-      return head.size() > kHeadLimit ? Head::tooLong : Head::complete;
+      begin_ += found + endOfHead.size() - known;
+      head.resize(found + endOfHead.size());
+      return head.size() > headLimit ? Head::tooLong : Head::complete;
     }
     begin_ = end_;
-    if (head.size() > kHeadLimit) return Head::tooLong;
+    if (head.size() > headLimit) return Head::tooLong;
   }
 }
 

@@ -1,4 +1,5 @@
 #pragma once
+
 #include "sandbox/server/Transport.h"
 
 #include <httplib.h>
@@ -10,25 +11,25 @@
 
 namespace sandbox {
 
-// What the HTTP library reads from and writes to. It keeps the head of each request for us (the library cuts
-// lines off at 8 KiB and decodes header values) and can end, stall or silence an answer at a given byte.
+/// What the HTTP library reads from and writes to. It keeps the head of each request for us (the library cuts
+/// lines off at 8 KiB and decodes header values) and can end, stall or silence an answer at a given byte.
 class ConnectionStream final : public httplib::Stream {
  public:
   explicit ConnectionStream(Transport& transport);
 
   enum class Head { complete, closed, tooLong };
-  // Reads up to and including the empty line, at most kHeadLimit bytes.
+  /// Reads up to and including the empty line, at most headLimit bytes.
   Head readHead(std::string& head);
-  // What the library reads before the body: a head of our own making.
+  /// What the library reads before the body: a head of our own making.
   void prepend(std::string head);
 
-  // Called when the answer's byte number `bytes` has left, once. False ends the connection's use: nothing
-  // more leaves.
+  /// Called when the answer's byte number `bytes` has left, once. False ends the connection's use: nothing
+  /// more leaves.
   void interruptAnswerAfter(std::uint64_t bytes, std::function<bool()> interruption);
-  // From now on reads find the end of the stream and writes fail.
+  /// From now on reads find the end of the stream and writes fail.
   void end() { ended_ = true; }
   [[nodiscard]] bool ended() const { return ended_; }
-  // The connection is to end by a reset instead of in order.
+  /// The connection is to end by a reset instead of in order.
   void resetAtEnd() { reset_ = true; }
   [[nodiscard]] bool resets() const { return reset_; }
   [[nodiscard]] bool peerClosed() const { return socket::peerClosed(transport_.handle()); }
@@ -40,10 +41,10 @@ class ConnectionStream final : public httplib::Stream {
   ssize_t write(const char* bytes, size_t count) override;
   void get_remote_ip_and_port(std::string& ip, int& port) const override;
   void get_local_ip_and_port(std::string& ip, int& port) const override;
-  // Not the real one: the library refuses to serve descriptors beyond 1023.
+  /// Not the real one: the library refuses to serve descriptors beyond 1023.
   socket_t socket() const override { return 0; }
 
-  static constexpr std::size_t kHeadLimit = std::size_t{1024} * 1024;
+  static constexpr std::size_t headLimit = std::size_t{1024} * 1024;
 
  private:
   bool fill();

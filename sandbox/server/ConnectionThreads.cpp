@@ -1,6 +1,6 @@
 #include "sandbox/server/ConnectionThreads.h"
 
-#include "sandbox/server/Socket.h"
+#include "sandbox/system/Socket.h"
 
 #include <system_error>
 #include <utility>

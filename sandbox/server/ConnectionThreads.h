@@ -1,4 +1,5 @@
 #pragma once
+
 #include <httplib.h>
 
 #include <condition_variable>
@@ -11,12 +12,12 @@
 
 namespace sandbox {
 
-// As many threads as there are connections at once, since a connection that is kept alive holds its thread.
-// Idle threads serve the next connection.
+/// As many threads as there are connections at once, since a connection that is kept alive holds its thread.
+/// Idle threads serve the next connection.
 class ConnectionThreads final : public httplib::TaskQueue {
  public:
   void enqueue(std::function<void()> task) override;
-  // Runs what is queued and joins all threads.
+  /// Runs what is queued and joins all threads.
   void shutdown() override;
 
  private:

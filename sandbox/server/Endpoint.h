@@ -1,5 +1,6 @@
 #pragma once
-#include "sandbox/RecordedRequest.h"
+
+#include "sandbox/base/RecordedRequest.h"
 
 #include <cstdint>
 #include <functional>
@@ -9,20 +10,20 @@
 
 namespace sandbox {
 
-// Takes the next bytes of a body; false ends the reading.
+/// Takes the next bytes of a body; false ends the reading.
 using BodySink = std::function<bool(const char* bytes, std::size_t count)>;
 
-// One request in the hands of a service, on the thread of its connection.
+/// One request in the hands of a service, on the thread of its connection.
 struct Call {
   const RecordedRequest& request;
-  // The whole body, for endpoints that don't stream.
+  /// The whole body, for endpoints that don't stream.
   std::string body;
-  // What Content-Length announced; 0 without a body or with a chunked one.
+  /// What Content-Length announced; 0 without a body or with a chunked one.
   std::uint64_t announcedLength = 0;
-  // Streaming endpoints: hands the body over piece by piece. False when it did not come to its end.
+  /// Streaming endpoints: hands the body over piece by piece. False when it did not come to its end.
   std::function<bool(const BodySink& sink)> readBody;
-  // The part of the path behind the endpoint's own, for endpoints that take one ("SESSION" of
-  // "/code/SESSION").
+  /// The part of the path behind the endpoint's own, for endpoints that take one ("SESSION" of
+  /// "/code/SESSION").
   std::string rest;
 };
 
@@ -41,9 +42,9 @@ struct Endpoint {
   std::string path;
   Handler handler;
   enum class Body { whole, streamed } body = Body::whole;
-  // The path ends in '/' and one more segment follows, which the handler gets as Call::rest.
+  /// The path ends in '/' and one more segment follows, which the handler gets as Call::rest.
   enum class Path { exact, withRest } match = Path::exact;
-  // How the rest has to end; Call::rest stops in front of it.
+  /// How the rest has to end; Call::rest stops in front of it.
   std::string ending = {};
 };
 

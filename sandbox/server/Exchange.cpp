@@ -11,10 +11,10 @@ namespace sandbox {
 
 namespace {
 
-// How often a stalled exchange looks whether the peer has gone.
-constexpr std::chrono::milliseconds kStallSlice{10};
-// No body that is read into memory is anywhere near as long.
-constexpr std::size_t kWholeBodyLimit = std::size_t{16} * 1024 * 1024;
+/// How often a stalled exchange looks whether the peer has gone.
+constexpr std::chrono::milliseconds stallSlice{10};
+/// No body that is read into memory is anywhere near as long.
+constexpr std::size_t wholeBodyLimit = std::size_t{16} * 1024 * 1024;
 
 }  // namespace
 
@@ -52,8 +52,8 @@ void Exchange::markArrived() {
   log_.arrived(head_.request.route);
 }
 
-// Reads what is left of the body, so that the connection is ready for its next request whatever the service
-// read.
+/// Reads what is left of the body, so that the connection is ready for its next request whatever the service
+/// read.
 bool Exchange::readBody(const BodySink& sink) {
   if (std::exchange(bodyRead_, true)) return bodyWhole_;
   const auto take = [&](const char* bytes, std::size_t count) { return takePiece(bytes, count, sink); };
@@ -103,7 +103,7 @@ bool Exchange::stall() {
   const std::uint64_t generation = faults_.stallGeneration();
   faultDelivered();
   while (true) {
-    const FaultBook::Stall state = faults_.holdStall(generation, kStallSlice);
+    const FaultBook::Stall state = faults_.holdStall(generation, stallSlice);
     if (state == FaultBook::Stall::released) return true;
     if (state == FaultBook::Stall::stopping || stream_.peerClosed()) {
       stream_.end();
@@ -131,7 +131,7 @@ Reply Exchange::askService() {
   }
   const bool whole = readBody([&](const char* bytes, std::size_t count) {
     call.body.append(bytes, count);
-    return call.body.size() <= kWholeBodyLimit;
+    return call.body.size() <= wholeBodyLimit;
   });
   if (stream_.ended()) return {};
   return whole ? askHandler(call) : Reply{413, "", "text/plain", {}};

@@ -1,8 +1,9 @@
 #pragma once
-#include "sandbox/FaultBook.h"
-#include "sandbox/RequestLog.h"
+
 #include "sandbox/server/ConnectionStream.h"
+#include "sandbox/server/FaultBook.h"
 #include "sandbox/server/RequestHead.h"
+#include "sandbox/server/RequestLog.h"
 #include "sandbox/server/Router.h"
 
 #include <cstdint>
@@ -11,33 +12,33 @@
 
 namespace sandbox {
 
-// One request from its head to its answer, with the fault that was ordered for it. Lives on its connection's
-// thread.
+/// One request from its head to its answer, with the fault that was ordered for it. Lives on its connection's
+/// thread.
 class Exchange {
  public:
   Exchange(const RequestHead& head, Router::Match match, std::optional<FaultBook::Delivery> delivery,
            FaultBook& faults, RequestLog& log, ConnectionStream& stream);
 
-  // Reads the body, asks the service and fills the library's response. `reader` is null for methods without a
-  // body.
+  /// Reads the body, asks the service and fills the library's response. `reader` is null for methods without
+  /// a body.
   void serve(httplib::Response& response, const httplib::ContentReader* reader);
 
  private:
-  // The ordered fault if it is of that kind, else null.
+  /// The ordered fault if it is of that kind, else null.
   [[nodiscard]] const Fault* faultIf(Fault::Kind kind) const {
     return delivery_ && delivery_->fault.kind == kind ? &delivery_->fault : nullptr;
   }
   void faultDelivered();
-  // The request counts as arrived: it has come to its end, or a fault keeps it from there.
+  /// The request counts as arrived: it has come to its end, or a fault keeps it from there.
   void markArrived();
 
   bool readBody(const BodySink& sink);
   bool takePiece(const char* bytes, std::size_t count, const BodySink& sink);
   bool reachEndOfBody();
-  // Pauses each time that another piece of the body is full. False when the sandbox stopped meanwhile.
+  /// Pauses each time that another piece of the body is full. False when the sandbox stopped meanwhile.
   bool slowDown(const Fault& fault, std::size_t count);
-  // Waits until the stall is released. False when the peer or the sandbox ended it, and the connection with
-  // it.
+  /// Waits until the stall is released. False when the peer or the sandbox ended it, and the connection with
+  /// it.
   bool stall();
   bool resetHere();
 

@@ -16,12 +16,12 @@ namespace sandbox {
 
 namespace {
 
-// A connection without a request is kept this long. Nothing waits for it: a stop wakes all connections.
-constexpr std::time_t kIdleSeconds = 600;
-// How long a connection that ends in order listens to a client that is still sending.
-constexpr std::chrono::milliseconds kFarewell{500};
+/// A connection without a request is kept this long. Nothing waits for it: a stop wakes all connections.
+constexpr std::time_t idleSeconds = 600;
+/// How long a connection that ends in order listens to a client that is still sending.
+constexpr std::chrono::milliseconds farewellLimit{500};
 
-// Takes connections and hands each to a Connection, with the HTTP library's parser and writer behind it.
+/// Takes connections and hands each to a Connection, with the HTTP library's parser and writer behind it.
 class Listener final : public httplib::Server {
  public:
   Listener(ConnectionRegistry& registry, const Router& router, FaultBook& faults, RequestLog& log,
@@ -32,9 +32,9 @@ class Listener final : public httplib::Server {
                     return process_request(stream, last, closed, nullptr);
                   }} {
     new_task_queue = [] { return new ConnectionThreads; };
-    set_read_timeout(kIdleSeconds);
-    set_write_timeout(kIdleSeconds);
-    set_keep_alive_timeout(kIdleSeconds);
+    set_read_timeout(idleSeconds);
+    set_write_timeout(idleSeconds);
+    set_keep_alive_timeout(idleSeconds);
     set_keep_alive_max_count(1'000'000);
     const auto withBody = [](const httplib::Request&, httplib::Response& response,
                              const httplib::ContentReader& reader) {
@@ -74,7 +74,7 @@ class Listener final : public httplib::Server {
       connection.run();
       if (!connection.resets()) transport->farewell();
     }
-    if (!connection.resets()) socket::sayGoodbye(handle, kFarewell);
+    if (!connection.resets()) socket::sayGoodbye(handle, farewellLimit);
     registry_.remove(handle);
     connection.resets() ? socket::closeWithReset(handle) : socket::close(handle);
     return true;
@@ -97,7 +97,7 @@ class HttpServer::Impl {
         tls_(tls),
         receiveBuffer_(receiveBuffer),
         reserved_(socket::reservePort(port)) {
-    if (reserved_ == socket::kNone)
+    if (reserved_ == socket::none)
       throw std::runtime_error("port " + std::to_string(port) + " is taken or not allowed");
     port_ = socket::portOf(reserved_);
   }
@@ -141,7 +141,7 @@ class HttpServer::Impl {
   const socket::Handle reserved_;
   int port_ = 0;
   ConnectionRegistry registry_;
-  std::mutex mutex_;  // serialises start and stop
+  std::mutex mutex_;  ///< serialises start and stop
   std::unique_ptr<Listener> listener_;
   std::thread thread_;
 };

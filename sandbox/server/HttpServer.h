@@ -1,6 +1,7 @@
 #pragma once
-#include "sandbox/FaultBook.h"
-#include "sandbox/RequestLog.h"
+
+#include "sandbox/server/FaultBook.h"
+#include "sandbox/server/RequestLog.h"
 #include "sandbox/server/Router.h"
 
 #include <cstddef>
@@ -10,19 +11,19 @@ namespace sandbox {
 
 class TlsContext;
 
-// Listens on 127.0.0.1, serves each connection on a thread of its own and keeps the port while it is not
-// listening. Every operation may be called from any thread but those of its connections.
+/// Listens on 127.0.0.1, serves each connection on a thread of its own and keeps the port while it is not
+/// listening. Every operation may be called from any thread but those of its connections.
 class HttpServer {
  public:
-  // `receiveBuffer` 0 is the system's choice; `tls` may be null. All arguments outlive the server. Throws
-  // std::runtime_error when the port is taken.
+  /// `receiveBuffer` 0 is the system's choice; `tls` may be null. All arguments outlive the server. Throws
+  /// std::runtime_error when the port is taken.
   HttpServer(int port, const Router& router, FaultBook& faults, RequestLog& log, const TlsContext* tls,
              int receiveBuffer);
   ~HttpServer();
 
-  // Throws std::runtime_error when the port can't be listened on.
+  /// Throws std::runtime_error when the port can't be listened on.
   void startListening();
-  // Ends the listening and every connection, and joins their threads.
+  /// Ends the listening and every connection, and joins their threads.
   void stopListening();
 
   [[nodiscard]] int port() const;

@@ -1,6 +1,6 @@
 #include "sandbox/server/RequestHead.h"
 
-#include "sandbox/Text.h"
+#include "sandbox/base/Text.h"
 
 #include <string_view>
 
@@ -14,7 +14,7 @@ std::string_view trimmed(std::string_view text) {
   return text;
 }
 
-// Takes the next line off the text.
+/// Takes the next line off the text.
 std::string_view nextLine(std::string_view& text) {
   const std::size_t end = text.find("\r\n");
   const std::string_view line = text.substr(0, end);
@@ -75,11 +75,11 @@ std::optional<RequestHead> parseHead(const std::string& head) {
 }
 
 std::string RequestHead::framing(bool withCompression) const {
-  constexpr std::size_t kLineLimit = 4096;
+  constexpr std::size_t lineLimit = 4096;
   std::string text = request.method + " / HTTP/1.1\r\n";
   const auto pass = [&](const char* name) {
     const std::optional<std::string> value = request.header(name);
-    if (value && value->size() < kLineLimit) text += std::string(name) + ": " + *value + "\r\n";
+    if (value && value->size() < lineLimit) text += std::string(name) + ": " + *value + "\r\n";
   };
   pass("Connection");
   pass("Expect");

@@ -1,6 +1,6 @@
 #include "sandbox/server/Router.h"
 
-#include "sandbox/Text.h"
+#include "sandbox/base/Text.h"
 
 namespace sandbox {
 

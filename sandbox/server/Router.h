@@ -1,4 +1,5 @@
 #pragma once
+
 #include "sandbox/server/Endpoint.h"
 
 #include <string>
@@ -6,17 +7,17 @@
 
 namespace sandbox {
 
-// The table of all endpoints. Filled before the server starts, only read afterwards.
+/// The table of all endpoints. Filled before the server starts, only read afterwards.
 class Router {
  public:
   struct Match {
-    const Endpoint* endpoint = nullptr;  // null when nothing answers here
+    const Endpoint* endpoint = nullptr;  ///< null when nothing answers here
     std::string rest;
-    bool otherMethod = false;  // the path is known, the method is not
+    bool otherMethod = false;  ///< the path is known, the method is not
   };
 
   void add(Endpoint endpoint);
-  // `path` as sent, without the query.
+  /// `path` as sent, without the query.
   [[nodiscard]] Match find(const std::string& method, const std::string& path) const;
 
  private:

@@ -28,7 +28,7 @@ using Bio = std::unique_ptr<BIO, Deleter<BIO_free_all>>;
 using SslContext = std::unique_ptr<SSL_CTX, Deleter<SSL_CTX_free>>;
 using Ssl = std::unique_ptr<SSL, Deleter<SSL_free>>;
 
-constexpr long kDay = 24L * 60 * 60;
+constexpr long day = 24L * 60 * 60;
 
 void require(bool good, const char* what) {
   if (!good) throw std::runtime_error(std::string("TLS: ") + what + " failed");
@@ -51,11 +51,11 @@ void addExtension(X509* certificate, X509* issuer, int id, const char* value) {
 struct CertificateWish {
   const char* name;
   long serial;
-  long from;   // seconds from now
-  long until;  // seconds from now
+  long from;   ///< seconds from now
+  long until;  ///< seconds from now
 };
 
-// Signed by nobody yet.
+/// Signed by nobody yet.
 X509Ptr makeCertificate(const CertificateWish& wish, EVP_PKEY* key) {
   X509Ptr certificate(X509_new());
   require(certificate != nullptr, "making a certificate");
@@ -81,7 +81,7 @@ struct Authority {
 
 Authority makeAuthority(const char* name) {
   Authority authority{makeKey(), nullptr};
-  authority.certificate = makeCertificate({name, 1, -kDay, 30 * kDay}, authority.key.get());
+  authority.certificate = makeCertificate({name, 1, -day, 30 * day}, authority.key.get());
   X509* const certificate = authority.certificate.get();
   addExtension(certificate, certificate, NID_basic_constraints, "critical,CA:TRUE");
   addExtension(certificate, certificate, NID_key_usage, "critical,keyCertSign,cRLSign");
@@ -93,7 +93,7 @@ Authority makeAuthority(const char* name) {
 X509Ptr makeServerCertificate(Certificate kind, EVP_PKEY* key, const Authority& authority) {
   const bool expired = kind == Certificate::expired;
   X509Ptr certificate =
-      makeCertificate({"sandbox", 2, expired ? -2 * kDay : -kDay, expired ? -kDay : 30 * kDay}, key);
+      makeCertificate({"sandbox", 2, expired ? -2 * day : -day, expired ? -day : 30 * day}, key);
   const char* const names =
       kind == Certificate::wrongHost ? "DNS:elsewhere.invalid" : "DNS:localhost,IP:127.0.0.1";
   addExtension(certificate.get(), authority.certificate.get(), NID_basic_constraints, "CA:FALSE");

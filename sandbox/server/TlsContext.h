@@ -1,5 +1,6 @@
 #pragma once
-#include "sandbox/SandboxOptions.h"
+
+#include "sandbox/base/SandboxOptions.h"
 #include "sandbox/server/Transport.h"
 
 #include <memory>
@@ -7,14 +8,14 @@
 
 namespace sandbox {
 
-// A certificate for 127.0.0.1 and localhost, made at construction together with the authority that signs it.
+/// A certificate for 127.0.0.1 and localhost, made at construction together with the authority that signs it.
 class TlsContext {
  public:
-  // Throws std::runtime_error when the TLS library refuses.
+  /// Throws std::runtime_error when the TLS library refuses.
   explicit TlsContext(Certificate kind);
   ~TlsContext();
 
-  // The certificate of the authority that a client is told to trust.
+  /// The certificate of the authority that a client is told to trust.
   [[nodiscard]] const std::string& authorityPem() const;
   [[nodiscard]] std::unique_ptr<Transport> transport(socket::Handle handle) const;
 

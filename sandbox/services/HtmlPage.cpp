@@ -1,6 +1,6 @@
 #include "sandbox/services/HtmlPage.h"
 
-#include "sandbox/Text.h"
+#include "sandbox/base/Text.h"
 
 namespace sandbox {
 

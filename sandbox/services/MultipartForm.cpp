@@ -1,6 +1,6 @@
 #include "sandbox/services/MultipartForm.h"
 
-#include "sandbox/Text.h"
+#include "sandbox/base/Text.h"
 
 #include <algorithm>
 #include <utility>
@@ -9,10 +9,10 @@ namespace sandbox {
 
 namespace {
 
-constexpr std::string_view kLineEnd = "\r\n";
-constexpr std::string_view kHeadEnd = "\r\n\r\n";
-constexpr std::size_t kHeadLimit = std::size_t{16} * 1024;
-constexpr std::size_t kBoundaryLimit = 70;
+constexpr std::string_view lineEnd = "\r\n";
+constexpr std::string_view headEnd = "\r\n\r\n";
+constexpr std::size_t headLimit = std::size_t{16} * 1024;
+constexpr std::size_t boundaryLimit = 70;
 
 std::string_view trimmed(std::string_view text) {
   while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
@@ -20,7 +20,7 @@ std::string_view trimmed(std::string_view text) {
   return text;
 }
 
-// Takes the text up to the next semicolon that stands outside of quotes.
+/// Takes the text up to the next semicolon that stands outside of quotes.
 std::string_view takePiece(std::string_view& text) {
   bool quoted = false;
   std::size_t end = 0;
@@ -47,7 +47,7 @@ std::string unquoted(std::string_view value) {
   return text;
 }
 
-// A parameter of a header value such as `form-data; name="video"; filename="a.mp4"`.
+/// A parameter of a header value such as `form-data; name="video"; filename="a.mp4"`.
 std::optional<std::string> parameter(std::string_view value, std::string_view name) {
   takePiece(value);
   while (!value.empty()) {
@@ -67,8 +67,8 @@ std::optional<MultipartForm::Field> parseField(std::string_view head) {
   MultipartForm::Field field;
   bool named = false;
   while (!head.empty()) {
-    const std::string_view line = head.substr(0, head.find(kLineEnd));
-    head.remove_prefix(std::min(line.size() + kLineEnd.size(), head.size()));
+    const std::string_view line = head.substr(0, head.find(lineEnd));
+    head.remove_prefix(std::min(line.size() + lineEnd.size(), head.size()));
     const std::size_t colon = line.find(':');
     if (colon == std::string_view::npos) return std::nullopt;
     const std::string_view value = trimmed(line.substr(colon + 1));
@@ -91,7 +91,7 @@ MultipartForm::MultipartForm(const std::string& boundary, FieldSink onField, Byt
 std::optional<std::string> MultipartForm::boundaryOf(std::string_view contentType) {
   if (!isOfKind(contentType, "multipart/form-data")) return std::nullopt;
   std::optional<std::string> boundary = parameter(contentType, "boundary");
-  if (!boundary || boundary->empty() || boundary->size() > kBoundaryLimit) return std::nullopt;
+  if (!boundary || boundary->empty() || boundary->size() > boundaryLimit) return std::nullopt;
   return boundary;
 }
 
@@ -135,17 +135,17 @@ bool MultipartForm::takeContent() {
 }
 
 bool MultipartForm::takeDelimiterEnd() {
-  if (buffer_.size() < kLineEnd.size()) return false;
-  const std::string_view end = std::string_view(buffer_).substr(0, kLineEnd.size());
-  state_ = end == "--" ? State::ended : end == kLineEnd ? State::head : State::broken;
-  buffer_.erase(0, kLineEnd.size());
+  if (buffer_.size() < lineEnd.size()) return false;
+  const std::string_view end = std::string_view(buffer_).substr(0, lineEnd.size());
+  state_ = end == "--" ? State::ended : end == lineEnd ? State::head : State::broken;
+  buffer_.erase(0, lineEnd.size());
   return true;
 }
 
 bool MultipartForm::takeHead() {
-  const std::size_t end = buffer_.find(kHeadEnd);
+  const std::size_t end = buffer_.find(headEnd);
   if (end == std::string::npos) {
-    if (buffer_.size() > kHeadLimit) state_ = State::broken;
+    if (buffer_.size() > headLimit) state_ = State::broken;
     return false;
   }
   const std::optional<Field> field = parseField(std::string_view(buffer_).substr(0, end));
@@ -153,13 +153,14 @@ bool MultipartForm::takeHead() {
     state_ = State::broken;
     return false;
   }
-  buffer_.erase(0, end + kHeadEnd.size());
+  buffer_.erase(0, end + headEnd.size());
   announced_ = true;
   state_ = State::content;
   return true;
 }
 
-// Hands the first bytes of the buffer over and drops them. Bytes in front of the first delimiter are a fault.
+/// Hands the first bytes of the buffer over and drops them. Bytes in front of the first delimiter are a
+/// fault.
 void MultipartForm::emit(std::size_t count) {
   if (count > 0 && (!announced_ || !onBytes_(buffer_.data(), count))) state_ = State::broken;
   buffer_.erase(0, count);

@@ -1,10 +1,9 @@
 #include "sandbox/services/OauthService.h"
 
-#include "sandbox/Base64.h"
-#include "sandbox/JsonText.h"
-#include "sandbox/Text.h"
+#include "sandbox/base/JsonText.h"
+#include "sandbox/base/Sha256.h"
+#include "sandbox/base/Text.h"
 #include "sandbox/services/HtmlPage.h"
-#include "sandbox/state/Sha256.h"
 
 #include <algorithm>
 
@@ -12,11 +11,11 @@ namespace sandbox {
 
 namespace {
 
-// base64url of the 32 bytes of a SHA-256.
-constexpr std::size_t kChallengeLength = 43;
-constexpr std::size_t kShortestVerifier = 43;
-constexpr std::size_t kLongestVerifier = 128;
-constexpr std::string_view kUrlAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
+/// base64url of the 32 bytes of a SHA-256.
+constexpr std::size_t challengeLength = 43;
+constexpr std::size_t shortestVerifier = 43;
+constexpr std::size_t longestVerifier = 128;
+constexpr std::string_view urlAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
 
 Reply refusedPage(const std::string& reason) {
   return htmlPage(400, "This sign-in cannot start", "<p role=\"alert\">" + htmlEscaped(reason) + "</p>\n");
@@ -48,7 +47,7 @@ std::string challengeOf(const std::string& verifier) {
 
 bool fitsChallenge(const LoginRequest& request, const std::string& verifier) {
   if (request.challenge.empty()) return verifier.empty();
-  const bool hasShape = verifier.size() >= kShortestVerifier && verifier.size() <= kLongestVerifier;
+  const bool hasShape = verifier.size() >= shortestVerifier && verifier.size() <= longestVerifier;
   return hasShape && challengeOf(verifier) == request.challenge;
 }
 
@@ -90,7 +89,7 @@ Reply OauthService::login(const Call& call) {
   return redirectTo(context_.grants.address(session).value_or(session.openUrl));
 }
 
-// An unknown application, or an address that is not its own, must never be redirected to.
+/// An unknown application, or an address that is not its own, must never be redirected to.
 std::optional<Reply> OauthService::refusedApplication(const FormFields& fields) const {
   const std::string id = fieldText(fields, "client_id");
   const std::string& knownId = context_.options.appId;
@@ -119,8 +118,8 @@ std::optional<OauthService::Refusal> OauthService::refusedRequest(const FormFiel
   if (fieldText(fields, "code_challenge_method") != "S256") {
     return invalid("code_challenge_method must be S256");
   }
-  const bool hasShape = challenge->size() == kChallengeLength &&
-                        challenge->find_first_not_of(kUrlAlphabet) == std::string::npos;
+  const bool hasShape =
+      challenge->size() == challengeLength && challenge->find_first_not_of(urlAlphabet) == std::string::npos;
   return hasShape ? std::nullopt : std::optional(invalid("code_challenge is no SHA-256"));
 }
 

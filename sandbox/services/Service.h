@@ -1,7 +1,8 @@
 #pragma once
-#include "sandbox/FaultBook.h"
-#include "sandbox/RequestLog.h"
-#include "sandbox/SandboxOptions.h"
+
+#include "sandbox/base/SandboxOptions.h"
+#include "sandbox/server/FaultBook.h"
+#include "sandbox/server/RequestLog.h"
 #include "sandbox/server/Router.h"
 #include "sandbox/state/AccountBook.h"
 #include "sandbox/state/OauthGrants.h"
@@ -9,7 +10,6 @@
 #include "sandbox/state/UploadBook.h"
 
 #include <map>
-#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -17,7 +17,7 @@
 
 namespace sandbox {
 
-// What all services share. Outlives them.
+/// What all services share. Outlives them.
 struct ServiceContext {
   const SandboxOptions& options;
   AccountBook& accounts;
@@ -33,23 +33,21 @@ struct ServiceContext {
   [[nodiscard]] std::string cloudConfigJson() const;
   [[nodiscard]] std::string scriptServicesJson() const;
 
-  // All look into the state folder for a token, or a user, that another process may have brought meanwhile.
+  /// All look into the state folder for a token, or a user, that another process may have brought meanwhile.
   [[nodiscard]] bool isGoodAccountToken(const std::string& token) const;
   [[nodiscard]] std::optional<User> userOf(const std::string& accessToken, Platform platform) const;
   [[nodiscard]] bool knowsUser(const std::string& openId) const;
 };
 
-// One stand-in. A new one is a class of its own, a line in makeServices and its rows in Route.
+/// One stand-in. A new one is a class of its own, a line in makeServices and its rows in Route.
 class Service {
  public:
   virtual ~Service() = default;
   virtual void addTo(Router& router) = 0;
-  // Keys of the cloud configuration and the paths they lead to.
+  /// Keys of the cloud configuration and the paths they lead to.
   [[nodiscard]] virtual std::vector<std::pair<std::string, std::string>> urlKeys() const { return {}; }
-  // Keys of the scripts' table of services and the paths they lead to.
+  /// Keys of the scripts' table of services and the paths they lead to.
   [[nodiscard]] virtual std::vector<std::pair<std::string, std::string>> scriptKeys() const { return {}; }
 };
-
-[[nodiscard]] std::vector<std::unique_ptr<Service>> makeServices(ServiceContext& context);
 
 }  // namespace sandbox

@@ -6,7 +6,7 @@ namespace sandbox {
 
 namespace {
 
-constexpr std::size_t kFieldLimit = 65536;
+constexpr std::size_t fieldLimit = 65536;
 
 }  // namespace
 
@@ -31,7 +31,7 @@ bool UploadForm::begin(const MultipartForm::Field& field) {
 bool UploadForm::add(const char* bytes, std::size_t count) {
   if (!inFile_) {
     fields_.back().second.append(bytes, count);
-    return fields_.back().second.size() <= kFieldLimit;
+    return fields_.back().second.size() <= fieldLimit;
   }
   File& file = files_.back();
   hash_.add(bytes, count);

@@ -1,6 +1,7 @@
 #pragma once
+
+#include "sandbox/base/Sha256.h"
 #include "sandbox/services/MultipartForm.h"
-#include "sandbox/state/Sha256.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -11,8 +12,8 @@
 
 namespace sandbox {
 
-// A multipart/form-data body with its fields and files gathered. Files are hashed as they arrive and kept
-// only up to a limit, so that a video of any size passes through; a field longer than 64 KiB is refused.
+/// A multipart/form-data body with its fields and files gathered. Files are hashed as they arrive and kept
+/// only up to a limit, so that a video of any size passes through; a field longer than 64 KiB is refused.
 class UploadForm {
  public:
   struct File {
@@ -21,19 +22,19 @@ class UploadForm {
     std::string contentType;
     std::uint64_t size = 0;
     std::string sha256;
-    std::string bytes;  // the first of them
+    std::string bytes;  ///< the first of them
   };
 
   UploadForm(const std::string& boundary, std::size_t keptBytes);
   UploadForm(const UploadForm&) = delete;
   UploadForm& operator=(const UploadForm&) = delete;
 
-  // The next bytes of the body. False from the first fault on.
+  /// The next bytes of the body. False from the first fault on.
   bool take(const char* bytes, std::size_t count) { return form_.take(bytes, count); }
-  // Ends the last part. False when the closing delimiter has not come.
+  /// Ends the last part. False when the closing delimiter has not come.
   bool finish();
   [[nodiscard]] const std::vector<std::pair<std::string, std::string>>& fields() const { return fields_; }
-  // Null without such a file.
+  /// Null without such a file.
   [[nodiscard]] const File* file(const std::string& field) const;
 
  private:

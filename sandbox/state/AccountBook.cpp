@@ -1,6 +1,6 @@
 #include "sandbox/state/AccountBook.h"
 
-#include "sandbox/Text.h"
+#include "sandbox/base/Text.h"
 
 #include <algorithm>
 

@@ -1,6 +1,7 @@
 #pragma once
-#include "sandbox/Account.h"
-#include "sandbox/SandboxOptions.h"
+
+#include "sandbox/base/Account.h"
+#include "sandbox/base/SandboxOptions.h"
 
 #include <json/value.h>
 
@@ -15,10 +16,10 @@
 
 namespace sandbox {
 
-// Users, logins and tokens. Thread-safe.
-//
-// Tokens and users are kept between processes, and several processes may share a state folder; so a token is
-// never removed from the book but marked, and what another process knows of it is merged in.
+/// Users, logins and tokens. Thread-safe.
+///
+/// Tokens and users are kept between processes, and several processes may share a state folder; so a token is
+/// never removed from the book but marked, and what another process knows of it is merged in.
 class AccountBook {
  public:
   explicit AccountBook(const SandboxOptions& options);
@@ -33,13 +34,14 @@ class AccountBook {
   void setPollsBeforeConsent(unsigned polls);
   LoginSession openSession(Platform platform, const std::string& url, std::vector<std::string> scopes,
                            const std::string& pageUrl);
-  // A login that ends by a redirect to the application's own address. Allowed at once with automatic consent.
+  /// A login that ends by a redirect to the application's own address. Allowed at once with automatic
+  /// consent.
   LoginSession openRedirectSession(Platform platform, const std::string& redirectUri,
                                    std::vector<std::string> scopes, const std::string& pageUrl);
   [[nodiscard]] std::optional<LoginSession> session(const std::string& id) const;
   [[nodiscard]] std::vector<LoginSession> sessions() const;
-  // One question to the code endpoint. The tokens are there once the login is allowed, and the same for every
-  // later question.
+  /// One question to the code endpoint. The tokens are there once the login is allowed, and the same for
+  /// every later question.
   struct Poll {
     LoginSession session;
     IssuedTokens tokens;
@@ -50,29 +52,29 @@ class AccountBook {
 
   std::string issueAccountToken();
   IssuedTokens issueTokens(Platform platform, const std::string& openId);
-  // An access token alone; without `lifetime` it never ends.
+  /// An access token alone; without `lifetime` it never ends.
   std::string issueAccessToken(Platform platform, const std::string& openId,
                                std::optional<std::chrono::seconds> lifetime);
-  // A new access token for a refresh token that stays good; nothing as with refresh.
+  /// A new access token for a refresh token that stays good; nothing as with refresh.
   std::optional<IssuedTokens> renew(const std::string& refreshToken);
-  // Spends the refresh token; nothing when it is unknown, revoked or spent.
+  /// Spends the refresh token; nothing when it is unknown, revoked or spent.
   std::optional<IssuedTokens> refresh(const std::string& refreshToken);
   void setTokenLifetime(std::chrono::seconds lifetime);
   void expire(TokenKind kind, const std::string& openId);
   void revoke(const std::string& openId);
   void revokeToken(const std::string& text);
-  // Every token of the user at the platform.
+  /// Every token of the user at the platform.
   void revokeAt(Platform platform, const std::string& openId);
   [[nodiscard]] std::optional<TokenState> token(const std::string& text) const;
   [[nodiscard]] bool isGoodAccountToken(const std::string& text) const;
-  // Whose access token of the platform this is; nothing when it is unknown, expired or revoked.
+  /// Whose access token of the platform this is; nothing when it is unknown, expired or revoked.
   [[nodiscard]] std::optional<User> userOf(const std::string& accessToken, Platform platform) const;
 
-  // What is kept between processes, and its way back; both leave out and ignore what is long over.
+  /// What is kept between processes, and its way back; both leave out and ignore what is long over.
   [[nodiscard]] Json::Value kept() const;
   void merge(const Json::Value& kept);
 
-  // Ends all waits for good.
+  /// Ends all waits for good.
   void stop();
 
  private:

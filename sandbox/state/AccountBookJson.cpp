@@ -1,5 +1,5 @@
 // How the account book is kept between processes.
-#include "sandbox/JsonText.h"
+#include "sandbox/base/JsonText.h"
 #include "sandbox/state/AccountBook.h"
 
 #include <algorithm>
@@ -13,16 +13,16 @@ namespace {
 
 using Clock = std::chrono::system_clock;
 
-constexpr std::array<std::pair<TokenKind, std::string_view>, 3> kKinds{
+constexpr std::array<std::pair<TokenKind, std::string_view>, 3> kinds{
     {{TokenKind::account, "account"}, {TokenKind::access, "access"}, {TokenKind::refresh, "refresh"}}};
-// A token that ended so long ago is of no interest to anybody.
-constexpr std::chrono::hours kForgetAfter{24};
+/// A token that ended so long ago is of no interest to anybody.
+constexpr std::chrono::hours forgetAfter{24};
 
 long long secondsOf(Clock::time_point time) {
   return std::chrono::duration_cast<std::chrono::seconds>(time.time_since_epoch()).count();
 }
 
-// The latest time reads as 0: a refresh token has no end.
+/// The latest time reads as 0: a refresh token has no end.
 Clock::time_point timeOf(long long seconds) {
   return seconds <= 0 ? Clock::time_point::max() : Clock::time_point(std::chrono::seconds(seconds));
 }
@@ -46,7 +46,7 @@ User userFrom(const Json::Value& value) {
 
 Json::Value jsonOf(const TokenState& state) {
   Json::Value value;
-  for (const auto& [kind, name] : kKinds) {
+  for (const auto& [kind, name] : kinds) {
     if (kind == state.kind) value["kind"] = std::string(name);
   }
   value["platform"] = static_cast<int>(state.platform);
@@ -59,7 +59,7 @@ Json::Value jsonOf(const TokenState& state) {
 TokenState tokenFrom(const Json::Value& value) {
   TokenState state;
   const std::string kindName = textMember(value, "kind").value_or("");
-  for (const auto& [kind, name] : kKinds) {
+  for (const auto& [kind, name] : kinds) {
     if (name == kindName) state.kind = kind;
   }
   const long long platform = integerMember(value, "platform").value_or(0);
@@ -73,7 +73,7 @@ TokenState tokenFrom(const Json::Value& value) {
 
 bool isForgotten(const TokenState& state) {
   if (state.expiry == Clock::time_point::max()) return false;
-  return state.expiry + kForgetAfter < Clock::now();
+  return state.expiry + forgetAfter < Clock::now();
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 #include "sandbox/state/OauthGrants.h"
 
-#include "sandbox/Text.h"
+#include "sandbox/base/Text.h"
 
 #include <utility>
 
@@ -53,7 +53,7 @@ std::string OauthGrants::refusalAddress(const LoginRequest& request) const {
 
 std::string OauthGrants::consentAddress(const LoginRequest& request, const std::string& openId) {
   const std::string code = randomText(32);
-  codes_[code] = {{request, openId}, std::chrono::steady_clock::now() + kCodeLifetime};
+  codes_[code] = {{request, openId}, std::chrono::steady_clock::now() + codeLifetime};
   if (!request.requestToken.empty()) {
     return withParameters(request.redirectUri,
                           {{"oauth_token", request.requestToken}, {"oauth_verifier", code}});

@@ -1,8 +1,7 @@
 #include "sandbox/state/StateFile.h"
 
-#include "sandbox/JsonText.h"
+#include "sandbox/base/JsonText.h"
 #include "sandbox/system/DiskFile.h"
-#include "sandbox/system/NativePath.h"
 
 #include <filesystem>
 #include <fstream>

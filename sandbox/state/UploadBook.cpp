@@ -1,7 +1,7 @@
 #include "sandbox/state/UploadBook.h"
 
-#include "sandbox/JsonText.h"
-#include "sandbox/Text.h"
+#include "sandbox/base/JsonText.h"
+#include "sandbox/base/Text.h"
 
 #include <algorithm>
 #include <utility>
@@ -187,10 +187,10 @@ void UploadBook::stop() {
 }
 
 const UploadRecord& UploadBook::add(UploadRecord record) {
-  constexpr std::size_t kUploadIdLength = 40;
-  constexpr std::size_t kMediaIdLength = 11;
-  if (record.uploadId.empty()) record.uploadId = randomText(kUploadIdLength);
-  if (record.mediaId.empty()) record.mediaId = randomText(kMediaIdLength);
+  constexpr std::size_t uploadIdLength = 40;
+  constexpr std::size_t mediaIdLength = 11;
+  if (record.uploadId.empty()) record.uploadId = randomText(uploadIdLength);
+  if (record.mediaId.empty()) record.mediaId = randomText(mediaIdLength);
   entries_.emplace_back();
   entries_.back().record = std::move(record);
   return entries_.back().record;

@@ -1,6 +1,7 @@
 #pragma once
-#include "sandbox/UploadRecord.h"
-#include "sandbox/state/Sha256.h"
+
+#include "sandbox/base/Sha256.h"
+#include "sandbox/base/UploadRecord.h"
 
 #include <json/value.h>
 
@@ -14,7 +15,7 @@
 
 namespace sandbox {
 
-// What was uploaded and what is being uploaded. Thread-safe. Finished uploads are kept between processes.
+/// What was uploaded and what is being uploaded. Thread-safe. Finished uploads are kept between processes.
 class UploadBook {
  private:
   struct Entry {
@@ -25,7 +26,7 @@ class UploadBook {
   };
 
  public:
-  // The right to add to one upload, held by one request at a time.
+  /// The right to add to one upload, held by one request at a time.
   class Loan {
    public:
     Loan(UploadBook& book, Entry& entry) : book_(&book), entry_(&entry) {}
@@ -35,18 +36,18 @@ class UploadBook {
 
     [[nodiscard]] const UploadRecord& record() const { return entry_->record; }
     [[nodiscard]] const Sha256& hash() const { return entry_->hash; }
-    // The chunk was received whole: `hash` is over all bytes up to its end. `sha256` is set when it was the
-    // last.
+    /// The chunk was received whole: `hash` is over all bytes up to its end. `sha256` is set when it was the
+    /// last.
     void commit(const UploadedChunk& chunk, const Sha256& hash, bool last, const std::string& sha256);
-    // Hash over all bytes in front of the last chunk.
+    /// Hash over all bytes in front of the last chunk.
     [[nodiscard]] const Sha256& hashBeforeLast() const { return entry_->hashBeforeLast; }
-    // The last chunk came once more.
+    /// The last chunk came once more.
     void replaceLast(const UploadedChunk& chunk, const Sha256& hash);
-    // No more chunks will come.
+    /// No more chunks will come.
     void finish(const std::string& sha256);
-    // The size, for services that hear it with the first bytes.
+    /// The size, for services that hear it with the first bytes.
     void announce(std::uint64_t size);
-    // Replaces the metadata.
+    /// Replaces the metadata.
     void describe(const std::string& metadata);
 
    private:
@@ -54,15 +55,15 @@ class UploadBook {
     Entry* entry_;
   };
 
-  // Gives the record the ids that it lacks and returns the upload id.
+  /// Gives the record the ids that it lacks and returns the upload id.
   std::string open(UploadRecord record);
-  // An upload that came in one request. Gives the record its ids and returns the media id.
+  /// An upload that came in one request. Gives the record its ids and returns the media id.
   std::string addComplete(UploadRecord record);
   [[nodiscard]] bool knows(const std::string& uploadId) const;
-  // Waits while another request holds the upload; nothing when it is unknown or stays held for `limit`.
+  /// Waits while another request holds the upload; nothing when it is unknown or stays held for `limit`.
   std::optional<Loan> borrow(const std::string& uploadId, std::chrono::milliseconds limit);
 
-  // Puts a member into the metadata of the upload with this media id; false when the service has none such.
+  /// Puts a member into the metadata of the upload with this media id; false when the service has none such.
   bool annotate(const std::string& service, const std::string& mediaId, const std::string& member,
                 const Json::Value& value);
   [[nodiscard]] std::optional<UploadRecord> byMediaId(const std::string& service,
@@ -73,7 +74,7 @@ class UploadBook {
   [[nodiscard]] Json::Value kept() const;
   void merge(const Json::Value& kept);
 
-  // Ends all waits for good.
+  /// Ends all waits for good.
   void stop();
 
  private:
@@ -82,11 +83,11 @@ class UploadBook {
 
   mutable std::mutex mutex_;
   std::condition_variable changed_;
-  std::deque<Entry> entries_;  // a deque: loans point into it while it grows
+  std::deque<Entry> entries_;  ///< a deque: loans point into it while it grows
   bool stopping_ = false;
 };
 
-// The record as the inspection routes and the state file show it, without its chunks.
+/// The record as the inspection routes and the state file show it, without its chunks.
 [[nodiscard]] Json::Value jsonOf(const UploadRecord& record);
 
 }  // namespace sandbox

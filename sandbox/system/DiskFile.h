@@ -1,12 +1,24 @@
 #pragma once
+
 #include <cstdint>
+#include <filesystem>
 #include <string>
 
-// What the state on disk needs of the system. Paths are UTF-8.
+/// What the state on disk needs of the system. Paths are UTF-8.
 namespace sandbox {
 
-// Makes the file where it isn't there and holds its lock against other processes until the end of the scope.
-// Throws std::runtime_error when the file doesn't open.
+/// The standard library's form of a UTF-8 path.
+[[nodiscard]] inline std::filesystem::path nativePath(const std::string& utf8) {
+  return std::filesystem::path(std::u8string(utf8.begin(), utf8.end()));
+}
+
+[[nodiscard]] inline std::string utf8Of(const std::filesystem::path& path) {
+  const std::u8string text = path.generic_u8string();
+  return {text.begin(), text.end()};
+}
+
+/// Makes the file where it isn't there and holds its lock against other processes until the end of the scope.
+/// Throws std::runtime_error when the file doesn't open.
 class FileLock {
  public:
   explicit FileLock(const std::string& path);
@@ -18,8 +30,8 @@ class FileLock {
   const std::intptr_t handle_;
 };
 
-// Writes a file for its owner alone, in place of what was there, and brings it to the disk. Throws
-// std::runtime_error when that fails.
+/// Writes a file for its owner alone, in place of what was there, and brings it to the disk. Throws
+/// std::runtime_error when that fails.
 void writeDurably(const std::string& path, const std::string& text);
 
 }  // namespace sandbox

@@ -1,5 +1,4 @@
 #include "sandbox/system/DiskFile.h"
-#include "sandbox/system/NativePath.h"
 
 #include <windows.h>
 
@@ -9,7 +8,7 @@ namespace sandbox {
 
 namespace {
 
-// The user's own folders are closed to other users, so new files need no rights of their own.
+/// The user's own folders are closed to other users, so new files need no rights of their own.
 HANDLE openForOwner(const std::string& path, DWORD sharing, DWORD creation) {
   const HANDLE handle = CreateFileW(nativePath(path).c_str(), GENERIC_READ | GENERIC_WRITE, sharing, nullptr,
                                     creation, FILE_ATTRIBUTE_NORMAL, nullptr);

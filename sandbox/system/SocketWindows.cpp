@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::size_t largestPart = std::size_t{1} << 30;
 
-// Winsock stays started for the life of the process.
+/// Winsock stays started for the life of the process.
 void startSockets() {
   static const bool started = [] {
     WSADATA data;
@@ -72,7 +72,7 @@ bool isSilentlyTaken(const sockaddr_in& address) {
   // Two sockets that allow reuse may share a port here, and only an exclusive one is refused.
   if (address.sin_port == 0) return false;
   const Handle probe = openStream();
-  if (probe == kNone) return false;
+  if (probe == none) return false;
   const int on = 1;
   ::setsockopt(probe, SOL_SOCKET, SO_EXCLUSIVEADDRUSE, reinterpret_cast<const char*>(&on), sizeof on);
   const bool taken = ::bind(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0;
@@ -80,7 +80,7 @@ bool isSilentlyTaken(const sockaddr_in& address) {
   return taken;
 }
 
-// There are no such signals here.
+/// There are no such signals here.
 void blockBrokenPipeSignals() {}
 BrokenPipeHandlingKept::BrokenPipeHandlingKept() : former_(nullptr) {}
 BrokenPipeHandlingKept::~BrokenPipeHandlingKept() = default;

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "foundation/KblUtils/TimeSpan.h"
-#include "foundation/KblUtils/Timer.h"
+#include <KblUtils/TimeUtil.h>
+#include <KblUtils/Timer.h>
 
 #include <atomic>
 #include <cstdint>
@@ -23,7 +23,8 @@ class AccessTokenProxy : public std::enable_shared_from_this<AccessTokenProxy> {
 
   /// When the next refresh is due, counted from its arming; zero or less: at the next tick.
   void setRefreshInterval(std::int64_t milliseconds);
-  /// Starts the ticking, and the interval, anew.
+  /// Starts the ticking, and the interval, anew. Without a thread or memory for it the refresher stands still
+  /// until the next start, which the next answer of a renewal brings.
   void start();
   /// Ends the ticking for good. With a refresh under way it sleeps `milliseconds` once, and the proxy counts
   /// as stopped whether or not the refresh came back.
@@ -35,7 +36,9 @@ class AccessTokenProxy : public std::enable_shared_from_this<AccessTokenProxy> {
   [[nodiscard]] bool stopping() const { return stopping_; }
 
  private:
+  [[nodiscard]] bool startTimer();
   void tick();
+  [[nodiscard]] bool startRefresh() const;
 
   const std::string uuid_;
   const std::string ownerTag_;

@@ -1,16 +1,16 @@
-// Records of the signed-in users, and their file.
+#include "authorize/AuthorizeCache.h"
 
-#include "authorize/CacheFile.h"
-#include "authorize/ExternlMediaAuthorize.h"
-#include "authorize/SecureInfo.h"
-#include "boundary/records/ExternlMediaKeys.h"
-#include "foundation/KblLogger/KblLogger.h"
-#include "foundation/KblUtils/FileUtil.h"
-#include "foundation/KblUtils/Path.h"
-#include "foundation/KblUtils/StringUtil.h"
-#include "foundation/KblUtils/TimeUtil.h"
+#include "authorize/managerLog.h"
+#include "authorize/switchboard/RequestFlow.h"
+#include "boundary/records/PlatformNames.h"
+#include <ExternlMediaTransfer/ExternlMediaKeys.h>
+#include <KblUtils/FileUtil.h>
+#include <KblUtils/Path.h>
+#include <KblUtils/StringUtil.h>
+#include <KblUtils/TimeUtil.h>
 
 #include <algorithm>
+#include <functional>
 #include <utility>
 
 namespace KBL {
@@ -65,70 +65,130 @@ std::string generateUuid() {
   KblGenerateUuid(buffer);
   return buffer;
 }
+
+/// The file's users stand first. Memory is newer, so that it wins; who signed out meanwhile stays out.
+void mergeLateLoad(ManagerUsers& users, CacheEntries&& loaded) {
+  std::erase_if(
+      loaded, [&](const ExternlMediaCacheInfo& record) { return users.signedOut.contains(record.userUuid); });
+  loaded.insert(loaded.end(), users.entries.begin(), users.entries.end());
+  removeInvalidCacheInfos(loaded);
+  users.entries = std::move(loaded);
+}
 }  // namespace
 
-_Result BsExternlMediaAuthorize::init(const char* cacheDir, int refreshIntervalMs) {
-  if (cacheDir == nullptr) return resultFailed;
-  KBL_LOG(info, logTag_ << ", externlmediaauthorize 20220829");
+void AuthorizeCache::load(const char* cacheDir) {
   const Path directory =
       PathUtil::normalizeSlash(PathUtil::absolute(PathUtil::normalizeSlash(Path(cacheDir))));
   FileUtil::makePrivateDirectory(directory);
 
   CacheEntries list;
-  const bool loaded = loadCacheFile(cacheFilePath(directory.string(), platform_), list);
-  context_.change([&](AuthContext& context) {
-    context.cacheDir = directory.string();
-    context.cacheEntries = std::move(list);
+  const CacheLoad load = loadCacheFile(cacheFilePath(directory.string(), state_.platform), list);
+  state_.users.change([&](ManagerUsers& users) {
+    users.cacheDir = directory.string();
+    for (const ExternlMediaCacheInfo& record : list) users.signedOut.erase(record.userUuid);
+    users.entries = std::move(list);
+    users.cacheUnread = !load.obstacle.empty();
   });
-  KBL_LOG(info, logTag_ << ", load cache" << outcomeText(loaded));
-  if (loaded) dealInvalidCacheData();
-
-  const int interval = std::clamp(refreshIntervalMs, minRefreshIntervalMs, maxRefreshIntervalMs);
-  context_.change([&](AuthContext& context) { context.refreshIntervalMs = interval; });
-  KBL_LOG(info, logTag_ << ", refresh access token interval " << interval << " ms");
-  return resultOk;
+  KBL_MANAGER_LOG(severityInfo, "init", state_.logTag << ", load cache" << outcomeText(load.loaded));
+  logObstacle(load);
+  if (load) dealInvalidCacheData();
 }
 
-void BsExternlMediaAuthorize::dealInvalidCacheData() {
-  context_.change([](AuthContext& context) { removeInvalidCacheInfos(context.cacheEntries); });
+void AuthorizeCache::dealInvalidCacheData() {
+  state_.users.change([](ManagerUsers& users) { removeInvalidCacheInfos(users.entries); });
   // An expired record stays on purpose: its refresh token may still be good.
   const auto nowSeconds = static_cast<std::int64_t>(TimeUtil::nowSinceEpoch() / 1000);
-  const auto now = context();
-  for (const ExternlMediaCacheInfo& record : now->cacheEntries) {
+  const auto now = state_.users.read();
+  for (const ExternlMediaCacheInfo& record : now->entries) {
     if (record.expiresTimeout >= nowSeconds) continue;
-    KBL_LOG(info,
-            logTag_ << " cache info expired:" << record.userUuid << ",expireTime:" << record.expiresTimeout);
+    KBL_MANAGER_LOG(severityInfo, "dealInvalidCacheData",
+                    state_.logTag << " cache info expired:" << record.userUuid
+                                  << ",expireTime:" << record.expiresTimeout);
   }
 }
 
-ExternlMediaCacheInfo BsExternlMediaAuthorize::initCacheInfo() const {
+ExternlMediaCacheInfo AuthorizeCache::newRecord() const {
   ExternlMediaCacheInfo record;
-  record.diskType = platform_;
-  record.diskName = platformName(platform_);
+  record.diskType = state_.platform;
+  record.diskName = platformName(state_.platform);
   record.userUuid = generateUuid();
   return record;
 }
 
-bool BsExternlMediaAuthorize::saveNewestLocked() const {
-  const auto newest = context();
-  if (newest->cacheDir.empty()) return false;  // never initialised: no file to write to
-  return saveCacheFile(cacheFilePath(newest->cacheDir, platform_), newest->cacheEntries);
+void AuthorizeCache::logObstacle(const CacheLoad& load) const {
+  if (!load.obstacle.empty())
+    KBL_MANAGER_LOG(severityWarning, "logObstacle",
+                    state_.logTag << ", cache file left alone: " << load.obstacle);
 }
 
-// Look-up and change are one step, so that a user who logs out meanwhile is either updated first or gone: a
-// late answer then makes a record of its own under a fresh uuid, never one under the uuid that has gone.
-int BsExternlMediaAuthorize::updateInfo(const std::string& uuid, IBsInfoReader* info) {
+AuthorizeCache::Preparation AuthorizeCache::prepareSave() try {
+  const CacheDeadline deadline = cacheDeadline();
+  readLate(deadline);
+  const auto now = state_.users.read();
+  const bool hasFile = !now->cacheDir.empty() && !now->cacheUnread;
+  return {hasFile ? CacheSeal::fetch() : CacheSeal{}, deadline};
+} catch (...) {
+  passThreadEnd();
+  return {};  // without a key nothing is written
+}
+
+void AuthorizeCache::readLate(CacheDeadline deadline) {
+  const auto before = state_.users.read();
+  if (!before->cacheUnread) return;
+  CacheEntries list;
+  const CacheLoad load = loadCacheFile(cacheFilePath(before->cacheDir, state_.platform), list, deadline);
+  logObstacle(load);
+  if (!load.obstacle.empty()) return;
+  const std::size_t users = list.size();
+  const bool merged = state_.users.change([&](ManagerUsers& now) {
+    const bool isStillWanted = now.cacheUnread && now.cacheDir == before->cacheDir;
+    if (!isStillWanted) return false;  // another save was faster
+    mergeLateLoad(now, std::move(list));
+    now.cacheUnread = false;
+    return true;
+  });
+  if (!merged) return;
+  KBL_MANAGER_LOG(severityInfo, "readCacheLate", state_.logTag << ", cache file read late, users: " << users);
+  if (load) dealInvalidCacheData();
+}
+
+bool AuthorizeCache::saveNewestLocked(const Preparation& preparation) const try {
+  const auto newest = state_.users.read();
+  if (newest->cacheDir.empty() || newest->cacheUnread) return false;
+  return saveCacheFile(cacheFilePath(newest->cacheDir, state_.platform), newest->entries, preparation.seal,
+                       preparation.deadline);
+} catch (...) {
+  passThreadEnd();
+  return false;
+}
+
+bool AuthorizeCache::save() {
+  const Preparation preparation = prepareSave();
+  const std::lock_guard lock(saveMutex_);
+  return saveNewestLocked(preparation);
+}
+
+// Look-up and change are one step, so that a user who logs out meanwhile is either updated first or gone, and
+// a late answer then makes no record at all. Any other unknown uuid makes one under a generated uuid.
+int AuthorizeCache::updateInfo(const std::string& uuid, IBsInfoReader* info) {
   if (info == nullptr) return 1;
   // A consume query may be made before any login; what it learns belongs to nobody.
   if (uuid.empty()) return 1;
+  if (RequestFlow* const flow = ScopedRequestFlow::current()) flow->beginAnswer();
   const CachePatch patch(*info);
-  ExternlMediaCacheInfo former = initCacheInfo();
+  ExternlMediaCacheInfo former = newRecord();
   ExternlMediaCacheInfo merged;
+  const std::string accessTag = state_.logTag + "access token:";
+  const std::string refreshTag = state_.logTag + "refresh token:";
+  const Preparation preparation = prepareSave();
+  bool signedOut = false;
   bool saved = false;
   {
-    const std::lock_guard lock(stateMutex_);
-    context_.change([&](AuthContext& context) {
-      auto& list = context.cacheEntries;
+    const std::lock_guard lock(saveMutex_);
+    state_.users.change([&](ManagerUsers& users) {
+      signedOut = users.hasSignedOut(uuid);
+      if (signedOut) return;
+      auto& list = users.entries;
       removeInvalidCacheInfos(list);
       const auto place = std::find_if(list.begin(), list.end(), [&](const ExternlMediaCacheInfo& record) {
         return record.userUuid == uuid;
@@ -138,25 +198,39 @@ int BsExternlMediaAuthorize::updateInfo(const std::string& uuid, IBsInfoReader* 
       patch.apply(merged);
       place != list.end() ? void(*place = merged) : list.push_back(merged);
     });
-    saved = saveNewestLocked();
+    saved = !signedOut && saveNewestLocked(preparation);
   }
-  KBL_LOG(info, logTag_ << ", save cloud disk cache, " << outcomeText(saved));
-  printSecureInfo(logTag_ + "access token:", merged.accessToken);
-  printSecureInfo(logTag_ + "refresh token:", merged.refreshToken);
+  // From the change on nothing throws: a token that was stored is told.
+  if (signedOut) {
+    state_.tellLateAnswer(uuid);
+    return 1;
+  }
+  KBL_MANAGER_LOG(severityInfo, "updateInfo",
+                  state_.logTag << ", save cloud disk cache, " << outcomeText(saved));
+  printSecureInfo(accessTag, merged.accessToken);
+  printSecureInfo(refreshTag, merged.refreshToken);
   if (merged.thirdAccessToken != former.thirdAccessToken) {
-    cbExternlMediaAccessTokenChanged(uuid, former.thirdAccessToken, merged.thirdAccessToken);
+    tellTokenChanged(uuid, former.thirdAccessToken, merged.thirdAccessToken);
   }
   return 0;
 }
 
-void BsExternlMediaAuthorize::cbExternlMediaAccessTokenChanged(const std::string& uuid,
-                                                               const std::string& oldToken,
-                                                               const std::string& newToken) {
-  KBL_LOG(info, logTag_ << ", uuid: " << uuid << " , " << secureInfoText("old", oldToken) << " , "
-                        << secureInfoText("new", newToken));
-  tellAuthCallbacks([&](IExternlMediaAuthCallback& callback) {
+void AuthorizeCache::tellTokenChanged(const std::string& uuid, const std::string& oldToken,
+                                      const std::string& newToken) {
+  KBL_MANAGER_LOG(severityInfo, "cbExternlMediaAccessTokenChanged",
+                  state_.logTag << ", uuid: " << uuid << " , " << secureInfoText("old", oldToken) << " , "
+                                << secureInfoText("new", newToken));
+  // Told of a canceled login, too, since the token was stored; not of a user who has signed out meanwhile.
+  bool dropped = false;
+  const auto wanted = [&] {
+    dropped = state_.hasSignedOut(uuid);
+    return !dropped;
+  };
+  const auto tell = [&](IExternlMediaAuthCallback& callback) {
     callback.onAccessTokenChanged(uuid.c_str(), oldToken.c_str(), newToken.c_str());
-  });
+  };
+  state_.callbacks.tellWhile(std::cref(wanted), std::cref(tell));
+  if (dropped) state_.tellLateAnswer(uuid);
 }
 
 }  // namespace KBL

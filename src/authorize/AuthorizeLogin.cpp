@@ -1,17 +1,18 @@
-// Login in a browser: its start, its outcome, its end by the host.
+#include "authorize/AuthorizeLogin.h"
 
 #include "authorize/AuthRequestChain.h"
-#include "authorize/ExternlMediaAuthorize.h"
-#include "boundary/records/ExternlMediaKeys.h"
+#include "authorize/managerLog.h"
 #include "boundary/records/Records.h"
-#include "foundation/BsNet/IBsErrorInfo.h"
-#include "foundation/KblLogger/KblLogger.h"
-#include "foundation/object/CastByName.h"
-#include "requests/BsExternlMediaAuthClientCredentialsRequest.h"
+#include "foundation/Texts.h"
+#include "requests/AccountRequests.h"
 #include "requests/BsExternlMediaAuthUserSupportSessionRequest.h"
-#include "requests/Endpoints.h"
+#include <BsNet/IBsErrorInfo.h>
+#include <ExternlMediaTransfer/ExternlMediaKeys.h>
+#include <KblUtils/CastByName.h>
 
 #include <algorithm>
+#include <functional>
+#include <iterator>
 #include <utility>
 
 namespace KBL {
@@ -21,7 +22,7 @@ constexpr int canceledRequestReleaseMs = 500;
 
 /// Scopes of a login whose host names none; empty: the login opens without.
 std::string defaultScope(std::int32_t platform) {
-  const std::string google = Endpoint::googleScopeHost;
+  const std::string google = "https://www.googleapis.com";  // of Google's scopes, whatever the installation
   switch (platform) {
     case ema_youtube:
       return google + "/auth/userinfo.profile," + google + "/auth/youtube.upload," + google +
@@ -39,28 +40,30 @@ bool isProfileRequest(int requestType) {
   return requestType == requestYoutubeUserInfo || requestType == requestTiktokUserInfo ||
          requestType == requestDouyinUserInfo;
 }
-
-bool hasText(const char* text) {
-  return text != nullptr && *text != '\0';
-}
 }  // namespace
 
-_Result BsExternlMediaAuthorize::toExternlMediaAuth(IBsInfoReader* loginInfo) {
-  if (loginInfo == nullptr) return resultFailed;
-  const Self self = holdSelf();
-  const auto info = makeRef<BsExternlMediaAuthLoginInfo>();
-  info->updataFrom(loginInfo);
+AuthorizeLogin::AuthorizeLogin(ManagerState& state, AuthorizeCache& cache, AuthorizeTokens& tokens)
+    : state_(state), cache_(cache), tokens_(tokens) {}
 
-  const std::string uuid = chooseLoginUuid(info->charKeyConfig(ExternlMediaLoginCharKey::userSessionId));
-  info->setCharKeyConfig(ExternlMediaLoginCharKey::userSessionId, uuid.c_str());
-  KBL_LOG(info, logTag_ << ", uuid: " << uuid);
-  const std::string scope = defaultScope(platform_);
-  if (!scope.empty() && info->charKeyConfig(ExternlMediaLoginCharKey::scope) == nullptr) {
-    info->setCharKeyConfig(ExternlMediaLoginCharKey::scope, scope.c_str());
+AuthorizeLogin::~AuthorizeLogin() = default;
+
+_Result AuthorizeLogin::start(IBsInfoReader* loginInfo) {
+  const auto info = makeRef<BsExternlMediaAuthLoginInfo>();
+  if (info->updataFrom(loginInfo) != resultOk) return resultFailed;
+
+  const std::string uuid = chooseUuid(info->charKeyConfig(ExternlMediaLoginCharKey::userSessionId));
+  if (info->setCharKeyConfig(ExternlMediaLoginCharKey::userSessionId, uuid.c_str()) != resultOk) {
+    return resultFailed;
+  }
+  KBL_MANAGER_LOG(severityInfo, "toExternlMediaAuth", state_.logTag << ", uuid: " << uuid);
+  const std::string scope = defaultScope(state_.platform);
+  if (!scope.empty() && info->charKeyConfig(ExternlMediaLoginCharKey::scope) == nullptr &&
+      info->setCharKeyConfig(ExternlMediaLoginCharKey::scope, scope.c_str()) != resultOk) {
+    return resultFailed;
   }
 
-  const auto now = context();
-  AuthRequestChain chain(*now, uuid);
+  const AuthContext context = state_.requestContext();
+  AuthRequestChain chain(context, uuid, std::make_shared<RequestFlow>());
   chain.append<BsExternlMediaAuthClientCredentialsRequest>();
   const RefPtr<BsExternlMediaAuthRequest> session =
       chain.append<BsExternlMediaAuthUserSupportSessionRequest>();
@@ -68,7 +71,9 @@ _Result BsExternlMediaAuthorize::toExternlMediaAuth(IBsInfoReader* loginInfo) {
     const std::lock_guard lock(liveRequestsMutex_);
     liveRequests_.push_back(session);
   }
-  setSessionFlag(uuid, &SessionFlags::canceled, false);
+  // A logout notes the user before it ends the user's logins, so that one of both sees what the other did.
+  if (state_.hasSignedOut(uuid)) cancelLoginsOf(uuid);
+  state_.sessions.set(uuid, &SessionFlags::canceled, false);
   const _Result result = chain.start(info.get());
   if (result != resultOk) {
     const std::lock_guard lock(liveRequestsMutex_);
@@ -79,72 +84,92 @@ _Result BsExternlMediaAuthorize::toExternlMediaAuth(IBsInfoReader* loginInfo) {
 
 // A login without a known uuid signs the most recent user in again and adds no user; only on an empty list it
 // makes a record. Choosing and making are one step, so that two first logins at once share one record.
-std::string BsExternlMediaAuthorize::chooseLoginUuid(const char* wantedUuid) {
-  const ExternlMediaCacheInfo prepared = initCacheInfo();
-  return context_.change([&](AuthContext& context) -> std::string {
-    CacheEntries& list = context.cacheEntries;
+std::string AuthorizeLogin::chooseUuid(const char* wantedUuid) {
+  const ExternlMediaCacheInfo prepared = cache_.newRecord();
+  return state_.users.change([&](ManagerUsers& users) -> std::string {
+    CacheEntries& list = users.entries;
     if (wantedUuid != nullptr && findCacheInfo(list, wantedUuid) != nullptr) return wantedUuid;
     if (list.empty()) list.push_back(prepared);
     return list.back().userUuid;
   });
 }
 
-void BsExternlMediaAuthorize::processLoginAuthRequest(IBsBaseRequest* request, IBsInfoReader* info,
-                                                      IBsErrorInfo* error) {
-  KBL_LOG(info, logTag_ << ", name: " << request->getRequestName() << ", infoType: " << info->infoType());
+void AuthorizeLogin::processAnswer(IBsBaseRequest* request, IBsInfoReader* info, IBsErrorInfo* error) {
+  KBL_MANAGER_LOG(
+      severityInfo, "processLoginAuthRequest",
+      state_.logTag << ", name: " << request->getRequestName() << ", infoType: " << info->infoType());
   auto* const authRequest = queryInterface<BsExternlMediaAuthRequest>(request, "BsExternlMediaAuthRequest");
   if (authRequest == nullptr) return;
-  const std::string uuid = authRequest->userUuid();
-  const auto now = context();
-  const ExternlMediaCacheInfo* const record = findCacheInfo(now->cacheEntries, uuid);
+  const std::string& uuid = authRequest->userUuid();
+  const auto users = state_.users.read();
+  const ExternlMediaCacheInfo* const record = findCacheInfo(users->entries, uuid);
 
+  const int code = error->errorCode();
   const bool succeeded = hasText(info->charKeyConfig(ExternlMediaMixedCharKey::refreshToken)) &&
-                         isProfileRequest(authRequest->requestType()) &&
-                         error->errorCode() == ErrorCode::none;
+                         isProfileRequest(authRequest->requestType()) && code == ErrorCode::none;
   if (succeeded) {
-    scheduleTokenRefresh(uuid, info, true);
-    cbRequestForward(request, info, error);
-  } else if (record != nullptr && !record->refreshToken.empty() && error->errorCode() != ErrorCode::none) {
-    scheduleTokenRefresh(uuid, info, false);
+    tokens_.schedule(uuid, info, true);
+    state_.callbacks.forward(request, info, error);
+  } else if (record != nullptr && !record->refreshToken.empty() && code != ErrorCode::none) {
+    tokens_.schedule(uuid, info, false);
   }
-  reportUnlessCanceled(request, info, error, false);
+  if (code == ErrorCode::userCancelled) {
+    KBL_MANAGER_LOG(severityInfo, "processLoginAuthRequest", state_.logTag << ", user canceled");
+  } else if (code != ErrorCode::none) {
+    state_.callbacks.forward(request, info, error);
+  }
 }
 
-int BsExternlMediaAuthorize::cbQueryThirdLoginURL(const std::string& uuid, const std::string& loginUrl) {
-  KBL_LOG(info, logTag_ << ", uuid: " << uuid << ", login url: " << loginUrl);
-  tellAuthCallbacks(
-      [&](IExternlMediaAuthCallback& callback) { callback.onLoginUrl(uuid.c_str(), loginUrl.c_str()); });
-  return 0;
+void AuthorizeLogin::tellLoginUrl(const std::string& uuid, const std::string& loginUrl) {
+  KBL_MANAGER_LOG(severityInfo, "cbQueryThirdLoginURL",
+                  state_.logTag << ", uuid: " << uuid << ", login url: " << loginUrl);
+  const auto tell = [&](IExternlMediaAuthCallback& callback) {
+    callback.onLoginUrl(uuid.c_str(), loginUrl.c_str());
+  };
+  state_.callbacks.tell(std::cref(tell));
 }
 
-int BsExternlMediaAuthorize::cbQueryThirdLoginCallbackURL(const std::string& uuid,
-                                                          const std::string& callbackUrl) {
-  KBL_LOG(info, logTag_ << ", uuid: " << uuid << ", cb url: " << callbackUrl);
-  tellAuthCallbacks([&](IExternlMediaAuthCallback& callback) {
+void AuthorizeLogin::tellCallbackUrl(const std::string& uuid, const std::string& callbackUrl) {
+  KBL_MANAGER_LOG(severityInfo, "cbQueryThirdLoginCallbackURL",
+                  state_.logTag << ", uuid: " << uuid << ", cb url: " << callbackUrl);
+  const auto tell = [&](IExternlMediaAuthCallback& callback) {
     callback.onLoginCallbackUrl(uuid.c_str(), callbackUrl.c_str());
-  });
-  return 0;
+  };
+  state_.callbacks.tell(std::cref(tell));
 }
 
-_Result BsExternlMediaAuthorize::cancelLogin() {
-  KBL_LOG(info, logTag_ << ", to cancelLogin");
-  const auto now = context();
-  for (const ExternlMediaCacheInfo& record : now->cacheEntries) {
-    setFinished(record.userUuid, false);
-    setSessionFlag(record.userUuid, &SessionFlags::canceled, true);
+_Result AuthorizeLogin::cancel() try {
+  KBL_MANAGER_LOG(severityInfo, "cancelLogin", state_.logTag << ", to cancelLogin");
+  const auto users = state_.users.read();
+  for (const ExternlMediaCacheInfo& record : users->entries) {
+    state_.sessions.set(record.userUuid, &SessionFlags::finished, false);
+    state_.sessions.set(record.userUuid, &SessionFlags::canceled, true);
   }
-  std::vector<RefPtr<BsExternlMediaAuthRequest>> canceled;
-  {
-    const std::lock_guard lock(liveRequestsMutex_);
-    canceled.swap(liveRequests_);
-  }
-  for (auto& request : canceled) {
+  cancelLoginsOf("");
+  return resultOk;
+} catch (...) {
+  return resultOfException();
+}
+
+void AuthorizeLogin::cancelLoginsOf(const std::string& uuid) {
+  while (RefPtr<BsExternlMediaAuthRequest> request = takeLoginOf(uuid)) {
     request->clearCallbacks();
     request->abortForGood();
     // The list's reference goes late, since a worker or a poll may still run.
     request.leak()->delayRelease(canceledRequestReleaseMs);
   }
-  return resultOk;
+  state_.callbacks.settle();
+}
+
+RefPtr<BsExternlMediaAuthRequest> AuthorizeLogin::takeLoginOf(const std::string& uuid) {
+  const std::lock_guard lock(liveRequestsMutex_);
+  const auto found = std::find_if(liveRequests_.begin(), liveRequests_.end(), [&](const auto& request) {
+    return uuid.empty() || request->userUuid() == uuid;
+  });
+  if (found == liveRequests_.end()) return nullptr;
+  RefPtr<BsExternlMediaAuthRequest> taken = std::move(*found);
+  liveRequests_.erase(found);
+  return taken;
 }
 
 }  // namespace KBL

@@ -1,31 +1,29 @@
-// Life of a platform token: background refresh, verification of a cached login, and handing tokens out.
+#include "authorize/AuthorizeTokens.h"
 
 #include "authorize/AuthRequestChain.h"
-#include "authorize/ExternlMediaAuthorize.h"
-#include "authorize/SecureInfo.h"
-#include "boundary/records/ExternlMediaKeys.h"
+#include "authorize/managerLog.h"
+#include "authorize/switchboard/ExternlMediaAuthCallbackProxy.h"
 #include "boundary/records/Records.h"
-#include "foundation/BsNet/IBsErrorInfo.h"
-#include "foundation/KblLogger/KblLogger.h"
-#include "foundation/KblUtils/TimeUtil.h"
-#include "foundation/object/CastByName.h"
-#include "requests/BsExternlMediaAuthClientCredentialsRequest.h"
-#include "requests/BsExternlMediaAuthUserSupportTokenRequest.h"
+#include "foundation/Texts.h"
+#include "requests/AccountRequests.h"
+#include <BsNet/IBsErrorInfo.h>
+#include <ExternlMediaTransfer/ExternlMediaKeys.h>
+#include <KblUtils/CastByName.h>
+#include <KblUtils/TimeUtil.h>
 
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <new>
 
 namespace KBL {
 
 namespace {
 constexpr int failedRefreshRetryMs = 120000;
 constexpr std::int64_t secondsBeforeTokenEnd = 300;
-constexpr std::size_t maxHandedOutToken = 8192;
-
-std::string textOrEmpty(const char* text) {
-  return text == nullptr ? std::string() : text;
-}
+constexpr int runningRefreshWaitMs = 100;
+constexpr int triesForMemory = 10;
+constexpr int memoryPauseMs = 100;
 
 /// Interval that ends five minutes before the token does. A life of 300 seconds or less gives zero or less,
 /// so that the next tick refreshes at once. Servers may send any number.
@@ -44,53 +42,86 @@ BsExternlMediaAuthRequest* refreshChainRequest(IBsBaseRequest* request) {
   return type == requestClientCredentials || type == requestUserSupportToken ? authRequest : nullptr;
 }
 
+/// The first failure ends a renewal, and else the answer of the chain's last request.
+bool endsRenewal(const BsExternlMediaAuthRequest& step, IBsErrorInfo& error) {
+  return error.errorCode() != ErrorCode::none || step.requestType() == requestUserSupportToken;
+}
+
+/// Lets the user's next renewal begin; the verifications that waited for this one.
+std::vector<Verification> endRenewal(const BsExternlMediaAuthRequest& step) {
+  auto* const renewal = dynamic_cast<TokenRenewal*>(step.flow().get());
+  return renewal == nullptr ? std::vector<Verification>() : renewal->end();
+}
+
 void fillRefreshInfo(BsBaseInfoRW& info, const ExternlMediaCacheInfo& record) {
   info.setCharKeyConfig(ExternlMediaMixedCharKey::refreshToken, record.refreshToken.c_str());
   info.setCharKeyConfig(ExternlMediaLoginCharKey::userSessionId, record.userUuid.c_str());
 }
 }  // namespace
 
-int BsExternlMediaAuthorize::cbAsyncRefreshAccessToken(const std::string& uuid) {
+AuthorizeTokens::AuthorizeTokens(ManagerState& state)
+    : state_(state), renewals_(std::make_shared<TokenRenewals>(state.logTag)) {}
+
+int AuthorizeTokens::refresh(const std::string& uuid) {
   const auto refuse = [&](const char* reason) {
-    KBL_LOG(error, logTag_ << ", uuid: " << uuid << reason);
+    KBL_MANAGER_LOG(severityError, "cbAsyncRefreshAccessToken",
+                    state_.logTag << ", uuid: " << uuid << reason);
     return 1;
   };
   if (uuid.empty()) {
-    KBL_LOG(error, logTag_ << ", uuid is empty");
+    KBL_MANAGER_LOG(severityError, "cbAsyncRefreshAccessToken", state_.logTag << ", uuid is empty");
     return 1;
   }
-  const auto proxies = tokenProxies_.read();
-  const auto proxy = proxies->find(uuid);
-  if (proxy == proxies->end()) return refuse(", AccessTokenProxy not exist");
-  const auto now = context();
-  const ExternlMediaCacheInfo* const record = findCacheInfo(now->cacheEntries, uuid);
+  const auto proxy = standingProxy(uuid);
+  if (proxy == nullptr) return refuse(", AccessTokenProxy not exist");
+  const auto users = state_.users.read();
+  const ExternlMediaCacheInfo* const record = findCacheInfo(users->entries, uuid);
   if (record == nullptr) return refuse(" is not exist");
   if (record->refreshToken.empty()) return refuse(", refresh token is empty");
-  if (proxy->second->stopping()) return refuse(", wait to stop");
+  if (proxy->stopping()) return refuse(", wait to stop");
 
-  KBL_LOG(error, logTag_ << ", " << secureInfoText("refreshAccessToken", record->refreshToken));
   const auto info = makeRef<BsExternlMediaAuthRefreshTokenInfo>();
   fillRefreshInfo(*info, *record);
-  return startRefreshChain(uuid, info.get());
+  const auto renewal = renewals_->begin(uuid, nullptr);
+  if (renewal == nullptr) return 0;  // the answer of the one that runs arms the refresher
+  useNewestRefreshToken(uuid, *info);
+  const char* const refreshToken = info->charKeyConfig(ExternlMediaMixedCharKey::refreshToken);
+  KBL_MANAGER_LOG(severityError, "cbAsyncRefreshAccessToken",
+                  state_.logTag << ", " << secureInfoText("refreshAccessToken", textOrEmpty(refreshToken)));
+  return startChain(uuid, *info, renewal);
+}
+
+// The renewal that ran until now may have stored another one than was read before.
+void AuthorizeTokens::useNewestRefreshToken(const std::string& uuid, BsBaseInfoRW& info) const {
+  const auto users = state_.users.read();
+  if (const auto* const record = findCacheInfo(users->entries, uuid)) fillRefreshInfo(info, *record);
 }
 
 // A fresh account token is fetched every time; the stored one is not used again.
-_Result BsExternlMediaAuthorize::startRefreshChain(const std::string& uuid, IBsInfoReader* info) const {
-  const auto now = context();
-  AuthRequestChain chain(*now, uuid);
-  chain.append<BsExternlMediaAuthClientCredentialsRequest>();
-  chain.append<BsExternlMediaAuthUserSupportTokenRequest>();
-  return chain.start(info);
+_Result AuthorizeTokens::startChain(const std::string& uuid, BsBaseInfoRW& info,
+                                    const std::shared_ptr<TokenRenewal>& renewal) {
+  _Result result = resultFailed;
+  try {
+    const AuthContext context = state_.requestContext();
+    AuthRequestChain chain(context, uuid, renewal);
+    chain.append<BsExternlMediaAuthClientCredentialsRequest>();
+    chain.append<BsExternlMediaAuthUserSupportTokenRequest>();
+    result = chain.start(&info);
+  } catch (...) {
+    passThreadEnd();  // memory is short
+  }
+  // Whoever asked for this renewal has the result; who came behind is waiting.
+  if (result != resultOk) failVerifications(renewal->end(), uuid);
+  return result;
 }
 
-_Result BsExternlMediaAuthorize::toVerifyAccessToken(const char* uuidText) {
-  const Self self = holdSelf();
-  const std::string uuid = textOrEmpty(uuidText);
-  const auto now = context();
-  const CacheEntries& list = now->cacheEntries;
-  KBL_LOG(info, logTag_ << ", uuid: " << uuid << ", size:" << list.size());
+_Result AuthorizeTokens::verify(const std::string& uuid) {
+  const auto users = state_.users.read();
+  const CacheEntries& list = users->entries;
+  KBL_MANAGER_LOG(severityInfo, "toVerifyAccessToken",
+                  state_.logTag << ", uuid: " << uuid << ", size:" << list.size());
   const auto refuse = [&](int code, const char* reason) {
-    reportAuthError(uuid, infoTypeVerifyAccessToken, code, logTag_ + reason);
+    state_.reportAuthError(uuid, infoTypeVerifyAccessToken, code, state_.logTag + reason);
     return resultFailed;
   };
   if (list.empty()) return refuse(ErrorCode::noUsableData, ", empty data");
@@ -104,100 +135,189 @@ _Result BsExternlMediaAuthorize::toVerifyAccessToken(const char* uuidText) {
 
   const auto info = makeRef<BsExternlMediaVerifyAccessTokenInfo>();
   fillRefreshInfo(*info, record);
-  KBL_LOG(info, logTag_ << ", uuid: " << record.userUuid << ", verify access token");
-  return startRefreshChain(record.userUuid, info.get());
+  KBL_MANAGER_LOG(severityInfo, "toVerifyAccessToken",
+                  state_.logTag << ", uuid: " << record.userUuid << ", verify access token");
+  const auto renewal = renewals_->begin(record.userUuid, info);
+  if (renewal == nullptr) return resultOk;  // answered with the one that runs
+  useNewestRefreshToken(record.userUuid, *info);
+  return startChain(record.userUuid, *info, renewal);
 }
 
-bool BsExternlMediaAuthorize::scheduleAfterTokenAnswer(BsExternlMediaAuthRequest& request,
-                                                       IBsInfoReader* info, IBsErrorInfo* error) {
-  const std::string& uuid = request.userUuid();
-  const auto now = context();
-  const ExternlMediaCacheInfo* const record = findCacheInfo(now->cacheEntries, uuid);
-  const std::string refreshToken = textOrEmpty(info->charKeyConfig(ExternlMediaMixedCharKey::refreshToken));
-  const bool failed = error->errorCode() != ErrorCode::none;
-  const bool isTokenRequest = request.requestType() == requestUserSupportToken;
-  if (!refreshToken.empty() && !failed && isTokenRequest) {
-    scheduleTokenRefresh(uuid, info, true);
-  } else if (record != nullptr && !record->refreshToken.empty() && failed) {
-    scheduleTokenRefresh(uuid, info, false);
+void AuthorizeTokens::scheduleAfterAnswer(const std::string& uuid, IBsInfoReader* info, IBsErrorInfo* error) {
+  if (error->errorCode() != ErrorCode::none) {
+    (void)scheduleRetry(uuid, info);
+  } else if (!hasText(info->charKeyConfig(ExternlMediaMixedCharKey::thirdAccessToken))) {
+    retryWithoutResult(uuid, info);
+  } else if (hasText(info->charKeyConfig(ExternlMediaMixedCharKey::refreshToken))) {
+    schedule(uuid, info, true);
+  } else if (const auto proxy = standingProxy(uuid)) {
+    proxy->endRefresh();
   }
-  return isTokenRequest;
 }
 
-void BsExternlMediaAuthorize::processRefreshTokenRequest(IBsBaseRequest* request, IBsInfoReader* info,
-                                                         IBsErrorInfo* error) {
-  KBL_LOG(info, logTag_ << ", name: " << request->getRequestName() << ", infoType: " << info->infoType());
-  auto* const tokenRequest = refreshChainRequest(request);
-  if (tokenRequest == nullptr) return;
-  scheduleAfterTokenAnswer(*tokenRequest, info, error);
-  reportUnlessCanceled(request, info, error, false);
+void AuthorizeTokens::processRefresh(IBsBaseRequest* request, IBsInfoReader* info, IBsErrorInfo* error) {
+  KBL_MANAGER_LOG(
+      severityInfo, "processRefreshTokenRequest",
+      state_.logTag << ", name: " << request->getRequestName() << ", infoType: " << info->infoType());
+  auto* const step = refreshChainRequest(request);
+  if (step == nullptr || !endsRenewal(*step, *error)) return;
+  const auto waiting = endRenewal(*step);
+  scheduleAfterAnswer(step->userUuid(), info, error);
+  const int code = error->errorCode();
+  if (code == ErrorCode::userCancelled) {
+    KBL_MANAGER_LOG(severityInfo, "processRefreshTokenRequest", state_.logTag << ", user canceled");
+    return;
+  }
+  if (code != ErrorCode::none) state_.callbacks.forward(request, info, error);
+  answerVerifications(waiting, step->userUuid(), request, error);
 }
 
 // Unlike a refresh, a verification tells the host of its success, too.
-void BsExternlMediaAuthorize::processVerifyAccessToken(IBsBaseRequest* request, IBsInfoReader* info,
-                                                       IBsErrorInfo* error) {
-  KBL_LOG(info, logTag_ << ", name: " << request->getRequestName() << ", infoType: " << info->infoType());
-  auto* const tokenRequest = refreshChainRequest(request);
-  if (tokenRequest == nullptr) return;
-  const bool isTokenRequest = scheduleAfterTokenAnswer(*tokenRequest, info, error);
-  reportUnlessCanceled(request, info, error, isTokenRequest);
+void AuthorizeTokens::processVerification(IBsBaseRequest* request, IBsInfoReader* info, IBsErrorInfo* error) {
+  KBL_MANAGER_LOG(
+      severityInfo, "processVerifyAccessToken",
+      state_.logTag << ", name: " << request->getRequestName() << ", infoType: " << info->infoType());
+  auto* const step = refreshChainRequest(request);
+  if (step == nullptr || !endsRenewal(*step, *error)) return;
+  const auto waiting = endRenewal(*step);
+  scheduleAfterAnswer(step->userUuid(), info, error);
+  if (error->errorCode() == ErrorCode::userCancelled) {
+    KBL_MANAGER_LOG(severityInfo, "processVerifyAccessToken", state_.logTag << ", user canceled");
+    return;
+  }
+  state_.callbacks.forward(request, info, error);
+  answerVerifications(waiting, step->userUuid(), request, error);
 }
 
-int BsExternlMediaAuthorize::scheduleTokenRefresh(const std::string& uuid, IBsInfoReader* info,
-                                                  bool succeeded) {
+void AuthorizeTokens::answerVerifications(const std::vector<Verification>& verifications,
+                                          const std::string& uuid, IBsBaseRequest* request,
+                                          IBsErrorInfo* error) {
+  const ScopedRequestFlow ofNoFlow(nullptr);  // it may be a login's callback that leads here
+  for (const Verification& verification : verifications) {
+    useNewestRefreshToken(uuid, *verification);
+    // Through the switchboard, where a manager that has fallen silent is not reached.
+    ExternlMediaAuthCallbackProxy::instance().cbRequestForward(state_.logTag, request, verification.get(),
+                                                               error);
+  }
+}
+
+void AuthorizeTokens::failVerifications(const std::vector<Verification>& verifications,
+                                        const std::string& uuid) {
+  if (verifications.empty()) return;
+  if (const auto request = makeFailedRequest(uuid)) {
+    return answerVerifications(verifications, uuid, request.get(), request->errorInfo().get());
+  }
+  KBL_MANAGER_LOG(severityError, "failVerifications",
+                  state_.logTag << ", uuid: " << uuid << ", verification without answer, no memory");
+}
+
+RefPtr<BsExternlMediaAuthRequest> AuthorizeTokens::makeFailedRequest(const std::string& uuid) const {
+  for (int tries = 0; tries < triesForMemory; ++tries) {
+    try {
+      const auto request = makeRef<BsExternlMediaAuthUserSupportTokenRequest>();
+      initAuthRequest(state_.requestContext(), uuid, *request);
+      const auto error = request->errorInfo();
+      error->setError(ErrorCode::noNetworkClient, "create network request failed");
+      if (error->errorCode() != ErrorCode::none) return request;
+    } catch (const std::bad_alloc&) {
+      // as with an error that could not be kept
+    }
+    TimeUtil::sleepMs(memoryPauseMs);
+  }
+  return nullptr;
+}
+
+void AuthorizeTokens::renewalUnanswered(const std::string& uuid,
+                                        const std::vector<Verification>& verifications) {
+  try {
+    retryWithoutResult(uuid, makeRef<BsExternlMediaAuthRefreshTokenInfo>().get());
+  } catch (const std::bad_alloc&) {
+    if (const auto proxy = standingProxy(uuid)) proxy->endRefresh();
+  }
+  failVerifications(verifications, uuid);
+}
+
+void AuthorizeTokens::retryWithoutResult(const std::string& uuid, IBsInfoReader* info) {
+  if (scheduleRetry(uuid, info))
+    KBL_MANAGER_LOG(severityWarning, "retryWithoutResult",
+                    state_.logTag << ", refresh without result, try again");
+}
+
+bool AuthorizeTokens::scheduleRetry(const std::string& uuid, IBsInfoReader* info) {
+  const auto users = state_.users.read();
+  const ExternlMediaCacheInfo* const record = findCacheInfo(users->entries, uuid);
+  if (record != nullptr && !record->refreshToken.empty()) {
+    schedule(uuid, info, false);
+    return true;
+  }
+  if (const auto proxy = standingProxy(uuid)) proxy->endRefresh();
+  return false;
+}
+
+int AuthorizeTokens::schedule(const std::string& uuid, IBsInfoReader* info, bool succeeded) try {
   if (uuid.empty() || info == nullptr) return 0;
-  const auto proxy = tokenProxyFor(uuid);
-  if (!alive()) return 1;
+  const auto proxy = proxyFor(uuid);
+  if (proxy == nullptr) {
+    state_.tellLateAnswer(uuid);
+    return 0;
+  }
+  if (!state_.alive()) return 1;
   std::int64_t interval = failedRefreshRetryMs;
   if (succeeded) {
     const long long expiresIn = info->intKeyConfig(ExternlMediaMixedIntKey::expiresIn);
-    interval = expiresIn == absentIntValue ? context()->refreshIntervalMs : refreshIntervalOf(expiresIn);
+    interval = expiresIn == absentIntValue ? state_.settings.read()->refreshIntervalMs
+                                           : refreshIntervalOf(expiresIn);
   }
   proxy->setRefreshInterval(interval);
   proxy->start();
   proxy->endRefresh();
   return 0;
+} catch (...) {
+  passThreadEnd();
+  // Memory is short: a refresher that stands goes on as it was.
+  if (const auto proxy = standingProxy(uuid)) proxy->endRefresh();
+  return 1;
 }
 
-std::shared_ptr<AccessTokenProxy> BsExternlMediaAuthorize::tokenProxyFor(const std::string& uuid) {
-  const auto proxies = tokenProxies_.read();
+std::shared_ptr<AccessTokenProxy> AuthorizeTokens::standingProxy(const std::string& uuid) const {
+  const auto proxies = proxies_.read();
   const auto standing = proxies->find(uuid);
-  if (standing != proxies->end()) return standing->second;
-  const auto made = std::make_shared<AccessTokenProxy>(uuid, logTag_);
-  made->setRefreshInterval(context()->refreshIntervalMs);
-  return tokenProxies_.change([&](TokenProxies& map) { return map.emplace(uuid, made).first->second; });
+  return standing == proxies->end() ? nullptr : standing->second;
 }
 
-void BsExternlMediaAuthorize::reportAuthError(const std::string& uuid, int infoType, int code,
-                                              const std::string& message) {
-  const auto request = makeRef<BsExternlMediaAuthRequest>();
-  const auto info = adoptRef(createRecord(infoType));
-  initAuthRequest(*context(), uuid, *request);
-  const auto error = request->errorInfo();
-  error->setError(code, message.c_str());
-  cbRequestForward(request.get(), info.get(), error.get());
+std::shared_ptr<AccessTokenProxy> AuthorizeTokens::proxyFor(const std::string& uuid) {
+  // One that a logout has stopped may still stand; it does nothing any more.
+  if (state_.hasSignedOut(uuid)) return nullptr;
+  if (auto proxy = standingProxy(uuid); proxy && !proxy->stopping()) return proxy;
+  const auto made = std::make_shared<AccessTokenProxy>(uuid, state_.logTag);
+  // A logout notes the user before it takes the refresher out, so that none stays behind.
+  const auto kept = proxies_.change([&](Proxies& map) -> std::shared_ptr<AccessTokenProxy> {
+    if (state_.hasSignedOut(uuid)) return nullptr;
+    auto& place = map[uuid];
+    if (place == nullptr || place->stopping()) place = made;
+    return place;
+  });
+  if (kept == made) made->setRefreshInterval(state_.settings.read()->refreshIntervalMs);
+  return kept;
 }
 
-std::string BsExternlMediaAuthorize::accessToken(const std::string& uuid) {
-  const auto now = context();
-  KBL_LOG(info, logTag_ << ", uuid: " << uuid << ", cache size: " << now->cacheEntries.size());
-  const ExternlMediaCacheInfo* const record = findUserOrLast(now->cacheEntries, uuid);
-  return record == nullptr ? std::string() : record->thirdAccessToken.substr(0, maxHandedOutToken);
+void AuthorizeTokens::stop(const std::string& uuid) {
+  const auto proxy = standingProxy(uuid);
+  if (proxy == nullptr) return;
+  proxy->waitToStop(runningRefreshWaitMs);
+  try {
+    proxies_.change(
+        [&](Proxies& map) { std::erase_if(map, [&](const auto& entry) { return entry.second == proxy; }); });
+  } catch (const std::bad_alloc&) {
+    // It stays in the map and does nothing any more.
+  }
 }
 
-_Result BsExternlMediaAuthorize::getAccessToken(const char* uuidText, char* buffer) {
-  const std::string uuid = textOrEmpty(uuidText);
-  const auto now = context();
-  KBL_LOG(info, logTag_ << ", uuid: " << uuid << ", cache size: " << now->cacheEntries.size());
-  const ExternlMediaCacheInfo* const record = findUserOrLast(now->cacheEntries, uuid);
-  if (record == nullptr || buffer == nullptr) return resultFailed;
-  // The caller's buffer takes the stored length: what lies past the cut is filled with zeros, and a shorter
-  // token gets no terminator of its own. Hosts rely on it.
-  const std::string& token = record->thirdAccessToken;
-  const std::size_t copied = std::min(token.size(), maxHandedOutToken);
-  char* const end = std::copy_n(token.data(), copied, buffer);
-  std::fill_n(end, token.size() - copied, '\0');
-  return resultOk;
+void AuthorizeTokens::stopAll() {
+  const auto proxies = proxies_.read();
+  for (const auto& [uuid, proxy] : *proxies) {
+    proxy->waitToStop(proxy->refreshing() ? runningRefreshWaitMs : 0);
+  }
 }
 
 }  // namespace KBL

@@ -1,32 +1,27 @@
-// What a host asks of a signed-in user: profile, consume query, logout.
+#include "authorize/AuthorizeUsers.h"
 
 #include "authorize/AuthRequestChain.h"
-#include "authorize/CacheFile.h"
-#include "authorize/ExternlMediaAuthorize.h"
-#include "boundary/records/ExternlMediaKeys.h"
+#include "authorize/managerLog.h"
 #include "boundary/records/Records.h"
-#include "foundation/BsNet/IBsErrorInfo.h"
-#include "foundation/KblLogger/KblLogger.h"
-#include "foundation/object/CastByName.h"
-#include "requests/BsExternlMediaAuthClientCredentialsRequest.h"
-#include "requests/BsExternlMediaAuthUserSupportConsumeRequest.h"
+#include "foundation/Texts.h"
+#include "requests/AccountRequests.h"
+#include <BsNet/IBsErrorInfo.h>
+#include <ExternlMediaTransfer/ExternlMediaKeys.h>
+#include <KblUtils/CastByName.h>
+
+#include <algorithm>
 
 namespace KBL {
 
 namespace {
-constexpr int runningRefreshWaitMs = 100;
-
-std::string textOrEmpty(const char* text) {
-  return text == nullptr ? std::string() : text;
-}
+constexpr std::size_t maxHandedOutToken = 8192;
 }  // namespace
 
-_Result BsExternlMediaAuthorize::userInfo(const char* uuidText, IBsExternlMediaAuthUserInfo* out) {
-  if (out == nullptr) return resultFailed;
-  const std::string uuid = textOrEmpty(uuidText);
-  const auto now = context();
-  KBL_LOG(info, logTag_ << ", session id: " << uuid << ", size:" << now->cacheEntries.size());
-  const ExternlMediaCacheInfo* const record = findUserOrLast(now->cacheEntries, uuid);
+_Result AuthorizeUsers::userInfo(const std::string& uuid, IBsExternlMediaAuthUserInfo& out) const {
+  const auto users = state_.users.read();
+  KBL_MANAGER_LOG(severityInfo, "userInfo",
+                  state_.logTag << ", session id: " << uuid << ", size:" << users->entries.size());
+  const ExternlMediaCacheInfo* const record = findUserOrLast(users->entries, uuid);
   if (record == nullptr) return resultFailed;
   const std::pair<const char*, const std::string&> rows[] = {
       {ExternlMediaAuthUserCharKey::userSessionId, record->userUuid},
@@ -38,83 +33,102 @@ _Result BsExternlMediaAuthorize::userInfo(const char* uuidText, IBsExternlMediaA
       {ExternlMediaAuthUserCharKey::videoCategories, record->videoCategories},
       {ExternlMediaAuthUserCharKey::thirdAccessToken, record->thirdAccessToken},
   };
-  for (const auto& [key, value] : rows) out->setCharKeyConfig(key, value.c_str());
-  return resultOk;
+  _Result result = resultOk;
+  for (const auto& [key, value] : rows) {
+    if (out.setCharKeyConfig(key, value.c_str()) != resultOk) result = resultFailed;  // memory is short
+  }
+  return result;
 }
 
-_Result BsExternlMediaAuthorize::logout(const char* uuidText) {
-  const Self self = holdSelf();
-  const std::string wanted = textOrEmpty(uuidText);
-  const std::size_t size = context()->cacheEntries.size();
-  KBL_LOG(info, logTag_ << ", session id: " << wanted << ", size:" << size);
+_Result AuthorizeUsers::logout(const std::string& wanted) {
+  const std::size_t size = state_.users.read()->entries.size();
+  KBL_MANAGER_LOG(severityInfo, "logout", state_.logTag << ", session id: " << wanted << ", size:" << size);
   // No login of this platform goes on, whichever user logs out.
-  cancelLogin();
-  if (context()->cacheEntries.empty()) {
+  login_.cancel();
+  if (state_.users.read()->entries.empty()) {
     // The type of a verification, although nothing is verified: hosts tell the answers apart by it.
-    reportAuthError(wanted, infoTypeVerifyAccessToken, ErrorCode::noUsableData, logTag_ + ", empty data");
+    state_.reportAuthError(wanted, infoTypeVerifyAccessToken, ErrorCode::noUsableData,
+                           state_.logTag + ", empty data");
     return resultFailed;
   }
   const std::string uuid = removeUser(wanted);
   if (uuid.empty()) {
-    KBL_LOG(error, logTag_ << ", remove session id: " << wanted << " not exist");
+    KBL_MANAGER_LOG(severityError, "logout",
+                    state_.logTag << ", remove session id: " << wanted << " not exist");
     return resultFailed;
   }
-  KBL_LOG(info, logTag_ << ", remove session id: " << uuid);
-  stopTokenProxy(uuid);
-  bool saved = false;
-  {
-    const std::lock_guard lock(stateMutex_);
-    saved = saveNewestLocked();
-  }
-  KBL_LOG(info, logTag_ << ", save cloud disk cache, " << (saved ? "OK" : "FAILED"));
+  KBL_MANAGER_LOG(severityInfo, "logout", state_.logTag << ", remove session id: " << uuid);
+  // A login of the user may have started since, and an answer of one may have made a refresher.
+  login_.cancelLoginsOf(uuid);
+  tokens_.stop(uuid);
+  // From here on nothing throws: who has gone has gone, whatever becomes of the file.
+  const bool saved = cache_.save();
+  KBL_MANAGER_LOG(severityInfo, "logout",
+                  state_.logTag << ", save cloud disk cache, " << (saved ? "OK" : "FAILED"));
   return resultOk;
 }
 
-std::string BsExternlMediaAuthorize::removeUser(const std::string& wanted) {
-  return context_.change([&](AuthContext& context) -> std::string {
-    CacheEntries& list = context.cacheEntries;
+std::string AuthorizeUsers::removeUser(const std::string& wanted) {
+  return state_.users.change([&](ManagerUsers& users) -> std::string {
+    CacheEntries& list = users.entries;
     const ExternlMediaCacheInfo* const found = findUserOrLast(list, wanted);
     if (found == nullptr) return {};
     std::string uuid = found->userUuid;
     list.erase(list.begin() + (found - list.data()));
+    if (!uuid.empty()) users.signedOut.insert(uuid);
     return uuid;
   });
 }
 
-void BsExternlMediaAuthorize::stopTokenProxy(const std::string& uuid) {
-  const auto proxies = tokenProxies_.read();
-  const auto proxy = proxies->find(uuid);
-  if (proxy == proxies->end()) return;
-  proxy->second->waitToStop(runningRefreshWaitMs);
-  tokenProxies_.change([&](TokenProxies& map) { map.erase(uuid); });
+std::string AuthorizeUsers::accessToken(const std::string& uuid) const {
+  const auto users = state_.users.read();
+  KBL_MANAGER_LOG(severityInfo, "getAccessToken",
+                  state_.logTag << ", uuid: " << uuid << ", cache size: " << users->entries.size());
+  const ExternlMediaCacheInfo* const record = findUserOrLast(users->entries, uuid);
+  return record == nullptr ? std::string() : record->thirdAccessToken.substr(0, maxHandedOutToken);
+}
+
+_Result AuthorizeUsers::getAccessToken(const std::string& uuid, char* buffer) const {
+  const auto users = state_.users.read();
+  KBL_MANAGER_LOG(severityInfo, "getAccessToken",
+                  state_.logTag << ", uuid: " << uuid << ", cache size: " << users->entries.size());
+  const ExternlMediaCacheInfo* const record = findUserOrLast(users->entries, uuid);
+  if (record == nullptr || buffer == nullptr) return resultFailed;
+  // The caller's buffer takes the stored length: what lies past the cut is filled with zeros, and a shorter
+  // token gets no terminator of its own. Hosts rely on it.
+  const std::string& token = record->thirdAccessToken;
+  const std::size_t copied = std::min(token.size(), maxHandedOutToken);
+  char* const end = std::copy_n(token.data(), copied, buffer);
+  std::fill_n(end, token.size() - copied, '\0');
+  return resultOk;
 }
 
 // The account token is fetched first. The record is copied, so that the host may release its own and the
 // answer's type is that of a consume query whatever it was given.
-_Result BsExternlMediaAuthorize::toConsume(IBsInfoReader* consumeInfo) {
-  if (consumeInfo == nullptr) return resultFailed;
-  const Self self = holdSelf();
+_Result AuthorizeUsers::consume(IBsInfoReader* consumeInfo) {
   const auto info = makeRef<BsExternlMediaAuthUseSupportQueryConsumeInfo>();
-  info->updataFrom(consumeInfo);
-  const auto now = context();
+  if (info->updataFrom(consumeInfo) != resultOk) return resultFailed;
+  const auto users = state_.users.read();
   const std::string wanted = textOrEmpty(info->charKeyConfig(ExternlMediaLoginCharKey::userSessionId));
-  const ExternlMediaCacheInfo* const record = findUserOrLast(now->cacheEntries, wanted);
+  const ExternlMediaCacheInfo* const record = findUserOrLast(users->entries, wanted);
   const std::string uuid = record == nullptr ? std::string() : record->userUuid;
-  KBL_LOG(info, logTag_ << ", uuid: " << uuid << ", consume");
-  AuthRequestChain chain(*now, uuid);
+  KBL_MANAGER_LOG(severityInfo, "toConsume", state_.logTag << ", uuid: " << uuid << ", consume");
+  const AuthContext context = state_.requestContext();
+  AuthRequestChain chain(context, uuid);
   chain.append<BsExternlMediaAuthClientCredentialsRequest>();
   chain.append<BsExternlMediaAuthUserSupportConsumeRequest>();
   return chain.start(info.get());
 }
 
 // The host gets one answer: the query's own, or the failure of the step before it.
-void BsExternlMediaAuthorize::processUserSupportQueryConsume(IBsBaseRequest* request, IBsInfoReader* info,
-                                                             IBsErrorInfo* error) {
-  KBL_LOG(info, logTag_ << ", name: " << request->getRequestName() << ", infoType: " << info->infoType());
+void AuthorizeUsers::processConsumeAnswer(IBsBaseRequest* request, IBsInfoReader* info, IBsErrorInfo* error) {
+  KBL_MANAGER_LOG(
+      severityInfo, "processUserSupportQueryConsume",
+      state_.logTag << ", name: " << request->getRequestName() << ", infoType: " << info->infoType());
   auto* const authRequest = queryInterface<BsExternlMediaAuthRequest>(request, "BsExternlMediaAuthRequest");
   if (authRequest == nullptr) return;
   const bool isQuery = authRequest->requestType() == requestUserSupportConsume;
-  if (isQuery || error->errorCode() != ErrorCode::none) cbRequestForward(request, info, error);
+  if (isQuery || error->errorCode() != ErrorCode::none) state_.callbacks.forward(request, info, error);
 }
 
 }  // namespace KBL

@@ -1,7 +1,6 @@
 #include "authorize/CacheDocument.h"
 
-#include "foundation/BsNet/cipher.h"
-#include "requests/JsonAccess.h"
+#include "json/JsonAccess.h"
 
 #include <json/value.h>
 
@@ -58,12 +57,12 @@ ExternlMediaCacheInfo recordFromJson(const Json::Value& json) {
 }
 
 /// The deciphered text up to its first zero byte. A failing cipher leaves zeros, which read as no document.
-std::string decipher(const std::string& text) {
+std::string decipher(const std::string& text, const CipherKey& key) {
   const int length = static_cast<int>(text.size());
   const std::unique_ptr<char[]> bytes(hexStr2Bytes(text.c_str(), length));
   if (bytes == nullptr) return {};
   std::string plain(text.size() / 2 + 1, '\0');
-  aes256Decrypt(bytes.get(), plain.data(), static_cast<unsigned>(text.size() / 2));
+  key.decrypt(bytes.get(), plain.data(), static_cast<unsigned>(text.size() / 2));
   plain.resize(plain.find('\0'));
   return plain;
 }
@@ -81,10 +80,10 @@ std::string padCacheDocument(std::string document) {
   return document;
 }
 
-std::optional<std::string> sealCacheDocument(const std::string& padded) {
+std::optional<std::string> sealCacheDocument(const std::string& padded, const CipherKey& key) {
   if (padded.size() > maxCacheTextSize / 2) return std::nullopt;
   std::string sealed(padded.size() + 1, '\0');
-  if (aes256Encrypt(padded.c_str(), sealed.data(), static_cast<unsigned>(padded.size())) != resultOk) {
+  if (key.encrypt(padded.c_str(), sealed.data(), static_cast<unsigned>(padded.size())) != resultOk) {
     return std::nullopt;
   }
   std::string digits(2 * padded.size() + 1, '\0');
@@ -94,14 +93,14 @@ std::optional<std::string> sealCacheDocument(const std::string& padded) {
   return digits;
 }
 
-std::optional<CacheEntries> openCacheText(const std::string& text) {
+std::optional<CacheEntries> openCacheText(const std::string& text, const CipherKey& key) {
   // A check of the digits' number and nothing more; a good text is a multiple of 32 digits.
   if (text.empty() || text.size() % cipherBlock != 0 || text.size() > maxCacheTextSize) return std::nullopt;
-  const std::string plain = decipher(text);
+  const std::string plain = decipher(text, key);
   const std::size_t end = plain.rfind(']');
   if (end == std::string::npos) return std::nullopt;
   Json::Value root;
-  if (!parseJson(plain.substr(0, end + 1), root) || !root.isArray()) return std::nullopt;
+  if (!parseJson(plain.substr(0, end + 1), ownFileForm, root) || !root.isArray()) return std::nullopt;
   CacheEntries list;
   for (const Json::Value& json : root) list.push_back(recordFromJson(json));
   return list;

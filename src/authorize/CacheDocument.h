@@ -1,6 +1,7 @@
 #pragma once
 
 #include "authorize/switchboard/ExternlMediaCacheInfo.h"
+#include <BsNet/cipher.h>
 
 #include <cstddef>
 #include <optional>
@@ -21,9 +22,9 @@ inline constexpr std::size_t maxCacheTextSize = 64U << 20;
 /// document by its last ']', so the padding carries no length; both are required as they stand.
 [[nodiscard]] std::string padCacheDocument(std::string document);
 /// Enciphers a padded document into hexadecimal digits; nothing when the cipher fails.
-[[nodiscard]] std::optional<std::string> sealCacheDocument(const std::string& padded);
+[[nodiscard]] std::optional<std::string> sealCacheDocument(const std::string& padded, const CipherKey& key);
 
 /// Reads the text of a setting back. Nothing unless it holds a JSON array, which may be empty.
-[[nodiscard]] std::optional<CacheEntries> openCacheText(const std::string& text);
+[[nodiscard]] std::optional<CacheEntries> openCacheText(const std::string& text, const CipherKey& key);
 
 }  // namespace KBL

@@ -1,10 +1,12 @@
 #include "authorize/CacheFile.h"
 
 #include "authorize/CacheDocument.h"
-#include "foundation/KblLogger/KblLogger.h"
-#include "foundation/KblUtils/KblSqliteUnit.h"
-#include "foundation/KblUtils/Path.h"
-#include "foundation/KblUtils/TimeUtil.h"
+#include "boundary/records/PlatformNames.h"
+#include "foundation/Texts.h"
+#include <KblLogger/KblLogger.h>
+#include <KblUtils/KblSqliteUnit.h>
+#include <KblUtils/Path.h>
+#include <KblUtils/TimeUtil.h>
 
 #include <set>
 #include <utility>
@@ -21,36 +23,60 @@ std::string cacheFilePath(const std::string& directory, std::int32_t platform) {
   return PathUtil::normalizeSlash(Path(directory + "/" + platformName(platform) + "_cache.db")).string();
 }
 
+CacheDeadline cacheDeadline() {
+  return std::chrono::steady_clock::now() + KblSqliteUnit::patience;
+}
+
 bool readDBAuthorize(KblSqliteUnit& unit, std::string& text) {
   if (unit.isOpened() == 0) return false;
   char* value = nullptr;
   if (unit.getSettingValue(settingTable, settingKey, &value) != resultOk) {
-    if (unit.createSettingTable(settingTable) != resultOk) KBL_LOG(error, "create table appsetting FAILED");
+    if (!unit.failedByContents()) return false;  // the table may be there
+    if (unit.createSettingTable(settingTable) != resultOk) {
+      KBL_LOG_AS(severityError, "KBL::BsExternlMediaAuthorize::readDBAuthorize",
+                 "create table appsetting FAILED");
+    }
     return false;
   }
-  text = value == nullptr ? "" : value;
+  text = textOrEmpty(value);
   KblSqliteUnit::freeSettingValue(value);
   return true;
 }
 
-bool loadCacheFile(const std::string& path, CacheEntries& list) {
-  list.clear();
+namespace {
+/// The stored text, empty when there is none.
+CacheLoad readCacheText(const std::string& path, std::string& text, CacheDeadline deadline) {
   KblSqliteUnit unit;
-  if (unit.open(Path(path).string().c_str()) != resultOk) return false;
+  const bool opened = unit.open(Path(path).string().c_str(), deadline) == resultOk;
+  const bool found = opened && readDBAuthorize(unit, text);
+  if (found || unit.failedByContents()) return {};
+  return {false, unit.failure()};
+}
+}  // namespace
+
+CacheLoad loadCacheFile(const std::string& path, CacheEntries& list, CacheDeadline deadline) {
+  list.clear();
   std::string text;
-  const bool found = readDBAuthorize(unit, text);
-  unit.close();
-  if (!found) return false;
-  auto loaded = openCacheText(text);
-  if (!loaded) return false;
+  CacheLoad load = readCacheText(path, text, deadline);
+  if (text.empty()) return load;
+  const CipherKey key = CipherKey::current();
+  if (!key) return {false, "no key"};
+  auto loaded = openCacheText(text, key);
+  if (!loaded) return load;
   list = std::move(*loaded);
-  return true;
+  load.loaded = true;
+  return load;
 }
 
-bool saveCacheFile(const std::string& path, const CacheEntries& list) {
+CacheSeal CacheSeal::fetch() {
+  return {CipherKey::current(), TimeUtil::now(savedAtFormat)};
+}
+
+bool saveCacheFile(const std::string& path, const CacheEntries& list, const CacheSeal& seal,
+                   CacheDeadline deadline) {
   KblSqliteUnit unit;
-  if (unit.open(Path(path).string().c_str()) != resultOk) return false;
-  const auto text = sealCacheDocument(padCacheDocument(cacheDocument(list, TimeUtil::now(savedAtFormat))));
+  if (unit.open(Path(path).string().c_str(), deadline) != resultOk) return false;
+  const auto text = sealCacheDocument(padCacheDocument(cacheDocument(list, seal.savedAt)), seal.key);
   const bool saved = text && unit.isOpened() != 0 &&
                      unit.setSettingValue(settingTable, settingKey, text->c_str()) == resultOk;
   unit.close();

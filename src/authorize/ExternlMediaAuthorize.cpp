@@ -1,80 +1,57 @@
 #include "authorize/ExternlMediaAuthorize.h"
 
+#include "authorize/AuthorizeUploads.h"
 #include "authorize/switchboard/AuthorizeTable.h"
 #include "authorize/switchboard/ExternlMediaAuthCallbackProxy.h"
-#include "boundary/records/ExternlMediaInfoType.h"
-#include "boundary/records/RecordKeys.h"
-#include "foundation/BsNet/IBsErrorInfo.h"
-#include "foundation/KblLogger/KblLogger.h"
-#include "foundation/object/CastByName.h"
-#include "requests/BsExternlMediaAuthRequest.h"
+#include "boundary/records/Records.h"
+#include "foundation/Texts.h"
+#include <ExternlMediaTransfer/RecordInterfaces.h>
+#include <KblLogger/KblLogger.h>
+#include <KblUtils/CastByName.h>
 
 #include <algorithm>
-#include <utility>
+#include <functional>
 
 namespace KBL {
 
-namespace {
-constexpr int runningRefreshWaitMs = 100;
-
-AuthContext freshContext(std::int32_t platform, const std::string& logTag) {
-  AuthContext context;
-  context.platform = platform;
-  context.logTag = logTag;
-  return context;
-}
-}  // namespace
-
 BsExternlMediaAuthorize::BsExternlMediaAuthorize(std::int32_t platform, int instanceNumber)
-    : platform_(platform),
-      logTag_(std::string(platformName(platform)) + "." + std::to_string(instanceNumber)),
-      aliveToken_(std::make_shared<char>('0')),
-      aliveWitness_(aliveToken_),
-      context_(freshContext(platform, logTag_)) {
+    : state_(platform, instanceNumber),
+      cache_(state_),
+      login_(state_, cache_, tokens_),
+      tokens_(state_),
+      users_(state_, cache_, tokens_, login_) {
   registerRecordKeys();  // a host may hand in records of its own make
-  ExternlMediaAuthCallbackProxy::instance().registerManager(logTag_, aliveToken_, this);
+  ExternlMediaAuthCallbackProxy::instance().registerManager(state_.logTag, state_.aliveToken(), this);
 }
 
-BsExternlMediaAuthorize::~BsExternlMediaAuthorize() {
-  KBL_LOG(info, logTag_ << ", release begin");
-  aliveToken_.reset();
-  clearAuthCallbacks();
-  KBL_LOG(info, logTag_ << ", release end");
-}
+BsExternlMediaAuthorize::~BsExternlMediaAuthorize() = default;
 
-// Unlike the template's: the end begins while the object is still whole, and is made one step against the
-// look-ups of the table and of the switchboard. A reference that a worker added meanwhile may bring the end
-// here twice, which is harmless. The object is destroyed, and its protocol told, with no lock held.
-int BsExternlMediaAuthorize::Release() {
-  int left = 0;
-  {
-    const std::lock_guard lock(authorizeTableMutex);
-    constexpr int onlyThisOneAndOurs = 2;
-    if (AddRef() == onlyThisOneAndOurs) beforeDestroy();
-    dropReference();
-    left = ExternlMediaAuthCallbackProxy::instance().decrementLocked(logTag_, this,
-                                                                     [this] { return dropReference(); });
-    if (left > 0) return left;
-    const bool inTable = platform_ >= 0 && platform_ < ema_count;
-    if (inTable && authorizeTable[platform_] == this) authorizeTable[platform_] = nullptr;
-  }
-  if (left == 0) destroyUnreferenced();
-  return 0;
+int BsExternlMediaAuthorize::dropHostReference() {
+  const std::lock_guard lock(authorizeTableMutex);
+  const int left = dropReference();
+  if (left != 0) return left;
+  const std::int32_t platform = state_.platform;
+  const bool inTable = platform >= 0 && platform < ema_count;
+  if (inTable && authorizeTable[platform] == this) authorizeTable[platform] = nullptr;
+  state_.callbacks.close();
+  return left;
 }
 
 void BsExternlMediaAuthorize::beforeDestroy() {
-  KBL_LOG(info, logTag_ << ", before destroy");
-  aliveToken_.reset();
-  clearAuthCallbacks();
-  const auto proxies = tokenProxies_.read();
-  for (const auto& [uuid, proxy] : *proxies) {
-    proxy->waitToStop(proxy->refreshing() ? runningRefreshWaitMs : 0);
-  }
-  KBL_LOG(info, logTag_ << ", release destroy");
+  KBL_LOG(severityInfo, state_.logTag << ", before destroy");
+  state_.endLife();
+  ExternlMediaAuthCallbackProxy::instance().removeManager(state_.logTag, this);
+  tokens_.stopAll();
+  KBL_LOG(severityInfo, state_.logTag << ", release destroy");
 }
 
-void BsExternlMediaAuthorize::clearAuthCallbacks() {
-  context_.change([](AuthContext& context) { context.authCallbacks.clear(); });
+// The lines tell the host that its manager has gone. The core goes without: a flow that still passes through
+// it ends what it began, the save of a new token among it, so the users stay until then. The host's callbacks
+// stand in a list that nothing is called from any more.
+void BsExternlMediaAuthorize::windUp() {
+  constexpr const char* logFunction = "KBL::BsExternlMediaAuthorize::~BsExternlMediaAuthorize";
+  KBL_LOG_AS(severityInfo, logFunction, state_.logTag << ", release begin");
+  KBL_LOG_AS(severityInfo, logFunction, state_.logTag << ", release end");
 }
 
 void* BsExternlMediaAuthorize::QueryInterfaceByName(const char* name) {
@@ -84,78 +61,144 @@ void* BsExternlMediaAuthorize::QueryInterfaceByName(const char* name) {
                     Named<IBsRequstCallback>{"IBsRequstCallback"}, Named<IDmBaseObj>{"IDmBaseObj"});
 }
 
-_Result BsExternlMediaAuthorize::setPubParam(IBsPubInfo* info) {
+// What a host asks for.
+
+_Result BsExternlMediaAuthorize::init(const char* cacheDir, int refreshIntervalMs) try {
+  if (cacheDir == nullptr) return resultFailed;
+  KBL_LOG(severityInfo, state_.logTag << ", externlmediaauthorize 20220829");
+  cache_.load(cacheDir);
+  const int interval = std::clamp(refreshIntervalMs, minRefreshIntervalMs, maxRefreshIntervalMs);
+  state_.settings.change([&](ManagerSettings& settings) { settings.refreshIntervalMs = interval; });
+  KBL_LOG(severityInfo, state_.logTag << ", refresh access token interval " << interval << " ms");
+  return resultOk;
+} catch (...) {
+  return resultOfException();
+}
+
+_Result BsExternlMediaAuthorize::setPubParam(IBsPubInfo* info) try {
   if (info == nullptr) return resultFailed;
-  // The former record is given up after the change, since its end may call the host.
-  RefPtr<IBsPubInfo> record = shareRef(info);
-  RefPtr<IBsPubInfo> former;
-  context_.change([&](AuthContext& context) { former = std::exchange(context.pubInfo, record); });
+  // Holds the former record behind the change, and gives it up outside of the lock.
+  std::shared_ptr<IBsPubInfo> record = countOnce(info);
+  state_.settings.change([&](ManagerSettings& settings) { settings.pubInfo.swap(record); });
   return resultOk;
+} catch (...) {
+  return resultOfException();
 }
 
-_Result BsExternlMediaAuthorize::setServerProxy(IBsServerProxyInfo* info) {
+_Result BsExternlMediaAuthorize::setServerProxy(IBsServerProxyInfo* info) try {
   if (info == nullptr) return resultFailed;
-  RefPtr<IBsServerProxyInfo> record = shareRef(info);
-  RefPtr<IBsServerProxyInfo> former;
-  context_.change([&](AuthContext& context) { former = std::exchange(context.serverProxy, record); });
+  std::shared_ptr<IBsServerProxyInfo> record = countOnce(info);
+  state_.settings.change([&](ManagerSettings& settings) { settings.serverProxy.swap(record); });
   return resultOk;
+} catch (...) {
+  return resultOfException();
 }
 
-_Result BsExternlMediaAuthorize::addAuthCallback(IExternlMediaAuthCallback* callback) {
+_Result BsExternlMediaAuthorize::addAuthCallback(IExternlMediaAuthCallback* callback) try {
   if (callback == nullptr) return resultFailed;
-  KBL_LOG(info, logTag_ << ", addAuthCallback," << static_cast<const void*>(callback));
-  context_.change([&](AuthContext& context) {
-    auto& list = context.authCallbacks;
-    if (std::find(list.begin(), list.end(), callback) == list.end()) list.push_back(callback);
-  });
+  KBL_LOG(severityInfo, state_.logTag << ", addAuthCallback," << static_cast<const void*>(callback));
+  state_.callbacks.add(callback);
   return resultOk;
+} catch (...) {
+  return resultOfException();
 }
 
-_Result BsExternlMediaAuthorize::removeAuthCallback(IExternlMediaAuthCallback* callback) {
+_Result BsExternlMediaAuthorize::removeAuthCallback(IExternlMediaAuthCallback* callback) try {
   if (callback == nullptr) return resultFailed;
-  KBL_LOG(info, logTag_ << ", removeAuthCallback," << static_cast<const void*>(callback));
-  context_.change([&](AuthContext& context) { std::erase(context.authCallbacks, callback); });
+  KBL_LOG(severityInfo, state_.logTag << ", removeAuthCallback," << static_cast<const void*>(callback));
+  state_.callbacks.remove(callback);
   return resultOk;
+} catch (...) {
+  return resultOfException();
 }
+
+_Result BsExternlMediaAuthorize::toExternlMediaAuth(IBsInfoReader* loginInfo) try {
+  if (loginInfo == nullptr) return resultFailed;
+  const Self self = holdSelf();
+  return login_.start(loginInfo);
+} catch (...) {
+  return resultOfException();
+}
+
+_Result BsExternlMediaAuthorize::cancelLogin() {
+  return login_.cancel();
+}
+
+_Result BsExternlMediaAuthorize::toVerifyAccessToken(const char* uuid) try {
+  const Self self = holdSelf();
+  return tokens_.verify(textOrEmpty(uuid));
+} catch (...) {
+  return resultOfException();
+}
+
+_Result BsExternlMediaAuthorize::userInfo(const char* uuid, IBsExternlMediaAuthUserInfo* out) try {
+  if (out == nullptr) return resultFailed;
+  return users_.userInfo(textOrEmpty(uuid), *out);
+} catch (...) {
+  return resultOfException();
+}
+
+_Result BsExternlMediaAuthorize::getAccessToken(const char* uuid, char* buffer) try {
+  return users_.getAccessToken(textOrEmpty(uuid), buffer);
+} catch (...) {
+  return resultOfException();
+}
+
+_Result BsExternlMediaAuthorize::logout(const char* uuid) try {
+  const Self self = holdSelf();
+  return users_.logout(textOrEmpty(uuid));
+} catch (...) {
+  return resultOfException();
+}
+
+_Result BsExternlMediaAuthorize::toConsume(IBsInfoReader* consumeInfo) try {
+  if (consumeInfo == nullptr) return resultFailed;
+  const Self self = holdSelf();
+  return users_.consume(consumeInfo);
+} catch (...) {
+  return resultOfException();
+}
+
+void BsExternlMediaAuthorize::asyncUploadMediaFile(IBsExternlMediaUploadInfo* info,
+                                                   IBsRequstCallback* callback, int consume) {
+  if (info == nullptr) return;
+  const Self self = holdSelf();
+  startUpload(state_, info, callback, consume);
+}
+
+// What requests and timers ask for, through the switchboard.
 
 _Result BsExternlMediaAuthorize::queryResponse(IBsBaseRequest* request, IBsInfoReader* info,
                                                IBsErrorInfo* error) {
-  if (!alive()) {
-    KBL_LOG(info, logTag_ << ", nullptr");
+  if (!state_.alive()) {
+    KBL_LOG(severityInfo, state_.logTag << ", nullptr");
     return resultFailed;
   }
   if (request == nullptr || info == nullptr || error == nullptr) {
-    KBL_LOG(info, logTag_ << ", invalid args");
+    KBL_LOG(severityInfo, state_.logTag << ", invalid args");
     return resultFailed;
   }
   switch (info->infoType()) {
     case infoTypeLogin:
-      processLoginAuthRequest(request, info, error);
+      login_.processAnswer(request, info, error);
       return resultOk;
     case infoTypeRefreshToken:
-      processRefreshTokenRequest(request, info, error);
+      tokens_.processRefresh(request, info, error);
       return resultOk;
     case infoTypeVerifyAccessToken:
-      processVerifyAccessToken(request, info, error);
+      tokens_.processVerification(request, info, error);
       return resultOk;
     case infoTypeConsume:
-      processUserSupportQueryConsume(request, info, error);
+      users_.processConsumeAnswer(request, info, error);
       return resultOk;
     default:
       return resultFailed;
   }
 }
 
-void BsExternlMediaAuthorize::tellAuthCallbacks(
-    const std::function<void(IExternlMediaAuthCallback&)>& tell) const {
-  const auto now = context();
-  for (IExternlMediaAuthCallback* const callback : now->authCallbacks) tell(*callback);
-}
-
 int BsExternlMediaAuthorize::cbRequestFailed(IBsBaseRequest* request, IBsInfoReader* info,
                                              IBsErrorInfo* error) {
-  tellAuthCallbacks(
-      [&](IExternlMediaAuthCallback& callback) { callback.queryResponse(request, info, error); });
+  state_.callbacks.forward(request, info, error);
   return 0;
 }
 
@@ -164,60 +207,65 @@ int BsExternlMediaAuthorize::cbRequestForward(IBsBaseRequest* request, IBsInfoRe
   return cbRequestFailed(request, info, error);
 }
 
-void BsExternlMediaAuthorize::reportUnlessCanceled(IBsBaseRequest* request, IBsInfoReader* info,
-                                                   IBsErrorInfo* error, bool always) {
-  const int code = error->errorCode();
-  if (code == ErrorCode::userCancelled) {
-    KBL_LOG(info, logTag_ << ", user canceled");
-    return;
-  }
-  if (code != ErrorCode::none || always) cbRequestForward(request, info, error);
-}
-
 int BsExternlMediaAuthorize::cbRequestNotify(const std::string& uuid) {
-  tellAuthCallbacks([&](IExternlMediaAuthCallback& callback) { callback.onRequestFinished(uuid); });
+  const auto tell = [&](IExternlMediaAuthCallback& callback) { callback.onRequestFinished(uuid); };
+  state_.callbacks.tell(std::cref(tell));
   return 0;
 }
 
-void BsExternlMediaAuthorize::setSessionFlag(const std::string& uuid, SessionFlag flag, bool value) {
-  if (!context()->sessions.contains(uuid)) return;
-  context_.change([&](AuthContext& context) {
-    const auto entry = context.sessions.find(uuid);
-    if (entry != context.sessions.end()) entry->second.*flag = value;
-  });
+int BsExternlMediaAuthorize::cbQueryThirdLoginURL(const std::string& uuid, const std::string& loginUrl) {
+  login_.tellLoginUrl(uuid, loginUrl);
+  return 0;
 }
 
-bool BsExternlMediaAuthorize::sessionFlag(const std::string& uuid, SessionFlag flag) const {
-  const auto now = context();
-  const auto entry = now->sessions.find(uuid);
-  return entry != now->sessions.end() && entry->second.*flag;
+int BsExternlMediaAuthorize::cbQueryThirdLoginCallbackURL(const std::string& uuid,
+                                                          const std::string& callbackUrl) {
+  login_.tellCallbackUrl(uuid, callbackUrl);
+  return 0;
+}
+
+int BsExternlMediaAuthorize::cbAsyncRefreshAccessToken(const std::string& uuid) {
+  return tokens_.refresh(uuid);
+}
+
+void BsExternlMediaAuthorize::renewalUnanswered(const std::string& uuid,
+                                                const std::vector<Verification>& verifications) {
+  tokens_.renewalUnanswered(uuid, verifications);
+}
+
+int BsExternlMediaAuthorize::updateInfo(const std::string& uuid, IBsInfoReader* info) {
+  return cache_.updateInfo(uuid, info);
+}
+
+std::string BsExternlMediaAuthorize::accessToken(const std::string& uuid) {
+  return users_.accessToken(uuid);
+}
+
+int BsExternlMediaAuthorize::copyAuthContext(AuthContext& out) {
+  out = state_.context();
+  return 1;
 }
 
 int BsExternlMediaAuthorize::setTimedOut(const std::string& uuid, bool timedOut) {
-  setSessionFlag(uuid, &SessionFlags::timedOut, timedOut);
+  state_.sessions.set(uuid, &SessionFlags::timedOut, timedOut);
   return 0;
 }
 
 int BsExternlMediaAuthorize::isTimedOut(const std::string& uuid) {
-  return sessionFlag(uuid, &SessionFlags::timedOut) ? 1 : 0;
+  return state_.sessions.get(uuid, &SessionFlags::timedOut) ? 1 : 0;
 }
 
 int BsExternlMediaAuthorize::setFinished(const std::string& uuid, bool finished) {
-  setSessionFlag(uuid, &SessionFlags::finished, finished);
+  state_.sessions.set(uuid, &SessionFlags::finished, finished);
   return 0;
 }
 
 int BsExternlMediaAuthorize::isFinished(const std::string& uuid) {
-  return sessionFlag(uuid, &SessionFlags::finished) ? 1 : 0;
+  return state_.sessions.get(uuid, &SessionFlags::finished) ? 1 : 0;
 }
 
 int BsExternlMediaAuthorize::isCanceled(const std::string& uuid) {
-  return sessionFlag(uuid, &SessionFlags::canceled) ? 1 : 0;
-}
-
-int BsExternlMediaAuthorize::copyAuthContext(AuthContext& out) {
-  out = *context();
-  return 1;
+  return state_.sessions.get(uuid, &SessionFlags::canceled) ? 1 : 0;
 }
 
 }  // namespace KBL

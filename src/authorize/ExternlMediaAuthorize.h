@@ -1,37 +1,27 @@
 #pragma once
 
-#include "authorize/AccessTokenProxy.h"
-#include "authorize/switchboard/AuthContext.h"
-#include "authorize/switchboard/IBsExternlMediaAuthorize.h"
-#include "authorize/switchboard/IExternlMediaRefreshAccessTokenCallback.h"
-#include "authorize/switchboard/IExternlMediaUploadFile.h"
-#include "authorize/switchboard/ISwitchboardManager.h"
-#include "foundation/object/RefCnt.h"
-#include "foundation/object/Snapshot.h"
+#include "authorize/AuthorizeCache.h"
+#include "authorize/AuthorizeLogin.h"
+#include "authorize/AuthorizeTokens.h"
+#include "authorize/AuthorizeUsers.h"
+#include "authorize/ManagerState.h"
+#include "authorize/switchboard/SwitchboardInterfaces.h"
+#include "foundation/object/HostCounted.h"
+#include <ExternlMediaTransfer/IBsExternlMediaAuthorize.h>
 
-#include <functional>
-#include <map>
 #include <memory>
-#include <mutex>
-#include <optional>
 #include <string>
 #include <vector>
 
 namespace KBL {
 
-class BsExternlMediaAuthRequest;
-
-/// The manager of one platform. Born with a count of 0 by `getOrCreateExternlMediaAuthorize`.
+/// The manager of one platform, made by `getOrCreateExternlMediaAuthorize`.
 ///
-/// The flows stand in files of their own: AuthorizeLogin.cpp (login and its end), AuthorizeTokens.cpp
-/// (refresh and verification), AuthorizeCache.cpp (records and their file), AuthorizeUsers.cpp (logout, user,
-/// consume query), AuthorizeUploads.cpp.
-///
-/// Shared state: `context_` and `tokenProxies_` are snapshots; a flow reads the one that stands and waits for
-/// nobody. `stateMutex_` serialises saves, which always write the newest snapshot, so that no save brings
-/// back a user who has gone. No lock is held while a host callback runs. A host may release its last
-/// reference from within a callback: whoever calls the host holds a reference of its own meanwhile.
-class BsExternlMediaAuthorize final : public RefCnt<CountedTag>,
+/// What it does stands in its parts, over one shared state: AuthorizeLogin, AuthorizeTokens, AuthorizeUsers,
+/// AuthorizeCache, AuthorizeUploads. Here is who asks for it: the host, requests and timers through the
+/// switchboard, and the end. No lock is held while host code runs. A host may release its last reference from
+/// within a callback: whoever calls the host holds the core meanwhile.
+class BsExternlMediaAuthorize final : public HostCounted<BsExternlMediaAuthorize>,
                                       public virtual IBsExternlMediaAuthorize,
                                       public virtual IExternlMediaRefreshAccessTokenCallback,
                                       public virtual IBsRequstCallback,
@@ -42,13 +32,13 @@ class BsExternlMediaAuthorize final : public RefCnt<CountedTag>,
   ~BsExternlMediaAuthorize() override;
 
   // Object convention.
-  int Release() override;
   void* QueryInterfaceByName(const char* name) override;
 
   // Switchboard's side.
-  [[nodiscard]] bool addReferenceUnlessZero() override { return RefCnt::addReferenceUnlessZero(); }
+  [[nodiscard]] std::shared_ptr<ISwitchboardManager> core() override { return weak_from_this().lock(); }
   [[nodiscard]] IBsExternlMediaAuthorize* authorize() override { return this; }
   [[nodiscard]] std::string accessToken(const std::string& uuid) override;
+  void renewalUnanswered(const std::string& uuid, const std::vector<Verification>& verifications) override;
 
   // Host's side.
   _Result init(const char* cacheDir, int refreshIntervalMs) override;
@@ -62,7 +52,7 @@ class BsExternlMediaAuthorize final : public RefCnt<CountedTag>,
   _Result cancelLogin() override;
   _Result addAuthCallback(IExternlMediaAuthCallback* callback) override;
   _Result removeAuthCallback(IExternlMediaAuthCallback* callback) override;
-  int platform() override { return platform_; }
+  int platform() override { return state_.platform; }
   _Result getAccessToken(const char* uuid, char* buffer) override;
 
   // Workers' side.
@@ -86,65 +76,22 @@ class BsExternlMediaAuthorize final : public RefCnt<CountedTag>,
  private:
   friend struct AuthorizeTestAccess;
 
-  using TokenProxies = std::map<std::string, std::shared_ptr<AccessTokenProxy>>;
-  using Self = RefPtr<IBsExternlMediaAuthorize>;
+  using Self = std::shared_ptr<BsExternlMediaAuthorize>;
 
+  // The end: the entry of the table goes with the last reference, in one step.
+  int dropHostReference() override;
+  void fallSilent() override { beforeDestroy(); }
+  void windUp() override;
+  void logThrown(const char* what) override { state_.callbacks.logThrown(what); }
   void beforeDestroy();
-  void clearAuthCallbacks();
-  /// A reference for the length of an operation that calls the host on the host's own thread.
-  [[nodiscard]] Self holdSelf() { return shareRef<IBsExternlMediaAuthorize>(this); }
-  [[nodiscard]] bool alive() const { return !aliveWitness_.expired(); }
-  [[nodiscard]] std::shared_ptr<const AuthContext> context() const { return context_.read(); }
+  /// The core for the length of an operation that calls the host on the host's own thread.
+  [[nodiscard]] Self holdSelf() { return shared_from_this(); }
 
-  using SessionFlag = bool SessionFlags::*;
-  /// Writes the flag of an existing entry of `sessions`.
-  void setSessionFlag(const std::string& uuid, SessionFlag flag, bool value);
-  /// Reads it; no entry reads false.
-  [[nodiscard]] bool sessionFlag(const std::string& uuid, SessionFlag flag) const;
-  /// Calls every host callback in the order of their registration, without a lock.
-  void tellAuthCallbacks(const std::function<void(IExternlMediaAuthCallback&)>& tell) const;
-  /// The end of a login or a refresh: a failure goes to the host callbacks, a cancellation does not; `always`
-  /// sends a success, too.
-  void reportUnlessCanceled(IBsBaseRequest* request, IBsInfoReader* info, IBsErrorInfo* error, bool always);
-
-  // Login.
-  [[nodiscard]] std::string chooseLoginUuid(const char* wantedUuid);
-  void processLoginAuthRequest(IBsBaseRequest* request, IBsInfoReader* info, IBsErrorInfo* error);
-
-  // Tokens.
-  [[nodiscard]] _Result startRefreshChain(const std::string& uuid, IBsInfoReader* info) const;
-  int scheduleTokenRefresh(const std::string& uuid, IBsInfoReader* info, bool succeeded);
-  [[nodiscard]] std::shared_ptr<AccessTokenProxy> tokenProxyFor(const std::string& uuid);
-  /// What the answers of a refresh and of a verification share; true when it was the token request's.
-  bool scheduleAfterTokenAnswer(BsExternlMediaAuthRequest& request, IBsInfoReader* info, IBsErrorInfo* error);
-  void processRefreshTokenRequest(IBsBaseRequest* request, IBsInfoReader* info, IBsErrorInfo* error);
-  void processVerifyAccessToken(IBsBaseRequest* request, IBsInfoReader* info, IBsErrorInfo* error);
-  /// Tells the host of a failure that was found before any network use, in the shape of a server's answer.
-  void reportAuthError(const std::string& uuid, int infoType, int code, const std::string& message);
-
-  // Cache.
-  [[nodiscard]] ExternlMediaCacheInfo initCacheInfo() const;
-  void dealInvalidCacheData();
-  /// Writes the newest list. The caller holds `stateMutex_`.
-  [[nodiscard]] bool saveNewestLocked() const;
-  void cbExternlMediaAccessTokenChanged(const std::string& uuid, const std::string& oldToken,
-                                        const std::string& newToken);
-
-  // Users.
-  /// Takes the user (empty: the last one) out of the list; the uuid of who has gone, or empty.
-  [[nodiscard]] std::string removeUser(const std::string& wanted);
-  void stopTokenProxy(const std::string& uuid);
-  void processUserSupportQueryConsume(IBsBaseRequest* request, IBsInfoReader* info, IBsErrorInfo* error);
-
-  const std::int32_t platform_;
-  const std::string logTag_;
-  std::shared_ptr<char> aliveToken_;  ///< proof of life; written by the constructor and the end alone
-  const std::weak_ptr<char> aliveWitness_;
-  std::mutex stateMutex_;  ///< held across a change of the records and its save
-  Snapshot<AuthContext> context_;
-  std::mutex liveRequestsMutex_;                                 // a leaf: held for an edit of the list alone
-  std::vector<RefPtr<BsExternlMediaAuthRequest>> liveRequests_;  ///< session requests of running logins
-  Snapshot<TokenProxies> tokenProxies_;
+  ManagerState state_;
+  AuthorizeCache cache_;
+  AuthorizeLogin login_;
+  AuthorizeTokens tokens_;  // behind the logins: the refreshers go before the live requests
+  AuthorizeUsers users_;
 };
 
 }  // namespace KBL

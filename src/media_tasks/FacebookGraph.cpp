@@ -1,7 +1,8 @@
 #include "media_tasks/FacebookGraph.h"
 
+#include "json/JsonAccess.h"
 #include "media_tasks/MediaHosts.h"
-#include "requests/JsonAccess.h"
+#include <KblUtils/Result.h>
 
 #include <json/value.h>
 
@@ -49,7 +50,9 @@ std::string facebookNextPage(const Json::Value& page) {
 std::optional<FacebookFailure> facebookFailure(const Json::Value& page) {
   const Json::Value& error = jsonMember(page, "error");
   if (error.isNull()) return std::nullopt;
-  return FacebookFailure{jsonInt(error, "code"), jsonText(error, "message")};
+  // An error that is no object has no code either.
+  const int code = error.isObject() ? jsonCode(error, {"code"}).value_or(ErrorCode::replyNotRead) : 0;
+  return FacebookFailure{code, jsonText(error, "message")};
 }
 
 }  // namespace KBL

@@ -7,9 +7,6 @@
 
 namespace KBL {
 
-/// The album that stands for the user's videos.
-inline constexpr const char* facebookVideoAlbum = "FACEBOOK_VIDEO";
-
 // Addresses of the Graph API. Tokens and ids stand in them as they are.
 [[nodiscard]] std::string facebookAlbumsUrl(const std::string& token);
 [[nodiscard]] std::string facebookPostsUrl(const std::string& token);

@@ -1,7 +1,6 @@
 #include "media_tasks/FlickrUrl.h"
 
-#include "media_tasks/digest.h"
-#include "media_tasks/encoding.h"
+#include "media_tasks/signing.h"
 
 #include <initializer_list>
 #include <utility>

@@ -1,6 +1,6 @@
 #include "media_tasks/MediaHosts.h"
 
-#include "foundation/BsCloudConfig/BsCloudConfig.h"
+#include <BsCloudConfig/BsCloudConfig.h>
 
 #include <array>
 

@@ -1,19 +1,12 @@
 #include "media_tasks/SNRFacebookDownloadMediaTask.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <limits>
-#include <memory>
 #include <utility>
 
 namespace KBL {
 
 namespace {
-
-struct CloseFile {
-  void operator()(std::FILE* file) const { (void)std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, CloseFile>;
 
 /// Cuts to 32 bits; a count beyond them stays at their end.
 std::int32_t truncated(double count) {
@@ -25,38 +18,40 @@ std::int32_t truncated(double count) {
 
 SNRFacebookDownloadMediaTask::SNRFacebookDownloadMediaTask(std::string url, std::string savePath,
                                                            MediaErrorCallback onError,
-                                                           MediaProgressCallback onProgress)
-    : SNRRequestTask(onError, largestDownloadBytes),
+                                                           MediaProgressCallback onProgress,
+                                                           MediaFetcher& fetcher)
+    : SNRRequestTask(onError, downloadLimits, fetcher),
       progressCallback_(onProgress),
       url_(std::move(url)),
-      savePath_(std::move(savePath)) {}
+      file_(std::move(savePath)) {}
 
 void SNRFacebookDownloadMediaTask::Run() {
-  std::string body;
-  if (!Fetch(url_, body)) {
+  if (fetchAndStore()) {
+    progress_.finished = 1;
+    deliver(progressCallback_, progress_);
+  } else if (file_.fault() != nullptr) {
+    ReportError(MediaError::localFile, file_.fault());
+  } else {
     ReportError(MediaError::fetchFailed, errorText());
-    return;
   }
-  if (!store(body)) return;
-  progress_.finished = 1;
-  deliver(progressCallback_, progress_);
 }
 
-bool SNRFacebookDownloadMediaTask::store(const std::string& body) {
-  const File file(std::fopen(savePath_.c_str(), "wb+"));
-  if (!file) {
-    ReportError(MediaError::localFile, "Image save path open error.");
-    return false;
-  }
-  // Small bodies reach the disk with the flush, so that a full disk shows there.
-  const std::size_t written = std::fwrite(body.data(), 1, body.size(), file.get());
-  if (written == body.size() && std::fflush(file.get()) == 0) return true;
-  ReportError(MediaError::localFile, "Image file write error.");
-  return false;
+bool SNRFacebookDownloadMediaTask::fetchAndStore() {
+  struct Drop {
+    DownloadFile& file;
+    ~Drop() { file.drop(); }
+  };
+  const Drop atTheEnd{file_};
+  std::string nothing;  // the body is in the file
+  return Fetch(url_, nothing) && file_.store();
+}
+
+std::size_t SNRFacebookDownloadMediaTask::OnWrite(const char* data, std::size_t size) {
+  return file_.take(data, size) ? size : 0;
 }
 
 int SNRFacebookDownloadMediaTask::OnProgress(double total, double now, double uploadTotal, double uploadNow) {
-  if (SNRRequestTask::OnProgress(total, now, uploadTotal, uploadNow) != 0) return 1;
+  if (SNRRequestTask::OnProgress(total, now, uploadTotal, uploadNow) != 0 || !hasRoomFor(total)) return 1;
   const std::int32_t bytes = truncated(now);
   if (bytes == progress_.bytesSoFar) return 0;
   progress_.bytesSoFar = bytes;
@@ -64,6 +59,12 @@ int SNRFacebookDownloadMediaTask::OnProgress(double total, double now, double up
   progress_.totalBytes = truncated(total);
   deliver(progressCallback_, progress_);
   return 0;
+}
+
+bool SNRFacebookDownloadMediaTask::hasRoomFor(double total) {
+  if (total <= announcedBytes_ || total > static_cast<double>(largestDownloadBytes)) return true;
+  announcedBytes_ = total;
+  return file_.expect(static_cast<std::uint64_t>(total));
 }
 
 }  // namespace KBL

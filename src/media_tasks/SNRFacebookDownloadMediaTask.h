@@ -1,28 +1,33 @@
 #pragma once
 
+#include "media_tasks/DownloadFile.h"
 #include "media_tasks/SNRRequestTask.h"
 
 namespace KBL {
 
-/// Stores what one URL gives in a file, whatever the HTTP status. The whole body is held in memory until it
-/// is complete, so that a failed or stopped fetch touches no file.
+/// Stores what one URL gives in a file, whatever the HTTP status. The file appears, or is replaced, once the
+/// body is whole and on the disk, so that a failed or stopped fetch touches no file.
 class SNRFacebookDownloadMediaTask final : public SNRRequestTask {
  public:
   /// `savePath` is in the system's narrow encoding.
   SNRFacebookDownloadMediaTask(std::string url, std::string savePath, MediaErrorCallback onError,
-                               MediaProgressCallback onProgress);
+                               MediaProgressCallback onProgress, MediaFetcher& fetcher);
   ~SNRFacebookDownloadMediaTask() override { Stop(); }
 
   void Run() override;
+  std::size_t OnWrite(const char* data, std::size_t size) override;
   int OnProgress(double total, double now, double uploadTotal, double uploadNow) override;
 
  private:
-  /// False when the file can't be opened or written, which is reported; a partial file stays.
-  [[nodiscard]] bool store(const std::string& body);
+  /// Leaves nothing but the target behind.
+  [[nodiscard]] bool fetchAndStore();
+  /// False once as many bytes are announced as the disk has no room for.
+  [[nodiscard]] bool hasRoomFor(double total);
 
   const MediaProgressCallback progressCallback_;
   const std::string url_;
-  const std::string savePath_;
+  DownloadFile file_;
+  double announcedBytes_ = 0;
   hostProgressRecord progress_{};
 };
 

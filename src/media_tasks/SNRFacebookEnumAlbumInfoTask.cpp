@@ -1,8 +1,8 @@
 #include "media_tasks/SNRFacebookEnumAlbumInfoTask.h"
 
+#include "json/JsonAccess.h"
 #include "media_tasks/FacebookGraph.h"
-#include "media_tasks/wideText.h"
-#include "requests/JsonAccess.h"
+#include "media_tasks/mediaRecords.h"
 
 #include <json/value.h>
 
@@ -10,30 +10,16 @@
 
 namespace KBL {
 
-namespace {
-
-hostAlbumRecord albumRecord(const std::string& id, const std::string& name, bool more) {
-  hostAlbumRecord record{};
-  copyWide(id, record.id);
-  copyWide(name, record.name);
-  record.more = more ? 1 : 0;
-  return record;
-}
-
-}  // namespace
-
 SNRFacebookEnumAlbumInfoTask::SNRFacebookEnumAlbumInfoTask(std::string accessToken, AlbumCallback onAlbum,
-                                                           MediaErrorCallback onError)
-    : SNRRequestTask(onError, largestPageBytes),
+                                                           MediaErrorCallback onError, MediaFetcher& fetcher)
+    : SNRRequestTask(onError, pageLimits, fetcher),
       accessToken_(std::move(accessToken)),
       itemCallback_(onAlbum) {}
 
 // The cancel flag is not asked between pages: a cancelled fetch ends at once and brings no further address.
 void SNRFacebookEnumAlbumInfoTask::Run() {
-  std::string url = facebookAlbumsUrl(accessToken_);
-  do {
-    url = readPage(url);
-  } while (!url.empty());
+  std::string url = guarded([this] { return facebookAlbumsUrl(accessToken_); });
+  while (!url.empty()) url = guarded([&] { return readPage(url); });
 }
 
 std::string SNRFacebookEnumAlbumInfoTask::readPage(const std::string& url) {

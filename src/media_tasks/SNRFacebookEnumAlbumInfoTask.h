@@ -8,7 +8,8 @@ namespace KBL {
 /// which the media task knows.
 class SNRFacebookEnumAlbumInfoTask final : public SNRRequestTask {
  public:
-  SNRFacebookEnumAlbumInfoTask(std::string accessToken, AlbumCallback onAlbum, MediaErrorCallback onError);
+  SNRFacebookEnumAlbumInfoTask(std::string accessToken, AlbumCallback onAlbum, MediaErrorCallback onError,
+                               MediaFetcher& fetcher);
   ~SNRFacebookEnumAlbumInfoTask() override { Stop(); }
 
   void Run() override;

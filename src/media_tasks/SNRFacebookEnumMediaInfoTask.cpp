@@ -1,8 +1,8 @@
 #include "media_tasks/SNRFacebookEnumMediaInfoTask.h"
 
+#include "json/JsonAccess.h"
 #include "media_tasks/FacebookGraph.h"
-#include "media_tasks/mediaRecord.h"
-#include "requests/JsonAccess.h"
+#include "media_tasks/mediaRecords.h"
 
 #include <json/value.h>
 
@@ -34,6 +34,9 @@ std::string largestSource(const Json::Value& photo) {
   return source;
 }
 
+/// A server that stalls this often in a row is not asked for a further video: each costs half a minute.
+constexpr int toleratedStalls = 2;
+
 bool isAddedVideo(const Json::Value& post) {
   return jsonText(post, "type") == "video" && jsonText(post, "status_type") == "added_video";
 }
@@ -41,8 +44,9 @@ bool isAddedVideo(const Json::Value& post) {
 }  // namespace
 
 SNRFacebookEnumMediaInfoTask::SNRFacebookEnumMediaInfoTask(std::string accessToken, std::string albumId,
-                                                           MediaCallback onMedia, MediaErrorCallback onError)
-    : SNRRequestTask(onError, largestPageBytes),
+                                                           MediaCallback onMedia, MediaErrorCallback onError,
+                                                           MediaFetcher& fetcher)
+    : SNRRequestTask(onError, pageLimits, fetcher),
       accessToken_(std::move(accessToken)),
       albumId_(std::move(albumId)),
       itemCallback_(onMedia) {}
@@ -51,11 +55,15 @@ void SNRFacebookEnumMediaInfoTask::Run() {
   const bool wantsVideos = albumId_ == facebookVideoAlbum;
   const ReadItems readItems =
       wantsVideos ? &SNRFacebookEnumMediaInfoTask::readPosts : &SNRFacebookEnumMediaInfoTask::readPhotos;
-  std::string url = wantsVideos ? facebookPostsUrl(accessToken_) : facebookPhotosUrl(albumId_, accessToken_);
-  do {
-    url = readPage(url, readItems);
-  } while (!url.empty() && !isCancelled());
+  const auto first = [&] {
+    return wantsVideos ? facebookPostsUrl(accessToken_) : facebookPhotosUrl(albumId_, accessToken_);
+  };
+  walkPages(first, [&](const std::string& url) { return readPage(url, readItems); });
   deliver(itemCallback_, hostMediaRecord{});
+}
+
+bool SNRFacebookEnumMediaInfoTask::hasLostPatience() const {
+  return stalledInARow_ >= toleratedStalls;
 }
 
 std::string SNRFacebookEnumMediaInfoTask::readPage(const std::string& url, ReadItems readItems) {
@@ -69,7 +77,7 @@ std::string SNRFacebookEnumMediaInfoTask::readPage(const std::string& url, ReadI
     }
   }
   if (items.isArray()) (this->*readItems)(items);
-  return facebookNextPage(page);
+  return hasLostPatience() ? std::string() : facebookNextPage(page);
 }
 
 void SNRFacebookEnumMediaInfoTask::readPhotos(const Json::Value& photos) {
@@ -82,7 +90,7 @@ void SNRFacebookEnumMediaInfoTask::readPhotos(const Json::Value& photos) {
 
 void SNRFacebookEnumMediaInfoTask::readPosts(const Json::Value& posts) {
   for (const Json::Value& post : posts) {
-    if (isCancelled()) return;
+    if (isCancelled() || hasLostPatience()) return;
     if (isAddedVideo(post) && !deliverVideo(post)) return;
   }
 }
@@ -100,11 +108,13 @@ bool SNRFacebookEnumMediaInfoTask::deliverVideo(const Json::Value& post) {
 Json::Value SNRFacebookEnumMediaInfoTask::fetchVideo(const std::string& objectId) {
   std::string body;
   Json::Value video;
-  if (!Fetch(facebookVideoUrl(objectId, accessToken_), body)) {
+  const bool isFetched = Fetch(facebookVideoUrl(objectId, accessToken_), body);
+  stalledInARow_ = hasStalled() ? stalledInARow_ + 1 : 0;
+  if (!isFetched) {
     ReportError(MediaError::fetchFailed, errorText());
     return {};
   }
-  return parseJson(body, video) ? video : Json::Value();
+  return parseJson(body, mediaPageForm, video) ? video : Json::Value();
 }
 
 }  // namespace KBL

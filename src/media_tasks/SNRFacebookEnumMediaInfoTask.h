@@ -8,7 +8,7 @@ namespace KBL {
 class SNRFacebookEnumMediaInfoTask final : public SNRRequestTask {
  public:
   SNRFacebookEnumMediaInfoTask(std::string accessToken, std::string albumId, MediaCallback onMedia,
-                               MediaErrorCallback onError);
+                               MediaErrorCallback onError, MediaFetcher& fetcher);
   ~SNRFacebookEnumMediaInfoTask() override { Stop(); }
 
   void Run() override;
@@ -23,10 +23,13 @@ class SNRFacebookEnumMediaInfoTask final : public SNRRequestTask {
   [[nodiscard]] bool deliverVideo(const Json::Value& post);
   /// The video's own object, or a null value.
   [[nodiscard]] Json::Value fetchVideo(const std::string& objectId);
+  /// True once too many videos have stalled: the list ends.
+  [[nodiscard]] bool hasLostPatience() const;
 
   const std::string accessToken_;
   const std::string albumId_;
   const MediaCallback itemCallback_;
+  int stalledInARow_ = 0;  // fetches of videos
 };
 
 }  // namespace KBL

@@ -1,9 +1,10 @@
 #include "media_tasks/SNRFlickrImageTask.h"
 
-#include "foundation/KblUtils/TimeUtil.h"
+#include "json/JsonAccess.h"
 #include "media_tasks/MediaHosts.h"
-#include "media_tasks/mediaRecord.h"
-#include "requests/JsonAccess.h"
+#include "media_tasks/mediaRecords.h"
+#include <KblUtils/Result.h>
+#include <KblUtils/TimeUtil.h>
 
 #include <json/value.h>
 
@@ -24,16 +25,13 @@ std::string thumbnailUrl(const Json::Value& photo) {
 
 SNRFlickrImageTask::SNRFlickrImageTask(std::string applicationKey, std::string applicationSecret,
                                        const std::string& tokenPair, MediaCallback onMedia,
-                                       MediaErrorCallback onError)
-    : SNRRequestTask(onError, largestPageBytes),
+                                       MediaErrorCallback onError, MediaFetcher& fetcher)
+    : SNRRequestTask(onError, pageLimits, fetcher),
       credentials_(std::move(applicationKey), std::move(applicationSecret), tokenPair),
       itemCallback_(onMedia) {}
 
 void SNRFlickrImageTask::Run() {
-  std::string url = pageUrl(1);
-  do {
-    url = readPage(url);
-  } while (!url.empty() && !isCancelled());
+  walkPages([this] { return pageUrl(1); }, [this](const std::string& url) { return readPage(url); });
   deliver(itemCallback_, hostMediaRecord{});
 }
 
@@ -46,7 +44,7 @@ std::string SNRFlickrImageTask::readPage(const std::string& url) {
   if (!fetchPage(url, reply)) return {};
   const Json::Value& stat = jsonMember(reply, "stat");
   if (stat.isNull() || stat == "fail") {
-    ReportError(jsonInt(reply, "code"), jsonText(reply, "message"));
+    ReportError(jsonCode(reply, {"code"}).value_or(ErrorCode::replyNotRead), jsonText(reply, "message"));
     return {};
   }
   const Json::Value& photos = jsonMember(reply, "photos");

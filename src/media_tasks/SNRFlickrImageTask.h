@@ -9,7 +9,7 @@ namespace KBL {
 class SNRFlickrImageTask final : public SNRRequestTask {
  public:
   SNRFlickrImageTask(std::string applicationKey, std::string applicationSecret, const std::string& tokenPair,
-                     MediaCallback onMedia, MediaErrorCallback onError);
+                     MediaCallback onMedia, MediaErrorCallback onError, MediaFetcher& fetcher);
   ~SNRFlickrImageTask() override { Stop(); }
 
   void Run() override;

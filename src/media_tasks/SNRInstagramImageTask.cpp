@@ -1,9 +1,10 @@
 #include "media_tasks/SNRInstagramImageTask.h"
 
+#include "json/JsonAccess.h"
 #include "media_tasks/MediaHosts.h"
-#include "media_tasks/digest.h"
-#include "media_tasks/mediaRecord.h"
-#include "requests/JsonAccess.h"
+#include "media_tasks/mediaRecords.h"
+#include "media_tasks/signing.h"
+#include <KblUtils/Result.h>
 
 #include <json/value.h>
 
@@ -37,17 +38,14 @@ std::string instagramPageUrl(const std::string& host, const std::string& token,
 }
 
 SNRInstagramImageTask::SNRInstagramImageTask(std::string accessToken, MediaCallback onMedia,
-                                             MediaErrorCallback onError)
-    : SNRRequestTask(onError, largestPageBytes),
+                                             MediaErrorCallback onError, MediaFetcher& fetcher)
+    : SNRRequestTask(onError, pageLimits, fetcher),
       accessToken_(std::move(accessToken)),
       applicationSecret_(deployedSecret),
       itemCallback_(onMedia) {}
 
 void SNRInstagramImageTask::Run() {
-  std::string url = pageUrl({});
-  do {
-    url = readPage(url);
-  } while (!url.empty() && !isCancelled());
+  walkPages([this] { return pageUrl({}); }, [this](const std::string& url) { return readPage(url); });
   deliver(itemCallback_, hostMediaRecord{});
 }
 
@@ -59,7 +57,7 @@ std::string SNRInstagramImageTask::readPage(const std::string& url) {
   Json::Value reply;
   if (!fetchPage(url, reply)) return {};
   const Json::Value& meta = jsonMember(reply, "meta");
-  const int code = jsonInt(meta, "code");
+  const int code = jsonCode(reply, {"meta", "code"}).value_or(ErrorCode::replyNotRead);
   if (code != goodCode) {
     ReportError(code, jsonText(meta, "message"));
     return {};

@@ -12,7 +12,8 @@ namespace KBL {
 /// Lists the user's own recent media.
 class SNRInstagramImageTask final : public SNRRequestTask {
  public:
-  SNRInstagramImageTask(std::string accessToken, MediaCallback onMedia, MediaErrorCallback onError);
+  SNRInstagramImageTask(std::string accessToken, MediaCallback onMedia, MediaErrorCallback onError,
+                        MediaFetcher& fetcher);
   ~SNRInstagramImageTask() override { Stop(); }
 
   void Run() override;

@@ -1,81 +1,74 @@
 #include "media_tasks/SNRRequestTask.h"
 
-#include "foundation/KblLogger/KblLogger.h"
-#include "foundation/KblUtils/TimeUtil.h"
-#include "media_tasks/wideText.h"
-#include "requests/JsonAccess.h"
+#include "json/JsonAccess.h"
+#include "media_tasks/mediaRecords.h"
+#include <KblLogger/KblLogger.h>
 
-#include <curl/curl.h>
 #include <json/value.h>
 
-#include <exception>
-#include <system_error>
+#include <algorithm>
+#include <string_view>
+#include <utility>
 
 namespace KBL {
 
 namespace {
 
-/// Without a byte for longer than this, a fetch has stalled.
-constexpr std::int64_t stallSeconds = 30;
-
-std::int64_t nowSeconds() {
-  return static_cast<std::int64_t>(TimeUtil::nowSinceEpoch() / 1000);
-}
-
-/// The address of a further page comes from the service, which has no business with local files or the
-/// other protocols that libcurl speaks.
-bool isWebAddress(const std::string& url) {
-  return curl_strnequal(url.c_str(), "https://", 8) != 0 || curl_strnequal(url.c_str(), "http://", 7) != 0;
-}
-
-/// Memory may be what is missing, for the line as well.
-void logTrouble(const char* what, const char* reason) noexcept {
-  try {
-    KBL_LOG(error, what << reason);
-  } catch (...) {
-    return;
-  }
-}
-
-void logEarlyEnd(const char* reason) noexcept {
-  logTrouble("media task ended early: ", reason);
-}
+/// The task whose thread this is, for as long as its job runs.
+thread_local const SNRRequestTask* taskOfThread = nullptr;
 
 }  // namespace
 
-SNRRequestTask::SNRRequestTask(MediaErrorCallback onError, std::size_t largestBody)
-    : errorCallback_(onError), largestBody_(largestBody) {}
+/// The task as its fetcher sees it.
+class SNRRequestTask::Listener final : public FetchListener {
+ public:
+  explicit Listener(SNRRequestTask& task) : task_(task) {}
+
+  bool takePiece(const char* data, std::size_t size) override { return task_.OnWrite(data, size) == size; }
+  bool goesOn(const FetchBeat& beat) override {
+    return task_.OnProgress(beat.total, beat.now, beat.uploadTotal, beat.uploadNow) == 0;
+  }
+
+ private:
+  SNRRequestTask& task_;
+};
+
+SNRRequestTask::SNRRequestTask(MediaErrorCallback onError, const FetchLimits& limits, MediaFetcher& fetcher)
+    : errorCallback_(onError),
+      fetcher_(fetcher),
+      largestBody_(limits.largestBody),
+      stallRule_(limits.longestMs) {}
 
 SNRRequestTask::~SNRRequestTask() {
   Stop();
+  // Still there on its own thread alone, which ends now.
+  if (thread_) thread_->detach();
 }
 
 std::size_t SNRRequestTask::OnWrite(const char* data, std::size_t size) {
-  if (size > largestBody_ - responseBuffer_.size()) return 0;
   responseBuffer_.append(data, size);
   return size;
 }
 
 int SNRRequestTask::OnProgress(double, double now, double, double) {
-  if (isCancelled()) return 1;
-  const std::int64_t time = nowSeconds();
-  if (lastChangeTime_ > 0 && time - lastChangeTime_ > stallSeconds) return 1;
-  if (now < lastByteCount_ || now > lastByteCount_) {
-    lastByteCount_ = now;
-    lastChangeTime_ = time;
-  }
-  return 0;
+  return isCancelled() || stallRule_.isBrokenAt(now) ? 1 : 0;
 }
 
-void SNRRequestTask::Start(IExternlMediaTransfer* transfer) {
+bool SNRRequestTask::isThreadOf(const IExternlMediaTransfer* transfer) {
+  return taskOfThread != nullptr && taskOfThread->transfer_ == transfer;
+}
+
+void SNRRequestTask::Start(IExternlMediaTransfer* transfer, std::shared_ptr<const void> keeper) {
   transfer_ = transfer;
-  if (isOnOwnThread()) return;
-  const std::lock_guard lock(threadMutex_);
+  if (isCancelled() || isOnOwnThread()) return;
+  std::unique_lock lock(threadMutex_);
   if (thread_ || isCancelled()) return;
   try {
-    thread_ = std::make_unique<std::thread>([this] { runGuarded(); });
+    thread_ = std::make_unique<std::thread>(
+        [this](std::shared_ptr<const void> kept) { run(std::move(kept)); }, std::move(keeper));
   } catch (const std::exception& failure) {
-    logTrouble("media task, no thread: ", failure.what());
+    lock.unlock();
+    KBL_LOG(severityError, "media task, no thread: " << failure.what());
   }
 }
 
@@ -83,44 +76,83 @@ void SNRRequestTask::Stop() {
   cancel();
   if (isOnOwnThread()) return;
   const std::lock_guard lock(threadMutex_);
+  join();
+}
+
+bool SNRRequestTask::partWithEndedThread() {
+  const std::unique_lock lock(threadMutex_, std::try_to_lock);
+  if (!lock || (thread_ && !hasEnded_)) return false;
+  join();
+  return true;
+}
+
+/// Under `threadMutex_`.
+void SNRRequestTask::join() {
   if (!thread_) return;
   thread_->join();
   thread_.reset();
-}
-
-void SNRRequestTask::runGuarded() {
-  runner_ = std::this_thread::get_id();
-  try {
-    Run();
-  } catch (const std::exception& failure) {
-    logEarlyEnd(failure.what());
-  } catch (...) {
-    logEarlyEnd("unknown exception");
-  }
-  // The system may give this thread's id to another one as soon as this one has ended.
+  // From now on the system may give that thread's id to another one.
   runner_ = std::thread::id();
 }
 
-void SNRRequestTask::ReportError(int code, const std::string& message) {
-  if (errorCallback_ == nullptr || isCancelled()) return;
+void SNRRequestTask::run(std::shared_ptr<const void> keeper) {
+  runner_ = std::this_thread::get_id();
+  taskOfThread = this;
+  try {
+    Run();
+  } catch (const std::exception& failure) {
+    reportInternalError(failure.what());
+  } catch (...) {
+    passThreadEnd();
+    reportInternalError("unknown exception");
+  }
+  taskOfThread = nullptr;
+  hasEnded_ = true;
+  keeper.reset();  // the task may have gone behind this
+}
+
+/// In the place where memory may be what is missing: takes none.
+void SNRRequestTask::reportInternalError(const char* reason) {
+  KBL_LOG(severityError, "media task ended early: " << reason);
+  constexpr std::u16string_view message = u"Internal error.";
   hostErrorRecord record{};
-  record.code = code;
-  copyWide(message, record.message);
-  errorCallback_(hostContext_, transfer_, &record);
+  record.code = MediaError::fetchFailed;
+  std::copy(message.begin(), message.end(), record.message);
+  report(record);
+}
+
+void SNRRequestTask::logThrown(const char* reason) {
+  KBL_LOG(severityError, "media task, a callback of the host threw: " << reason);
+}
+
+void SNRRequestTask::ReportError(int code, const std::string& message) {
+  if (!isCancelled()) report(errorRecord(code, message));
+}
+
+bool SNRRequestTask::Fetch(const std::string& url, std::string& body) {
+  stallRule_.begin();
+  body.clear();
+  Listener listener(*this);
+  FetchResult result = fetcher_.fetch(url, largestBody_, listener);
+  body = std::exchange(responseBuffer_, {});
+  if (result.end == FetchResult::End::good) return true;
+  if (result.end == FetchResult::End::processEnds) cancel();
+  if (hasStalled()) {
+    KBL_LOG_AS(severityWarning, "KBL::SNRRequestTask::perform",
+               "media task, the server sends nothing, or too slowly: given up");
+  }
+  if (!result.error.empty()) errorText_ = std::move(result.error);
+  return false;
 }
 
 bool SNRRequestTask::fetchPage(const std::string& url, Json::Value& page) {
   std::string body;
-  if (!isWebAddress(url)) {
-    ReportError(MediaError::fetchFailed, curl_easy_strerror(CURLE_UNSUPPORTED_PROTOCOL));
-    return false;
-  }
   // What a cancelled fetch has received is still read: the cancel flag keeps all of it from the host.
   if (!Fetch(url, body) && !isCancelled()) {
     ReportError(MediaError::fetchFailed, errorText_);
     return false;
   }
-  if (parseJson(body, page)) return true;
+  if (parseJson(body, mediaPageForm, page)) return true;
   ReportError(MediaError::unusableReply, "can't read json.");
   return false;
 }

@@ -1,15 +1,18 @@
 #pragma once
 
 #include "authorize/switchboard/AuthContext.h"
-#include "authorize/switchboard/IOwnedRequest.h"
-#include "foundation/BsNet/KblBaseRequest.h"
+#include "authorize/switchboard/RequestFlow.h"
+#include "authorize/switchboard/SwitchboardInterfaces.h"
+#include "requests/ReplyShapes.h"
+#include "requests/RequestChain.h"
+#include "requests/RequestExchange.h"
+#include "requests/RequestWorker.h"
+#include <BsNet/KblBaseRequest.h>
 
 #include <json/value.h>
 
-#include <atomic>
-#include <cstddef>
 #include <cstdint>
-#include <map>
+#include <memory>
 #include <mutex>
 #include <source_location>
 #include <string>
@@ -42,16 +45,17 @@ struct RequestConstants {
   const char* name;
 };
 
-/// The frame through which every account-server and platform request travels: URL look-up, network client,
-/// proxy, headers, envelope, errors, retries, worker thread and the lifetime of the request object. A
-/// concrete request fixes its constants and overrides the hooks.
+/// The frame through which every account-server and platform request travels. One attempt is the business of
+/// its RequestExchange, thread, tries and late releases that of its RequestWorker, those that wait on it that
+/// of its RequestChain; the envelope and the hooks stand here. A concrete request fixes its constants and
+/// overrides the hooks.
 ///
 /// A request is born with a count of 0; its creator takes the first reference and hands it to the worker with
 /// `asyncRequestWithInfo`. References are given back late, from detached threads, so that no thread destroys
 /// the object that it runs on. Until the start the creator's thread alone touches a request, then its worker.
 ///
-/// A request that waits on another one is registered as a callback of it and starts, or is dropped, in its
-/// `queryResponse`. A dropped request gives its creator's reference back and drops those that wait on it.
+/// A request that waits on another one belongs to it and starts, or is dropped, in its `queryResponse`. A
+/// dropped request gives its creator's reference back and drops the one that waits on it.
 class BsExternlMediaAuthRequest : public KblBaseRequest, public IOwnedRequest {
  public:
   BsExternlMediaAuthRequest();
@@ -81,9 +85,13 @@ class BsExternlMediaAuthRequest : public KblBaseRequest, public IOwnedRequest {
   /// for a null `info`, a request that runs already or was aborted for good, or no thread. Takes a reference
   /// on `info` and on the request, and with a 0 the creator's reference too.
   int asyncRequestWithInfo(IBsInfoReader* info);
+  /// Takes `next` with its creator's reference: it starts, or is dropped, when this request has ended and the
+  /// callbacks that are registered by now have heard of it. Before the start. 1 when memory is short.
+  [[nodiscard]] _Result goOnWith(RefPtr<BsExternlMediaAuthRequest> next);
   /// Gives one reference back after `milliseconds`, from a detached thread.
   void delayRelease(int milliseconds);
-  /// Sets the abort flag for good: the request starts no more and makes no further try.
+  /// Sets the abort flag for good: the request starts no more and makes no further try, and its flow is
+  /// canceled.
   void abortForGood();
 
   void* QueryInterfaceByName(const char* requested) override;
@@ -104,84 +112,51 @@ class BsExternlMediaAuthRequest : public KblBaseRequest, public IOwnedRequest {
   /// Keeps the record of a chain alive for as long as this request, the chain's last, lives. Before the
   /// start, or on the worker.
   void keepRecord(RefPtr<IBsInfoReader> record) { keptRecord_ = std::move(record); }
+  /// The flow that the request is a step of, or null; joined before the start, kept until the request goes.
+  void joinFlow(std::shared_ptr<RequestFlow> flow) { flow_ = std::move(flow); }
+  [[nodiscard]] const std::shared_ptr<RequestFlow>& flow() const { return flow_; }
 
  protected:
-  /// The address that the cloud configuration has for `key`, or an empty text.
-  [[nodiscard]] static std::string configuredUrl(const std::string& key);
-  [[nodiscard]] std::string configuredUrl() const { return configuredUrl(urlKey_); }
+  [[nodiscard]] std::string configuredUrl() const { return exchange_.configuredUrl(); }
+  [[nodiscard]] int httpMethod() const { return exchange_.httpMethod(); }
+  /// Does what `checkResponseValid` does, for a service that answers in `shape`. Lines are those of `caller`.
+  int checkReply(const ReplyShape& shape, const std::string& content, Json::Value& root, std::string& message,
+                 int& code, const std::source_location& caller = std::source_location::current());
+  /// Reads a reply that `checkResponseValid` takes for good into `root`; else false, with the error set.
+  [[nodiscard]] bool readEnvelope(const std::string& content, Json::Value& root, IBsErrorInfo& error);
   /// True when the abort flag is set.
-  [[nodiscard]] bool aborted();
+  [[nodiscard]] bool aborted() { return worker_.aborted(); }
+  /// Full copy of the public information, secret included, or null.
+  [[nodiscard]] IBsPubInfo* fullPubInfo() const { return pubInfoCopy_.get(); }
 
+  // The parts, for a request that the library does not make.
+  [[nodiscard]] const RequestExchange& exchangePart() const { return exchange_; }
+  [[nodiscard]] RequestWorker& workerPart() { return worker_; }
+  [[nodiscard]] RequestChain& chainPart() { return chain_; }
+
+ private:
+  // They work together through the request, and use the foundation's protected side of it.
+  friend class RequestChain;
+  friend class RequestExchange;
+  friend class RequestWorker;
   friend void initAuthRequest(const AuthContext& context, const std::string& uuid,
                               BsExternlMediaAuthRequest& request);
 
-  std::string urlKey_;
-  std::int32_t httpMethod_ = httpPost;
-  std::int32_t chainMode_ = 0;
-  std::map<std::string, std::string> requestHeaders_;
-  std::int32_t requestType_ = requestNone;
+  void _asyncRequestWithInfo(IBsInfoReader* info);
+
+  const std::int32_t requestType_;
   std::int32_t platform_ = ema_none;
-  std::int32_t notifyMode_ = 2;
   std::string ownerTag_;
   std::string userUuid_;
-  RefPtr<IBsPubInfo> pubInfoCopy_;  ///< full copy of the public information, secret included
-  // Where another thread may exchange them (a login that polls), they are reached through the operations
-  // above.
+  RefPtr<IBsPubInfo> pubInfoCopy_;
+  mutable std::mutex resultMutex_;  // a leaf: a poll exchanges what follows beside the worker
   RefPtr<IBsInfoReader> replyInfo_;
   RefPtr<IBsErrorInfo> errorInfo_;
-
- private:
-  enum class Started { yes, alreadyRunning, no };
-  /// Whether the start of a request clears an abort flag that is set, or gives way to it.
-  enum class AbortFlag { clear, respect };
-
-  // The exchange. `runAttempt` returns the error object that the attempt wrote, which the request may have
-  // exchanged for another one meanwhile.
-  RefPtr<IBsErrorInfo> runAttempt(IBsInfoReader* info);
-  void attempt(IBsInfoReader* info, IBsErrorInfo& error);
-  void applyServerProxy(INetworkClient& client);
-  void reportFailure(const NetReply& reply, IBsErrorInfo& error);
-  void failExchange(IBsInfoReader* info, IBsErrorInfo& error, NetReply& reply);
-
-  // The worker.
-  [[nodiscard]] Started start(IBsInfoReader* info, AbortFlag abortFlagRule);
-  [[nodiscard]] bool takeWorker(AbortFlag abortFlagRule, Started& refusal);
-  void _asyncRequestWithInfo(IBsInfoReader* info);
-  [[nodiscard]] RefPtr<IBsErrorInfo> runTries(IBsInfoReader* info);
-  void tellOutcome(IBsInfoReader* info, IBsErrorInfo& error);
-  void endWorker(IBsInfoReader* info);
-
-  // The chain.
-  void drop(IBsInfoReader* info, IBsErrorInfo* error, bool othersDecide);
-  void dropWaitingRequests(IBsInfoReader* info, IBsErrorInfo* error, bool othersDecide);
-
-  mutable std::mutex resultMutex_;  // a leaf: a poll exchanges replyInfo_ and errorInfo_ beside the worker
-  std::atomic<std::size_t> responseSize_{0};
-  bool abortedForGood_ = false;  // guarded by abortMutex
   RefPtr<IBsInfoReader> keptRecord_;
-};
-
-/// Base of the concrete requests: answers "BsExternlMediaAuthRequest" to the cast by name, and nothing else,
-/// and keeps what their exchanges share.
-class ConcreteAuthRequest : public BsExternlMediaAuthRequest {
- public:
-  using BsExternlMediaAuthRequest::BsExternlMediaAuthRequest;
-  void* QueryInterfaceByName(const char* requested) override;
-
- protected:
-  /// Refuses the exchange before any network use.
-  static _Result refuse(NetReply& reply, int code, const char* message);
-  /// Logs the name, the address and `logSuffix`, and runs the exchange there, watched by `progress` if that
-  /// is not null. An address that is not usable, such as one that a blank in a token has spoilt, is refused
-  /// with "url invalid".
-  _Result exchange(INetworkClient& client, NetReply& reply, const std::string& address,
-                   const std::string& logSuffix = {}, IBsProgressCallback* progress = nullptr,
-                   const std::source_location& caller = std::source_location::current());
-  /// The text under `key`, or empty, or `otherwise`, when it is unset.
-  [[nodiscard]] static std::string textOf(IBsInfoReader* info, const char* key);
-  [[nodiscard]] static std::string textOr(IBsInfoReader* info, const char* key, const char* otherwise);
-  /// A new mixed record with a copy of `info`, as the reply.
-  void keepCopyAsReply(IBsInfoReader* info);
+  std::shared_ptr<RequestFlow> flow_;
+  RequestExchange exchange_;
+  RequestWorker worker_;
+  RequestChain chain_;
 };
 
 /// Sets a request up from its manager's context: network proxy, public parameters, timeout, platform, owner

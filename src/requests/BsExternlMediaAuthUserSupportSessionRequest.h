@@ -1,6 +1,6 @@
 #pragma once
 
-#include "requests/AccountRequest.h"
+#include "requests/AccountRequests.h"
 #include "requests/ExternlMediaAuthThirdPollingProxy.h"
 
 #include <memory>

@@ -1,7 +1,9 @@
+#include "requests/ConcreteAuthRequest.h"
+
 #include "boundary/records/Records.h"
-#include "foundation/KblLogger/KblLogger.h"
-#include "foundation/object/CastByName.h"
-#include "requests/BsExternlMediaAuthRequest.h"
+#include "requests/logFrom.h"
+#include <KblUtils/CastByName.h>
+#include <KblUtils/StringUtil.h>
 
 namespace KBL {
 
@@ -20,10 +22,28 @@ _Result ConcreteAuthRequest::exchange(INetworkClient& client, NetReply& reply, c
                                       const std::source_location& caller) {
   const URL url = URL::FromString(address);
   if (!url.IsValid()) return refuse(reply, ErrorCode::urlInvalid, "url invalid");
-  KBL_LOG_AS(info, qualifiedFunctionName(caller.function_name()).c_str(),
-             name << ":" << address << logSuffix);
-  reply = client.perform(url, httpMethod_, nullptr, nullptr, progress, nullptr);
+  logFrom(caller, [&](std::ostream& line) {
+    line << name << ":" << StringUtil::excerpt(address) << StringUtil::excerpt(logSuffix);
+  });
+  reply = client.perform(url, httpMethod(), nullptr, nullptr, progress, nullptr);
   return resultOk;
+}
+
+int ConcreteAuthRequest::parseEnvelope(IBsInfoReader*, const std::string& content, IBsErrorInfo* error,
+                                       NetReply* reply) {
+  forgetReply();
+  Json::Value root;
+  gotResult_ = readEnvelope(content, root, *error) && readReply(root, content, *error, reply);
+  return gotResult_ ? 1 : 0;
+}
+
+bool ConcreteAuthRequest::readReply(const Json::Value&, const std::string&, IBsErrorInfo&, const NetReply*) {
+  return true;
+}
+
+void ConcreteAuthRequest::forgetReply() {
+  gotResult_ = false;
+  clearMembers();
 }
 
 std::string ConcreteAuthRequest::textOf(IBsInfoReader* info, const char* key) {

@@ -1,6 +1,7 @@
 #include "requests/DetachedSleeper.h"
 
-#include "foundation/KblUtils/TimeUtil.h"
+#include <KblUtils/HostCode.h>
+#include <KblUtils/TimeUtil.h>
 
 #include <exception>
 #include <thread>
@@ -14,6 +15,7 @@ void sleepAndRun(int milliseconds, const std::function<void()>& action) {
     TimeUtil::sleepMs(milliseconds);
     action();
   } catch (...) {
+    passThreadEnd();
     // A detached thread has nobody to tell.
   }
 }

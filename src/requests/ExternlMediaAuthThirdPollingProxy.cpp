@@ -1,15 +1,16 @@
 #include "requests/ExternlMediaAuthThirdPollingProxy.h"
 
 #include "authorize/switchboard/ExternlMediaAuthCallbackProxy.h"
-#include "boundary/records/ExternlMediaKeys.h"
-#include "foundation/BsNet/BsErrorInfo.h"
-#include "foundation/KblLogger/KblLogger.h"
 #include "requests/BsExternlMediaAuthUserSupportSessionRequest.h"
 #include "requests/DetachedSleeper.h"
+#include <BsNet/BsErrorInfo.h>
+#include <ExternlMediaTransfer/ExternlMediaKeys.h>
+#include <KblLogger/KblLogger.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <limits>
+#include <new>
 #include <utility>
 
 namespace KBL {
@@ -42,7 +43,7 @@ void ExternlMediaAuthThirdPollingProxy::setTimerFunction(std::function<void()> t
 
 void ExternlMediaAuthThirdPollingProxy::startThirdProcess(IBsInfoReader* info) {
   const long long seconds = timeLimitSeconds(info);
-  KBL_LOG(info, "set_Timeout_timer:" << seconds);
+  KBL_LOG(severityInfo, "set_Timeout_timer:" << seconds);
   timeoutMs_ = static_cast<std::int32_t>(seconds * 1000);
 
   ExternlMediaAuthCallbackProxy& switchboard = ExternlMediaAuthCallbackProxy::instance();
@@ -58,18 +59,27 @@ bool ExternlMediaAuthThirdPollingProxy::startTimer(IBsInfoReader* info) {
   // Those of a former polling go when the function returns, outside the lock.
   RefPtr<IBsInfoReader> newInfo = shareRef(info);
   RefPtr<BsExternlMediaAuthUserSupportSessionRequest> newRequest = shareRef(request_);
-  auto newTimer = std::make_unique<Timer>();
-
-  const std::lock_guard lock(mutex_);
-  info_.swap(newInfo);
-  heldRequest_.swap(newRequest);
-  timer_.swap(newTimer);
-  if (newTimer != nullptr) newTimer->Expire();
-  polling_ = true;
-  span_.start();
-  return timer_->StartTimer(pollingPeriodMs, [weakSelf = weak_from_this()] {
+  std::shared_ptr<Timer> formerTimer;
+  const auto timer = std::make_shared<Timer>();
+  // Made first: once the polling holds its request nothing may throw, or nobody would let go of it.
+  std::function<void()> onTick = [weakSelf = weak_from_this()] {
     if (const auto self = weakSelf.lock()) self->tick();
-  });
+  };
+
+  // Stopwatch and timer ask the clock, which is the host's: outside the lock.
+  span_.start();
+  {
+    const std::lock_guard lock(mutex_);
+    info_.swap(newInfo);
+    heldRequest_.swap(newRequest);
+    formerTimer = std::exchange(timer_, timer);
+    polling_ = true;
+  }
+  if (formerTimer != nullptr) formerTimer->Expire();
+  const bool started = timer->StartTimer(pollingPeriodMs, std::move(onTick));
+  const std::lock_guard lock(mutex_);
+  if (!polling_ || timer_ != timer) timer->Expire();  // it was stopped before it ran
+  return started;
 }
 
 void ExternlMediaAuthThirdPollingProxy::tick() {
@@ -93,11 +103,11 @@ void ExternlMediaAuthThirdPollingProxy::setPollingTimeout(IBsInfoReader* info) {
   ExternlMediaAuthCallbackProxy& switchboard = ExternlMediaAuthCallbackProxy::instance();
   switchboard.setTimedOut(request_->ownerTag(), request_->userUuid(), true);
   switchboard.cbRequestForward(request_->ownerTag(), request_, info, error.get());
-  KBL_LOG(info, "timeout_finished");
+  KBL_LOG(severityInfo, "timeout_finished");
 }
 
 void ExternlMediaAuthThirdPollingProxy::finishThirdProcess(IBsInfoReader*, const std::string& message) {
-  KBL_LOG(info, name_ << ", " << message << ",use ms: " << span_.elapsedMs());
+  KBL_LOG(severityInfo, name_ << ", " << message << ",use ms: " << span_.elapsedMs());
   RefPtr<IBsInfoReader> held;
   {
     const std::lock_guard lock(mutex_);
@@ -106,8 +116,14 @@ void ExternlMediaAuthThirdPollingProxy::finishThirdProcess(IBsInfoReader*, const
     held.swap(info_);
   }
   // Without a thread for the sleep the timer is stopped from here, which it bears.
-  if (!runDetachedAfter(stopDelayMs, [self = shared_from_this()] { self->stopPollingTimer(); })) {
-    stopPollingTimer();
+  if (!stopLater()) stopPollingTimer();
+}
+
+bool ExternlMediaAuthThirdPollingProxy::stopLater() {
+  try {
+    return runDetachedAfter(stopDelayMs, [self = shared_from_this()] { self->stopPollingTimer(); });
+  } catch (const std::bad_alloc&) {
+    return false;
   }
 }
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "foundation/BsNet/IBsInfoReader.h"
-#include "foundation/KblUtils/TimeSpan.h"
-#include "foundation/KblUtils/Timer.h"
-#include "foundation/object/RefPtr.h"
+#include <BsNet/IBsInfoReader.h>
+#include <KblUtils/RefPtr.h>
+#include <KblUtils/TimeUtil.h>
+#include <KblUtils/Timer.h>
 
 #include <atomic>
 #include <cstdint>
@@ -47,13 +47,14 @@ class ExternlMediaAuthThirdPollingProxy
  private:
   bool startTimer(IBsInfoReader* info);
   void tick();
+  [[nodiscard]] bool stopLater();
 
   std::atomic<std::int32_t> timeoutMs_;
   const std::string name_;
   BsExternlMediaAuthUserSupportSessionRequest* const request_;
   std::mutex mutex_;  // guards what follows; a leaf but for the timer's own lock
   std::function<void()> timerFunction_;
-  std::unique_ptr<Timer> timer_;
+  std::shared_ptr<Timer> timer_;
   bool polling_ = false;
   RefPtr<IBsInfoReader> info_;                                       // held while polling_
   RefPtr<BsExternlMediaAuthUserSupportSessionRequest> heldRequest_;  // from the start to the timer's stop

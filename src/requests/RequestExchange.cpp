@@ -1,28 +1,26 @@
-// One attempt of a request: URL, network client, proxy, envelope and errors.
-#include "boundary/records/ExternlMediaPlatform.h"
-#include "boundary/records/Records.h"
-#include "foundation/BsCloudConfig/BsCloudConfig.h"
-#include "foundation/BsNet/BsErrorInfo.h"
-#include "foundation/BsNet/NetKeys.h"
-#include "foundation/BsNet/covertToErrorCode.h"
-#include "foundation/KblLogger/KblLogger.h"
+#include "requests/RequestExchange.h"
+
+#include "boundary/records/PlatformNames.h"
 #include "requests/BsExternlMediaAuthRequest.h"
-#include "requests/JsonAccess.h"
+#include <BsCloudConfig/BsCloudConfig.h>
+#include <BsNet/BsErrorInfo.h>
+#include <BsNet/BsInfoReader.h>
+#include <BsNet/NetKeys.h>
+#include <BsNet/NetReply.h>
+#include <KblLogger/KblLogger.h>
+#include <KblUtils/HostCode.h>
+#include <KblUtils/StringUtil.h>
 
 #include <array>
 #include <memory>
+#include <utility>
 
 namespace KBL {
 
 namespace {
 constexpr int defaultTimeoutMs = 30000;
 constexpr int statusOk = 200;
-constexpr int firstFailureStatus = 400;
-constexpr int codeNotChecked = 1000;
-
-void setOriginCode(IBsErrorInfo& error, int code) {
-  if (auto* const full = dynamic_cast<BsErrorInfo*>(&error)) full->setOriginCode(code);
-}
+constexpr const char* attemptFunction = "KBL::BsExternlMediaAuthRequest::syncRequestWithInfo";
 
 struct ServerProxySettings {
   explicit ServerProxySettings(IBsInfoReader& proxy)
@@ -33,10 +31,13 @@ struct ServerProxySettings {
         user(proxy.charKeyConfig(ServerProxyCharKey::user)),
         password(proxy.charKeyConfig(ServerProxyCharKey::password)) {}
 
-  [[nodiscard]] bool usable() const {
-    return mode != 1 && type > 0 && type != absentIntValue && server != nullptr && port >= 1 &&
-           port <= 65535 && user != nullptr && password != nullptr;
+  [[nodiscard]] bool isOrdered() const {
+    return mode != 1 && type > 0 && server != nullptr && port >= 1 && port <= 65535 && user != nullptr &&
+           password != nullptr;
   }
+
+  /// A missing kind reads as the greatest number, and so is unknown.
+  [[nodiscard]] bool isKnown() const { return type <= proxySocks5; }
 
   long long mode;
   long long type;
@@ -45,9 +46,27 @@ struct ServerProxySettings {
   const char* user;
   const char* password;
 };
+
+// Tokens never travel where the host ordered a proxy that cannot be had: false for one of an unknown kind.
+bool applyServerProxy(BsExternlMediaAuthRequest& request, INetworkClient& client) {
+  IBsServerProxyInfo* const proxy = request.getServerProxy();
+  if (proxy == nullptr) return true;
+  const ServerProxySettings settings(*proxy);
+  if (!settings.isOrdered()) return true;
+  KBL_LOG_AS(severityInfo, attemptFunction,
+             request.getRequestName() << ", setProxy:" << proxyTypeName(settings.type)
+                                      << ",server:" << settings.server << ",port:" << settings.port);
+  if (!settings.isKnown()) return false;
+  client.setProxy(static_cast<int>(settings.type), settings.server, static_cast<int>(settings.port),
+                  settings.user, settings.password);
+  return true;
+}
 }  // namespace
 
-std::string BsExternlMediaAuthRequest::configuredUrl(const std::string& key) {
+RequestExchange::RequestExchange(std::string urlKey, int httpMethod)
+    : urlKey_(std::move(urlKey)), httpMethod_(httpMethod) {}
+
+std::string RequestExchange::configuredUrl(const std::string& key) {
   IBsCloudConfigManager* const manager = getBsCloudConfigManager();
   IBsUrlConfig* const urls = manager == nullptr ? nullptr : manager->urlConfig();
   if (urls == nullptr) return {};
@@ -56,150 +75,83 @@ std::string BsExternlMediaAuthRequest::configuredUrl(const std::string& key) {
   return buffer.data();
 }
 
-void BsExternlMediaAuthRequest::syncRequestWithInfo(IBsInfoReader* info) {
-  (void)runAttempt(info);
+void RequestExchange::takeHeaders(IBsPubInfo& info) {
+  // The account server takes the secret as a header, too, so it stands in this list as well.
+  const char* const headerKeys[] = {PubCharKey::appSecret,   PubCharKey::clientType, PubCharKey::clientSn,
+                                    PubCharKey::appKey,      PubCharKey::prodId,     PubCharKey::prodVer,
+                                    PubCharKey::contentType, PubCharKey::ver,        PubCharKey::lang};
+  for (const char* const key : headerKeys) {
+    if (const char* const value = info.charKeyConfig(key)) requestHeaders_[key] = value;
+  }
 }
 
-RefPtr<IBsErrorInfo> BsExternlMediaAuthRequest::runAttempt(IBsInfoReader* info) {
-  KBL_LOG_AS(info, "KBL::BsExternlMediaAuthRequest::syncRequestWithInfo",
-             "base syncRequestWithInfo:" << name);
+RefPtr<IBsErrorInfo> RequestExchange::run(BsExternlMediaAuthRequest& request, IBsInfoReader* info) {
+  KBL_LOG_AS(severityInfo, attemptFunction, "base syncRequestWithInfo:" << request.getRequestName());
   responseSize_ = 0;
-  RefPtr<IBsErrorInfo> error = errorInfo();
+  RefPtr<IBsErrorInfo> error = request.errorInfo();
   error->setError(ErrorCode::none, "");
   setOriginCode(*error, 0);
   try {
-    attempt(info, *error);
+    attempt(request, info, *error);
   } catch (...) {  // memory is short
+    passThreadEnd();
     error->setError(ErrorCode::noNetworkClient, "create network request failed");
   }
   return error;
 }
 
-void BsExternlMediaAuthRequest::attempt(IBsInfoReader* info, IBsErrorInfo& error) {
+void RequestExchange::attempt(BsExternlMediaAuthRequest& request, IBsInfoReader* info, IBsErrorInfo& error) {
   if (!URL::FromString(configuredUrl()).IsValid()) {
     error.setError(ErrorCode::urlInvalid, "url invalid");
     return;
   }
-  const std::unique_ptr<INetworkClient> client(creatNetworkClient());
+  const OwnedNetworkClient client(request.creatNetworkClient());
   if (client == nullptr) {
     error.setError(ErrorCode::noNetworkClient, "create network request failed");
     return;
   }
   client->setHeaders(requestHeaders_);
+  const int timeoutMs = request.getTimeout();
   client->setTotalTimeout(timeoutMs < 1 ? defaultTimeoutMs : timeoutMs);
-  applyServerProxy(*client);
 
   NetReply reply;
-  const _Result status = Request(info, client.get(), &reply);
+  if (!applyServerProxy(request, *client)) {
+    reply.resultCode = ErrorCode::paramInvalid;
+    reply.errorMessage = "param invalid";
+    fail(request, info, error, reply);
+    return;
+  }
+  const _Result status = request.Request(info, client.get(), &reply);
   responseSize_ = reply.content.size();
   if (covertToErrorCode(&reply.resultCode) != 0 || status != resultOk) {
-    failExchange(info, error, reply);
+    fail(request, info, error, reply);
     return;
   }
   if (auto* const record = dynamic_cast<BsBaseInfoRW*>(info)) {
     record->setCharKeyConfig(ResponseCharKey::content, reply.content.c_str());
   }
-  handleResponse(info, reply.content, &error, &reply);
+  request.handleResponse(info, reply.content, &error, &reply);
 }
 
-void BsExternlMediaAuthRequest::applyServerProxy(INetworkClient& client) {
-  if (!serverProxy) return;
-  const ServerProxySettings settings(*serverProxy);
-  if (!settings.usable()) return;
-  KBL_LOG_AS(info, "KBL::BsExternlMediaAuthRequest::syncRequestWithInfo",
-             name << ", setProxy:" << proxyTypeName(settings.type) << ",server:" << settings.server
-                  << ",port:" << settings.port);
-  client.setProxy(static_cast<int>(settings.type), settings.server, static_cast<int>(settings.port),
-                  settings.user, settings.password);
-}
-
-void BsExternlMediaAuthRequest::failExchange(IBsInfoReader* info, IBsErrorInfo& error, NetReply& reply) {
+void RequestExchange::fail(BsExternlMediaAuthRequest& request, IBsInfoReader* info, IBsErrorInfo& error,
+                           NetReply& reply) {
   reportFailure(reply, error);
-  hookNetError(info, &error, &reply);
-  hookRequestInfo(info, &error, &reply);
+  request.hookNetError(info, &error, &reply);
+  request.hookRequestInfo(info, &error, &reply);
   reportFailure(reply, error);  // again, since a hook may have changed the error
 }
 
-void BsExternlMediaAuthRequest::reportFailure(const NetReply& reply, IBsErrorInfo& error) {
+void reportFailure(const NetReply& reply, IBsErrorInfo& error) {
   if (reply.resultCode != 0) {
-    error.setError(covertToErrorCode(&reply.resultCode), reply.errorMessage.c_str());
+    error.setError(covertToErrorCode(&reply.resultCode), StringUtil::excerpt(reply.errorMessage).c_str());
     setOriginCode(error, reply.resultCode);
   } else if (reply.httpCode != statusOk) {
-    error.setError(reply.httpCode, reply.content.c_str());
+    error.setError(reply.httpCode, StringUtil::excerpt(reply.content).c_str());
   }
 }
 
-_Result BsExternlMediaAuthRequest::Request(IBsInfoReader*, INetworkClient* client, NetReply* reply) {
-  const std::string address = configuredUrl();
-  KBL_LOG(info, name << ":" << address);
-  *reply = client->perform(URL::FromString(address), httpMethod_, nullptr, nullptr, nullptr, nullptr);
-  return resultOk;
-}
-
-int BsExternlMediaAuthRequest::handleResponse(IBsInfoReader* info, const std::string& content,
-                                              IBsErrorInfo* error, NetReply* reply) {
-  parseEnvelope(info, content, error, reply);
-  const int code = error->errorCode();
-  // A failure status speaks for itself unless the body told a better reason.
-  if (reply->httpCode >= firstFailureStatus && (code == ErrorCode::none || code == ErrorCode::replyNotRead)) {
-    failExchange(info, *error, *reply);
-    return 1;
-  }
-  if (code == ErrorCode::replyNotRead) return 1;
-  return handleRequestData(this, info, error, reply);
-}
-
-int BsExternlMediaAuthRequest::parseEnvelope(IBsInfoReader*, const std::string& content, IBsErrorInfo* error,
-                                             NetReply*) {
-  Json::Value root;
-  std::string message;
-  int code = codeNotChecked;
-  if (checkResponseValid(content, root, message, code) != 0) return 1;
-  error->setError(code, message.c_str());
-  return 0;
-}
-
-int BsExternlMediaAuthRequest::checkResponseValid(const std::string& content, Json::Value& root,
-                                                  std::string& message, int& code) {
-  code = ErrorCode::replyNotRead;
-  if (!parseJson(content, root)) {
-    message = "can't read json. response:" + content;
-  } else if (!jsonMember(root, "code").isInt()) {
-    message = "can't read json.";
-  } else {
-    code = jsonMember(root, "code").asInt();
-    if (code == 0) {
-      KBL_LOG(info, name << ", success code:" << code << ",msg:" << message << ",content:" << content);
-      return 1;
-    }
-    message = jsonText(root, "msg");
-  }
-  KBL_LOG(info, name << ", error code:" << code << ",msg:" << message << ",content:" << content
-                     << ", url: " << configuredUrl());
-  return 0;
-}
-
-int BsExternlMediaAuthRequest::hookRequestInfo(IBsInfoReader* info, IBsErrorInfo*, NetReply*) {
-  if (auto* const record = dynamic_cast<IBsBaseInfoRW*>(info)) {
-    BsBaseInfoRW address;
-    address.setCharKeyConfig(RequestParamCharKey::url, configuredUrl().c_str());
-    record->updataFrom(&address);
-  }
-  return 0;
-}
-
-int BsExternlMediaAuthRequest::hookNetError(IBsInfoReader* info, IBsErrorInfo* error, NetReply*) {
-  if (auto* const param = dynamic_cast<IBsRequestParamReply*>(info)) {
-    param->setCharKeyConfig(RequestParamCharKey::url, configuredUrl().c_str());
-  }
-  KblBaseRequest::hookCallback(this, info, error);
-  KBL_LOG(error, name << ":network originCode:" << error->errorCode() << ", msg:" << error->errorMessage());
-  return 1;
-}
-
-int BsExternlMediaAuthRequest::handleRequestData(IBsBaseRequest*, IBsInfoReader*, IBsErrorInfo*, NetReply*) {
-  setReplyInfo(makeRef<BsExternlMediaAuthMixedInfo>());
-  return 0;
+void setOriginCode(IBsErrorInfo& error, int code) {
+  if (auto* const full = dynamic_cast<BsErrorInfo*>(&error)) full->setOriginCode(code);
 }
 
 }  // namespace KBL

@@ -1,8 +1,11 @@
-// The worker thread of a request, its retries, and the late release of references.
+#include "requests/RequestWorker.h"
+
 #include "authorize/switchboard/ExternlMediaAuthCallbackProxy.h"
-#include "foundation/KblLogger/KblLogger.h"
 #include "requests/BsExternlMediaAuthRequest.h"
 #include "requests/DetachedSleeper.h"
+#include <BsNet/BsErrorInfo.h>
+#include <KblLogger/KblLogger.h>
+#include <KblUtils/HostCode.h>
 
 #include <algorithm>
 #include <limits>
@@ -20,133 +23,157 @@ int longerTimeout(int timeout, int step) {
 }
 }  // namespace
 
-int BsExternlMediaAuthRequest::asyncRequestWithInfo(IBsInfoReader* info) {
-  return start(info, AbortFlag::clear) == Started::yes ? 0 : 1;
-}
+RequestWorker::RequestWorker(BsExternlMediaAuthRequest& request) : request_(request) {}
 
-bool BsExternlMediaAuthRequest::takeWorker(AbortFlag abortFlagRule, Started& refusal) {
-  const std::lock_guard lock(asyncMutex);
-  if (asyncRunning) {
+bool RequestWorker::takeWorker(AbortFlag abortFlagRule, Started& refusal) {
+  const std::lock_guard lock(request_.asyncMutex);
+  if (request_.asyncRunning) {
     refusal = Started::alreadyRunning;
     return false;
   }
-  const std::lock_guard abortLock(abortMutex);
-  if (abortedForGood_ || (abortFlagRule == AbortFlag::respect && abortFlag != 0)) {
-    refusal = Started::no;
+  const std::lock_guard abortLock(request_.abortMutex);
+  if (abortedForGood_ || (abortFlagRule == AbortFlag::respect && request_.abortFlag != 0)) {
+    refusal = Started::refused;
     return false;
   }
-  abortFlag = 0;
-  asyncRunning = true;
+  request_.abortFlag = 0;
+  request_.asyncRunning = true;
   return true;
 }
 
-BsExternlMediaAuthRequest::Started BsExternlMediaAuthRequest::start(IBsInfoReader* info,
-                                                                    AbortFlag abortFlagRule) {
-  if (info == nullptr) return Started::no;
-  if (Started refusal = Started::no; !takeWorker(abortFlagRule, refusal)) {
+RequestWorker::Started RequestWorker::start(IBsInfoReader* info, AbortFlag abortFlagRule) {
+  if (info == nullptr) return Started::refused;
+  if (Started refusal = Started::refused; !takeWorker(abortFlagRule, refusal)) {
     if (refusal == Started::alreadyRunning) {
-      KBL_LOG_AS(info, startFunction, name << ":asyncRequest not finished, return");
+      KBL_LOG_AS(severityInfo, startFunction,
+                 request_.getRequestName() << ":asyncRequest not finished, return");
     }
     return refusal;
   }
   const int infoCount = info->AddRef();
-  const int requestCount = AddRef();
-  KBL_LOG_AS(info, startFunction, name << ", this refCnt:" << requestCount << "info refCnt: " << infoCount);
+  const int requestCount = request_.AddRef();
+  KBL_LOG_AS(severityInfo, startFunction,
+             request_.getRequestName() << ", this refCnt:" << requestCount << "info refCnt: " << infoCount);
   {
     // The worker takes this lock before it ends, so the handle is stored while the request surely lives.
-    const std::lock_guard lock(asyncMutex);
-    asyncThread = startThread([this, info] { _asyncRequestWithInfo(info); });
-    if (asyncThread != nullptr) return Started::yes;
-    asyncRunning = false;
+    const std::lock_guard lock(request_.asyncMutex);
+    request_.asyncThread =
+        BsExternlMediaAuthRequest::startThread([this, info] { request_._asyncRequestWithInfo(info); });
+    if (request_.asyncThread != nullptr) return Started::yes;
+    request_.asyncRunning = false;
   }
   info->Release();
-  Release();
-  return Started::no;
+  request_.Release();
+  return Started::noWorker;
 }
 
-void BsExternlMediaAuthRequest::_asyncRequestWithInfo(IBsInfoReader* info) {
+void RequestWorker::run(IBsInfoReader* info) {
+  runAndTell(info);
+  end(info);
+}
+
+void RequestWorker::runAndTell(IBsInfoReader* info) {
+  const ScopedRequestFlow scope(request_.flow().get());
+  KBL_LOG_AS(severityInfo, workerFunction, "base _asyncRequestWithInfo:" << request_.getRequestName());
+  RefPtr<IBsErrorInfo> error;
   try {
-    KBL_LOG(info, "base _asyncRequestWithInfo:" << name);
-    const RefPtr<IBsErrorInfo> error = runTries(info);
-    tellOutcome(info, *error);
+    error = runTries(info);
   } catch (...) {
-    // Memory is short; the references are given back all the same.
+    passThreadEnd();
   }
-  endWorker(info);
+  if (error) {
+    tellOutcome(info, *error);
+  } else {
+    tellNotRun(info);
+  }
 }
 
-RefPtr<IBsErrorInfo> BsExternlMediaAuthRequest::runTries(IBsInfoReader* info) {
-  const int timeout = timeoutMs;
-  const int attempts = std::max(retryTimes, 0) + 1;
-  const auto tryLine = [&](IBsErrorInfo& error, int tries, bool isAborted) {
+RefPtr<IBsErrorInfo> RequestWorker::runTries(IBsInfoReader* info) {
+  const int timeout = request_.timeoutMs;
+  const int attempts = std::max(request_.retryTimes, 0) + 1;
+  const auto tryLine = [&](const ErrorState& error, int tries, bool isAborted) {
     std::ostringstream text;
-    text << name << ", base _asyncRequestWithInfo cb, size:" << responseSize_
-         << ", code:" << error.errorCode() << ", msg:" << error.errorMessage() << ", try:" << tries << "/"
-         << attempts << ", abort:" << isAborted;
+    text << request_.getRequestName()
+         << ", base _asyncRequestWithInfo cb, size:" << request_.exchange_.responseSize()
+         << ", code:" << error.code << ", msg:" << error.message << ", try:" << tries << "/" << attempts
+         << ", abort:" << isAborted;
     return text.str();
   };
 
   RefPtr<IBsErrorInfo> error;
+  ErrorState state;
   int result = 1;
   int tries = 0;
   for (;;) {
-    error = runAttempt(info);
+    error = request_.exchange_.run(request_, info);
+    state = errorStateOf(*error);
     ++tries;
-    KBL_LOG_AS(info, workerFunction, tryLine(*error, tries, aborted()));
-    if (error->errorCode() == 0) {
+    KBL_LOG_AS(severityInfo, workerFunction, tryLine(state, tries, aborted()));
+    if (state.code == ErrorCode::none) {
       result = 0;
       break;
     }
-    if (needToRetry(error->errorCode(), nullptr) == 0) break;
-    timeoutMs = longerTimeout(timeoutMs, timeout);
+    if (request_.needToRetry(state.code, nullptr) == 0) break;
+    request_.timeoutMs = longerTimeout(request_.timeoutMs, timeout);
     if (aborted() || tries >= attempts) break;
   }
-  timeoutMs = timeout;
-  KBL_LOG_AS(info, workerFunction, tryLine(*error, tries, aborted()) << ", result:" << result);
+  request_.timeoutMs = timeout;
+  KBL_LOG_AS(severityInfo, workerFunction, tryLine(state, tries, aborted()) << ", result:" << result);
   return error;
 }
 
-void BsExternlMediaAuthRequest::tellOutcome(IBsInfoReader* info, IBsErrorInfo& error) {
+// Short memory may cost the host an answer, but never leaves those behind that wait.
+void RequestWorker::tellOutcome(IBsInfoReader* info, IBsErrorInfo& error) {
   ExternlMediaAuthCallbackProxy& switchboard = ExternlMediaAuthCallbackProxy::instance();
-  if (switchboard.knowsOwner(ownerTag_)) {
-    _callback(info, &error, false);
-  } else {
-    dropWaitingRequests(info, &error, false);
+  bool told = false;
+  try {
+    if (switchboard.knowsOwner(request_.ownerTag())) {
+      request_._callback(info, &error, false);
+      told = true;
+    }
+  } catch (...) {
+    passThreadEnd();
   }
-  if (notifyMode_ == 1 && switchboard.knowsOwner(ownerTag_)) {
-    switchboard.cbRequestNotify(ownerTag_, userUuid_);
+  if (!told) request_.chain_.dropNext(info, &error, false);
+  try {
+    if (notifyMode_ == 1 && switchboard.knowsOwner(request_.ownerTag())) {
+      switchboard.cbRequestNotify(request_.ownerTag(), request_.userUuid());
+    }
+  } catch (...) {
+    passThreadEnd();
   }
+}
+
+void RequestWorker::tellNotRun(IBsInfoReader* info) {
+  const RefPtr<IBsErrorInfo> error = request_.errorInfo();
+  error->setError(ErrorCode::noNetworkClient, "create network request failed");
+  if (error->errorCode() == ErrorCode::none) return request_.chain_.dropNext(info, error.get(), false);
+  tellOutcome(info, *error);
 }
 
 /// Gives two references of the request back: the one of the start, and the creator's, which came with it.
 /// Nothing may touch the request afterwards.
-void BsExternlMediaAuthRequest::endWorker(IBsInfoReader* info) {
+void RequestWorker::end(IBsInfoReader* info) {
   {
-    const std::lock_guard lock(asyncMutex);
-    asyncRunning = false;
+    const std::lock_guard lock(request_.asyncMutex);
+    request_.asyncRunning = false;
   }
-  delayRelease(lateReleaseMs);
+  request_.delayRelease(lateReleaseMs);
   info->Release();
   // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): of two references the first is never the last
-  letOwnThreadGo();
-  delayRelease(lateReleaseMs);
+  request_.letOwnThreadGo();
+  request_.delayRelease(lateReleaseMs);
 }
 
-void BsExternlMediaAuthRequest::delayRelease(int milliseconds) {
-  // Without a thread for the sleep the reference goes at once, which is sound because every caller's call is
-  // the last thing that it does with that reference.
-  if (!runDetachedAfter(milliseconds, [this] { Release(); })) Release();
-}
-
-void BsExternlMediaAuthRequest::abortForGood() {
-  const std::lock_guard lock(abortMutex);
-  abortFlag = 1;
+void RequestWorker::abortForGood() {
+  const std::lock_guard lock(request_.abortMutex);
+  request_.abortFlag = 1;
   abortedForGood_ = true;
 }
 
-bool BsExternlMediaAuthRequest::aborted() {
-  const std::lock_guard lock(abortMutex);
-  return abortFlag != 0;
+bool RequestWorker::aborted() {
+  const std::lock_guard lock(request_.abortMutex);
+  return request_.abortFlag != 0;
 }
 
 }  // namespace KBL

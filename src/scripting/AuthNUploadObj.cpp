@@ -1,13 +1,15 @@
 #include "scripting/AuthNUploadObj.h"
 
 #include "authorize/switchboard/AuthorizeTable.h"
-#include "foundation/BsNet/Result.h"
-#include "foundation/KblLogger/KblLogger.h"
-#include "foundation/KblUtils/StringUtil.h"
-#include "scripting/PythonRunTime.h"
-#include "uploaders/UploadPlatform.h"
-#include "uploaders/hostField.h"
+#include "scripting/python/PythonRunTime.h"
+#include "uploaders/proxies/UploadPlatform.h"
+#include "uploaders/proxies/hostField.h"
+#include <KblLogger/KblLogger.h>
+#include <KblUtils/HostCode.h>
+#include <KblUtils/Result.h>
+#include <KblUtils/StringUtil.h>
 
+#include <initializer_list>
 #include <iterator>
 #include <string>
 
@@ -25,6 +27,26 @@ void copyBounded(char* buffer, const std::string& text, std::size_t room) {
   kbl_strcpy(buffer, StringUtil::cutUtf8(text, room - 1).c_str());
 }
 
+/// Whether scripts can be given the host's texts, null included; logs when not. Such a text never reaches a
+/// script, which could not say so.
+bool areUtf8(const char* caller, std::initializer_list<const char*> texts) {
+  for (const char* const text : texts) {
+    if (text == nullptr || StringUtil::isUtf8(text)) continue;
+    KBL_LOG_AS(severityWarning, caller, "[AuthNUpload] " << caller << ", text is not UTF-8");
+    return false;
+  }
+  return true;
+}
+
+/// The same of what an upload's script always gets. It would fail at its first text otherwise, and no event
+/// would ever tell.
+bool isUtf8(const hostTransferRecord& record) {
+  return areUtf8("CAuthNUploadObj::StartUpload",
+                 {fieldText(record.filePath).c_str(), fieldText(record.title).c_str(),
+                  fieldText(record.description).c_str(), fieldText(record.privacy).c_str(),
+                  fieldText(record.tags).c_str(), fieldText(record.category).c_str()});
+}
+
 void writeObsolete(const char* caller, char* error) {
   if (error != nullptr) kbl_strcpy(error, (std::string(caller) + ", mark as obsolete").c_str());
 }
@@ -33,7 +55,7 @@ void writeObsolete(const char* caller, char* error) {
 bool warnObsolete(int platform, const char* caller) {
   const UploadPlatform* const native = findUploadPlatform(platform);
   if (native == nullptr || findAuthorize(native->managerIndex) == nullptr) return false;
-  KBL_LOG_AS(warning, "warnObsolete",
+  KBL_LOG_AS(severityWarning, "warnObsolete",
              "[AuthNUpload] " << caller << ", " << native->name << " mark as obsolete");
   return true;
 }
@@ -41,11 +63,22 @@ bool warnObsolete(int platform, const char* caller) {
 CAuthNUploadObj::CAuthNUploadObj() : events_(std::make_shared<UploadEventSink>()), scriptHandle_(events_) {}
 
 CAuthNUploadObj::~CAuthNUploadObj() {
+  end();
+}
+
+void CAuthNUploadObj::end() {
   events_->close();
-  if (proxy_ == nullptr) return;
+  std::shared_ptr<IPlatformUploadProxy> last;
+  {
+    const std::lock_guard lock(proxyMutex_);
+    ended_ = true;
+    last.swap(proxy_);
+  }
+  if (last == nullptr) return;
   try {
-    proxy_->StopUpload();
+    last->StopUpload();
   } catch (...) {
+    passThreadEnd();
     // Memory is short: the upload may go on, unheard.
   }
 }
@@ -73,12 +106,12 @@ std::int32_t CAuthNUploadObj::GetLoginURL(char* url) {
   if (url == nullptr) return resultNullArgument;
   const std::string text = script_->GetLoginURL();
   copyBounded(url, text, loginUrlRoom);
-  KBL_LOG(info, "[AuthNUpload] LoginURL:" << text);
+  KBL_LOG(severityInfo, "[AuthNUpload] LoginURL:" << text);
   return text.empty() ? resultNullArgument : resultOk;
 }
 
 std::int32_t CAuthNUploadObj::Logout() {
-  if (proxy_ != nullptr) return proxy_->Logout();
+  if (const auto native = proxy()) return native->Logout();
   if (script_ == nullptr) return resultNoObject;
   script_->Logout();
   return resultOk;
@@ -91,10 +124,10 @@ std::int32_t CAuthNUploadObj::VerifyRedirectURL(const char* url, char* error) {
     return resultOk;
   }
   if (script_ == nullptr) return resultNoObject;
-  if (url == nullptr || error == nullptr) return resultNullArgument;
-  KBL_LOG(info, "[AuthNUpload] VerifyRedirectURL:" << url);
+  if (url == nullptr || error == nullptr || !areUtf8(caller, {url})) return resultNullArgument;
+  KBL_LOG(severityInfo, "[AuthNUpload] VerifyRedirectURL:" << url);
   const int answer = script_->VerifyRedirectURL(url);
-  KBL_LOG(info, "[AuthNUpload] Verify result:" << answer);
+  KBL_LOG(severityInfo, "[AuthNUpload] Verify result:" << answer);
   if (answer == verifyNotUsable) return resultNullArgument;
   if (answer != verifyFailed) return resultOk;
   copyBounded(error, script_->GetLastError(), errorTextRoom);
@@ -108,18 +141,18 @@ std::int32_t CAuthNUploadObj::SetAccessToken(const char* token, char* error) {
     return resultOk;
   }
   if (script_ == nullptr) return resultNoObject;
-  if (token == nullptr || error == nullptr) return resultNullArgument;
+  if (token == nullptr || error == nullptr || !areUtf8(caller, {token})) return resultNullArgument;
   const bool refused = script_->SetAccessToken(token) == 0;
   const std::string text = script_->GetLastError();
   copyBounded(error, text, errorTextRoom);
   if (!refused) return resultOk;
-  KBL_LOG(info, "[AuthNUpload] AccessToken error:" << text);
+  KBL_LOG(severityInfo, "[AuthNUpload] AccessToken error:" << text);
   return resultFailed;
 }
 
 std::int32_t CAuthNUploadObj::GetUserInfo(hostAccountRecord* record) {
   if (record == nullptr) return resultNullArgument;
-  if (IPlatformUploadProxy* const proxy = ensureProxy()) return proxy->GetUserInfo(record);
+  if (const auto native = ensureProxy()) return native->GetUserInfo(record);
   if (script_ == nullptr) return resultNoObject;
   const std::string token = script_->GetAccessToken();
   if (token == noToken) return resultFailed;
@@ -144,23 +177,26 @@ std::int32_t CAuthNUploadObj::SetCallback(TransferCallback callback) {
 
 std::int32_t CAuthNUploadObj::StartUpload(hostTransferRecord* record) {
   if (record == nullptr) return resultNullArgument;
-  if (IPlatformUploadProxy* const proxy = ensureProxy()) return proxy->StartUpload(record);
+  if (const auto native = ensureProxy()) return native->StartUpload(record);
   if (script_ == nullptr) return resultNoObject;
+  if (!isUtf8(*record)) return resultNullArgument;
   script_->StartUpload(*record);
   return resultOk;
 }
 
 std::int32_t CAuthNUploadObj::StopUpload() {
-  if (proxy_ != nullptr) return proxy_->StopUpload();
+  if (const auto native = proxy()) return native->StopUpload();
   if (script_ == nullptr) return resultNoObject;
   script_->StopUpload();
   return resultOk;
 }
 
 std::int32_t CAuthNUploadObj::SetAppIdAndSecret(const char* id, const char* secret, const char* redirectUrl) {
-  if (warnObsolete(platform_, "CAuthNUploadObj::SetAppIdAndSecret")) return resultOk;
+  static constexpr const char* caller = "CAuthNUploadObj::SetAppIdAndSecret";
+  if (warnObsolete(platform_, caller)) return resultOk;
   if (script_ == nullptr) return resultNoObject;
-  if (id == nullptr || secret == nullptr) return resultNullArgument;
+  if (id == nullptr || secret == nullptr || !areUtf8(caller, {id, secret, redirectUrl}))
+    return resultNullArgument;
   script_->SetAppKey(id);
   script_->SetAppSecret(secret);
   script_->SetRedirectURL(redirectUrl);
@@ -168,19 +204,29 @@ std::int32_t CAuthNUploadObj::SetAppIdAndSecret(const char* id, const char* secr
 }
 
 std::int32_t CAuthNUploadObj::PushMessage(hostShareRecord* record) {
-  if (warnObsolete(platform_, "CAuthNUploadObj::PushMessage")) return resultOk;
+  static constexpr const char* caller = "CAuthNUploadObj::PushMessage";
+  if (warnObsolete(platform_, caller)) return resultOk;
   if (script_ == nullptr) return resultNoObject;
   if (record == nullptr) return resultNullArgument;
-  script_->ShareLink(fieldText(record->first), fieldText(record->second));
+  const std::string first = fieldText(record->first);
+  const std::string second = fieldText(record->second);
+  if (!areUtf8(caller, {first.c_str(), second.c_str()})) return resultNullArgument;
+  script_->ShareLink(first, second);
   return resultOk;
 }
 
-IPlatformUploadProxy* CAuthNUploadObj::ensureProxy() {
-  if (proxy_ != nullptr) return proxy_.get();
+std::shared_ptr<IPlatformUploadProxy> CAuthNUploadObj::ensureProxy() {
+  if (auto standing = proxy()) return standing;
   const UploadPlatform* const native = findUploadPlatform(platform_);
   if (native == nullptr || findAuthorize(native->managerIndex) == nullptr) return nullptr;
-  proxy_ = native->makeProxy(events_);
-  return proxy_.get();
+  const std::lock_guard lock(proxyMutex_);
+  if (proxy_ == nullptr && !ended_) proxy_ = native->makeProxy(events_);
+  return proxy_;
+}
+
+std::shared_ptr<IPlatformUploadProxy> CAuthNUploadObj::proxy() {
+  const std::lock_guard lock(proxyMutex_);
+  return proxy_;
 }
 
 }  // namespace KBL

@@ -1,15 +1,17 @@
 #pragma once
 
-#include "authorize/switchboard/IExternlMediaTransfer.h"
-#include "boundary/records/HostRecords.h"
-#include "scripting/PythonAuObject.h"
-#include "scripting/ScriptEventEntry.h"
 #include "scripting/UploadEventSink.h"
-#include "uploaders/IPlatformUploadProxy.h"
+#include "scripting/python/PythonAuObject.h"
+#include "scripting/python/ScriptEventEntry.h"
+#include "uploaders/proxies/UploadPlatform.h"
+#include <ExternlMediaTransfer/HostRecords.h>
+#include <ExternlMediaTransfer/IExternlMediaTransfer.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <mutex>
+#include <utility>
 
 namespace KBL {
 
@@ -21,8 +23,9 @@ namespace KBL {
 /// proxy wherever the platform's manager exists, a script object otherwise; without that, too, the answer is
 /// resultNoObject. With a manager the calls of the script age are obsolete: they warn and do nothing.
 ///
-/// The transfer's thread calls the operations; `userCallBack` comes on workers and on threads of scripts. The
-/// host configures before it starts. Its end stops a native upload and calls nothing in the script.
+/// The transfer's thread calls the operations, and StopUpload may come on any other; `userCallBack` comes on
+/// workers and on threads of scripts. The host configures before it starts. Its end stops a native upload and
+/// calls nothing in the script.
 class CAuthNUploadObj final {
  public:
   CAuthNUploadObj();
@@ -30,7 +33,8 @@ class CAuthNUploadObj final {
   CAuthNUploadObj(const CAuthNUploadObj&) = delete;
   CAuthNUploadObj& operator=(const CAuthNUploadObj&) = delete;
 
-  // In the order of the slots. Results are values of _Result, or the proxy's.
+  // In the order of the slots. Results are values of _Result, or the proxy's. A text for the script that is
+  // no UTF-8 gives 2, and the script is not called.
   /// Once. The first one of a process loads the script.
   virtual std::int32_t SetPlatform(std::uint32_t platform);
   /// 5 for an unknown brand.
@@ -59,24 +63,33 @@ class CAuthNUploadObj final {
 
   void setHostContext(void* context) { events_->setHostContext(context); }
   [[nodiscard]] void* hostContext() const { return events_->hostContext(); }
-  /// The transfer that owns this object and that the host is told with each event; borrowed.
-  void setTransfer(IExternlMediaTransfer* transfer) { events_->setTransfer(transfer); }
+  /// The transfer that owns this object and that the host is told with each event.
+  void setTransfer(std::weak_ptr<IExternlMediaTransfer> transfer) {
+    events_->setTransfer(std::move(transfer));
+  }
   /// The way of all events to the host; outlives this object.
   [[nodiscard]] std::shared_ptr<UploadEventSink> events() const { return events_; }
   /// Tells the host what happened; see IUploadEventSink.
   void userCallBack(unsigned code, const char* text, int value) const {
-    events()->userCallBack(code, text, value);
+    events_->userCallBack(code, text, value);
   }
+  /// From now on nothing reaches the host; a native upload is told to stop, and none starts any more. Never
+  /// throws. The destructor does the same, if nobody did.
+  void end();
 
  private:
   /// The proxy, made on first need; null while the platform has no manager or is not native.
-  IPlatformUploadProxy* ensureProxy();
+  std::shared_ptr<IPlatformUploadProxy> ensureProxy();
+  /// The proxy that stands, or null.
+  std::shared_ptr<IPlatformUploadProxy> proxy();
 
   std::unique_ptr<CPythonAuObject> script_;  ///< null until SetPlatform, and for platforms without scripts
   std::int32_t platform_ = -1;
   std::shared_ptr<UploadEventSink> events_;
   ScriptEventHandle scriptHandle_;
+  std::mutex proxyMutex_;  // a leaf; a stop may come from another upload's event
   std::shared_ptr<IPlatformUploadProxy> proxy_;
+  bool ended_ = false;
 };
 
 }  // namespace KBL

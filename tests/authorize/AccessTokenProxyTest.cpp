@@ -1,6 +1,7 @@
 #include "authorize/AccessTokenProxy.h"
 #include "authorize/ManagerFixture.h"
-#include "boundary/records/ExternlMediaInfoType.h"
+#include "support/WaitUntil.h"
+#include <ExternlMediaTransfer/RecordInterfaces.h>
 
 using namespace KBL;
 
@@ -26,7 +27,7 @@ TEST_F(AccessTokenProxyAlone, LogsItsInterval) {
   const auto lines = logger->lines();
   ASSERT_EQ(lines.size(), 1U);
   EXPECT_EQ(lines[0].text, "diks_id, nobody.1, uuid: urefresh interval:-300000 ms");
-  EXPECT_EQ(lines[0].severity, IBsLogger::info);
+  EXPECT_EQ(lines[0].severity, IBsLogger::severityInfo);
 }
 
 TEST_F(AccessTokenProxyAlone, StoppingLogsAndSetsTheFlag) {
@@ -70,33 +71,51 @@ class Refresher : public ManagerFixture {
 TEST_F(Refresher, DoesNothingUntilTheIntervalHasPassed) {
   time->advance(119'999);
   time->advance(0);
-  EXPECT_TRUE(network.requests("/credentials").empty());
+  EXPECT_TRUE(network.exchanges("/credentials").empty());
   network.hold("/token");
   ASSERT_TRUE(runUntil([&] { return proxy->refreshing(); }, 30'000));
-  EXPECT_TRUE(network.waitForRequests("/token", 1));
+  EXPECT_TRUE(network.waitForExchanges("/token", 1));
   network.open("/token");
 }
 
 TEST_F(Refresher, StartsNoSecondRefreshWhileOneIsUnderWay) {
   network.hold("/token");
   ASSERT_TRUE(runUntil([&] { return proxy->refreshing(); }, 30'000));
-  ASSERT_TRUE(network.waitForRequests("/token", 1));
+  ASSERT_TRUE(network.waitForExchanges("/token", 1));
   for (int minutes = 0; minutes < 10; ++minutes) time->advance(60'000);
-  EXPECT_EQ(network.requests("/credentials").size(), 1U);
+  EXPECT_EQ(network.exchanges("/credentials").size(), 1U);
   network.open("/token");
   EXPECT_TRUE(runUntil([&] { return !proxy->refreshing(); }));
 }
 
+TEST_F(Refresher, LooksTwiceASecondWhetherItsTimeHasCome) {
+  proxy->setRefreshInterval(0);
+  network.hold("/credentials");
+  time->advance(499);
+  ASSERT_TRUE(time->waitForWaiters(1));
+  EXPECT_TRUE(logger->linesWith("refreshAccessToken").empty());
+  time->advance(1);
+  EXPECT_TRUE(logger->waitForLineWith("refreshAccessToken"));
+  network.open("/credentials");
+}
+
 TEST_F(Refresher, ARefusedRefreshClearsTheFlagAndWaitsForTheNextInterval) {
+  const auto refusals = [&] { return logger->linesWith(" is not exist").size(); };
   AuthorizeTestAccess::setEntries(*manager, {});
-  ASSERT_TRUE(runUntil([&] { return !logger->linesWith(" is not exist").empty(); }, 30'000));
-  EXPECT_TRUE(runUntil([&] { return !proxy->refreshing(); }, 0));
-  ASSERT_TRUE(runUntil([&] { return logger->linesWith(" is not exist").size() == 2; }, 30'000));
-  EXPECT_TRUE(network.requests("/credentials").empty());
+  time->advance(120'000);
+  ASSERT_TRUE(waitUntil([&] { return refusals() == 1; }));
+  ASSERT_TRUE(time->waitForWaiters(1)) << "the tick is over";
+  EXPECT_FALSE(proxy->refreshing());
+  time->advance(119'500);
+  ASSERT_TRUE(time->waitForWaiters(1));
+  EXPECT_EQ(refusals(), 1U);
+  time->advance(500);
+  EXPECT_TRUE(waitUntil([&] { return refusals() == 2; }));
+  EXPECT_TRUE(network.exchanges("/credentials").empty());
 }
 
 TEST_F(Refresher, AStoppedOneRefreshesNoMore) {
   proxy->waitToStop(0);
   EXPECT_TRUE(runUntil([&] { return time->waiters() == 0; }, 60'000));
-  EXPECT_TRUE(network.requests("/credentials").empty());
+  EXPECT_TRUE(network.exchanges("/credentials").empty());
 }

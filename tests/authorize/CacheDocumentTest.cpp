@@ -1,7 +1,7 @@
 #include "authorize/CacheDocument.h"
 #include "authorize/ManagerFixture.h"
-#include "foundation/BsNet/cipher.h"
 #include "support/Seed.h"
+#include <BsNet/cipher.h>
 
 #include <gtest/gtest.h>
 #include <json/reader.h>
@@ -17,7 +17,7 @@ class CacheDocument : public testing::Test {
 
   /// The digits of any padded text.
   static std::string sealed(const std::string& padded) {
-    const auto text = sealCacheDocument(padded);
+    const auto text = sealCacheDocument(padded, CipherKey::current());
     EXPECT_TRUE(text.has_value());
     return text.value_or("");
   }
@@ -25,6 +25,10 @@ class CacheDocument : public testing::Test {
  private:
   TemporaryDirectory directory_;
 };
+
+std::optional<CacheEntries> opened(const std::string& text) {
+  return openCacheText(text, CipherKey::current());
+}
 
 ExternlMediaCacheInfo fullRecord() {
   ExternlMediaCacheInfo record;
@@ -85,7 +89,7 @@ TEST_F(CacheDocument, OfAnEmptyListIsNull) {
 }
 
 TEST_F(CacheDocument, EveryFieldSurvivesSealingAndOpening) {
-  const auto list = openCacheText(sealed(padCacheDocument(cacheDocument({fullRecord(), {}}, "now"))));
+  const auto list = opened(sealed(padCacheDocument(cacheDocument({fullRecord(), {}}, "now"))));
   ASSERT_TRUE(list.has_value());
   ASSERT_EQ(list->size(), 2U);
   const ExternlMediaCacheInfo& record = list->front();
@@ -114,7 +118,7 @@ TEST_F(CacheDocument, ThirtyTwoBytesTakeNoPaddingAndStillLoad) {
   EXPECT_EQ(padCacheDocument(document), document);
   const std::string text = sealed(document);
   EXPECT_EQ(text.size(), 64U);
-  const auto list = openCacheText(text);
+  const auto list = opened(text);
   ASSERT_TRUE(list.has_value());
   EXPECT_EQ(list->at(0).userUuid, "0123456789abcd");
 }
@@ -124,45 +128,45 @@ TEST_F(CacheDocument, ThirtyThreeBytesTakeFifteenOnes) {
 }
 
 TEST_F(CacheDocument, SeventeenDigitsAreRefusedBeforeDecipherment) {
-  EXPECT_FALSE(openCacheText(std::string(17, 'a')).has_value());
+  EXPECT_FALSE(opened(std::string(17, 'a')).has_value());
 }
 
 TEST_F(CacheDocument, AGoodTextWithOneDigitTooManyIsRefused) {
   const std::string good = sealed("[{\"user_uuid\":\"0123456789abcd\"}]");
-  ASSERT_TRUE(openCacheText(good).has_value());
-  EXPECT_FALSE(openCacheText(good + "a").has_value());
+  ASSERT_TRUE(opened(good).has_value());
+  EXPECT_FALSE(opened(good + "a").has_value());
 }
 
 TEST_F(CacheDocument, SixteenDigitsAreTriedAndHoldNoDocument) {
-  EXPECT_FALSE(openCacheText(std::string(16, 'a')).has_value());
+  EXPECT_FALSE(opened(std::string(16, 'a')).has_value());
 }
 
 TEST_F(CacheDocument, AnEmptyTextHoldsNoDocument) {
-  EXPECT_FALSE(openCacheText("").has_value());
+  EXPECT_FALSE(opened("").has_value());
 }
 
 TEST_F(CacheDocument, DamagedPaddingBehindTheLastBracketIsIgnored) {
-  const auto list = openCacheText(sealed(padCacheDocument("[{\"user_uuid\":\"u\"}]garbage {{{ \"\n")));
+  const auto list = opened(sealed(padCacheDocument("[{\"user_uuid\":\"u\"}]garbage {{{ \"\n")));
   ASSERT_TRUE(list.has_value());
   EXPECT_EQ(list->at(0).userUuid, "u");
 }
 
 TEST_F(CacheDocument, AnEmptyArrayIsAnEmptyList) {
-  const auto list = openCacheText(sealed(padCacheDocument("[]\n")));
+  const auto list = opened(sealed(padCacheDocument("[]\n")));
   ASSERT_TRUE(list.has_value());
   EXPECT_TRUE(list->empty());
 }
 
 TEST_F(CacheDocument, TheDocumentOfAnEmptyListDoesNotLoad) {
-  EXPECT_FALSE(openCacheText(sealed(padCacheDocument(cacheDocument({}, "now")))).has_value());
+  EXPECT_FALSE(opened(sealed(padCacheDocument(cacheDocument({}, "now")))).has_value());
 }
 
 TEST_F(CacheDocument, ARootThatIsNoArrayDoesNotLoad) {
-  EXPECT_FALSE(openCacheText(sealed(padCacheDocument("{\"a\":[1]}\n"))).has_value());
+  EXPECT_FALSE(opened(sealed(padCacheDocument("{\"a\":[1]}\n"))).has_value());
 }
 
 TEST_F(CacheDocument, MissingAndWronglyTypedMembersReadAsEmptyAndZero) {
-  const auto list = openCacheText(sealed(padCacheDocument(
+  const auto list = opened(sealed(padCacheDocument(
       R"([{"access_token":7,"access_token_expires_in":"x","disk_type":[],"user_uuid":{"a":1}},3,null])")));
   ASSERT_TRUE(list.has_value());
   ASSERT_EQ(list->size(), 3U);
@@ -175,14 +179,13 @@ TEST_F(CacheDocument, MissingAndWronglyTypedMembersReadAsEmptyAndZero) {
 }
 
 TEST_F(CacheDocument, ADocumentNestedAThousandDeepDoesNotLoad) {
-  EXPECT_FALSE(
-      openCacheText(sealed(padCacheDocument(std::string(5000, '[') + std::string(5000, ']')))).has_value());
+  EXPECT_FALSE(opened(sealed(padCacheDocument(std::string(5000, '[') + std::string(5000, ']')))).has_value());
 }
 
 TEST_F(CacheDocument, ATokenOfAHundredThousandCharactersSurvives) {
   ExternlMediaCacheInfo record = fullRecord();
   record.thirdAccessToken = std::string(100'000, 't');
-  const auto list = openCacheText(sealed(padCacheDocument(cacheDocument({record}, "now"))));
+  const auto list = opened(sealed(padCacheDocument(cacheDocument({record}, "now"))));
   ASSERT_TRUE(list.has_value());
   EXPECT_TRUE(list->at(0).thirdAccessToken == record.thirdAccessToken);
 }
@@ -193,14 +196,22 @@ TEST_F(CacheDocument, RandomDigitsNeverBreakTheReader) {
   for (int round = 0; round < 200; ++round) {
     std::string text(16 * (1 + generator() % 20), '0');
     for (char& digit : text) digit = digits[generator() % digits.size()];
-    (void)openCacheText(text);
+    (void)opened(text);
   }
 }
 
 TEST_F(CacheDocument, ATextPastTheLimitIsRefused) {
-  EXPECT_FALSE(openCacheText(std::string(maxCacheTextSize + 16, '0')).has_value());
+  EXPECT_FALSE(opened(std::string(maxCacheTextSize + 16, '0')).has_value());
+}
+
+TEST_F(CacheDocument, ADocumentWhoseDigitsReachTheLimitIsTheLargestThatIsSealed) {
+  const auto digits = sealCacheDocument(std::string(maxCacheTextSize / 2, 'x'), CipherKey::current());
+  ASSERT_TRUE(digits.has_value());
+  EXPECT_EQ(digits->size(), maxCacheTextSize);
+  EXPECT_FALSE(
+      sealCacheDocument(std::string(maxCacheTextSize / 2 + 16, 'x'), CipherKey::current()).has_value());
 }
 
 TEST_F(CacheDocument, AnUnpaddedDocumentIsNotSealed) {
-  EXPECT_FALSE(sealCacheDocument(std::string(17, 'x')).has_value());
+  EXPECT_FALSE(sealCacheDocument(std::string(17, 'x'), CipherKey::current()).has_value());
 }

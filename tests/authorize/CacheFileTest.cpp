@@ -1,8 +1,8 @@
 #include "authorize/CacheDocument.h"
 #include "authorize/CacheFile.h"
 #include "authorize/ManagerFixture.h"
-#include "foundation/BsNet/cipher.h"
-#include "foundation/KblUtils/KblSqliteUnit.h"
+#include <BsNet/cipher.h>
+#include <KblUtils/KblSqliteUnit.h>
 
 #include <gtest/gtest.h>
 
@@ -69,6 +69,25 @@ TEST_F(CacheFile, WhatIsSavedIsLoadedInOrder) {
   ASSERT_EQ(list.size(), 2U);
   EXPECT_EQ(list[0].userUuid, "a");
   EXPECT_EQ(list[1].userUuid, "b");
+}
+
+TEST_F(CacheFile, IsKeptUnderItsNames) {
+  ASSERT_TRUE(saveCacheFile(path(), listOf({"a"})));
+  KblSqliteUnit unit;
+  ASSERT_EQ(unit.open(path().c_str()), resultOk);
+  char* value = nullptr;
+  EXPECT_EQ(unit.getSettingValue("AppSetting", "Authorize", &value), resultOk);
+  EXPECT_NE(value, nullptr);
+  KblSqliteUnit::freeSettingValue(value);
+}
+
+TEST_F(CacheFile, TwoRecordsOfOneUserLoadAsTwo) {
+  ASSERT_TRUE(saveCacheFile(path(), listOf({"a", "b", "a"})));
+  CacheEntries list;
+  ASSERT_TRUE(loadCacheFile(path(), list));
+  ASSERT_EQ(list.size(), 3U);
+  EXPECT_EQ(list[0].userNickName, "0");
+  EXPECT_EQ(list[2].userNickName, "2");
 }
 
 TEST_F(CacheFile, HoldsNoPlainSecret) {
@@ -141,7 +160,8 @@ TEST_F(CacheFile, ATableThatCannotBeMadeIsLogged) {
   const auto lines = logger->linesWith("create table appsetting FAILED");
   ASSERT_EQ(lines.size(), 1U);
   EXPECT_EQ(lines[0].text, "create table appsetting FAILED");
-  EXPECT_EQ(lines[0].severity, IBsLogger::error);
+  EXPECT_EQ(lines[0].function, "KBL::BsExternlMediaAuthorize::readDBAuthorize");
+  EXPECT_EQ(lines[0].severity, IBsLogger::severityError);
 }
 
 TEST(CacheCleaning, DeletesRecordsWithoutUuid) {

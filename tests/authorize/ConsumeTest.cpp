@@ -1,8 +1,8 @@
 // The usage-entitlement query at the host's wish.
 
 #include "authorize/ManagerFixture.h"
-#include "boundary/records/ExternlMediaKeys.h"
 #include "boundary/records/Records.h"
+#include <ExternlMediaTransfer/ExternlMediaKeys.h>
 
 using namespace KBL;
 
@@ -23,7 +23,7 @@ class Consume : public ManagerFixture {
 
 TEST_F(Consume, WithoutARecordIsRefused) {
   EXPECT_EQ(manager->toConsume(nullptr), resultFailed);
-  EXPECT_TRUE(network.requests("/").empty());
+  EXPECT_TRUE(network.exchanges("/").empty());
 }
 
 TEST_F(Consume, FetchesTheAccountTokenFirstAndAnswersOnce) {
@@ -33,10 +33,10 @@ TEST_F(Consume, FetchesTheAccountTokenFirstAndAnswersOnce) {
   EXPECT_EQ(events[0].infoType, infoTypeConsume);
   EXPECT_EQ(events[0].code, 0);
   EXPECT_EQ(events[0].requestName, "ExternlMediaAuthUserSupportQueryConsume");
-  EXPECT_EQ(network.requests("/credentials").size(), 1U);
-  ASSERT_EQ(network.requests("/consume").size(), 1U);
-  EXPECT_EQ(network.requests("/consume")[0].bearer, "account-token");
-  EXPECT_NE(network.requests("/consume")[0].body.find("\"use_client\":3"), std::string::npos);
+  EXPECT_EQ(network.exchanges("/credentials").size(), 1U);
+  ASSERT_EQ(network.exchanges("/consume").size(), 1U);
+  EXPECT_EQ(network.exchanges("/consume")[0].bearer, "account-token");
+  EXPECT_NE(network.exchanges("/consume")[0].body.find("\"use_client\":3"), std::string::npos);
 }
 
 TEST_F(Consume, AFailedQueryAnswersOnce) {
@@ -54,7 +54,7 @@ TEST_F(Consume, AFailedFirstStepAnswersOnce) {
   ASSERT_EQ(events.size(), 1U);
   EXPECT_EQ(events[0].code, 9);
   EXPECT_EQ(events[0].infoType, infoTypeConsume);
-  EXPECT_TRUE(network.requests("/consume").empty());
+  EXPECT_TRUE(network.exchanges("/consume").empty());
 }
 
 TEST_F(Consume, AnswersAsConsumeQueryWhateverTypeItWasGiven) {

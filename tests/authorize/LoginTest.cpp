@@ -1,11 +1,11 @@
 // The login flow from the host's call to the stored user.
 
 #include "authorize/ManagerFixture.h"
-#include "boundary/records/ExternlMediaKeys.h"
 #include "boundary/records/Records.h"
-#include "foundation/BsNet/BsErrorInfo.h"
-#include "requests/BsExternlMediaAuthYoutubeUserInfoRequest.h"
+#include "requests/ProfileRequests.h"
 #include "support/WaitUntil.h"
+#include <BsNet/BsErrorInfo.h>
+#include <ExternlMediaTransfer/ExternlMediaKeys.h>
 
 using namespace KBL;
 
@@ -23,7 +23,15 @@ class Login : public ManagerFixture {
   void finish() {
     ASSERT_TRUE(runUntil([&] { return host.events(HostEvent::callbackUrl).size() == loginsStarted_; }));
   }
-  [[nodiscard]] std::string sessionBody() const { return network.requests("/session").back().body; }
+  /// The end of a profile request of this user, with this code.
+  void answerProfile(const std::string& uuid, int code) {
+    const auto request = makeRef<BsExternlMediaAuthYoutubeUserInfoRequest>();
+    initAuthRequest(context(), uuid, *request);
+    const auto info = makeInfo(infoTypeLogin, {{ExternlMediaMixedCharKey::refreshToken, "r"}});
+    request->errorInfo()->setError(code, "");
+    manager->queryResponse(request.get(), info.get(), request->errorInfo().get());
+  }
+  [[nodiscard]] std::string sessionBody() const { return network.exchanges("/session").back().body; }
 
  private:
   std::size_t loginsStarted_ = 0;
@@ -91,7 +99,7 @@ TEST_F(Login, TheFirstPollComesThreeSecondsAfterTheAddress) {
   start();
   ASSERT_TRUE(waitUntil([&] { return time->waiters() >= 1; }));
   const std::int64_t before = time->steadyMs();
-  ASSERT_TRUE(runUntil([&] { return !network.requests("/code").empty(); }, 100));
+  ASSERT_TRUE(runUntil([&] { return !network.exchanges("/code").empty(); }, 100));
   EXPECT_GE(time->steadyMs() - before, 2900);
   finish();
 }
@@ -158,6 +166,11 @@ TEST_F(Login, AHostsScopeWins) {
   EXPECT_NE(sessionBody().find("\"scope\":[\"mine\"]"), std::string::npos);
 }
 
+TEST_F(Login, AHostsEmptyScopeAsksForNone) {
+  start({{ExternlMediaLoginCharKey::platformId, "0"}, {ExternlMediaLoginCharKey::scope, ""}});
+  EXPECT_EQ(sessionBody().find("scope"), std::string::npos);
+}
+
 TEST_F(TiktokLogin, AsksForTwoScopesAsAnArray) {
   start();
   EXPECT_NE(sessionBody().find("\"scope\":[\"user.info.basic\",\"video.upload\"]"), std::string::npos);
@@ -207,6 +220,36 @@ TEST_F(Login, AFailureOfASignedInUserArmsARetryAndIsReported) {
   EXPECT_EQ(AuthorizeTestAccess::tokenProxy(*manager, "u")->refreshIntervalMs(), 120'000);
 }
 
+TEST_F(Login, AFailureOfAUserWithoutARefreshTokenArmsNothing) {
+  auto user = makeUser("u", nowSeconds() + 10);
+  user.refreshToken.clear();
+  AuthorizeTestAccess::setEntries(*manager, {user});
+  answerProfile("u", 401);
+  EXPECT_EQ(host.events().size(), 1U);
+  EXPECT_EQ(proxy("u"), nullptr);
+}
+
+TEST_F(Login, ACancellationOfASignedInUserArmsARetry) {
+  signIn("u");
+  answerProfile("u", -10007);
+  EXPECT_TRUE(host.events().empty());
+  ASSERT_NE(proxy("u"), nullptr);
+  EXPECT_EQ(proxy("u")->refreshIntervalMs(), 120'000);
+}
+
+TEST_F(Login, TheRefresherIsArmedBeforeTheHostHears) {
+  std::vector<std::int64_t> intervals;
+  host.inside = [&](const HostEvent& event) {
+    if (event.kind != HostEvent::response) return;
+    const auto refresher = proxy("u");
+    intervals.push_back(refresher == nullptr ? 0 : refresher->refreshIntervalMs());
+  };
+  signIn("u");
+  answerProfile("u", 0);
+  answerProfile("u", 401);
+  EXPECT_EQ(intervals, (std::vector<std::int64_t>{3'300'000, 120'000}));
+}
+
 TEST_F(Login, ACancellationIsNeverReported) {
   const auto request = makeRef<BsExternlMediaAuthYoutubeUserInfoRequest>();
   initAuthRequest(context(), "u", *request);
@@ -231,7 +274,7 @@ TEST_F(Login, AFailedStepReachesTheHostOnceAndNoPollingStarts) {
     EXPECT_EQ(host.events().back().code, 7);
     EXPECT_EQ(host.events().back().infoType, infoTypeLogin);
   }
-  EXPECT_TRUE(network.requests("/code").empty());
+  EXPECT_TRUE(network.exchanges("/code").empty());
 }
 
 TEST_F(Login, WithoutAnAnswerEndsAtItsTimeLimit) {

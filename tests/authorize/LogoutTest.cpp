@@ -1,9 +1,9 @@
 // Logout, the end of running logins, and what a host reads of a user.
 
 #include "authorize/ManagerFixture.h"
-#include "boundary/records/ExternlMediaKeys.h"
 #include "boundary/records/Records.h"
 #include "support/WaitUntil.h"
+#include <ExternlMediaTransfer/ExternlMediaKeys.h>
 
 using namespace KBL;
 
@@ -16,13 +16,6 @@ class Logout : public ManagerFixture {
     std::vector<std::string> found;
     for (const auto& record : context().cacheEntries) found.push_back(record.userUuid);
     return found;
-  }
-  /// A login that waits for the account server.
-  void startHeldLogin() {
-    network.hold("/credentials");
-    const auto info = makeInfo(infoTypeLogin, {{ExternlMediaLoginCharKey::platformId, "0"}});
-    ASSERT_EQ(manager->toExternlMediaAuth(info.get()), resultOk);
-    ASSERT_TRUE(network.waitForRequests("/credentials", 1));
   }
 };
 
@@ -77,7 +70,7 @@ TEST_F(Logout, OfAnUnknownUserLeavesTheFileButHasCanceledTheLogins) {
   const auto lines = logger->linesWith(" not exist");
   ASSERT_EQ(lines.size(), 1U);
   EXPECT_EQ(lines[0].text, tag + ", remove session id: other not exist");
-  EXPECT_EQ(lines[0].severity, IBsLogger::error);
+  EXPECT_EQ(lines[0].severity, IBsLogger::severityError);
   network.open("/credentials");
 }
 
@@ -90,109 +83,29 @@ TEST_F(Logout, WithoutUsersIsAnsweredLikeAVerification) {
   EXPECT_EQ(events[0].text, tag + ", empty data");
 }
 
+TEST_F(Logout, WithoutUsersEndsTheLoginsAllTheSame) {
+  startHeldLogin();
+  AuthorizeTestAccess::setEntries(*manager, {});
+  EXPECT_EQ(manager->logout(""), resultFailed);
+  EXPECT_EQ(AuthorizeTestAccess::liveRequests(*manager), 0U);
+  network.open("/credentials");
+  ASSERT_TRUE(runUntil([&] { return requestsAlive() == 0; }));
+  EXPECT_TRUE(network.exchanges("/session").empty());
+}
+
 TEST_F(Logout, StopsTheUsersRefresher) {
-  signIn("u");
-  const auto info = makeInfo(infoTypeRefreshToken);
-  AuthorizeTestAccess::scheduleTokenRefresh(*manager, "u", info.get(), false);
-  const auto proxy = AuthorizeTestAccess::tokenProxy(*manager, "u");
+  armRefresh("u");
+  const auto refresher = proxy("u");
   manager->logout("u");
-  EXPECT_TRUE(proxy->stopping());
-  EXPECT_EQ(AuthorizeTestAccess::tokenProxy(*manager, "u"), nullptr);
+  EXPECT_TRUE(refresher->stopping());
+  EXPECT_EQ(proxy("u"), nullptr);
   EXPECT_TRUE(logger->hasLine("waiting to stop..."));
 }
 
 TEST_F(Logout, WaitsATenthOfASecondForARefreshUnderWay) {
-  signIn("u");
-  const auto info = makeInfo(infoTypeRefreshToken);
-  AuthorizeTestAccess::scheduleTokenRefresh(*manager, "u", info.get(), false);
-  network.hold("/token");
-  ASSERT_TRUE(runUntil([&] { return !network.requests("/token").empty(); }, 60'000));
-  const std::int64_t before = time->steadyMs();
-  whileTimeRuns([&] { manager->logout("u"); });
-  EXPECT_GE(time->steadyMs() - before, 100);
+  startHeldRefresh("u");
+  expectToWaitATenthOfASecond([&] { manager->logout("u"); });
   network.open("/token");
-}
-
-TEST_F(Logout, CancelMarksTheSessionsOfAllUsers) {
-  AuthorizeTestAccess::setEntries(*manager, {makeUser("a", 1), makeUser("b", 1)});
-  SessionFlags flags;
-  flags.finished = true;
-  AuthorizeTestAccess::putSession(*manager, "a", flags);
-  AuthorizeTestAccess::putSession(*manager, "nobody", flags);
-  EXPECT_EQ(manager->cancelLogin(), resultOk);
-  EXPECT_EQ(manager->isCanceled("a"), 1);
-  EXPECT_EQ(manager->isFinished("a"), 0);
-  EXPECT_EQ(manager->isCanceled("b"), 0);
-  EXPECT_EQ(manager->isFinished("nobody"), 1);
-  EXPECT_EQ(context().sessions.size(), 2U);
-}
-
-TEST_F(Logout, CancelDuringTheFirstStepEndsTheLoginInSilence) {
-  startHeldLogin();
-  EXPECT_EQ(AuthorizeTestAccess::liveRequests(*manager), 1U);
-  manager->cancelLogin();
-  EXPECT_EQ(AuthorizeTestAccess::liveRequests(*manager), 0U);
-  network.open("/credentials");
-  ASSERT_TRUE(runUntil([&] { return requestsAlive() == 0; }));
-  EXPECT_TRUE(network.requests("/session").empty());
-  EXPECT_TRUE(host.events().empty());
-}
-
-TEST_F(Logout, CancelGivesTheListsReferenceBackHalfASecondLater) {
-  startHeldLogin();
-  auto login = AuthorizeTestAccess::lastLiveRequest(*manager);
-  ASSERT_TRUE(login);
-  const auto references = [&] {
-    login->AddRef();
-    return login->Release();
-  };
-  const int before = references();
-
-  manager->cancelLogin();
-
-  ASSERT_TRUE(time->waitForWaiters(1));
-  time->advance(499);
-  ASSERT_TRUE(time->waitForWaiters(1)) << "it still sleeps";
-  EXPECT_EQ(references(), before);
-  time->advance(1);
-  EXPECT_TRUE(waitUntil([&] { return references() == before - 1; }));
-  login.reset();
-  network.open("/credentials");
-}
-
-TEST_F(Logout, CancelDuringTheSecondStepEndsTheLoginInSilence) {
-  network.hold("/session");
-  const auto info = makeInfo(infoTypeLogin, {{ExternlMediaLoginCharKey::platformId, "0"}});
-  ASSERT_EQ(manager->toExternlMediaAuth(info.get()), resultOk);
-  ASSERT_TRUE(network.waitForRequests("/session", 1));
-  manager->cancelLogin();
-  network.answer("/session", R"({"code":7,"msg":"no"})");
-  network.open("/session");
-  ASSERT_TRUE(runUntil([&] { return requestsAlive() == 0; }));
-  EXPECT_TRUE(host.events().empty());
-}
-
-TEST_F(Logout, CancelDuringThePollingEndsItAtTheNextTick) {
-  network.answer("/code", R"({"code":0,"data":{"status":0}})");
-  const auto info = makeInfo(infoTypeLogin, {{ExternlMediaLoginCharKey::platformId, "0"}});
-  ASSERT_EQ(manager->toExternlMediaAuth(info.get()), resultOk);
-  ASSERT_TRUE(host.waitFor(HostEvent::loginUrl, 1));
-  ASSERT_TRUE(runUntil([&] { return network.requests("/code").size() >= 2; }));
-  manager->cancelLogin();
-  ASSERT_TRUE(runUntil([&] { return requestsAlive() == 0; }));
-  EXPECT_EQ(logger->linesWith("third_share, third_share, abort,use ms: ").size(), 1U);
-  EXPECT_EQ(host.events().size(), 1U);
-}
-
-TEST_F(Logout, CancelLeavesRefreshesAlone) {
-  signIn("u");
-  network.hold("/token");
-  ASSERT_EQ(manager->toVerifyAccessToken("u"), resultOk);
-  ASSERT_TRUE(network.waitForRequests("/token", 1));
-  manager->cancelLogin();
-  network.open("/token");
-  EXPECT_TRUE(host.waitFor(HostEvent::response, 1));
-  EXPECT_EQ(host.events(HostEvent::response)[0].code, 0);
 }
 
 TEST_F(UserInfo, FillsEveryKey) {

@@ -1,12 +1,16 @@
 #include "authorize/ManagerFixture.h"
 
 #include "authorize/CacheFile.h"
-#include "boundary/ExternlMediaTransfer.h"
+#include "boundary/records/PlatformNames.h"
 #include "boundary/records/Records.h"
-#include "foundation/BsNet/NetKeys.h"
-#include "foundation/BsNet/cipher.h"
-#include "foundation/BsNet/createInfoObject.h"
-#include "foundation/KblUtils/TimeUtil.h"
+#include "requests/BsExternlMediaAuthRequest.h"
+#include "support/WaitUntil.h"
+#include <BsNet/NetKeys.h>
+#include <BsNet/cipher.h>
+#include <BsNet/createInfoObject.h>
+#include <ExternlMediaTransfer/ExternlMediaKeys.h>
+#include <ExternlMediaTransfer/ExternlMediaTransfer.h>
+#include <KblUtils/TimeUtil.h>
 
 #include <atomic>
 #include <thread>
@@ -35,6 +39,10 @@ RefPtr<IBsInfoReader> makeInfo(int infoType, KeyValues values) {
 }
 
 ManagerFixture::ManagerFixture(int platform) : platform_(platform) {
+  host.uuidOfRequest = [](IBsBaseRequest& request) {
+    const auto* const own = dynamic_cast<BsExternlMediaAuthRequest*>(&request);
+    return own == nullptr ? std::string() : own->userUuid();
+  };
   setKeyStore(makeFileKeyStore(directory.file("keys")));
 }
 
@@ -70,6 +78,30 @@ void ManagerFixture::whileTimeRuns(const std::function<void()>& operation) {
   worker.join();
 }
 
+void ManagerFixture::expectToWaitATenthOfASecond(const std::function<void()>& operation) {
+  ASSERT_TRUE(runUntil([&] { return requestsAlive() == 1 && time->waiters() == 1; }, 100))
+      << "the held request and the refresher's timer alone";
+  std::atomic<bool> timerHasGone{false};
+  logger->doInside("waiting to stop...", [&] {
+    EXPECT_TRUE(waitUntil([&] { return time->waiters() == 0; }));
+    timerHasGone = true;
+  });
+  std::atomic<bool> done{false};
+  std::thread worker([&] {
+    operation();
+    done = true;
+  });
+  EXPECT_TRUE(waitUntil([&] { return timerHasGone.load(); }));
+  EXPECT_TRUE(time->waitForWaiters(1));
+  time->advance(99);
+  EXPECT_TRUE(time->waitForWaiters(1)) << "less than a tenth of a second";
+  time->advance(1);
+  EXPECT_TRUE(waitUntil([&] { return done.load(); }, std::chrono::seconds(5)))
+      << "more than a tenth of a second";
+  EXPECT_TRUE(runUntil([&] { return done.load(); }));
+  worker.join();
+}
+
 bool ManagerFixture::runUntil(const std::function<bool()>& condition, std::int64_t stepMs) {
   return time->advanceUntil(condition, stepMs);
 }
@@ -78,6 +110,47 @@ void ManagerFixture::TearDown() {
   releaseManager();
   EXPECT_TRUE(runUntil([&] { return requestsAlive() == 0 && time->waiters() == 0; }))
       << requestsAlive() << " requests and " << time->waiters() << " sleepers are left";
+  checkSeverities();
+}
+
+void ManagerFixture::checkSeverities() const {
+  struct Row {
+    const char* part;
+    int severity;
+  };
+  constexpr Row rows[] = {
+      {", addAuthCallback,", IBsLogger::severityInfo},
+      {", removeAuthCallback,", IBsLogger::severityInfo},
+      {", nullptr", IBsLogger::severityInfo},
+      {", invalid args", IBsLogger::severityInfo},
+      {", name: ", IBsLogger::severityInfo},
+      {", user canceled", IBsLogger::severityInfo},
+      {", login url: ", IBsLogger::severityInfo},
+      {", cb url: ", IBsLogger::severityInfo},
+      {", to cancelLogin", IBsLogger::severityInfo},
+      {", session id: ", IBsLogger::severityInfo},
+      {", save cloud disk cache, ", IBsLogger::severityInfo},
+      {"access token:", IBsLogger::severityInfo},
+      {"refresh token:", IBsLogger::severityInfo},
+      {" , old:", IBsLogger::severityInfo},
+      {", size:", IBsLogger::severityInfo},
+      {", cache size: ", IBsLogger::severityInfo},
+      {", verify access token", IBsLogger::severityInfo},
+      {"waiting to stop...", IBsLogger::severityInfo},
+      {", uuid is empty", IBsLogger::severityError},
+      {", AccessTokenProxy not exist", IBsLogger::severityError},
+      {" is not exist", IBsLogger::severityError},
+      {", refresh token is empty", IBsLogger::severityError},
+      {", wait to stop", IBsLogger::severityError},
+      {", refreshAccessToken:", IBsLogger::severityError},
+  };
+  for (const LogLine& line : logger->lines()) {
+    if (line.file.rfind("Auth", 0) != 0 && line.file.rfind("ExternlMediaAuthorize", 0) != 0) continue;
+    for (const Row& row : rows) {
+      if (line.text.find(row.part) == std::string::npos) continue;
+      EXPECT_EQ(line.severity, row.severity) << line.text;
+    }
+  }
 }
 
 void ManagerFixture::signIn(const std::string& uuid) {
@@ -87,6 +160,34 @@ void ManagerFixture::signIn(const std::string& uuid) {
   user.diskName = platformName(platform_);
   entries.push_back(user);
   AuthorizeTestAccess::setEntries(*manager, entries);
+}
+
+void ManagerFixture::armRefresh(const std::string& uuid) {
+  signIn(uuid);
+  const auto info = makeInfo(infoTypeRefreshToken);
+  AuthorizeTestAccess::scheduleTokenRefresh(*manager, uuid, info.get(), false);
+}
+
+std::shared_ptr<AccessTokenProxy> ManagerFixture::proxy(const std::string& uuid) const {
+  return AuthorizeTestAccess::tokenProxy(*manager, uuid);
+}
+
+void ManagerFixture::startHeldRefresh(const std::string& uuid) {
+  armRefresh(uuid);
+  network.hold("/token");
+  ASSERT_TRUE(runUntil([&] { return !network.exchanges("/token").empty(); }, 60'000));
+  ASSERT_TRUE(proxy(uuid)->refreshing());
+  // However far the clock had to go, the login is good for an hour from here.
+  auto entries = context().cacheEntries;
+  for (auto& entry : entries) entry.expiresTimeout = nowSeconds() + 3600;
+  AuthorizeTestAccess::setEntries(*manager, entries);
+}
+
+void ManagerFixture::startHeldLogin() {
+  network.hold("/credentials");
+  const auto info = makeInfo(infoTypeLogin, {{ExternlMediaLoginCharKey::platformId, "0"}});
+  ASSERT_EQ(manager->toExternlMediaAuth(info.get()), resultOk);
+  ASSERT_TRUE(network.waitForExchanges("/credentials", 1));
 }
 
 AuthContext ManagerFixture::context() const {

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "authorize/AuthorizeTestAccess.h"
-#include "authorize/FakeNetwork.h"
-#include "authorize/HostRecorder.h"
+#include "authorize/SignInNetwork.h"
+#include "support/HostRecorder.h"
 #include "support/ManualTimeSource.h"
 #include "support/RecordingLogger.h"
 #include "support/TemporaryDirectory.h"
@@ -36,9 +36,20 @@ class ManagerFixture : public testing::Test {
   void releaseManager();
   /// Runs an operation that may sleep while the clock runs on.
   void whileTimeRuns(const std::function<void()>& operation);
+  /// Runs an operation that waits for a refresh under way; it must take a tenth of a second to the
+  /// millisecond.
+  void expectToWaitATenthOfASecond(const std::function<void()>& operation);
   [[nodiscard]] bool runUntil(const std::function<bool()>& condition, std::int64_t stepMs = 500);
 
   void signIn(const std::string& uuid);
+  /// A signed-in user whose refresh comes in two minutes.
+  void armRefresh(const std::string& uuid);
+  /// The same, with the refresh under way: its token request waits for its answer.
+  void startHeldRefresh(const std::string& uuid);
+  /// A login that waits for the account server.
+  void startHeldLogin();
+  /// The user's refresher, or null.
+  [[nodiscard]] std::shared_ptr<KBL::AccessTokenProxy> proxy(const std::string& uuid) const;
   [[nodiscard]] KBL::AuthContext context() const;
   [[nodiscard]] KBL::ExternlMediaCacheInfo user(const std::string& uuid) const;
   /// The records that the file holds.
@@ -47,11 +58,14 @@ class ManagerFixture : public testing::Test {
   [[nodiscard]] std::int64_t nowSeconds() const;
   [[nodiscard]] std::size_t requestsAlive() const;
 
+  /// The manager's lines whose severity is told.
+  void checkSeverities() const;
+
   const int platform_;
   ScopedRecordingLogger logger;
   ScopedManualTime time;
   TemporaryDirectory directory;
-  FakeNetwork network;
+  SignInNetwork network;
   HostRecorder host;
   KBL::BsExternlMediaAuthorize* manager = nullptr;
   std::string tag;

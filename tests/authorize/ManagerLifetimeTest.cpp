@@ -1,10 +1,13 @@
 // How a manager ends: in the table, in the switchboard, under workers and inside callbacks.
 
 #include "authorize/ManagerFixture.h"
+#include "authorize/managerLog.h"
 #include "authorize/switchboard/ExternlMediaAuthCallbackProxy.h"
-#include "boundary/ExternlMediaTransfer.h"
-#include "boundary/records/ExternlMediaKeys.h"
+#include "support/Flag.h"
+#include "support/LastRelease.h"
 #include "support/WaitUntil.h"
+#include <ExternlMediaTransfer/ExternlMediaKeys.h>
+#include <ExternlMediaTransfer/ExternlMediaTransfer.h>
 
 #include <atomic>
 
@@ -22,19 +25,6 @@ int instanceNumber(const std::string& tag) {
   return std::stoi(tag.substr(tag.find('.') + 1));
 }
 
-/// Hears of an object's end and runs `inside` there.
-class EndListener final : public IDmProtocol {
- public:
-  explicit EndListener(std::function<void()> inside) : inside_(std::move(inside)) {}
-  void onLastRelease(IDmBaseObj*) override {
-    ++calls;
-    inside_();
-  }
-  int calls = 0;
-
- private:
-  std::function<void()> inside_;
-};
 }  // namespace
 
 TEST_F(ManagerLifetime, ASecondCallGivesTheSameManagerAndNoReference) {
@@ -57,11 +47,16 @@ TEST_F(ManagerLifetime, TheLastReleaseReturnsZeroAndLogsItsSteps) {
   EXPECT_EQ(std::exchange(manager, nullptr)->Release(), 0);
   std::vector<std::string> texts;
   for (const LogLine& line : logger->linesWith(tag)) {
-    EXPECT_EQ(line.severity, IBsLogger::info);
+    EXPECT_EQ(line.severity, IBsLogger::severityInfo);
     texts.push_back(line.text);
   }
   EXPECT_EQ(texts, (std::vector<std::string>{tag + ", before destroy", tag + ", release destroy",
                                              tag + ", release begin", tag + ", release end"}));
+  for (const LogLine& line : logger->linesWith(tag + ", release ")) {
+    const bool isOfTheEnd = line.text != tag + ", release destroy";
+    EXPECT_EQ(line.function == "KBL::BsExternlMediaAuthorize::~BsExternlMediaAuthorize", isOfTheEnd)
+        << line.text;
+  }
 }
 
 TEST_F(ManagerLifetime, AfterTheLastReleaseTheTagIsUnknown) {
@@ -75,7 +70,7 @@ TEST_F(ManagerLifetime, AfterTheLastReleaseTheTagIsUnknown) {
 
 TEST_F(ManagerLifetime, TheProtocolIsToldOnceWithNoLockHeld) {
   auto* const ending = manager;
-  EndListener listener([&] {
+  LastRelease listener([&](IDmBaseObj*) {
     EXPECT_EQ(getExternlMediaAuthorize(ema_youtube), nullptr);
     EXPECT_FALSE(switchboard().knowsOwner(tag));
     auto* const next = getOrCreateExternlMediaAuthorize(ema_youtube);
@@ -92,7 +87,8 @@ TEST_F(ManagerLifetime, TheProtocolIsToldOnceWithNoLockHeld) {
 
 TEST_F(ManagerLifetime, AResponseThatComesWhileItEndsIsRefused) {
   auto* const ending = manager;
-  EndListener listener([&] { EXPECT_EQ(ending->queryResponse(nullptr, nullptr, nullptr), resultFailed); });
+  LastRelease listener(
+      [&](IDmBaseObj*) { EXPECT_EQ(ending->queryResponse(nullptr, nullptr, nullptr), resultFailed); });
   manager->SetProtocol(&listener);
   releaseManager();
   EXPECT_EQ(listener.calls, 1);
@@ -113,7 +109,7 @@ TEST_F(ManagerLifetime, AHostMayReleaseItInsideACallbackOfAWorker) {
   std::atomic<bool> released{false};
   host.inside = [&](const HostEvent& event) {
     if (event.kind != HostEvent::loginUrl) return;
-    EXPECT_EQ(std::exchange(manager, nullptr)->Release(), 1);  // the forwarder's reference is left
+    EXPECT_EQ(std::exchange(manager, nullptr)->Release(), 0);
     released = true;
   };
   const auto info = makeInfo(infoTypeLogin, {{ExternlMediaLoginCharKey::platformId, "0"}});
@@ -141,11 +137,11 @@ TEST_F(ManagerLifetime, AHostMayReleaseItInsideACallbackOfLogout) {
 TEST_F(ManagerLifetime, AManagerThatDiesUnderAHeldRequestIsMissedAndNothingIsLeft) {
   for (const char* const held : {"/credentials", "/session"}) {
     if (manager == nullptr) makeManager();
-    const std::size_t before = network.requests(held).size();
+    const std::size_t before = network.exchanges(held).size();
     network.hold(held);
     const auto info = makeInfo(infoTypeLogin, {{ExternlMediaLoginCharKey::platformId, "0"}});
     ASSERT_EQ(manager->toExternlMediaAuth(info.get()), resultOk);
-    ASSERT_TRUE(network.waitForRequests(held, before + 1));
+    ASSERT_TRUE(network.waitForExchanges(held, before + 1));
     releaseManager();
     network.open(held);
     EXPECT_TRUE(runUntil([&] { return requestsAlive() == 0; }));
@@ -153,43 +149,27 @@ TEST_F(ManagerLifetime, AManagerThatDiesUnderAHeldRequestIsMissedAndNothingIsLef
   EXPECT_TRUE(host.events().empty());
 }
 
-namespace {
-/// Holds the thread that logs a refresh, which its tick does while it holds the manager, until `mayGo`.
-class HoldingLogger final : public IBsLogger {
- public:
-  explicit HoldingLogger(RecordingLogger& kept) : kept_(kept) {}
-  bool testSeverity(Severity) override { return true; }
-  void write(Severity severity, const char* file, int line, const char* function,
-             const std::string& text) override {
-    kept_.write(severity, file, line, function, text);
-    if (text.find(", release end") != std::string::npos) ended = true;
-    if (text.find("refreshAccessToken") == std::string::npos) return;
-    inTick = true;
-    EXPECT_TRUE(waitUntil([&] { return mayGo.load(); }));
-  }
-
-  std::atomic<bool> inTick{false};
-  std::atomic<bool> mayGo{false};
-  std::atomic<bool> ended{false};
-
- private:
-  RecordingLogger& kept_;
-};
-}  // namespace
-
-TEST_F(ManagerLifetime, TheLastReferenceMayGoOnTheTimerThreadOfARefresher) {
+TEST_F(ManagerLifetime, TheCoreMayGoOnTheTimerThreadOfARefresher) {
   signIn("u");
   const auto info = makeInfo(infoTypeRefreshToken);
   AuthorizeTestAccess::scheduleTokenRefresh(*manager, "u", info.get(), false);
   network.hold("/credentials");
-  const auto holding = std::make_shared<HoldingLogger>(*logger);
-  installLogger(holding);
-  ASSERT_TRUE(runUntil([&] { return holding->inTick.load(); }, 60'000));
-  EXPECT_EQ(std::exchange(manager, nullptr)->Release(), 1);
-  holding->mayGo = true;
-  EXPECT_TRUE(runUntil([&] { return holding->ended.load(); }, 50));
+  std::atomic<bool> inTick{false};
+  Flag mayGo;
+  // The tick logs it while it holds the manager.
+  logger->doInside(tag + ", " + secureInfoText("refreshAccessToken", "refresh-u"), [&] {
+    inTick = true;
+    EXPECT_TRUE(mayGo.wait());
+  });
+  ASSERT_TRUE(runUntil([&] { return inTick.load(); }, 60'000));
+  const std::weak_ptr<ISwitchboardManager> core = manager->core();
+  std::thread releaser([this] { EXPECT_EQ(std::exchange(manager, nullptr)->Release(), 0); });
+  EXPECT_TRUE(runUntil([&] { return logger->hasLine(tag + ", release end"); }, 50));
+  releaser.join();
+  EXPECT_FALSE(core.expired());
+  mayGo.raise();
+  EXPECT_TRUE(waitUntil([&] { return core.expired(); }));
   EXPECT_EQ(getExternlMediaAuthorize(ema_youtube), nullptr);
   network.open("/credentials");
   EXPECT_TRUE(runUntil([&] { return requestsAlive() == 0 && time->waiters() == 0; }));
-  installLogger(nullptr);  // the one that stands behind it ends with this test
 }

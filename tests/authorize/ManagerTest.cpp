@@ -2,13 +2,14 @@
 
 #include "authorize/CacheFile.h"
 #include "authorize/ManagerFixture.h"
-#include "boundary/ExternlMediaTransfer.h"
 #include "boundary/records/Records.h"
-#include "foundation/BsNet/BsErrorInfo.h"
-#include "foundation/BsNet/createInfoObject.h"
-#include "foundation/KblUtils/Path.h"
-#include "foundation/object/CastByName.h"
-#include "requests/BsExternlMediaAuthRequest.h"
+#include "requests/AccountRequests.h"
+#include "requests/ProfileRequests.h"
+#include <BsNet/BsErrorInfo.h>
+#include <BsNet/createInfoObject.h>
+#include <ExternlMediaTransfer/ExternlMediaTransfer.h>
+#include <KblUtils/CastByName.h>
+#include <KblUtils/Path.h>
 
 using namespace KBL;
 
@@ -79,9 +80,9 @@ TEST_F(Manager, InitLogsItsSteps) {
   EXPECT_TRUE(logger->hasLine(tag + ", load cacheFAILED"));
   EXPECT_TRUE(logger->hasLine(tag + ", refresh access token interval 1800000 ms"));
   for (const LogLine& line : logger->linesWith(tag)) {
-    EXPECT_EQ(line.severity, IBsLogger::info);
+    EXPECT_EQ(line.severity, IBsLogger::severityInfo);
     EXPECT_EQ(line.function, "KBL::BsExternlMediaAuthorize::init");
-    EXPECT_EQ(line.file, "AuthorizeCache.cpp");
+    EXPECT_THAT(line.file, testing::AnyOf("ExternlMediaAuthorize.cpp", "AuthorizeCache.cpp"));
     EXPECT_GT(line.line, 0);
   }
 }
@@ -121,7 +122,7 @@ TEST_F(Manager, InitKeepsAnExpiredUserAndSaysSo) {
   const auto lines = logger->linesWith(" cache info expired:");
   ASSERT_EQ(lines.size(), 1U);
   EXPECT_EQ(lines[0].text, tag + " cache info expired:old,expireTime:" + std::to_string(nowSeconds() - 1));
-  EXPECT_EQ(lines[0].severity, IBsLogger::info);
+  EXPECT_EQ(lines[0].severity, IBsLogger::severityInfo);
 }
 
 TEST_F(Manager, InitForgetsTheUsersOfTheFormerFolder) {
@@ -220,6 +221,68 @@ TEST_F(Manager, ResponsesOfTheFourFlowsAreTaken) {
     EXPECT_EQ(manager->queryResponse(request.get(), info.get(), error.get()), resultOk);
   }
   EXPECT_TRUE(host.events().empty());  // a base request belongs to none of the flows
+}
+
+TEST_F(Manager, AnswersOfOtherRequestsAreNotThoseOfARenewal) {
+  signIn("u");
+  const auto request = makeRef<BsExternlMediaAuthYoutubeUserInfoRequest>();
+  initAuthRequest(context(), "u", *request);
+  request->errorInfo()->setError(7, "no");
+  for (const int type : {infoTypeRefreshToken, infoTypeVerifyAccessToken}) {
+    EXPECT_EQ(manager->queryResponse(request.get(), makeInfo(type).get(), request->errorInfo().get()),
+              resultOk);
+  }
+  EXPECT_TRUE(host.events().empty());
+  EXPECT_EQ(proxy("u"), nullptr);
+}
+
+TEST_F(Manager, TheAnswersOfARenewalAreLogged) {
+  const auto request = makeRef<BsExternlMediaAuthUserSupportTokenRequest>();
+  initAuthRequest(context(), "u", *request);
+  const std::pair<int, const char*> rows[] = {{infoTypeRefreshToken, "processRefreshTokenRequest"},
+                                              {infoTypeVerifyAccessToken, "processVerifyAccessToken"}};
+  for (const auto& [type, function] : rows) {
+    manager->queryResponse(request.get(), makeInfo(type).get(), request->errorInfo().get());
+    const auto lines = logger->linesWith(
+        tag + ", name: ExternlMediaAuthUserSupportToken, infoType: " + std::to_string(type));
+    ASSERT_EQ(lines.size(), 1U);
+    EXPECT_EQ(lines[0].severity, IBsLogger::severityInfo);
+    EXPECT_EQ(lines[0].function, std::string("KBL::BsExternlMediaAuthorize::") + function);
+  }
+}
+
+TEST_F(Manager, ACancellationIsLoggedByTheFlowThatHearsIt) {
+  const RefPtr<BsExternlMediaAuthRequest> request = makeRef<BsExternlMediaAuthUserSupportTokenRequest>();
+  initAuthRequest(context(), "u", *request);
+  request->errorInfo()->setError(-10007, "");
+  struct Row {
+    int type;
+    const char* function;
+    const char* file;
+  };
+  const Row rows[] = {{infoTypeLogin, "processLoginAuthRequest", "AuthorizeLogin.cpp"},
+                      {infoTypeRefreshToken, "processRefreshTokenRequest", "AuthorizeTokens.cpp"},
+                      {infoTypeVerifyAccessToken, "processVerifyAccessToken", "AuthorizeTokens.cpp"}};
+  std::size_t count = 0;
+  for (const Row& row : rows) {
+    manager->queryResponse(request.get(), makeInfo(row.type).get(), request->errorInfo().get());
+    const auto lines = logger->linesWith(", user canceled");
+    ASSERT_EQ(lines.size(), ++count);
+    const LogLine& line = lines.back();
+    EXPECT_EQ(line.text, tag + ", user canceled");
+    EXPECT_EQ(line.severity, IBsLogger::severityInfo);
+    EXPECT_EQ(line.function, std::string("KBL::BsExternlMediaAuthorize::") + row.function);
+    EXPECT_EQ(line.file, row.file);
+  }
+}
+
+TEST_F(Manager, AWorkersTokenIsLoggedLikeTheHosts) {
+  signIn("u");
+  logger->clear();
+  (void)manager->accessToken("u");
+  const auto lines = logger->linesWith(tag + ", uuid: u, cache size: 1");
+  ASSERT_EQ(lines.size(), 1U);
+  EXPECT_EQ(lines[0].function, "KBL::BsExternlMediaAuthorize::getAccessToken");
 }
 
 TEST_F(Manager, ResponsesWithANullArgumentAreRefused) {

@@ -1,15 +1,16 @@
 // Logins, refreshes and logouts over real connections, against the stand-in servers.
 
 #include "authorize/ManagerFixture.h"
-#include "boundary/ExternlMediaTransfer.h"
-#include "boundary/records/ExternlMediaKeys.h"
-#include "foundation/BsCloudConfig/BsCloudConfig.h"
-#include "foundation/BsNet/NetKeys.h"
-#include "foundation/BsNet/NetworkClients.h"
-#include "foundation/BsNet/createInfoObject.h"
-#include "foundation/object/CastByName.h"
+#include "boundary/records/PlatformNames.h"
 #include "sandbox/Sandbox.h"
 #include "support/WaitUntil.h"
+#include <BsCloudConfig/BsCloudConfig.h>
+#include <BsNet/NetKeys.h>
+#include <BsNet/NetworkClients.h>
+#include <BsNet/createInfoObject.h>
+#include <ExternlMediaTransfer/ExternlMediaKeys.h>
+#include <ExternlMediaTransfer/ExternlMediaTransfer.h>
+#include <KblUtils/CastByName.h>
 
 #include <filesystem>
 #include <vector>

@@ -1,7 +1,7 @@
 // Saves lists of users into a folder, over and over, until it is killed. Each list is of one generation.
 
 #include "authorize/CacheFile.h"
-#include "foundation/BsNet/cipher.h"
+#include <BsNet/cipher.h>
 
 #include <cstdio>
 #include <string>

@@ -1,4 +1,4 @@
-#include "authorize/SecureInfo.h"
+#include "authorize/managerLog.h"
 #include "support/RecordingLogger.h"
 
 #include <gtest/gtest.h>
@@ -29,7 +29,7 @@ TEST(SecureInfo, PrintsTheSameTextUnderItsOwnName) {
   const auto lines = logger->lines();
   ASSERT_EQ(lines.size(), 1U);
   EXPECT_EQ(lines[0].text, "ema_youtube.1access token::abc***ghij");
-  EXPECT_EQ(lines[0].severity, IBsLogger::info);
+  EXPECT_EQ(lines[0].severity, IBsLogger::severityInfo);
   EXPECT_EQ(lines[0].function, "KBL::printSecureInfo");
   EXPECT_GT(lines[0].line, 0);
 }

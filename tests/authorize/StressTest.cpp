@@ -2,10 +2,10 @@
 
 #include "authorize/ManagerFixture.h"
 #include "authorize/switchboard/ExternlMediaAuthCallbackProxy.h"
-#include "boundary/ExternlMediaTransfer.h"
-#include "boundary/records/ExternlMediaKeys.h"
 #include "boundary/records/Records.h"
 #include "support/WaitUntil.h"
+#include <ExternlMediaTransfer/ExternlMediaKeys.h>
+#include <ExternlMediaTransfer/ExternlMediaTransfer.h>
 
 #include <atomic>
 #include <thread>

@@ -2,9 +2,10 @@
 
 #include "authorize/ManagerFixture.h"
 #include "authorize/switchboard/ExternlMediaAuthCallbackProxy.h"
-#include "boundary/records/ExternlMediaKeys.h"
 #include "boundary/records/Records.h"
+#include "support/LastRelease.h"
 #include "support/WaitUntil.h"
+#include <ExternlMediaTransfer/ExternlMediaKeys.h>
 
 #include <algorithm>
 #include <limits>
@@ -17,9 +18,6 @@ class TokenLifecycle : public ManagerFixture {
  protected:
   void SetUp() override { makeManager(); }
 
-  [[nodiscard]] std::shared_ptr<AccessTokenProxy> proxy(const std::string& uuid) const {
-    return AuthorizeTestAccess::tokenProxy(*manager, uuid);
-  }
   /// The interval that an answer with this lifetime leads to.
   [[nodiscard]] std::int64_t intervalAfter(long long expiresIn) {
     const auto info = makeRef<BsExternlMediaAuthRefreshTokenInfo>();
@@ -27,11 +25,11 @@ class TokenLifecycle : public ManagerFixture {
     EXPECT_EQ(AuthorizeTestAccess::scheduleTokenRefresh(*manager, "u", info.get(), true), 0);
     return proxy("u")->refreshIntervalMs();
   }
-  /// A signed-in user whose refresh comes in two minutes.
-  void armRefresh(const std::string& uuid) {
-    signIn(uuid);
-    const auto info = makeInfo(infoTypeRefreshToken);
-    AuthorizeTestAccess::scheduleTokenRefresh(*manager, uuid, info.get(), false);
+  static NetReply canceledReply() {
+    NetReply reply;
+    reply.resultCode = ErrorCode::userCancelled;
+    reply.errorMessage = "User cancelled!";
+    return reply;
   }
   [[nodiscard]] HostEvent onlyResponse() const {
     const auto events = host.events(HostEvent::response);
@@ -61,6 +59,15 @@ TEST_F(TokenLifecycle, WithoutALifetimeTheConfiguredIntervalHolds) {
   EXPECT_TRUE(logger->hasLine("diks_id, " + tag + ", uuid: urefresh interval:1800000 ms"));
 }
 
+TEST_F(TokenLifecycle, ANewRefresherStartsWithTheConfiguredInterval) {
+  manager->init(directory.file("cache").c_str(), 1'800'000);
+  armRefresh("u");
+  const auto lines = logger->linesWith("refresh interval:");
+  ASSERT_EQ(lines.size(), 2U);
+  EXPECT_EQ(lines[0].text, "diks_id, " + tag + ", uuid: urefresh interval:1800000 ms");
+  EXPECT_EQ(lines[1].text, "diks_id, " + tag + ", uuid: urefresh interval:120000 ms");
+}
+
 TEST_F(TokenLifecycle, AFailureIsTriedAgainAfterTwoMinutes) {
   const auto info = makeRef<BsExternlMediaAuthRefreshTokenInfo>();
   info->setIntKeyConfig(ExternlMediaMixedIntKey::expiresIn, 3600);
@@ -77,33 +84,20 @@ TEST_F(TokenLifecycle, WithoutUuidOrInfoNothingIsScheduled) {
 }
 
 TEST_F(TokenLifecycle, ADyingManagerSchedulesNothing) {
-  class Ending final : public IDmProtocol {
-   public:
-    explicit Ending(BsExternlMediaAuthorize& manager) : manager_(manager) {}
-    void onLastRelease(IDmBaseObj*) override {
-      const auto info = makeInfo(infoTypeRefreshToken);
-      result = AuthorizeTestAccess::scheduleTokenRefresh(manager_, "u", info.get(), true);
-    }
-    int result = -1;
-
-   private:
-    BsExternlMediaAuthorize& manager_;
-  };
-  Ending ending(*manager);
+  int result = -1;
+  LastRelease ending([&, dying = manager](IDmBaseObj*) {
+    const auto info = makeInfo(infoTypeRefreshToken);
+    result = AuthorizeTestAccess::scheduleTokenRefresh(*dying, "u", info.get(), true);
+  });
   manager->SetProtocol(&ending);
   releaseManager();
-  EXPECT_EQ(ending.result, 1);
+  EXPECT_EQ(result, 1);
 }
 
 TEST_F(TokenLifecycle, TheLastReleaseStopsTheRefreshersAndWaitsForOneUnderWay) {
-  armRefresh("u");
+  startHeldRefresh("u");
   const auto refresher = proxy("u");
-  network.hold("/token");
-  ASSERT_TRUE(runUntil([&] { return !network.requests("/token").empty(); }, 60'000));
-  ASSERT_TRUE(refresher->refreshing());
-  const std::int64_t before = time->steadyMs();
-  releaseManager();
-  EXPECT_GE(time->steadyMs() - before, 100);
+  expectToWaitATenthOfASecond([released = std::exchange(manager, nullptr)] { released->Release(); });
   EXPECT_TRUE(refresher->stopping());
   EXPECT_FALSE(refresher->refreshing());
   network.open("/token");
@@ -120,7 +114,7 @@ TEST_F(TokenLifecycle, ABackgroundRefreshRenewsTheTokenAndTellsTheHostOfItAlone)
   const auto before = nowSeconds();
   armRefresh("u");
   ASSERT_TRUE(runUntil([&] { return !host.events(HostEvent::tokenChanged).empty(); }, 60'000));
-  const auto refreshed = network.requests("/token");
+  const auto refreshed = network.exchanges("/token");
   ASSERT_EQ(refreshed.size(), 1U);
   EXPECT_EQ(refreshed[0].bearer, "account-token");
   EXPECT_NE(refreshed[0].body.find("refresh-u"), std::string::npos);
@@ -140,7 +134,7 @@ TEST_F(TokenLifecycle, ARefreshLogsItsTokenMaskedAtErrorSeverity) {
   ASSERT_TRUE(runUntil([&] { return !logger->linesWith("refreshAccessToken").empty(); }, 60'000));
   const auto lines = logger->linesWith("refreshAccessToken");
   EXPECT_EQ(lines[0].text, tag + ", refreshAccessToken:refresh-u*********e-refresh");
-  EXPECT_EQ(lines[0].severity, IBsLogger::error);
+  EXPECT_EQ(lines[0].severity, IBsLogger::severityError);
   EXPECT_EQ(lines[0].function, "KBL::BsExternlMediaAuthorize::cbAsyncRefreshAccessToken");
   ASSERT_TRUE(host.waitFor(HostEvent::tokenChanged, 1));
 }
@@ -154,6 +148,8 @@ TEST_F(TokenLifecycle, AFailedRefreshIsReportedAndRetriedWithoutLimit) {
     EXPECT_EQ(event.infoType, infoTypeRefreshToken);
     EXPECT_EQ(event.code, 7);
     EXPECT_EQ(event.text, "no more");
+    EXPECT_EQ(event.infoUuid, "u");
+    EXPECT_EQ(event.refreshToken, "refresh-u");
     EXPECT_EQ(proxy("u")->refreshIntervalMs(), 120'000);
   }
   network.answer("/token", R"({"code":0,"data":{"access_token":"t","refresh_token":"r","expires_in":7200}})");
@@ -168,22 +164,61 @@ TEST_F(TokenLifecycle, AFailedFirstStepOfARefreshIsReportedOnce) {
   ASSERT_TRUE(runUntil([&] { return requestsAlive() == 0; }, 100));
   EXPECT_EQ(onlyResponse().code, 9);
   EXPECT_EQ(onlyResponse().requestName, "ExternlMediaAuthClientCredentials");
-  EXPECT_TRUE(network.requests("/token").empty());
+  EXPECT_TRUE(network.exchanges("/token").empty());
   EXPECT_EQ(proxy("u")->refreshIntervalMs(), 120'000);
   EXPECT_FALSE(proxy("u")->refreshing());
 }
 
 TEST_F(TokenLifecycle, ACanceledRefreshIsNotReported) {
-  network.answer("/token", [](const FakeRequest&) {
-    NetReply reply;
-    reply.resultCode = ErrorCode::userCancelled;
-    reply.errorMessage = "User cancelled!";
-    return reply;
+  network.answer("/token", [&](const SentExchange&) {
+    proxy("u")->setRefreshInterval(3'300'000);
+    return canceledReply();
   });
   armRefresh("u");
   ASSERT_TRUE(runUntil([&] { return logger->hasLine(tag + ", user canceled"); }, 60'000));
   EXPECT_TRUE(host.events().empty());
   EXPECT_EQ(proxy("u")->refreshIntervalMs(), 120'000);
+}
+
+TEST_F(TokenLifecycle, ACanceledVerificationIsNotReportedAndTriedAgain) {
+  network.answer("/token", [&](const SentExchange&) { return canceledReply(); });
+  signIn("u");
+  ASSERT_EQ(manager->toVerifyAccessToken("u"), resultOk);
+  ASSERT_TRUE(runUntil([&] { return requestsAlive() == 0; }, 100));
+  EXPECT_TRUE(logger->hasLine(tag + ", user canceled"));
+  EXPECT_TRUE(host.events().empty());
+  ASSERT_NE(proxy("u"), nullptr);
+  EXPECT_EQ(proxy("u")->refreshIntervalMs(), 120'000);
+}
+
+TEST_F(TokenLifecycle, TheRefresherIsArmedBeforeTheHostHears) {
+  std::int64_t interval = 0;
+  bool refreshing = true;
+  host.inside = [&](const HostEvent& event) {
+    if (event.kind != HostEvent::response) return;
+    interval = proxy("u") == nullptr ? 0 : proxy("u")->refreshIntervalMs();
+    refreshing = proxy("u") == nullptr || proxy("u")->refreshing();
+  };
+  signIn("u");
+  ASSERT_EQ(manager->toVerifyAccessToken("u"), resultOk);
+  ASSERT_TRUE(runUntil([&] { return requestsAlive() == 0; }, 100));
+  EXPECT_EQ(interval, 3'300'000);
+  network.answer("/token", R"({"code":7,"msg":"no"})");
+  proxy("u")->setRefreshInterval(0);
+  ASSERT_TRUE(runUntil([&] { return host.events(HostEvent::response).size() == 2; }));
+  ASSERT_TRUE(runUntil([&] { return requestsAlive() == 0; }, 100));
+  EXPECT_EQ(interval, 120'000);
+  EXPECT_FALSE(refreshing);
+}
+
+TEST_F(TokenLifecycle, AFailedRenewalOfAUserWithoutARefreshTokenArmsNothing) {
+  auto user = makeUser("u", nowSeconds() + 10);
+  user.refreshToken.clear();
+  AuthorizeTestAccess::setEntries(*manager, {user});
+  ASSERT_EQ(manager->toVerifyAccessToken("u"), resultOk);
+  ASSERT_TRUE(host.waitFor(HostEvent::response, 1));
+  EXPECT_EQ(onlyResponse().code, -10002);
+  EXPECT_EQ(proxy("u"), nullptr);
 }
 
 TEST_F(TokenLifecycle, ARefreshThatCannotStartSaysWhy) {
@@ -206,8 +241,8 @@ TEST_F(TokenLifecycle, ARefreshThatCannotStartSaysWhy) {
   const auto lines = logger->linesWith(", wait to stop");
   ASSERT_EQ(lines.size(), 1U);
   EXPECT_EQ(lines[0].text, tag + ", uuid: u, wait to stop");
-  EXPECT_EQ(lines[0].severity, IBsLogger::error);
-  EXPECT_TRUE(network.requests("/").empty());
+  EXPECT_EQ(lines[0].severity, IBsLogger::severityError);
+  EXPECT_TRUE(network.exchanges("/").empty());
 }
 
 TEST_F(TokenLifecycle, NoRefresherStandsUntilAVerification) {
@@ -257,6 +292,7 @@ TEST_F(TokenLifecycle, AVerificationOfAnUnknownUserIsRefused) {
   EXPECT_EQ(manager->toVerifyAccessToken("other"), resultFailed);
   EXPECT_EQ(onlyResponse().code, -10021);
   EXPECT_EQ(onlyResponse().text, tag + ", uuid empty data");
+  EXPECT_EQ(onlyResponse().requestUuid, "other");
 }
 
 TEST_F(TokenLifecycle, AVerificationOfAUserWithoutAccountIsRefused) {
@@ -273,7 +309,7 @@ TEST_F(TokenLifecycle, AVerificationOneSecondPastTheEndIsRefusedWithoutNetwork) 
   EXPECT_EQ(manager->toVerifyAccessToken("u"), resultFailed);
   EXPECT_EQ(onlyResponse().code, -10022);
   EXPECT_EQ(onlyResponse().text, tag + ", token expired");
-  EXPECT_TRUE(network.requests("/").empty());
+  EXPECT_TRUE(network.exchanges("/").empty());
 }
 
 TEST_F(TokenLifecycle, AVerificationInTheVeryLastSecondIsMade) {
@@ -286,41 +322,11 @@ TEST_F(TokenLifecycle, AnEmptyOrNullUuidVerifiesTheLastUser) {
   for (const char* const uuid : {"", static_cast<const char*>(nullptr)}) {
     AuthorizeTestAccess::setEntries(
         *manager, {makeUser("first", nowSeconds() + 10), makeUser("last", nowSeconds() + 10)});
-    const std::size_t before = network.requests("/token").size();
+    const std::size_t before = network.exchanges("/token").size();
     EXPECT_EQ(manager->toVerifyAccessToken(uuid), resultOk);
     ASSERT_TRUE(host.waitFor(HostEvent::response, before + 1));
-    EXPECT_NE(network.requests("/token").back().body.find("refresh-last"), std::string::npos);
+    EXPECT_NE(network.exchanges("/token").back().body.find("refresh-last"), std::string::npos);
   }
-}
-
-TEST_F(TokenLifecycle, AnAnswerAfterLogoutMakesARecordUnderAFreshUuid) {
-  armRefresh("u");
-  network.hold("/token");
-  ASSERT_TRUE(runUntil([&] { return !network.requests("/token").empty(); }, 60'000));
-  whileTimeRuns([&] { EXPECT_EQ(manager->logout("u"), resultOk); });
-  EXPECT_EQ(proxy("u"), nullptr);
-  network.open("/token");
-  ASSERT_TRUE(host.waitFor(HostEvent::tokenChanged, 1));
-  const CacheEntries list = context().cacheEntries;
-  ASSERT_EQ(list.size(), 1U);
-  EXPECT_NE(list[0].userUuid, "u");
-  EXPECT_EQ(list[0].thirdAccessToken, "third-2");
-  EXPECT_EQ(storedUsers().size(), 1U);
-  // The reply carries a refresh token, so the refresher comes back under the uuid of the request.
-  EXPECT_TRUE(waitUntil([&] { return proxy("u") != nullptr; }));
-}
-
-TEST_F(TokenLifecycle, AFailureAfterLogoutRevivesNothing) {
-  network.answer("/token", R"({"code":7,"msg":"no"})");
-  armRefresh("u");
-  network.hold("/token");
-  ASSERT_TRUE(runUntil([&] { return !network.requests("/token").empty(); }, 60'000));
-  whileTimeRuns([&] { manager->logout("u"); });
-  network.open("/token");
-  ASSERT_TRUE(host.waitFor(HostEvent::response, 1));
-  ASSERT_TRUE(runUntil([&] { return requestsAlive() == 0; }, 100));
-  EXPECT_EQ(proxy("u"), nullptr);
-  EXPECT_TRUE(context().cacheEntries.empty());
 }
 
 TEST_F(TokenLifecycle, GetAccessTokenOfNoUuidIsTheLastUsers) {

@@ -1,10 +1,18 @@
 // updateInfo, the one way in which token data enters the cache.
 
+#include "authorize/CacheFile.h"
 #include "authorize/ManagerFixture.h"
-#include "boundary/ExternlMediaTransfer.h"
-#include "boundary/records/ExternlMediaKeys.h"
 #include "boundary/records/Records.h"
-#include "foundation/BsNet/BsBaseInfoRW.h"
+#include <BsNet/BsInfoReader.h>
+#include <BsNet/cipher.h>
+#include <ExternlMediaTransfer/ExternlMediaKeys.h>
+#include <ExternlMediaTransfer/ExternlMediaTransfer.h>
+#include <KblUtils/KblSqliteUnit.h>
+
+#include <ctime>
+#include <iomanip>
+#include <memory>
+#include <sstream>
 
 using namespace KBL;
 
@@ -12,6 +20,18 @@ namespace {
 class UpdateInfo : public ManagerFixture {
  protected:
   void SetUp() override { makeManager(); }
+
+  /// What the file holds, deciphered.
+  [[nodiscard]] std::string storedDocument() const {
+    KblSqliteUnit unit;
+    EXPECT_EQ(unit.open(cacheFile().c_str()), resultOk);
+    std::string digits;
+    EXPECT_TRUE(readDBAuthorize(unit, digits));
+    const std::unique_ptr<char[]> sealed(hexStr2Bytes(digits.c_str(), static_cast<int>(digits.size())));
+    std::string plain(digits.size() / 2, '\0');
+    EXPECT_EQ(aes256Decrypt(sealed.get(), plain.data(), static_cast<unsigned>(plain.size())), resultOk);
+    return plain;
+  }
 };
 
 RefPtr<BsExternlMediaAuthMixedInfo> mixedInfo(KeyValues values) {
@@ -105,6 +125,39 @@ TEST_F(UpdateInfo, AnUnknownUuidMakesARecordUnderAGeneratedOne) {
   EXPECT_EQ(list[0].accessToken, "account");
   EXPECT_EQ(list[0].diskType, ema_youtube);
   EXPECT_EQ(list[0].diskName, "ema_youtube");
+}
+
+TEST_F(UpdateInfo, TheTokenOfAnUnknownUuidIsToldUnderThatUuid) {
+  manager->updateInfo("gone", mixedInfo({{ExternlMediaMixedCharKey::thirdAccessToken, "t"}}).get());
+  ASSERT_EQ(host.events().size(), 1U);
+  EXPECT_EQ(host.events()[0].uuid, "gone");
+  EXPECT_EQ(host.events()[0].second, "t");
+  EXPECT_NE(context().cacheEntries.at(0).userUuid, "gone");
+}
+
+TEST_F(UpdateInfo, TheHostsCallbacksHearOfATokenInTheirOrder) {
+  HostRecorder second;
+  manager->addAuthCallback(&second);
+  std::string order;
+  host.inside = [&](const HostEvent&) { order += "1"; };
+  second.inside = [&](const HostEvent&) { order += "2"; };
+  signIn("u");
+  manager->updateInfo("u", mixedInfo({{ExternlMediaMixedCharKey::thirdAccessToken, "t"}}).get());
+  EXPECT_EQ(order, "12");
+  manager->removeAuthCallback(&second);
+}
+
+TEST_F(UpdateInfo, TheFileSaysWhenItWasSaved) {
+  signIn("u");
+  manager->updateInfo("u", mixedInfo({{ExternlMediaMixedCharKey::userNickName, "x"}}).get());
+  const std::string document = storedDocument();
+  const std::string key = "\"save_date_time\":\"";
+  const std::size_t begin = document.find(key);
+  ASSERT_NE(begin, std::string::npos) << document;
+  const std::time_t now = static_cast<std::time_t>(nowSeconds());
+  std::ostringstream expected;
+  expected << std::put_time(std::localtime(&now), "%Y/%m/%d %H:%M:%S");
+  EXPECT_EQ(document.substr(begin + key.size(), expected.str().size() + 1), expected.str() + '"');
 }
 
 TEST_F(UpdateInfo, TheListIsCleanedFirst) {

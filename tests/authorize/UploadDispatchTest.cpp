@@ -1,9 +1,11 @@
 // asyncUploadMediaFile: whom an upload is for, and the chain of its requests.
 
 #include "authorize/ManagerFixture.h"
-#include "boundary/records/ExternlMediaKeys.h"
 #include "boundary/records/Records.h"
+#include "support/NoThreads.h"
+#include "support/ReferenceCount.h"
 #include "support/WaitUntil.h"
+#include <ExternlMediaTransfer/ExternlMediaKeys.h>
 
 using namespace KBL;
 
@@ -45,7 +47,7 @@ TEST_F(UploadDispatch, RunsCredentialsEntitlementAndUploadInOrder) {
   ASSERT_TRUE(waitUntil([&] { return !reported().empty() && reported().back() == youtubeUpload; }));
   EXPECT_EQ(reported()[0], credentials);
   EXPECT_EQ(reported()[1], entitlement);
-  EXPECT_EQ(network.requests("/consume").size(), 1U);
+  EXPECT_EQ(network.exchanges("/consume").size(), 1U);
   const auto lines = logger->linesWith(tag + "id: " + tag);
   ASSERT_EQ(lines.size(), 1U);
   EXPECT_EQ(lines[0].text, tag + "id: " + tag);
@@ -74,13 +76,13 @@ TEST_F(UploadDispatch, WithoutConsumeTheEntitlementIsNotAsked) {
   upload(0);
   ASSERT_TRUE(waitUntil([&] { return !reported().empty() && reported().back() == youtubeUpload; }));
   EXPECT_EQ(reported()[0], credentials);
-  EXPECT_TRUE(network.requests("/consume").empty());
+  EXPECT_TRUE(network.exchanges("/consume").empty());
 }
 
 TEST_F(UploadDispatch, RunsWithoutACallback) {
   signIn("u");
   manager->asyncUploadMediaFile(info.get(), nullptr, 1);
-  EXPECT_TRUE(network.waitForRequests("/consume", 1));
+  EXPECT_TRUE(network.waitForExchanges("/consume", 1));
   EXPECT_TRUE(runUntil([&] { return requestsAlive() == 0; }));
 }
 
@@ -108,6 +110,24 @@ TEST_F(UploadDispatch, WithoutAUuidTheLastUserUploads) {
   EXPECT_STREQ(info->charKeyConfig(ExternlMediaMixedCharKey::thirdAccessToken), "third-b");
 }
 
+TEST_F(UploadDispatch, TheAccountTokenReachesTheUserOfTheUpload) {
+  signIn("a");
+  signIn("b");
+  info->setCharKeyConfig(ExternlMediaLoginCharKey::userSessionId, "");
+  upload(0);
+  ASSERT_TRUE(waitUntil([&] { return !reported().empty(); }));
+  EXPECT_EQ(user("a").accessToken, "account-a");
+  EXPECT_NE(user("b").accessToken, "account-b");
+}
+
+TEST_F(UploadDispatch, TheLastRequestKeepsTheRecord) {
+  signIn("u");
+  upload(0);
+  ASSERT_TRUE(waitUntil([&] { return !reported().empty() && reported().back() == youtubeUpload; }));
+  ASSERT_TRUE(time->waitForWaiters(4)) << "two late releases a request, behind its own use of the record";
+  EXPECT_EQ(referencesTo(*info), 2);
+}
+
 TEST_F(UploadDispatch, AUserWhoIsNotCachedIsReportedByTheManager) {
   upload(1);
   signIn("u");
@@ -121,7 +141,7 @@ TEST_F(UploadDispatch, AUserWhoIsNotCachedIsReportedByTheManager) {
     EXPECT_EQ(event.text, tag + ", empty data");
   }
   EXPECT_TRUE(reported().empty());
-  EXPECT_TRUE(network.requests("/").empty());
+  EXPECT_TRUE(network.exchanges("/").empty());
 }
 
 TEST_F(UploadDispatch, APlatformWithoutUploaderIsReportedByTheManager) {
@@ -134,6 +154,9 @@ TEST_F(UploadDispatch, APlatformWithoutUploaderIsReportedByTheManager) {
   EXPECT_EQ(events[0].infoType, infoTypeUpload);
   EXPECT_EQ(events[0].code, -10002);
   EXPECT_EQ(events[0].text, tag + ", no uploader");
+  const auto lines = logger->linesWith(tag + ", no uploader, disk type: " + std::to_string(ema_vimeo));
+  ASSERT_EQ(lines.size(), 1U);
+  EXPECT_EQ(lines[0].severity, IBsLogger::severityError);
   EXPECT_TRUE(reported().empty());
 }
 
@@ -156,7 +179,7 @@ TEST_F(UploadDispatch, AFailedFirstStepEndsTheChain) {
   ASSERT_TRUE(runUntil([&] { return requestsAlive() == 0; }));
   EXPECT_EQ(reported(), std::vector<std::string>{credentials});
   EXPECT_TRUE(host.events().empty());
-  EXPECT_TRUE(network.requests("/consume").empty());
+  EXPECT_TRUE(network.exchanges("/consume").empty());
 }
 
 TEST_F(UploadDispatch, AFailedEntitlementEndsTheChain) {
@@ -174,9 +197,27 @@ TEST_F(UploadDispatch, AManagerThatDiesUnderAChainLeavesNothing) {
   signIn("u");
   network.hold("/consume");
   upload(1);
-  ASSERT_TRUE(network.waitForRequests("/consume", 1));
+  ASSERT_TRUE(network.waitForExchanges("/consume", 1));
   releaseManager();
   network.open("/consume");
   EXPECT_TRUE(runUntil([&] { return requestsAlive() == 0; }));
   EXPECT_EQ(reported(), std::vector<std::string>{credentials});
 }
+
+#if defined(__GLIBC__)
+
+TEST_F(UploadDispatch, WithoutAThreadTheManagersCallbacksHearOfIt) {
+  signIn("u");
+  {
+    const NoThreads noThreads;
+    upload(1);
+  }
+  const auto told = host.events(HostEvent::response);
+  ASSERT_EQ(told.size(), 1U);
+  EXPECT_EQ(told[0].infoType, infoTypeUpload);
+  EXPECT_EQ(told[0].code, ErrorCode::noNetworkClient);
+  EXPECT_EQ(told[0].text, "create network request failed");
+  EXPECT_TRUE(logger->hasLine(tag + ", upload not started"));
+  EXPECT_TRUE(observer.events().empty());
+}
+#endif

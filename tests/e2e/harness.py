@@ -142,13 +142,16 @@ class Servers:
     """The stand-in servers as a process of their own."""
 
     def __init__(self, folder, env, *options):
-        self.config = folder / "cloud-config.json"
-        self.running = Running([str(BIN / "mediatransfer_sandbox"), "--config-file", str(self.config), *options], env)
-        line = self.running.out.wait_for(lambda text: "listening on http" in text, "the address")
-        self.url = line.split("listening on ")[1].strip()
-        line = self.running.out.wait_for(lambda text: "script services: " in text, "the scripts' services")
-        self.services = line.split("script services: ")[1]
-        self.running.out.wait_for(lambda text: "cloud configuration" in text, "the configuration")
+        own = pathlib.Path(tempfile.mkdtemp(dir=folder))
+        self.config = own / "cloud-config.json"
+        if "--state-dir" not in options:
+            options = ("--state-dir", own, *options)
+        self.state = pathlib.Path(options[options.index("--state-dir") + 1]) / "sandbox.json"
+        command = [BIN / "mediatransfer", "--json", "sandbox", "--config-file", self.config, *options]
+        self.running = Running([str(part) for part in command], env)
+        event = self.running.wait_for_event("sandbox")
+        self.url = event["url"]
+        self.services = event["script_services"]
 
     @property
     def port(self):
@@ -195,16 +198,21 @@ class HostTest(unittest.TestCase):
     def command(self, *arguments):
         return [str(BIN / "mediatransfer"), *[str(argument) for argument in arguments]]
 
-    def run_program(self, *arguments, env=None):
+    def run_command(self, command, stdout=subprocess.PIPE, **options):
+        """Any program from its start to its end; the options are those of subprocess."""
         done = subprocess.run(
-            self.command(*arguments),
+            [str(part) for part in command],
             stdin=subprocess.DEVNULL,
-            capture_output=True,
-            env={**self.env, **(env or {})},
+            stdout=stdout,
+            stderr=subprocess.PIPE,
             timeout=LIMIT + 60,
             check=False,
+            **{"env": self.env, **options},
         )
-        return Result(done.returncode, done.stdout.decode("utf-8"), done.stderr.decode("utf-8"))
+        return Result(done.returncode, (done.stdout or b"").decode("utf-8"), done.stderr.decode("utf-8"))
+
+    def run_program(self, *arguments, env=None):
+        return self.run_command(self.command(*arguments), env={**self.env, **(env or {})})
 
     def start_program(self, *arguments, stdin=subprocess.DEVNULL):
         running = Running(self.command(*arguments), self.env, stdin)
@@ -225,6 +233,14 @@ class HostTest(unittest.TestCase):
         result = self.run_program(*shared, "--json", "login", platform)
         self.assertEqual(result.code, 0, result)
         return result.named("login_done")[0]["user"]
+
+    def signed_in(self, servers=None, platform="youtube"):
+        """Somebody who signed in before the test began. A login takes the 3 s of its first poll, so it is made once a
+        module, and each test gets a copy of its files and of what the stand-ins know of its tokens."""
+        kind = "--sandbox" if servers is None else "servers"
+        if kind not in donors:
+            donors[kind] = Donor(kind)
+        return donors[kind].lend(self.folder, servers, platform)
 
     def video(self, size=None, name="video.mp4"):
         """The sample video, filled up to `size` bytes with a box that players skip."""
@@ -255,6 +271,61 @@ class HostTest(unittest.TestCase):
         """The exit code, and the same in the last JSON line."""
         self.assertEqual(result.code, code, result)
         self.assertEqual(result.events[-1], {"event": "done", "exit": code}, result)
+
+
+class SignedInTest(HostTest):
+    """Somebody is signed in to `PLATFORM`, on stand-in servers of the test's own."""
+
+    PLATFORM = "youtube"
+
+    def setUp(self):
+        super().setUp()
+        self.servers = self.start_servers()
+        self.user = self.signed_in(self.servers, self.PLATFORM)
+
+    def upload(self, path, *options):
+        return self.run_program(*self.with_servers(self.servers, "upload", self.PLATFORM, path, *options))
+
+    def start_upload(self, path, *options):
+        return self.start_program(*self.with_servers(self.servers, "upload", self.PLATFORM, path, *options))
+
+
+class Donor:
+    """Logins of one kind, in a folder of their own, for the tests to copy."""
+
+    def __init__(self, kind):
+        self._host = HostTest()
+        self._host.setUp()
+        self._servers = None if kind == "--sandbox" else self._host.start_servers()
+        self._users = {}
+        unittest.addModuleCleanup(self._end, kind)
+
+    def _end(self, kind):
+        del donors[kind]
+        self._host.doCleanups()
+
+    def lend(self, folder, servers, platform):
+        """Copies the platform's login into a test's folder and returns its user."""
+        if platform not in self._users:
+            self._users[platform] = self._host.sign_in(self._servers, platform)
+        place = "data/mediatransfer" if servers else "data/mediatransfer/sandbox"
+        source, target = self._host.folder / place, folder / place
+        for new in (folder / "data/mediatransfer", target, target / "cache"):
+            new.mkdir(mode=0o700, parents=True, exist_ok=True)
+        for path in [source / "cipher.key", *source.glob(f"cache/*{platform}*")]:
+            shutil.copy2(path, target / path.relative_to(source))
+        if servers is None:
+            shutil.copy2(source / "sandbox.json", target)
+        else:
+            # The file appears at once, as it does when the stand-ins write it.
+            draft = servers.state.with_suffix(".copy")
+            shutil.copy2(self._servers.state, draft)
+            draft.replace(servers.state)
+            (target / "cache" / f"{platform}_origin").write_text(servers.url + "\n")
+        return self._users[platform]
+
+
+donors = {}
 
 
 def sha256_of(path):

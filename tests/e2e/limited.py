@@ -4,15 +4,12 @@ import time
 
 
 class LimitedUpload:
-    """Names `PLATFORM`, its `LIMIT` in bytes and in words, and the `FIRST_ROUTE` of its upload; beside a `HostTest`."""
+    """Names its `LIMIT` in bytes and in words, and the `FIRST_ROUTE` of its upload; beside a `SignedInTest`."""
 
-    def setUp(self):
-        super().setUp()
-        self.servers = self.start_servers()
-        self.user = self.sign_in(self.servers, self.PLATFORM)
-
-    def upload(self, path, *options):
-        return self.run_program(*self.with_servers(self.servers, "upload", self.PLATFORM, path, *options))
+    def upload_side_by_side(self, count, path, *options):
+        """So many uploads at once, which meet what was ordered for the first requests: who waits, waits with the others."""
+        running = [self.start_upload(path, *options) for _ in range(count)]
+        return [program.end() for program in running]
 
     def test_file_of_the_limit(self):
         too_large = self.sparse_file(self.LIMIT)

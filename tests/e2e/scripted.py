@@ -77,5 +77,5 @@ class Scripted(HostTest):
         self.assert_ends(result, 0)
         return result.named("login_done")[0]
 
-    def kept_login(self, platform):
-        return self.folder / "data" / "mediatransfer" / "cache" / (platform + "_script_login")
+    def kept_login(self, platform, folder="cache"):
+        return self.folder / "data" / "mediatransfer" / folder / (platform + "_script_login")

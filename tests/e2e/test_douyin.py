@@ -3,7 +3,7 @@
 import time
 import unittest
 
-from harness import HostTest, sha256_of, wait_until
+from harness import SignedInTest, sha256_of, wait_until
 from limited import LimitedUpload
 
 MIB = 1024 * 1024
@@ -12,7 +12,7 @@ PART = 4 * MIB
 SHORT = ("--patience", "8")
 
 
-class DouyinUpload(LimitedUpload, HostTest):
+class DouyinUpload(LimitedUpload, SignedInTest):
     PLATFORM = "douyin"
     LIMIT = 128 * MIB
     LIMIT_TEXT = "128MB"
@@ -85,19 +85,20 @@ class DouyinUpload(LimitedUpload, HostTest):
         self.assertEqual(self.servers.requests("douyinUploadPart"), [])
 
     def test_faults_of_the_opening(self):
-        for kind, members in (
-            ("closeAtOnce", {}),
-            ("truncatedBody", {"bytes": 10}),
-            ("brokenJson", {}),
-            ("status", {"code": 503, "text": "busy"}),
-            ("status", {"code": 200, "text": "[]"}),
-        ):
-            with self.subTest(kind=kind, members=members):
-                fault = self.servers.fault("douyinUploadInit", kind, **members)
-                result = self.upload(self.video(), "--json", *SHORT)
-                self.assert_ends(result, 1)
-                self.assertEqual(result.named("finished"), [])
-                self.assertEqual(self.servers.delivered(fault), 1)
+        faults = [
+            self.servers.fault("douyinUploadInit", kind, **members)
+            for kind, members in (
+                ("closeAtOnce", {}),
+                ("truncatedBody", {"bytes": 10}),
+                ("brokenJson", {}),
+                ("status", {"code": 503, "text": "busy"}),
+                ("status", {"code": 200, "text": "[]"}),
+            )
+        ]
+        for result in self.upload_side_by_side(len(faults), self.video(), "--json", *SHORT):
+            self.assert_ends(result, 1)
+            self.assertEqual(result.named("finished"), [])
+        self.assertEqual([self.servers.delivered(fault) for fault in faults], [1] * len(faults))
 
     def test_part_that_is_mended_by_another_try(self):
         video = self.video(PART + 1000)
@@ -114,38 +115,61 @@ class DouyinUpload(LimitedUpload, HostTest):
                 self.assertEqual(self.servers.delivered(fault), 1)
                 self.assertEqual(self.servers.uploads()[-1]["sha256"], sha256_of(video))
 
-    def test_part_refused_three_times_is_an_error_and_then_completed(self):
-        fault = self.servers.fault(
+    def refuse_the_last_part(self):
+        return self.servers.fault(
             "douyinUploadPart", "replaceMember", path="data.error_code", text="2100004", nth=3, times=3
         )
+
+    def test_part_that_is_given_up_is_no_success(self):
+        fault = self.refuse_the_last_part()
         result = self.upload(self.sparse_file(2 * PART + 1000), "--json")
-        self.assert_ends(result, 0)
+        self.assert_ends(result, 1)
         self.assertEqual(self.servers.delivered(fault), 3)
         ends = [(event["event"], event["text"]) for event in result.events if event["event"] in ("error", "finished")]
-        self.assertEqual(ends[-3:], [("error", "-10007,User cancelled!"), ("finished", ""), ("finished", "")])
+        self.assertEqual(ends[-4:-1], [("error", "-10007,User cancelled!"), ("finished", ""), ("finished", "")])
+        self.assertTrue(ends[-1][1].startswith("the video arrived without its end"), result)
+
+    def test_part_that_is_given_up_is_told_to_people(self):
+        self.refuse_the_last_part()
+        result = self.upload(self.sparse_file(2 * PART + 1000))
+        self.assertEqual(result.code, 1, result)
+        self.assertIn("the video arrived without its end", result.err.splitlines()[-1])
+
+    def test_part_that_is_given_up_before_a_completion_that_fails_too(self):
+        self.refuse_the_last_part()
+        self.servers.fault("douyinUploadComplete", "replaceMember", path="data.error_code", text="2100004")
+        result = self.upload(self.sparse_file(2 * PART + 1000), "--json", *SHORT)
+        self.assert_ends(result, 1)
+        self.assertTrue(result.named("error")[-1]["text"].startswith("the video arrived without its end"), result)
 
     def test_complete_that_fails(self):
-        for kind, members, text in (
-            ("replaceMember", {"path": "data.error_code", "text": "2100004"}, "2100004,"),
-            ("brokenJson", {}, None),
-            # The client asks once more over a new connection when a kept one ended.
-            ("closeAtOnce", {"times": 2}, None),
-            ("status", {"code": 503, "text": "busy"}, None),
-        ):
-            with self.subTest(kind=kind):
-                fault = self.servers.fault("douyinUploadComplete", kind, **members)
-                result = self.upload(self.video(), "--json", *SHORT)
-                self.assert_ends(result, 1)
-                self.assertEqual(result.named("finished"), [])
-                if text is not None:
-                    self.assertTrue(result.named("error")[-1]["text"].startswith(text), result)
-                self.assertEqual(self.servers.delivered(fault), members.get("times", 1))
+        faults = [
+            self.servers.fault("douyinUploadComplete", kind, **members)
+            for kind, members in (
+                ("replaceMember", {"path": "data.error_code", "text": "2100004"}),
+                ("brokenJson", {}),
+                ("status", {"code": 503, "text": "busy"}),
+            )
+        ]
+        results = self.upload_side_by_side(len(faults), self.video(), "--json", *SHORT)
+        for result in results:
+            self.assert_ends(result, 1)
+            self.assertEqual(result.named("finished"), [])
+        self.assertEqual([self.servers.delivered(fault) for fault in faults], [1] * len(faults))
+        last = [error["text"] for result in results for error in result.named("error")[-1:]]
+        self.assertEqual(len([text for text in last if text.startswith("2100004,")]), 1, results)
+
+    def test_complete_whose_connection_ends(self):
+        # The client asks once more over a new connection when a kept one ended.
+        fault = self.servers.fault("douyinUploadComplete", "closeAtOnce", times=2)
+        result = self.upload(self.video(), "--json", *SHORT)
+        self.assert_ends(result, 1)
+        self.assertEqual(result.named("finished"), [])
+        self.assertEqual(self.servers.delivered(fault), 2)
 
     def test_ctrl_c_between_two_parts_completes_what_was_sent(self):
         self.servers.fault("douyinUploadPart", "slowAnswer", delay=1000, times=0)
-        running = self.start_program(
-            *self.with_servers(self.servers, "--json", "upload", "douyin", self.sparse_file(12 * PART))
-        )
+        running = self.start_upload(self.sparse_file(12 * PART), "--json")
         running.wait_for_event("progress")
         begin = time.monotonic()
         running.interrupt()
@@ -161,7 +185,7 @@ class DouyinUpload(LimitedUpload, HostTest):
 
     def test_ctrl_c_for_people(self):
         self.servers.fault("douyinUploadPart", "slowAnswer", delay=1000, times=0)
-        running = self.start_program(*self.with_servers(self.servers, "upload", "douyin", self.sparse_file(12 * PART)))
+        running = self.start_upload(self.sparse_file(12 * PART))
         running.out.wait_for(lambda line: "% of " in line, "progress")
         running.interrupt()
         result = running.end()
@@ -170,11 +194,21 @@ class DouyinUpload(LimitedUpload, HostTest):
         self.assertIn("stopping after the part that is on its way; Ctrl-C again ends at once", lines)
         self.assertEqual(lines[-1], "stopped; the service keeps a video of the parts that it has")
 
+    def test_part_that_is_given_up_after_ctrl_c_is_a_stop(self):
+        self.servers.fault("douyinUploadPart", "stall", nth=2)
+        running = self.start_upload(self.sparse_file(3 * PART), *SHORT)
+        wait_until(lambda: len(self.servers.requests("douyinUploadPart")) == 2, "the stalled part")
+        running.interrupt()
+        running.out.wait_for(lambda line: line.startswith("stopping"), "the stop")
+        self.servers.stop()
+        result = running.end()
+        self.assertEqual(result.code, 130, result)
+        self.assertIn("the transfer was cut off (-10007,User cancelled!)", result.out.splitlines())
+        self.assertNotIn("without its end", result.err)
+
     def test_ctrl_c_after_the_last_part_is_too_late(self):
         fault = self.servers.fault("douyinUploadComplete", "slowAnswer", delay=2000)
-        running = self.start_program(
-            *self.with_servers(self.servers, "--json", "upload", "douyin", self.video(PART + 1))
-        )
+        running = self.start_upload(self.video(PART + 1), "--json")
         running.wait_for_event("progress", value=99)
         wait_until(lambda: self.servers.requests("douyinUploadComplete"), "the complete call")
         running.interrupt()
@@ -183,9 +217,7 @@ class DouyinUpload(LimitedUpload, HostTest):
 
     def test_ctrl_c_with_a_stalled_part_ends_within_its_limit(self):
         self.servers.fault("douyinUploadPart", "stall", nth=2, times=0)
-        running = self.start_program(
-            *self.with_servers(self.servers, "--json", "upload", "douyin", self.sparse_file(3 * PART))
-        )
+        running = self.start_upload(self.sparse_file(3 * PART), "--json")
         wait_until(lambda: len(self.servers.requests("douyinUploadPart")) == 2, "the stalled part")
         begin = time.monotonic()
         running.interrupt()

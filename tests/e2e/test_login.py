@@ -1,6 +1,7 @@
 """Logins, good and bad."""
 
 import stat
+import time
 import unittest
 
 from harness import SECRET, HostTest
@@ -34,7 +35,7 @@ class Login(HostTest):
 
     def test_serves_the_next_process(self):
         user = self.sign_in()
-        whoami = self.run_program("--json", "whoami", "youtube")
+        whoami = self.run_program("--sandbox", "--json", "whoami", "youtube")
         self.assert_ends(whoami, 0)
         self.assertEqual(whoami.named("user")[0]["user"], user)
         self.assertEqual(set(whoami.named("user")[0]), KNOWN)
@@ -56,20 +57,35 @@ class Login(HostTest):
     def test_keeps_its_folders_to_their_owner(self):
         self.sign_in()
         data = self.folder / "data" / "mediatransfer"
-        for folder in (data, data / "cache", data / "sandbox"):
+        sandbox = data / "sandbox"
+        self.sign_in(self.start_servers())
+        for folder in (data, data / "cache", sandbox, sandbox / "cache"):
             self.assertEqual(stat.S_IMODE(folder.stat().st_mode), 0o700, folder)
-        for file in (data / "cipher.key", data / "cache" / "ema_youtube_cache.db"):
-            self.assertEqual(stat.S_IMODE(file.stat().st_mode), 0o600, file)
+        for place in (data, sandbox):
+            for name in ("ema_youtube_cache.db", "youtube_origin", "youtube_lock"):
+                self.assertEqual(stat.S_IMODE((place / "cache" / name).stat().st_mode), 0o600, name)
+            self.assertEqual(stat.S_IMODE((place / "cipher.key").stat().st_mode), 0o600, place)
 
     def test_keeps_a_cache_elsewhere_with_its_own_key_and_servers(self):
         cache = self.folder / "elsewhere" / "logins"
-        result = self.run_program("--sandbox", "--cache-dir", cache, "login", "youtube")
+        result = self.run_program(*self.with_servers(self.start_servers(), "--cache-dir", cache, "login", "youtube"))
         self.assertEqual(result.code, 0, result)
         self.assertTrue((cache / "ema_youtube_cache.db").exists())
         self.assertTrue((cache.parent / "logins.key" / "cipher.key").exists())
-        self.assertTrue((cache.parent / "logins.sandbox" / "sandbox.json").exists())
         self.assertFalse((self.folder / "data").exists())
         self.assertEqual(self.run_program("--cache-dir", str(cache) + "/", "whoami", "youtube").code, 0)
+
+    def test_keeps_the_stand_ins_logins_and_key_with_them(self):
+        cache = self.folder / "elsewhere" / "logins"
+        result = self.run_program("--sandbox", "--cache-dir", cache, "login", "youtube")
+        self.assertEqual(result.code, 0, result)
+        sandbox = cache.parent / "logins.sandbox"
+        for name in ("cache/ema_youtube_cache.db", "cipher.key", "sandbox.json"):
+            self.assertTrue((sandbox / name).exists(), name)
+        self.assertEqual([path.name for path in cache.parent.iterdir()], ["logins.sandbox"])
+        self.assertFalse((self.folder / "data").exists())
+        self.assertEqual(self.run_program("--sandbox", "--cache-dir", cache, "whoami", "youtube").code, 0)
+        self.assertEqual(self.run_program("--cache-dir", cache, "whoami", "youtube").code, 1)
 
     def test_never_shows_a_token(self):
         log = self.folder / "log.txt"
@@ -138,6 +154,31 @@ class Login(HostTest):
         self.assertEqual(len(result.named("error")), 1, result)
         self.assertNotIn("categories", result.named("login_done")[0])
         self.assertEqual(servers.delivered(fault), 1)
+
+    def test_categories_that_never_come_do_not_keep_a_login(self):
+        servers = self.start_servers()
+        fault = servers.fault("youtubeCategories", "stall", times=0)
+        begin = time.monotonic()
+        result = self.run_program(*self.with_servers(servers, "login", "youtube", "--timeout", "5"))
+        self.assertEqual((result.code, result.err), (0, ""), result)
+        self.assertLess(time.monotonic() - begin, 60)
+        self.assertIn("the login is good without it", result.out.splitlines()[-2])
+        self.assertTrue(result.out.splitlines()[-1].startswith("signed in to youtube as "), result)
+        self.assertGreater(servers.delivered(fault), 0)
+        self.assertEqual(self.run_program("whoami", "youtube").code, 0)
+
+    def test_time_limit_behind_the_profile_is_no_failure(self):
+        servers = self.start_servers()
+        fault = servers.fault("youtubeCategories", "slowAnswer", delay=8000)
+        result = self.run_program(*self.with_servers(servers, "--json", "login", "youtube", "--timeout", "5"))
+        self.assert_ends(result, 0)
+        self.assertEqual((result.named("error"), len(result.named("login_done"))), ([], 1), result)
+        self.assertEqual(servers.delivered(fault), 1)
+
+    def test_closing_address_hides_its_code(self):
+        result = self.run_program("--sandbox", "--json", "login", "youtube")
+        url = result.named("callback_url")[0]["url"]
+        self.assertIn("code=***", url)
 
     def test_fails_when_the_platform_does_not_tell_who_signed_in(self):
         servers = self.start_servers()

@@ -219,13 +219,13 @@ class KeptLogin(Scripted):
     def test_whoami_needs_no_script(self):
         user = self.sign_in_by_script()
         del self.env["MEDIATRANSFER_PYTHON_HOME"]
-        result = self.run_program("--json", "whoami", "vimeo")
+        result = self.run_program("--sandbox", "--json", "whoami", "vimeo")
         self.assert_ends(result, 0)
         self.assertEqual(result.events[0]["user"], user)
         self.assertIn("Music|", result.events[0]["categories"])
-        other = self.run_program("whoami", "vimeo", "--user", "nobody")
+        other = self.run_program("--sandbox", "whoami", "vimeo", "--user", "nobody")
         self.assertEqual(other.code, 1, other)
-        self.assert_one_line(other.err, "nobody", "mediatransfer whoami vimeo")
+        self.assert_one_line(other.err, "nobody", "mediatransfer --sandbox whoami vimeo")
 
     def sign_in_by_script(self, *platform):
         result = self.run_program("--sandbox", "--json", "login", *(platform or ("vimeo",)))
@@ -237,15 +237,82 @@ class KeptLogin(Scripted):
 
     def test_logins_of_script_and_manager_are_kept_apart(self):
         self.sign_in_by_script("youtube", "--script")
-        self.assertEqual(self.run_program("whoami", "youtube").code, 1)
-        self.assertEqual(self.run_program("whoami", "youtube", "--script").code, 0)
-        self.assertEqual(self.run_program("whoami", "vimeo", "--manager").code, 1)
+        self.assertEqual(self.run_program("--sandbox", "whoami", "youtube").code, 1)
+        self.assertEqual(self.run_program("--sandbox", "whoami", "youtube", "--script").code, 0)
+        self.assertEqual(self.run_program("--sandbox", "whoami", "vimeo", "--manager").code, 1)
 
-    def test_verify(self):
+    def test_verify_of_a_good_login(self):
         user = self.sign_in_by_script()
         result = self.run_program("--sandbox", "--json", "verify", "vimeo")
         self.assert_ends(result, 0)
         self.assertEqual(result.named("verified")[0]["user"], user)
+
+    def test_verify_asks_the_service(self):
+        servers = self.start_services()
+        for platform in PLATFORMS:
+            self.sign_in_there(*platform)
+            result = self.run_program("verify", *platform)
+            self.assertEqual((result.code, result.err), (0, ""), result)
+            self.assertRegex(result.out, r" is good\n$")
+        servers.ask("tokens/expire", {})
+        for platform in PLATFORMS:
+            result = self.run_program("verify", *platform)
+            if platform[0] in ("youtube", "twitch"):
+                self.assertEqual((result.code, result.err), (0, ""), "it can be renewed")
+                continue
+            self.assertEqual((result.code, result.out), (1, ""), result)
+            self.assert_one_line(result.err, "not good any more", "mediatransfer login " + " ".join(platform))
+
+    def test_verify_of_a_login_that_cannot_be_renewed(self):
+        servers = self.start_services()
+        self.sign_in_there("twitch")
+        servers.ask("tokens/expire", {})
+        servers.fault("twitchToken", "status", code=400, text='{"message":"Invalid refresh token"}')
+        result = self.run_program("verify", "twitch")
+        self.assertEqual((result.code, result.out), (1, ""), result)
+        self.assert_one_line(result.err, "not good any more", "Invalid refresh token")
+
+    def test_verify_without_the_service(self):
+        servers = self.start_services()
+        table = self.folder / "services.json"
+        shutil.copy(servers.services, table)
+        self.env["MEDIATRANSFER_SERVICES"] = str(table)
+        for platform in PLATFORMS:
+            self.sign_in_there(*platform)
+        servers.stop()
+        for platform in PLATFORMS:
+            result = self.run_program("verify", *platform)
+            self.assertEqual((result.code, result.out), (1, ""), result)
+            self.assert_one_line(result.err, "cannot be reached", "--offline")
+            offline = self.run_program("verify", *platform, "--offline")
+            self.assertEqual((offline.code, offline.err), (0, ""), offline)
+            self.assertRegex(offline.out, r" is stored; the service was not asked\n$")
+        lines = self.run_program("--json", "verify", "vimeo", "--offline")
+        self.assert_ends(lines, 0)
+        self.assertEqual((len(lines.named("user")), lines.named("verified")), (1, []))
+
+    def test_verify_with_a_service_that_says_something_else(self):
+        servers = self.start_services()
+        self.sign_in_there("vimeo")
+        servers.fault("vimeoProfile", "status", code=403, text='{"error":"Not for this application."}', times=0)
+        result = self.run_program("verify", "vimeo")
+        self.assertEqual((result.code, result.out), (1, ""), result)
+        self.assert_one_line(result.err, "does not say", "Not for this application.")
+
+    def test_verify_by_scripts_that_cannot_tell(self):
+        self.start_services()
+        self.sign_in_there("flickr")
+        home = self.folder / "home"
+        shutil.copytree(self.env["MEDIATRANSFER_PYTHON_HOME"], home, symlinks=True)
+        (home / "pysocialnetwork" / "logincheck.py").write_text("def wanted():\n    return ''\n")
+        result = self.run_program("--python-home", home, "verify", "flickr")
+        self.assertEqual((result.code, result.out), (1, ""), result)
+        self.assert_one_line(result.err, str(home), "tools/make_python_home")
+
+    def test_offline_is_for_scripts(self):
+        result = self.run_program("--sandbox", "verify", "youtube", "--offline")
+        self.assertEqual(result.code, 2, result)
+        self.assert_one_line(result.err, "--offline", "mediatransfer --sandbox whoami youtube")
 
     def test_logout_tells_the_service_and_forgets(self):
         servers = self.start_services()
@@ -262,18 +329,19 @@ class KeptLogin(Scripted):
     def test_logout_without_a_script_forgets_all_the_same(self):
         self.sign_in_by_script()
         del self.env["MEDIATRANSFER_PYTHON_HOME"]
-        result = self.run_program("logout", "vimeo")
+        self.assertTrue(self.kept_login("vimeo", "sandbox/cache").exists())
+        result = self.run_program("--sandbox", "logout", "vimeo")
         self.assertEqual(result.code, 0, result)
         self.assertIn("the service was not told", result.out)
-        self.assertFalse(self.kept_login("vimeo").exists())
+        self.assertFalse(self.kept_login("vimeo", "sandbox/cache").exists())
 
     def test_damaged_file_counts_for_nobody(self):
         self.sign_in_by_script()
-        kept = self.kept_login("vimeo")
+        kept = self.kept_login("vimeo", "sandbox/cache")
         whole = kept.read_bytes()
         for damaged in (b"", whole[:-1], whole[:16], bytes(len(whole)), whole[16:]):
             kept.write_bytes(damaged)
-            result = self.run_program("whoami", "vimeo")
+            result = self.run_program("--sandbox", "whoami", "vimeo")
             self.assertEqual(result.code, 1, result)
             self.assert_one_line(result.err, "nobody is signed in")
 

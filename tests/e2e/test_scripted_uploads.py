@@ -133,7 +133,7 @@ class Upload(Scripted):
     def test_without_a_login_says_how_to_sign_in(self):
         result = self.run_program("--sandbox", "upload", "youtube", "--script", self.video())
         self.assertEqual(result.code, 1, result)
-        self.assert_one_line(result.err, "nobody is signed in", "mediatransfer login youtube --script")
+        self.assert_one_line(result.err, "nobody is signed in", "mediatransfer --sandbox login youtube --script")
 
 
 if __name__ == "__main__":

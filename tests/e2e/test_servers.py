@@ -5,7 +5,7 @@ import pathlib
 import signal
 import unittest
 
-from harness import HostTest, free_port, opener
+from harness import SECRET, HostTest, free_port, opener
 
 
 class CloudConfig(HostTest):
@@ -44,7 +44,7 @@ class CloudConfig(HostTest):
 class DeadServer(HostTest):
     def test_every_command_that_needs_it_ends_with_one_line(self):
         servers = self.start_servers()
-        self.sign_in(servers)
+        self.signed_in(servers)
         servers.stop()
         for command in (("login", "youtube"), ("verify", "youtube"), ("upload", "youtube", self.video())):
             result = self.run_program(*self.with_servers(servers, *command))
@@ -69,7 +69,7 @@ class SandboxCommand(HostTest):
         login = self.run_program("--cloud-config", config, "--app-secret", "sandbox-app-secret", "login", "youtube")
         self.assertEqual(login.code, 0, login)
         running.interrupt()
-        self.assert_ends(running.end(), 130)
+        self.assert_ends(running.end(), 0)
         self.assertTrue((self.folder / "state" / "sandbox.json").exists())
 
     def test_prints_the_configuration_alone_to_the_standard_output(self):
@@ -79,7 +79,40 @@ class SandboxCommand(HostTest):
         running.err.wait_for(lambda line: "stand-in servers listen on http://127.0.0.1:" in line, "the address")
         self.assertTrue(all(url.startswith("http://127.0.0.1:") for url in config.values()))
         running.process.send_signal(signal.SIGTERM)
-        self.assertEqual(running.end().code, 130)
+        self.assertEqual(running.end().code, 0)
+
+    def test_writes_the_configuration_into_a_file(self):
+        file = self.folder / "config.json"
+        running = self.start_program("sandbox", "--config-file", file)
+        line = running.err.wait_for(lambda line: line.startswith("Their cloud configuration"), "the configuration")
+        self.assertTrue(line.endswith(str(file)), line)
+        self.assertIn("http://127.0.0.1:", file.read_text())
+        running.interrupt()
+        result = running.end()
+        self.assertEqual((result.code, result.out), (0, ""), result)
+
+    def test_configuration_that_cannot_be_written(self):
+        result = self.run_program("sandbox", "--config-file", self.folder / "nowhere" / "config.json")
+        self.assertEqual(result.code, 1, result)
+        self.assert_one_line(result.err, "--config-file")
+
+    def test_accepts_the_application_that_it_was_told(self):
+        for accepted, given, code in (
+            ("secret-of-mine", "secret-of-mine", 0),
+            ("secret-of-mine", SECRET, 1),
+            ("", "any", 0),
+        ):
+            with self.subTest(accepted=accepted, given=given):
+                servers = self.start_servers("--app-secret", accepted)
+                shared = ("--cloud-config", servers.config, "--app-secret", given)
+                result = self.run_program(*shared, "--json", "login", "youtube", "--timeout", "10")
+                self.assert_ends(result, code)
+
+    def test_names_its_certificate_authority(self):
+        running = self.start_program("--json", "sandbox", "--tls")
+        event = running.wait_for_event("sandbox")
+        self.assertTrue(event["url"].startswith("https://127.0.0.1:"), event)
+        self.assertIn("BEGIN CERTIFICATE", pathlib.Path(event["certificate_authority"]).read_text())
 
     def test_asks_for_consent_when_told_to(self):
         running = self.start_program("--json", "--consent", "ask", "sandbox")

@@ -4,10 +4,9 @@ import contextlib
 import resource
 import signal
 import sqlite3
-import subprocess
 import unittest
 
-from harness import LIMIT, HostTest, Result, wait_until
+from harness import HostTest, wait_until
 
 
 class Storage(HostTest):
@@ -22,17 +21,7 @@ class Storage(HostTest):
             resource.setrlimit(resource.RLIMIT_FSIZE, (4096, 4096))
             signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
 
-        done = subprocess.run(
-            self.command(*arguments),
-            stdin=subprocess.DEVNULL,
-            capture_output=True,
-            env=self.env,
-            timeout=LIMIT,
-            check=False,
-            preexec_fn=keep_files_small,
-            restore_signals=False,
-        )
-        return Result(done.returncode, done.stdout.decode("utf-8"), done.stderr.decode("utf-8"))
+        return self.run_command(self.command(*arguments), preexec_fn=keep_files_small, restore_signals=False)
 
     @contextlib.contextmanager
     def held_by_a_writer(self):
@@ -66,7 +55,10 @@ class Storage(HostTest):
         self.assertEqual(self.run_without_room("whoami", "youtube").code, 0)
         self.assertGreater(asked, 0)
         self.assertEqual(len(servers.requests("clientCredentials")), asked)
-        self.assertEqual([path.name for path in self.cache.iterdir()], ["ema_youtube_cache.db"])
+        self.assertEqual(
+            sorted(path.name for path in self.cache.iterdir()),
+            ["ema_youtube_cache.db", "youtube_lock", "youtube_origin"],
+        )
         self.assert_still_signed_in(user)
 
     def test_something_else_in_the_place_of_the_file(self):
@@ -82,7 +74,7 @@ class Storage(HostTest):
         self.cache.write_text("no folder")
 
     def test_a_login_that_cannot_be_kept_is_no_success(self):
-        running = self.start_program("--sandbox", "--json", "login", "youtube")
+        running = self.start_program(*self.with_servers(self.start_servers(), "--json", "login", "youtube"))
         running.wait_for_event("login_url")
         self.lose_the_folder()
         result = running.end()
@@ -92,7 +84,7 @@ class Storage(HostTest):
 
     def run_and_lose_the_renewal(self, *command):
         servers = self.start_servers()
-        self.sign_in(servers)
+        self.signed_in(servers)
         fault = servers.fault("token", "stall")
         running = self.start_program(*self.with_servers(servers, "--json", *command))
         wait_until(lambda: servers.delivered(fault) == 1, "the stalled renewal")
@@ -113,7 +105,7 @@ class Storage(HostTest):
         self.assertEqual(len(result.named("finished")), 1)
 
     def test_a_logout_that_cannot_be_kept_is_no_success(self):
-        user = self.sign_in()
+        user = self.signed_in(self.start_servers())
         with self.held_by_a_writer():
             result = self.run_program("--json", "logout", "youtube")
         self.assert_ends(result, 1)

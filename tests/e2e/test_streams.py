@@ -1,29 +1,16 @@
 """Standard streams that are closed, full, or read by nobody."""
 
 import os
-import subprocess
 import unittest
 
-from harness import BIN, LIMIT, HostTest
+from harness import HostTest
 
 
 class Streams(HostTest):
-    def run_with_output(self, output, *arguments):
-        done = subprocess.run(
-            self.command(*arguments),
-            stdin=subprocess.DEVNULL,
-            stdout=output,
-            stderr=subprocess.PIPE,
-            env=self.env,
-            timeout=LIMIT,
-            check=False,
-        )
-        return done.returncode, done.stderr.decode("utf-8")
-
     def assert_lost(self, output, *arguments):
-        code, errors = self.run_with_output(output, *arguments)
-        self.assertEqual(code, 1, errors)
-        self.assertIn("mediatransfer: the standard output cannot be written", errors)
+        result = self.run_command(self.command(*arguments), stdout=output)
+        self.assertEqual(result.code, 1, result)
+        self.assertIn("mediatransfer: the standard output cannot be written", result.err)
 
     def broken_pipe(self):
         read, write = os.pipe()
@@ -32,7 +19,7 @@ class Streams(HostTest):
         return write
 
     def test_a_pipe_that_nobody_reads_ends_each_command(self):
-        self.sign_in()
+        self.signed_in()
         video = self.video()
         for form in ((), ("--json",)):
             for command in (
@@ -49,13 +36,13 @@ class Streams(HostTest):
         self.assert_lost(self.broken_pipe(), "--help")
 
     def test_a_full_disk_behind_the_output_is_told(self):
-        self.sign_in()
+        self.signed_in()
         with open("/dev/full", "wb") as full:
             self.assert_lost(full, "--json", "--sandbox", "whoami", "youtube")
 
     def test_nothing_is_uploaded_when_nobody_hears_of_it(self):
         servers = self.start_servers()
-        self.sign_in(servers)
+        self.signed_in(servers)
         self.assert_lost(self.broken_pipe(), *self.with_servers(servers, "upload", "youtube", self.video()))
         self.assertEqual(servers.uploads(), [])
 
@@ -63,10 +50,9 @@ class Streams(HostTest):
         # Without care the first file that is opened gets the number of the closed stream, and all that is printed.
         closing = 'exec "$0" "$@" <&- >&- 2>&-'
         for command in (("login", "youtube"), ("upload", "youtube", self.video()), ("whoami", "youtube")):
-            program = [str(BIN / "mediatransfer"), "--sandbox", *map(str, command)]
-            done = subprocess.run(["/bin/sh", "-c", closing, *program], env=self.env, timeout=LIMIT, check=False)
-            self.assertEqual(done.returncode, 0, command)
-        self.assertEqual(self.run_program("whoami", "youtube").code, 0)
+            program = self.command("--sandbox", *command)
+            self.assertEqual(self.run_command(["/bin/sh", "-c", closing, *program]).code, 0, command)
+        self.assertEqual(self.run_program("--sandbox", "whoami", "youtube").code, 0)
 
 
 if __name__ == "__main__":

@@ -34,7 +34,7 @@ class Terminal(HostTest):
         return code, text.decode("utf-8")
 
     def test_bar_shows_percent_bytes_rate_and_time_left(self):
-        self.sign_in()
+        self.signed_in()
         code, text = self.run_on_terminal("--sandbox", "upload", "youtube", self.video(25 * 1024 * 1024))
         self.assertEqual(code, 0, text)
         self.assertRegex(text, r"\r\x1b\[K\[#+-+\]  ?\d+%  \d+\.\d/25\.0 MiB  \d+\.\d [KMG]iB/s  \d+:\d\d left")
@@ -42,7 +42,7 @@ class Terminal(HostTest):
         self.assertRegex(text, r"\nuploaded: https://\S+/watch\?v=\S+\r\n$")
 
     def test_bar_fits_a_narrow_terminal(self):
-        self.sign_in()
+        self.signed_in()
         code, text = self.run_on_terminal("--sandbox", "upload", "youtube", self.video(5 * 1024 * 1024), columns=40)
         self.assertEqual(code, 0, text)
         for bar in re.findall(r"\r\x1b\[K([^\r\n]*)", text):
@@ -56,7 +56,7 @@ class Terminal(HostTest):
         self.assertTrue(text.endswith(f"stored in {target}\r\n"), text)
 
     def test_json_lines_stay_json_lines(self):
-        self.sign_in()
+        self.signed_in()
         code, text = self.run_on_terminal("--sandbox", "--json", "upload", "youtube", self.video())
         self.assertEqual(code, 0, text)
         self.assertNotIn("\x1b", text)

@@ -3,13 +3,13 @@
 import time
 import unittest
 
-from harness import HostTest, sha256_of, wait_until
+from harness import HostTest, SignedInTest, sha256_of, wait_until
 from limited import LimitedUpload
 
 MIB = 1024 * 1024
 
 
-class TiktokUpload(LimitedUpload, HostTest):
+class TiktokUpload(LimitedUpload, SignedInTest):
     PLATFORM = "tiktok"
     LIMIT = 50 * MIB
     LIMIT_TEXT = "50MB"
@@ -73,20 +73,30 @@ class TiktokUpload(LimitedUpload, HostTest):
             ("resetRequestAfter", {"bytes": 100000}, "2000"),
             ("truncatedBody", {"bytes": 10}, "2000"),
             ("status", {"code": 503, "text": "busy"}, "503,"),
-            ("status", {"code": 200, "text": "no json"}, ""),
-            ("brokenJson", {}, ""),
-            ("removeMember", {"path": "data.share_id"}, ""),
             ("replaceMember", {"path": "data.error_code", "text": "2100004"}, "2100004,"),
         ):
             with self.subTest(kind=kind, members=members):
                 fault = self.servers.fault("tiktokUpload", kind, **members)
-                result = self.upload(video, "--json", "--patience", "5")
+                result = self.upload(video, "--json")
                 self.assert_ends(result, 1)
                 self.assertEqual(result.named("finished"), [])
-                if text:
-                    (error,) = result.named("error")
-                    self.assertTrue(error["text"].startswith(text), result)
+                (error,) = result.named("error")
+                self.assertTrue(error["text"].startswith(text), result)
                 self.assertEqual(self.servers.delivered(fault), 1)
+
+    def test_answers_that_say_nothing_are_no_success(self):
+        faults = [
+            self.servers.fault("tiktokUpload", kind, **members)
+            for kind, members in (
+                ("status", {"code": 200, "text": "no json"}),
+                ("brokenJson", {}),
+                ("removeMember", {"path": "data.share_id"}),
+            )
+        ]
+        for result in self.upload_side_by_side(len(faults), self.video(2 * MIB), "--json", "--patience", "5"):
+            self.assert_ends(result, 1)
+            self.assertEqual(result.named("finished"), [])
+        self.assertEqual([self.servers.delivered(fault) for fault in faults], [1] * len(faults))
 
     def test_refused_entitlement(self):
         fault = self.servers.fault("consume", "replaceMember", path="code", text="50011")
@@ -102,9 +112,7 @@ class TiktokUpload(LimitedUpload, HostTest):
         ):
             with self.subTest(kind=kind):
                 fault = self.servers.fault("tiktokUpload", kind, **members)
-                running = self.start_program(
-                    *self.with_servers(self.servers, "--json", "upload", "tiktok", self.video(40 * MIB))
-                )
+                running = self.start_upload(self.video(40 * MIB), "--json")
                 running.wait_for_event("progress")
                 wait_until(lambda: self.servers.delivered(fault), "the fault")
                 begin = time.monotonic()
@@ -119,7 +127,7 @@ class TiktokUpload(LimitedUpload, HostTest):
 
     def test_ctrl_c_for_people(self):
         self.servers.fault("tiktokUpload", "stallRequestAfter", bytes=1000000)
-        running = self.start_program(*self.with_servers(self.servers, "upload", "tiktok", self.video(40 * MIB)))
+        running = self.start_upload(self.video(40 * MIB))
         running.out.wait_for(lambda line: "% of " in line, "progress")
         running.interrupt()
         result = running.end()
@@ -134,7 +142,7 @@ class TiktokWithoutLogin(HostTest):
     def test_says_how_to_sign_in(self):
         result = self.run_program("--sandbox", "upload", "tiktok", self.video())
         self.assertEqual(result.code, 1, result)
-        self.assert_one_line(result.err, "nobody is signed in", "mediatransfer login tiktok")
+        self.assert_one_line(result.err, "nobody is signed in", "mediatransfer --sandbox login tiktok")
 
 
 if __name__ == "__main__":

@@ -3,47 +3,14 @@
 import json
 import unittest
 
-from harness import HostTest, sha256_of
+from harness import HostTest, SignedInTest, sha256_of
 
 MIB = 1024 * 1024
 
 
 class Upload(HostTest):
-    def test_arrives_whole_with_its_metadata(self):
-        servers = self.start_servers()
-        user = self.sign_in(servers)
-        video = self.video(5 * MIB + 1)
-        result = self.run_program(
-            *self.with_servers(
-                servers,
-                "--json",
-                "upload",
-                "youtube",
-                video,
-                "--title",
-                "Ein Tïtel",
-                "--description",
-                "Two\nlines",
-                "--tags",
-                "a,b",
-                "--privacy",
-                "unlisted",
-                "--user",
-                user,
-            )
-        )
-        self.assert_ends(result, 0)
-
-        (upload,) = servers.uploads()
-        self.assertTrue(upload["complete"])
-        self.assertEqual(upload["sha256"], sha256_of(video))
-        metadata = json.loads(upload["metadata"])
-        self.assertEqual(metadata["snippet"], {"title": "Ein Tïtel", "description": "Two\nlines", "tags": "a,b"})
-        self.assertEqual(metadata["status"]["privacyStatus"], "unlisted")
-        self.assertEqual(result.named("finished")[0]["text"].split("/watch?v=")[1], upload["media_id"])
-
     def test_reports_progress_that_grows_up_to_100(self):
-        self.sign_in()
+        self.signed_in()
         result = self.run_program("--sandbox", "--json", "upload", "youtube", self.video(9 * MIB))
         self.assert_ends(result, 0)
         values = [event["value"] for event in result.named("progress")]
@@ -55,7 +22,7 @@ class Upload(HostTest):
         self.assertEqual(names[-2:], ["finished", "done"])
 
     def test_prints_plain_lines_without_a_terminal(self):
-        self.sign_in()
+        self.signed_in()
         result = self.run_program("--sandbox", "upload", "youtube", self.video(9 * MIB))
         self.assertEqual(result.code, 0, result)
         self.assertNotIn("\r", result.out)
@@ -63,19 +30,8 @@ class Upload(HostTest):
         self.assertIn("100% of 9.0 MiB", result.out)
         self.assertRegex(result.out.splitlines()[-1], r"^uploaded: https://.+/watch\?v=.+$")
 
-    def test_title_is_the_file_name_and_privacy_private_unless_given(self):
-        servers = self.start_servers()
-        self.sign_in(servers)
-        result = self.run_program(
-            *self.with_servers(servers, "upload", "youtube", self.video(name="Holiday ünd more.mp4"))
-        )
-        self.assertEqual(result.code, 0, result)
-        metadata = json.loads(servers.uploads()[0]["metadata"])
-        self.assertEqual(metadata["snippet"]["title"], "Holiday ünd more")
-        self.assertEqual(metadata["status"]["privacyStatus"], "private")
-
     def test_missing_file(self):
-        self.sign_in()
+        self.signed_in()
         for command in (("none.mp4",), (self.video(), "--thumbnail", "none.png")):
             plain = self.run_program("--sandbox", "upload", "youtube", *command)
             self.assertEqual(plain.code, 1, plain)
@@ -83,7 +39,7 @@ class Upload(HostTest):
             self.assert_ends(self.run_program("--sandbox", "--json", "upload", "youtube", *command), 1)
 
     def test_folder_or_empty_file(self):
-        self.sign_in()
+        self.signed_in()
         empty = self.folder / "empty.mp4"
         empty.touch()
         for path in (empty, self.folder):
@@ -94,92 +50,101 @@ class Upload(HostTest):
     def test_without_a_login_says_how_to_sign_in(self):
         plain = self.run_program("--sandbox", "upload", "youtube", self.video())
         self.assertEqual(plain.code, 1, plain)
-        self.assert_one_line(plain.err, "nobody is signed in", "mediatransfer login youtube")
+        self.assert_one_line(plain.err, "nobody is signed in", "mediatransfer --sandbox login youtube")
         lines = self.run_program("--sandbox", "--json", "upload", "youtube", self.video())
         self.assert_ends(lines, 1)
         self.assertEqual(lines.events[0]["code"], -10021)
 
     def test_of_a_user_who_is_not_signed_in(self):
-        self.sign_in()
+        self.signed_in()
         result = self.run_program("--sandbox", "--json", "upload", "youtube", self.video(), "--user", "nobody")
         self.assert_ends(result, 1)
         self.assertEqual(len(result.named("error")), 1)
 
+
+class UploadToServers(SignedInTest):
+    def test_arrives_whole_with_its_metadata(self):
+        video = self.video(5 * MIB + 1)
+        metadata = ("--title", "Ein Tïtel", "--description", "Two\nlines", "--tags", "a,b", "--privacy", "unlisted")
+        result = self.upload(video, "--json", *metadata, "--user", self.user)
+        self.assert_ends(result, 0)
+
+        (upload,) = self.servers.uploads()
+        self.assertTrue(upload["complete"])
+        self.assertEqual(upload["sha256"], sha256_of(video))
+        metadata = json.loads(upload["metadata"])
+        self.assertEqual(metadata["snippet"], {"title": "Ein Tïtel", "description": "Two\nlines", "tags": "a,b"})
+        self.assertEqual(metadata["status"]["privacyStatus"], "unlisted")
+        self.assertEqual(result.named("finished")[0]["text"].split("/watch?v=")[1], upload["media_id"])
+
+    def test_title_is_the_file_name_and_privacy_private_unless_given(self):
+        result = self.upload(self.video(name="Holiday ünd more.mp4"))
+        self.assertEqual(result.code, 0, result)
+        metadata = json.loads(self.servers.uploads()[0]["metadata"])
+        self.assertEqual(metadata["snippet"]["title"], "Holiday ünd more")
+        self.assertEqual(metadata["status"]["privacyStatus"], "private")
+
     def test_with_an_access_token_that_the_service_forgot(self):
-        servers = self.start_servers()
-        self.sign_in(servers)
-        servers.ask("tokens/expire", {})
-        result = self.run_program(*self.with_servers(servers, "--json", "upload", "youtube", self.video()))
+        self.servers.ask("tokens/expire", {})
+        result = self.upload(self.video(), "--json")
         self.assert_ends(result, 0)
 
     def test_goes_on_with_the_stored_token_when_it_cannot_be_renewed(self):
-        servers = self.start_servers()
-        self.sign_in(servers)
-        fault = servers.fault("token", "status", code=500, text="{}")
-        result = self.run_program(*self.with_servers(servers, "--json", "upload", "youtube", self.video()))
+        fault = self.servers.fault("token", "status", code=500, text="{}")
+        result = self.upload(self.video(), "--json")
         self.assert_ends(result, 0)
         self.assertEqual(result.named("error")[0]["code"], 500)
-        self.assertEqual(servers.delivered(fault), 1)
+        self.assertEqual(self.servers.delivered(fault), 1)
 
     def test_refused_at_its_opening(self):
-        servers = self.start_servers()
-        self.sign_in(servers)
-        fault = servers.fault("youtubeUploadOpen", "status", code=403, text='{"error":{"code":403,"message":"quota"}}')
-        result = self.run_program(*self.with_servers(servers, "--json", "upload", "youtube", self.video()))
+        fault = self.servers.fault(
+            "youtubeUploadOpen", "status", code=403, text='{"error":{"code":403,"message":"quota"}}'
+        )
+        result = self.upload(self.video(), "--json")
         self.assert_ends(result, 1)
         (error,) = result.named("error")
         self.assertEqual(error["value"], 10)
         self.assertTrue(error["text"].startswith("403,"), error)
-        self.assertEqual(servers.delivered(fault), 1)
+        self.assertEqual(self.servers.delivered(fault), 1)
 
     def test_chunk_refused_three_times(self):
-        servers = self.start_servers()
-        self.sign_in(servers)
-        fault = servers.fault("youtubeUploadChunk", "status", code=500, text="{}", times=3)
-        result = self.run_program(*self.with_servers(servers, "upload", "youtube", self.video()))
+        fault = self.servers.fault("youtubeUploadChunk", "status", code=500, text="{}", times=3)
+        result = self.upload(self.video())
         self.assertEqual(result.code, 1, result)
         self.assert_one_line(result.err, "User cancelled!")
-        self.assertEqual(servers.delivered(fault), 3)
+        self.assertEqual(self.servers.delivered(fault), 3)
 
     def test_chunk_lost_once_is_sent_again(self):
-        servers = self.start_servers()
-        self.sign_in(servers)
-        fault = servers.fault("youtubeUploadChunk", "resetRequestAfter", bytes=100000, nth=2)
+        fault = self.servers.fault("youtubeUploadChunk", "resetRequestAfter", bytes=100000, nth=2)
         video = self.video(5 * MIB)
-        result = self.run_program(*self.with_servers(servers, "--json", "upload", "youtube", video))
+        result = self.upload(video, "--json")
         self.assert_ends(result, 0)
-        self.assertEqual(servers.uploads()[0]["sha256"], sha256_of(video))
-        self.assertEqual(servers.delivered(fault), 1)
+        self.assertEqual(self.servers.uploads()[0]["sha256"], sha256_of(video))
+        self.assertEqual(self.servers.delivered(fault), 1)
 
     def test_refused_entitlement_is_one_error(self):
-        servers = self.start_servers()
-        self.sign_in(servers)
-        fault = servers.fault("consume", "status", code=200, text='{"code":7,"msg":"no quota"}')
-        result = self.run_program(*self.with_servers(servers, "--json", "upload", "youtube", self.video()))
+        fault = self.servers.fault("consume", "status", code=200, text='{"code":7,"msg":"no quota"}')
+        result = self.upload(self.video(), "--json")
         self.assert_ends(result, 1)
         self.assertIn("7,no quota", [event["text"] for event in result.named("error")])
-        self.assertEqual(servers.delivered(fault), 1)
+        self.assertEqual(self.servers.delivered(fault), 1)
 
     def test_silence_ends_with_what_was_last_heard(self):
-        servers = self.start_servers()
-        self.sign_in(servers)
         # The first exchange of the upload itself; the one before it belongs to the check of the login.
-        fault = servers.fault("clientCredentials", "status", code=500, text="{}", nth=2)
-        result = self.run_program(*self.with_servers(servers, "upload", "youtube", self.video(), "--patience", "3"))
+        fault = self.servers.fault("clientCredentials", "status", code=500, text="{}", nth=2)
+        result = self.upload(self.video(), "--patience", "3")
         self.assertEqual(result.code, 1, result)
         self.assert_one_line(result.err, "no news", "3 s", "last heard", "--patience")
-        self.assertEqual(servers.delivered(fault), 1)
+        self.assertEqual(self.servers.delivered(fault), 1)
 
     def test_two_uploads_at_once_from_two_processes(self):
-        servers = self.start_servers()
-        self.sign_in(servers)
         videos = [self.video(4 * MIB, "one.mp4"), self.video(6 * MIB, "two.mp4")]
-        running = [
-            self.start_program(*self.with_servers(servers, "--json", "upload", "youtube", video)) for video in videos
-        ]
+        running = [self.start_upload(video, "--json") for video in videos]
         for program in running:
             self.assert_ends(program.end(), 0)
-        self.assertEqual({upload["sha256"] for upload in servers.uploads()}, {sha256_of(video) for video in videos})
+        self.assertEqual(
+            {upload["sha256"] for upload in self.servers.uploads()}, {sha256_of(video) for video in videos}
+        )
 
 
 if __name__ == "__main__":

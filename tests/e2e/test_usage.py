@@ -23,6 +23,11 @@ class Usage(HostTest):
         for command in ("login", "verify", "whoami", "logout", "upload", "albums", "media", "download", "sandbox"):
             self.assertIn(command, result.out)
 
+    def test_version(self):
+        result = self.run_program("--version")
+        self.assertEqual((result.code, result.err), (0, ""), result)
+        self.assertRegex(result.out, r"^mediatransfer [0-9]+\.[0-9]+\.[0-9]+\n$")
+
     def test_help_of_a_command_names_its_options(self):
         result = self.run_program("upload", "--help")
         self.assertEqual(result.code, 0, result)
@@ -136,12 +141,12 @@ class Usage(HostTest):
         video = self.video()
         for platform in ("facebook", "vimeo", "flickr", "instagram", "twitch"):
             self.refuse(1, "--sandbox", "login", platform, parts=(platform, "tools/make_python_home", "--python-home"))
-            self.refuse(1, "--sandbox", "upload", platform, video, parts=("mediatransfer login " + platform,))
+            self.refuse(1, "--sandbox", "upload", platform, video, parts=("mediatransfer --sandbox login " + platform,))
         self.refuse(1, "--sandbox", "login", "youtube", "--script", parts=("MEDIATRANSFER_PYTHON_HOME",))
         self.refuse(1, "--sandbox", "--python-home", self.folder, "login", "vimeo", parts=("authupload.py",))
         sources = pathlib.Path(__file__).resolve().parents[2] / "python_home"
         self.refuse(1, "--sandbox", "--python-home", sources, "login", "vimeo", parts=("python38.zip",))
-        self.refuse(1, "--sandbox", "whoami", "facebook", parts=("mediatransfer login facebook",))
+        self.refuse(1, "--sandbox", "whoami", "facebook", parts=("mediatransfer --sandbox login facebook",))
 
     def test_a_secret_file_that_is_missing(self):
         self.refuse(1, "--app-secret", "@" + str(self.folder / "none"), "whoami", "youtube", parts=("--app-secret",))

@@ -1,13 +1,5 @@
 cmake_minimum_required(VERSION 3.25)
-
-function(run)
-  execute_process(COMMAND ${ARGN} RESULT_VARIABLE code OUTPUT_VARIABLE output ERROR_VARIABLE output)
-  if(NOT code EQUAL 0)
-    list(JOIN ARGN " " command)
-    message(FATAL_ERROR "${command}\nended with ${code}:\n${output}")
-  endif()
-  set(output "${output}" PARENT_SCOPE)
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/Run.cmake)
 
 function(expect_equal actual expected what)
   if(NOT "${actual}" STREQUAL "${expected}")
@@ -24,7 +16,7 @@ set(prefix ${WORK}/moved)
 # Nothing but what was meant to be installed, in these folders.
 file(GLOB top RELATIVE ${prefix} ${prefix}/*)
 file(GLOB libraries RELATIVE ${prefix}/${LIBDIR} ${prefix}/${LIBDIR}/*)
-file(GLOB rooms RELATIVE ${prefix}/${INCLUDEDIR} ${prefix}/${INCLUDEDIR}/* ${prefix}/${INCLUDEDIR}/*/*)
+file(GLOB folders RELATIVE ${prefix}/${INCLUDEDIR} ${prefix}/${INCLUDEDIR}/*)
 set(expected_libraries cmake pkgconfig)
 foreach(name BsCloudConfig BsNet ExternlMediaTransfer KblLogger KblUtils)
   list(APPEND expected_libraries lib${name}.so lib${name}.so.${SOVERSION} lib${name}.so.${VERSION})
@@ -33,22 +25,19 @@ list(SORT libraries)
 list(SORT expected_libraries)
 expect_equal("${libraries}" "${expected_libraries}" "libraries")
 expect_equal("${top}" "bin;${INCLUDEDIR};lib;share" "top folders")
-expect_equal("${rooms}"
-  "ExternlMediaTransfer;ExternlMediaTransfer/authorize;ExternlMediaTransfer/boundary;ExternlMediaTransfer/foundation"
-  "include folders")
+expect_equal("${folders}" "BsCloudConfig;BsNet;ExternlMediaTransfer;KblLogger;KblUtils" "include folders")
 
-# Headers that only the library itself may see stay at home; what is installed is complete.
-file(GLOB_RECURSE headers RELATIVE ${prefix}/${INCLUDEDIR}/ExternlMediaTransfer ${prefix}/${INCLUDEDIR}/*.h)
+# What is installed is what stands in include/, and it is complete.
+set(public ${SOURCE}/../../include)
+file(GLOB_RECURSE headers RELATIVE ${prefix}/${INCLUDEDIR} ${prefix}/${INCLUDEDIR}/*.h)
+file(GLOB_RECURSE expected_headers RELATIVE ${public} ${public}/*.h)
+list(APPEND expected_headers ExternlMediaTransfer/Version.h)
 list(SORT headers)
-foreach(private authorize/switchboard/AuthorizeTable.h foundation/KblUtils/SqliteConnection.h
-                foundation/KblUtils/system/System.h boundary/ExternlMediaUpTransfer.h boundary/records/Records.h)
-  if(private IN_LIST headers)
-    message(FATAL_ERROR "${private} was installed")
-  endif()
-endforeach()
+list(SORT expected_headers)
+expect_equal("${headers}" "${expected_headers}" "headers")
 set(includes "")
 foreach(header IN LISTS headers)
-  string(APPEND includes "#include \"${header}\"\n")
+  string(APPEND includes "#include <${header}>\n")
 endforeach()
 file(WRITE ${WORK}/AllHeaders.cpp "${includes}")
 
@@ -65,6 +54,22 @@ foreach(script IN LISTS ours)
   file(READ ${scripts}/${script} wanted)
   file(READ ${WORK}/home/${script} found)
   expect_equal("${found}" "${wanted}" "${script}")
+endforeach()
+
+# The notices name every library that is loaded and not ours.
+file(READ ${prefix}/share/doc/ExternlMediaTransfer/THIRD-PARTY-NOTICES.md notices)
+file(GLOB binaries ${prefix}/bin/* ${prefix}/${LIBDIR}/*.so)
+run(readelf -d ${binaries})
+string(REPLACE "[" "" output "${output}")  # a bracket would hold a list together
+string(REGEX MATCHALL "Shared library: [^\n]*\\.so" loaded "${output}")
+list(TRANSFORM loaded REPLACE "Shared library: " "")
+list(REMOVE_DUPLICATES loaded)
+list(FILTER loaded EXCLUDE REGEX "^lib(BsCloudConfig|BsNet|ExternlMediaTransfer|KblLogger|KblUtils|[a-z]+san)\\.so$")
+foreach(library libcurl.so ${loaded})
+  string(FIND "${notices}" "`${library}`" place)
+  if(place EQUAL -1 OR NOT library IN_LIST loaded)
+    message(FATAL_ERROR "${library} is not both loaded and named in THIRD-PARTY-NOTICES.md: ${loaded}")
+  endif()
 endforeach()
 
 # The program finds the libraries beside it.
@@ -84,7 +89,7 @@ string(STRIP "${output}" options)
 separate_arguments(options UNIX_COMMAND "${options}")
 run(pkg-config --modversion ExternlMediaTransfer)
 expect_equal("${output}" "${VERSION}\n" "version")
-run(${COMPILER} -std=c++20 ${flags} ${SOURCE}/consumer/Consumer.cpp -o ${WORK}/by-pkg-config ${options}
+run(${COMPILER} -std=c++17 ${flags} ${SOURCE}/consumer/Consumer.cpp -o ${WORK}/by-pkg-config ${options}
   -Wl,-rpath,${prefix}/${LIBDIR})
 run(${WORK}/by-pkg-config)
 expect_equal("${output}" "a host runs\n" "output of the pkg-config host")

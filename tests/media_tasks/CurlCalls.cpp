@@ -5,7 +5,6 @@
 #include <curl/curl.h>
 #include <dlfcn.h>
 
-#include <algorithm>
 #include <cstdarg>
 #include <mutex>
 
@@ -16,8 +15,6 @@ namespace {
 struct Recording {
   std::mutex mutex;
   bool isOn = false;
-  bool failInit = false;
-  int refusedOption = 0;
   std::vector<CurlCall> calls;
 };
 
@@ -46,10 +43,6 @@ extern "C" {
 
 CURL* curl_easy_init() {
   note({"init", 0, 0, {}, nullptr});
-  {
-    const std::lock_guard lock(recording().mutex);
-    if (recording().failInit) return nullptr;
-  }
   return original<CURL* (*)()>("curl_easy_init")();
 }
 
@@ -76,8 +69,7 @@ CURLcode curl_easy_setopt(CURL* curl, CURLoption option, ...) {
   }
   va_end(arguments);
   note(call);
-  const std::lock_guard lock(recording().mutex);
-  return recording().refusedOption == static_cast<int>(option) ? CURLE_OUT_OF_MEMORY : result;
+  return result;
 }
 
 CURLcode curl_easy_perform(CURL* curl) {
@@ -101,27 +93,9 @@ ScopedCurlCalls::ScopedCurlCalls() {
 ScopedCurlCalls::~ScopedCurlCalls() {
   const std::lock_guard lock(recording().mutex);
   recording().isOn = false;
-  recording().failInit = false;
-  recording().refusedOption = 0;
-}
-
-void ScopedCurlCalls::failInit() {
-  const std::lock_guard lock(recording().mutex);
-  recording().failInit = true;
-}
-
-void ScopedCurlCalls::refuseOption(int option) {
-  const std::lock_guard lock(recording().mutex);
-  recording().refusedOption = option;
 }
 
 std::vector<CurlCall> ScopedCurlCalls::calls() {
   const std::lock_guard lock(recording().mutex);
   return recording().calls;
-}
-
-std::ptrdiff_t ScopedCurlCalls::performs() {
-  const std::vector<CurlCall> seen = calls();
-  return std::count_if(seen.begin(), seen.end(),
-                       [](const CurlCall& call) { return call.function == "perform"; });
 }

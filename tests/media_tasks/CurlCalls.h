@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -13,8 +12,7 @@ struct CurlCall {
   const void* pointer = nullptr;
 };
 
-/// Records the calls of this process for its own life, and makes them fail on order. The calls go on to
-/// libcurl all the same.
+/// Records the calls of this process for its own life. They go on to libcurl all the same.
 class ScopedCurlCalls {
  public:
   ScopedCurlCalls();
@@ -22,12 +20,5 @@ class ScopedCurlCalls {
   ScopedCurlCalls(const ScopedCurlCalls&) = delete;
   ScopedCurlCalls& operator=(const ScopedCurlCalls&) = delete;
 
-  /// curl_easy_init gives null from now on.
-  static void failInit();
-  /// curl_easy_setopt refuses this option from now on, for want of memory.
-  static void refuseOption(int option);
-
   [[nodiscard]] static std::vector<CurlCall> calls();
-  /// How many fetches have begun.
-  [[nodiscard]] static std::ptrdiff_t performs();
 };

@@ -1,6 +1,6 @@
 // What every listing bears, whatever the service and the host do.
-#include "media_tasks/CurlCalls.h"
-#include "media_tasks/ListTest.h"
+#include "media_tasks/CurlMediaFetcher.h"
+#include "media_tasks/ListFixture.h"
 #include "media_tasks/SNRFacebookEnumAlbumInfoTask.h"
 #include "media_tasks/SNRFacebookEnumMediaInfoTask.h"
 #include "media_tasks/SNRFlickrImageTask.h"
@@ -27,13 +27,15 @@ using Task = std::unique_ptr<KBL::SNRRequestTask>;
 /// One kind of list, with a page that holds two items and a text of every kind that its task reads.
 struct ListKind {
   const char* name;
-  Task (*make)(bool listens);
+  Task (*make)(bool listens, KBL::MediaFetcher& fetcher);
   const char* page;
   /// What makes the same page lead to itself for ever; "URL" stands for the server's address.
   const char* link;
+  /// A page that holds the service's own failure "m", with a CODE.
+  const char* failure;
   /// Fetches that begin once the host has stopped the list in its first page; of all lists one asks for a
   /// stop only within its fetches.
-  int fetchesBehindAStop = 0;
+  std::size_t fetchesBehindAStop = 0;
   bool closesAfterAnError = true;
 };
 
@@ -42,50 +44,53 @@ void PrintTo(const ListKind& kind, std::ostream* out) {
 }
 
 template <class List, class Item, class... Texts>
-Task make(bool listens, Item onItem, Texts... texts) {
+Task make(bool listens, KBL::MediaFetcher& fetcher, Item onItem, Texts... texts) {
   const Item noItem = nullptr;
   const KBL::MediaErrorCallback noError = nullptr;
-  return std::make_unique<List>(texts..., listens ? onItem : noItem, listens ? &MediaHost::onError : noError);
+  return std::make_unique<List>(texts..., listens ? onItem : noItem, listens ? &MediaHost::onError : noError,
+                                fetcher);
 }
 
-Task albums(bool listens) {
-  return make<KBL::SNRFacebookEnumAlbumInfoTask>(listens, &MediaHost::onAlbum, "T");
+Task albums(bool listens, KBL::MediaFetcher& fetcher) {
+  return make<KBL::SNRFacebookEnumAlbumInfoTask>(listens, fetcher, &MediaHost::onAlbum, "T");
 }
-Task photos(bool listens) {
-  return make<KBL::SNRFacebookEnumMediaInfoTask>(listens, &MediaHost::onMedia, "T", "1");
+Task photos(bool listens, KBL::MediaFetcher& fetcher) {
+  return make<KBL::SNRFacebookEnumMediaInfoTask>(listens, fetcher, &MediaHost::onMedia, "T", "1");
 }
-Task videos(bool listens) {
-  return make<KBL::SNRFacebookEnumMediaInfoTask>(listens, &MediaHost::onMedia, "T", "FACEBOOK_VIDEO");
+Task videos(bool listens, KBL::MediaFetcher& fetcher) {
+  return make<KBL::SNRFacebookEnumMediaInfoTask>(listens, fetcher, &MediaHost::onMedia, "T",
+                                                 "FACEBOOK_VIDEO");
 }
-Task flickr(bool listens) {
-  return make<KBL::SNRFlickrImageTask>(listens, &MediaHost::onMedia, "K", "S", "T|S");
+Task flickr(bool listens, KBL::MediaFetcher& fetcher) {
+  return make<KBL::SNRFlickrImageTask>(listens, fetcher, &MediaHost::onMedia, "K", "S", "T|S");
 }
-Task instagram(bool listens) {
-  return make<KBL::SNRInstagramImageTask>(listens, &MediaHost::onMedia, "T");
+Task instagram(bool listens, KBL::MediaFetcher& fetcher) {
+  return make<KBL::SNRInstagramImageTask>(listens, fetcher, &MediaHost::onMedia, "T");
 }
 
+constexpr const char* graphFailure = R"({"error":{"code":CODE,"message":"m"}})";
 constexpr const char* graphLink = R"({"paging":{"next":"URL/graph/again"}})";
 
 const ListKind kinds[] = {
     {"Albums", &albums, R"({"data":[{"id":"1","name":"a"},{"id":"2","name":"b"}],"paging":{"next":""}})",
-     graphLink, 1, false},
+     graphLink, graphFailure, 1, false},
     {"Photos", &photos,
      R"({"data":[{"source":"a","picture":"b","images":[{"width":3,"height":4,"source":"c"}]},
          {"source":"d","picture":"e"}],"paging":{"next":""}})",
-     graphLink},
+     graphLink, graphFailure},
     {"Videos", &videos,
      R"({"data":[{"type":"video","status_type":"added_video","object_id":"","source":"a","picture":"b"},
          {"type":"video","status_type":"added_video","source":"c","picture":"d"}],"paging":{"next":""}})",
-     graphLink},
+     graphLink, graphFailure},
     {"Flickr", &flickr,
      R"({"stat":"ok","photos":{"page":1,"pages":1,"photo":[
          {"id":"1","secret":"s","server":"v","farm":1,"url_o":"u"},{"id":"2"}]}})",
-     R"({"photos":{"pages":1000000}})"},
+     R"({"photos":{"pages":1000000}})", R"({"stat":"fail","code":CODE,"message":"m"})"},
     {"Instagram", &instagram,
      R"({"meta":{"code":200,"message":""},"data":[{"images":{"standard_resolution":{"url":"i"},
          "thumbnail":{"url":"t"}},"videos":{"standard_resolution":{"url":"v"}}},{"images":{}}],
          "pagination":{"next_max_id":""}})",
-     R"({"pagination":{"next_max_id":"7"}})"},
+     R"({"pagination":{"next_max_id":"7"}})", R"({"meta":{"code":CODE,"message":"m"}})"},
 };
 
 Json::Value parsed(const std::string& text) {
@@ -147,10 +152,11 @@ std::vector<Json::Value> oddValues() {
   return values;
 }
 
-class EveryList : public ListTest, public testing::WithParamInterface<ListKind> {
+class EveryList : public ListFixture, public testing::WithParamInterface<ListKind> {
  protected:
-  [[nodiscard]] Task makeTask(MediaHost& own) const {
-    Task task = GetParam().make(true);
+  [[nodiscard]] Task makeTask(MediaHost& own) { return makeTask(own, fetcher); }
+  [[nodiscard]] static Task makeTask(MediaHost& own, KBL::MediaFetcher& by) {
+    Task task = GetParam().make(true, by);
     task->setHostContext(&own);
     return task;
   }
@@ -158,7 +164,7 @@ class EveryList : public ListTest, public testing::WithParamInterface<ListKind> 
   /// The kind's page, which leads to itself.
   [[nodiscard]] std::string linkedPage() const {
     std::string link = GetParam().link;
-    if (const auto mark = link.find("URL"); mark != std::string::npos) link.replace(mark, 3, server.url());
+    if (const auto mark = link.find("URL"); mark != std::string::npos) link.replace(mark, 3, fetcher.url());
     Json::Value page = parsed(GetParam().page);
     merge(page, parsed(link));
     return printed(page);
@@ -196,15 +202,15 @@ TEST_P(EveryList, OfItsOwnPageHasTwoItemsAndAnEnd) {
 
 TEST_P(EveryList, WithoutCallbacksIsWalkedInSilence) {
   answer({linkedPage(), GetParam().page});
-  GetParam().make(false)->Run();
-  EXPECT_THAT(server.requests(), SizeIs(2));
+  GetParam().make(false, fetcher)->Run();
+  EXPECT_THAT(fetcher.targets(), SizeIs(2));
 }
 
 TEST_P(EveryList, StopsTheWalkOfOnePageWhenTheHostSaysSo) {
   answer({linkedPage(), GetParam().page});
   host.itemResult = [](std::size_t count) { return count == 1 ? 0 : 1; };
   makeTask(host)->Run();
-  EXPECT_THAT(server.requests(), SizeIs(2));
+  EXPECT_THAT(fetcher.targets(), SizeIs(2));
   EXPECT_EQ(host.calls(), 4U);
 }
 
@@ -215,13 +221,12 @@ TEST_P(EveryList, StoppedInAPageSendsNothingMore) {
     task->Stop();
     return 1;
   };
-  const ScopedCurlCalls recorded;
   task->Start(nullptr);
   ASSERT_TRUE(host.waitForCalls(1));
   task->Stop();
   EXPECT_EQ(host.calls(), 1U);
-  EXPECT_THAT(server.requests(), SizeIs(1));
-  EXPECT_EQ(ScopedCurlCalls::performs(), 1 + GetParam().fetchesBehindAStop);
+  EXPECT_THAT(fetcher.targets(), SizeIs(1));
+  EXPECT_EQ(fetcher.fetches(), 1 + GetParam().fetchesBehindAStop);
 }
 
 TEST_P(EveryList, ReportsAPageThatIsNoJson) {
@@ -238,7 +243,7 @@ TEST_P(EveryList, ReportsAPageThatIsNoJson) {
 
 TEST_P(EveryList, ReportsAFailedFetchWithLibcurlsText) {
   const std::string page = GetParam().page;
-  server.answerInOrder({PageReply{.body = page + "      ", .breakAfter = page.size()}});
+  fetcher.answerInOrder({ScriptedReply{.body = page + "      ", .breakAfter = page.size()}});
   makeTask(host)->Run();
   EXPECT_THAT(host.errors(), ElementsAre(Error{10, "Transferred a partial file"}));
   EXPECT_EQ(host.calls(), GetParam().closesAfterAnError ? 2U : 1U);
@@ -269,7 +274,7 @@ TEST_P(EveryList, EndsWhateverStandsInPlaceOfAnyPartOfAPage) {
 }
 
 TEST_P(EveryList, ThatLeadsToItselfGoesOnUntilTheHostStops) {
-  server.answerAlways(linkedPage());
+  fetcher.answerAlways(linkedPage());
   const Task task = makeTask(host);
   host.itemResult = [&](std::size_t count) {
     if (count == 101) task->Stop();
@@ -283,41 +288,76 @@ TEST_P(EveryList, ThatLeadsToItselfGoesOnUntilTheHostStops) {
   EXPECT_EQ(host.closings(), 0U);
 }
 
-TEST_P(EveryList, EndsWhenTheHostThrows) {
+TEST_P(EveryList, TakesAHostThatThrowsForOneThatWantsNoMoreOfThePage) {
   const ScopedRecordingLogger log;
-  server.answerAlways(linkedPage());
+  answer({linkedPage(), GetParam().page});
   host.itemResult = [](std::size_t count) -> std::int32_t {
-    if (count == 3) throw std::runtime_error("a host's own trouble");
+    if (count == 1) throw std::runtime_error("a host's own trouble");
     return 1;
   };
-  const Task task = makeTask(host);
-  task->Start(nullptr);
-  ASSERT_TRUE(log->waitForLineWith("media task ended early: a host's own trouble"));
-  task->Stop();
-  EXPECT_EQ(host.calls(), 3U);
+  makeTask(host)->Run();
+  EXPECT_THAT(fetcher.targets(), SizeIs(2));
+  EXPECT_EQ(host.calls(), 4U);
+  EXPECT_THAT(host.errors(), IsEmpty());
+  ASSERT_THAT(log->linesWith("a host's own trouble"), SizeIs(1));
+  EXPECT_EQ(log->linesWith("a host's own trouble").front().severity, 2);
 }
 
-TEST_P(EveryList, RefusesAPageBeyond64MebibytesWithError10) {
-  server.answerAlways(GetParam().page + std::string(std::size_t{64} << 20, ' '), "application/octet-stream");
+TEST_P(EveryList, RefusesAPageBeyond16MebibytesWithError10) {
+  fetcher.answerAlways(GetParam().page + std::string(std::size_t{16} << 20, ' '));
   makeTask(host)->Run();
   EXPECT_THAT(host.errors(), ElementsAre(Error{10, "Failed writing received data to disk/application"}));
 }
 
-TEST_P(EveryList, TakesAPageOfExactly64Mebibytes) {
+TEST_P(EveryList, TakesAPageOfExactly16Mebibytes) {
   std::string page = GetParam().page;
-  page.resize(std::size_t{64} << 20, ' ');
-  server.answerAlways(page, "application/octet-stream");
+  page.resize(std::size_t{16} << 20, ' ');
+  fetcher.answerAlways(page);
   makeTask(host)->Run();
   EXPECT_THAT(host.errors(), IsEmpty());
   EXPECT_EQ(host.calls(), 3U);
 }
 
+TEST_P(EveryList, RefusesAPageWhoseValuesWouldCostTooMuch) {
+  const std::string page = GetParam().page;
+  // Two megabytes of text, more than 64 of values.
+  std::string values = "[";
+  for (int count = 0; count < 1'000'000; ++count) values += "0,";
+  answer({page.substr(0, page.size() - 1) + R"(,"more":)" + values + "0]}"});
+  makeTask(host)->Run();
+  EXPECT_THAT(host.errors(), ElementsAre(Error{11, "can't read json."}));
+}
+
+TEST_P(EveryList, GivesAPageTenMinutes) {
+  const ScopedManualTime time;
+  const Task task = makeTask(host);
+  for (int beat = 0; beat <= 30; ++beat) {
+    ASSERT_EQ(task->OnProgress(0, beat, 0, 0), 0) << beat;
+    time->advance(20'000);
+  }
+  EXPECT_EQ(task->OnProgress(0, 31, 0, 0), 1);
+}
+
+TEST_P(EveryList, ReadsTheCodeOfAFailureSoThatNoneLooksLikeASuccess) {
+  for (const auto& [code, told] :
+       {std::pair("4294967296", 2147483647), std::pair("-1e300", -2147483647 - 1)}) {
+    MediaHost own;
+    std::string failure = GetParam().failure;
+    failure.replace(failure.find("CODE"), 4, code);
+    answer({failure});
+    makeTask(own)->Run();
+    EXPECT_THAT(own.errors(), ElementsAre(Error{told, "m"})) << failure;
+  }
+}
+
 TEST_P(EveryList, SentRoundInCirclesEndsWithError10) {
   const ScopedManualTime time;
+  PageServer server;
+  const ScopedMediaHosts served(server);
   server.answer([](const std::string& target) {
     return PageReply{.body = "elsewhere", .status = 302, .headers = {{"Location", target}}};
   });
-  const Task task = makeTask(host);
+  const Task task = makeTask(host, KBL::curlMediaFetcher());
   task->Start(nullptr);
   ASSERT_TRUE(time->advanceUntil([&] { return !host.errors().empty(); }, 31'000));
   task->Stop();
@@ -326,7 +366,7 @@ TEST_P(EveryList, SentRoundInCirclesEndsWithError10) {
 
 TEST_P(EveryList, RunsBesideOthersOnItsOwn) {
   constexpr std::size_t count = 6;
-  server.answerAlways(GetParam().page);
+  fetcher.answerAlways(GetParam().page);
   std::vector<MediaHost> own(count);
   std::vector<Task> tasks;
   for (MediaHost& each : own) tasks.push_back(makeTask(each));

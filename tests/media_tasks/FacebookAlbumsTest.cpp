@@ -1,5 +1,6 @@
+#include "media_tasks/CurlMediaFetcher.h"
+#include "media_tasks/FacebookFixture.h"
 #include "media_tasks/FacebookGraph.h"
-#include "media_tasks/FacebookTest.h"
 #include "media_tasks/SNRFacebookEnumAlbumInfoTask.h"
 
 using KBL::SNRFacebookEnumAlbumInfoTask;
@@ -9,14 +10,15 @@ using testing::SizeIs;
 
 namespace {
 
-class FacebookAlbums : public FacebookTest {
+class FacebookAlbums : public FacebookFixture {
  protected:
   static inline const Album closingAlbum{"FACEBOOK_VIDEO", "VIDEOS", 0};
 
   /// Runs the job on this thread, to its end.
-  void listAlbums() {
-    SNRFacebookEnumAlbumInfoTask task("TOKEN", &MediaHost::onAlbum, &MediaHost::onError);
-    task.setHostContext(&host);
+  void listAlbums() { listAlbums(fetcher, host); }
+  static void listAlbums(KBL::MediaFetcher& by, MediaHost& own) {
+    SNRFacebookEnumAlbumInfoTask task("TOKEN", &MediaHost::onAlbum, &MediaHost::onError, by);
+    task.setHostContext(&own);
     task.Run();
   }
 };
@@ -45,8 +47,8 @@ TEST(FacebookUrls, TakeTokensAndIdsWithoutEncoding) {
 TEST_F(FacebookAlbums, AreAskedAtTheConfiguredHost) {
   answer({R"({"data":[]})"});
   listAlbums();
-  EXPECT_THAT(server.targets(), ElementsAre(std::string("/graph/v2.2/me/albums?access_token=TOKEN") +
-                                            plainReply + "&limit=50"));
+  EXPECT_THAT(fetcher.targets(), ElementsAre(std::string("/graph/v2.2/me/albums?access_token=TOKEN") +
+                                             plainReply + "&limit=50"));
 }
 
 TEST_F(FacebookAlbums, ComeOverAllPagesAndEndWithTheVideos) {
@@ -56,7 +58,7 @@ TEST_F(FacebookAlbums, ComeOverAllPagesAndEndWithTheVideos) {
   EXPECT_THAT(host.albums(), ElementsAre(Album{"1", "One", 1}, Album{"2", "Zw\xc3\xb6lf", 1},
                                          Album{"3", "Three", 1}, closingAlbum));
   EXPECT_THAT(host.errors(), IsEmpty());
-  EXPECT_EQ(server.targets().at(1), "/graph/p2");
+  EXPECT_EQ(fetcher.targets().at(1), "/graph/p2");
 }
 
 TEST_F(FacebookAlbums, OfAUserWithoutAnyAreTheVideosAlone) {
@@ -70,7 +72,7 @@ TEST_F(FacebookAlbums, WithoutDataAndErrorAreAnAllZeroRecord) {
   listAlbums();
   EXPECT_THAT(host.albums(), ElementsAre(Album{"", "", 0}));
   EXPECT_THAT(host.errors(), IsEmpty());
-  EXPECT_THAT(server.requests(), SizeIs(1));
+  EXPECT_THAT(fetcher.targets(), SizeIs(1));
 }
 
 TEST_F(FacebookAlbums, WithNullDataAndNullErrorAreAnAllZeroRecord) {
@@ -96,7 +98,7 @@ TEST_F(FacebookAlbums, WithDataBesideAnErrorAreListed) {
 TEST_F(FacebookAlbums, WithAnErrorFollowNoLink) {
   answer({R"({"error":{"message":"Rate limit","code":4})" + next("/p2") + "}", R"({"data":[]})"});
   listAlbums();
-  EXPECT_THAT(server.requests(), SizeIs(1));
+  EXPECT_THAT(fetcher.targets(), SizeIs(1));
 }
 
 TEST_F(FacebookAlbums, WithAnErrorOnALaterPageEndWithoutAClosingRecord) {
@@ -145,9 +147,7 @@ TEST_F(FacebookAlbums, OfAListThatIsNoneAreTheVideosAlone) {
   for (const char* data : {"{}", R"({"id":"1"})", R"("none")", "7"}) {
     MediaHost own;
     answer({std::string(R"({"data":)") + data + "}"});
-    SNRFacebookEnumAlbumInfoTask task("TOKEN", &MediaHost::onAlbum, &MediaHost::onError);
-    task.setHostContext(&own);
-    task.Run();
+    listAlbums(fetcher, own);
     EXPECT_THAT(own.albums(), ElementsAre(closingAlbum)) << data;
     EXPECT_THAT(own.errors(), IsEmpty()) << data;
   }
@@ -161,8 +161,10 @@ TEST_F(FacebookAlbums, WithAnErrorThatIsNoObjectReportCode0) {
 }
 
 TEST_F(FacebookAlbums, FollowNoLinkToAnotherProtocol) {
-  answer({R"({"data":[{"id":"1"}],"paging":{"next":"file:///etc/passwd"}})"});
-  listAlbums();
+  PageServer server;
+  const ScopedMediaHosts served(server);
+  server.answerAlways(R"({"data":[{"id":"1"}],"paging":{"next":"file:///etc/passwd"}})");
+  listAlbums(KBL::curlMediaFetcher(), host);
   EXPECT_THAT(host.albums(), ElementsAre(Album{"1", "", 1}));
   EXPECT_THAT(host.errors(), ElementsAre(Error{10, "Unsupported protocol"}));
 }

@@ -1,13 +1,21 @@
-#include "media_tasks/CurlCalls.h"
-#include "media_tasks/MediaHost.h"
+// The fetcher over libcurl, and the tasks' way to it, against real servers.
+#include "media_tasks/CurlMediaFetcher.h"
 #include "media_tasks/PageServer.h"
 #include "media_tasks/ProbeTask.h"
-#include "support/WaitUntil.h"
+#include "media_tasks/ReceivedBody.h"
+#include "support/ManualTimeSource.h"
 
 #include <curl/curl.h>
 #include <gmock/gmock.h>
 
+#if defined(__linux__)
+#include <arpa/inet.h>
+#include <sys/socket.h>
+#include <unistd.h>
+#endif
+
 #include <atomic>
+#include <random>
 #include <stdexcept>
 
 using testing::ElementsAre;
@@ -20,13 +28,44 @@ struct Fetched {
   std::string error;
 };
 
-Fetched fetch(const std::string& url) {
-  ProbeTask task;
-  Fetched result{};
-  result.good = task.Fetch(url, result.body);
-  result.error = task.errorText();
-  return result;
+Fetched fetch(const std::string& url, std::size_t largestBody = KBL::largestPageBytes,
+              KBL::MediaFetcher& fetcher = KBL::curlMediaFetcher()) {
+  ReceivedBody received;
+  const KBL::FetchResult result = fetcher.fetch(url, largestBody, received);
+  return {result.end == KBL::FetchResult::End::good, received.body, result.error};
 }
+
+int handlesMade = 0;
+
+void* countHandle() {
+  ++handlesMade;
+  return nullptr;
+}
+
+#if defined(__linux__)
+/// Takes connections on a free port of this machine, and says nothing.
+class ListeningSocket {
+ public:
+  ListeningSocket() {
+    address_.sin_family = AF_INET;
+    address_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof(address_);
+    auto* const plain = reinterpret_cast<sockaddr*>(&address_);
+    EXPECT_EQ(bind(socket_, plain, size), 0);
+    EXPECT_EQ(listen(socket_, 8), 0);
+    EXPECT_EQ(getsockname(socket_, plain, &size), 0);
+  }
+  ~ListeningSocket() { (void)close(socket_); }
+  ListeningSocket(const ListeningSocket&) = delete;
+  ListeningSocket& operator=(const ListeningSocket&) = delete;
+
+  [[nodiscard]] int port() const { return ntohs(address_.sin_port); }
+
+ private:
+  const int socket_ = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address_{};
+};
+#endif
 
 std::string headerOf(const PageRequest& request, const std::string& name) {
   const auto found = request.headers.find(name);
@@ -34,49 +73,6 @@ std::string headerOf(const PageRequest& request, const std::string& name) {
 }
 
 }  // namespace
-
-TEST(Fetch, SetsTwelveOptionsInOrderAndNoOther) {
-  PageServer server;
-  server.answerAlways("body");
-  ProbeTask task;
-  std::vector<CurlCall> calls;
-  {
-    const ScopedCurlCalls recorded;
-    std::string body;
-    ASSERT_TRUE(task.Fetch(server.url() + "/page", body));
-    calls = ScopedCurlCalls::calls();
-  }
-  ASSERT_EQ(calls.size(), 15U);
-  EXPECT_EQ(calls.front().function, "init");
-  EXPECT_EQ(calls[13].function, "perform");
-  EXPECT_EQ(calls[14].function, "cleanup");
-
-  const void* const self = static_cast<KBL::SNRRequestTask*>(&task);
-  const auto expectNumber = [&](std::size_t place, int option, long value) {
-    EXPECT_EQ(calls[place].option, option) << "option " << place;
-    EXPECT_EQ(calls[place].number, value) << "option " << place;
-  };
-  const auto expectText = [&](std::size_t place, int option, const std::string& value) {
-    EXPECT_EQ(calls[place].option, option) << "option " << place;
-    EXPECT_EQ(calls[place].text, value) << "option " << place;
-  };
-  expectNumber(1, 32, 6);
-  expectText(2, 10002, server.url() + "/page");
-  expectNumber(3, 156, 30000);
-  expectNumber(4, 52, 1);
-  expectText(5, 10018, "Mozilla/4.0 (compatible; MSIE 8.0; Windows NT 6.1)");
-  EXPECT_EQ(calls[6].option, 20011);
-  EXPECT_NE(calls[6].pointer, nullptr);
-  EXPECT_EQ(calls[7].option, 10001);
-  EXPECT_EQ(calls[7].pointer, self);
-  expectText(8, 10102, "gzip, deflate");
-  expectNumber(9, 64, 1);
-  EXPECT_EQ(calls[10].option, 20056);
-  EXPECT_NE(calls[10].pointer, nullptr);
-  EXPECT_EQ(calls[11].option, 10057);
-  EXPECT_EQ(calls[11].pointer, self);
-  expectNumber(12, 43, 0);
-}
 
 TEST(Fetch, SendsAPlainGetWithTheUserAgent) {
   PageServer server;
@@ -112,10 +108,9 @@ TEST(Fetch, FollowsARedirect) {
 TEST(Fetch, DecodesACompressedBody) {
   PageServer server;
   server.answerAlways(std::string(100000, 'x'));
-  ProbeTask task;
-  std::string body;
-  ASSERT_TRUE(task.Fetch(server.url(), body));
-  EXPECT_EQ(body, std::string(100000, 'x'));
+  const Fetched result = fetch(server.url());
+  ASSERT_TRUE(result.good);
+  EXPECT_EQ(result.body, std::string(100000, 'x'));
 }
 
 TEST(Fetch, KeepsTheBodyOfAFailedTransfer) {
@@ -149,46 +144,134 @@ TEST(Fetch, GivesLibcurlsTextForAnUnreachableServer) {
 }
 
 TEST(Fetch, FailsWithoutATextWhenLibcurlMakesNoHandle) {
-  const ScopedCurlCalls calls;
-  ScopedCurlCalls::failInit();
-  const Fetched result = fetch("http://127.0.0.1:1/");
+  KBL::CurlMediaFetcher fetcher([]() -> void* { return nullptr; });
+  const Fetched result = fetch("http://127.0.0.1:1/", KBL::largestPageBytes, fetcher);
   EXPECT_FALSE(result.good);
   EXPECT_EQ(result.error, "");
 }
 
 TEST(Fetch, FailsWhenLibcurlRefusesAnOption) {
-  const ScopedCurlCalls calls;
-  ScopedCurlCalls::refuseOption(CURLOPT_ACCEPT_ENCODING);
-  const Fetched result = fetch("http://127.0.0.1:1/");
+  PageServer server;
+  server.answerAlways("body");
+  // The longest text that libcurl takes as an address.
+  constexpr std::size_t longest = 8'000'000;
+  const Fetched result = fetch(server.url() + "/" + std::string(longest, 'x'));
   EXPECT_FALSE(result.good);
-  EXPECT_EQ(result.error, "Out of memory");
-  for (const CurlCall& call : ScopedCurlCalls::calls()) EXPECT_NE(call.function, "perform");
+  EXPECT_EQ(result.error, curl_easy_strerror(CURLE_BAD_FUNCTION_ARGUMENT));
+  EXPECT_THAT(server.requests(), testing::IsEmpty());
 }
 
 TEST(Fetch, FailsPastItsLimit) {
   PageServer server;
   server.answerAlways(std::string(1001, 'x'), "text/html");
-  ProbeTask task;
-  std::string body;
-  task.setLargestBody(1000);
-  EXPECT_FALSE(task.Fetch(server.url(), body));
-  EXPECT_LE(body.size(), 1000U);
-  EXPECT_EQ(task.errorText(), curl_easy_strerror(CURLE_WRITE_ERROR));
+  const Fetched result = fetch(server.url(), 1000);
+  EXPECT_FALSE(result.good);
+  EXPECT_LE(result.body.size(), 1000U);
+  EXPECT_EQ(result.error, curl_easy_strerror(CURLE_WRITE_ERROR));
 }
 
 TEST(Fetch, TakesABodyOfExactlyItsLimit) {
   PageServer server;
   server.answerAlways(std::string(1000, 'x'));
-  ProbeTask task;
-  std::string body;
-  task.setLargestBody(1000);
-  EXPECT_TRUE(task.Fetch(server.url(), body));
-  EXPECT_EQ(body.size(), 1000U);
+  const Fetched result = fetch(server.url(), 1000);
+  EXPECT_TRUE(result.good);
+  EXPECT_EQ(result.body.size(), 1000U);
 }
 
 TEST(Fetch, HasTheNamedLimits) {
-  EXPECT_EQ(KBL::largestPageBytes, 67108864U);
-  EXPECT_EQ(KBL::largestDownloadBytes, 2147483647U);
+  EXPECT_EQ(KBL::pageLimits.largestBody, 16777216U);
+  EXPECT_EQ(KBL::pageLimits.longestMs, 600000);
+  EXPECT_EQ(KBL::downloadLimits.largestBody, 2147483647U);
+  EXPECT_EQ(KBL::downloadLimits.longestMs, 0);
+}
+
+TEST(Fetch, RefusesABodyThatIsAnnouncedTooLargeAtOnce) {
+  const ScopedManualTime time;  // stands still: no fetch stalls
+  PageServer server;
+  server.answer([](const std::string&) {
+    return PageReply{.body = "first", .stallAfter = 5, .announced = KBL::largestPageBytes + 1};
+  });
+  const Fetched result = fetch(server.url());
+  EXPECT_FALSE(result.good);
+  EXPECT_EQ(result.error, curl_easy_strerror(CURLE_WRITE_ERROR));
+}
+
+TEST(Fetch, GoesOnBehindARefusedOne) {
+  PageServer server;
+  server.answerInOrder({PageReply{.body = std::string(1001, 'x')}, PageReply{.body = "body"}});
+  ProbeTask task;
+  std::string body;
+  task.setLargestBody(1000);
+  EXPECT_FALSE(task.Fetch(server.url(), body));
+  EXPECT_TRUE(task.Fetch(server.url(), body));
+  EXPECT_EQ(body, "body");
+}
+
+TEST(Fetch, TakesWebAddressesAlone) {
+  for (const char* url : {"file:///etc/hostname", "FILE:///etc/hostname", "file:/etc/hostname",
+                          "ftp://127.0.0.1:1/", "ftps://127.0.0.1:1/", "dict://127.0.0.1:1/d:x",
+                          "gopher://127.0.0.1:1/", "httpx://a/", "htt://a/", "://a/"}) {
+    handlesMade = 0;
+    KBL::CurlMediaFetcher fetcher(&countHandle);
+    const Fetched result = fetch(url, KBL::largestPageBytes, fetcher);
+    EXPECT_FALSE(result.good) << url;
+    EXPECT_EQ(result.error, "Unsupported protocol") << url;
+    EXPECT_EQ(result.body, "") << url;
+    EXPECT_EQ(handlesMade, 0) << url;
+  }
+}
+
+TEST(Fetch, ReadsTheSchemeWithoutRegardToCase) {
+  PageServer server;
+  server.answerAlways("body");
+  EXPECT_TRUE(fetch("HtTp" + server.url().substr(4)).good);
+}
+
+TEST(Fetch, LeavesAnAddressWithoutASchemeToLibcurl) {
+  PageServer server;
+  server.answerAlways("body");
+  const std::string address = server.url().substr(std::string("http://").size());
+  EXPECT_EQ(fetch(address).body, "body");
+  EXPECT_EQ(fetch(address + "/a:/b").body, "body");
+  EXPECT_NE(fetch("127.0.0.1/a:/b").error, "Unsupported protocol");
+  EXPECT_EQ(fetch("localhost" + address.substr(address.find(':')) + "/a").body, "body");
+}
+
+#if defined(__linux__)
+// libcurl follows a redirection to this protocol, and takes an address for it whose host is called so.
+TEST(Fetch, SpeaksNoOtherProtocolBehindARedirection) {
+  const ScopedManualTime time;
+  const ListeningSocket other;
+  PageServer server;
+  server.answer([&](const std::string&) {
+    return PageReply{.status = 302,
+                     .headers = {{"Location", "ftp://127.0.0.1:" + std::to_string(other.port()) + "/f"}}};
+  });
+  const Fetched result = fetch(server.url());
+  EXPECT_FALSE(result.good);
+  EXPECT_EQ(result.error, "Unsupported protocol");
+}
+#endif
+
+TEST(Fetch, GivesUpABodyThatUnpacksToTooMuch) {
+  PageServer server;
+  server.answerAlways(std::string(std::size_t{65} << 20, ' '));
+  const Fetched result = fetch(server.url(), KBL::largestDownloadBytes);
+  EXPECT_FALSE(result.good);
+  EXPECT_EQ(result.error, curl_easy_strerror(CURLE_WRITE_ERROR));
+  EXPECT_LE(result.body.size(), std::size_t{64} << 20);
+}
+
+TEST(Fetch, UnpacksWhatIsPackedLessTightly) {
+  std::string body(std::size_t{65} << 20, ' ');
+  std::mt19937 generator(1);
+  for (std::size_t place = 0; place < body.size(); place += 64)
+    body[place] = static_cast<char>('a' + generator() % 16);
+  PageServer server;
+  server.answerAlways(body);
+  const Fetched result = fetch(server.url(), KBL::largestDownloadBytes);
+  ASSERT_TRUE(result.good) << result.error;
+  EXPECT_TRUE(result.body == body);
 }
 
 TEST(Fetch, StopEndsItWhileBytesFlow) {
@@ -222,35 +305,78 @@ TEST(Fetch, StopEndsItOnAStalledTransfer) {
 
 namespace {
 /// Throws where libcurl calls.
-class ThrowingTask final : public KBL::SNRRequestTask {
+class ThrowingListener final : public KBL::FetchListener {
  public:
-  explicit ThrowingTask(bool inWrite) : SNRRequestTask(nullptr, KBL::largestPageBytes), inWrite_(inWrite) {}
-  ~ThrowingTask() override { Stop(); }
-  void Run() override {}
-  std::size_t OnWrite(const char* data, std::size_t size) override {
-    if (inWrite_) throw std::runtime_error("in write");
-    return SNRRequestTask::OnWrite(data, size);
+  explicit ThrowingListener(bool inPiece) : inPiece_(inPiece) {}
+  bool takePiece(const char*, std::size_t) override {
+    if (inPiece_) throw std::runtime_error("in a piece");
+    return true;
   }
-  int OnProgress(double, double, double, double) override {
-    if (!inWrite_) throw std::runtime_error("in progress");
-    return 0;
+  bool goesOn(const KBL::FetchBeat&) override {
+    if (!inPiece_) throw std::runtime_error("in a beat");
+    return true;
   }
-  using SNRRequestTask::errorText;
-  using SNRRequestTask::Fetch;
 
  private:
-  const bool inWrite_;
+  const bool inPiece_;
 };
 }  // namespace
 
 TEST(Fetch, LetsNoExceptionThroughLibcurl) {
   PageServer server;
   server.answerAlways("body");
+  ThrowingListener inPiece(true);
+  const KBL::FetchResult taking = KBL::curlMediaFetcher().fetch(server.url(), 1000, inPiece);
+  EXPECT_EQ(taking.end, KBL::FetchResult::End::failed);
+  EXPECT_EQ(taking.error, curl_easy_strerror(CURLE_WRITE_ERROR));
+  ThrowingListener inBeat(false);
+  const KBL::FetchResult beating = KBL::curlMediaFetcher().fetch(server.url(), 1000, inBeat);
+  EXPECT_EQ(beating.end, KBL::FetchResult::End::failed);
+  EXPECT_EQ(beating.error, curl_easy_strerror(CURLE_ABORTED_BY_CALLBACK));
+}
+
+TEST(Fetch, TellsItsBeats) {
+  PageServer server;
+  server.answerAlways(std::string(300000, 'x'), "image/jpeg");
+  ReceivedBody received;
+  ASSERT_EQ(KBL::curlMediaFetcher().fetch(server.url(), 300000, received).end, KBL::FetchResult::End::good);
+  EXPECT_EQ(received.beats.front().now, 0);
+  EXPECT_EQ(received.beats.back().now, 300000);
+  EXPECT_EQ(received.beats.back().total, 300000);
+}
+
+TEST(Fetch, EndsAtTheListenersNoOnAnyBeat) {
+  PageServer server;
+  server.answer([](const std::string&) { return PageReply{.body = "stalled", .stallAfter = 3}; });
+  for (const double bytes : {0.0, 3.0}) {
+    ReceivedBody received;
+    received.isLastBeat = [&](const KBL::FetchBeat& beat) { return beat.now >= bytes; };
+    const KBL::FetchResult result = KBL::curlMediaFetcher().fetch(server.url(), 1000, received);
+    EXPECT_EQ(result.end, KBL::FetchResult::End::failed) << bytes;
+    EXPECT_EQ(result.error, curl_easy_strerror(CURLE_ABORTED_BY_CALLBACK)) << bytes;
+    EXPECT_EQ(received.body, std::string("stalled").substr(0, static_cast<std::size_t>(bytes)));
+  }
+  EXPECT_THAT(server.requests(), testing::SizeIs(1));
+}
+
+namespace {
+/// Takes one byte less than it is given.
+class PickyTask final : public KBL::SNRRequestTask {
+ public:
+  PickyTask() : SNRRequestTask(nullptr, KBL::pageLimits, KBL::curlMediaFetcher()) {}
+  ~PickyTask() override { Stop(); }
+  void Run() override {}
+  std::size_t OnWrite(const char*, std::size_t size) override { return size - 1; }
+  using SNRRequestTask::errorText;
+  using SNRRequestTask::Fetch;
+};
+}  // namespace
+
+TEST(Fetch, FailsWhereATaskTakesNotAllOfAPiece) {
+  PageServer server;
+  server.answerAlways("body");
+  PickyTask task;
   std::string body;
-  ThrowingTask writing(true);
-  EXPECT_FALSE(writing.Fetch(server.url(), body));
-  EXPECT_EQ(writing.errorText(), curl_easy_strerror(CURLE_WRITE_ERROR));
-  ThrowingTask metering(false);
-  EXPECT_FALSE(metering.Fetch(server.url(), body));
-  EXPECT_EQ(metering.errorText(), curl_easy_strerror(CURLE_ABORTED_BY_CALLBACK));
+  EXPECT_FALSE(task.Fetch(server.url(), body));
+  EXPECT_EQ(task.errorText(), curl_easy_strerror(CURLE_WRITE_ERROR));
 }

@@ -1,9 +1,10 @@
-#include "foundation/BsCloudConfig/BsCloudConfig.h"
+#include "media_tasks/CurlMediaFetcher.h"
 #include "media_tasks/FlickrUrl.h"
-#include "media_tasks/ListTest.h"
+#include "media_tasks/ListFixture.h"
 #include "media_tasks/MediaHosts.h"
 #include "media_tasks/SNRFlickrImageTask.h"
 #include "support/ManualTimeSource.h"
+#include <BsCloudConfig/BsCloudConfig.h>
 
 using KBL::FlickrCredentials;
 using KBL::SNRFlickrImageTask;
@@ -15,11 +16,12 @@ using testing::StartsWith;
 
 namespace {
 
-class FlickrTest : public ListTest {
+class FlickrTest : public ListFixture {
  protected:
-  void list(const std::string& pair = "TOKEN|SECRET") {
-    SNRFlickrImageTask task("KEY", "APPSECRET", pair, &MediaHost::onMedia, &MediaHost::onError);
-    task.setHostContext(&host);
+  void list(const std::string& pair = "TOKEN|SECRET") { list(pair, fetcher, host); }
+  static void list(const std::string& pair, KBL::MediaFetcher& by, MediaHost& own) {
+    SNRFlickrImageTask task("KEY", "APPSECRET", pair, &MediaHost::onMedia, &MediaHost::onError, by);
+    task.setHostContext(&own);
     task.Run();
   }
 
@@ -34,7 +36,7 @@ class FlickrTest : public ListTest {
   }
 
   [[nodiscard]] Media item(const std::string& id) const {
-    return {0, "http://o/" + id + ".jpg", server.url() + "/farm-9/65535/" + id + "_sec_t.jpg", 1};
+    return {0, "http://o/" + id + ".jpg", fetcher.url() + "/farm-9/65535/" + id + "_sec_t.jpg", 1};
   }
 };
 
@@ -76,24 +78,24 @@ TEST_F(Flickr, ListsAllPagesAndEndsWithAnAllZeroRecord) {
 TEST_F(Flickr, AsksForEveryPageWith50Photos) {
   answer({page(1, 2, photo("a")), page(2, 2, photo("b"))});
   list();
-  ASSERT_THAT(server.targets(), SizeIs(2));
-  EXPECT_THAT(server.targets().at(0), EndsWith("&page=1&per_page=50"));
-  EXPECT_THAT(server.targets().at(1), EndsWith("&page=2&per_page=50"));
+  ASSERT_THAT(fetcher.targets(), SizeIs(2));
+  EXPECT_THAT(fetcher.targets().at(0), EndsWith("&page=1&per_page=50"));
+  EXPECT_THAT(fetcher.targets().at(1), EndsWith("&page=2&per_page=50"));
 }
 
 TEST_F(Flickr, SignsEachUrlWithATimeOfItsOwn) {
   const ScopedManualTime time(1'700'000'000'123);
-  server.answer([&](const std::string& target) {
+  fetcher.answer([&](const std::string& target) {
     time->advance(5000);
     const bool isFirst = target.find("&page=1&") != std::string::npos;
-    return PageReply{.body = page(isFirst ? 1 : 2, 2, photo("a"))};
+    return ScriptedReply{.body = page(isFirst ? 1 : 2, 2, photo("a"))};
   });
   list();
   const FlickrCredentials credentials("KEY", "APPSECRET", "TOKEN|SECRET");
-  const std::string host1 = server.url() + "/flickr";
-  EXPECT_EQ(server.url() + server.targets().at(0),
+  const std::string host1 = fetcher.url() + "/flickr";
+  EXPECT_EQ(fetcher.url() + fetcher.targets().at(0),
             KBL::flickrPageUrl(credentials, host1, 1, 50, 1'700'000'000'123));
-  EXPECT_EQ(server.url() + server.targets().at(1),
+  EXPECT_EQ(fetcher.url() + fetcher.targets().at(1),
             KBL::flickrPageUrl(credentials, host1, 2, 50, 1'700'000'005'123));
 }
 
@@ -105,32 +107,32 @@ TEST_F(Flickr, SignsTheNextUrlBeforeTheHostSeesThePage) {
     return 1;
   };
   list();
-  EXPECT_THAT(server.targets().at(1), testing::HasSubstr("&oauth_timestamp=1700000000&"));
+  EXPECT_THAT(fetcher.targets().at(1), testing::HasSubstr("&oauth_timestamp=1700000000&"));
 }
 
 TEST_F(Flickr, TakesTheOauthWayWithATokenSecret) {
   answer({page(1, 1, "")});
   list("TOKEN|SECRET");
-  EXPECT_THAT(server.targets().at(0), StartsWith("/flickr/services/rest?oauth_body_hash="));
+  EXPECT_THAT(fetcher.targets().at(0), StartsWith("/flickr/services/rest?oauth_body_hash="));
 }
 
 TEST_F(Flickr, TakesTheMd5WayWithALeadingBar) {
   answer({page(1, 1, "")});
   list("|TOKEN");
-  EXPECT_THAT(server.targets().at(0), StartsWith("/flickr/services/rest/?method="));
+  EXPECT_THAT(fetcher.targets().at(0), StartsWith("/flickr/services/rest/?method="));
 }
 
 TEST_F(Flickr, OfOnePageAsksOnce) {
   answer({page(1, 1, photo("a"))});
   list();
-  EXPECT_THAT(server.requests(), SizeIs(1));
+  EXPECT_THAT(fetcher.targets(), SizeIs(1));
 }
 
 TEST_F(Flickr, GivesAPhotoWithoutAnOriginalAnEmptyAddress) {
   answer({page(1, 1, R"({"id":"a","secret":"sec","server":"65535","farm":9})")});
   list();
   EXPECT_THAT(host.media(),
-              ElementsAre(Media{0, "", server.url() + "/farm-9/65535/a_sec_t.jpg", 1}, closing));
+              ElementsAre(Media{0, "", fetcher.url() + "/farm-9/65535/a_sec_t.jpg", 1}, closing));
 }
 
 TEST_F(Flickr, ReportsTheServicesFailureAndEndsTheList) {
@@ -172,24 +174,21 @@ TEST_F(Flickr, ReportsPhotosWithoutAPhotoNode) {
   answer({R"({"stat":"ok","photos":{"page":1,"pages":2,"photo":null}})"});
   list();
   EXPECT_THAT(host.errors(), ElementsAre(Error{11, "can't find photo node."}));
-  EXPECT_THAT(server.requests(), SizeIs(1));
+  EXPECT_THAT(fetcher.targets(), SizeIs(1));
 }
 
 TEST_F(Flickr, ReportsPhotosThatAreNoList) {
   for (const char* photos : {"7", R"({"photo":{"1":{"url_o":"o"}}})", R"({"photo":"none"})"}) {
     MediaHost own;
     answer({std::string(R"({"stat":"ok","photos":)") + photos + "}"});
-    SNRFlickrImageTask task("KEY", "APPSECRET", "T|S", &MediaHost::onMedia, &MediaHost::onError);
-    task.setHostContext(&own);
-    task.Run();
+    list("T|S", fetcher, own);
     EXPECT_THAT(own.errors(), ElementsAre(Error{11, "can't find photo node."})) << photos;
     EXPECT_THAT(own.media(), ElementsAre(closing)) << photos;
   }
 }
 
 TEST_F(Flickr, ReportsATokenThatMakesNoAddress) {
-  answer({});
-  list("A B|C");
+  list("A B|C", KBL::curlMediaFetcher(), host);
   EXPECT_THAT(host.errors(), ElementsAre(Error{10, "URL using bad/illegal format or missing URL"}));
   EXPECT_THAT(host.media(), ElementsAre(closing));
 }

@@ -1,4 +1,5 @@
-#include "media_tasks/ListTest.h"
+#include "media_tasks/CurlMediaFetcher.h"
+#include "media_tasks/ListFixture.h"
 #include "media_tasks/SNRInstagramImageTask.h"
 
 using KBL::SNRInstagramImageTask;
@@ -10,11 +11,12 @@ namespace {
 
 constexpr const char* secret = "0123456789abcdef0123456789abcdef";
 
-class InstagramTest : public ListTest {
+class InstagramTest : public ListFixture {
  protected:
-  void list() {
-    SNRInstagramImageTask task("TOKEN", &MediaHost::onMedia, &MediaHost::onError);
-    task.setHostContext(&host);
+  void list() { list(fetcher, host); }
+  static void list(KBL::MediaFetcher& by, MediaHost& own) {
+    SNRInstagramImageTask task("TOKEN", &MediaHost::onMedia, &MediaHost::onError, by);
+    task.setHostContext(&own);
     task.Run();
   }
 
@@ -45,10 +47,10 @@ TEST_F(Instagram, ListsAllPagesAndEndsWithAnAllZeroRecord) {
 TEST_F(Instagram, SignsEveryPageWithTheDeployedSecret) {
   answer({page("", "ID_2"), page("")});
   list();
-  const std::string api = server.url() + "/insta";
-  ASSERT_THAT(server.targets(), SizeIs(2));
-  EXPECT_EQ(server.url() + server.targets().at(0), KBL::instagramPageUrl(api, "TOKEN", secret, ""));
-  EXPECT_EQ(server.url() + server.targets().at(1), KBL::instagramPageUrl(api, "TOKEN", secret, "ID_2"));
+  const std::string api = fetcher.url() + "/insta";
+  ASSERT_THAT(fetcher.targets(), SizeIs(2));
+  EXPECT_EQ(fetcher.url() + fetcher.targets().at(0), KBL::instagramPageUrl(api, "TOKEN", secret, ""));
+  EXPECT_EQ(fetcher.url() + fetcher.targets().at(1), KBL::instagramPageUrl(api, "TOKEN", secret, "ID_2"));
 }
 
 TEST_F(Instagram, OfAnEmptyUserSendsTheClosingRecordAlone) {
@@ -99,24 +101,24 @@ TEST_F(Instagram, ReportsAReplyWithoutMetaAsCode0) {
 }
 
 TEST_F(Instagram, LooksAtTheJsonAndNotAtTheStatus) {
+  PageServer server;
+  const ScopedMediaHosts served(server);
   server.answerInOrder({PageReply{.body = page(image("1")), .status = 500}});
-  list();
+  list(KBL::curlMediaFetcher(), host);
   EXPECT_THAT(host.media(), ElementsAre(Media{0, "i1", "t1", 1}, closing));
 }
 
 TEST_F(Instagram, EndsWithAnEmptyId) {
   answer({R"({"meta":{"code":200},"data":[],"pagination":{"next_max_id":""}})", page(image("1"))});
   list();
-  EXPECT_THAT(server.requests(), SizeIs(1));
+  EXPECT_THAT(fetcher.targets(), SizeIs(1));
 }
 
 TEST_F(Instagram, GivesDataThatIsNoListNoRecord) {
   for (const std::string& data : {"{\"1\":" + image("1") + "}", std::string("7"), std::string("null")}) {
     MediaHost own;
     answer({R"({"meta":{"code":200},"data":)" + data + "}"});
-    SNRInstagramImageTask task("TOKEN", &MediaHost::onMedia, &MediaHost::onError);
-    task.setHostContext(&own);
-    task.Run();
+    list(fetcher, own);
     EXPECT_THAT(own.media(), ElementsAre(closing)) << data;
     EXPECT_THAT(own.errors(), IsEmpty()) << data;
   }

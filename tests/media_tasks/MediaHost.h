@@ -1,6 +1,6 @@
 #pragma once
 
-#include "boundary/records/DownloadRecords.h"
+#include <ExternlMediaTransfer/DownloadRecords.h>
 
 #include <cstdint>
 #include <functional>

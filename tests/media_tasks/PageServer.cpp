@@ -1,7 +1,7 @@
 #include "media_tasks/PageServer.h"
 
-#include "foundation/BsCloudConfig/BsCloudConfig.h"
 #include "support/WaitUntil.h"
+#include <BsCloudConfig/BsCloudConfig.h>
 
 #include <httplib.h>
 
@@ -91,7 +91,8 @@ class PageServer::Impl {
       if (!waitForRelease(releases, sink)) return false;
       return sink.write(body.data() + offset, body.size() - offset);
     };
-    response.set_content_provider(reply.body.size(), "application/octet-stream", provide);
+    const std::size_t length = reply.announced.value_or(reply.body.size());
+    response.set_content_provider(length, "application/octet-stream", provide);
   }
 
   template <class Sink>
@@ -161,11 +162,11 @@ bool PageServer::waitForRequests(std::size_t count) const {
   return waitUntil([&] { return impl_->requests().size() >= count; });
 }
 
-ScopedMediaHosts::ScopedMediaHosts(const PageServer& server) {
-  KBL::setCloudConfig({{"urlMediaFacebookGraph", server.url() + "/graph"},
-                       {"urlMediaFlickrRest", server.url() + "/flickr"},
-                       {"urlMediaFlickrPhoto", server.url() + "/farm-%d"},
-                       {"urlMediaInstagramApi", server.url() + "/insta"}});
+ScopedMediaHosts::ScopedMediaHosts(const std::string& url) {
+  KBL::setCloudConfig({{"urlMediaFacebookGraph", url + "/graph"},
+                       {"urlMediaFlickrRest", url + "/flickr"},
+                       {"urlMediaFlickrPhoto", url + "/farm-%d"},
+                       {"urlMediaInstagramApi", url + "/insta"}});
 }
 
 ScopedMediaHosts::~ScopedMediaHosts() {

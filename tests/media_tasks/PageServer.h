@@ -18,6 +18,7 @@ struct PageReply {
   std::optional<std::size_t> breakAfter{};       ///< so many bytes are sent, then the connection ends
   std::string contentType = "application/json";  ///< of a whole body; JSON is compressed for who can read it
   bool endless = false;                          ///< bytes flow until the client leaves
+  std::optional<std::size_t> announced{};        ///< the length that a stalling answer announces, not its own
 };
 
 struct PageRequest {
@@ -56,11 +57,12 @@ class PageServer {
   std::unique_ptr<Impl> impl_;
 };
 
-/// Points the media hosts of the cloud configuration to a server for its own life; the path prefix of each
+/// Points the media hosts of the cloud configuration to one place for its own life; the path prefix of each
 /// tells them apart: "/graph", "/flickr", "/farm-%d", "/insta".
 class ScopedMediaHosts {
  public:
-  explicit ScopedMediaHosts(const PageServer& server);
+  explicit ScopedMediaHosts(const PageServer& server) : ScopedMediaHosts(server.url()) {}
+  explicit ScopedMediaHosts(const std::string& url);
   ~ScopedMediaHosts();
   ScopedMediaHosts(const ScopedMediaHosts&) = delete;
   ScopedMediaHosts& operator=(const ScopedMediaHosts&) = delete;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "media_tasks/CurlMediaFetcher.h"
 #include "media_tasks/MediaHost.h"
 #include "media_tasks/SNRRequestTask.h"
 
@@ -12,8 +13,11 @@ class ProbeTask final : public KBL::SNRRequestTask {
  public:
   using Job = std::function<void(ProbeTask& task)>;
 
-  explicit ProbeTask(Job job = {}, KBL::MediaErrorCallback onError = &MediaHost::onError)
-      : SNRRequestTask(onError, KBL::largestPageBytes), job_(std::move(job)) {}
+  explicit ProbeTask(Job job = {}, KBL::MediaErrorCallback onError = &MediaHost::onError,
+                     KBL::MediaFetcher& fetcher = KBL::curlMediaFetcher())
+      : SNRRequestTask(onError, KBL::pageLimits, fetcher), job_(std::move(job)) {}
+  /// Without a job.
+  explicit ProbeTask(KBL::MediaFetcher& fetcher) : ProbeTask({}, &MediaHost::onError, fetcher) {}
   ~ProbeTask() override { Stop(); }
 
   void Run() override {
@@ -22,6 +26,7 @@ class ProbeTask final : public KBL::SNRRequestTask {
 
   using SNRRequestTask::errorText;
   using SNRRequestTask::Fetch;
+  using SNRRequestTask::hasStalled;
   using SNRRequestTask::isCancelled;
   using SNRRequestTask::ReportError;
 

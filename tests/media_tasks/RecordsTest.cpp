@@ -1,7 +1,7 @@
-#include "boundary/records/DownloadRecords.h"
 #include "media_tasks/MediaHost.h"
-#include "media_tasks/wideText.h"
+#include "media_tasks/mediaRecords.h"
 #include "support/Seed.h"
+#include <ExternlMediaTransfer/DownloadRecords.h>
 
 #include <gtest/gtest.h>
 

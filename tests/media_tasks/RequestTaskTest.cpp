@@ -1,16 +1,18 @@
 #include "media_tasks/MediaHost.h"
-#include "media_tasks/PageServer.h"
 #include "media_tasks/ProbeTask.h"
-#include "media_tasks/SNRFacebookEnumAlbumInfoTask.h"
+#include "media_tasks/ScriptedFetcher.h"
 #include "support/Flag.h"
-#include "support/ManualTimeSource.h"
+#include "support/NoThreads.h"
 #include "support/RecordingLogger.h"
 #include "support/WaitUntil.h"
 
 #include <gmock/gmock.h>
 
 #include <atomic>
+#include <functional>
+#include <memory>
 #include <stdexcept>
+#include <thread>
 
 using KBL::SNRRequestTask;
 using testing::ElementsAre;
@@ -19,9 +21,19 @@ using Error = MediaHost::Error;
 
 namespace {
 
-constexpr std::uint64_t secondMs = 1000;
-
 KBL::IExternlMediaTransfer* const someTransfer = reinterpret_cast<KBL::IExternlMediaTransfer*>(0x1234560);
+
+/// Goes on until it is cancelled.
+struct LongJob {
+  Flag started;
+  std::atomic<bool> ended{false};
+
+  void operator()(const ProbeTask& self) {
+    started.raise();
+    while (!self.isCancelled()) std::this_thread::yield();
+    ended = true;
+  }
+};
 
 }  // namespace
 
@@ -104,33 +116,23 @@ TEST(RequestTask, GivesItsCallbacksTheTransferOfTheLatestStart) {
 }
 
 TEST(RequestTask, StopWaitsForTheJob) {
-  std::atomic<bool> ended{false};
-  Flag started;
-  ProbeTask task([&](ProbeTask& self) {
-    started.raise();
-    while (!self.isCancelled()) std::this_thread::yield();
-    ended = true;
-  });
+  LongJob job;
+  ProbeTask task(std::ref(job));
   task.Start(someTransfer);
-  ASSERT_TRUE(started.wait());
+  ASSERT_TRUE(job.started.wait());
   task.Stop();
-  EXPECT_TRUE(ended);
+  EXPECT_TRUE(job.ended);
 }
 
 TEST(RequestTask, StopFromTwoThreadsHoldsBothUntilTheEnd) {
-  std::atomic<bool> ended{false};
-  Flag started;
-  ProbeTask task([&](ProbeTask& self) {
-    started.raise();
-    while (!self.isCancelled()) std::this_thread::yield();
-    ended = true;
-  });
+  LongJob job;
+  ProbeTask task(std::ref(job));
   task.Start(someTransfer);
-  ASSERT_TRUE(started.wait());
+  ASSERT_TRUE(job.started.wait());
   std::atomic<int> tooEarly{0};
   const auto stop = [&] {
     task.Stop();
-    if (!ended) ++tooEarly;
+    if (!job.ended) ++tooEarly;
   };
   std::thread other(stop);
   stop();
@@ -167,10 +169,145 @@ TEST(RequestTask, StartOnItsOwnThreadDoesNothingWhileAnotherThreadStops) {
 
 TEST(RequestTask, KeepsAnExceptionOfTheJobInside) {
   const ScopedRecordingLogger log;
+  MediaHost host;
   ProbeTask task([](ProbeTask&) { throw std::runtime_error("no memory"); });
+  task.setHostContext(&host);
   task.Start(someTransfer);
-  ASSERT_TRUE(log->waitForLineWith("media task ended early: no memory"));
+  ASSERT_TRUE(host.waitForErrors(1));
   task.Stop();
+  EXPECT_THAT(host.errors(), ElementsAre(Error{10, "Internal error."}));
+  ASSERT_THAT(log->linesWith("media task ended early: no memory"), testing::SizeIs(1));
+  EXPECT_EQ(log->linesWith("media task ended early: no memory").front().severity, 2);
+}
+
+TEST(RequestTask, TakesACallbackThatThrowsForOneThatReturned) {
+  const ScopedRecordingLogger log;
+  MediaHost host;
+  host.onOther = [] { throw std::runtime_error("a host's own trouble"); };
+  std::atomic<bool> wentOn{false};
+  ProbeTask task([&](ProbeTask& self) {
+    self.ReportError(7, "seven");
+    wentOn = true;
+  });
+  task.setHostContext(&host);
+  task.Start(someTransfer);
+  ASSERT_TRUE(waitUntil([&] { return wentOn.load(); }));
+  task.Stop();
+  EXPECT_THAT(host.errors(), ElementsAre(Error{7, "seven"}));
+  ASSERT_THAT(log->linesWith("a host's own trouble"), testing::SizeIs(1));
+  EXPECT_EQ(log->linesWith("a host's own trouble").front().severity, 2);
+}
+
+TEST(RequestTask, IsCancelledByTheEndOfTheProcess) {
+  ScriptedFetcher fetcher;
+  fetcher.endProcess();
+  MediaHost host;
+  ProbeTask task(fetcher);
+  task.setHostContext(&host);
+  std::string body = "former";
+  EXPECT_FALSE(task.Fetch(ScriptedFetcher::url(), body));
+  task.ReportError(10, task.errorText());
+  EXPECT_TRUE(task.isCancelled());
+  EXPECT_EQ(body, "");
+  EXPECT_THAT(host.errors(), IsEmpty());
+}
+
+TEST(RequestTask, HoldsItsKeeperUntilTheJobHasEnded) {
+  Flag mayEnd;
+  ProbeTask task([&](ProbeTask&) { (void)mayEnd.wait(); });
+  auto keeper = std::make_shared<int>(0);
+  const std::weak_ptr<int> kept = keeper;
+  task.Start(someTransfer, std::move(keeper));
+  EXPECT_FALSE(kept.expired());
+  mayEnd.raise();
+  EXPECT_TRUE(waitUntil([&] { return kept.expired(); }));
+  task.Stop();
+}
+
+TEST(RequestTask, MayLiveInItsKeeper) {
+  Flag mayEnd;
+  std::atomic<bool> isGone{false};
+  const auto end = [&](const ProbeTask* task) {
+    EXPECT_FALSE(SNRRequestTask::isThreadOf(someTransfer));
+    delete task;
+    isGone = true;
+  };
+  std::shared_ptr<ProbeTask> keeper(new ProbeTask([&](ProbeTask&) { (void)mayEnd.wait(); }), end);
+  ProbeTask& task = *keeper;
+  task.Start(someTransfer, std::move(keeper));
+  EXPECT_FALSE(isGone);
+  mayEnd.raise();
+  EXPECT_TRUE(waitUntil([&] { return isGone.load(); }));
+}
+
+TEST(RequestTask, PartsWithAThreadThatHasEndedAlone) {
+  Flag mayEnd;
+  ProbeTask task([&](ProbeTask& self) {
+    (void)mayEnd.wait();
+    EXPECT_FALSE(self.partWithEndedThread());
+  });
+  EXPECT_TRUE(task.partWithEndedThread());
+  task.Start(someTransfer);
+  EXPECT_FALSE(task.partWithEndedThread());
+  mayEnd.raise();
+  EXPECT_TRUE(waitUntil([&] { return task.partWithEndedThread(); }));
+  EXPECT_FALSE(task.isOnOwnThread());
+}
+
+#if defined(__GLIBC__)
+TEST(RequestTask, WithoutAThreadSaysSoUnderNoLock) {
+  struct WaitingLogger : KBL::IBsLogger {
+    bool testSeverity(Severity) override { return true; }
+    void write(Severity, const char*, int, const char*, const std::string&) override {
+      begun.raise();
+      (void)mayEnd.wait();
+    }
+    Flag begun;
+    Flag mayEnd;
+  };
+  const ScopedRecordingLogger restored;
+  const auto logger = std::make_shared<WaitingLogger>();
+  KBL::installLogger(logger);
+  ProbeTask task;
+  std::atomic<bool> isUnlocked{false};
+  std::thread other([&] {
+    if (logger->begun.wait()) isUnlocked = task.partWithEndedThread();
+    logger->mayEnd.raise();
+  });
+  {
+    const NoThreads impossible;
+    task.Start(someTransfer);
+  }
+  other.join();
+  EXPECT_TRUE(isUnlocked);
+}
+#endif
+
+TEST(RequestTask, TakesNoLaterThreadForItsOwn) {
+  constexpr int tries = 50;
+  std::thread::id former;
+  ProbeTask task([&](ProbeTask&) { former = std::this_thread::get_id(); });
+  task.Start(someTransfer);
+  task.Stop();
+  // The system soon gives the same name to another thread.
+  for (int number = 0; number < tries; ++number) {
+    std::thread later([&] { EXPECT_FALSE(task.isOnOwnThread()); });
+    const bool isNamesake = later.get_id() == former;
+    later.join();
+    if (isNamesake) break;
+  }
+}
+
+TEST(RequestTask, KnowsTheTransferOfTheThreadItRunsOn) {
+  auto* const otherTransfer = reinterpret_cast<KBL::IExternlMediaTransfer*>(0x7654320);
+  std::atomic<int> known{0};
+  ProbeTask task([&](ProbeTask&) {
+    if (SNRRequestTask::isThreadOf(someTransfer) && !SNRRequestTask::isThreadOf(otherTransfer)) known = 1;
+  });
+  task.Start(someTransfer);
+  task.Stop();
+  EXPECT_EQ(known, 1);
+  EXPECT_FALSE(SNRRequestTask::isThreadOf(someTransfer));
 }
 
 TEST(RequestTask, SaysNothingOfAnErrorWithoutACallback) {
@@ -196,100 +333,4 @@ TEST(RequestTask, CutsALongErrorMessageTo1023Characters) {
   task.ReportError(3, std::string(1023, 'm'));
   const std::string longest(1023, 'm');
   EXPECT_THAT(host.errors(), ElementsAre(Error{1, longest}, Error{2, longest}, Error{3, longest}));
-}
-
-// The stall rule, second by second.
-
-TEST(StallRule, GivesUpAfterMoreThan30SecondsWithoutAByte) {
-  const ScopedManualTime time;
-  ProbeTask task;
-  EXPECT_EQ(task.OnProgress(0, 0, 0, 0), 0);
-  time->advance(30 * secondMs);
-  EXPECT_EQ(task.OnProgress(0, 0, 0, 0), 0);
-  time->advance(secondMs);
-  EXPECT_EQ(task.OnProgress(0, 0, 0, 0), 1);
-}
-
-TEST(StallRule, CountsAnewFromEveryByte) {
-  const ScopedManualTime time;
-  ProbeTask task;
-  for (int bytes = 0; bytes < 10; ++bytes) {
-    EXPECT_EQ(task.OnProgress(0, bytes, 0, 0), 0);
-    time->advance(30 * secondMs);
-  }
-  EXPECT_EQ(task.OnProgress(0, 9, 0, 0), 0);
-}
-
-TEST(StallRule, LooksAtReceivedBytesAlone) {
-  const ScopedManualTime time;
-  ProbeTask task;
-  EXPECT_EQ(task.OnProgress(0, 5, 0, 0), 0);
-  time->advance(31 * secondMs);
-  EXPECT_EQ(task.OnProgress(100, 5, 100, 50), 1);
-}
-
-TEST(StallRule, StartsItsClockWithTheFirstCall) {
-  const ScopedManualTime time;
-  ProbeTask task;
-  time->advance(1000 * secondMs);
-  EXPECT_EQ(task.OnProgress(0, 0, 0, 0), 0);
-}
-
-TEST(StallRule, SurvivesAClockThatGoesBack) {
-  const ScopedManualTime time;
-  ProbeTask task;
-  EXPECT_EQ(task.OnProgress(0, 0, 0, 0), 0);
-  time->setNowSinceEpochMs(1'600'000'000'000);
-  EXPECT_EQ(task.OnProgress(0, 0, 0, 0), 0);
-}
-
-TEST(StallRule, EndsATransferThatIsCancelled) {
-  ProbeTask task;
-  task.cancel();
-  EXPECT_EQ(task.OnProgress(10, 5, 0, 0), 1);
-}
-
-TEST(StallRule, EndsTheFetchOfASilentServerWithError10) {
-  const ScopedManualTime time;
-  PageServer server;
-  const ScopedMediaHosts hosts(server);
-  server.answerInOrder({PageReply{.body = std::string(100, 'x'), .stallAfter = 10}});
-  MediaHost host;
-  KBL::SNRFacebookEnumAlbumInfoTask task("T", &MediaHost::onAlbum, &MediaHost::onError);
-  task.setHostContext(&host);
-  task.Start(someTransfer);
-  ASSERT_TRUE(server.waitForRequests(1));
-  ASSERT_TRUE(time->advanceUntil([&] { return !host.errors().empty(); }, 31 * secondMs));
-  EXPECT_THAT(host.errors(), ElementsAre(Error{10, "Operation was aborted by an application callback"}));
-  EXPECT_THAT(host.albums(), IsEmpty());
-}
-
-TEST(StallRule, BeginsAnewWithEveryFetch) {
-  const ScopedManualTime time;
-  PageServer server;
-  server.answerAlways("body");
-  ProbeTask task;
-  std::string body;
-  ASSERT_TRUE(task.Fetch(server.url(), body));
-  time->advance(1000 * secondMs);
-  EXPECT_TRUE(task.Fetch(server.url(), body));
-}
-
-TEST(StallRule, WatchesAFetchWithoutAByteBehindAnotherOne) {
-  const ScopedManualTime time;
-  PageServer server;
-  server.answerInOrder({PageReply{.body = ""}, PageReply{.body = "late", .stallAfter = 0}});
-  std::atomic<bool> isOver{false};
-  std::string error;
-  ProbeTask task([&](ProbeTask& self) {
-    std::string body;
-    EXPECT_TRUE(self.Fetch(server.url(), body));
-    EXPECT_FALSE(self.Fetch(server.url(), body));
-    error = self.errorText();
-    isOver = true;
-  });
-  task.Start(someTransfer);
-  ASSERT_TRUE(server.waitForRequests(2));
-  ASSERT_TRUE(time->advanceUntil([&] { return isOver.load(); }, 31 * secondMs));
-  EXPECT_EQ(error, "Operation was aborted by an application callback");
 }

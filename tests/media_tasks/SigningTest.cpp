@@ -1,7 +1,7 @@
 #include "media_tasks/FlickrUrl.h"
 #include "media_tasks/SNRInstagramImageTask.h"
-#include "media_tasks/digest.h"
-#include "media_tasks/encoding.h"
+#include "media_tasks/signing.h"
+#include "support/ChildProcess.h"
 #include "support/Seed.h"
 #include "support/TemporaryDirectory.h"
 
@@ -233,11 +233,9 @@ TEST(FlickrOauthUrl, IsSignedAsAnIndependentLibrarySigns) {
     signatures << parameterOf(flickrPageUrl(credentials, host, page, 50, now), "oauth_signature") << '\n';
   }
   const std::string input = directory.write("questions", questions.str());
-  const std::string output = directory.file("signatures");
-  const std::string command = std::string(KBL_TEST_PYTHON) + " '" + KBL_TEST_SOURCE_DIR +
-                              "/flickr_signatures.py' '" + host + "' < '" + input + "' > '" + output + "'";
-  // NOLINTNEXTLINE(cert-env33-c): the test's own command
-  ASSERT_EQ(std::system(command.c_str()), 0);
+  ChildProcess signer({KBL_TEST_PYTHON, KBL_TEST_SOURCE_DIR "/flickr_signatures.py", host, input},
+                      directory.file("signatures"));
+  ASSERT_EQ(signer.wait(), 0) << directory.read("signatures");
   EXPECT_EQ(directory.read("signatures"), signatures.str());
 }
 

@@ -1,6 +1,6 @@
 """Signs Flickr requests with an OAuth 1.0 library of its own.
 
-Reads lines of key, secret, token, token secret, page and time in milliseconds; writes a percent-encoded
+Reads from a file lines of key, secret, token, token secret, page and time in milliseconds; writes a percent-encoded
 signature for each. The texts hold unreserved characters alone: there the library's canonical form is ours.
 """
 import sys
@@ -8,8 +8,8 @@ import urllib.parse
 
 from oauthlib.oauth1.rfc5849 import signature
 
-host = sys.argv[1]
-for line in sys.stdin:
+host, questions = sys.argv[1:]
+for line in open(questions):
     key, secret, token, token_secret, page, milliseconds = line.split()
     parameters = [
         ("api_key", key),

@@ -2,9 +2,11 @@
 
 import json
 import unittest
+from unittest import mock
 
 from pysocialnetwork.connection import Answer
 from pysocialnetwork.login import Login
+from pysocialnetwork.wire import Wire
 
 import support
 from support import Host, Reply, Server, quick
@@ -41,6 +43,19 @@ class PlatformCase(unittest.TestCase):
         server = Server(answer_request)
         self.uploader.address = lambda key: server.url + "/" + key
         return server
+
+    def serve_protected(self, *answers):
+        """Answers that come from the platform's own https addresses; gives the list of the addresses asked."""
+        waiting, asked = list(answers), []
+
+        def exchange(wire, method, url, headers=None, body=None):
+            asked.append(url)
+            return waiting.pop(0)
+
+        changed = mock.patch.object(Wire, "exchange", exchange)
+        changed.start()
+        self.addCleanup(changed.stop)
+        return asked
 
     def upload(self, size=5000, thumbnail="", **fields):
         host = Host()

@@ -34,6 +34,9 @@ class Probe(oauth2.OAuth2Uploader):
     def _exchange_code(self, wire, code, verifier):
         return self.exchange(code, verifier)
 
+    def _confirm(self, wire, login):
+        pass
+
     def _renew(self, wire, login):
         return self.renew(login)
 

@@ -15,7 +15,7 @@ from hashlib import sha256
 import support
 from support import Host, LIMIT, quick
 
-SANDBOX = pathlib.Path(os.environ["KBL_BIN"]) / "mediatransfer_sandbox"
+SANDBOX = (str(pathlib.Path(os.environ["KBL_BIN"]) / "mediatransfer"), "--json", "sandbox")
 APP = ("sandbox-app-id", "sandbox-app-secret", "http://localhost/mediatransfer/signed-in")
 PLATFORMS = ("facebook", "youtube", "vimeo", "flickr", "instagram", "twitch")
 FINISHED = 2
@@ -45,17 +45,14 @@ opener = urllib.request.build_opener(urllib.request.ProxyHandler({}), NoRedirect
 class SandboxProcess:
     def __init__(self, *options):
         self.process = subprocess.Popen(
-            [str(SANDBOX), *options], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL
+            [*SANDBOX, *options], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL
         )
-        self.url = self._line("sandbox listening on ")
-        self.services = self._line("script services: ")
-
-    def _line(self, start):
-        for line in self.process.stdout:
-            text = line.decode("utf-8").rstrip("\n")
-            if text.startswith(start):
-                return text[len(start) :]
-        raise AssertionError("the sandbox did not start")
+        line = self.process.stdout.readline()
+        if not line:
+            raise AssertionError("the sandbox did not start")
+        event = json.loads(line)
+        self.url = event["url"]
+        self.services = event["script_services"]
 
     def stop(self):
         self.process.terminate()

@@ -43,6 +43,13 @@ class Twitch(PlatformCase):
         )
         self.assertEqual(sizes[1:4], [twitch.PART, twitch.PART, 5])
 
+    def test_the_upload_address_of_a_protected_service_is_protected(self):
+        created = {"upload": {"url": "http://uploads.example/put", "token": "up-token"}, "video": {"_id": "v12"}}
+        asked = self.serve_protected(answer(200, created))
+        end = self.upload()
+        self.assertEqual((end.code, end.text), (ERROR, "url invalid"))
+        self.assertEqual(len(asked), 1)
+
     def test_tags_have_the_services_room(self):
         with self.serve(in_turn(Reply(400))) as server:
             self.upload(tags=",".join(["a" * 101] + [letter * 99 for letter in "bcdefg"]))

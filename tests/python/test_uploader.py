@@ -9,6 +9,7 @@ from pysocialnetwork.errors import TokenInvalid, Transient, UploadError
 from pysocialnetwork.login import Login
 from pysocialnetwork.account import Account
 from pysocialnetwork.texts import same_place
+from pysocialnetwork.version import VERSION
 
 import support
 from probe import REDIRECT, Probe, UploaderCase
@@ -337,7 +338,7 @@ class AccountFacts(UploaderCase):
 
     def test_the_brand_is_named_to_the_service(self):
         self.uploader.SetBrand("lumen\r\nfold")
-        self.assertEqual(self.uploader._agent(), "lumenfold media-transfer/1.0")
+        self.assertEqual(self.uploader._agent(), "lumenfold media-transfer/" + VERSION)
 
 
 if __name__ == "__main__":

@@ -6,7 +6,7 @@ from pysocialnetwork import vimeo
 from pysocialnetwork.errors import TokenInvalid
 
 from platformcase import ERROR, FINISHED, PlatformCase, answer, as_reply
-from support import Reply, in_turn
+from support import Reply, in_turn, video_file
 
 
 class Vimeo(PlatformCase):
@@ -52,6 +52,27 @@ class Vimeo(PlatformCase):
         created = {"uri": "/videos/5", "upload": {"upload_link": "ftp://x/"}}
         with self.serve(in_turn(as_reply(created, 201))):
             self.assertIn("no URL", self.upload().text)
+
+    def test_the_upload_addresses_of_a_protected_service_are_protected(self):
+        unprotected = {"uri": "/videos/5", "upload": {"upload_link": "http://uploads.example/tus"}}
+        asked = self.serve_protected(answer(201, unprotected))
+        end = self.upload()
+        self.assertEqual((end.code, end.text), (ERROR, "url invalid"))
+        self.assertEqual(len(asked), 1)
+
+    def test_the_place_of_the_thumbnail_of_a_protected_service_is_protected(self):
+        created = {"uri": "/videos/5", "upload": {"upload_link": "https://uploads.example/tus"}}
+        slot = {"uri": "/pictures/1", "link": "http://uploads.example/picture"}
+        asked = self.serve_protected(
+            answer(201, created),
+            answer(204, b"", **{"Upload-Offset": "5000"}),
+            answer(201, slot),
+        )
+        with video_file(10, ".png") as (picture, _):
+            end = self.upload(thumbnail=picture)
+        self.assertEqual(end.text, "https://vimeo.com/5")
+        self.assertIn("url invalid", self.uploader.GetLastError())
+        self.assertNotIn("http://uploads.example/picture", asked)
 
     def test_errors_are_told_in_the_services_words(self):
         self.assertIsInstance(vimeo.refusal(answer(401, {"error": "bad token"})), TokenInvalid)

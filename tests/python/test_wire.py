@@ -104,10 +104,22 @@ class Exchanges(WireCase):
 
     def test_an_upload_address_is_as_safe_as_its_service(self):
         self.assertEqual(require_same_safety("https://a", "https://b/c"), "https://b/c")
+        self.assertEqual(require_same_safety("HTTPS://a", "HTTPS://b/c"), "HTTPS://b/c")
         self.assertEqual(require_same_safety("http://127.0.0.1", "http://b/"), "http://b/")
-        for address in ("http://b/", None, 5, "file:///etc"):
-            with self.subTest(address), self.assertRaises(UploadError):
+        self.assertEqual(require_same_safety("http://127.0.0.1", "https://b/"), "https://b/")
+        for address in ("http://b/", "HTTP://b/", "file:///etc", "ftp://b/", "//b/", "/path", "", "https:/b"):
+            with self.subTest(address), self.assertRaisesRegex(UploadError, "^url invalid$"):
                 require_same_safety("https://a", address)
+        for address in (None, 5, ["https://b/"]):
+            with self.subTest(address), self.assertRaisesRegex(UploadError, "named no address"):
+                require_same_safety("https://a", address)
+        for service, address in (
+            ("http://127.0.0.1", "ftp://b/"),
+            ("https://a", "https://"),
+            ("https://a", "https://[b/"),
+        ):
+            with self.subTest(address), self.assertRaisesRegex(UploadError, "no URL"):
+                require_same_safety(service, address)
 
 
 class Retries(WireCase):

@@ -65,6 +65,13 @@ class Youtube(PlatformCase):
             with self.serve(self.sessions(lambda request: server.url + "/s", lambda request: Reply(status))) as server:
                 self.assertIn(text, self.upload().text)
 
+    def test_a_session_of_a_protected_service_is_protected(self):
+        asked = self.serve_protected(answer(200, {}, Location="http://uploads.example/session"))
+        end = self.upload()
+        self.assertEqual((end.code, end.text), (ERROR, "url invalid"))
+        self.assertEqual(len(asked), 1)
+        self.assertEqual(asked[0].split(":")[0], "https")
+
     def test_a_session_that_has_expired_is_replaced_once(self):
         ends = {"first": 0, "second": 0}
 

@@ -1,12 +1,9 @@
 // Client credentials, code, token and consume.
-#include "boundary/records/ExternlMediaKeys.h"
 #include "boundary/records/Records.h"
-#include "foundation/BsNet/NetKeys.h"
-#include "requests/BsExternlMediaAuthClientCredentialsRequest.h"
-#include "requests/BsExternlMediaAuthUserSupportCodeRequest.h"
-#include "requests/BsExternlMediaAuthUserSupportConsumeRequest.h"
-#include "requests/BsExternlMediaAuthUserSupportTokenRequest.h"
-#include "requests/RequestsTest.h"
+#include "requests/AccountRequests.h"
+#include "requests/RequestsFixture.h"
+#include <BsNet/NetKeys.h>
+#include <ExternlMediaTransfer/ExternlMediaKeys.h>
 
 #include <gmock/gmock.h>
 
@@ -20,10 +17,10 @@ using testing::UnorderedElementsAre;
 
 namespace {
 
-class AccountRequests : public RequestsTest {
+class AccountRequests : public RequestsFixture {
  protected:
   void SetUp() override {
-    RequestsTest::SetUp();
+    RequestsFixture::SetUp();
     info = makeRef<BsExternlMediaAuthLoginInfo>();
     info->setCharKeyConfig(Char::accessToken, "account-token");
     info->setCharKeyConfig(Char::sessionId, "session-1");
@@ -31,7 +28,7 @@ class AccountRequests : public RequestsTest {
   }
   void TearDown() override {
     info.reset();
-    RequestsTest::TearDown();
+    RequestsFixture::TearDown();
   }
 
   template <class Request>
@@ -93,7 +90,7 @@ constexpr const char* codeAnswer =
 TEST_F(AccountRequests, CredentialsSendTheSecretOfThePublicInformation) {
   run<Credentials>();
 
-  const FakeExchange sent = network.onlyExchange();
+  const SentExchange sent = network.onlyExchange();
   EXPECT_EQ(sent.url, urlOf("urlLFServerClientCredentials"));
   EXPECT_EQ(sent.method, httpPost);
   EXPECT_EQ(sent.body, "{\"app_secret\":\"hush\",\"grant_type\":\"client_credentials\"}\n");
@@ -149,7 +146,7 @@ TEST_F(AccountRequests, ABadAnswerAfterAGoodOnePublishesNothing) {
 }
 
 TEST_F(AccountRequests, WrongTypesReadLikeMissingMembers) {
-  for (const std::string data : {R"({"access_token":7,"expires_in":"soon"})", "[]", "\"x\"", "null", "{}"}) {
+  for (const std::string data : {R"({"access_token":7,"expires_in":"soon"})", "null", "{}"}) {
     run<Credentials>(R"({"code":0,"data":)" + data + "}");
     EXPECT_EQ(textIn(*info, Char::accessToken), "") << data;
     EXPECT_EQ(info->intKeyConfig(Int::expiresIn), 0) << data;
@@ -165,10 +162,29 @@ TEST_F(AccountRequests, AFailureStatusWithAGoodEnvelopeWritesNothing) {
 
 // --- Code
 
+TEST_F(AccountRequests, ABadAnswerForgetsTheStatusOfAGoodOne) {
+  const auto request = run<Code>(R"({"code":0,"data":{"status":1,"access_token":"t"}})");
+  ASSERT_EQ(request->status(), 1);
+  network.answer(okReply(R"({"code":1,"msg":"later"})"));
+  request->syncRequestWithInfo(info.get());
+  EXPECT_EQ(request->status(), 0);
+}
+
+TEST_F(AccountRequests, DataOfAWrongTypeIsNoReply) {
+  for (const char* const data : {"[]", "[{}]", "\"x\"", "0", "false"}) {
+    const std::string body = std::string(R"({"code":0,"data":)") + data + "}";
+    EXPECT_EQ(errorText(*run<Credentials>(body)), "-10000, can't read json.") << data;
+    EXPECT_EQ(errorText(*run<Token>(body)), "-10000, can't read json.") << data;
+  }
+  EXPECT_EQ(manager->count("updateInfo"), 0U);
+  EXPECT_EQ(errorText(*run<Token>(R"({"code":5,"msg":"spent","data":[]})")), "5, spent");
+  EXPECT_EQ(errorText(*run<Token>(R"({"code":0,"data":null})")), "0, ");
+}
+
 TEST_F(AccountRequests, CodeAsksForTheSessionWithTheAccountToken) {
   run<Code>();
 
-  const FakeExchange sent = network.onlyExchange();
+  const SentExchange sent = network.onlyExchange();
   EXPECT_EQ(sent.url, urlOf("urlLFServerUserSupportCode") + "/session-1");
   EXPECT_EQ(sent.method, httpGet);
   EXPECT_EQ(sent.body, "");
@@ -262,7 +278,7 @@ TEST_F(AccountRequests, ASessionIdThatSpoilsTheAddressSendsNothing) {
 TEST_F(AccountRequests, TokenSendsTheRefreshToken) {
   run<Token>();
 
-  const FakeExchange sent = network.onlyExchange();
+  const SentExchange sent = network.onlyExchange();
   EXPECT_EQ(sent.url, urlOf("urlLFServerUserSupportToken"));
   EXPECT_EQ(sent.method, httpPost);
   EXPECT_EQ(sent.body, "{\"refresh_token\":\"refresh-1\"}\n");
@@ -306,7 +322,7 @@ TEST_F(AccountRequests, ConsumeSendsTheTwoCodesAsIntegers) {
   info->setCharKeyConfig(ExternlUserConsumeCharKey::action_type, "-3");
   run<Consume>();
 
-  const FakeExchange sent = network.onlyExchange();
+  const SentExchange sent = network.onlyExchange();
   EXPECT_EQ(sent.url, urlOf("urlUserSupportQueryConsume"));
   EXPECT_EQ(sent.method, httpPost);
   EXPECT_EQ(sent.body, "{\"action_type\":-3,\"use_client\":12}\n");

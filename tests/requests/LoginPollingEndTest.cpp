@@ -1,9 +1,13 @@
 // Everything that ends the polling of a login, and what it leaves behind.
-#include "foundation/BsNet/BsErrorInfo.h"
 #include "requests/LoginPollingFixture.h"
-#include "requests/NoThreads.h"
+#include "support/NoThreads.h"
+#include <BsNet/BsErrorInfo.h>
 
+#include <atomic>
+#include <chrono>
+#include <functional>
 #include <future>
+#include <thread>
 
 using namespace KBL;
 using Session = BsExternlMediaAuthUserSupportSessionRequest;
@@ -52,6 +56,29 @@ TEST_F(LoginPolling, TheTimeLimitIsReportedOnce) {
             "KBL::ExternlMediaAuthThirdPollingProxy::setPollingTimeout");
 }
 
+TEST_F(LoginPolling, TheTimeLimitIsNotedBeforeItIsTold) {
+  info->setCharKeyConfig(Login::timeout_seconds, "3");
+  start();
+  end();
+  std::vector<std::string> order;
+  for (const ManagerCall& call : manager->calls()) {
+    if (call.operation == "setTimedOut(true)" || call.operation == "cbRequestForward") {
+      order.push_back(call.operation);
+    }
+  }
+  EXPECT_THAT(order, ElementsAre("setTimedOut(true)", "cbRequestForward"));
+  EXPECT_EQ(log->linesWith("timeout_finished")[0].severity, 4);
+}
+
+TEST_F(LoginPolling, TheTestBehindTheProfileWritesTheProfilesError) {
+  answerCode(doneAnswer);
+  atProfile = [this] { manager->setFlag("isCanceled", true); };
+  start();
+  EXPECT_EQ(end(), "third_share, user canceled");
+  EXPECT_EQ(errorText(*session), "-10007, third_share, user canceled");
+  EXPECT_TRUE(profiles().empty());
+}
+
 TEST_F(LoginPolling, AnAbsentLimitIs120Seconds) {
   start();
   EXPECT_EQ(end(), "third_share, third_share, timeout1");
@@ -86,7 +113,7 @@ TEST_F(LoginPolling, AnAbortDuringTheProfileEndsItBeforeTheAnswerIsTold) {
   EXPECT_EQ(end(), "third_share, third_share, abort");
 
   EXPECT_TRUE(profiles().empty());
-  EXPECT_EQ(network.countOf("Categories"), 0U);
+  EXPECT_EQ(network.exchanges("/urlYoutubeVideoCategories").size(), 0U);
   EXPECT_EQ(manager->count("cbQueryThirdLoginCallbackURL"), 0U);
 }
 
@@ -178,6 +205,21 @@ TEST_F(LoginPolling, TheDeathOfTheManagerMadeLastEndsTheLoginsOfTheOthers) {
   EXPECT_TRUE(forwarded().empty());
 }
 
+TEST_F(LoginPolling, EndsWhereItsManagerHasGone) {
+  manager->dropAliveToken();
+  EXPECT_EQ(session->isPollingFinished(nullptr, info.get(), nullptr), 1);
+  EXPECT_TRUE(log->linesWith("third_share, param error").size() == 1U);
+}
+
+TEST_F(LoginPolling, KeepsItsRecord) {
+  start();
+  info.reset();
+  tick();
+  EXPECT_EQ(infoEnds.calls, 0);
+  answerCode(httpReply(500, "oops"));
+  EXPECT_EQ(end(), "third_share, 500,oops");
+}
+
 // --- A second end, and a second start
 
 TEST_F(LoginPolling, ASecondEndOnlyLogs) {
@@ -236,6 +278,24 @@ TEST_F(LoginPolling, ARestartEndsTheOldTimerAndLeaksNothing) {
   EXPECT_EQ(end(), "third_share, success");
 }
 
+TEST_F(LoginPolling, TheClockOfAStartMayStopIt) {
+  start();
+  std::vector<std::future<void>> stops;
+  int stopped = 0;
+  time->whenAsked([&, starter = std::this_thread::get_id()] {
+    if (std::this_thread::get_id() != starter) return;
+    stops.push_back(std::async(std::launch::async, [&] { session->pollingProxy().stopPollingTimer(); }));
+    if (stops.back().wait_for(generousLimit) == std::future_status::ready) ++stopped;
+  });
+
+  session->pollingProxy().startThirdProcess(info.get());
+
+  time->whenAsked({});
+  EXPECT_EQ(stopped, 2);  // the stopwatch asks, and the timer
+  EXPECT_TRUE(time->advanceUntil([this] { return references() == 1; }, 100));
+  EXPECT_EQ(polls(), 0U);
+}
+
 TEST_F(LoginPolling, StartsWithoutAnInfo) {
   session->pollingProxy().startThirdProcess(nullptr);
   EXPECT_EQ(session->pollingProxy().timeoutMs(), 120000);
@@ -268,12 +328,12 @@ TEST_F(LoginPolling, ATickOutlivesEveryOtherReference) {
         return held->Release() == 1;
       },
       100));
-  EXPECT_EQ(sessionEnds.ends(), 0);
-  EXPECT_EQ(infoEnds.ends(), 0);
+  EXPECT_EQ(sessionEnds.calls, 0);
+  EXPECT_EQ(infoEnds.calls, 0);
 
   goOn.set_value();
-  EXPECT_TRUE(waitUntil([this] { return sessionEnds.ends() == 1; }));
-  EXPECT_TRUE(waitUntil([this] { return infoEnds.ends() == 1; }));
+  EXPECT_TRUE(waitUntil([this] { return sessionEnds.calls == 1; }));
+  EXPECT_TRUE(waitUntil([this] { return infoEnds.calls == 1; }));
 }
 
 #if defined(__GLIBC__)

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "boundary/records/ExternlMediaKeys.h"
 #include "boundary/records/Records.h"
 #include "requests/BsExternlMediaAuthUserSupportSessionRequest.h"
-#include "requests/RequestsTest.h"
+#include "requests/RequestsFixture.h"
 #include "support/WaitUntil.h"
+#include <ExternlMediaTransfer/ExternlMediaKeys.h>
 
 #include <gmock/gmock.h>
 
@@ -26,12 +26,12 @@ inline std::string statusAnswer(int status) {
 
 /// A login whose session request runs on a worker, as a manager starts it, with the test's own references
 /// beside the worker's.
-class LoginPolling : public RequestsTest {
+class LoginPolling : public RequestsFixture {
  protected:
-  explicit LoginPolling(std::int32_t platform = KBL::ema_youtube) : RequestsTest(platform) {}
+  explicit LoginPolling(std::int32_t platform = KBL::ema_youtube) : RequestsFixture(platform) {}
 
   void SetUp() override {
-    RequestsTest::SetUp();
+    RequestsFixture::SetUp();
     info = KBL::makeRef<KBL::BsExternlMediaAuthLoginInfo>();
     info->SetProtocol(&infoEnds);
     info->setCharKeyConfig(KBL::ExternlMediaMixedCharKey::accessToken, "account-token");
@@ -39,19 +39,19 @@ class LoginPolling : public RequestsTest {
     session = makeRequest<KBL::BsExternlMediaAuthUserSupportSessionRequest>();
     session->SetProtocol(&sessionEnds);
     session->addCallback(&KBL::ExternlMediaAuthCallbackProxy::instance(), false);
-    network.answer([this](const FakeExchange& exchange) { return reply(exchange); });
+    network.answer([this](const SentExchange& exchange) { return reply(exchange); });
   }
 
   /// Nothing may hold the session and its info once the polling has ended: that is the test of every way out.
   void TearDown() override {
     session.reset();
     info.reset();
-    RequestsTest::TearDown();
-    EXPECT_TRUE(waitUntil([this] { return sessionEnds.ends() == 1; }));
-    EXPECT_TRUE(waitUntil([this] { return infoEnds.ends() == 1; }));
+    RequestsFixture::TearDown();
+    EXPECT_TRUE(waitUntil([this] { return sessionEnds.calls == 1; }));
+    EXPECT_TRUE(waitUntil([this] { return infoEnds.calls == 1; }));
   }
 
-  KBL::NetReply reply(const FakeExchange& exchange) {
+  KBL::NetReply reply(const SentExchange& exchange) {
     const auto asks = [&](const char* key) { return exchange.url.find(key) != std::string::npos; };
     if (asks("Session")) return okReply(sessionAnswer);
     if (asks("SupportCode")) {
@@ -83,7 +83,7 @@ class LoginPolling : public RequestsTest {
     session->AddRef();
     return session->Release();
   }
-  [[nodiscard]] std::size_t polls() const { return network.countOf("SupportCode/"); }
+  [[nodiscard]] std::size_t polls() const { return network.exchanges("/urlLFServerUserSupportCode/").size(); }
   [[nodiscard]] bool hasEnded() const { return !log->linesWith(",use ms: ").empty(); }
   /// Moves on to the next tick and waits until it is over: it has asked or ended the polling, and somebody
   /// waits again, which nobody does during a tick.
@@ -117,8 +117,8 @@ class LoginPolling : public RequestsTest {
     return names;
   }
 
-  EndCounter infoEnds;
-  EndCounter sessionEnds;
+  LastRelease infoEnds;
+  LastRelease sessionEnds;
   KBL::RefPtr<KBL::BsExternlMediaAuthLoginInfo> info;
   KBL::RefPtr<KBL::BsExternlMediaAuthUserSupportSessionRequest> session;
   std::int64_t toNextTickMs = 3000;

@@ -1,8 +1,8 @@
 // The polling of a login, tick by tick.
-#include "foundation/BsNet/BsErrorInfo.h"
-#include "requests/BsExternlMediaAuthUserSupportCodeRequest.h"
+#include "requests/AccountRequests.h"
 #include "requests/LoginPollingFixture.h"
 #include "requests/ProbeRequest.h"
+#include <BsNet/BsErrorInfo.h>
 
 using namespace KBL;
 using Session = BsExternlMediaAuthUserSupportSessionRequest;
@@ -68,6 +68,7 @@ TEST_F(LoginPolling, ASuccessTellsProfileThenCallbackUrl) {
   EXPECT_TRUE(log->hasLine("code get success, code is in redirectUrl"));
   EXPECT_EQ(log->linesWith("code get success")[0].function,
             "KBL::BsExternlMediaAuthUserSupportSessionRequest::codePolling");
+  EXPECT_EQ(log->linesWith("code get success")[0].severity, 4);
 }
 
 TEST_F(LoginPolling, TheEndLineTellsTheTimeThatPassed) {
@@ -94,7 +95,7 @@ TEST_F(LoginPolling, TheReferenceOnTheRequestGoesBack600MsAfterTheEnd) {
 TEST_F(LoginPolling, TheCodeRequestIsSetUpFromTheManagersContext) {
   start();
   tick();
-  const FakeExchange sent = network.exchanges().back();
+  const SentExchange sent = network.exchanges().back();
   EXPECT_EQ(sent.url, urlOf("urlLFServerUserSupportCode") + "/s-1");
   EXPECT_EQ(sent.bearer, "account-token");
   EXPECT_EQ(sent.totalTimeoutMs, 30000);
@@ -109,6 +110,25 @@ TEST_F(LoginPolling, TheCodeRequestsResultsBecomeTheSessions) {
   end();
   EXPECT_EQ(session->replyInfo()->infoType(), infoTypeMixed);  // of the last profile request
   EXPECT_EQ(textIn(*session->replyInfo(), Char::videoCategories), "A|");
+}
+
+TEST_F(LoginPolling, APendingAnswersRecordAndErrorBecomeTheSessions) {
+  start();
+  EXPECT_NE(session->replyInfo().get(), static_cast<IBsInfoReader*>(info.get()));
+  tick();
+  EXPECT_EQ(session->replyInfo().get(), static_cast<IBsInfoReader*>(info.get()));
+  answerCode(R"({"code":41,"msg":"gone"})");
+  end();
+  EXPECT_EQ(errorText(*session), "41, gone");
+}
+
+TEST_F(LoginPolling, TheSessionKeepsItsInfoUntilItGoes) {
+  answerCode(doneAnswer);
+  start();
+  end();
+  ASSERT_TRUE(time->advanceUntil([this] { return references() == 1 && time->waiters() == 0; }, 100));
+  info.reset();
+  EXPECT_EQ(infoEnds.calls, 0);
 }
 
 // --- The status
@@ -222,9 +242,8 @@ TEST_F(VimeoPolling, AsksForNoProfileAndStillTellsTheCallbackUrl) {
 
 TEST_F(LoginPolling, ALoginThatIsCanceledDuringTheCredentialsNeverOpensASession) {
   const auto credentials = makeRequest<ProbeRequest>("Credentials");
-  credentials->addCallback(session.get(), false);
-  session->AddRef();  // the creator's, which the chain takes
-  network.answer([this](const FakeExchange&) {
+  EXPECT_EQ(credentials->goOnWith(session), resultOk);
+  network.answer([this](const SentExchange&) {
     session->abortForGood();
     return okReply(R"({"code":0})");
   });

@@ -1,11 +1,5 @@
 // What the platforms tell of a user.
-#include "boundary/records/ExternlMediaKeys.h"
-#include "boundary/records/Records.h"
-#include "requests/BsExternlMediaAuthDouyinUserInfoRequest.h"
-#include "requests/BsExternlMediaAuthTiktokUserInfoRequest.h"
-#include "requests/BsExternlMediaAuthYoutubeUserInfoRequest.h"
-#include "requests/BsExternlMediaAuthYoutubeVideoCategoryRequest.h"
-#include "requests/RequestsTest.h"
+#include "requests/ProfileRequestsFixture.h"
 
 #include <gmock/gmock.h>
 
@@ -14,60 +8,12 @@ using Char = ExternlMediaMixedCharKey;
 using testing::ElementsAre;
 using testing::Pair;
 
-namespace {
-
-using GoogleUser = BsExternlMediaAuthYoutubeUserInfoRequest;
-using Categories = BsExternlMediaAuthYoutubeVideoCategoryRequest;
-using Tiktok = BsExternlMediaAuthTiktokUserInfoRequest;
-using Douyin = BsExternlMediaAuthDouyinUserInfoRequest;
-
-class ProfileRequests : public RequestsTest {
- protected:
-  void SetUp() override {
-    RequestsTest::SetUp();
-    info = makeRef<BsExternlMediaAuthLoginInfo>();
-    info->setCharKeyConfig(Char::thirdAccessToken, "platform-token");
-    info->setCharKeyConfig(Char::userAccountUid, "uid-1");
-  }
-  void TearDown() override {
-    info.reset();
-    RequestsTest::TearDown();
-  }
-
-  template <class Request>
-  RefPtr<Request> run(const std::string& body = "{}", int status = 200) {
-    network.answer(httpReply(status, body));
-    auto request = makeRequest<Request>();
-    request->syncRequestWithInfo(info.get());
-    return request;
-  }
-  /// Nothing was learnt: the info and the user's record stay as they were.
-  void expectNothingPublished() {
-    EXPECT_EQ(manager->count("updateInfo"), 0U);
-    EXPECT_EQ(textIn(*info, Char::userNickName), "(unset)");
-    EXPECT_EQ(textIn(*info, Char::videoCategories), "(unset)");
-    EXPECT_EQ(textIn(*info, Char::userAccountUid), "uid-1");
-  }
-  /// A copy as the reply, and one update with the info itself.
-  void expectPublished(const BsExternlMediaAuthRequest& request) {
-    EXPECT_EQ(request.replyInfo()->infoType(), infoTypeMixed);
-    EXPECT_EQ(textIn(*request.replyInfo(), Char::thirdAccessToken), "platform-token");
-    ASSERT_EQ(manager->count("updateInfo"), 1U);
-    EXPECT_EQ(manager->calls("updateInfo")[0].uuid, uuid);
-    EXPECT_EQ(manager->calls("updateInfo")[0].infoType, infoTypeLogin);
-  }
-
-  RefPtr<BsExternlMediaAuthLoginInfo> info;
-};
-
-}  // namespace
-
 // --- YouTube user
 
 TEST_F(ProfileRequests, GoogleUserIsAskedWithTheTokenInTheAddress) {
   run<GoogleUser>();
 
-  const FakeExchange sent = network.onlyExchange();
+  const SentExchange sent = network.onlyExchange();
   EXPECT_EQ(sent.url, urlOf("urlCloudDiskAuthGoogleDiskUserInfo") + "?alt=json&access_token=platform-token");
   EXPECT_EQ(sent.method, httpGet);
   EXPECT_THAT(sent.headers, ElementsAre(Pair("Content-Type", "application/json;")));
@@ -76,6 +22,8 @@ TEST_F(ProfileRequests, GoogleUserIsAskedWithTheTokenInTheAddress) {
   ASSERT_EQ(lines.size(), 1U);
   EXPECT_EQ(lines[0].text, "ExternlMediaAuthYoutubeUserInfo:" + sent.url);
   EXPECT_EQ(lines[0].function, "KBL::BsExternlMediaAuthYoutubeUserInfoRequest::Request");
+  EXPECT_EQ(lines[0].file, "ProfileRequests.cpp");
+  EXPECT_GT(lines[0].line, 0);
 }
 
 TEST_F(ProfileRequests, GoogleUserDoesNotCheckTheToken) {
@@ -131,7 +79,7 @@ TEST_F(ProfileRequests, GooglesErrorIsReported) {
       log->hasLine("ExternlMediaAuthYoutubeUserInfo, error code:401,msg:Invalid Credentials,content:" + body +
                    ", url: " + urlOf("urlCloudDiskAuthGoogleDiskUserInfo")));
   const auto line = log->linesWith(", error code:").at(0);
-  EXPECT_EQ(line.severity, IBsLogger::info);
+  EXPECT_EQ(line.severity, IBsLogger::severityInfo);
   EXPECT_EQ(line.function, "KBL::BsExternlMediaAuthYoutubeUserInfoRequest::checkResponseValid");
   EXPECT_GT(line.line, 0);
   expectNothingPublished();
@@ -169,7 +117,7 @@ TEST_F(ProfileRequests, BadJsonWithAFailureStatusIsTheStatus) {
 TEST_F(ProfileRequests, CategoriesAreAskedForTheUs) {
   run<Categories>();
 
-  const FakeExchange sent = network.onlyExchange();
+  const SentExchange sent = network.onlyExchange();
   EXPECT_EQ(sent.url, urlOf("urlYoutubeVideoCategories") + "?part=snippet&regionCode=us&alt=json");
   EXPECT_EQ(sent.method, httpGet);
   EXPECT_THAT(sent.headers, ElementsAre(Pair("accept", "application/json"),
@@ -216,7 +164,7 @@ TEST_F(ProfileRequests, NoItemsGiveEmptyTextAllTheSame) {
 TEST_F(ProfileRequests, TiktokIsAskedWithTheTokenInTheBody) {
   run<Tiktok>();
 
-  const FakeExchange sent = network.onlyExchange();
+  const SentExchange sent = network.onlyExchange();
   EXPECT_EQ(sent.url, urlOf("urlMediaAuthTiktokUserInfo"));
   EXPECT_EQ(sent.method, httpPost);
   EXPECT_THAT(sent.headers, ElementsAre(Pair("Content-Type", "application/json;")));
@@ -244,7 +192,7 @@ TEST_F(ProfileRequests, TiktokFillsTheInfo) {
 }
 
 TEST_F(ProfileRequests, TiktokWithoutAnErrorMemberIsRefused) {
-  for (const std::string body : {R"({"data":{}})", R"({"error":null})", R"({"error":"none"})"}) {
+  for (const std::string body : {R"({"data":{}})", R"({"error":null})"}) {
     EXPECT_EQ(errorText(*run<Tiktok>(body)), "0, can't read json.") << body;
   }
   expectNothingPublished();
@@ -278,7 +226,7 @@ TEST_F(ProfileRequests, TiktokLogsEveryReply) {
 TEST_F(ProfileRequests, DouyinIsAskedWithTokenAndUidInTheAddress) {
   const auto request = run<Douyin>();
 
-  const FakeExchange sent = network.onlyExchange();
+  const SentExchange sent = network.onlyExchange();
   EXPECT_EQ(sent.url, urlOf("urlMediaAuthDouyinUserInfo") + "?access_token=platform-token&open_id=uid-1");
   EXPECT_EQ(sent.method, httpGet);
   EXPECT_EQ(sent.headers.count("Accept-Language"), 1U);
@@ -287,11 +235,16 @@ TEST_F(ProfileRequests, DouyinIsAskedWithTokenAndUidInTheAddress) {
 TEST_F(ProfileRequests, DouyinNeedsUidAndToken) {
   info->setCharKeyConfig(Char::thirdAccessToken, "");
   EXPECT_EQ(errorText(*run<Douyin>()), "140013, access token invalid");
-  info->setCharKeyConfig(Char::userAccountUid, "");
-  EXPECT_EQ(errorText(*run<Douyin>()), "-10002, account uid invalid");
   info = makeRef<BsExternlMediaAuthLoginInfo>();
   EXPECT_EQ(errorText(*run<Douyin>()), "-10002, account uid invalid");
   EXPECT_EQ(network.exchanges().size(), 0U);
+}
+
+TEST_F(ProfileRequests, DouyinAsksWithAnEmptyUidToo) {
+  info->setCharKeyConfig(Char::userAccountUid, "");
+  EXPECT_EQ(errorText(*run<Douyin>()), "0, ");
+  EXPECT_EQ(network.onlyExchange().url,
+            urlOf("urlMediaAuthDouyinUserInfo") + "?access_token=platform-token&open_id=");
 }
 
 TEST_F(ProfileRequests, DouyinFillsTheInfo) {

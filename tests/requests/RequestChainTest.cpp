@@ -1,12 +1,16 @@
 // Requests that wait on one another.
 #include "boundary/records/Records.h"
 #include "requests/ProbeRequest.h"
-#include "requests/RequestsTest.h"
+#include "requests/RequestsFixture.h"
+#include "support/NoThreads.h"
+#include "support/RequestListener.h"
 #include "support/WaitUntil.h"
+#include <BsNet/BsErrorInfo.h>
 
 #include <gmock/gmock.h>
 
 #include <future>
+#include <optional>
 
 using namespace KBL;
 
@@ -16,10 +20,10 @@ constexpr const char* chainFunction = "KBL::BsExternlMediaAuthRequest::queryResp
 
 /// A chain of three, as an upload builds it: each request tells the switchboard, the host's callback and the
 /// next request.
-class RequestChain : public RequestsTest {
+class RequestChain : public RequestsFixture {
  protected:
   void SetUp() override {
-    RequestsTest::SetUp();
+    RequestsFixture::SetUp();
     info = makeRef<BsExternlMediaUploadInfo>();
     info->SetProtocol(&infoEnds);
     first = makeRequest<ProbeRequest>("First");
@@ -29,22 +33,20 @@ class RequestChain : public RequestsTest {
       request->addCallback(&ExternlMediaAuthCallbackProxy::instance(), false);
       request->addCallback(&host, false);
     }
-    first->addCallback(second.get(), false);
-    second->addCallback(third.get(), false);
   }
   void TearDown() override {
     first.reset();
     second.reset();
     third.reset();
     info.reset();
-    RequestsTest::TearDown();
-    EXPECT_EQ(infoEnds.ends(), 1);
+    RequestsFixture::TearDown();
+    EXPECT_EQ(infoEnds.calls, 1);
   }
 
   /// Hands all three over to the chain, so that none but the chain holds them.
   void startChain() {
-    (void)second.leak();
-    (void)third.leak();
+    EXPECT_EQ(second->goOnWith(std::move(third)), resultOk);
+    EXPECT_EQ(first->goOnWith(std::move(second)), resultOk);
     EXPECT_EQ(startAndHandOver(std::move(first), info.get()), 0);
   }
   [[nodiscard]] std::vector<std::string> namesToldToManager() const {
@@ -58,15 +60,13 @@ class RequestChain : public RequestsTest {
     return request.Release();
   }
 
-  EndCounter infoEnds;
+  LastRelease infoEnds;
   RefPtr<BsExternlMediaUploadInfo> info;
   RefPtr<ProbeRequest> first;
   RefPtr<ProbeRequest> second;
   RefPtr<ProbeRequest> third;
-  HostCallback host;
+  RequestListener host;
 };
-
-}  // namespace
 
 TEST_F(RequestChain, EachRequestStartsTheNextWithTheSameInfo) {
   std::vector<IBsInfoReader*> infos;
@@ -103,9 +103,8 @@ TEST_F(RequestChain, AFailureDropsAllThatWaitAndTellsTheHostOnce) {
 }
 
 TEST_F(RequestChain, AFailureInTheMiddleIsToldByTheMiddleAlone) {
-  network.answer([this](const FakeExchange&) {
-    return network.exchanges().size() == 2 ? okReply(R"({"code":9,"msg":"no"})") : okReply(R"({"code":0})");
-  });
+  network.reply(200, R"({"code":0})");
+  network.reply(200, R"({"code":9,"msg":"no"})");
   startChain();
   EXPECT_TRUE(log->waitForLineWith("Third :queryResponse interrupt"));
   EXPECT_TRUE(settle());
@@ -137,9 +136,8 @@ TEST_F(RequestChain, ADroppedRequestNoLongerTellsTheSwitchboard) {
 
 TEST_F(RequestChain, ChainMode1GoesOnAfterAFailure) {
   second->setChainMode(1);
-  network.answer([this](const FakeExchange&) {
-    return network.exchanges().size() == 1 ? okReply(R"({"code":7})") : okReply(R"({"code":0})");
-  });
+  network.reply(200, R"({"code":7})");
+  network.reply(200, R"({"code":0})");
   startChain();
   EXPECT_TRUE(waitUntil([this] { return network.exchanges().size() == 3; }));
   EXPECT_TRUE(settle());
@@ -155,14 +153,75 @@ TEST_F(RequestChain, ChainMode2DropsWithoutTellingThoseBehind) {
   EXPECT_TRUE(time->advanceUntil([this] { return liveRequests() == 1; }, 500));
 
   EXPECT_TRUE(log->linesWith("Third :queryResponse").empty());
-  unheard->Release();  // its creator's, which nobody took
+  EXPECT_EQ(references(*unheard), 1);
+}
+
+TEST_F(RequestChain, OneThatNobodyTellsGoesWithTheOneBeforeIt) {
+  const RefPtr<ProbeRequest> unheard = second;
+  host.action = [](IBsBaseRequest* request, IBsInfoReader*, IBsErrorInfo*) { request->clearCallbacks(); };
+  startChain();
+  EXPECT_TRUE(time->advanceUntil([this] { return liveRequests() == 2; }, 500));
+
+  EXPECT_TRUE(log->linesWith("Second :queryResponse").empty());
+  EXPECT_TRUE(waitUntil([&] { return references(*unheard) == 1; }));
+  EXPECT_EQ(network.exchanges().size(), 1U);
+}
+
+TEST_F(RequestChain, AChainThatNeverStartsIsGivenUpWhole) {
+  EXPECT_EQ(second->goOnWith(std::move(third)), resultOk);
+  EXPECT_EQ(first->goOnWith(std::move(second)), resultOk);
+  first.reset();
+  EXPECT_EQ(liveRequests(), 0);
+}
+
+TEST_F(RequestChain, ChainMode1GoesOnBehindARequestThatWasDropped) {
+  third->setChainMode(1);
+  network.reply(200, R"({"code":7})");
+  network.reply(200, R"({"code":0})");
+  startChain();
+  EXPECT_TRUE(log->waitForLineWith("Third :queryResponse conitnue"));
+  EXPECT_TRUE(settle());
+
+  EXPECT_TRUE(log->hasLine("Second :queryResponse interrupt"));
+  EXPECT_THAT(namesToldToManager(), testing::ElementsAre("First", "Third"));
+}
+
+TEST_F(RequestChain, ChainMode2GoesOnAfterASuccess) {
+  second->setChainMode(2);
+  startChain();
+  EXPECT_TRUE(log->waitForLineWith("Third :queryResponse conitnue"));
+  EXPECT_TRUE(settle());
+  EXPECT_THAT(namesToldToManager(), testing::ElementsAre("First", "Second", "Third"));
+}
+
+TEST_F(RequestChain, ARequestThatRunsAlreadyIsNotDropped) {
+  ProbeRequest* const running = second.get();
+  const auto success = makeRef<BsErrorInfo>();
+  network.onExchange([&](const SentExchange& sent) {
+    if (sent.number == 2) running->queryResponse(nullptr, info.get(), success.get());
+  });
+  startChain();
+  EXPECT_TRUE(waitUntil([this] { return host.calls == 3; }));
+  EXPECT_TRUE(settle());
+
+  EXPECT_TRUE(log->hasLine("Second:asyncRequest not finished, return"));
+  EXPECT_EQ(log->linesWith("Second :queryResponse conitnue").size(), 2U);
+  EXPECT_TRUE(log->linesWith("interrupt").empty());
+}
+
+TEST_F(RequestChain, ACallbackThatAnswersAFailureStopsNothing) {
+  host.answer = resultFailed;
+  startChain();
+  EXPECT_TRUE(waitUntil([this] { return host.calls == 3; }));
+  EXPECT_TRUE(settle());
+  EXPECT_THAT(namesToldToManager(), testing::ElementsAre("First", "Second", "Third"));
 }
 
 TEST_F(RequestChain, AMissingInfoOrErrorCountsAsAFailure) {
   const auto error = shareRef(second->errorInfo().get());
   (void)second->AddRef();
   (void)second->AddRef();
-  (void)third.leak();
+  EXPECT_EQ(second->goOnWith(std::move(third)), resultOk);
   EXPECT_EQ(second->queryResponse(first.get(), nullptr, error.get()), resultOk);
   EXPECT_TRUE(log->hasLine("Second :queryResponse interrupt"));
   EXPECT_TRUE(log->hasLine("Third :queryResponse interrupt"));
@@ -175,10 +234,7 @@ TEST_F(RequestChain, AMissingInfoOrErrorCountsAsAFailure) {
 
 TEST_F(RequestChain, ARequestThatWasAbortedWhileItWaitedIsDropped) {
   const RefPtr<ProbeRequest> watched = second;
-  network.answer([&](const FakeExchange&) {
-    watched->abortForGood();
-    return okReply(R"({"code":0})");
-  });
+  network.onExchange([&](const SentExchange&) { watched->abortForGood(); });
   startChain();
   EXPECT_TRUE(log->waitForLineWith("Second :queryResponse interrupt"));
   EXPECT_TRUE(log->waitForLineWith("Third :queryResponse interrupt"));
@@ -196,10 +252,7 @@ TEST_F(RequestChain, AnOrdinaryAbortFlagStopsAWaitingRequestToo) {
 }
 
 TEST_F(RequestChain, ADeadManagerDropsAllThatWait) {
-  network.answer([this](const FakeExchange&) {
-    killManager();
-    return okReply(R"({"code":0})");
-  });
+  network.onExchange([this](const SentExchange&) { killManager(); });
   startChain();
   EXPECT_TRUE(log->waitForLineWith("Third :queryResponse interrupt"));
   EXPECT_TRUE(settle());
@@ -240,3 +293,35 @@ TEST_F(RequestChain, AbortAndStartMayMeetInAnyOrder) {
   second.reset();
   third.reset();
 }
+
+#if defined(__GLIBC__)
+
+TEST_F(RequestChain, OneThatGetsNoThreadEndsLikeAFailedOne) {
+  std::optional<NoThreads> noThreads;
+  std::vector<std::string> told;
+  host.action = [&](IBsBaseRequest* request, IBsInfoReader*, IBsErrorInfo* error) {
+    told.push_back(request->getRequestName() + std::string(": ") + errorText(*error));
+    told.size() == 1 ? void(noThreads.emplace()) : noThreads.reset();
+  };
+  startChain();
+  EXPECT_TRUE(settle());
+
+  EXPECT_THAT(told, testing::ElementsAre("First: 0, ", "Second: -10004, create network request failed"));
+  EXPECT_THAT(namesToldToManager(), testing::ElementsAre("First", "Second"));
+  EXPECT_EQ(network.exchanges().size(), 1U);
+  EXPECT_TRUE(log->hasLine("Third :queryResponse interrupt"));
+  EXPECT_FALSE(log->hasLine("Second :queryResponse conitnue"));
+}
+
+TEST_F(RequestChain, OneThatGetsNoThreadMayStartAgain) {
+  {
+    const NoThreads noThreads;
+    EXPECT_EQ(first->asyncRequestWithInfo(info.get()), 1);
+  }
+  startChain();
+  EXPECT_TRUE(waitUntil([this] { return host.calls == 3; }));
+  EXPECT_TRUE(settle());
+}
+#endif
+
+}  // namespace

@@ -1,13 +1,12 @@
 // One attempt of a request against a network that answers what the test says.
-#include "boundary/records/Records.h"
-#include "foundation/BsCloudConfig/BsCloudConfig.h"
-#include "foundation/BsNet/NetKeys.h"
-#include "requests/ProbeRequest.h"
-#include "requests/RequestsTest.h"
+#include "requests/RequestExchangeFixture.h"
+#include <BsCloudConfig/BsCloudConfig.h>
+#include <BsNet/NetKeys.h>
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
-#include <functional>
+#include <new>
+#include <stdexcept>
 
 using namespace KBL;
 
@@ -39,35 +38,22 @@ class HookedRequest : public ProbeRequest {
   }
   int hookRequestInfo(IBsInfoReader* info, IBsErrorInfo* error, NetReply* reply) override {
     order += "info";
-    return ProbeRequest::hookRequestInfo(info, error, reply);
+    const int result = ProbeRequest::hookRequestInfo(info, error, reply);
+    error->setError(2, "changed by the other hook");
+    return result;
   }
 
   std::string order;
   std::string seenByHook;
 };
 
-class RequestExchange : public RequestsTest {
- protected:
-  void SetUp() override {
-    RequestsTest::SetUp();
-    info = makeRef<BsExternlMediaAuthMixedInfo>();
-    request = makeRequest<ProbeRequest>();
-  }
-  void TearDown() override {
-    request.reset();
-    RequestsTest::TearDown();
-  }
-  void exchange() { request->syncRequestWithInfo(info.get()); }
-  void exchange(const NetReply& reply) {
-    network.answer(reply);
-    exchange();
-  }
-
-  RefPtr<BsExternlMediaAuthMixedInfo> info;
-  RefPtr<ProbeRequest> request;
+class ThrowingLogger : public IBsLogger {
+ public:
+  bool testSeverity(Severity) override { throw std::runtime_error("a host's own trouble"); }
+  void write(Severity, const char*, int, const char*, const std::string&) override {}
 };
 
-}  // namespace
+class RequestExchange : public RequestExchangeFixture {};
 
 TEST_F(RequestExchange, AGoodAnswerIsPublished) {
   const std::string body = R"({"code":0,"data":{}})";
@@ -87,15 +73,27 @@ TEST_F(RequestExchange, ItsLinesNameTheirFunctions) {
 
   EXPECT_EQ(log->linesWith("base syncRequestWithInfo:")[0].function,
             "KBL::BsExternlMediaAuthRequest::syncRequestWithInfo");
+  EXPECT_EQ(log->linesWith("base syncRequestWithInfo:")[0].severity, 4);
   EXPECT_EQ(log->linesWith("Probe:http")[0].function, "KBL::BsExternlMediaAuthRequest::Request");
   EXPECT_EQ(log->linesWith("success code")[0].function, "KBL::BsExternlMediaAuthRequest::checkResponseValid");
   EXPECT_EQ(log->linesWith("success code")[0].severity, 4);
 }
 
+TEST_F(RequestExchange, ALoggerThatThrowsChangesNoOutcome) {
+  installLogger(std::make_shared<ThrowingLogger>());
+  exchange(okReply(R"({"code":0,"data":{}})"));
+  EXPECT_EQ(errorText(*request), "0, ");
+  EXPECT_EQ(request->published, 1);
+
+  exchange(okReply(R"({"code":7,"msg":"no"})"));
+  EXPECT_EQ(errorText(*request), "7, no");
+  installLogger(std::shared_ptr<IBsLogger>(std::shared_ptr<IBsLogger>(), &*log));  // it counts who has gone
+}
+
 TEST_F(RequestExchange, TheClientGetsHeadersTimeoutMethodAndUrl) {
   exchange();
 
-  const FakeExchange sent = network.onlyExchange();
+  const SentExchange sent = network.onlyExchange();
   EXPECT_EQ(sent.headers, request->headers());
   EXPECT_EQ(sent.totalTimeoutMs, 30000);
   EXPECT_EQ(sent.method, httpPost);
@@ -105,7 +103,7 @@ TEST_F(RequestExchange, TheClientGetsHeadersTimeoutMethodAndUrl) {
 
 TEST_F(RequestExchange, EachMethodIsPassedOn) {
   for (const int method : {0, 1, 2}) {
-    request->setMethod(method);
+    request = makeRequest<ProbeRequest>("Probe", method);
     exchange();
     EXPECT_EQ(network.exchanges().back().method, method);
   }
@@ -130,7 +128,7 @@ TEST_F(RequestExchange, NoTimeoutGives30000) {
 }
 
 TEST_F(RequestExchange, AnEmptyUrlMakesNoClient) {
-  request->setUrlKey("keyThatNobodyConfigured");
+  request = makeRequest<ProbeRequest>("Probe", httpPost, "keyThatNobodyConfigured");
   exchange();
 
   EXPECT_EQ(errorText(*request), "-10001, url invalid");
@@ -206,7 +204,7 @@ TEST_F(RequestExchange, AFailingRequestWithACodeReportsThatCode) {
 }
 
 TEST_F(RequestExchange, AnExceptionInTheExchangeBecomesAnError) {
-  network.answer([](const FakeExchange&) -> NetReply { throw std::bad_alloc(); });
+  network.answer([](const SentExchange&) -> NetReply { throw std::bad_alloc(); });
   exchange();
   EXPECT_EQ(errorText(*request), "-10004, create network request failed");
   EXPECT_EQ(network.clientsAlive(), 0);
@@ -309,86 +307,4 @@ TEST_F(RequestExchange, Status400IsTheFirstFailure) {
   EXPECT_EQ(errorText(*request), "400, bad");
 }
 
-// --- The proxy
-
-TEST_F(RequestExchange, AProxyIsGivenToTheClientAndLogged) {
-  request->setServerProxy(proxyRecord().get());
-  exchange();
-
-  const auto proxy = network.onlyExchange().proxy;
-  ASSERT_TRUE(proxy.has_value());
-  EXPECT_EQ(proxy->type, 3);
-  EXPECT_EQ(proxy->server, "proxy.test");
-  EXPECT_EQ(proxy->port, 1080);
-  EXPECT_EQ(proxy->user, "me");
-  EXPECT_EQ(proxy->password, "pw");
-  EXPECT_TRUE(log->hasLine("Probe, setProxy:Socks5,server:proxy.test,port:1080"));
-  EXPECT_EQ(log->linesWith("setProxy")[0].function, "KBL::BsExternlMediaAuthRequest::syncRequestWithInfo");
-}
-
-TEST_F(RequestExchange, EmptyUserAndPasswordAreGood) {
-  const auto proxy = proxyRecord();
-  proxy->setCharKeyConfig(ServerProxyCharKey::user, "");
-  proxy->setCharKeyConfig(ServerProxyCharKey::password, "");
-  request->setServerProxy(proxy.get());
-  exchange();
-  EXPECT_TRUE(network.onlyExchange().proxy.has_value());
-}
-
-TEST_F(RequestExchange, AModeOtherThan1UsesTheProxy) {
-  const auto proxy = proxyRecord();
-  proxy->setIntKeyConfig(ServerProxyIntKey::mode, 2);
-  request->setServerProxy(proxy.get());
-  exchange();
-  EXPECT_TRUE(network.onlyExchange().proxy.has_value());
-}
-
-TEST_F(RequestExchange, AnUnusableProxyRecordIsIgnored) {
-  using Spoil = std::function<void(IBsServerProxyInfo&)>;
-  const std::pair<const char*, Spoil> cases[] = {
-      {"mode 1", [](auto& proxy) { proxy.setIntKeyConfig(ServerProxyIntKey::mode, 1); }},
-      {"mode 1 beside other good values",
-       [](auto& proxy) {
-         proxy.setIntKeyConfig(ServerProxyIntKey::mode, 1);
-         proxy.setIntKeyConfig(ServerProxyIntKey::type, 1);
-         proxy.setIntKeyConfig(ServerProxyIntKey::port, 65535);
-         proxy.setCharKeyConfig(ServerProxyCharKey::server, "127.0.0.1");
-         proxy.setCharKeyConfig(ServerProxyCharKey::user, "");
-         proxy.setCharKeyConfig(ServerProxyCharKey::password, "");
-       }},
-      {"type 0", [](auto& proxy) { proxy.setIntKeyConfig(ServerProxyIntKey::type, 0); }},
-      {"type -1", [](auto& proxy) { proxy.setIntKeyConfig(ServerProxyIntKey::type, -1); }},
-      {"port 0", [](auto& proxy) { proxy.setIntKeyConfig(ServerProxyIntKey::port, 0); }},
-      {"port 65536", [](auto& proxy) { proxy.setIntKeyConfig(ServerProxyIntKey::port, 65536); }},
-  };
-  for (const auto& [what, spoil] : cases) {
-    const auto proxy = proxyRecord();
-    spoil(*proxy);
-    request->setServerProxy(proxy.get());
-    exchange();
-    EXPECT_FALSE(network.exchanges().back().proxy.has_value()) << what;
-  }
-}
-
-TEST_F(RequestExchange, AProxyRecordThatLacksAKeyIsIgnored) {
-  const char* const texts[] = {ServerProxyCharKey::server, ServerProxyCharKey::user,
-                               ServerProxyCharKey::password};
-  const char* const numbers[] = {ServerProxyIntKey::type, ServerProxyIntKey::port};
-  const auto complete = proxyRecord();
-  const auto expectIgnoredWithout = [&](const char* left) {
-    const auto proxy = proxyRecord();
-    auto* const record = static_cast<BsBaseInfoRW*>(proxy->QueryInterfaceByName("BsBaseInfoRW"));
-    record->reset();
-    for (const char* const key : texts) {
-      if (key != left) proxy->setCharKeyConfig(key, complete->charKeyConfig(key));
-    }
-    for (const char* const key : numbers) {
-      if (key != left) proxy->setIntKeyConfig(key, complete->intKeyConfig(key));
-    }
-    request->setServerProxy(proxy.get());
-    exchange();
-    EXPECT_FALSE(network.exchanges().back().proxy.has_value()) << left;
-  };
-  for (const char* const key : texts) expectIgnoredWithout(key);
-  for (const char* const key : numbers) expectIgnoredWithout(key);
-}
+}  // namespace

@@ -1,24 +1,20 @@
 // Requests with the real network client against the stand-in servers.
-#include "boundary/records/ExternlMediaKeys.h"
 #include "boundary/records/Records.h"
-#include "foundation/BsCloudConfig/BsCloudConfig.h"
-#include "foundation/BsNet/NetKeys.h"
-#include "foundation/BsNet/NetworkClients.h"
-#include "foundation/BsNet/createInfoObject.h"
-#include "foundation/object/CastByName.h"
-#include "requests/BsExternlMediaAuthClientCredentialsRequest.h"
-#include "requests/BsExternlMediaAuthDouyinUserInfoRequest.h"
-#include "requests/BsExternlMediaAuthTiktokUserInfoRequest.h"
-#include "requests/BsExternlMediaAuthUserSupportConsumeRequest.h"
+#include "requests/AccountRequests.h"
 #include "requests/BsExternlMediaAuthUserSupportSessionRequest.h"
-#include "requests/BsExternlMediaAuthUserSupportTokenRequest.h"
-#include "requests/BsExternlMediaAuthYoutubeUserInfoRequest.h"
-#include "requests/BsExternlMediaAuthYoutubeVideoCategoryRequest.h"
-#include "requests/FakeManager.h"
+#include "requests/ProfileRequests.h"
 #include "sandbox/Sandbox.h"
+#include "support/FakeManager.h"
 #include "support/ManualTimeSource.h"
 #include "support/RecordingLogger.h"
+#include "support/TextIn.h"
 #include "support/WaitUntil.h"
+#include <BsCloudConfig/BsCloudConfig.h>
+#include <BsNet/NetKeys.h>
+#include <BsNet/NetworkClients.h>
+#include <BsNet/createInfoObject.h>
+#include <ExternlMediaTransfer/ExternlMediaKeys.h>
+#include <KblUtils/CastByName.h>
 
 #include <gmock/gmock.h>
 
@@ -39,9 +35,9 @@ using Consume = BsExternlMediaAuthUserSupportConsumeRequest;
 constexpr const char* ownerTag = "ema_youtube.1";
 constexpr const char* uuid = "uuid-of-the-flow";
 
-class RequestFlow : public testing::Test {
+class AccountRequestFlow : public testing::Test {
  protected:
-  explicit RequestFlow(sandbox::SandboxOptions options = {}) : servers(std::move(options)) {
+  explicit AccountRequestFlow(sandbox::SandboxOptions options = {}) : servers(std::move(options)) {
     setCloudConfig(servers.cloudConfig());
     const RefPtr<IBsInfoReader> record = adoptRef(createInfoObject(infoObjectPubInfo));
     context.pubInfo = shareRef(queryInterface<IBsPubInfo>(record.get(), "IBsPubInfo"));
@@ -85,7 +81,7 @@ class RequestFlow : public testing::Test {
   void startLogin() {
     auto credentials = makeRequest<Credentials>();
     auto session = makeRequest<Session>();
-    credentials->addCallback(session.leak(), false);
+    ASSERT_EQ(credentials->goOnWith(std::move(session)), resultOk);
     ASSERT_EQ(credentials.leak()->asyncRequestWithInfo(info.get()), 0);
   }
   void withPlatformToken(sandbox::Platform platform) {
@@ -95,10 +91,7 @@ class RequestFlow : public testing::Test {
     info->setCharKeyConfig(Char::userAccountUid, servers.users().front().openId.c_str());
     info->setCharKeyConfig(Char::accessToken, servers.issueAccountToken().c_str());
   }
-  [[nodiscard]] std::string text(const char* key) {
-    const char* const value = info->charKeyConfig(key);
-    return value == nullptr ? "(unset)" : value;
-  }
+  [[nodiscard]] std::string text(const char* key) { return textIn(*info, key); }
   [[nodiscard]] int liveRequests() const {
     return static_cast<int>(log->linesWith("create:").size()) -
            static_cast<int>(log->linesWith("release:").size());
@@ -112,9 +105,9 @@ class RequestFlow : public testing::Test {
   RefPtr<BsExternlMediaAuthLoginInfo> info;
 };
 
-class SlowConsentFlow : public RequestFlow {
+class SlowConsentFlow : public AccountRequestFlow {
  protected:
-  SlowConsentFlow() : RequestFlow(options()) {}
+  SlowConsentFlow() : AccountRequestFlow(options()) {}
   static sandbox::SandboxOptions options() {
     sandbox::SandboxOptions slow;
     slow.pollsBeforeConsent = 2;
@@ -124,14 +117,14 @@ class SlowConsentFlow : public RequestFlow {
 
 }  // namespace
 
-TEST_F(RequestFlow, CredentialsBringAnAccountToken) {
+TEST_F(AccountRequestFlow, CredentialsBringAnAccountToken) {
   EXPECT_EQ(errorOf<Credentials>(), "0, ");
   const auto token = servers.token(text(Char::accessToken));
   ASSERT_TRUE(token.has_value());
   EXPECT_EQ(token->kind, sandbox::TokenKind::account);
 }
 
-TEST_F(RequestFlow, AWrongSecretIsRefusedByTheServer) {
+TEST_F(AccountRequestFlow, AWrongSecretIsRefusedByTheServer) {
   context.pubInfo->setCharKeyConfig(PubCharKey::appSecret, "wrong");
   const auto request = run<Credentials>();
   EXPECT_NE(request->errorInfo()->errorCode(), 0);
@@ -168,7 +161,7 @@ TEST_F(SlowConsentFlow, ABrokenAnswerOfTheCodeEndpointEndsTheLogin) {
   EXPECT_EQ(servers.faultsDelivered(fault), 1U);
 }
 
-TEST_F(RequestFlow, ALoginWhoseSessionFailsReportsOnceAndPollsNever) {
+TEST_F(AccountRequestFlow, ALoginWhoseSessionFailsReportsOnceAndPollsNever) {
   const auto fault = servers.orderFault(Route::session, Fault::status(503, "busy", "text/plain"));
   startLogin();
   EXPECT_TRUE(waitUntil([this] { return manager->count("queryResponse") == 2; }));
@@ -180,7 +173,7 @@ TEST_F(RequestFlow, ALoginWhoseSessionFailsReportsOnceAndPollsNever) {
   EXPECT_EQ(servers.faultsDelivered(fault), 1U);
 }
 
-TEST_F(RequestFlow, ARefreshTradesTheTokens) {
+TEST_F(AccountRequestFlow, ARefreshTradesTheTokens) {
   withPlatformToken(sandbox::Platform::youtube);
   const std::string oldToken = text(Char::thirdAccessToken);
   EXPECT_EQ(errorOf<Token>(), "0, ");
@@ -188,14 +181,14 @@ TEST_F(RequestFlow, ARefreshTradesTheTokens) {
   EXPECT_TRUE(servers.token(text(Char::thirdAccessToken)).has_value());
 }
 
-TEST_F(RequestFlow, ConsumeIsAnsweredInTheEnvelope) {
+TEST_F(AccountRequestFlow, ConsumeIsAnsweredInTheEnvelope) {
   withPlatformToken(sandbox::Platform::youtube);
   EXPECT_EQ(errorOf<Consume>(), "0, ");
   info->setCharKeyConfig(Char::accessToken, "never issued");
   EXPECT_NE(run<Consume>()->errorInfo()->errorCode(), 0);
 }
 
-TEST_F(RequestFlow, EveryPlatformTellsItsProfile) {
+TEST_F(AccountRequestFlow, EveryPlatformTellsItsProfile) {
   withPlatformToken(sandbox::Platform::youtube);
   EXPECT_EQ(errorOf<BsExternlMediaAuthYoutubeUserInfoRequest>(), "0, ");
   EXPECT_EQ(errorOf<BsExternlMediaAuthYoutubeVideoCategoryRequest>(), "0, ");
@@ -208,7 +201,7 @@ TEST_F(RequestFlow, EveryPlatformTellsItsProfile) {
   EXPECT_EQ(manager->count("updateInfo"), 4U);
 }
 
-TEST_F(RequestFlow, PlatformsRefuseATokenThatHasExpired) {
+TEST_F(AccountRequestFlow, PlatformsRefuseATokenThatHasExpired) {
   withPlatformToken(sandbox::Platform::youtube);
   servers.expireAccessTokens();
   EXPECT_NE(run<BsExternlMediaAuthYoutubeUserInfoRequest>()->errorInfo()->errorCode(), 0);
@@ -216,7 +209,7 @@ TEST_F(RequestFlow, PlatformsRefuseATokenThatHasExpired) {
   EXPECT_EQ(manager->count("updateInfo"), 0U);
 }
 
-TEST_F(RequestFlow, RetriesMeetTheServerAgain) {
+TEST_F(AccountRequestFlow, RetriesMeetTheServerAgain) {
   const auto fault = servers.orderFault(Route::clientCredentials, Fault::status(503), 1, 2);
   auto request = makeRequest<Credentials>();
   request->SetRetryTimes(2);
@@ -229,7 +222,7 @@ TEST_F(RequestFlow, RetriesMeetTheServerAgain) {
 }
 
 /// Whatever comes back, the request ends with an error and leaves the info as it was.
-TEST_F(RequestFlow, BadAnswersEndInAnErrorAndWriteNothing) {
+TEST_F(AccountRequestFlow, BadAnswersEndInAnErrorAndWriteNothing) {
   NetSettings smallReplies;
   smallReplies.maxReplyBytes = 1U << 20;
   setNetSettings(smallReplies);
@@ -259,7 +252,7 @@ TEST_F(RequestFlow, BadAnswersEndInAnErrorAndWriteNothing) {
   setNetSettings({});
 }
 
-TEST_F(RequestFlow, WrongTypesInTheDataReadAsMissing) {
+TEST_F(AccountRequestFlow, WrongTypesInTheDataReadAsMissing) {
   const auto fault =
       servers.orderFault(Route::clientCredentials, Fault::replaceMember("data.expires_in", "[]"));
   EXPECT_EQ(errorOf<Credentials>(), "0, ");
@@ -267,7 +260,7 @@ TEST_F(RequestFlow, WrongTypesInTheDataReadAsMissing) {
   EXPECT_EQ(servers.faultsDelivered(fault), 1U);
 }
 
-TEST_F(RequestFlow, ADeadServerIsATransportFailure) {
+TEST_F(AccountRequestFlow, ADeadServerIsATransportFailure) {
   servers.setListening(false);
   const auto request = run<Credentials>();
   EXPECT_EQ(request->errorInfo()->errorCode(), 200007);

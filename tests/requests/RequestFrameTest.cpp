@@ -1,19 +1,15 @@
 // What a request is made of: constants, settings, headers, the cast by name.
 #include "boundary/records/Records.h"
-#include "foundation/BsNet/NetKeys.h"
-#include "foundation/object/CastByName.h"
-#include "requests/BsExternlMediaAuthClientCredentialsRequest.h"
-#include "requests/BsExternlMediaAuthDouyinUserInfoRequest.h"
-#include "requests/BsExternlMediaAuthTiktokUserInfoRequest.h"
-#include "requests/BsExternlMediaAuthUserSupportCodeRequest.h"
-#include "requests/BsExternlMediaAuthUserSupportConsumeRequest.h"
+#include "requests/AccountRequests.h"
 #include "requests/BsExternlMediaAuthUserSupportSessionRequest.h"
-#include "requests/BsExternlMediaAuthUserSupportTokenRequest.h"
-#include "requests/BsExternlMediaAuthYoutubeUserInfoRequest.h"
-#include "requests/BsExternlMediaAuthYoutubeVideoCategoryRequest.h"
 #include "requests/ProbeRequest.h"
-#include "requests/RequestsTest.h"
+#include "requests/ProfileRequests.h"
+#include "requests/RequestsFixture.h"
+#include "support/ReferenceCount.h"
 #include "support/SlotOf.h"
+#include <BsNet/BsRequestParamReply.h>
+#include <BsNet/NetKeys.h>
+#include <KblUtils/CastByName.h>
 
 #include <gmock/gmock.h>
 
@@ -23,14 +19,13 @@ using namespace KBL;
 
 namespace {
 
-class RequestFrame : public RequestsTest {};
+class RequestFrame : public RequestsFixture {};
 
 /// A concrete class's protected constants, without changing the class.
 struct Constants : BsExternlMediaAuthRequest {
-  static std::string urlKeyOf(const BsExternlMediaAuthRequest& request) {
-    return request.*(&Constants::urlKey_);
+  static const RequestExchange& of(const BsExternlMediaAuthRequest& request) {
+    return (request.*(&Constants::exchangePart))();
   }
-  static int methodOf(const BsExternlMediaAuthRequest& request) { return request.*(&Constants::httpMethod_); }
 };
 
 std::string addressOf(const void* object) {
@@ -43,8 +38,8 @@ template <class Request>
 void expectConstants(int type, int method, const std::string& urlKey, const std::string& name) {
   const auto request = makeRef<Request>();
   EXPECT_EQ(request->requestType(), type) << name;
-  EXPECT_EQ(Constants::methodOf(*request), method) << name;
-  EXPECT_EQ(Constants::urlKeyOf(*request), urlKey) << name;
+  EXPECT_EQ(Constants::of(*request).httpMethod(), method) << name;
+  EXPECT_EQ(Constants::of(*request).urlKey(), urlKey) << name;
   EXPECT_EQ(std::string(request->getRequestName()), name);
 }
 
@@ -218,15 +213,15 @@ TEST_F(RequestFrame, NoPublicRecordIsRefused) {
 }
 
 TEST_F(RequestFrame, TheEndGivesUpReplyErrorAndPublicCopy) {
-  EndCounter replies;
-  EndCounter errors;
+  LastRelease replies;
+  LastRelease errors;
   {
     const auto request = makeRef<ProbeRequest>();
     request->replyInfo()->SetProtocol(&replies);
     request->errorInfo()->SetProtocol(&errors);
   }
-  EXPECT_EQ(replies.ends(), 1);
-  EXPECT_EQ(errors.ends(), 1);
+  EXPECT_EQ(replies.calls, 1);
+  EXPECT_EQ(errors.calls, 1);
 }
 
 TEST_F(RequestFrame, ErrorAndReplyAreNeverNull) {
@@ -241,13 +236,52 @@ TEST_F(RequestFrame, ErrorAndReplyAreNeverNull) {
 #if defined(__GXX_ABI_VERSION) && defined(__x86_64__)
 TEST_F(RequestFrame, TheHooksFollowTheFoundationsInTheirOrder) {
   using Frame = BsExternlMediaAuthRequest;
-  const std::size_t first = slotOf(&Frame::needToRetry) + 2;  // `_callback`, which is protected, lies between
-  EXPECT_EQ(slotOf(&Frame::checkResponseValid), first);
-  EXPECT_EQ(slotOf(&Frame::Request), first + 1);
-  EXPECT_EQ(slotOf(&Frame::handleResponse), first + 2);
-  EXPECT_EQ(slotOf(&Frame::hookRequestInfo), first + 3);
-  EXPECT_EQ(slotOf(&Frame::hookNetError), first + 4);
-  EXPECT_EQ(slotOf(&Frame::parseEnvelope), first + 5);
-  EXPECT_EQ(slotOf(&Frame::handleRequestData), first + 6);
+  // `_callback`, which is protected, lies between
+  expectSlots(slotOf(&Frame::needToRetry) + 2, &Frame::checkResponseValid, &Frame::Request,
+              &Frame::handleResponse, &Frame::hookRequestInfo, &Frame::hookNetError, &Frame::parseEnvelope,
+              &Frame::handleRequestData);
 }
 #endif
+
+TEST_F(RequestFrame, EachHookWritesTheAddressWithoutTheOther) {
+  const auto request = makeRequest<ProbeRequest>();
+  NetReply reply;
+  const auto ofNetError = makeRef<BsRequestParamReply>();
+  const auto ofRequestInfo = makeRef<BsRequestParamReply>();
+
+  request->hookNetError(ofNetError.get(), request->errorInfo().get(), &reply);
+  request->hookRequestInfo(ofRequestInfo.get(), request->errorInfo().get(), &reply);
+
+  EXPECT_EQ(textIn(*ofNetError, RequestParamCharKey::url), urlOf("testKey"));
+  EXPECT_EQ(textIn(*ofRequestInfo, RequestParamCharKey::url), urlOf("testKey"));
+}
+
+TEST_F(RequestFrame, ARecordIsKeptForTheLifeOfTheRequest) {
+  const auto record = makeRef<BsExternlMediaUploadInfo>();
+  auto request = makeRequest<ProbeRequest>();
+
+  request->keepRecord(record);
+
+  EXPECT_EQ(referencesTo(*record), 2);
+  request.reset();
+  EXPECT_EQ(referencesTo(*record), 1);
+}
+
+TEST_F(RequestFrame, NoMoreThan4KibibytesOfAnAnswerEnterLinesAndMessages) {
+  const std::string cut = std::string(4095, 'x');
+  const std::string word = cut + "\xC3\xA4" + std::string(100000, 'y');
+  const auto info = makeRef<BsExternlMediaAuthMixedInfo>();
+  const auto request = makeRequest<ProbeRequest>();
+  const auto errorAfter = [&](const NetReply& reply) {
+    network.answer(reply);
+    request->syncRequestWithInfo(info.get());
+    return errorText(*request);
+  };
+
+  EXPECT_EQ(errorAfter(okReply(word)), "-10000, can't read json. response:" + cut);
+  EXPECT_EQ(errorAfter(okReply(R"({"code":7,"msg":")" + word + "\"}")), "7, " + cut);
+  EXPECT_EQ(errorAfter(okReply(R"({"code":0,"msg":")" + word + "\"}")), "0, ");
+  EXPECT_EQ(errorAfter(httpReply(500, word)), "500, " + cut);
+  EXPECT_EQ(errorAfter(transportFailure(7, word)), "200007, " + cut);
+  for (const LogLine& line : log->lines()) EXPECT_LT(line.text.size(), 9000U) << line.text.substr(0, 80);
+}

@@ -1,14 +1,14 @@
 // The worker of a request: start, retries, callbacks, and how the references are given back.
 #include "boundary/records/Records.h"
-#include "requests/NoThreads.h"
 #include "requests/ProbeRequest.h"
-#include "requests/RequestsTest.h"
+#include "requests/RequestsFixture.h"
+#include "support/NoThreads.h"
 #include "support/ReferenceCount.h"
+#include "support/RequestListener.h"
 #include "support/WaitUntil.h"
 
 #include <gmock/gmock.h>
 
-#include <future>
 #include <limits>
 
 using namespace KBL;
@@ -16,10 +16,10 @@ using testing::ElementsAre;
 
 namespace {
 
-class RequestWorker : public RequestsTest {
+class RequestWorker : public RequestsFixture {
  protected:
   void SetUp() override {
-    RequestsTest::SetUp();
+    RequestsFixture::SetUp();
     info = makeRef<BsExternlMediaAuthMixedInfo>();
     info->SetProtocol(&infoEnds);
     request = makeRequest<ProbeRequest>();
@@ -29,9 +29,9 @@ class RequestWorker : public RequestsTest {
   void TearDown() override {
     request.reset();
     info.reset();
-    RequestsTest::TearDown();
-    EXPECT_EQ(infoEnds.ends(), 1);
-    EXPECT_EQ(requestEnds.ends(), 1);
+    RequestsFixture::TearDown();
+    EXPECT_EQ(infoEnds.calls, 1);
+    EXPECT_EQ(requestEnds.calls, 1);
   }
   /// Starts the request, keeps it alive through `request`, and waits for its callback.
   void run() {
@@ -40,18 +40,16 @@ class RequestWorker : public RequestsTest {
   }
   [[nodiscard]] std::vector<int> timeouts() const {
     std::vector<int> all;
-    for (const FakeExchange& exchange : network.exchanges()) all.push_back(exchange.totalTimeoutMs);
+    for (const SentExchange& exchange : network.exchanges()) all.push_back(exchange.totalTimeoutMs);
     return all;
   }
 
-  EndCounter infoEnds;
-  EndCounter requestEnds;
+  LastRelease infoEnds;
+  LastRelease requestEnds;
   RefPtr<BsExternlMediaAuthMixedInfo> info;
   RefPtr<ProbeRequest> request;
-  HostCallback callback;
+  RequestListener callback;
 };
-
-}  // namespace
 
 TEST_F(RequestWorker, RunsTheRequestAndTellsItsCallbacks) {
   network.answer(okReply(R"({"code":0})"));
@@ -63,7 +61,10 @@ TEST_F(RequestWorker, RunsTheRequestAndTellsItsCallbacks) {
   EXPECT_TRUE(log->hasLine("Probe, base _asyncRequestWithInfo cb, size:10, code:0, msg:, try:1/1, abort:0"));
   EXPECT_TRUE(log->hasLine(
       "Probe, base _asyncRequestWithInfo cb, size:10, code:0, msg:, try:1/1, abort:0, result:0"));
-  EXPECT_EQ(log->linesWith("result:0")[0].function, "KBL::BsExternlMediaAuthRequest::_asyncRequestWithInfo");
+  for (const LogLine& line : log->linesWith("base _asyncRequestWithInfo")) {
+    EXPECT_EQ(line.function, "KBL::BsExternlMediaAuthRequest::_asyncRequestWithInfo");
+    EXPECT_EQ(line.severity, 4) << line.text;
+  }
 }
 
 TEST_F(RequestWorker, LogsTheCountsAtItsStart) {
@@ -123,23 +124,17 @@ TEST_F(RequestWorker, TheRequestOutlivesItsWorkerWithoutAnyOtherReference) {
   EXPECT_EQ(startAndHandOver(std::move(request), info.get()), 0);
   EXPECT_TRUE(waitUntil([this] { return callback.calls > 0; }));
   EXPECT_TRUE(time->waitForWaiters(2));
-  EXPECT_EQ(requestEnds.ends(), 0);
+  EXPECT_EQ(requestEnds.calls, 0);
   EXPECT_STREQ(raw->getRequestName(), "Probe");
 
   EXPECT_TRUE(settle());
-  EXPECT_EQ(requestEnds.ends(), 1);
+  EXPECT_EQ(requestEnds.calls, 1);
 }
 
 TEST_F(RequestWorker, ASecondStartDuringARunIsRefusedAndAddsNoReference) {
-  std::promise<void> entered;
-  std::promise<void> goOn;
-  network.answer([&](const FakeExchange&) {
-    entered.set_value();
-    goOn.get_future().wait();
-    return okReply(R"({"code":0})");
-  });
+  network.hold("/");
   EXPECT_EQ(startAndHandOver(request, info.get()), 0);
-  entered.get_future().wait();
+  ASSERT_TRUE(network.waitForExchanges("/", 1));
 
   EXPECT_EQ(request->AddRef(), 4);
   EXPECT_EQ(request->asyncRequestWithInfo(info.get()), 1);
@@ -148,8 +143,9 @@ TEST_F(RequestWorker, ASecondStartDuringARunIsRefusedAndAddsNoReference) {
   ASSERT_EQ(lines.size(), 1U);
   EXPECT_EQ(lines[0].text, "Probe:asyncRequest not finished, return");
   EXPECT_EQ(lines[0].function, "KBL::BsExternlMediaAuthRequest::asyncRequestWithInfo");
+  EXPECT_EQ(lines[0].severity, 4);
 
-  goOn.set_value();
+  network.open("/");
   EXPECT_TRUE(waitUntil([this] { return callback.calls > 0; }));
 }
 
@@ -176,6 +172,29 @@ TEST_F(RequestWorker, TriesGetGrowingTimeoutsAndTheTimeoutIsRestored) {
       "Probe, base _asyncRequestWithInfo cb, size:0, code:200007, msg:refused, try:3/3, abort:0, result:1"));
 }
 
+TEST_F(RequestWorker, CallbacksSeeTheTimeoutThatTheRequestBeganWith) {
+  request->SetRetryTimes(2);
+  request->setTimeout(10000);
+  network.answer(transportFailure(7, "refused"));
+  int seen = 0;
+  callback.action = [&](auto*, auto*, auto*) { seen = request->getTimeout(); };
+  run();
+  EXPECT_EQ(seen, 10000);
+}
+
+TEST_F(RequestWorker, AnAttemptWithoutAnExchangeHasNoSize) {
+  network.answer(okReply(R"({"code":0})"));
+  run();
+  EXPECT_TRUE(waitUntil([this] { return request->isAsyncRequestFinished() == 1; }));
+  network.refuseClients();
+  EXPECT_EQ(startAndHandOver(request, info.get()), 0);
+  EXPECT_TRUE(waitUntil([this] { return callback.calls == 2; }));
+
+  EXPECT_TRUE(log->hasLine(
+      "Probe, base _asyncRequestWithInfo cb, size:0, code:-10004, msg:create network request failed, "
+      "try:1/1, abort:0, result:1"));
+}
+
 TEST_F(RequestWorker, ATimeoutThatWouldOverflowStaysTheGreatest) {
   request->SetRetryTimes(1);
   request->setTimeout(std::numeric_limits<int>::max());
@@ -187,9 +206,8 @@ TEST_F(RequestWorker, ATimeoutThatWouldOverflowStaysTheGreatest) {
 
 TEST_F(RequestWorker, ATryThatSucceedsEndsThem) {
   request->SetRetryTimes(5);
-  network.answer([this](const FakeExchange&) {
-    return network.exchanges().size() < 3 ? httpReply(503, "busy") : okReply(R"({"code":0})");
-  });
+  for (int tries = 0; tries < 2; ++tries) network.reply(503, "busy");
+  network.reply(200, R"({"code":0})");
   run();
 
   EXPECT_EQ(network.exchanges().size(), 3U);
@@ -208,7 +226,7 @@ TEST_F(RequestWorker, AFailureThatNeedsNoRetryEndsThem) {
 
 TEST_F(RequestWorker, AnAbortEndsTheTriesButNotTheOneThatRuns) {
   request->SetRetryTimes(5);
-  network.answer([this](const FakeExchange&) {
+  network.answer([this](const SentExchange&) {
     request->abordAsyncRequest();
     return transportFailure(7, "refused");
   });
@@ -240,10 +258,7 @@ TEST_F(RequestWorker, WithoutItsManagerNoCallbackIsCalled) {
 }
 
 TEST_F(RequestWorker, AManagerThatDiesDuringTheExchangeSilencesIt) {
-  network.answer([this](const FakeExchange&) {
-    killManager();
-    return okReply(R"({"code":0})");
-  });
+  network.onExchange([this](const SentExchange&) { killManager(); });
   EXPECT_EQ(startAndHandOver(request, info.get()), 0);
   EXPECT_TRUE(time->waitForWaiters(2));
   EXPECT_EQ(callback.calls, 0);
@@ -256,6 +271,15 @@ TEST_F(RequestWorker, NotifyMode1TellsTheOwner) {
   EXPECT_EQ(manager->calls("cbRequestNotify")[0].uuid, uuid);
 }
 
+TEST_F(RequestWorker, TheOwnerHearsAfterTheCallbacks) {
+  request->setNotifyMode(1);
+  std::size_t toldBefore = 1;
+  callback.action = [&](auto*, auto*, auto*) { toldBefore = manager->count("cbRequestNotify"); };
+  run();
+  EXPECT_TRUE(waitUntil([this] { return manager->count("cbRequestNotify") == 1; }));
+  EXPECT_EQ(toldBefore, 0U);
+}
+
 TEST_F(RequestWorker, NotifyMode2DoesNot) {
   run();
   EXPECT_TRUE(time->waitForWaiters(2));
@@ -263,7 +287,7 @@ TEST_F(RequestWorker, NotifyMode2DoesNot) {
 }
 
 TEST_F(RequestWorker, ACallbackThatThrowsHarmsNothing) {
-  HostCallback second;
+  RequestListener second;
   request->addCallback(&second, false);
   callback.action = [](auto*, auto*, auto*) { throw std::runtime_error("from the host"); };
   EXPECT_EQ(startAndHandOver(request, info.get()), 0);
@@ -302,7 +326,9 @@ TEST_F(RequestWorker, AWorkerThatCannotMakeSleepersEndsSoundly) {
   std::optional<NoThreads> noThreads;
   callback.action = [&](auto*, auto*, auto*) { noThreads.emplace(); };
   EXPECT_EQ(startAndHandOver(std::move(request), info.get()), 0);
-  EXPECT_TRUE(waitUntil([this] { return requestEnds.ends() == 1; }));
+  EXPECT_TRUE(waitUntil([this] { return requestEnds.calls == 1; }));
   noThreads.reset();
 }
 #endif
+
+}  // namespace

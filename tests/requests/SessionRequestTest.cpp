@@ -1,8 +1,8 @@
 // Opening a login session, up to the start of its polling.
-#include "boundary/records/ExternlMediaKeys.h"
 #include "boundary/records/Records.h"
 #include "requests/BsExternlMediaAuthUserSupportSessionRequest.h"
-#include "requests/RequestsTest.h"
+#include "requests/RequestsFixture.h"
+#include <ExternlMediaTransfer/ExternlMediaKeys.h>
 
 #include <gmock/gmock.h>
 
@@ -14,10 +14,10 @@ namespace {
 
 using Session = BsExternlMediaAuthUserSupportSessionRequest;
 
-class SessionRequest : public RequestsTest {
+class SessionRequest : public RequestsFixture {
  protected:
   void SetUp() override {
-    RequestsTest::SetUp();
+    RequestsFixture::SetUp();
     info = makeRef<BsExternlMediaAuthLoginInfo>();
     info->setCharKeyConfig(Char::accessToken, "account-token");
     info->setCharKeyConfig(Login::platformId, "3");
@@ -28,7 +28,7 @@ class SessionRequest : public RequestsTest {
     killManager();  // a polling that runs ends with its next tick
     request.reset();
     info.reset();
-    RequestsTest::TearDown();
+    RequestsFixture::TearDown();
   }
   void run() { request->syncRequestWithInfo(info.get()); }
   std::string sentBody() {
@@ -44,7 +44,7 @@ class SessionRequest : public RequestsTest {
 
 TEST_F(SessionRequest, OpensTheSessionWithTheAccountToken) {
   run();
-  const FakeExchange sent = network.onlyExchange();
+  const SentExchange sent = network.onlyExchange();
   EXPECT_EQ(sent.url, urlOf("urlLFServerUserSupportSession"));
   EXPECT_EQ(sent.method, httpPost);
   EXPECT_EQ(sent.bearer, "account-token");
@@ -149,6 +149,7 @@ TEST_F(SessionRequest, WrongTypesReadAsEmptyText) {
 
 namespace {
 struct LimitRow {
+  const char* name;
   const char* text;  // null: absent
   int seconds;
 };
@@ -157,9 +158,12 @@ class SessionTimeLimit : public SessionRequest, public testing::WithParamInterfa
 }  // namespace
 
 INSTANTIATE_TEST_SUITE_P(Limits, SessionTimeLimit,
-                         testing::Values(LimitRow{nullptr, 120}, LimitRow{"0", 60}, LimitRow{"-5", 60},
-                                         LimitRow{"90", 90}, LimitRow{"soon", 60}, LimitRow{"", 60},
-                                         LimitRow{" 7 s", 7}, LimitRow{"99999999999999999999", 2147483}));
+                         testing::Values(LimitRow{"Absent", nullptr, 120}, LimitRow{"Zero", "0", 60},
+                                         LimitRow{"Negative", "-5", 60}, LimitRow{"Plain", "90", 90},
+                                         LimitRow{"NoNumber", "soon", 60}, LimitRow{"Empty", "", 60},
+                                         LimitRow{"TextBehind", " 7 s", 7},
+                                         LimitRow{"Huge", "99999999999999999999", 2147483}),
+                         [](const auto& row) { return std::string(row.param.name); });
 
 TEST_P(SessionTimeLimit, IsReadFromTheInfo) {
   EXPECT_EQ(request->pollingProxy().timeoutMs(), 180000);

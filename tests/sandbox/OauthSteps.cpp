@@ -1,6 +1,6 @@
 #include "sandbox/OauthSteps.h"
 
-#include "sandbox/Text.h"
+#include "sandbox/base/Text.h"
 
 std::string formOf(const Fields& fields) {
   std::string text;
@@ -15,9 +15,9 @@ std::string targetWith(const std::string& path, const Fields& fields) {
 }
 
 Fields loginFields() {
-  return {{"client_id", kAppId},          {"redirect_uri", kAppRedirect},   {"response_type", "code"},
-          {"state", "state 1"},           {"scope", "video upload"},        {"access_type", "offline"},
-          {"code_challenge", kChallenge}, {"code_challenge_method", "S256"}};
+  return {{"client_id", appId},          {"redirect_uri", appRedirect},    {"response_type", "code"},
+          {"state", "state 1"},          {"scope", "video upload"},        {"access_type", "offline"},
+          {"code_challenge", challenge}, {"code_challenge_method", "S256"}};
 }
 
 Fields without(Fields fields, const std::string& name) {
@@ -47,10 +47,10 @@ std::string codeFrom(TestClient& client, const std::string& loginPath) {
 Fields codeFields(const std::string& code) {
   return {{"grant_type", "authorization_code"},
           {"code", code},
-          {"client_id", kAppId},
-          {"client_secret", kAppSecret},
-          {"redirect_uri", kAppRedirect},
-          {"code_verifier", kVerifier}};
+          {"client_id", appId},
+          {"client_secret", appSecret},
+          {"redirect_uri", appRedirect},
+          {"code_verifier", verifier}};
 }
 
 std::pair<std::string, std::string> formType() {

@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr int kLimitMilliseconds = 30'000;
+constexpr int limitMilliseconds = 30'000;
 
 }  // namespace
 
@@ -55,7 +55,7 @@ std::string RawConnection::read(std::size_t count) {
 
 bool RawConnection::receive(std::string& into, std::size_t most) {
   pollfd wanted{handle_, POLLIN, 0};
-  if (::poll(&wanted, 1, kLimitMilliseconds) <= 0) return false;
+  if (::poll(&wanted, 1, limitMilliseconds) <= 0) return false;
   std::array<char, 65536> buffer;
   const ssize_t received = ::recv(handle_, buffer.data(), std::min(most, buffer.size()), 0);
   if (received == 0) end_ = End::closed;

@@ -1,8 +1,9 @@
 #pragma once
+
 #include <chrono>
 #include <string>
 
-// A plain connection to 127.0.0.1, for tests of the bytes themselves.
+/// A plain connection to 127.0.0.1, for tests of the bytes themselves.
 class RawConnection {
  public:
   enum class End { open, closed, reset };
@@ -13,19 +14,19 @@ class RawConnection {
   RawConnection& operator=(const RawConnection&) = delete;
 
   [[nodiscard]] bool connected() const { return connected_; }
-  // The system refused the connection.
+  /// The system refused the connection.
   [[nodiscard]] bool refused() const { return refused_; }
-  // False when the other side has gone.
+  /// False when the other side has gone.
   bool send(const std::string& bytes) const;
-  // Reads until the other side ends the connection.
+  /// Reads until the other side ends the connection.
   std::string readAll();
-  // Reads until `count` bytes are there or the connection ends.
+  /// Reads until `count` bytes are there or the connection ends.
   std::string read(std::size_t count);
-  // How reading ended.
+  /// How reading ended.
   [[nodiscard]] End end() const { return end_; }
 
  private:
-  // False at the end of the connection.
+  /// False at the end of the connection.
   bool receive(std::string& into, std::size_t most);
 
   int handle_ = -1;

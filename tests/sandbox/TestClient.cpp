@@ -1,7 +1,7 @@
 #include "sandbox/TestClient.h"
 
-#include "sandbox/JsonText.h"
-#include "sandbox/Text.h"
+#include "sandbox/base/JsonText.h"
+#include "sandbox/base/Text.h"
 
 #include <httplib.h>
 
@@ -27,7 +27,7 @@ std::string contentTypeOf(const Fields& fields) {
   return "application/octet-stream";
 }
 
-// The library sets the content type by an argument of its own.
+/// The library sets the content type by an argument of its own.
 Fields withoutContentType(Fields fields) {
   std::erase_if(fields,
                 [](const auto& field) { return sandbox::equalIgnoringCase(field.first, "Content-Type"); });

@@ -1,4 +1,5 @@
 #pragma once
+
 #include "sandbox/Sandbox.h"
 
 #include <json/value.h>
@@ -11,24 +12,24 @@
 
 using Fields = std::vector<std::pair<std::string, std::string>>;
 
-// How an exchange ended: an answer, or the lack of one.
+/// How an exchange ended: an answer, or the lack of one.
 struct Answer {
-  bool arrived = false;  // false: no whole answer came
+  bool arrived = false;  ///< false: no whole answer came
   int status = 0;
   Fields headers;
   std::string body;
 
   [[nodiscard]] std::string header(const std::string& name) const;
-  // The body as JSON; null for anything else.
+  /// The body as JSON; null for anything else.
   [[nodiscard]] Json::Value json() const;
 };
 
-// An ordinary HTTP client that trusts the sandbox's certificate authority. Keeps its connection.
+/// An ordinary HTTP client that trusts the sandbox's certificate authority. Keeps its connection.
 class TestClient {
  public:
   explicit TestClient(const sandbox::Sandbox& server,
                       std::chrono::milliseconds limit = std::chrono::seconds(30));
-  // Of a server in another process, or with another authority.
+  /// Of a server in another process, or with another authority.
   TestClient(const std::string& baseUrl, const std::string& caFile,
              std::chrono::milliseconds limit = std::chrono::seconds(30));
   ~TestClient();
@@ -46,5 +47,5 @@ class TestClient {
 };
 
 [[nodiscard]] std::pair<std::string, std::string> bearer(const std::string& token);
-// The part of a URL behind its host.
+/// The part of a URL behind its host.
 [[nodiscard]] std::string targetOf(const std::string& url);

@@ -1,6 +1,6 @@
 #include "sandbox/UploadSteps.h"
 
-#include "sandbox/state/Sha256.h"
+#include "sandbox/base/Sha256.h"
 
 Fields openHeaders(const std::string& token, std::size_t size) {
   return {bearer(token),
@@ -15,7 +15,7 @@ std::string metadata(const std::string& title) {
 }
 
 std::string openUpload(TestClient& client, const std::string& token, std::size_t size) {
-  const Answer answer = client.post(kUploadTarget, metadata("title"), openHeaders(token, size));
+  const Answer answer = client.post(uploadTarget, metadata("title"), openHeaders(token, size));
   return answer.status == 200 ? targetOf(answer.header("Location")) : std::string();
 }
 

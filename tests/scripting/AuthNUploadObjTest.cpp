@@ -1,8 +1,9 @@
-#include "boundary/records/ExternlMediaKeys.h"
 #include "scripting/AuthNUploadObj.h"
+#include "support/EventLog.h"
+#include "support/FakeManager.h"
 #include "support/RecordingLogger.h"
 #include "support/SlotOf.h"
-#include "uploaders/FakeManager.h"
+#include <ExternlMediaTransfer/ExternlMediaKeys.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -18,30 +19,14 @@ using testing::IsEmpty;
 using testing::SizeIs;
 
 namespace {
-/// One call of the host's function.
-struct HostEvent {
-  void* context;
-  IExternlMediaTransfer* transfer;
-  int event;
-  int value;
-  std::string text;
-
-  bool operator==(const HostEvent&) const = default;
-  friend std::ostream& operator<<(std::ostream& out, const HostEvent& one) {
-    return out << one.event << " " << one.value << " '" << one.text << "'";
-  }
-};
-
-std::vector<HostEvent> hostEvents;
-
-int recordHostEvent(void* context, IExternlMediaTransfer* transfer, int event, int value, const char* text) {
-  hostEvents.push_back({context, transfer, event, value, text == nullptr ? "(null)" : text});
-  return 77;
-}
-
 class AuthNUploadObj : public testing::Test {
  protected:
-  AuthNUploadObj() { hostEvents.clear(); }
+  void listen() {
+    object_->setHostContext(&heard_);
+    object_->SetCallback(EventLog::record);
+  }
+
+  EventLog heard_;
   std::unique_ptr<CAuthNUploadObj> object_ = std::make_unique<CAuthNUploadObj>();
 };
 
@@ -54,18 +39,11 @@ constexpr const char* nameOf(int platform) {
 }
 
 TEST(AuthNUploadObjSlots, StandInTheirOrder) {
-  EXPECT_EQ(slotOf(&CAuthNUploadObj::SetPlatform), 0U);
-  EXPECT_EQ(slotOf(&CAuthNUploadObj::SetAppBrand), 1U);
-  EXPECT_EQ(slotOf(&CAuthNUploadObj::GetLoginURL), 2U);
-  EXPECT_EQ(slotOf(&CAuthNUploadObj::Logout), 3U);
-  EXPECT_EQ(slotOf(&CAuthNUploadObj::VerifyRedirectURL), 4U);
-  EXPECT_EQ(slotOf(&CAuthNUploadObj::SetAccessToken), 5U);
-  EXPECT_EQ(slotOf(&CAuthNUploadObj::GetUserInfo), 6U);
-  EXPECT_EQ(slotOf(&CAuthNUploadObj::SetCallback), 7U);
-  EXPECT_EQ(slotOf(&CAuthNUploadObj::StartUpload), 8U);
-  EXPECT_EQ(slotOf(&CAuthNUploadObj::StopUpload), 9U);
-  EXPECT_EQ(slotOf(&CAuthNUploadObj::SetAppIdAndSecret), 10U);
-  EXPECT_EQ(slotOf(&CAuthNUploadObj::PushMessage), 11U);
+  expectSlots(0, &CAuthNUploadObj::SetPlatform, &CAuthNUploadObj::SetAppBrand, &CAuthNUploadObj::GetLoginURL,
+              &CAuthNUploadObj::Logout, &CAuthNUploadObj::VerifyRedirectURL, &CAuthNUploadObj::SetAccessToken,
+              &CAuthNUploadObj::GetUserInfo, &CAuthNUploadObj::SetCallback, &CAuthNUploadObj::StartUpload,
+              &CAuthNUploadObj::StopUpload, &CAuthNUploadObj::SetAppIdAndSecret,
+              &CAuthNUploadObj::PushMessage);
 }
 
 TEST_F(AuthNUploadObj, OnlyNativePlatformsDoWithoutAScript) {
@@ -234,6 +212,17 @@ TEST_P(NativeCalls, NullRecordsAreRefusedFirst) {
   EXPECT_EQ(object_.GetUserInfo(nullptr), 2);
 }
 
+TEST_P(NativeCalls, NullRecordsReachNoManager) {
+  const InstalledManager manager(managerOf(GetParam()));
+  EXPECT_EQ(object_.StartUpload(nullptr), 2);
+  EXPECT_EQ(object_.GetUserInfo(nullptr), 2);
+  EXPECT_EQ(object_.StopUpload(), 3) << "a proxy was made";
+  EXPECT_THAT(manager->userInfos, IsEmpty());
+  EXPECT_EQ(object_.StartUpload(&record_), 0);
+  EXPECT_EQ(object_.StartUpload(nullptr), 2);
+  EXPECT_THAT(manager->uploads, SizeIs(1));
+}
+
 INSTANTIATE_TEST_SUITE_P(Platforms, NativeCalls, testing::Values(1, 6, 7));
 
 TEST_F(AuthNUploadObj, VimeoIsNeverNative) {
@@ -275,9 +264,7 @@ class UserCallBack : public AuthNUploadObj, public testing::WithParamInterface<C
 TEST_P(UserCallBack, LogsAndTellsTheHost) {
   const CallBackCase& test = GetParam();
   const ScopedRecordingLogger log;
-  int context = 0;
-  object_->setHostContext(&context);
-  object_->SetCallback(recordHostEvent);
+  listen();
 
   object_->userCallBack(test.code, test.text, test.value);
 
@@ -291,10 +278,10 @@ TEST_P(UserCallBack, LogsAndTellsTheHost) {
     EXPECT_GT(log->lines()[0].line, 0);
   }
   if (test.event == 0) {
-    EXPECT_THAT(hostEvents, IsEmpty());
+    EXPECT_THAT(heard_.events(), IsEmpty());
   } else {
-    EXPECT_THAT(hostEvents,
-                ElementsAre(HostEvent{&context, nullptr, test.event, test.hostValue, test.hostText}));
+    EXPECT_THAT(heard_.events(),
+                ElementsAre(UploadEvent{nullptr, test.event, test.hostValue, test.hostText}));
   }
 }
 
@@ -326,12 +313,12 @@ TEST_F(AuthNUploadObj, WithoutAHostFunctionNothingIsEvenLogged) {
 }
 
 TEST_F(AuthNUploadObj, EventsAfterItsEndReachNobody) {
-  object_->SetCallback(recordHostEvent);
+  listen();
   const auto events = object_->events();
   object_.reset();
   const ScopedRecordingLogger log;
   events->userCallBack(uploadEventFinished, "late", 0);
-  EXPECT_THAT(hostEvents, IsEmpty());
+  EXPECT_THAT(heard_.events(), IsEmpty());
   EXPECT_THAT(log->lines(), IsEmpty());
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "boundary/records/HostRecords.h"
+#include <ExternlMediaTransfer/HostRecords.h>
 
 #include <vector>
 

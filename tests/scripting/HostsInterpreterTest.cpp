@@ -1,20 +1,25 @@
 // An interpreter that the host started itself.
 #include "scripting/AuthNUploadObj.h"
-#include "scripting/HostsPython.h"
-#include "scripting/PythonCall.h"
-#include "scripting/PythonEnvironment.h"
-#include "scripting/ScriptEventEntry.h"
-#include "scripting/ScriptObject.h"
+#include "scripting/UploadEnd.h"
+#include "scripting/python/HostsPython.h"
+#include "scripting/python/PythonCall.h"
+#include "scripting/python/PythonRunTime.h"
+#include "scripting/python/ScriptEventEntry.h"
+#include "scripting/python/ScriptObject.h"
 #include "support/RecordingLogger.h"
 #include "support/WaitUntil.h"
+#include "uploaders/proxies/RecordingSink.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <memory>
 #include <string>
 #include <thread>
 
 using namespace KBL;
+using testing::ElementsAre;
 
 namespace {
 
@@ -32,6 +37,7 @@ TEST(HostsOwnInterpreter, IsUsedAndNeitherTakenNorEnded) {
   const ScopedRecordingLogger log;
   ASSERT_TRUE(CPythonRunTime::setHomePath(home.path().c_str(), 0));
   EXPECT_TRUE(log->hasLine("python runtime started by the host"));
+  EXPECT_EQ(log->linesWith("started by the host")[0].severity, KBL::IBsLogger::severityInfo);
   EXPECT_EQ(api.PyThreadState_GetUnchecked(), state);
   ASSERT_TRUE(CPythonRunTime::getEnvironment()->initialised());
   EXPECT_EQ(makeObject()->GetLoginURL(), "https://login");
@@ -56,6 +62,47 @@ TEST(HostsOwnInterpreter, IsNotCalledAfterTheHostEndedIt) {
   object->StopUpload();
   EXPECT_EQ(makeObject()->GetLoginURL(), "");
   CPythonRunTime::teardown();
+}
+
+TEST(HostsOwnInterpreter, IsNotTakenForTheNextOneThatTheHostStarts) {
+  const ScriptHome home(answering);
+  (void)startHostsPython();
+  ASSERT_TRUE(CPythonRunTime::setHomePath(home.path().c_str(), 0));
+  const auto environment = CPythonRunTime::getEnvironment();
+  const auto object = makeObject();
+  EXPECT_EQ(object->GetLoginURL(), "https://login");
+  hostsPython().Py_Finalize();
+  const PyThreadState* const state = startHostsPython();
+
+  EXPECT_EQ(object->GetLoginURL(), "");
+  EXPECT_EQ(object->VerifyRedirectURL("u"), 0);
+  EXPECT_EQ(object->SetAccessToken("t"), 0);
+  object->SetCallback(scriptEventEntry, 1);
+  object->StopUpload();
+  EXPECT_EQ(environment->CreateAuInstance(0)->GetLoginURL(), "");
+  EXPECT_EQ(hostsPython().PyThreadState_GetUnchecked(), state);
+  CPythonRunTime::teardown();
+
+  // From a new setup on the new one is known, and the former one's objects stay nothing.
+  ASSERT_TRUE(CPythonRunTime::setHomePath(home.path().c_str(), 0));
+  EXPECT_TRUE(CPythonRunTime::getEnvironment()->initialised());
+  EXPECT_EQ(object->GetLoginURL(), "");
+  CPythonRunTime::teardown();
+  EXPECT_EQ(hostsPython().PyThreadState_GetUnchecked(), state);
+  hostsPython().Py_Finalize();
+}
+
+TEST(HostsOwnInterpreter, ThatFollowsTheOneOfTheSetupGetsNoScript) {
+  const ScriptHome home("import sys\nsys.loaded = True\n" + answering);
+  (void)startHostsPython();
+  ASSERT_TRUE(CPythonRunTime::setHomePath(home.path().c_str(), 0));
+  hostsPython().Py_Finalize();
+  (void)startHostsPython();
+  EXPECT_EQ(makeObject()->GetLoginURL(), "");
+  EXPECT_EQ(hostsPython().PyRun_SimpleStringFlags("import sys\nassert not hasattr(sys, 'loaded')", nullptr),
+            0);
+  CPythonRunTime::teardown();
+  hostsPython().Py_Finalize();
 }
 
 TEST(HostsOwnInterpreter, IsKnownFromAFormerOneOfTheLibrarys) {
@@ -91,6 +138,26 @@ TEST(InterpreterLock, InTheCallersHandDoesNotStopTheLoadOnAnotherThread) {
   CPythonRunTime::teardown();
 }
 
+TEST(InterpreterLock, InTheCallersHandDoesNotStopTheSetupOnAnotherThread) {
+  const ScriptHome home(answering);
+  PyThreadState* const state = startHostsPython();
+  std::thread first([&] { EXPECT_TRUE(CPythonRunTime::setHomePath(home.path().c_str(), 0)); });
+  // Once the other thread has the mutex it waits for the interpreter lock, which this one holds.
+  EXPECT_TRUE(waitUntil([] {
+    if (!pythonMutex.try_lock()) return true;
+    pythonMutex.unlock();
+    return false;
+  }));
+  EXPECT_TRUE(CPythonRunTime::setHomePath(home.path().c_str(), 0));
+  EXPECT_EQ(hostsPython().PyThreadState_GetUnchecked(), state);
+  PyThreadState* const own = hostsPython().PyEval_SaveThread();
+  first.join();
+  hostsPython().PyEval_RestoreThread(own);
+  EXPECT_EQ(makeObject()->GetLoginURL(), "https://login");
+  CPythonRunTime::teardown();
+  hostsPython().Py_Finalize();
+}
+
 TEST(InterpreterLock, InTheCallersHandComesBackWithoutTheScriptsError) {
   const auto home = loadedHome("import sys\n" + recorderAnswering("'Logout': sys.exit"));
   const PythonApi& api = *PythonGate::instance().running();
@@ -101,20 +168,38 @@ TEST(InterpreterLock, InTheCallersHandComesBackWithoutTheScriptsError) {
   CPythonRunTime::teardown();
 }
 
-class Finished final : public IUploadEventSink {
- public:
-  void userCallBack(unsigned, const char* text, int) override { text_ = text; }
-  [[nodiscard]] const std::string& text() const { return text_; }
+TEST(InterpreterLock, IsGivenUpWhileTheLastReleaseWaitsForAnEventThatNeedsIt) {
+  const ScopedRecordingLogger log;
+  const ScriptHome home(answering);
+  PyThreadState* const state = startHostsPython();
+  ASSERT_TRUE(CPythonRunTime::setHomePath(home.path().c_str(), 0));
+  InstalledManager manager(ema_youtube);
+  FakeUpload upload(manager);
+  std::atomic<bool> inside{false};
+  std::atomic<bool> left{false};
+  upload.onEvent = [&](IExternlMediaTransfer*) {
+    inside = true;
+    const int own = hostsPython().PyGILState_Ensure();
+    left = true;
+    hostsPython().PyGILState_Release(own);
+  };
+  std::thread worker([&] { upload.report(); });
+  ASSERT_TRUE(waitUntil([&] { return inside.load(); }));
 
- private:
-  std::string text_;
-};
+  EXPECT_EQ(upload.transfer->Release(), 0);
+
+  EXPECT_TRUE(left);
+  EXPECT_EQ(hostsPython().PyThreadState_GetUnchecked(), state);
+  worker.join();
+  CPythonRunTime::teardown();
+  hostsPython().Py_Finalize();
+}
 
 TEST(InterpreterLock, IsNotNeededForAnEventNorForTheEndOfAnUploadObject) {
   const auto home = loadedHome(answering);
   auto object = std::make_unique<CAuthNUploadObj>();
   EXPECT_EQ(object->SetPlatform(0), 0);
-  const auto events = std::make_shared<Finished>();
+  const auto events = std::make_shared<RecordingSink>();
   const ScriptEventHandle handle(events);
   const PythonApi& api = *PythonGate::instance().running();
   const int lock = api.PyGILState_Ensure();
@@ -122,7 +207,7 @@ TEST(InterpreterLock, IsNotNeededForAnEventNorForTheEndOfAnUploadObject) {
     scriptEventEntry(handle.value(), uploadEventFinished, "done");
     object.reset();
   }).join();
-  EXPECT_EQ(events->text(), "done");
+  EXPECT_THAT(events->events(), ElementsAre(ReportedEvent{uploadEventFinished, "done", 0}));
   api.PyGILState_Release(lock);
   CPythonRunTime::teardown();
 }

@@ -1,10 +1,11 @@
 // Events from threads of scripts, and calls beside each other.
 #include "scripting/AuthNUploadObj.h"
 #include "scripting/EventTransfer.h"
-#include "scripting/PythonRunTime.h"
-#include "scripting/ScriptHome.h"
+#include "scripting/python/PythonRunTime.h"
+#include "scripting/python/ScriptHome.h"
 #include "support/Flag.h"
 #include "support/WaitUntil.h"
+#include <ExternlMediaTransfer/TransferNumbers.h>
 
 #include <gtest/gtest.h>
 
@@ -146,7 +147,7 @@ TEST(ScriptEvents, InsideACallTheHostMayReleaseTheTransfer) {
     transfer->Release();
   };
   char error[CAuthNUploadObj::errorTextRoom] = "";
-  EXPECT_EQ(transfer->Command(6, "token", error), 1);
+  EXPECT_EQ(transfer->Command(KBL::commandSetAccessToken, "token", error), 1);
   EXPECT_STREQ(error, "why");
   EXPECT_EQ(heard, 1);
   EXPECT_EQ(pythonValue("rt.calls"), "['stop', 'error']");
@@ -154,14 +155,7 @@ TEST(ScriptEvents, InsideACallTheHostMayReleaseTheTransfer) {
 }
 
 TEST(ScriptCalls, OneThatWaitsDoesNotHoldUpTheOthers) {
-  const ScriptHome home(recorderWith("{'GetLoginURL': lambda: wait(), 'GetUserName': 'me'}") + R"(
-import os, time
-
-def wait():
-    while not os.path.exists("end"):
-        time.sleep(0.001)
-    return "ended"
-)");
+  const ScriptHome home(waitingRecorder(", 'GetUserName': 'me'"));
   std::filesystem::current_path(home.parent().path());
   home.setUp();
   const auto object = CPythonRunTime::getEnvironment()->CreateAuInstance(0);

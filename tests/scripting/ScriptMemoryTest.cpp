@@ -1,15 +1,16 @@
 // Scripts when memory runs out, at each allocation of a call in turn: the call fails as any other, nothing
 // leaves the library, and the next call succeeds.
-#include "boundary/ExternlMediaTransfer.h"
-#include "foundation/object/RefPtr.h"
 #include "scripting/AuthNUploadObj.h"
 #include "scripting/HostAccount.h"
-#include "scripting/PythonCall.h"
-#include "scripting/PythonRunTime.h"
-#include "scripting/ScriptHome.h"
+#include "scripting/python/PythonCall.h"
+#include "scripting/python/PythonRunTime.h"
+#include "scripting/python/ScriptHome.h"
 #include "support/FailingAllocation.h"
+#include "support/FakeManager.h"
 #include "support/RecordingLogger.h"
-#include "uploaders/FakeManager.h"
+#include <ExternlMediaTransfer/ExternlMediaTransfer.h>
+#include <ExternlMediaTransfer/TransferNumbers.h>
+#include <KblUtils/RefPtr.h>
 
 #include <gtest/gtest.h>
 
@@ -52,19 +53,23 @@ int countFailures(std::int32_t expected, const std::function<std::int32_t()>& ca
 
 TEST(ScriptMemory, CallsThatRunOutOfItGive1AndLeaveTheTransferUsable) {
   const auto home = loadedHome(longAnswers);
-  const auto transfer = adoptRef(createEMTUpTransfer(0));
+  const auto transfer = adoptRef(createEMTUpTransfer(KBL::transferFacebook));
   std::vector<char> text(CAuthNUploadObj::loginUrlRoom);
   Account account;
   hostShareRecord share{};
   hostTransferRecord record{};
   std::memset(share.first, 'f', sizeof(share.first));
   std::memset(record.title, 't', sizeof(record.title));
-  EXPECT_GE(countFailures(0, [&] { return transfer->Command(0, &record); }), 1);
-  EXPECT_GE(countFailures(0, [&] { return transfer->Query(3, text.data()); }), 1);
-  EXPECT_GE(countFailures(1, [&] { return transfer->Command(5, "url", text.data()); }), 1);
-  EXPECT_GE(countFailures(0, [&] { return transfer->Command(6, "token", text.data()); }), 1);
-  EXPECT_GE(countFailures(0, [&] { return transfer->Query(7, account.record()); }), 5);
-  EXPECT_GE(countFailures(0, [&] { return transfer->Command(2, &share); }), 1);
+  EXPECT_GE(countFailures(0, [&] { return transfer->Command(KBL::commandSetRecord, &record); }), 1);
+  EXPECT_GE(countFailures(0, [&] { return transfer->Query(KBL::queryLoginUrl, text.data()); }), 1);
+  EXPECT_GE(
+      countFailures(1, [&] { return transfer->Command(KBL::commandVerifyRedirectUrl, "url", text.data()); }),
+      1);
+  EXPECT_GE(
+      countFailures(0, [&] { return transfer->Command(KBL::commandSetAccessToken, "token", text.data()); }),
+      1);
+  EXPECT_GE(countFailures(0, [&] { return transfer->Query(KBL::queryUserInfo, account.record()); }), 5);
+  EXPECT_GE(countFailures(0, [&] { return transfer->Command(KBL::commandPushMessage, &share); }), 1);
   EXPECT_GE(countFailures(0, [&] { return transfer->Start(); }), 1);
   CPythonRunTime::teardown();
 }
@@ -76,7 +81,7 @@ TEST(ScriptMemory, ATransferThatCannotBeMadeIsNull) {
     IExternlMediaTransfer* transfer = nullptr;
     {
       const ScopedFailingAllocation shortage(failures);
-      transfer = createEMTUpTransfer(0);
+      transfer = createEMTUpTransfer(KBL::transferFacebook);
     }
     if (transfer != nullptr) {
       EXPECT_EQ(transfer->Release(), 0);
@@ -89,22 +94,36 @@ TEST(ScriptMemory, ATransferThatCannotBeMadeIsNull) {
   CPythonRunTime::teardown();
 }
 
-TEST(ScriptMemory, ASetupThatRunsOutOfItCanBeRepeated) {
-  const ScriptHome home(longAnswers);
-  setenv("MEDIATRANSFER_PYTHON", testedPython().library.c_str(), 1);
-  int failures = 0;
-  for (; failures < moreThanAnyCallNeeds; ++failures) {
+/// Sets up short of memory until that needs no allocation that fails; how many setups were refused. Each that
+/// was refused has done nothing, and each that was carried out lacks a line of the log at most.
+int countRefusedSetups(const ScriptHome& home) {
+  int refused = 0;
+  for (int successes = 0; successes < moreThanAnyCallNeeds; ++successes) {
+    std::int32_t result = 0;
     bool failed = false;
     {
-      const ScopedFailingAllocation shortage(failures);
-      EXPECT_EQ(setupTransferEnv(home.path().c_str(), 0), 0);
+      const ScopedFailingAllocation shortage(successes);
+      result = setupTransferEnv(home.path().c_str(), 0);
       failed = ScopedFailingAllocation::hasFailed();
     }
-    if (!failed) break;
+    EXPECT_EQ(result, PythonGate::instance().running() != nullptr ? 0 : 1) << "allocation " << successes;
+    if (!failed) return refused;
+    if (result == 1) ++refused;
     EXPECT_EQ(teardownTransferEnv(), 0);
     EXPECT_EQ(PythonGate::instance().running(), nullptr);
   }
-  EXPECT_GE(failures, 5);
+  return moreThanAnyCallNeeds;
+}
+
+TEST(ScriptMemory, ASetupThatRunsOutOfItGives1AndCanBeRepeated) {
+  const ScriptHome home(longAnswers);
+  setenv("MEDIATRANSFER_PYTHON", testedPython().library.c_str(), 1);
+  // The first ones look for an interpreter, those behind the one that has found it start it alone.
+  EXPECT_GE(countRefusedSetups(home), 5);
+  EXPECT_EQ(teardownTransferEnv(), 0);
+  const int refused = countRefusedSetups(home);
+  EXPECT_GE(refused, 4);
+  EXPECT_LT(refused, moreThanAnyCallNeeds);
   EXPECT_EQ(CPythonRunTime::getEnvironment()->CreateAuInstance(0)->GetLoginURL(), std::string(100, 'u'));
   EXPECT_EQ(teardownTransferEnv(), 0);
 }

@@ -1,10 +1,11 @@
 // Upload objects and transfers whose platform a script serves.
 #include "scripting/AuthNUploadObj.h"
 #include "scripting/HostAccount.h"
-#include "scripting/PythonRunTime.h"
-#include "scripting/ScriptHome.h"
+#include "scripting/ScriptedObject.h"
+#include "scripting/python/PythonRunTime.h"
+#include "support/FakeManager.h"
 #include "support/RecordingLogger.h"
-#include "uploaders/FakeManager.h"
+#include "support/TemporaryDirectory.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -18,23 +19,6 @@ using testing::IsEmpty;
 using testing::SizeIs;
 
 namespace {
-
-/// An upload object on a script, the calls that made it forgotten.
-class ScriptedObject {
- public:
-  explicit ScriptedObject(const std::string& script, std::uint32_t platform = 0) : home_(loadedHome(script)) {
-    EXPECT_EQ(object_.SetPlatform(platform), 0);
-    (void)runPython("import sys\nsys.modules['pythonrt'].calls.clear()");
-  }
-  ~ScriptedObject() { CPythonRunTime::teardown(); }
-
-  CAuthNUploadObj* operator->() { return &object_; }
-  [[nodiscard]] static std::string calls() { return pythonValue("rt.calls"); }
-
- private:
-  std::unique_ptr<ScriptHome> home_;
-  CAuthNUploadObj object_;
-};
 
 TEST(ScriptedObjects, EveryPlatformOfTheScriptHasOne) {
   const auto home = loadedHome(recorderWith());
@@ -203,79 +187,78 @@ TEST(ScriptedOperations, NullArgumentsAreRefused) {
   EXPECT_EQ(ScriptedObject::calls(), "[]");
 }
 
-constexpr const char* accountAnswers =
-    "'GetAccessToken': 'token', 'GetAppKey': 'key', 'GetAppSecret': 'secret', 'GetVideoCategories': "
-    "'[{\"id\": 1}, {\"id\": 2}]', 'GetVideoHD': 1, 'GetVideoSD': 2, 'GetLimitSpace': 3, 'GetUserName': "
-    "'Zoë'";
-
-TEST(ScriptedUser, FillsTheRecord) {
-  ScriptedObject object(recorderAnswering(accountAnswers));
-  Account account;
-  EXPECT_EQ(object->GetUserInfo(account.record()), 0);
-  EXPECT_STREQ(account.record()->accessToken, "token");
-  EXPECT_STREQ(account.record()->appKey, "key");
-  EXPECT_STREQ(account.record()->appSecret, "secret");
-  EXPECT_STREQ(account.categories(), "[{\"id\": 1}, {\"id\": 2}]");
-  EXPECT_EQ(account.record()->videoHd, 1);
-  EXPECT_EQ(account.record()->videoSd, 2);
-  EXPECT_EQ(account.record()->limitSpace, 3);
-  EXPECT_STREQ(account.record()->userName, "Zoë");
-  EXPECT_EQ(
-      ScriptedObject::calls(),
-      "[('GetAccessToken',), ('GetAppKey',), ('GetAppSecret',), ('GetVideoCategories',), ('GetVideoHD',), "
-      "('GetVideoSD',), ('GetLimitSpace',), ('GetUserName',)]");
+TEST(ScriptedOperations, ATextThatIsNoUtf8IsRefusedBeforeTheScriptSeesIt) {
+  ScriptedObject object(recorderAnswering("'SetAccessToken': 1, 'GetLastError': ''"));
+  const ScopedRecordingLogger log;
+  char error[CAuthNUploadObj::errorTextRoom] = "before";
+  ErrorOutput output;
+  EXPECT_EQ(object->VerifyRedirectURL("https://back?code=\xff", error), 2);
+  EXPECT_EQ(object->SetAccessToken("to\xc3", error), 2);
+  EXPECT_EQ(object->SetAppIdAndSecret("\x80", "s", "r"), 2);
+  EXPECT_EQ(object->SetAppIdAndSecret("i", "\xed\xa0\x80", "r"), 2);
+  EXPECT_EQ(object->SetAppIdAndSecret("i", "s", "\xc0\x80"), 2);
+  EXPECT_EQ(output.text(), "");
+  EXPECT_STREQ(error, "before");
+  EXPECT_EQ(ScriptedObject::calls(), "[]");
+  const auto lines = log->linesWith(", text is not UTF-8");
+  ASSERT_THAT(lines, SizeIs(5));
+  EXPECT_EQ(lines[0].text, "[AuthNUpload] CAuthNUploadObj::VerifyRedirectURL, text is not UTF-8");
+  EXPECT_EQ(lines[0].severity, 3);
+  EXPECT_EQ(object->SetAccessToken("Grüße, 日本, 𝄞", error), 0);
 }
 
-TEST(ScriptedUser, WithoutALoginLeavesTheRecord) {
-  ScriptedObject object(recorderAnswering("'GetAccessToken': 'error'"));
-  Account account;
-  const std::vector<char> before = account.room;
-  EXPECT_EQ(object->GetUserInfo(account.record()), 1);
-  EXPECT_EQ(account.room, before);
-  EXPECT_EQ(ScriptedObject::calls(), "[('GetAccessToken',)]");
-}
-
-TEST(ScriptedUser, OnlyTheExactWordMeansThatThereIsNoLogin) {
-  for (const char* const token : {"Error", "ERROR", "error "}) {
-    EXPECT_EXIT(
-        {
-          ScriptedObject object(
-              recorderAnswering(std::string(accountAnswers) + ", 'GetAccessToken': '" + token + "'"));
-          Account account;
-          const bool good = object->GetUserInfo(account.record()) == 0 &&
-                            account.record()->accessToken == std::string(token);
-          std::quick_exit(good ? 0 : 1);
-        },
-        testing::ExitedWithCode(0), "");
+// Nothing else would ever tell of its end.
+TEST(ScriptedOperations, AnUploadWithATextThatIsNoUtf8IsRefusedBeforeTheScriptSeesIt) {
+  ScriptedObject object(recorderWith());
+  const ScopedRecordingLogger log;
+  ErrorOutput output;
+  hostTransferRecord texts{};
+  int refused = 0;
+  for (char* const field :
+       {texts.filePath, texts.title, texts.description, texts.privacy, texts.tags, texts.category}) {
+    SCOPED_TRACE(++refused);
+    std::strcpy(field,
+                "Gr\xfc\xdf"
+                "e");
+    EXPECT_EQ(object->StartUpload(&texts), 2);
+    std::strcpy(field, "Grüße");
   }
+  EXPECT_EQ(output.text(), "");
+  EXPECT_EQ(ScriptedObject::calls(), "[]");
+  const auto lines = log->linesWith(", text is not UTF-8");
+  ASSERT_THAT(lines, SizeIs(refused));
+  EXPECT_EQ(lines[0].text, "[AuthNUpload] CAuthNUploadObj::StartUpload, text is not UTF-8");
+  EXPECT_EQ(object->StartUpload(&texts), 0);
+  EXPECT_EQ(ScriptedObject::calls(),
+            "[('StartUpload', 'Grüße', 'Grüße', 'Grüße', 'Grüße', 'Grüße', 'Grüße')]");
 }
 
-TEST(ScriptedUser, ATokenThatFailsReadsAsAnEmptyOne) {
-  ScriptedObject object(recorderAnswering(std::string(accountAnswers) + ", 'GetAccessToken': fail"));
-  Account account;
-  EXPECT_EQ(object->GetUserInfo(account.record()), 0);
-  EXPECT_STREQ(account.record()->accessToken, "");
+TEST(ScriptedOperations, AThumbnailWhoseNameIsNoUtf8IsNone) {
+  ScriptedObject object(recorderWith());
+  const TemporaryDirectory directory;
+  ErrorOutput output;
+  hostTransferRecord texts{};
+  std::strcpy(texts.thumbnailPath, directory.write("bild \xfc.png", "x").c_str());
+  EXPECT_EQ(object->StartUpload(&texts), 0);
+  EXPECT_EQ(output.text(), "");
+  EXPECT_EQ(ScriptedObject::calls(), "[('StartUpload', '', '', '', '', '', '')]");
 }
 
-TEST(ScriptedUser, TextsAreCutToTheirFields) {
-  ScriptedObject object(recorderAnswering(
-      "'GetAccessToken': 't' * 9000, 'GetAppKey': 'k' * 9000, 'GetAppSecret': 's' * 126 + 'ü', "
-      "'GetVideoCategories': 'c', 'GetUserName': 'n' * 9000"));
-  Account account;
-  EXPECT_EQ(object->GetUserInfo(account.record()), 0);
-  EXPECT_EQ(account.record()->accessToken, std::string(4095, 't'));
-  EXPECT_EQ(account.record()->appKey, std::string(127, 'k'));
-  EXPECT_EQ(account.record()->appSecret, std::string(126, 's'));
-  EXPECT_EQ(account.record()->userName, std::string(99, 'n'));
-  EXPECT_STREQ(account.categories(), "c");
-}
-
-TEST(ScriptedUser, OfVimeoNeverMakesAProxy) {
-  const InstalledManager manager(ema_vimeo);
-  ScriptedObject object(recorderAnswering(accountAnswers), 2);
-  Account account;
-  EXPECT_EQ(object->GetUserInfo(account.record()), 0);
-  EXPECT_THAT(manager->userInfos, IsEmpty());
+TEST(ScriptedOperations, AMessageThatIsNoUtf8IsRefusedBeforeTheScriptSeesIt) {
+  ScriptedObject object(recorderWith());
+  const ScopedRecordingLogger log;
+  ErrorOutput output;
+  hostShareRecord share{};
+  std::strcpy(share.first, "\xff");
+  EXPECT_EQ(object->PushMessage(&share), 2);
+  std::strcpy(share.first, "first");
+  std::strcpy(share.second, "\xff");
+  EXPECT_EQ(object->PushMessage(&share), 2);
+  EXPECT_EQ(output.text(), "");
+  EXPECT_EQ(ScriptedObject::calls(), "[]");
+  const auto lines = log->linesWith(", text is not UTF-8");
+  ASSERT_THAT(lines, SizeIs(2));
+  EXPECT_EQ(lines[0].text, "[AuthNUpload] CAuthNUploadObj::PushMessage, text is not UTF-8");
 }
 
 TEST(ScriptedOperations, UploadStopLogoutAndShareReachTheScript) {

@@ -1,14 +1,14 @@
 // The end of the interpreter while threads of scripts and of hosts are under way.
-#include "foundation/object/RefPtr.h"
 #include "scripting/AuthNUploadObj.h"
 #include "scripting/EventTransfer.h"
-#include "scripting/ProcessThreads.h"
-#include "scripting/PythonCall.h"
-#include "scripting/PythonRunTime.h"
-#include "scripting/ScriptHome.h"
+#include "scripting/python/ProcessThreads.h"
+#include "scripting/python/PythonCall.h"
+#include "scripting/python/PythonRunTime.h"
+#include "scripting/python/ScriptHome.h"
 #include "support/Flag.h"
 #include "support/RecordingLogger.h"
 #include "support/WaitUntil.h"
+#include <KblUtils/RefPtr.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -68,39 +68,30 @@ TEST(TeardownUnderWay, WithADaemonThreadOfTheScriptIsQuiet) {
 TEST(TeardownUnderWay, AThreadThatComesBackFromTheHostAfterItEnds) {
   const std::size_t before = threadsAtStart();
   const auto home = loadedHome(endlessScript(true));
-  Flag inside;
-  Flag over;
-  onEvent = [&](int, const std::string&) {
-    inside.raise();
-    EXPECT_TRUE(over.wait());
-  };
+  KeptEvents kept;
   auto transfer = makeTransfer();
   EXPECT_EQ(transfer->Start(), 0);
-  ASSERT_TRUE(inside.wait());
+  ASSERT_TRUE(kept.waitForOne());
   const PythonApi& api = runningApi();
   CPythonRunTime::teardown();
   EXPECT_EQ(api.Py_IsInitialized(), 0);
-  over.raise();
+  kept.letGo();
   EXPECT_TRUE(daemonThreadsEnd(before));
   transfer = {};
 }
 
 TEST(TeardownUnderWay, AThreadInsideTheHostMayUseTheTransferWhichDoesNothing) {
   const auto home = loadedHome(endlessScript(true));
-  Flag inside;
-  Flag over;
   Flag used;
   const auto transfer = makeTransfer();
-  onEvent = [&](int, const std::string&) {
-    inside.raise();
-    EXPECT_TRUE(over.wait());
+  KeptEvents kept([&] {
     EXPECT_EQ(transfer->Stop(), 0);
     used.raise();
-  };
+  });
   EXPECT_EQ(transfer->Start(), 0);
-  ASSERT_TRUE(inside.wait());
+  ASSERT_TRUE(kept.waitForOne());
   CPythonRunTime::teardown();
-  over.raise();
+  kept.letGo();
   EXPECT_TRUE(used.wait());
 }
 
@@ -118,6 +109,7 @@ TEST(TeardownUnderWay, DoesNotWaitForEverForAThreadThatIsNoDaemon) {
   const ScopedRecordingLogger log;
   CPythonRunTime::teardown();
   EXPECT_THAT(log->linesWith("python runtime not ended yet, a script still runs"), SizeIs(1));
+  EXPECT_EQ(log->linesWith("python runtime not ended yet")[0].severity, KBL::IBsLogger::severityWarning);
   const int atTeardown = heard;
   EXPECT_TRUE(waitUntil([&] { return heard > atTeardown; }));
 
@@ -135,15 +127,7 @@ TEST(TeardownUnderWay, DoesNotWaitForEverForAThreadThatIsNoDaemon) {
 }
 
 TEST(TeardownUnderWay, DoesNotTakeTheInterpreterFromAThreadOfTheHosts) {
-  const ScriptHome home(recorderWith("{'GetLoginURL': lambda: wait()}") + R"(
-import os, time
-
-def wait():
-    open("begun", "w").close()
-    while not os.path.exists("end"):
-        time.sleep(0.001)
-    return "ended"
-)");
+  const ScriptHome home(waitingRecorder());
   std::filesystem::current_path(home.parent().path());
   home.setUp();
   const PythonApi& api = runningApi();

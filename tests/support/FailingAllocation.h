@@ -11,4 +11,6 @@ class ScopedFailingAllocation {
 
   /// Whether the allocation has failed.
   [[nodiscard]] static bool hasFailed();
+  /// How many have failed in the process.
+  [[nodiscard]] static int failuresOfAllThreads();
 };

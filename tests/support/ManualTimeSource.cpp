@@ -3,17 +3,48 @@
 #include "support/WaitUntil.h"
 
 #include <algorithm>
+#include <utility>
 
 using namespace std::chrono_literals;
 
 ManualTimeSource::ManualTimeSource(std::uint64_t epochMs) : epochMs_(epochMs) {}
 
+void ManualTimeSource::whenAsked(std::function<void()> action) {
+  const std::lock_guard lock(mutex_);
+  whenAsked_ = std::move(action);
+}
+
+void ManualTimeSource::letWaitsPass() {
+  const std::lock_guard lock(mutex_);
+  waitsPass_ = true;
+}
+
+std::vector<std::int64_t> ManualTimeSource::passedWaits() const {
+  const std::lock_guard lock(mutex_);
+  return passedWaits_;
+}
+
+void ManualTimeSource::asked() const {
+  std::unique_lock lock(mutex_);
+  const auto action = whenAsked_;
+  lock.unlock();
+  if (action) action();
+}
+
+void ManualTimeSource::moveOn(std::int64_t milliseconds) {
+  steadyMs_ += milliseconds;
+  epochMs_ += static_cast<std::uint64_t>(milliseconds);
+  for (const Waiter& waiter : waiting_) waiter.wake->notify_all();
+}
+
 std::uint64_t ManualTimeSource::nowSinceEpochMs() {
+  asked();
   const std::lock_guard lock(mutex_);
   return epochMs_;
 }
 
 std::int64_t ManualTimeSource::steadyMs() {
+  asked();
   const std::lock_guard lock(mutex_);
   return steadyMs_;
 }
@@ -23,6 +54,10 @@ void ManualTimeSource::wait(std::condition_variable& wake, std::unique_lock<std:
   {
     const std::lock_guard own(mutex_);
     if (steadyMs_ >= deadlineMs) return;
+    if (waitsPass_) {
+      passedWaits_.push_back(deadlineMs - steadyMs_);
+      return moveOn(deadlineMs - steadyMs_);
+    }
     waiting_.push_back({&wake, deadlineMs});
   }
   // `advance` cannot take the waiter's lock, so that its notice may come before this wait begins; the short
@@ -36,9 +71,7 @@ void ManualTimeSource::wait(std::condition_variable& wake, std::unique_lock<std:
 
 void ManualTimeSource::advance(std::int64_t milliseconds) {
   const std::lock_guard lock(mutex_);
-  steadyMs_ += milliseconds;
-  epochMs_ += static_cast<std::uint64_t>(milliseconds);
-  for (const Waiter& waiter : waiting_) waiter.wake->notify_all();
+  moveOn(milliseconds);
 }
 
 void ManualTimeSource::setNowSinceEpochMs(std::uint64_t epochMs) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/KblUtils/TimeSource.h"
+#include <KblUtils/TimeSource.h>
 
 #include <functional>
 #include <memory>
@@ -12,6 +12,15 @@ class ManualTimeSource : public KBL::ITimeSource {
  public:
   /// Starts at this wall-clock time, in milliseconds since the epoch.
   explicit ManualTimeSource(std::uint64_t epochMs = 1'700'000'000'000);
+
+  /// From now on does this whenever it is asked for the time, on the thread that asks.
+  void whenAsked(std::function<void()> action);
+  /// From now on every wait is over at once, and moves the clock on as if it had been. Not for tests with
+  /// timers: those would never rest.
+  void letWaitsPass();
+  /// How long the waits that passed would have been, in milliseconds; the order tells something where one
+  /// thread waits alone.
+  [[nodiscard]] std::vector<std::int64_t> passedWaits() const;
 
   std::uint64_t nowSinceEpochMs() override;
   std::int64_t steadyMs() override;
@@ -37,10 +46,16 @@ class ManualTimeSource : public KBL::ITimeSource {
     std::int64_t deadlineMs;
   };
 
+  void asked() const;
+  void moveOn(std::int64_t milliseconds);
+
   mutable std::mutex mutex_;
   std::uint64_t epochMs_;
   std::int64_t steadyMs_ = 0;
+  bool waitsPass_ = false;
+  std::function<void()> whenAsked_;
   std::vector<Waiter> waiting_;
+  std::vector<std::int64_t> passedWaits_;
 };
 
 /// Installs a manual time source as the process's own for its own life.
@@ -56,4 +71,10 @@ class ScopedManualTime {
 
  private:
   std::shared_ptr<ManualTimeSource> source_;
+};
+
+/// The same, with waits that are over at once.
+class InstantTime : public ScopedManualTime {
+ public:
+  InstantTime() { (*this)->letWaitsPass(); }
 };

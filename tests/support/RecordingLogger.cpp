@@ -3,6 +3,7 @@
 #include "support/WaitUntil.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -21,9 +22,17 @@ bool RecordingLogger::testSeverity(Severity severity) {
 
 void RecordingLogger::write(Severity severity, const char* file, int line, const char* function,
                             const std::string& text) {
+  {
+    const std::lock_guard lock(mutex_);
+    lines_.push_back({severity, file, line, function, text});
+    written_.notify_all();
+  }
+  if (const auto action = takeAction(text)) action();
+}
+
+std::function<void()> RecordingLogger::takeAction(const std::string& text) {
   const std::lock_guard lock(mutex_);
-  lines_.push_back({severity, file, line, function, text});
-  written_.notify_all();
+  return text == textOfAction_ ? std::exchange(action_, nullptr) : nullptr;
 }
 
 std::vector<LogLine> RecordingLogger::lines() const {
@@ -50,6 +59,12 @@ bool RecordingLogger::waitForLineWith(const std::string& part) const {
 void RecordingLogger::clear() {
   const std::lock_guard lock(mutex_);
   lines_.clear();
+}
+
+void RecordingLogger::doInside(const std::string& text, std::function<void()> action) {
+  const std::lock_guard lock(mutex_);
+  textOfAction_ = text;
+  action_ = std::move(action);
 }
 
 ScopedRecordingLogger::ScopedRecordingLogger(int maxSeverity)

@@ -1,8 +1,9 @@
 #pragma once
 
-#include "foundation/KblLogger/KblLogger.h"
+#include <KblLogger/KblLogger.h>
 
 #include <condition_variable>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -19,7 +20,7 @@ struct LogLine {
 /// Keeps every line, unmasked, for a test to look at. Any thread.
 class RecordingLogger : public KBL::IBsLogger {
  public:
-  explicit RecordingLogger(int maxSeverity = KBL::IBsLogger::debug);
+  explicit RecordingLogger(int maxSeverity = KBL::IBsLogger::severityDebug);
 
   bool testSeverity(Severity severity) override;
   void write(Severity severity, const char* file, int line, const char* function,
@@ -33,18 +34,24 @@ class RecordingLogger : public KBL::IBsLogger {
   /// Waits for a line whose text contains `part`; false when none came within the generous limit.
   [[nodiscard]] bool waitForLineWith(const std::string& part) const;
   void clear();
+  /// Does this once, on the thread that logs it, inside the next line whose text is exactly `text`.
+  void doInside(const std::string& text, std::function<void()> action);
 
  private:
+  [[nodiscard]] std::function<void()> takeAction(const std::string& text);
+
   const int maxSeverity_;
   mutable std::mutex mutex_;
   mutable std::condition_variable written_;
   std::vector<LogLine> lines_;
+  std::string textOfAction_;
+  std::function<void()> action_;
 };
 
 /// Installs a recording logger for its own life.
 class ScopedRecordingLogger {
  public:
-  explicit ScopedRecordingLogger(int maxSeverity = KBL::IBsLogger::debug);
+  explicit ScopedRecordingLogger(int maxSeverity = KBL::IBsLogger::severityDebug);
   ~ScopedRecordingLogger();
   ScopedRecordingLogger(const ScopedRecordingLogger&) = delete;
   ScopedRecordingLogger& operator=(const ScopedRecordingLogger&) = delete;

@@ -1,6 +1,6 @@
 #include "support/TemporaryDirectory.h"
 
-#include "foundation/KblUtils/StringUtil.h"
+#include <KblUtils/StringUtil.h>
 
 #include <fstream>
 #include <iterator>

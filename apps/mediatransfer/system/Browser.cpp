@@ -1,4 +1,4 @@
-#include "Browser.h"
+#include "system/Browser.h"
 
 #include <string_view>
 

@@ -1,4 +1,4 @@
-#include "Environment.h"
+#include "system/Environment.h"
 
 #include <cstdlib>
 

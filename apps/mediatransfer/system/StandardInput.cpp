@@ -1,4 +1,4 @@
-#include "StandardInput.h"
+#include "system/StandardInput.h"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-#include "Terminal.h"
+#include "system/Terminal.h"
 
 #if defined(_WIN32)
 #include <windows.h>

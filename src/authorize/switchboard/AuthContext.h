@@ -1,11 +1,10 @@
 #pragma once
 
 #include "authorize/switchboard/ExternlMediaCacheInfo.h"
-#include "authorize/switchboard/IExternlMediaAuthCallback.h"
-#include "boundary/records/ExternlMediaPlatform.h"
-#include "foundation/BsNet/IBsPubInfo.h"
-#include "foundation/BsNet/IBsServerProxyInfo.h"
-#include "foundation/object/RefPtr.h"
+#include <BsNet/createInfoObject.h>
+#include <ExternlMediaTransfer/ExternlMediaPlatform.h>
+#include <ExternlMediaTransfer/IExternlMediaAuthCallback.h>
+#include <KblUtils/RefPtr.h>
 
 #include <map>
 #include <string>

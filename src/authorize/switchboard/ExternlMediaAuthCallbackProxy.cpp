@@ -1,8 +1,8 @@
 #include "authorize/switchboard/ExternlMediaAuthCallbackProxy.h"
 
-#include "authorize/switchboard/IOwnedRequest.h"
-#include "foundation/BsNet/IBsBaseRequest.h"
-#include "foundation/object/CastByName.h"
+#include "authorize/switchboard/SwitchboardInterfaces.h"
+#include <BsNet/IBsBaseRequest.h>
+#include <KblUtils/CastByName.h>
 
 #include <cstdlib>
 #include <utility>
@@ -18,13 +18,13 @@ constexpr int nothingFound = 1;
 }  // namespace
 
 ExternlMediaAuthCallbackProxy& ExternlMediaAuthCallbackProxy::instance() {
-  // Never freed, since workers may still come while the process ends; they find nothing then.
-  static auto* const proxy = [] {
-    auto* const made = new ExternlMediaAuthCallbackProxy;
+  // Workers may still come while the process ends; they find nothing then.
+  static ExternlMediaAuthCallbackProxy& proxy = []() -> ExternlMediaAuthCallbackProxy& {
+    auto& made = neverFreed<ExternlMediaAuthCallbackProxy>();
     (void)std::atexit([] { instance().close(); });
     return made;
   }();
-  return *proxy;
+  return proxy;
 }
 
 void ExternlMediaAuthCallbackProxy::close() {
@@ -35,21 +35,23 @@ void ExternlMediaAuthCallbackProxy::close() {
 void ExternlMediaAuthCallbackProxy::registerManager(const std::string& logTag,
                                                     const std::shared_ptr<char>& aliveToken,
                                                     ISwitchboardManager* manager) {
+  // Into copies, since entries of a manager that was not made after all would silence the others.
   const std::lock_guard lock(mutex_);
+  auto interfaces = interfaces_;
+  auto owners = owners_;
   for (const char* const name : {refreshInterface, callbackInterface, authorizeInterface}) {
-    interfaces_[name] = InterfaceEntry{name, aliveToken, logTag};
+    interfaces[name] = InterfaceEntry{name, aliveToken, logTag};
   }
-  owners_[logTag] = OwnerEntry{aliveToken, manager};
+  owners[logTag] = OwnerEntry{aliveToken, manager};
+  interfaces_.swap(interfaces);
+  owners_.swap(owners);
 }
 
-int ExternlMediaAuthCallbackProxy::decrementLocked(const std::string& logTag, ISwitchboardManager* manager,
-                                                   const std::function<int()>& decrement) {
+void ExternlMediaAuthCallbackProxy::removeManager(const std::string& logTag,
+                                                  const ISwitchboardManager* manager) {
   const std::lock_guard lock(mutex_);
-  const int left = decrement();
-  if (left > 0) return left;
   const auto owner = owners_.find(logTag);
   if (owner != owners_.end() && owner->second.manager == manager) owners_.erase(owner);
-  return left;
 }
 
 bool ExternlMediaAuthCallbackProxy::knowsOwner(const std::string& ownerTag) {
@@ -59,17 +61,22 @@ bool ExternlMediaAuthCallbackProxy::knowsOwner(const std::string& ownerTag) {
          !owner->second.alive.expired();
 }
 
-ExternlMediaAuthCallbackProxy::HeldManager ExternlMediaAuthCallbackProxy::hold(
-    const std::string& interfaceName, const std::string& ownerTag) {
+ExternlMediaAuthCallbackProxy::HeldManager ExternlMediaAuthCallbackProxy::hold(std::string_view interfaceName,
+                                                                               const std::string& ownerTag) {
   const std::lock_guard lock(mutex_);
-  if (closed_) return {};
   const auto named = interfaces_.find(interfaceName);
   if (named == interfaces_.end() || named->second.alive.expired()) return {};
+  HeldManager held = holdOwnerLocked(ownerTag);
+  held.interfaceAlive = named->second.alive;
+  return held;
+}
+
+ExternlMediaAuthCallbackProxy::HeldManager ExternlMediaAuthCallbackProxy::holdOwnerLocked(
+    const std::string& ownerTag) {
+  if (closed_) return {};
   const auto owner = owners_.find(ownerTag);
   if (owner == owners_.end() || owner->second.manager == nullptr || owner->second.alive.expired()) return {};
-  ISwitchboardManager* const manager = owner->second.manager;
-  if (!manager->addReferenceUnlessZero()) return {};
-  return {named->second.alive, manager, adoptRef(manager->authorize())};
+  return {owner->second.alive, owner->second.manager->core()};
 }
 
 template <class Interface, class Result, class Call>
@@ -77,7 +84,7 @@ Result ExternlMediaAuthCallbackProxy::forward(const char* interfaceName, const s
                                               Result nothing, Call&& call) {
   const HeldManager held = hold(interfaceName, ownerTag);
   if (held.manager == nullptr) return nothing;
-  auto* const target = queryInterface<Interface>(held.reference.get(), interfaceName);
+  auto* const target = queryInterface<Interface>(held.manager->authorize(), interfaceName);
   if (target == nullptr || held.interfaceAlive.expired()) return nothing;
   return std::forward<Call>(call)(*target, *held.manager);
 }
@@ -178,6 +185,17 @@ int ExternlMediaAuthCallbackProxy::getAccessToken(const std::string& ownerTag, c
       [&](IBsExternlMediaAuthorize& manager, ISwitchboardManager&) -> int {
         return manager.getAccessToken(uuid.c_str(), buffer);
       });
+}
+
+void ExternlMediaAuthCallbackProxy::renewalUnanswered(
+    const std::string& ownerTag, const std::string& uuid,
+    const std::vector<RefPtr<BsBaseInfoRW>>& verifications) {
+  HeldManager held;
+  {
+    const std::lock_guard lock(mutex_);
+    held = holdOwnerLocked(ownerTag);
+  }
+  if (held.manager != nullptr) held.manager->renewalUnanswered(uuid, verifications);
 }
 
 std::string ExternlMediaAuthCallbackProxy::accessToken(const std::string& ownerTag, const std::string& uuid) {

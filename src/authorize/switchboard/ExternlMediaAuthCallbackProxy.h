@@ -1,8 +1,7 @@
 #pragma once
 
-#include "authorize/switchboard/IExternlMediaRefreshAccessTokenCallback.h"
-#include "authorize/switchboard/ISwitchboardManager.h"
-#include "foundation/object/RefPtr.h"
+#include "authorize/switchboard/SwitchboardInterfaces.h"
+#include "foundation/neverFreed.h"
 
 #include <functional>
 #include <map>
@@ -10,6 +9,8 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace KBL {
 
@@ -20,20 +21,19 @@ namespace KBL {
 /// A forwarder needs two live entries: the interface's, which the manager made last owns, and the owner's. So
 /// the death of the manager made last silences the forwarders of the others, which is required as it stands.
 /// A forwarder that finds nothing calls nothing and returns 1; otherwise it returns what the operation
-/// returned. The manager is held by a reference for the length of the call, and no lock is held meanwhile.
+/// returned. The manager's core is held for the length of the call, and no lock is held meanwhile. The way to
+/// the manager needs no memory.
 class ExternlMediaAuthCallbackProxy : public IBsRequstCallback {
  public:
   /// The one object; made on first use, closed at exit, never freed.
   static ExternlMediaAuthCallbackProxy& instance();
 
-  /// Enters a manager under its tag and as the latest holder of the three interface names.
+  /// Enters a manager under its tag and as the latest holder of the three interface names; wholly, or not at
+  /// all where memory is short.
   void registerManager(const std::string& logTag, const std::shared_ptr<char>& aliveToken,
                        ISwitchboardManager* manager);
-  /// Runs `decrement` under the switchboard's lock, so that no forwarder adds a reference meanwhile; when it
-  /// returns zero the owner's entry of `logTag` is taken out in the same step. Returns what `decrement`
-  /// returned.
-  int decrementLocked(const std::string& logTag, ISwitchboardManager* manager,
-                      const std::function<int()>& decrement);
+  /// Takes the owner's entry out, if it is this manager's: from now on no forwarder finds it.
+  void removeManager(const std::string& logTag, const ISwitchboardManager* manager);
 
   /// True while a live manager stands under the tag.
   [[nodiscard]] bool knowsOwner(const std::string& ownerTag);
@@ -62,6 +62,9 @@ class ExternlMediaAuthCallbackProxy : public IBsRequstCallback {
   int getAccessToken(const std::string& ownerTag, const std::string& uuid, char* buffer);
   /// What workers use instead: at most 8192 characters, whatever is stored; empty when nothing was found.
   [[nodiscard]] std::string accessToken(const std::string& ownerTag, const std::string& uuid);
+  /// Tells the manager, also one whose forwarders have fallen silent, that a renewal ended without an answer.
+  void renewalUnanswered(const std::string& ownerTag, const std::string& uuid,
+                         const std::vector<RefPtr<BsBaseInfoRW>>& verifications);
 
  private:
   struct InterfaceEntry {
@@ -74,17 +77,19 @@ class ExternlMediaAuthCallbackProxy : public IBsRequstCallback {
     ISwitchboardManager* manager = nullptr;
   };
 
-  /// A manager that was found, held by one reference.
+  /// A manager that was found.
   struct HeldManager {
     std::weak_ptr<char> interfaceAlive;
-    ISwitchboardManager* manager = nullptr;
-    RefPtr<IBsExternlMediaAuthorize> reference;
+    std::shared_ptr<ISwitchboardManager> manager;
   };
 
+  friend ExternlMediaAuthCallbackProxy& neverFreed<ExternlMediaAuthCallbackProxy>();
   ExternlMediaAuthCallbackProxy() = default;
 
   void close();
-  [[nodiscard]] HeldManager hold(const std::string& interfaceName, const std::string& ownerTag);
+  [[nodiscard]] HeldManager hold(std::string_view interfaceName, const std::string& ownerTag);
+  /// The manager under the tag, whatever became of the interfaces' entries. The caller holds `mutex_`.
+  [[nodiscard]] HeldManager holdOwnerLocked(const std::string& ownerTag);
   /// The steps that every forwarder shares: `call(Interface&, ISwitchboardManager&)` where a manager was
   /// found, else `nothing`.
   template <class Interface, class Result, class Call>
@@ -92,9 +97,9 @@ class ExternlMediaAuthCallbackProxy : public IBsRequstCallback {
   template <class Call>
   int forwardRefresh(const std::string& ownerTag, Call&& call);
 
-  std::mutex mutex_;  // a leaf: held for a look-up and a count alone
+  std::mutex mutex_;  // a leaf: held for a look-up alone
   bool closed_ = false;
-  std::map<std::string, InterfaceEntry> interfaces_;
+  std::map<std::string, InterfaceEntry, std::less<>> interfaces_;
   std::map<std::string, OwnerEntry> owners_;
 };
 

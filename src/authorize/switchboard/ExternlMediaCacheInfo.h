@@ -1,7 +1,8 @@
 #pragma once
 
-#include "boundary/records/ExternlMediaPlatform.h"
+#include <ExternlMediaTransfer/ExternlMediaPlatform.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -31,9 +32,18 @@ struct ExternlMediaCacheInfo {
 using CacheEntries = std::vector<ExternlMediaCacheInfo>;
 
 /// The record whose `userUuid` is exactly `uuid`, or null. Borrowed from the list.
-[[nodiscard]] const ExternlMediaCacheInfo* findCacheInfo(const CacheEntries& list, const std::string& uuid);
+[[nodiscard]] inline const ExternlMediaCacheInfo* findCacheInfo(const CacheEntries& list,
+                                                                const std::string& uuid) {
+  const auto found = std::find_if(list.begin(), list.end(),
+                                  [&](const ExternlMediaCacheInfo& entry) { return entry.userUuid == uuid; });
+  return found == list.end() ? nullptr : &*found;
+}
 
 /// The same, but an empty `uuid` means the last record of the list.
-[[nodiscard]] const ExternlMediaCacheInfo* findUserOrLast(const CacheEntries& list, const std::string& uuid);
+[[nodiscard]] inline const ExternlMediaCacheInfo* findUserOrLast(const CacheEntries& list,
+                                                                 const std::string& uuid) {
+  if (list.empty()) return nullptr;
+  return uuid.empty() ? &list.back() : findCacheInfo(list, uuid);
+}
 
 }  // namespace KBL

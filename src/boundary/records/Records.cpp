@@ -1,6 +1,6 @@
 #include "boundary/records/Records.h"
 
-#include "boundary/records/ExternlMediaKeys.h"
+#include <ExternlMediaTransfer/ExternlMediaKeys.h>
 
 #include <new>
 

@@ -1,9 +1,8 @@
 #pragma once
 
-#include "boundary/records/ExternlMediaInfoType.h"
-#include "boundary/records/RecordInterfaces.h"
-#include "foundation/BsNet/BsRequestParamReply.h"
-#include "foundation/object/CastByName.h"
+#include <BsNet/BsRequestParamReply.h>
+#include <ExternlMediaTransfer/RecordInterfaces.h>
+#include <KblUtils/CastByName.h>
 
 #include <string>
 #include <vector>
@@ -76,5 +75,9 @@ class BsExternlMediaUploadInfo final : public TypedRecord<IBsExternlMediaUploadI
 /// A new record of a type of 400 to 406 with one reference, which is the caller's; null for any other type or
 /// when memory is short.
 IBsInfoReader* createRecord(int infoType);
+
+/// Tells the foundation the names of all keys of the record tables, so that they are copied out of a host's
+/// own records, too, which cannot be listed. Once a process is enough; any thread.
+void registerRecordKeys();
 
 }  // namespace KBL

@@ -1,7 +1,7 @@
-#include "foundation/BsCloudConfig/BsCloudConfig.h"
-
-#include "foundation/KblUtils/FileStream.h"
+#include "foundation/neverFreed.h"
 #include "foundation/object/Snapshot.h"
+#include <BsCloudConfig/BsCloudConfig.h>
+#include <KblUtils/FileStream.h>
 
 #include <json/json.h>
 
@@ -43,9 +43,9 @@ class CloudConfig final : public IBsCloudConfigManager, public IBsUrlConfig {
   Snapshot<std::optional<UrlMap>> urls_;
 };
 
-/// Made once and never freed: detached threads may ask it while the process ends.
+/// Detached threads may ask it while the process ends.
 CloudConfig& cloudConfig() {
-  static CloudConfig& instance = *new CloudConfig;
+  static CloudConfig& instance = neverFreed<CloudConfig>();
   return instance;
 }
 

@@ -1,8 +1,8 @@
-#include "foundation/KblLogger/KblLogger.h"
+#include "foundation/Texts.h"
+#include <KblLogger/KblLogger.h>
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <string_view>
 
 namespace KBL {
@@ -10,8 +10,7 @@ namespace KBL {
 namespace {
 
 bool isIdentifierLetter(char letter) {
-  return std::isalnum(static_cast<unsigned char>(letter)) != 0 || letter == '_' || letter == '~' ||
-         letter == '$' || (letter & 0x80) != 0;
+  return isLetterOrDigit(letter) || letter == '_' || letter == '~' || letter == '$' || (letter & 0x80) != 0;
 }
 
 /// Reads a function's full form from left to right and keeps the qualified name alone. What stands before the
@@ -93,7 +92,7 @@ class FunctionNameReader {
                                          ? std::string_view("[")
                                          : text_.substr(place_, qualifier - place_);
     const auto isPlain = [](char letter) {
-      return letter == ' ' || std::isalpha(static_cast<unsigned char>(letter)) != 0;
+      return letter == ' ' || (isLetterOrDigit(letter) && !isDigit(letter));
     };
     if (!std::all_of(between.begin(), between.end(), isPlain)) {
       done_ = true;

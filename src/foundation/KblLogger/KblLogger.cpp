@@ -1,6 +1,7 @@
-#include "foundation/KblLogger/KblLogger.h"
-
+#include "foundation/Texts.h"
+#include "foundation/neverFreed.h"
 #include "foundation/object/Snapshot.h"
+#include <KblLogger/KblLogger.h>
 
 #include <atomic>
 #include <cstring>
@@ -11,7 +12,7 @@ namespace KBL {
 
 namespace {
 
-/// Made once and never freed: detached threads may log while the process ends.
+/// Detached threads may log while the process ends.
 struct InstalledLogger {
   Snapshot<std::shared_ptr<IBsLogger>> logger;
   KblLoggerWrapper wrapper;
@@ -19,7 +20,7 @@ struct InstalledLogger {
 };
 
 InstalledLogger& installed() {
-  static InstalledLogger& instance = *new InstalledLogger;
+  static InstalledLogger& instance = neverFreed<InstalledLogger>();
   return instance;
 }
 
@@ -29,9 +30,9 @@ LogStream::LogStream(std::shared_ptr<IBsLogger> logger, IBsLogger::Severity seve
                      int line, const char* function)
     : logger_(std::move(logger)),
       severity_(severity),
-      file_(file == nullptr ? "" : file),
+      file_(textOrEmpty(file)),
       line_(line),
-      function_(function == nullptr ? "" : function) {}
+      function_(textOrEmpty(function)) {}
 
 LogStream::~LogStream() {
   if (logger_ == nullptr) return;
@@ -52,7 +53,12 @@ LogStream& LogStream::operator+(const std::ostringstream& text) {
 
 bool KblLoggerWrapper::testSeverity(IBsLogger::Severity severity) {
   const auto logger = *installed().logger.read();
-  return logger != nullptr && logger->testSeverity(severity);
+  try {
+    return logger != nullptr && logger->testSeverity(severity);
+  } catch (...) {
+    passThreadEnd();
+    return false;
+  }
 }
 
 LogStream KblLoggerWrapper::createLogStream(IBsLogger::Severity severity, const char* file, int line,

@@ -1,14 +1,20 @@
-#include "foundation/KblLogger/LogSinks.h"
-
-#include "foundation/KblUtils/FileUtil.h"
+#include "foundation/Texts.h"
+#include "foundation/system/System.h"
+#include <KblLogger/LogSinks.h>
+#include <KblUtils/FileUtil.h>
 
 #include <spdlog/logger.h>
 #include <spdlog/pattern_formatter.h>
 #include <spdlog/sinks/rotating_file_sink.h>
 #include <spdlog/sinks/stdout_color_sinks.h>
+#include <utf8.h>
 
+#include <algorithm>
+#include <cstddef>
+#include <cstdio>
 #include <exception>
 #include <filesystem>
+#include <iterator>
 #include <memory>
 #include <type_traits>
 #include <utility>
@@ -21,35 +27,58 @@ namespace {
 constexpr const char* linePattern = "%Y-%m-%d %H:%M:%S.%e %^%-8l%$ [%t] %s:%# %! %v";
 
 spdlog::level::level_enum levelOf(IBsLogger::Severity severity) {
-  if (severity < IBsLogger::error) return spdlog::level::critical;
+  if (severity < IBsLogger::severityError) return spdlog::level::critical;
   switch (severity) {
-    case IBsLogger::error:
+    case IBsLogger::severityError:
       return spdlog::level::err;
-    case IBsLogger::warning:
+    case IBsLogger::severityWarning:
       return spdlog::level::warn;
-    case IBsLogger::info:
+    case IBsLogger::severityInfo:
       return spdlog::level::info;
     default:
       return spdlog::level::debug;
   }
 }
 
+/// Whether a terminal takes the character for a command: controls of both blocks, what breaks a line, and the
+/// marks that turn the direction of writing, with which a text can look like another one.
+bool steersTerminal(char32_t letter) {
+  if (letter == U'\t') return false;
+  if (letter < 0x20 || (letter >= 0x7F && letter <= 0x9F)) return true;
+  if (letter == 0x061C || letter == 0x200E || letter == 0x200F) return true;
+  return (letter >= 0x2028 && letter <= 0x202E) || (letter >= 0x2066 && letter <= 0x2069);
+}
+
+/// Where the UTF-8 character at `place` ends; `place` itself when there is none.
+std::string::const_iterator characterEnd(std::string::const_iterator place, std::string::const_iterator end) {
+  const std::ptrdiff_t longest = std::min<std::ptrdiff_t>(4, end - place);
+  for (std::ptrdiff_t size = 1; size <= longest; ++size) {
+    if (utf8::is_valid(place, place + size)) return place + size;
+  }
+  return place;
+}
+
 /// One line stays one line, and nothing that a server sent steers a terminal.
 std::string printableLine(const std::string& text) {
-  constexpr char digits[] = "0123456789abcdef";
   std::string line;
   line.reserve(text.size());
-  const std::size_t end = text.find_last_not_of("\r\n");
-  for (std::size_t place = 0; end != std::string::npos && place <= end; ++place) {
-    const auto letter = static_cast<unsigned char>(text[place]);
-    if (letter == '\n') {
+  auto place = text.begin();
+  const auto end = text.begin() + static_cast<std::ptrdiff_t>(text.find_last_not_of("\r\n") + 1);
+  while (place != end) {
+    const auto next = characterEnd(place, end);
+    if (*place == '\n') {
       line += "\\n";
-    } else if (letter == '\t' || (letter >= 0x20 && letter != 0x7F)) {
-      line += text[place];
+      ++place;
+    } else if (next != place && !steersTerminal(utf8::unchecked::peek_next(place))) {
+      line.append(place, next);
+      place = next;
     } else {
-      line += "\\x";
-      line += digits[letter >> 4];
-      line += digits[letter & 0x0F];
+      // Bytes that are no character are no text either: a terminal of another coding may know them.
+      const auto escapedEnd = next != place ? next : place + 1;
+      for (; place != escapedEnd; ++place) {
+        line += "\\x";
+        writeHex(std::back_inserter(line), static_cast<unsigned char>(*place));
+      }
     }
   }
   return line;
@@ -100,33 +129,32 @@ class SinkLogger final : public IBsLogger {
   spdlog::logger logger_;
 };
 
-std::filesystem::path pathOf(const std::string& utf8) {
-  return std::filesystem::path(std::u8string(utf8.begin(), utf8.end()));
-}
-
 static_assert(std::is_same_v<spdlog::filename_t, std::filesystem::path::string_type>,
               "on Windows spdlog has to be built with SPDLOG_WCHAR_FILENAMES");
 
 /// The file belongs to its owner alone before the first byte is in it, after each rotation too.
 void makePrivateBeforeOpening(const spdlog::filename_t& name) {
   const std::filesystem::path path(name);
-  const std::u8string text = path.u8string();
   std::error_code failure;
   if (std::filesystem::exists(path, failure)) {
     std::filesystem::permissions(
         path, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write, failure);
   } else {
-    (void)FileUtil::writePrivateFile(Path(std::string(text.begin(), text.end())), "");
+    (void)FileUtil::writePrivateFile(Path(System::utf8Text(path.u8string())), "");
   }
 }
 
 spdlog::sink_ptr makeFileSink(const LogSettings& settings) {
-  const std::u8string folder = std::filesystem::absolute(pathOf(settings.file)).parent_path().u8string();
-  (void)FileUtil::makePrivateDirectory(Path(std::string(folder.begin(), folder.end())));
+  const std::filesystem::path file = System::nativePath(settings.file);
+  const std::filesystem::path folder = std::filesystem::absolute(file).parent_path();
+  (void)FileUtil::makePrivateDirectory(Path(System::utf8Text(folder.u8string())));
   spdlog::file_event_handlers handlers;
   handlers.before_open = makePrivateBeforeOpening;
-  return std::make_shared<spdlog::sinks::rotating_file_sink_mt>(
-      pathOf(settings.file).native(), settings.maxFileBytes, settings.keptFiles, false, handlers);
+  handlers.after_open = [](const spdlog::filename_t&, std::FILE* opened) {
+    FileUtil::keepFromChildren(opened);
+  };
+  return std::make_shared<spdlog::sinks::rotating_file_sink_mt>(file.native(), settings.maxFileBytes,
+                                                                settings.keptFiles, false, handlers);
 }
 
 }  // namespace

@@ -1,8 +1,8 @@
-#include "foundation/KblLogger/LogSinks.h"
+#include "foundation/Texts.h"
+#include <KblLogger/LogSinks.h>
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <string_view>
 
 namespace KBL {
@@ -11,23 +11,17 @@ namespace {
 
 constexpr std::string_view mask = "***";
 
+constexpr std::string_view numberBegins = "-0123456789";
+constexpr std::string_view numberLetters = "+-.0123456789eE";
+
+/// What ends a value that stands bare in a text.
+constexpr std::string_view bareEnds = " \t\r\n\"'\\,;<>&";
+
 /// What the stored logins of the script package begin with, in front of a full stop.
 constexpr std::string_view scriptLogin = "mt1";
 
-std::string lowerCase(std::string_view text) {
-  std::string lower(text);
-  std::transform(lower.begin(), lower.end(), lower.begin(), [](char letter) {
-    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter + 32) : letter;
-  });
-  return lower;
-}
-
-bool isHexDigit(char letter) {
-  return std::isxdigit(static_cast<unsigned char>(letter)) != 0;
-}
-
 bool isNameLetter(char letter) {
-  return std::isalnum(static_cast<unsigned char>(letter)) != 0 || letter == '_' || letter == '-';
+  return isLetterOrDigit(letter) || letter == '_' || letter == '-';
 }
 
 bool isCode(const std::string& name) {
@@ -38,7 +32,7 @@ bool isCode(const std::string& name) {
 
 bool isSecretName(const std::string& name) {
   return isCode(name) || name.ends_with("token") || name.ends_with("secret") || name == "open_id" ||
-         name.ends_with("verifier") || name == "password" || name == "bearer";
+         name.ends_with("verifier") || name == "password" || name == "bearer" || name == "upload_id";
 }
 
 /// A status code is no secret, and one has to see it.
@@ -46,7 +40,7 @@ bool isShortNumber(std::string_view value) {
   constexpr std::size_t longestStatus = 8;
   value = value.substr(0, value.find_last_not_of(",.:)]}") + 1);
   return value.size() <= longestStatus && std::all_of(value.begin(), value.end(), [](char letter) {
-           return letter == '-' || (letter >= '0' && letter <= '9');
+           return letter == '-' || isDigit(letter);
          });
 }
 
@@ -65,6 +59,9 @@ class SecretMasker {
     while (place_ < text_.size()) {
       if (atEscape()) {
         copy(3);
+      } else if (text_[place_] == ':' && startsWith("://")) {
+        copy(3);
+        maskUserInfo();
       } else if (isNameLetter(text_[place_])) {
         readName();
       } else {
@@ -77,12 +74,12 @@ class SecretMasker {
  private:
   /// "%3D" and the like: the letters in it belong to no name.
   [[nodiscard]] bool atEscape() const {
-    return text_[place_] == '%' && place_ + 2 < text_.size() && isHexDigit(text_[place_ + 1]) &&
-           isHexDigit(text_[place_ + 2]);
+    return text_[place_] == '%' && place_ + 2 < text_.size() && hexValue(text_[place_ + 1]) >= 0 &&
+           hexValue(text_[place_ + 2]) >= 0;
   }
 
   [[nodiscard]] bool startsWith(std::string_view lower) const {
-    return lowerCase(text_.substr(place_, lower.size())) == lower;
+    return readsLike(text_.substr(place_, lower.size()), lower);
   }
 
   void copy(std::size_t count) {
@@ -105,13 +102,13 @@ class SecretMasker {
     copy(end - place_);
     if (name == scriptLogin && startsWith(".")) {
       copy(1);
-      maskValue(" \t\r\n\"'\\,;<>&", false);
+      maskValue(bareEnds, false);
     } else if (name.ends_with("authorization")) {
       maskCredentials();
     } else if (name == "bearer" && copyAnyOf(" +")) {
-      maskValue(" \t\r\n\"'\\,;<>&", false);
+      maskValue(bareEnds, false);
     } else if (isSecretName(name)) {
-      maskParameter(isCode(name)) || maskMember(isCode(name));
+      maskParameter(isCode(name)) || maskMember(isCode(name)) || maskField(name);
     }
   }
 
@@ -137,7 +134,25 @@ class SecretMasker {
     return true;
   }
 
-  /// "name": "value", also inside a text that is quoted itself, where the quotes carry backslashes.
+  /// "user:password@" in front of an address's host.
+  void maskUserInfo() {
+    const std::size_t end = std::min(text_.find_first_of("/?#<> \t\r\n\"'\\", place_), text_.size());
+    const std::size_t at = text_.substr(place_, end - place_).rfind('@');
+    if (at != std::string_view::npos) maskUpTo(place_ + at, false);
+  }
+
+  /// "Name: value", as headers are quoted. A short number stays behind a name that may be a word of a
+  /// sentence, since that is a count or a code.
+  bool maskField(const std::string& name) {
+    if (name == "code" || !startsWith(":") || startsWith("::")) return false;
+    copy(1);
+    copyAnyOf(" \t");
+    maskValue(bareEnds, name.find('-') == std::string::npos);
+    return true;
+  }
+
+  /// "name": "value", "name": 5 or "name": ["value", 5], also inside a text that is quoted itself, where the
+  /// quotes carry backslashes.
   bool maskMember(bool numbersStay) {
     const std::size_t start = place_;
     const std::size_t startOut = out_.size();
@@ -145,18 +160,37 @@ class SecretMasker {
     const bool quoted = copyAnyOf("\"'");
     copyAnyOf(" \t\r\n");
     const bool colon = quoted && copyAnyOf(":");
+    if (!colon) return goBackTo(start, startOut);
     copyAnyOf(" \t\r\n");
-    const std::size_t beforeBackslashes = place_;
-    copyAnyOf("\\");
-    if (!colon || place_ >= text_.size() || (text_[place_] != '"' && text_[place_] != '\'')) {
-      place_ = start;
-      out_.resize(startOut);
-      return false;
+    if (!copyAnyOf("[")) return maskScalar(numbersStay) || goBackTo(start, startOut);
+    copyAnyOf(" \t\r\n");
+    while (maskScalar(numbersStay)) copyAnyOf(", \t\r\n[");
+    return true;
+  }
+
+  bool goBackTo(std::size_t place, std::size_t outSize) {
+    place_ = place;
+    out_.resize(outSize);
+    return false;
+  }
+
+  /// A quoted text up to its closing quote, or a number.
+  bool maskScalar(bool numbersStay) {
+    if (place_ < text_.size() && numberBegins.find(text_[place_]) != std::string_view::npos) {
+      maskUpTo(std::min(text_.find_first_not_of(numberLetters, place_), text_.size()), numbersStay);
+      return true;
     }
-    const std::size_t backslashes = place_ - beforeBackslashes;
+    const std::size_t start = place_;
+    const std::size_t startOut = out_.size();
+    copyAnyOf("\\");
+    const std::size_t backslashes = place_ - start;
+    if (place_ >= text_.size() || (text_[place_] != '"' && text_[place_] != '\'')) {
+      return goBackTo(start, startOut);
+    }
     const char quote = text_[place_];
     copy(1);
     maskUpTo(closingQuote(quote, backslashes), numbersStay);
+    copy(backslashes + 1);
     return true;
   }
 

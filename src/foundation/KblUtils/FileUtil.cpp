@@ -1,7 +1,6 @@
-#include "foundation/KblUtils/FileUtil.h"
-
-#include "foundation/KblUtils/StringUtil.h"
-#include "foundation/KblUtils/system/System.h"
+#include "foundation/system/System.h"
+#include <KblUtils/FileUtil.h>
+#include <KblUtils/StringUtil.h>
 
 #include <exception>
 
@@ -28,9 +27,8 @@ bool makeDirectories(const fs::path& directory) {
   if (fs::is_directory(directory, failure)) return true;
   const fs::path parent = directory.parent_path();
   if (!parent.empty() && parent != directory && !makeDirectories(parent)) return false;
-  const std::u8string text = directory.u8string();
   // Another process may make it at the same time.
-  return System::createPrivateDirectory(std::string(text.begin(), text.end())) ||
+  return System::createPrivateDirectory(System::utf8Text(directory.u8string())) ||
          fs::is_directory(directory, failure);
 }
 
@@ -77,6 +75,16 @@ bool FileUtil::writePrivateFile(const Path& path, const std::string& contents) {
     remove(Path(beside));
     return false;
   });
+}
+
+bool FileUtil::moveIntoPlace(const Path& from, const Path& to) {
+  return orOnFailure(false, [&] {
+    return System::bringFileToDisk(from.string()) && System::replaceFile(from.string(), to.string());
+  });
+}
+
+void FileUtil::keepFromChildren(std::FILE* file) {
+  if (file != nullptr) System::keepFromChildren(file);
 }
 
 }  // namespace KBL

@@ -1,6 +1,5 @@
-#include "foundation/KblUtils/Path.h"
-
-#include "foundation/KblUtils/system/System.h"
+#include "foundation/system/System.h"
+#include <KblUtils/Path.h>
 
 #include <exception>
 #include <utility>
@@ -16,11 +15,6 @@ Path& Path::operator=(Path&&) noexcept = default;
 
 namespace {
 
-std::string utf8Of(const std::filesystem::path& path) {
-  const std::u8string text = path.generic_u8string();
-  return std::string(text.begin(), text.end());
-}
-
 /// "/" or, on Windows, "C:/".
 bool isRoot(const std::string& path) {
   return path == "/" || (path.size() == 3 && path[1] == ':' && path[2] == '/');
@@ -31,12 +25,6 @@ std::string withoutFinalSlash(std::string path) {
   return path;
 }
 
-#if defined(_WIN32)
-constexpr std::size_t leadingSlashesKept = 2;  // "//server/share"
-#else
-constexpr std::size_t leadingSlashesKept = 1;
-#endif
-
 }  // namespace
 
 Path PathUtil::absolute(const Path& path) {
@@ -44,7 +32,8 @@ Path PathUtil::absolute(const Path& path) {
     std::error_code failure;
     const std::filesystem::path given = System::nativePath(path.string());
     const std::filesystem::path whole = std::filesystem::absolute(given, failure);
-    return Path(withoutFinalSlash(utf8Of((failure ? given : whole).lexically_normal())));
+    return Path(
+        withoutFinalSlash(System::utf8Text((failure ? given : whole).lexically_normal().generic_u8string())));
   } catch (const std::exception&) {
     return path;  // a text that is no path on this system
   }
@@ -54,7 +43,7 @@ Path PathUtil::normalizeSlash(const Path& path) {
   std::string text;
   for (char letter : path.string()) {
     if (letter == '\\') letter = '/';
-    const bool leading = text.size() == 1 && leadingSlashesKept == 2;
+    const bool leading = text.size() == 1 && System::leadingSlashes() == 2;
     if (letter == '/' && text.ends_with('/') && !leading) continue;
     text += letter;
   }

@@ -1,5 +1,7 @@
 #include "foundation/KblUtils/SettingTable.h"
 
+#include "foundation/Texts.h"
+
 #include <algorithm>
 #include <string_view>
 
@@ -9,23 +11,11 @@ namespace {
 
 constexpr std::size_t longestName = 64;
 
-char lowerCase(char letter) {
-  return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter + 32) : letter;
-}
-
-bool isDigit(char letter) {
-  return letter >= '0' && letter <= '9';
-}
+/// What names begin with that SQLite keeps for itself.
+constexpr std::string_view reserved = "sqlite_";
 
 bool isNameLetter(char letter) {
-  const char lower = lowerCase(letter);
-  return (lower >= 'a' && lower <= 'z') || isDigit(letter) || letter == '_';
-}
-
-bool startsLike(std::string_view name, std::string_view prefix) {
-  return name.size() >= prefix.size() &&
-         std::equal(prefix.begin(), prefix.end(), name.begin(),
-                    [](char expected, char letter) { return expected == lowerCase(letter); });
+  return isLetterOrDigit(letter) || letter == '_';
 }
 
 }  // namespace
@@ -34,9 +24,10 @@ SettingTable::SettingTable(SqliteConnection& connection, const std::string& name
     : connection_(connection), quotedName_('"' + name + '"') {}
 
 bool SettingTable::isValidName(const char* name) {
-  const std::string_view text = name == nullptr ? "" : name;
+  const std::string_view text = textOrEmpty(name);
   if (text.empty() || text.size() > longestName || isDigit(text.front())) return false;
-  return std::all_of(text.begin(), text.end(), isNameLetter) && !startsLike(text, "sqlite_");
+  return std::all_of(text.begin(), text.end(), isNameLetter) &&
+         !readsLike(text.substr(0, reserved.size()), reserved);
 }
 
 int SettingTable::create() {

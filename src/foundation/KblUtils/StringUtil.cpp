@@ -1,6 +1,6 @@
-#include "foundation/KblUtils/StringUtil.h"
-
-#include "foundation/KblUtils/system/System.h"
+#include "foundation/Texts.h"
+#include "foundation/system/System.h"
+#include <KblUtils/StringUtil.h>
 
 #include <utf8.h>
 
@@ -23,6 +23,10 @@ bool StringUtil::utf8ToWide(const char* text, std::size_t size, std::wstring& wi
   return true;
 }
 
+bool StringUtil::isUtf8(const char* text) {
+  return utf8::is_valid(text, text + std::strlen(text));
+}
+
 std::string StringUtil::cutUtf8(const std::string& text, std::size_t limit) {
   if (text.size() <= limit) return text;
   // A character has three continuation bytes at most; more of them are no UTF-8 and may be cut anywhere.
@@ -41,19 +45,17 @@ void KblGenerateUuid(char* buffer) {
   if (!KBL::System::fillRandom(bytes.data(), bytes.size())) return;
   bytes[6] = static_cast<unsigned char>((bytes[6] & 0x0F) | 0x40);  // version 4: random
   bytes[8] = static_cast<unsigned char>((bytes[8] & 0x3F) | 0x80);  // the variant of the standard form
-  constexpr char digits[] = "0123456789abcdef";
   char* out = buffer;
   for (std::size_t place = 0; place < bytes.size(); ++place) {
     if (place == 4 || place == 6 || place == 8 || place == 10) *out++ = '-';
-    *out++ = digits[bytes[place] >> 4];
-    *out++ = digits[bytes[place] & 0x0F];
+    out = KBL::writeHex(out, bytes[place]);
   }
   *out = '\0';
 }
 
 char* kbl_strcpy(char* destination, const char* source) {
   if (destination == nullptr) return nullptr;
-  const char* const from = source == nullptr ? "" : source;
+  const char* const from = KBL::textOrEmpty(source);
   std::memmove(destination, from, std::strlen(from) + 1);
   return destination;
 }

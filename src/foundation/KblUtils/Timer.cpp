@@ -1,6 +1,5 @@
-#include "foundation/KblUtils/Timer.h"
-
-#include "foundation/KblUtils/TimeSource.h"
+#include <KblUtils/TimeSource.h>
+#include <KblUtils/Timer.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -20,11 +19,8 @@ class Timer::Run {
         function_(std::move(function)) {}
 
   void repeat() {
-    std::unique_lock lock(mutex_);
-    while (waitUntilDue(lock)) {
-      lock.unlock();
+    while (waitUntilDue()) {
       tick();
-      lock.lock();
       skipMissedTicks();
     }
   }
@@ -39,9 +35,15 @@ class Timer::Run {
 
  private:
   /// False when the repetition has ended. The decision for a tick falls under the lock: none begins once
-  /// `expire` has returned.
-  bool waitUntilDue(std::unique_lock<std::mutex>& lock) {
-    while (!expired_ && source_->steadyMs() < dueMs_) source_->wait(wake_, lock, dueMs_);
+  /// `expire` has returned. The clock is the host's and is read without the lock; its `wait` gives the lock
+  /// up.
+  bool waitUntilDue() {
+    while (source_->steadyMs() < dueMs_) {
+      std::unique_lock lock(mutex_);
+      if (expired_) return false;
+      source_->wait(wake_, lock, dueMs_);
+    }
+    const std::lock_guard lock(mutex_);
     return !expired_;
   }
 
@@ -60,7 +62,7 @@ class Timer::Run {
 
   const std::shared_ptr<ITimeSource> source_;
   const std::int64_t periodMs_;
-  std::int64_t dueMs_;
+  std::int64_t dueMs_;  // the own thread's
   const std::function<void()> function_;
   std::mutex mutex_;
   std::condition_variable wake_;
@@ -74,16 +76,22 @@ Timer::~Timer() {
 }
 
 bool Timer::StartTimer(int milliseconds, std::function<void()> function) {
+  std::shared_ptr<Run> run;
+  try {
+    run = std::make_shared<Run>(milliseconds, std::move(function));  // asks the clock: no lock yet
+  } catch (const std::exception&) {
+    run = nullptr;
+  }
   const std::lock_guard lock(mutex_);
   if (run_ != nullptr) run_->expire();
   run_.reset();
+  if (run == nullptr) return false;
   try {
-    const auto run = std::make_shared<Run>(milliseconds, std::move(function));
     std::thread([run] { run->repeat(); }).detach();
-    run_ = run;
   } catch (const std::exception&) {
     return false;
   }
+  run_ = run;
   return true;
 }
 

@@ -9,7 +9,7 @@ namespace KBL {
 
 /// A value that flows read while another thread changes it, published as an immutable snapshot. A reader
 /// copies a shared pointer under a leaf lock held for that copy alone and waits for no writer; writers are
-/// serialised. A former value is destroyed by whoever lets go of it last, outside the leaf lock.
+/// serialised. A former value is destroyed by whoever lets go of it last, outside the locks.
 template <class Value>
 class Snapshot {
  public:
@@ -22,12 +22,15 @@ class Snapshot {
     return value_;
   }
 
-  /// Copies the value, lets `change(Value&)` edit the copy and publishes it. `change` must not call host code
-  /// and must not change the same snapshot. Returns what `change` returns.
+  /// Copies the value, lets `change(Value&)` edit the copy and publishes it. Neither `change` nor the copy of
+  /// a value may call host code, and `change` must not change the same snapshot. Returns what `change`
+  /// returns.
   template <class Change>
   auto change(Change&& change) {
+    std::shared_ptr<const Value> former;  // goes last, behind the lock
     const std::lock_guard writer(writers_);
-    const auto next = std::make_shared<Value>(*read());
+    former = read();
+    const auto next = std::make_shared<Value>(*former);
     if constexpr (std::is_void_v<std::invoke_result_t<Change, Value&>>) {
       std::forward<Change>(change)(*next);
       publish(next);

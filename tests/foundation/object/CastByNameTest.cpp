@@ -1,4 +1,4 @@
-#include "foundation/object/CastByName.h"
+#include <KblUtils/CastByName.h>
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "foundation/object/RefCnt.h"
-#include "foundation/object/RefPtr.h"
+#include <KblUtils/RefCnt.h>
+#include <KblUtils/RefPtr.h>
 
 #include <functional>
 #include <utility>
@@ -18,7 +18,6 @@ class Counted : public KBL::RefCnt<Counted> {
 
   void* QueryInterfaceByName(const char*) override { return nullptr; }
   using RefCnt::addReferenceUnlessZero;
-  using RefCnt::destroyUnreferenced;
   using RefCnt::dropReference;
 
   KBL::RefPtr<Counted> itself;

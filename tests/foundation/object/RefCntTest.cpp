@@ -1,5 +1,6 @@
 #include "foundation/object/Counted.h"
-#include "foundation/object/RefCnt.h"
+#include "support/LastRelease.h"
+#include <KblUtils/RefCnt.h>
 
 #include <gtest/gtest.h>
 
@@ -9,19 +10,6 @@
 #include <vector>
 
 namespace {
-
-class Witness : public KBL::IDmProtocol {
- public:
-  void onLastRelease(KBL::IDmBaseObj* object) override {
-    ++calls;
-    aliveAtCall = Counted::alive;
-    last = object;
-  }
-
-  int calls = 0;
-  int aliveAtCall = -1;
-  KBL::IDmBaseObj* last = nullptr;
-};
 
 /// Makes the count visible while the memory stays: what a table of borrowed pointers needs.
 class Kept : public KBL::RefCnt<Kept> {
@@ -42,7 +30,12 @@ TEST(RefCnt, ObjectsAreBornWithoutAReference) {
 }
 
 TEST(RefCnt, LastReleaseTellsTheProtocolBeforeTheEnd) {
-  Witness witness;
+  int aliveAtCall = -1;
+  const KBL::IDmBaseObj* last = nullptr;
+  LastRelease witness([&](KBL::IDmBaseObj* object) {
+    aliveAtCall = Counted::alive;
+    last = object;
+  });
   auto* const object = new Counted;
   const KBL::IDmBaseObj* const base = object;  // the way to a virtual base ends with the object
   object->AddRef();
@@ -53,12 +46,12 @@ TEST(RefCnt, LastReleaseTellsTheProtocolBeforeTheEnd) {
   object->Release();
 
   EXPECT_EQ(witness.calls, 1);
-  EXPECT_EQ(witness.aliveAtCall, 1);
-  EXPECT_EQ(witness.last, base);
+  EXPECT_EQ(aliveAtCall, 1);
+  EXPECT_EQ(last, base);
 }
 
 TEST(RefCnt, DetachedProtocolHearsNothing) {
-  Witness witness;
+  LastRelease witness;
   auto* const object = new Counted;
   object->AddRef();
   object->SetProtocol(&witness);

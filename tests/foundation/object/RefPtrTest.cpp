@@ -1,5 +1,5 @@
 #include "foundation/object/Counted.h"
-#include "foundation/object/RefPtr.h"
+#include <KblUtils/RefPtr.h>
 
 #include <gtest/gtest.h>
 

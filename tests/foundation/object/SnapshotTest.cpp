@@ -1,8 +1,10 @@
 #include "foundation/object/Snapshot.h"
+#include "support/WaitUntil.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <memory>
 #include <thread>
 #include <vector>
 
@@ -51,6 +53,27 @@ TEST(Snapshot, WritersLoseNothingAndReadersSeeWholeValues) {
 
   EXPECT_FALSE(torn);
   EXPECT_EQ(pairs.read()->size(), 800U);
+}
+
+TEST(Snapshot, AFormerValueEndsOutsideOfTheLocks) {
+  KBL::Snapshot<std::shared_ptr<int>> published;
+  std::atomic<bool> changed{false};
+  std::thread other;
+  bool waited = false;
+  const auto changeOnAnotherThread = [&](int* ended) {
+    delete ended;
+    other = std::thread([&] {
+      published.change([](std::shared_ptr<int>&) {});
+      changed = true;
+    });
+    waited = waitUntil([&] { return changed.load(); });
+  };
+  published.change([&](std::shared_ptr<int>& value) { value.reset(new int(1), changeOnAnotherThread); });
+
+  published.change([](std::shared_ptr<int>& value) { value.reset(); });
+
+  EXPECT_TRUE(waited);
+  if (other.joinable()) other.join();
 }
 
 }  // namespace

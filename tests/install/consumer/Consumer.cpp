@@ -1,13 +1,14 @@
 // Uses each of the five libraries once.
-#include "boundary/ExternlMediaTransfer.h"
-#include "boundary/records/ExternlMediaKeys.h"
-#include "boundary/records/RecordInterfaces.h"
-#include "foundation/BsCloudConfig/BsCloudConfig.h"
-#include "foundation/BsNet/createInfoObject.h"
-#include "foundation/KblLogger/LogSinks.h"
-#include "foundation/KblUtils/TimeUtil.h"
-#include "foundation/object/CastByName.h"
-#include "foundation/object/RefPtr.h"
+#include <BsCloudConfig/BsCloudConfig.h>
+#include <BsNet/createInfoObject.h>
+#include <ExternlMediaTransfer/ExternlMediaKeys.h>
+#include <ExternlMediaTransfer/ExternlMediaTransfer.h>
+#include <ExternlMediaTransfer/RecordInterfaces.h>
+#include <ExternlMediaTransfer/TransferNumbers.h>
+#include <KblLogger/LogSinks.h>
+#include <KblUtils/CastByName.h>
+#include <KblUtils/RefPtr.h>
+#include <KblUtils/TimeUtil.h>
 
 #include <cstdio>
 #include <string>
@@ -24,12 +25,12 @@ bool recordKeepsATitle() {
 }
 
 bool transferIsMade() {
-  return KBL::adoptRef(createEMTUpTransfer(1)).get() != nullptr;
+  return KBL::adoptRef(createEMTUpTransfer(KBL::transferYoutube)).get() != nullptr;
 }
 
 bool foundationAnswers() {
   KBL::installLogger(KBL::makeLogger({}));
-  KBL_LOG(info, "a line at " << KBL::TimeUtil::nowSinceEpoch());
+  KBL_LOG(severityInfo, "a line at " << KBL::TimeUtil::nowSinceEpoch());
   KBL::setCloudConfig({{"key", "https://host"}});
   char url[KBL::urlBufferSize] = {};
   getBsCloudConfigManager()->urlConfig()->urlForKey("key", url, 0);

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "host/MediaEvents.h"
+#include "options/Options.h"
+#include "report/Report.h"
+#include <ExternlMediaTransfer/IExternlMediaTransfer.h>
+#include <KblUtils/RefPtr.h>
+
+#include <string>
+
+namespace host {
+
+/// What a listing of media is asked with; empty where its service takes none.
+struct MediaRequest {
+  std::string token;  ///< or a pair of tokens
+  std::string album;
+  std::string key;  ///< of an application
+  std::string secret;
+};
+
+/// One listing or one download, from its command to its last record.
+class MediaJob {
+ public:
+  /// Throws Failure when the library makes no transfer.
+  explicit MediaJob(Report& report);
+  /// Ends the job, before the events that its callbacks reach.
+  ~MediaJob();
+  MediaJob(const MediaJob&) = delete;
+  MediaJob& operator=(const MediaJob&) = delete;
+
+  // Each runs the job and returns the exit code.
+  int listAlbums(const std::string& token);
+  int listMedia(const MediaService& service, const MediaRequest& request);
+  /// `path` is in the system's narrow encoding.
+  int download(const std::string& url, const std::string& path);
+
+ private:
+  int follow(bool endsWithError);
+  [[nodiscard]] bool show(const MediaNews& event);
+
+  Report& report_;
+  MediaEvents events_;
+  KBL::RefPtr<KBL::IExternlMediaTransfer> transfer_;
+  bool failed_ = false;
+};
+
+}  // namespace host

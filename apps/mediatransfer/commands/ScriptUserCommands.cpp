@@ -1,0 +1,145 @@
+// What can be done with a login that a script made.
+#include "commands/Commands.h"
+#include "commands/UploadJob.h"
+#include "host/Host.h"
+#include "host/Interrupt.h"
+#include "host/ScriptSession.h"
+#include "options/Failure.h"
+#include "report/Advice.h"
+
+#include <optional>
+
+namespace host {
+namespace {
+
+ScriptLogin requiredLogin(const Host& host, const Options& options) {
+  const std::string platform(options.platform->name);
+  std::optional<ScriptLogin> login = host.scriptLogins().load();
+  if (!login) {
+    throw Failure(Exit::refused, "nobody is signed in to " + platform +
+                                     " through its script; sign in with: " + signInCall(options));
+  }
+  if (options.user.empty() || options.user == login->user) return *login;
+  throw Failure(Exit::refused, "no user " + options.user + " is signed in to " + platform + "; " +
+                                   nextCall(options) + " whoami " + platformAndWay(options) +
+                                   " shows who is");
+}
+
+[[noreturn]] void refuseLogin(const Options& options, const std::string& text) {
+  throw Failure(Exit::refused, explainRefusedLogin(text, platformAndWay(options), nextCall(options)));
+}
+
+/// What the script made of the stored login, which may have had to be renewed, is kept.
+ScriptLogin keep(const Host& host, const ScriptLogin& stored, ScriptLogin login) {
+  login.user = stored.user;
+  login.origin = host.server();
+  if (login.categories.empty()) login.categories = stored.categories;
+  host.scriptLogins().save(login);
+  return login;
+}
+
+/// Gives the script the stored token. Services that take a refresh token once would refuse a second command
+/// that comes with the same one, so the lock is held until the outcome is stored.
+ScriptLogin restore(Host& host, ScriptSession& session, const Options& options) {
+  host.lockLogins();
+  const ScriptLogin stored = requiredLogin(host, options);
+  host.requireOrigin(stored.origin);
+  if (const auto refusal = session.takeToken(stored.token)) refuseLogin(options, *refusal);
+  const std::optional<ScriptLogin> login = session.login();
+  if (!login) refuseLogin(options, {});
+  ScriptLogin kept = keep(host, stored, *login);
+  host.unlockLogins();
+  return kept;
+}
+
+/// The token may have been renewed on the way; services that take a refresh token once would not take the
+/// stored one again. A login that another command has stored meanwhile stays.
+void keepRenewed(Host& host, ScriptSession& session, ScriptLogin login) {
+  const std::optional<ScriptLogin> now = session.login();
+  if (!now || now->token == login.token) return;
+  host.lockLogins();
+  const std::optional<ScriptLogin> stored = host.scriptLogins().load();
+  if (stored && stored->token == login.token) {
+    login.token = now->token;
+    host.scriptLogins().save(login);
+  }
+  host.unlockLogins();
+}
+
+/// Throws Failure when the service was to be asked and did not say.
+void requireAnswer(const ScriptSession::CheckResult& result) {
+  const std::string reason = " (" + singleLine(withoutSecrets(result.text), 240) + "); ";
+  if (result.check == ScriptSession::Check::unreachable) {
+    throw Failure(Exit::refused, "the service cannot be reached to ask about the login" + reason +
+                                     "check the network and --proxy, or look at the stored login alone with "
+                                     "--offline");
+  }
+  if (result.check == ScriptSession::Check::undecided) {
+    throw Failure(Exit::refused, "the service does not say whether the login is good" + reason +
+                                     "run the command again later");
+  }
+}
+
+}  // namespace
+
+int runScriptVerify(const Options& options, Report& report) {
+  Host host(options, report, Servers::optional);
+  requiredLogin(host, options);
+  ScriptSession session(host, options);
+  host.lockLogins();
+  const ScriptLogin stored = requiredLogin(host, options);
+  host.requireOrigin(stored.origin);
+  const ScriptSession::CheckResult result = session.checkToken(stored.token);
+  if (result.check == ScriptSession::Check::refused) refuseLogin(options, result.text);
+  // It may have been renewed whatever came of the question.
+  const std::optional<ScriptLogin> login = session.login();
+  if (!login) refuseLogin(options, {});
+  const Person person = personOf(keep(host, stored, *login));
+  requireAnswer(result);
+  report.person(result.check == ScriptSession::Check::good ? PersonNews::verified : PersonNews::stored,
+                person);
+  return Exit::done;
+}
+
+int runScriptWhoami(const Options& options, Report& report) {
+  const Host host(options, report, Servers::none);
+  report.person(PersonNews::user, personOf(requiredLogin(host, options)));
+  return Exit::done;
+}
+
+/// The stored login goes in any case; telling the service needs the script.
+int runScriptLogout(const Options& options, Report& report) {
+  Host host(options, report, Servers::optional);
+  host.lockLogins();
+  const ScriptLogin login = requiredLogin(host, options);
+  try {
+    host.requireOrigin(login.origin);
+    ScriptSession session(host, options);
+    if (!session.takeToken(login.token)) session.logout();
+  } catch (const Failure& failure) {
+    report.note(std::string("the service was not told: ") + failure.what());
+  }
+  if (!host.scriptLogins().forget()) {
+    throw Failure(Exit::refused,
+                  "the login in '" + host.loginPath() + "' cannot be taken away; check the folder's rights");
+  }
+  report.person(PersonNews::loggedOut, personOf(login));
+  return Exit::done;
+}
+
+int runScriptUpload(const Options& options, Report& report) {
+  const KBL::hostTransferRecord record = uploadRecord(options);
+  const std::uint64_t size = checkedFileSize(options);
+  Host host(options, report, Servers::optional);
+  requiredLogin(host, options);
+  ScriptSession session(host, options);
+  const ScriptLogin login = restore(host, session, options);
+  if (interrupted()) return Exit::interrupted;
+  report.person(PersonNews::verified, personOf(login));
+  UploadJob job(host, options, report, session.transfer());
+  const int exit = job.run(record, size);
+  keepRenewed(host, session, login);
+  return exit;
+}
+
+}  // namespace host

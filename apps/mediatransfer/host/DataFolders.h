@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+
+namespace host {
+
+/// Where the program keeps what outlives it. All folders are made for their owner only.
+struct DataFolders {
+  std::string cache;         ///< enciphered logins
+  std::string key;           ///< the cipher's key
+  std::string sandboxState;  ///< users, tokens and uploads of the stand-in servers
+};
+
+/// `cacheDir` empty: the user's data folder D ($XDG_DATA_HOME/mediatransfer or its like) with the logins in
+/// D/cache, the library's own key in D and the stand-ins in D/sandbox. Any other cache C has its key in C.key
+/// and its stand-ins in C.sandbox, so that two caches in one folder never meet. With `standIns` logins and
+/// key lie with the stand-ins, D/sandbox/cache and D/sandbox or their like, so that no login of theirs meets
+/// a real one. Throws Failure without a data folder.
+[[nodiscard]] DataFolders dataFolders(const std::string& cacheDir, bool standIns);
+
+/// Makes the folder with mode 0700 when it is missing; throws Failure when that fails.
+void makePrivateFolder(const std::string& path);
+
+}  // namespace host

@@ -1,0 +1,37 @@
+#include "host/Interrupt.h"
+
+#include "options/Failure.h"
+
+#include <atomic>
+#include <csignal>
+#include <cstdlib>
+#include <iostream>
+
+namespace host {
+namespace {
+
+std::atomic<bool> interruptSeen{false};
+static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler may touch only lock-free atomics");
+
+}  // namespace
+
+extern "C" void mediatransferOnInterrupt(int signal) {
+  (void)std::signal(signal,
+                    mediatransferOnInterrupt);  // some systems take the handler away when it is called
+  if (interruptSeen.exchange(true)) std::_Exit(Exit::interrupted);
+}
+
+void watchInterrupts() {
+  (void)std::signal(SIGINT, mediatransferOnInterrupt);
+  (void)std::signal(SIGTERM, mediatransferOnInterrupt);
+}
+
+bool interrupted() {
+  return interruptSeen.load() || outputIsLost();
+}
+
+bool outputIsLost() {
+  return std::cout.fail();
+}
+
+}  // namespace host

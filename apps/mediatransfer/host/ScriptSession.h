@@ -1,0 +1,68 @@
+#pragma once
+
+#include "host/Host.h"
+#include "host/ScriptLogins.h"
+#include "options/Options.h"
+#include <ExternlMediaTransfer/IExternlMediaTransfer.h>
+#include <KblUtils/RefPtr.h>
+
+#include <optional>
+#include <string>
+
+namespace host {
+
+/// True when the command of the options goes through the platform's script.
+[[nodiscard]] bool usesScript(const Options& options);
+
+/// One transfer whose calls a script serves, set up for the application of the options. Every operation runs
+/// in the caller's thread and may take as long as the service does.
+class ScriptSession {
+ public:
+  /// Throws Failure when the application is not told, or there is no Python home, no script in it or no
+  /// interpreter.
+  ScriptSession(Host& host, const Options& options);
+
+  /// The address for the browser, which begins a login. Throws Failure when the script gives none.
+  [[nodiscard]] std::string loginUrl();
+
+  enum class Verdict { accepted, notUsable, refused };
+  struct Answer {
+    Verdict verdict = Verdict::refused;
+    std::string text;  ///< the script's, when it refused
+  };
+  /// Hands the address over that the browser reached.
+  [[nodiscard]] Answer verify(const std::string& redirectUrl);
+
+  /// Takes a stored token back. The script's text when it does not take it; nothing when it does.
+  [[nodiscard]] std::optional<std::string> takeToken(const std::string& token);
+  enum class Check {
+    good,
+    refused,      ///< the service does not take it, or it has expired
+    unreachable,  ///< the service cannot be asked
+    undecided,    ///< the service answers, and says something else
+    notAsked      ///< it is stored, and nobody was asked
+  };
+  struct CheckResult {
+    Check check = Check::refused;
+    std::string text;  ///< the script's reason
+  };
+  /// Takes a stored token back in a command that wants to know whether it is good. Throws Failure for a
+  /// script that cannot tell.
+  [[nodiscard]] CheckResult checkToken(const std::string& token);
+  /// What the script knows of the login, renewed where it had to be; nothing without a valid one. The uuid is
+  /// left empty.
+  [[nodiscard]] std::optional<ScriptLogin> login();
+  void logout();
+
+  [[nodiscard]] const KBL::RefPtr<KBL::IExternlMediaTransfer>& transfer() const { return transfer_; }
+
+ private:
+  void requireHome() const;
+  void setApplication();
+  void requireInterpreter();
+
+  const Options& options_;
+  KBL::RefPtr<KBL::IExternlMediaTransfer> transfer_;
+};
+
+}  // namespace host

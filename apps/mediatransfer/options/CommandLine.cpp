@@ -1,0 +1,346 @@
+#include "options/CommandLine.h"
+
+#include "options/Failure.h"
+#include "options/Secrets.h"
+#include <ExternlMediaTransfer/Version.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+
+namespace host {
+namespace {
+
+std::string platformNames() {
+  std::string names;
+  for (const Platform& platform : platforms) {
+    if (!names.empty()) names += ", ";
+    names += platform.name;
+  }
+  return names;
+}
+
+/// Those that fit, in the order of the table.
+std::vector<std::string> mediaServiceNames(bool withAlbums) {
+  std::vector<std::string> names;
+  for (const MediaService& service : mediaServices) {
+    if (service.hasAlbums || !withAlbums) names.emplace_back(service.name);
+  }
+  return names;
+}
+
+/// "one, other or last"
+std::string choiceText(const std::vector<std::string>& names) {
+  std::string text;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (i > 0) text += i + 1 == names.size() ? " or " : ", ";
+    text += names[i];
+  }
+  return text;
+}
+
+bool takesPlatform(Command command) {
+  switch (command) {
+    case Command::login:
+    case Command::verify:
+    case Command::whoami:
+    case Command::logout:
+    case Command::upload:
+      return true;
+    case Command::albums:
+    case Command::media:
+    case Command::download:
+    case Command::sandbox:
+      break;
+  }
+  return false;
+}
+
+/// The parser, and the texts that it fills and that are checked afterwards.
+class Parser {
+ public:
+  Parser() {
+    // A path may start with a slash on every system.
+    app_.allow_windows_style_options(false);
+    app_.require_subcommand(1);
+    app_.fallthrough();
+    app_.get_formatter()->label("SUBCOMMAND", "COMMAND");
+    app_.set_version_flag("--version", std::string("mediatransfer ") + KBL::transferVersion,
+                          "Print the version and exit");
+    app_.footer(
+        "Options in front of the command may also follow it. Secrets can come from the environment:\n"
+        "MEDIATRANSFER_APP_SECRET, MEDIATRANSFER_TOKEN, MEDIATRANSFER_SECRET, MEDIATRANSFER_PROXY and so "
+        "on.");
+    addSharedOptions();
+    addLogin();
+    addVerify();
+    addUserCommand(Command::whoami, "whoami", "Show the user of PLATFORM who is signed in");
+    addUserCommand(Command::logout, "logout", "Sign out of PLATFORM and forget the tokens");
+    addUpload();
+    addAlbums();
+    addMedia();
+    addDownload();
+    addSandbox();
+  }
+
+  std::variant<Options, Help> parse(std::vector<std::string> arguments) {
+    std::reverse(arguments.begin(), arguments.end());
+    try {
+      app_.parse(arguments);
+    } catch (const CLI::CallForHelp&) {
+      return Help{helpOfCalledCommand()};
+    } catch (const CLI::CallForVersion&) {
+      return Help{app_.version() + "\n"};
+    } catch (const CLI::ParseError& error) {
+      throw Failure(Exit::wrongUse, explain(error) + "; see " + helpCall());
+    }
+    check();
+    return options_;
+  }
+
+ private:
+  void addSharedOptions() {
+    CLI::Option* const sandbox =
+        app_.add_flag("--sandbox", options_.sandbox, "Use stand-in servers inside this process");
+    app_.add_option("--consent", consent_, "Who consents to a login of the stand-in servers: auto or ask")
+        ->check(CLI::IsMember({"auto", "ask"}));
+    app_.add_option("--cloud-config", options_.cloudConfigFile, "JSON object from URL key to server address")
+        ->option_text("FILE")
+        ->excludes(sandbox);
+    app_.add_option("--cache-dir", options_.cacheDir, "Folder of the enciphered logins")->option_text("DIR");
+    app_.add_option("--proxy", options_.proxy, "http://, socks4:// or socks5://[USER:PASSWORD@]HOST:PORT")
+        ->option_text("URL")
+        ->envname("MEDIATRANSFER_PROXY");
+    app_.add_flag("--json", options_.json, "Write one JSON object a line to the standard output");
+    app_.add_option("--log", options_.logFile, "Write the library's log to FILE")->option_text("FILE");
+    app_.add_flag("-v", options_.verbosity, "Show the library's log; twice: debug lines too");
+    app_.add_option("--app-id", options_.appId, "Application id of scripted platforms")
+        ->option_text("ID")
+        ->envname("MEDIATRANSFER_APP_ID");
+    app_.add_option("--app-secret", options_.appSecret, "Application secret; @FILE reads it from FILE")
+        ->option_text("S")
+        ->envname("MEDIATRANSFER_APP_SECRET");
+    app_.add_option("--app-redirect", options_.appRedirect, "Redirect address of scripted platforms")
+        ->option_text("URL")
+        ->envname("MEDIATRANSFER_APP_REDIRECT");
+    app_.add_option("--python-home", options_.pythonHome, "Home of the scripts of scripted platforms")
+        ->option_text("DIR")
+        ->envname("MEDIATRANSFER_PYTHON_HOME");
+  }
+
+  CLI::App* addCommand(Command command, const std::string& name, const std::string& description) {
+    CLI::App* const sub = app_.add_subcommand(name, description);
+    sub->group("Commands");
+    sub->callback([this, command] { options_.command = command; });
+    return sub;
+  }
+
+  CLI::App* addPlatformCommand(Command command, const std::string& name, const std::string& description) {
+    CLI::App* const sub = addCommand(command, name, description);
+    sub->add_option("PLATFORM", platform_, platformNames())->required();
+    return sub;
+  }
+
+  void addUser(CLI::App& sub) {
+    sub.add_option("--user", options_.user, "Which user; without it, who signed in last")
+        ->option_text("UUID");
+  }
+
+  void addLogin() {
+    CLI::App& sub = *addPlatformCommand(Command::login, "login", "Sign in to PLATFORM with a browser");
+    sub.add_option("--timeout", options_.timeoutSeconds, "How long to wait for the browser (120)")
+        ->option_text("SECONDS")
+        ->check(CLI::Range(1, 86400));
+    sub.add_flag("--no-browser", options_.noBrowser, "Only print the address, open no browser");
+    sub.add_option("--scope", options_.scope, "OAuth scopes, separated by commas")->option_text("TEXT");
+    sub.add_option("--platform-id", options_.platformId, "The account server's number of the platform")
+        ->option_text("N");
+    addWay(sub);
+    sub.add_option("--redirect-url", options_.redirectUrl,
+                   "The address that the browser reached, for scripted platforms")
+        ->option_text("URL");
+  }
+
+  void addVerify() {
+    addUserCommand(Command::verify, "verify", "Check a stored login and renew its token")
+        .add_flag("--offline", options_.offline,
+                  "Look at the stored login alone, for platforms that go through a script");
+  }
+
+  CLI::App& addUserCommand(Command command, const std::string& name, const std::string& description) {
+    CLI::App& sub = *addPlatformCommand(command, name, description);
+    addUser(sub);
+    addWay(sub);
+    return sub;
+  }
+
+  // Logins of the two ways are kept apart.
+  void addWay(CLI::App& sub) {
+    CLI::Option* const script = sub.add_flag("--script", options_.script, "Through the script");
+    sub.add_flag("--manager", options_.manager, "Through the authorization manager")->excludes(script);
+  }
+
+  void addUpload() {
+    CLI::App& sub = *addPlatformCommand(Command::upload, "upload", "Upload a video FILE to PLATFORM");
+    sub.add_option("FILE", options_.file, "The video")->required();
+    sub.add_option("--title", options_.title, "Without it, the file's name")->option_text("T");
+    sub.add_option("--description", options_.description, "What the video is about")->option_text("T");
+    sub.add_option("--tags", options_.tags, "Tags, separated by commas")->option_text("T");
+    sub.add_option("--category", options_.category, "One of the categories that whoami shows")
+        ->option_text("T");
+    sub.add_option("--privacy", options_.privacy,
+                   "Who may see it: public, unlisted or another word of the platform (private)")
+        ->option_text("P");
+    sub.add_option("--thumbnail", options_.thumbnail, "A picture that stands for the video")
+        ->option_text("FILE");
+    addUser(sub);
+    sub.add_flag("--script", options_.script, "Upload through the script");
+    sub.add_option("--patience", options_.patienceSeconds, "How long to go on without any news (180)")
+        ->option_text("SECONDS")
+        ->check(CLI::Range(1, 86400));
+  }
+
+  void addToken(CLI::App& sub) {
+    sub.add_option("--token", options_.token, "Access token; @FILE reads it from FILE")
+        ->option_text("T")
+        ->envname("MEDIATRANSFER_TOKEN");
+  }
+
+  void addService(CLI::App& sub, const std::vector<std::string>& names) {
+    sub.add_option("SERVICE", service_, choiceText(names))->required()->check(CLI::IsMember(names));
+  }
+
+  void addAlbums() {
+    CLI::App& sub = *addCommand(Command::albums, "albums", "List a user's albums");
+    addService(sub, mediaServiceNames(true));
+    addToken(sub);
+  }
+
+  void addMedia() {
+    CLI::App& sub = *addCommand(Command::media, "media", "List a user's pictures and videos");
+    addService(sub, mediaServiceNames(false));
+    addToken(sub);
+    sub.add_option("--album", options_.album, "Album of facebook")->option_text("ID");
+    sub.add_option("--key", options_.key, "Application key of flickr")
+        ->option_text("K")
+        ->envname("MEDIATRANSFER_KEY");
+    sub.add_option("--secret", options_.secret, "Application secret of flickr; @FILE reads it from FILE")
+        ->option_text("S")
+        ->envname("MEDIATRANSFER_SECRET");
+  }
+
+  void addDownload() {
+    CLI::App& sub = *addCommand(Command::download, "download", "Fetch URL into FILE");
+    sub.add_option("URL", options_.url, "An address, with --sandbox also a path of the stand-in servers")
+        ->required();
+    sub.add_option("FILE", options_.file, "Where to store it; a file that is there is replaced")->required();
+  }
+
+  void addSandbox() {
+    CLI::App& sub = *addCommand(Command::sandbox, "sandbox", "Run the stand-in servers until Ctrl-C");
+    sub.add_option("--port", options_.port, "Without it, a free one")
+        ->option_text("N")
+        ->check(CLI::Range(0, 65535));
+    sub.add_option("--state-dir", options_.stateDir, "Keep users, tokens and uploads in DIR")
+        ->option_text("DIR");
+    sub.add_option("--config-file", options_.configFile,
+                   "Write the cloud configuration to FILE in place of the standard output")
+        ->option_text("FILE");
+    sub.add_flag("--withdrawn", options_.withdrawn, "Twitch refuses uploads as the service does now");
+    sub.add_flag("--tls", options_.tls, "https with a certificate made at start");
+    sub.footer(
+        "--app-id, --app-secret and --app-redirect say which application the servers accept; an empty one "
+        "accepts any.");
+  }
+
+  [[nodiscard]] std::string calledCommand() const {
+    const auto called = app_.get_subcommands();
+    return called.empty() ? std::string() : called.front()->get_name();
+  }
+
+  [[nodiscard]] std::string helpCall() const {
+    const std::string command = calledCommand();
+    return "mediatransfer " + (command.empty() ? "" : command + " ") + "--help";
+  }
+
+  /// The parser's reason, said for people.
+  [[nodiscard]] std::string explain(const CLI::ParseError& error) const {
+    std::string reason = error.what();
+    if (reason.find(" required ") != std::string::npos && reason.ends_with(" missing")) {
+      return reason.substr(0, reason.find(':')) + " needs a value";
+    }
+    const bool isStrange = dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr;
+    if (!isStrange && dynamic_cast<const CLI::RequiredError*>(&error) == nullptr) return reason;
+    std::string strange = strangeArgument();
+    if (!strange.empty()) return strange;
+    return calledCommand().empty() ? "no command is given" : reason;
+  }
+
+  /// What of the arguments nobody knows; empty when all are known. Values stay out of it: behind a misspelt
+  /// option stands perhaps a secret.
+  [[nodiscard]] std::string strangeArgument() const {
+    const std::vector<std::string> strange = app_.remaining(true);
+    for (const std::string& argument : strange) {
+      if (argument.size() < 2 || argument.front() != '-' || argument == "--") continue;
+      const bool isLong = argument[1] == '-';
+      return "unknown option " + (isLong ? argument.substr(0, argument.find('=')) : argument.substr(0, 2));
+    }
+    if (strange.empty()) return {};
+    const std::string command = calledCommand();
+    if (command.empty()) return "unknown command '" + strange.front() + "'";
+    return "there is an argument too many behind " + command;
+  }
+
+  std::string helpOfCalledCommand() {
+    const auto called = app_.get_subcommands();
+    return called.empty() ? app_.help() : called.front()->help("mediatransfer");
+  }
+
+  void check() {
+    options_.consentAsk = consent_ == "ask";
+    if (!consent_.empty() && !options_.sandbox && options_.command != Command::sandbox) {
+      throw Failure(Exit::wrongUse, "--consent is for the stand-in servers; give --sandbox with it");
+    }
+    if (takesPlatform(options_.command)) checkPlatform();
+    for (const MediaService& service : mediaServices) {
+      if (service.name == service_) options_.service = &service;
+    }
+    options_.appSecret = resolveSecret(options_.appSecret, "--app-secret");
+    if (options_.command == Command::sandbox) takeAcceptedApplication();
+    options_.token = resolveSecret(options_.token, "--token");
+    options_.secret = resolveSecret(options_.secret, "--secret");
+  }
+
+  /// An empty text is not the same as none here.
+  void takeAcceptedApplication() {
+    if (app_.count("--app-id") > 0) options_.acceptedId = options_.appId;
+    if (app_.count("--app-secret") > 0) options_.acceptedSecret = options_.appSecret;
+    if (app_.count("--app-redirect") > 0) options_.acceptedRedirect = options_.appRedirect;
+  }
+
+  void checkPlatform() {
+    options_.platform = findPlatform(platform_);
+    if (options_.platform == nullptr) {
+      throw Failure(Exit::wrongUse, "unknown platform '" + platform_ + "'; give one of " + platformNames());
+    }
+    if (options_.script && !options_.platform->hasScript()) {
+      throw Failure(Exit::wrongUse, platform_ + " has no script; leave out --script");
+    }
+    if (options_.manager && options_.platform->manager < 0) {
+      throw Failure(Exit::wrongUse, platform_ + " has no authorization manager; leave out --manager");
+    }
+  }
+
+  CLI::App app_{"Sign in to media platforms, upload videos, list and download media.", "mediatransfer"};
+  Options options_;
+  std::string consent_;
+  std::string platform_;
+  std::string service_;
+};
+
+}  // namespace
+
+std::variant<Options, Help> parseCommandLine(const std::vector<std::string>& arguments) {
+  return Parser().parse(arguments);
+}
+
+}  // namespace host

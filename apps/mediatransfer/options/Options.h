@@ -1,0 +1,70 @@
+#pragma once
+
+#include "options/Platforms.h"
+
+#include <optional>
+#include <string>
+
+namespace host {
+
+enum class Command { login, verify, whoami, logout, upload, albums, media, download, sandbox };
+
+/// What the command line asked for. Texts are UTF-8; an empty text means "not given".
+struct Options {
+  Command command = Command::whoami;
+
+  // For every command.
+  bool sandbox = false;     ///< the servers are stand-ins of this process
+  bool consentAsk = false;  ///< somebody clicks Allow or Deny on the stand-in's page
+  std::string cloudConfigFile;
+  std::string cacheDir;
+  std::string proxy;
+  bool json = false;
+  std::string logFile;
+  int verbosity = 0;
+  std::string appId;
+  std::string appSecret;
+  std::string appRedirect;
+  std::string pythonHome;
+
+  // Of single commands.
+  const Platform* platform = nullptr;  ///< set for login, verify, whoami, logout and upload
+  std::string user;                    ///< uuid; empty: who signed in last
+  bool script = false;
+  bool manager = false;
+  bool offline = false;  ///< verify looks at the stored login alone
+
+  int timeoutSeconds = 0;  ///< of a login; 0: the library's own limit
+  bool noBrowser = false;
+  std::string scope;
+  std::optional<int> platformId;
+  std::string redirectUrl;
+
+  std::string file;  ///< of upload and download
+  std::string title;
+  std::string description;
+  std::string tags;
+  std::string category;
+  std::string privacy;
+  std::string thumbnail;
+  int patienceSeconds = 180;
+
+  const MediaService* service = nullptr;  ///< set for albums and media
+  std::string token;
+  std::string album;
+  std::string key;
+  std::string secret;
+  std::string url;  ///< of download
+
+  int port = 0;  ///< of sandbox; 0 takes a free one
+  std::string stateDir;
+  std::string configFile;
+  bool tls = false;
+  bool withdrawn = false;  ///< the stand-in of Twitch refuses uploads
+  /// The application that the stand-ins of `sandbox` accept; an empty text accepts any, none the usual one.
+  std::optional<std::string> acceptedId;
+  std::optional<std::string> acceptedSecret;
+  std::optional<std::string> acceptedRedirect;
+};
+
+}  // namespace host

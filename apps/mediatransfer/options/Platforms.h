@@ -1,0 +1,93 @@
+#pragma once
+
+#include "sandbox/base/MediaAccounts.h"
+#include <ExternlMediaTransfer/ExternlMediaPlatform.h>
+#include <ExternlMediaTransfer/TransferNumbers.h>
+
+#include <array>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace host {
+
+/// How a platform takes an upload through its manager.
+struct NativeUpload {
+  enum class Unsent { categoryAndThumbnail, allButTheVideo };
+  Unsent unsent;         ///< what of a record its service has no place for
+  bool stopCutsOff;      ///< a stop cuts the transfer off; elsewhere the part on its way comes to its end
+  bool completesAlways;  ///< what began is completed, stopped or failed, and a good end is told twice
+};
+
+/// A platform as the commands name it: its numbers in the library's two numberings, and all in which the
+/// platforms differ.
+struct Platform {
+  std::string_view name;
+  int transferPlatform;                ///< argument of createEMTUpTransfer
+  int manager;                         ///< argument of getOrCreateExternlMediaAuthorize; ema_none: none
+  std::optional<NativeUpload> native;  ///< nothing: uploads go through the script
+  /// Keys of the services that its script asks, null where there are fewer; none: it has no script.
+  std::array<const char*, 5> scriptServices;
+
+  [[nodiscard]] constexpr bool hasScript() const { return scriptServices.front() != nullptr; }
+};
+
+inline constexpr std::array<Platform, 8> platforms{{
+    {"youtube",
+     KBL::transferYoutube,
+     KBL::ema_youtube,
+     NativeUpload{NativeUpload::Unsent::categoryAndThumbnail, false, false},
+     {"googleLogin", "googleToken", "googleRevoke", "youtubeApi", "youtubeUpload"}},
+    {"tiktok",
+     KBL::transferTiktok,
+     KBL::ema_tiktok,
+     NativeUpload{NativeUpload::Unsent::allButTheVideo, true, false},
+     {}},
+    {"douyin",
+     KBL::transferDouyin,
+     KBL::ema_douyin,
+     NativeUpload{NativeUpload::Unsent::allButTheVideo, false, true},
+     {}},
+    {"vimeo", KBL::transferVimeo, KBL::ema_vimeo, {}, {"vimeoLogin", "vimeoToken", "vimeoApi"}},
+    {"facebook",
+     KBL::transferFacebook,
+     KBL::ema_none,
+     {},
+     {"facebookLogin", "facebookGraph", "facebookGraphVideo"}},
+    {"flickr", KBL::transferFlickr, KBL::ema_none, {}, {"flickrOauth", "flickrRest", "flickrUpload"}},
+    {"instagram",
+     KBL::transferInstagram,
+     KBL::ema_none,
+     {},
+     {"instagramLogin", "instagramToken", "instagramGraph", "instagramUpload"}},
+    {"twitch",
+     KBL::transferTwitch,
+     KBL::ema_none,
+     {},
+     {"twitchLogin", "twitchToken", "twitchRevoke", "twitchHelix", "twitchApi"}},
+}};
+
+/// Null for a name that is none of these.
+[[nodiscard]] constexpr const Platform* findPlatform(std::string_view name) {
+  for (const Platform& platform : platforms) {
+    if (platform.name == name) return &platform;
+  }
+  return nullptr;
+}
+
+/// A service whose media can be listed.
+struct MediaService {
+  std::string_view name;
+  int listCommand;        ///< of a download transfer
+  bool hasAlbums;         ///< media lie in albums, which can be listed
+  bool signsEachRequest;  ///< with the key and the secret of an application
+  std::string sandbox::MediaAccount::*standInToken;
+};
+
+inline constexpr std::array<MediaService, 3> mediaServices{{
+    {"facebook", KBL::commandListFacebookMedia, true, false, &sandbox::MediaAccount::facebookToken},
+    {"flickr", KBL::commandListFlickrMedia, false, true, &sandbox::MediaAccount::flickrPair},
+    {"instagram", KBL::commandListInstagramMedia, false, false, &sandbox::MediaAccount::instagramToken},
+}};
+
+}  // namespace host

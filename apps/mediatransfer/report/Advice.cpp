@@ -1,0 +1,258 @@
+#include "report/Advice.h"
+
+#include "options/Secrets.h"
+#include <BsNet/NetReply.h>
+#include <ExternlMediaTransfer/DownloadRecords.h>
+#include <KblLogger/LogSinks.h>
+#include <KblUtils/Result.h>
+
+#include <utf8.h>
+
+#include <array>
+#include <charconv>
+#include <iterator>
+
+namespace host {
+namespace {
+
+constexpr const char* tooLarge =
+    "the file has 2 GiB or more, which no download takes (10); fetch it with another program";
+
+std::string signInAgain(std::string_view platform, std::string_view program) {
+  return "sign in with: " + std::string(program) + " login " +
+         (platform.empty() ? "PLATFORM" : std::string(platform));
+}
+
+std::string seeWho(std::string_view program) {
+  return "see who is with: " + std::string(program) + " whoami";
+}
+
+bool isTransportFailure(int code) {
+  return code > KBL::transportErrorBase && code < KBL::transportErrorBase + 1000;
+}
+
+/// One code, many causes: the library's text tells which.
+struct InvalidParameter {
+  std::string_view text;
+  std::string_view meaning;
+  std::string_view nextStep;  ///< empty: to sign in again, or to see who is signed in
+};
+constexpr std::string_view noSuchUser = "empty data";
+constexpr std::array<InvalidParameter, 5> invalidParameters{{
+    {"no uploader", "the stored login is of no platform that the library uploads to", ""},
+    {noSuchUser, "no such user is signed in", ""},
+    {"account uid", "the stored login lacks the account id", ""},
+    {"refresh token", "the stored login cannot be renewed", ""},
+    {"param invalid", "something that the service needs is missing",
+     "check --app-secret (or MEDIATRANSFER_APP_SECRET)"},
+}};
+
+const InvalidParameter& invalidParameter(const std::string& text) {
+  for (const InvalidParameter& known : invalidParameters) {
+    if (text.find(known.text) != std::string::npos) return known;
+  }
+  return invalidParameters.back();
+}
+
+/// TikTok's and Douyin's own codes for a token that they no longer take.
+constexpr int tokenUnknownThere = 2190002;
+constexpr int tokenExpiredThere = 2190008;
+
+/// libcurl's code for a setting that cannot be sent, such as a header with a line break in it.
+constexpr int notSendable = KBL::transportErrorBase + 43;
+
+/// What the library says of a user who is not in a cache that has others.
+constexpr std::string_view unknownUser = "uuid empty data";
+
+std::string meaningOf(int code, const std::string& text) {
+  if (code == notSendable) return "what was given cannot be sent";
+  if (isTransportFailure(code)) return "the server cannot be reached";
+  switch (code) {
+    case KBL::ErrorCode::urlInvalid:
+      return "the cloud configuration has no usable address for this service";
+    case KBL::ErrorCode::paramInvalid:
+      return std::string(invalidParameter(text).meaning);
+    case KBL::ErrorCode::loginTimeout:
+      return "nobody finished the login in the browser in time";
+    case KBL::ErrorCode::userCancelled:
+      return "the service kept refusing, or the upload was stopped";
+    case KBL::ErrorCode::noUsableData:
+      return text.find(unknownUser) == std::string::npos ? "nobody is signed in"
+                                                         : "no such user is signed in";
+    case KBL::ErrorCode::tokenExpired:
+      return "the stored login has expired";
+    case KBL::ErrorCode::tokenMissing:
+      return "there is no access token";
+    case KBL::ErrorCode::replyNotRead:
+      return "the server's answer cannot be read";
+    case KBL::ErrorCode::fileNotExist:
+    case KBL::ErrorCode::fileOpenFailed:
+    case KBL::ErrorCode::fileEmpty:
+      return "the file cannot be uploaded";
+    case KBL::ErrorCode::fileTooLarge:
+      return "the file is too large for the platform";
+    case KBL::ErrorCode::idNotFound:
+      return "the server's last answer does not name the video";
+    case KBL::ErrorCode::triesExhausted:
+      return "the service kept refusing";
+    case KBL::ErrorCode::partReadFailed:
+      return "the file could not be read to its end";
+    case tokenUnknownThere:
+    case tokenExpiredThere:
+    case 401:
+    case 403:
+      return "the service refused";
+    default:
+      return code >= 400 && code < 600 ? "the server answered with status " + std::to_string(code)
+                                       : "the service said no";
+  }
+}
+
+constexpr const char* checkSecret = "check --app-secret (or MEDIATRANSFER_APP_SECRET)";
+
+std::string nextStepForParameter(const InvalidParameter& known, std::string_view platform,
+                                 std::string_view program) {
+  if (known.text == noSuchUser) return seeWho(program);
+  return known.nextStep.empty() ? signInAgain(platform, program) : std::string(known.nextStep);
+}
+
+std::string nextStep(int code, const std::string& text, std::string_view platform, std::string_view program) {
+  if (code == notSendable) return checkSecret;
+  if (isTransportFailure(code)) return "check the network, --proxy and the addresses of --cloud-config";
+  switch (code) {
+    case KBL::ErrorCode::urlInvalid:
+      return "check the addresses of --cloud-config";
+    case KBL::ErrorCode::paramInvalid:
+      return nextStepForParameter(invalidParameter(text), platform, program);
+    case KBL::ErrorCode::loginTimeout:
+      return "run the command again, --timeout SECONDS gives more time";
+    case KBL::ErrorCode::noUsableData:
+      if (text.find(unknownUser) != std::string::npos) return seeWho(program);
+      return signInAgain(platform, program);
+    case KBL::ErrorCode::tokenExpired:
+    case KBL::ErrorCode::tokenMissing:
+    case tokenUnknownThere:
+    case tokenExpiredThere:
+    case 401:
+    case 403:
+      return signInAgain(platform, program);
+    case KBL::ErrorCode::fileNotExist:
+    case KBL::ErrorCode::fileOpenFailed:
+    case KBL::ErrorCode::fileEmpty:
+      return "give another file";
+    case KBL::ErrorCode::fileTooLarge:
+      return "give a shorter or smaller video";
+    case KBL::ErrorCode::partReadFailed:
+      return "check the file and its disk";
+    default:
+      if (text.find("app_secret") != std::string::npos) return checkSecret;
+      return "run again with -v to see the exchange";
+  }
+}
+
+/// Whether a terminal takes the character for a command: controls of both blocks, and the marks that turn the
+/// direction of writing, with which a text can look like another one.
+bool steersTerminal(char32_t letter) {
+  if (letter < 0x20 || (letter >= 0x7F && letter <= 0x9F)) return true;
+  if (letter == 0x061C || letter == 0x200E || letter == 0x200F) return true;
+  return (letter >= 0x2028 && letter <= 0x202E) || (letter >= 0x2066 && letter <= 0x2069);
+}
+
+std::string withoutSteering(const std::string& text) {
+  const std::string readable = utf8::replace_invalid(text);
+  std::string line;
+  for (auto place = readable.begin(); place != readable.end();) {
+    const auto letter = static_cast<char32_t>(utf8::next(place, readable.end()));
+    utf8::append(steersTerminal(letter) ? U' ' : letter, std::back_inserter(line));
+  }
+  return line;
+}
+
+/// " (code: text)", as much of it as there is.
+std::string detailOf(int code, const std::string& text) {
+  const std::string shown = singleLine(withoutSecrets(text), 240);
+  // Scripts give a text alone.
+  std::string reason = code == 0 ? std::string() : std::to_string(code);
+  if (!shown.empty()) reason += (reason.empty() ? "" : ": ") + shown;
+  return reason.empty() ? std::string() : " (" + reason + ")";
+}
+
+}  // namespace
+
+std::string nextCall(const Options& options) {
+  return options.sandbox ? "mediatransfer --sandbox" : "mediatransfer";
+}
+
+std::string platformAndWay(const Options& options) {
+  if (options.platform == nullptr) return {};
+  return std::string(options.platform->name) + (options.script    ? " --script"
+                                                : options.manager ? " --manager"
+                                                                  : "");
+}
+
+std::string signInCall(const Options& options) {
+  return nextCall(options) + " login " + platformAndWay(options);
+}
+
+std::string explainError(int code, const std::string& text, std::string_view platform,
+                         std::string_view program) {
+  return meaningOf(code, text) + detailOf(code, text) + "; " + nextStep(code, text, platform, program);
+}
+
+std::string explainNotRenewed(int code, const std::string& text, std::string_view platform, bool goesOn,
+                              std::string_view program) {
+  const bool isPassing = code >= 500 && code < 600;
+  const std::string step = goesOn      ? "going on with the stored token"
+                           : isPassing ? "run the command again later"
+                                       : signInAgain(platform, program);
+  return "the account server does not renew the login" + detailOf(code, text) + "; " + step;
+}
+
+std::string explainRefusedLogin(const std::string& text, std::string_view platform,
+                                std::string_view program) {
+  const std::string shown = singleLine(withoutSecrets(text), 240);
+  return "the stored login is not good any more" + (shown.empty() ? "" : " (" + shown + ")") + "; " +
+         signInAgain(platform, program);
+}
+
+std::string explainMediaError(int code, const std::string& text, bool isTooLarge) {
+  if (isTooLarge && code == KBL::MediaError::fetchFailed) return tooLarge;
+  const std::string shown = singleLine(withoutSecrets(text), 240);
+  const std::string figures = " (" + std::to_string(code) + (shown.empty() ? "" : ": " + shown) + "); ";
+  switch (code) {
+    case KBL::MediaError::localFile:
+      return "the file cannot be written" + figures + "check the folder, its rights and the room on the disk";
+    case KBL::MediaError::fetchFailed:
+      return "the transfer failed" + figures + "check the network, the address and those of --cloud-config";
+    case KBL::MediaError::unusableReply:
+      return "the service's answer cannot be read" + figures + "run the command again later";
+    default:
+      return "the service said no" + figures + "check --token and what was asked for";
+  }
+}
+
+UploadErrorText splitUploadError(const std::string& text) {
+  UploadErrorText split{0, text};
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), split.code);
+  if (error != std::errc() || end == text.data() + text.size() || *end != ',') return {0, text};
+  split.message = std::string(end + 1, text.data() + text.size());
+  return split;
+}
+
+std::string withoutSecrets(const std::string& text) {
+  return withoutGivenSecrets(KBL::maskSecrets(text));
+}
+
+std::string singleLine(const std::string& text, std::size_t limit) {
+  std::string line = withoutSteering(text);
+  const bool isLonger = line.size() > limit;
+  if (isLonger) {
+    std::size_t length = limit;
+    while (length > 0 && (static_cast<unsigned char>(line[length]) & 0xC0U) == 0x80U) --length;
+    line.resize(length);
+  }
+  while (line.ends_with(' ')) line.pop_back();
+  return isLonger ? line + "..." : line;
+}
+
+}  // namespace host

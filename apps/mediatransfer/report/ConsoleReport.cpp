@@ -1,0 +1,265 @@
+#include "options/Options.h"
+#include "options/Secrets.h"
+#include "report/Advice.h"
+#include "report/MediaMeter.h"
+#include "report/Progress.h"
+#include "report/Report.h"
+#include "system/Terminal.h"
+#include <ExternlMediaTransfer/DownloadRecords.h>
+#include <KblUtils/Result.h>
+
+#include <algorithm>
+#include <iostream>
+#include <limits>
+#include <optional>
+#include <utility>
+
+namespace host {
+namespace {
+
+constexpr std::size_t idColumn = 20;
+constexpr std::size_t typeColumn = 9;
+
+/// The text, filled up to the column's width, with two blanks behind it at least.
+std::string cell(const std::string& text, std::size_t width) {
+  return text + std::string(std::max(width, text.size() + 2) - text.size(), ' ');
+}
+
+std::string counted(std::size_t count, const char* one, const char* many) {
+  return std::to_string(count) + " " + (count == 1 ? one : many);
+}
+
+/// "Ada Lovelace (ada@example.org)", as much of it as is known.
+std::string personText(const Person& person) {
+  std::string name = person.name;
+  if (name.empty() && !(person.firstName.empty() && person.lastName.empty())) {
+    name =
+        person.firstName + (person.firstName.empty() || person.lastName.empty() ? "" : " ") + person.lastName;
+  }
+  const std::string& account = person.account.empty() ? person.accountUid : person.account;
+  if (name.empty()) return account.empty() ? "user " + person.user : account;
+  return account.empty() ? name : name + " (" + account + ")";
+}
+
+std::string categoriesText(std::string text) {
+  if (text.ends_with('|')) text.pop_back();
+  std::string shown;
+  for (const char c : text) {
+    if (c == '|') {
+      shown += ", ";
+    } else {
+      shown += c;
+    }
+  }
+  return shown;
+}
+
+/// Lines for people on the standard output, errors on the standard error stream; on a terminal the progress
+/// of an upload or a download is a bar that stays on the last line.
+class ConsoleReport final : public Report {
+ public:
+  explicit ConsoleReport(const Options& options)
+      : command_(options.command),
+        file_(options.file),
+        platform_(options.platform == nullptr ? std::string_view() : options.platform->name),
+        way_(platformAndWay(options)),
+        program_(nextCall(options)),
+        standIns_(options.sandbox && !options.consentAsk),
+        terminal_(outputIsTerminal()) {}
+
+  void loginUrl(const std::string&, const std::string& url) override {
+    line("sign in with a browser at: " + singleLine(withoutGivenSecrets(url)));
+    if (standIns_) line("(the stand-in server consents by itself)");
+  }
+  void callbackUrl(const std::string&, const std::string&) override {}
+  void tokenChanged(const std::string&) override {
+    if (command_ == Command::verify) line("access token renewed");
+  }
+  void person(PersonNews news, const Person& person) override {
+    switch (news) {
+      case PersonNews::loginDone:
+        return line("signed in to " + std::string(platform_) + " as " + personText(person));
+      case PersonNews::verified:
+        if (command_ == Command::upload) return line("uploading as " + personText(person));
+        return line("the " + std::string(platform_) + " login of " + personText(person) + " is good");
+      case PersonNews::stored:
+        return line("the " + std::string(platform_) + " login of " + personText(person) +
+                    " is stored; the service was not asked");
+      case PersonNews::loggedOut:
+        return line("signed out " + personText(person) + " of " + std::string(platform_));
+      case PersonNews::user:
+        return details(person);
+    }
+  }
+  void uploadStarts(std::uint64_t bytes) override {
+    progress_.emplace(bytes, Progress::Clock::now());
+    lastPrinted_ = -1;
+    draw();
+  }
+  void uploadProgress(int percent) override {
+    if (!progress_) return;
+    progress_->advance(percent);
+    if (terminal_) {
+      if (percent != std::exchange(lastPrinted_, percent)) draw();
+      return;
+    }
+    if (!isNews(percent)) return;
+    lastPrinted_ = percent;
+    line(progress_->line(Progress::Clock::now()));
+  }
+  void uploadStops(const std::string& text) override {
+    stopping_ = true;
+    line(text);
+  }
+  void finished(const std::string& text) override {
+    keepBar();
+    progress_.reset();
+    // Douyin tells its end twice.
+    const std::string news = std::exchange(finishedBefore_, true) ? "uploaded, told once more" : "uploaded";
+    line(text.empty() ? news : news + ": " + singleLine(withoutGivenSecrets(text)));
+  }
+  void error(int code, const std::string& text) override {
+    trouble(explainError(code, text, way_, program_));
+  }
+  void notRenewed(int code, const std::string& text) override {
+    trouble(explainNotRenewed(code, text, way_, command_ == Command::upload, program_));
+  }
+  void uploadError(int value, const std::string& text) override {
+    const UploadErrorText split = splitUploadError(text);
+    // A script's errors have no number.
+    if (stopping_ && (split.code == KBL::ErrorCode::userCancelled || split.code == 0)) {
+      keepBar();
+      progress_.reset();
+      return line("the transfer was cut off (" + singleLine(withoutSecrets(text)) + ")");
+    }
+    // Only an invalid token comes without a value.
+    trouble(value == 0 ? explainRefusedLogin(text, way_, program_)
+                       : explainError(split.code, split.message, way_, program_));
+  }
+  void trouble(const std::string& text) override {
+    keepBar();
+    std::cout << std::flush;
+    std::cerr << "mediatransfer: " << singleLine(withoutGivenSecrets(text)) << std::endl;
+  }
+  void sandboxListens(const SandboxPlaces& places) override {
+    // The configuration alone goes to the standard output, so that it can be sent into a file.
+    std::cerr << "stand-in servers listen on " << places.url
+              << "; Ctrl-C ends them. For scripts: MEDIATRANSFER_SERVICES=" << places.scriptServices << '\n';
+    if (!places.authorityFile.empty()) {
+      std::cerr << "Their certificate authority: " << places.authorityFile << '\n';
+    }
+    std::cerr << "Their cloud configuration, for --cloud-config:"
+              << (places.configFile.empty() ? "" : " " + places.configFile) << std::endl;
+    if (places.configFile.empty()) std::cout << places.config << std::endl;
+  }
+
+  void mediaStarts() override { meter_.emplace(); }
+  void album(const AlbumEvent& album) override {
+    if (album.id.empty() && album.more == 0) return;  // the end of the list, and nothing else
+    if (rows_++ == 0) std::cout << cell("ALBUM", idColumn) << "NAME\n";
+    std::cout << cell(singleLine(album.id), idColumn) << singleLine(album.name) << '\n' << std::flush;
+  }
+  void media(const MediaEvent& media) override {
+    if (media.more == 0) return;
+    if (rows_++ == 0) std::cout << cell("TYPE", typeColumn) << "ADDRESS  THUMBNAIL\n";
+    const std::string url = media.url.empty() ? "-" : singleLine(media.url);
+    std::cout << cell(media.type == KBL::mediaVideo ? "video" : "picture", typeColumn) << url << "  "
+              << singleLine(media.thumbnail) << '\n'
+              << std::flush;
+  }
+  void download(const DownloadEvent& download) override {
+    totalBytes_ = download.total;
+    meter_->show(download);
+  }
+  void mediaError(const MediaErrorEvent& error) override {
+    meter_->close();
+    const bool isTooLarge = totalBytes_ == std::numeric_limits<std::int32_t>::max();
+    trouble(explainMediaError(error.code, error.text, isTooLarge));
+  }
+  void mediaEnds(MediaEnd end) override {
+    meter_->close();
+    std::cout << std::flush;
+    if (end == MediaEnd::stopped) return note("stopped");
+    if (end == MediaEnd::failed) return;
+    if (command_ == Command::download) return note("stored in " + file_);
+    if (command_ == Command::albums) return note(counted(rows_, "album", "albums"));
+    note(counted(rows_, "entry", "entries"));
+  }
+
+  void note(const std::string& text) override { line(withoutGivenSecrets(text)); }
+  void tick() override {
+    if (meter_) meter_->tick();
+    if (Progress::Clock::now() - drawn_ > std::chrono::milliseconds(500)) draw();
+  }
+  void done(int) override { keepBar(); }
+
+ private:
+  /// Without a terminal a line every ten per cent is enough.
+  [[nodiscard]] bool isNews(int percent) const {
+    return lastPrinted_ < 0 || percent / 10 != lastPrinted_ / 10;
+  }
+
+  static void detail(const char* name, const std::string& value) {
+    if (!value.empty()) std::cout << name << singleLine(value) << '\n';
+  }
+  static void details(const Person& person) {
+    detail("name        ", person.name);
+    detail("first name  ", person.firstName);
+    detail("last name   ", person.lastName);
+    detail("account     ", person.account);
+    detail("account id  ", person.accountUid);
+    detail("categories  ", categoriesText(person.categories));
+    detail("user        ", person.user);
+    std::cout << std::flush;
+  }
+
+  void line(const std::string& text) {
+    wipeBar();
+    std::cout << text << std::endl;
+    draw();
+  }
+
+  void draw() {
+    if (!terminal_ || !progress_) return;
+    drawn_ = Progress::Clock::now();
+    wipeBar();
+    std::cout << progress_->bar(drawn_, terminalWidth() - 1) << std::flush;
+    barShown_ = true;
+  }
+
+  void wipeBar() {
+    if (barShown_) std::cout << "\r\x1b[K";
+    barShown_ = false;
+  }
+
+  /// Leaves the bar as it stands and goes on below it.
+  void keepBar() {
+    if (barShown_) std::cout << std::endl;
+    barShown_ = false;
+  }
+
+  Command command_;
+  std::string file_;
+  std::string_view platform_;
+  std::string way_;      ///< the platform as it stands behind a command
+  std::string program_;  ///< how a next call begins
+  bool standIns_;
+  bool terminal_;
+  std::optional<Progress> progress_;
+  Progress::Clock::time_point drawn_{};
+  bool barShown_ = false;
+  int lastPrinted_ = -1;
+  bool stopping_ = false;
+  bool finishedBefore_ = false;
+  std::optional<MediaMeter> meter_;  ///< of a listing or a download
+  std::size_t rows_ = 0;
+  int totalBytes_ = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<Report> makeConsoleReport(const Options& options) {
+  return std::make_unique<ConsoleReport>(options);
+}
+
+}  // namespace host

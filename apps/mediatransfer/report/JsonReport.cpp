@@ -1,0 +1,109 @@
+#include "options/Secrets.h"
+#include "report/Advice.h"
+#include "report/JsonLine.h"
+#include "report/Report.h"
+
+#include <algorithm>
+#include <iostream>
+
+namespace host {
+namespace {
+
+std::string_view eventName(PersonNews news) {
+  switch (news) {
+    case PersonNews::loginDone:
+      return "login_done";
+    case PersonNews::verified:
+      return "verified";
+    case PersonNews::stored:
+    case PersonNews::user:
+      return "user";
+    case PersonNews::loggedOut:
+      return "logged_out";
+  }
+  return {};
+}
+
+/// One JSON object a line on the standard output, nothing else. People still find the program's own line on
+/// the standard error stream.
+class JsonReport final : public Report {
+ public:
+  void loginUrl(const std::string& user, const std::string& url) override {
+    write(JsonLine("login_url").text("user", user).text("url", withoutGivenSecrets(url)));
+  }
+  // The address carries the login's code.
+  void callbackUrl(const std::string& user, const std::string& url) override {
+    write(JsonLine("callback_url").text("user", user).text("url", withoutSecrets(url)));
+  }
+  void tokenChanged(const std::string& user) override { write(JsonLine("token_changed").text("user", user)); }
+  void person(PersonNews news, const Person& person) override {
+    write(JsonLine(eventName(news))
+              .text("user", person.user)
+              .textIfKnown("account", person.account)
+              .textIfKnown("name", person.name)
+              .textIfKnown("first_name", person.firstName)
+              .textIfKnown("last_name", person.lastName)
+              .textIfKnown("account_uid", person.accountUid)
+              .textIfKnown("categories", person.categories));
+  }
+  void uploadStarts(std::uint64_t) override {}
+  void uploadProgress(int percent) override { write(JsonLine("progress").number("value", percent)); }
+  void uploadStops(const std::string&) override {}
+  void finished(const std::string& text) override {
+    write(JsonLine("finished").text("text", withoutGivenSecrets(text)));
+  }
+  void error(int code, const std::string& text) override {
+    write(JsonLine("error").number("code", code).text("text", withoutSecrets(text)));
+  }
+  void notRenewed(int code, const std::string& text) override { error(code, text); }
+  void uploadError(int value, const std::string& text) override {
+    write(JsonLine("error").number("value", value).text("text", withoutSecrets(text)));
+  }
+  void trouble(const std::string& line) override {
+    const std::string shown = withoutGivenSecrets(line);
+    write(JsonLine("error").text("text", shown));
+    std::cerr << "mediatransfer: " << singleLine(shown) << std::endl;
+  }
+  void sandboxListens(const SandboxPlaces& places) override {
+    std::string flat = places.config;
+    std::replace(flat.begin(), flat.end(), '\n', ' ');
+    write(JsonLine("sandbox")
+              .text("url", places.url)
+              .json("cloud_config", flat)
+              .text("script_services", places.scriptServices)
+              .textIfKnown("certificate_authority", places.authorityFile));
+  }
+  void mediaStarts() override {}
+  void album(const AlbumEvent& album) override {
+    write(JsonLine("album").text("id", album.id).text("name", album.name).number("more", album.more));
+  }
+  void media(const MediaEvent& media) override {
+    write(JsonLine("media")
+              .number("type", media.type)
+              .text("url", media.url)
+              .text("thumbnail", media.thumbnail)
+              .number("more", media.more));
+  }
+  void download(const DownloadEvent& download) override {
+    write(JsonLine("progress")
+              .number("bytes", download.bytes)
+              .number("total", download.total)
+              .number("finished", download.finished ? 1 : 0));
+  }
+  void mediaError(const MediaErrorEvent& failure) override { error(failure.code, failure.text); }
+  void mediaEnds(MediaEnd) override {}
+  void note(const std::string&) override {}
+  void tick() override {}
+  void done(int exitCode) override { write(JsonLine("done").number("exit", exitCode)); }
+
+ private:
+  static void write(const JsonLine& line) { std::cout << line.line() << std::flush; }
+};
+
+}  // namespace
+
+std::unique_ptr<Report> makeJsonReport() {
+  return std::make_unique<JsonReport>();
+}
+
+}  // namespace host

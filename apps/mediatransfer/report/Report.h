@@ -1,0 +1,78 @@
+#pragma once
+
+#include "report/Events.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace host {
+
+struct Options;
+
+/// What a line about a user tells.
+enum class PersonNews {
+  loginDone,
+  verified,
+  stored,  ///< a login is stored, and nobody was asked whether it is good
+  user,
+  loggedOut
+};
+
+/// Where the stand-in servers are and how a host finds them.
+struct SandboxPlaces {
+  std::string url;
+  std::string authorityFile;   ///< of the certificate authority to trust; empty without TLS
+  std::string config;          ///< the cloud configuration, a JSON object
+  std::string configFile;      ///< where it was written, too; empty: nowhere
+  std::string scriptServices;  ///< the file with the addresses for scripts
+};
+
+/// How a listing or a download came to its end.
+enum class MediaEnd { good, failed, stopped };
+
+/// How the program talks to whoever started it: for people or as JSON lines. Used by the main thread alone.
+class Report {
+ public:
+  virtual ~Report() = default;
+
+  virtual void loginUrl(const std::string& user, const std::string& url) = 0;
+  virtual void callbackUrl(const std::string& user, const std::string& url) = 0;
+  virtual void tokenChanged(const std::string& user) = 0;
+  virtual void person(PersonNews news, const Person& person) = 0;
+  /// An upload of `bytes` is about to start.
+  virtual void uploadStarts(std::uint64_t bytes) = 0;
+  virtual void uploadProgress(int percent) = 0;
+  /// Ctrl-C stops the upload, which `line` says; what still comes of it is reported as before.
+  virtual void uploadStops(const std::string& line) = 0;
+  virtual void finished(const std::string& text) = 0;
+  /// An error that a manager or a task reported.
+  virtual void error(int code, const std::string& text) = 0;
+  /// The account server refused to renew the stored login. An upload goes on with the token at hand.
+  virtual void notRenewed(int code, const std::string& text) = 0;
+  /// An error that an upload reported.
+  virtual void uploadError(int value, const std::string& text) = 0;
+  /// Trouble that the program itself found: one line that says what to do next.
+  virtual void trouble(const std::string& line) = 0;
+  virtual void sandboxListens(const SandboxPlaces& places) = 0;
+
+  /// A listing or a download is about to start.
+  virtual void mediaStarts() = 0;
+  virtual void album(const AlbumEvent& album) = 0;
+  virtual void media(const MediaEvent& media) = 0;
+  virtual void download(const DownloadEvent& download) = 0;
+  virtual void mediaError(const MediaErrorEvent& error) = 0;
+  virtual void mediaEnds(MediaEnd end) = 0;
+
+  /// A line for people alone.
+  virtual void note(const std::string& line) = 0;
+  /// Comes about ten times a second while the program waits.
+  virtual void tick() = 0;
+  /// The last call.
+  virtual void done(int exitCode) = 0;
+};
+
+[[nodiscard]] std::unique_ptr<Report> makeJsonReport();
+[[nodiscard]] std::unique_ptr<Report> makeConsoleReport(const Options& options);
+
+}  // namespace host

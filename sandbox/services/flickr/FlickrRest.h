@@ -1,0 +1,23 @@
+#pragma once
+
+#include "sandbox/services/media/MediaService.h"
+
+namespace sandbox {
+
+/// Flickr's REST endpoint with the one method that lists all photos, under both generations of signatures,
+/// and the host of the small pictures.
+class FlickrRest final : public MediaService {
+ public:
+  explicit FlickrRest(ServiceContext& context) : MediaService(context) {}
+  void addTo(Router& router) override;
+  [[nodiscard]] std::vector<std::pair<std::string, std::string>> urlKeys() const override;
+
+ private:
+  [[nodiscard]] Reply md5Request(const Call& call) const;
+  [[nodiscard]] Reply oauthRequest(const Call& call) const;
+  [[nodiscard]] Reply photos(const Call& call, std::size_t user) const;
+  [[nodiscard]] Json::Value photo(std::size_t user, std::size_t place, bool withOriginal) const;
+  [[nodiscard]] static Reply thumbnail(const Call& call);
+};
+
+}  // namespace sandbox

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "sandbox/services/Service.h"
+
+namespace sandbox {
+
+/// TikTok's user info.
+class TiktokProfile final : public Service {
+ public:
+  explicit TiktokProfile(ServiceContext& context) : context_(context) {}
+  void addTo(Router& router) override;
+  [[nodiscard]] std::vector<std::pair<std::string, std::string>> urlKeys() const override;
+
+ private:
+  Reply userInfo(const Call& call);
+
+  ServiceContext& context_;
+};
+
+}  // namespace sandbox

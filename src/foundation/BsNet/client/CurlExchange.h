@@ -1,0 +1,87 @@
+#pragma once
+
+#include "foundation/BsNet/client/CurlBody.h"
+#include "foundation/BsNet/client/CurlForm.h"
+#include "foundation/BsNet/client/CurlHeaders.h"
+#include "foundation/BsNet/client/CurlProxy.h"
+#include "foundation/BsNet/client/CurlReply.h"
+#include "foundation/BsNet/client/CurlTransfer.h"
+#include <BsNet/NetworkClients.h>
+
+#include <array>
+#include <chrono>
+#include <map>
+#include <memory>
+#include <string>
+
+namespace KBL {
+
+/// What a client was told before an exchange.
+struct CurlClientSettings {
+  NetSettings net;
+  std::shared_ptr<const std::string> trust;  ///< PEM text; null: libcurl's default authorities
+  CurlProxy proxy;
+  int connectTimeoutMs = 0;
+  int totalTimeoutMs = 0;
+  int lowSpeedBytes = 0;
+  int lowSpeedSeconds = 0;
+  CurlHeaders headers;
+  CurlBody body;
+  std::map<std::string, std::string> uploadSource;
+};
+
+/// One call of INetworkClient::perform: a request, and for a GET those that its redirections ask for.
+class CurlExchange {
+ public:
+  struct Call {
+    std::string address;
+    int method;
+    IBsResponseWriteCallback* writer;
+    void* writerContext;
+    IBsProgressCallback* progress;
+  };
+
+  CurlExchange(CurlEasy& easy, CURLM* multi, CurlClientSettings& settings, Call call);
+  ~CurlExchange();
+  CurlExchange(const CurlExchange&) = delete;
+  CurlExchange& operator=(const CurlExchange&) = delete;
+
+  [[nodiscard]] NetReply run();
+
+  [[nodiscard]] static NetReply failure(int resultCode, std::string message);
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  [[nodiscard]] NetReply runHops();
+  [[nodiscard]] bool setUpForm(NetReply& refused);
+  void limitTime();
+  void configure(CurlReply& reply);
+  void configureConnection();
+  void configureProxy();
+  void configureTrust();
+  void configureTime();
+  void configureRequest();
+  [[nodiscard]] CurlTransfer::Outcome transfer();
+  /// Moves on to where the last response points. False when that is not to be followed.
+  [[nodiscard]] bool follow();
+  [[nodiscard]] NetReply conclude(const CurlTransfer::Outcome& outcome, CurlReply& reply) const;
+  [[nodiscard]] NetReply refused(CurlReply::Refusal refusal) const;
+  [[nodiscard]] static NetReply unreadableForm(const std::string& field);
+  [[nodiscard]] NetReply transportFailure(CURLcode code) const;
+
+  CurlEasy& easy_;
+  CURLM* multi_;
+  CurlClientSettings& settings_;
+  Call call_;
+  std::array<char, CURL_ERROR_SIZE> errorText_{};
+  CurlForm form_;
+  bool sendsForm_ = false;
+  CurlList headerLines_;
+  bool withCredentials_ = true;
+  int redirects_ = 0;
+  std::chrono::milliseconds stallLimit_{0};  // 0: none
+  Clock::time_point deadline_;
+};
+
+}  // namespace KBL

@@ -1,0 +1,143 @@
+#include "foundation/BsNet/client/CurlNetworkClient.h"
+
+#include "foundation/neverFreed.h"
+#include "foundation/system/NetworkSystem.h"
+#include <KblUtils/FileStream.h>
+#include <KblUtils/HostCode.h>
+
+#include <array>
+#include <cstdint>
+#include <mutex>
+#include <new>
+#include <set>
+#include <utility>
+
+namespace KBL {
+namespace {
+
+/// Empty for a file that cannot be read.
+std::string contentsOf(const std::string& utf8Path) {
+  std::string contents;
+  FileStream file;
+  if (!file.open(Path(utf8Path), "rb")) return contents;
+  std::array<char, 1 << 14> piece{};
+  while (const std::uint64_t bytes = file.read(piece.data(), piece.size())) {
+    contents.append(piece.data(), static_cast<std::size_t>(bytes));
+  }
+  return contents;
+}
+
+std::string defaultAuthorities() {
+  const curl_version_info_data* const version = curl_version_info(CURLVERSION_NOW);
+  return version->cainfo != nullptr ? contentsOf(version->cainfo) : System::keptAuthorities();
+}
+
+/// The default certificate authorities of libcurl with those of a PEM file (UTF-8 path) added, as PEM text.
+/// Null without a readable further file: libcurl's own defaults hold then.
+std::shared_ptr<const std::string> trustWith(const std::string& extraCaFile) {
+  if (extraCaFile.empty()) return nullptr;
+  const std::string extra = contentsOf(extraCaFile);
+  if (extra.empty()) return nullptr;
+  return std::make_shared<const std::string>(defaultAuthorities() + "\n" + extra);
+}
+
+/// The clients of this kind that live. What a host's factory makes can be told from them by its address
+/// alone: it may come from a compiler that was told to leave the types of objects out.
+struct LiveClients {
+  std::mutex mutex;
+  std::set<const INetworkClient*> clients;
+};
+
+// Workers end their clients while the process ends.
+LiveClients& live() {
+  static LiveClients& instance = neverFreed<LiveClients>();
+  return instance;
+}
+
+}  // namespace
+
+CurlNetworkClient::CurlNetworkClient(const NetSettings& settings) : multi_(curl_multi_init()) {
+  settings_.net = settings;
+  settings_.trust = trustWith(settings.extraCaFile);
+  const std::lock_guard lock(live().mutex);
+  live().clients.insert(this);
+}
+
+CurlNetworkClient::~CurlNetworkClient() {
+  const std::lock_guard lock(live().mutex);
+  live().clients.erase(this);
+}
+
+void CurlNetworkClient::setProxy(int type, const std::string& server, int port, const std::string& user,
+                                 const std::string& password) {
+  settings_.proxy = {type, server, port, user, password};
+}
+
+void CurlNetworkClient::setConnectTimeout(int milliseconds) {
+  settings_.connectTimeoutMs = milliseconds;
+}
+void CurlNetworkClient::setTotalTimeout(int milliseconds) {
+  settings_.totalTimeoutMs = milliseconds;
+}
+
+void CurlNetworkClient::setLowSpeed(int bytesPerSecond, int seconds) {
+  settings_.lowSpeedBytes = bytesPerSecond;
+  settings_.lowSpeedSeconds = seconds;
+}
+
+void CurlNetworkClient::setHeaders(const std::map<std::string, std::string>& headers) {
+  settings_.headers.replace(HeaderMap(headers.begin(), headers.end()));
+}
+
+void CurlNetworkClient::setBody(std::string body) {
+  settings_.body.assign(std::move(body));
+}
+
+void CurlNetworkClient::setBodySource(IBodySource* source, unsigned long long size) {
+  settings_.body.assign(source, size);
+}
+
+void CurlNetworkClient::setUploadSource(const std::map<std::string, std::string>& fieldToPath) {
+  settings_.uploadSource = fieldToPath;
+}
+
+void CurlNetworkClient::setBearerToken(const std::string& token) {
+  settings_.headers.setBearer(token);
+}
+
+NetReply CurlNetworkClient::perform(const URL& url, int method, IBsResponseWriteCallback* writer,
+                                    void* writerContext, IBsProgressCallback* progress, void*) {
+  const CurlStay stay;
+  if (!stay.isGranted()) {
+    return CurlExchange::failure(CURLE_ABORTED_BY_CALLBACK, transportFailureText(CURLE_ABORTED_BY_CALLBACK));
+  }
+  if (!url.IsValid())
+    return CurlExchange::failure(CURLE_URL_MALFORMAT, transportFailureText(CURLE_URL_MALFORMAT));
+  try {
+    CurlExchange exchange(easy_, multi_.get(), settings_,
+                          {url.string(), method, writer, writerContext, progress});
+    return exchange.run();
+  } catch (const std::bad_alloc&) {
+    return CurlExchange::failure(CURLE_OUT_OF_MEMORY, transportFailureText(CURLE_OUT_OF_MEMORY));
+  } catch (...) {
+    passThreadEnd();
+    return CurlExchange::failure(ErrorCode::noNetworkClient, "the exchange was broken off by an exception");
+  }
+}
+
+IBodySourceClient* bodySourceClient(INetworkClient* client) {
+  const std::lock_guard lock(live().mutex);
+  return live().clients.contains(client) ? static_cast<CurlNetworkClient*>(client) : nullptr;
+}
+
+INetworkClient* makeCurlNetworkClient(const NetSettings& settings) {
+  const CurlStay stay;
+  if (!stay.isGranted() || !isCurlReady()) return nullptr;
+  // With the global operators: the interface's own operator delete is for finished clients.
+  auto* const client = ::new CurlNetworkClient(settings);
+  if (client->isUsable()) return client;
+  client->destroy();
+  return nullptr;
+}
+
+}  // namespace KBL

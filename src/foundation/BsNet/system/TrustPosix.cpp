@@ -1,9 +1,0 @@
-#include "foundation/BsNet/system/TrustSystem.h"
-
-namespace KBL::System {
-
-std::string keptAuthorities() {
-  return {};
-}
-
-}  // namespace KBL::System

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <string>
+
+/// What the network client needs of the operating system; one implementation file each.
+namespace KBL::System {
+
+/// Opens a socket as libcurl itself would, but one that child processes do not inherit; a value for
+/// CURLOPT_OPENSOCKETFUNCTION. Any thread.
+curl_socket_t openOwnSocket(void* context, curlsocktype purpose, curl_sockaddr* address);
+
+/// The certificate authorities that the system itself keeps, as PEM text; empty where it keeps them in a file
+/// that libcurl knows of.
+[[nodiscard]] std::string keptAuthorities();
+
+}  // namespace KBL::System

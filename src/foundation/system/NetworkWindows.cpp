@@ -1,0 +1,52 @@
+#include "foundation/system/NetworkSystem.h"
+
+// The order matters: winsock2.h goes ahead of windows.h, and the other needs what that declares.
+// clang-format off
+#include <winsock2.h>
+#include <windows.h>
+#include <wincrypt.h>
+// clang-format on
+
+#include <memory>
+
+namespace KBL::System {
+namespace {
+
+struct CloseStore {
+  void operator()(void* store) const { CertCloseStore(store, 0); }
+};
+using Store = std::unique_ptr<void, CloseStore>;
+
+std::string pemOf(const CERT_CONTEXT& certificate) {
+  const auto convert = [&certificate](char* text, DWORD& size) {
+    return CryptBinaryToStringA(certificate.pbCertEncoded, certificate.cbCertEncoded,
+                                CRYPT_STRING_BASE64HEADER, text, &size) != 0;
+  };
+  DWORD size = 0;
+  if (!convert(nullptr, size)) return {};
+  std::string text(size, '\0');
+  if (!convert(text.data(), size)) return {};
+  text.resize(size);
+  return text;
+}
+
+}  // namespace
+
+curl_socket_t openOwnSocket(void*, curlsocktype, curl_sockaddr* address) {
+  return WSASocketW(address->family, address->socktype, address->protocol, nullptr, 0,
+                    WSA_FLAG_OVERLAPPED | WSA_FLAG_NO_HANDLE_INHERIT);
+}
+
+std::string keptAuthorities() {
+  const Store store(CertOpenSystemStoreW(0, L"ROOT"));
+  std::string authorities;
+  if (store == nullptr) return authorities;
+  // Each call frees the certificate that it is given.
+  for (PCCERT_CONTEXT certificate = nullptr;
+       (certificate = CertEnumCertificatesInStore(store.get(), certificate)) != nullptr;) {
+    authorities += pemOf(*certificate);
+  }
+  return authorities;
+}
+
+}  // namespace KBL::System

@@ -1,0 +1,88 @@
+#include "foundation/system/System.h"
+
+// The order matters: the others need what windows.h declares.
+// clang-format off
+#include <windows.h>
+#include <psapi.h>
+// clang-format on
+
+#include <algorithm>
+#include <array>
+#include <cwchar>
+#include <system_error>
+
+namespace KBL::System {
+
+namespace {
+
+constexpr std::size_t longestVariable = 32767;  // the system's own limit
+
+std::string fileNameOf(HMODULE library) {
+  std::array<wchar_t, 32768> path{};
+  const DWORD size = GetModuleFileNameW(library, path.data(), static_cast<DWORD>(path.size() - 1));
+  return size == 0 ? std::string() : utf8Text(std::filesystem::path(path.data()).u8string());
+}
+
+/// The library that a function's own code lies in, held by a reference of its own; null when that fails.
+HMODULE libraryOf(FARPROC function) {
+  HMODULE library = nullptr;
+  const BOOL found = GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                                        reinterpret_cast<LPCWSTR>(function), &library);
+  return found != 0 ? library : nullptr;
+}
+
+}  // namespace
+
+void* openLibrary(const std::string& path, std::string& reason) {
+  // The loader wants the system's own separators.
+  const std::filesystem::path file = nativePath(path).make_preferred();
+  // A library with a folder finds what it needs beside itself.
+  const DWORD search = file.is_absolute() ? LOAD_WITH_ALTERED_SEARCH_PATH : 0;
+  const HMODULE library = LoadLibraryExW(file.c_str(), nullptr, search);
+  if (library != nullptr) return library;
+  reason = std::system_category().message(static_cast<int>(GetLastError()));
+  return nullptr;
+}
+
+void* findLoadedLibrary(const char* symbol, std::string& name) {
+  std::array<HMODULE, 4096> libraries{};
+  DWORD needed = 0;
+  if (!K32EnumProcessModules(GetCurrentProcess(), libraries.data(), sizeof(libraries), &needed))
+    return nullptr;
+  const std::size_t count = (std::min)(libraries.size(), std::size_t{needed} / sizeof(HMODULE));
+  for (std::size_t place = 0; place < count; ++place) {
+    const FARPROC function = GetProcAddress(libraries[place], symbol);
+    if (function == nullptr) continue;
+    // A library may only hand functions on, and not all of them, to the one that they lie in.
+    const HMODULE kept = libraryOf(function);
+    if (kept == nullptr) continue;
+    name = fileNameOf(kept);
+    return kept;
+  }
+  return nullptr;
+}
+
+void* librarySymbol(void* library, const char* name) {
+  return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(library), name));
+}
+
+std::vector<std::string> libraryFileNames(const std::string& name, const std::string& version) {
+  std::string digits = version;
+  digits.erase(std::remove(digits.begin(), digits.end(), '.'), digits.end());
+  return {name + digits + ".dll"};
+}
+
+void closeLibrary(void* library) {
+  (void)FreeLibrary(static_cast<HMODULE>(library));
+}
+
+std::string environmentVariable(const char* name) {
+  // Each C run-time library of the process has a copy of its own; the system's holds what all of them set.
+  const std::wstring wideName(name, name + std::char_traits<char>::length(name));
+  std::wstring value(longestVariable + 1, L'\0');
+  const DWORD size =
+      GetEnvironmentVariableW(wideName.c_str(), value.data(), static_cast<DWORD>(value.size()));
+  return size > longestVariable ? std::string() : utf8Text(std::filesystem::path(value.c_str()).u8string());
+}
+
+}  // namespace KBL::System

@@ -1,0 +1,107 @@
+#include "json/JsonAccess.h"
+
+#include "foundation/neverFreed.h"
+#include <KblUtils/StringUtil.h>
+
+#include <json/reader.h>
+#include <json/writer.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <exception>
+#include <limits>
+#include <memory>
+
+namespace KBL {
+
+namespace {
+/// Bytes that the values of one text may take.
+constexpr std::size_t highestTreeCost = 64U << 20;
+
+Json::CharReaderBuilder readerSettings(bool strict) {
+  Json::CharReaderBuilder builder;
+  builder["collectComments"] = false;
+  builder["allowComments"] = !strict;
+  builder["strictRoot"] = strict;
+  builder["failIfExtra"] = strict;
+  builder["allowTrailingCommas"] = false;
+  return builder;
+}
+
+bool isTooLarge(const std::string& text, const JsonForm& form) {
+  return text.size() > form.longestText || jsonTreeCost(text, highestTreeCost) > highestTreeCost;
+}
+}  // namespace
+
+JsonOutcome readJson(const std::string& text, const JsonForm& form, Json::Value& root) {
+  root = Json::Value();
+  if (isTooLarge(text, form)) return JsonOutcome::tooLarge;
+  try {
+    const std::unique_ptr<Json::CharReader> reader(readerSettings(form.strict).newCharReader());
+    Json::Value parsed;
+    if (!reader->parse(text.data(), text.data() + text.size(), &parsed, nullptr)) return JsonOutcome::notJson;
+    root = std::move(parsed);
+    return JsonOutcome::good;
+  } catch (const std::exception&) {
+    return JsonOutcome::notJson;  // nested too deep, or a number out of range
+  }
+}
+
+bool parseJson(const std::string& text, const JsonForm& form, Json::Value& root) {
+  return readJson(text, form, root) == JsonOutcome::good;
+}
+
+const Json::Value& jsonMember(const Json::Value& object, const char* name) {
+  static const Json::Value& missing = neverFreed<Json::Value>();  // workers read while the process ends
+  if (!object.isObject()) return missing;
+  const Json::Value* const member = object.find(name, name + std::strlen(name));
+  return member == nullptr ? missing : *member;
+}
+
+std::string jsonText(const Json::Value& object, const char* name) {
+  const Json::Value& member = jsonMember(object, name);
+  return member.isString() ? member.asString() : std::string();
+}
+
+int jsonInt(const Json::Value& object, const char* name, int otherwise) {
+  const Json::Value& member = jsonMember(object, name);
+  return member.isInt() ? member.asInt() : otherwise;
+}
+
+std::optional<int> jsonCode(const Json::Value& root, std::initializer_list<const char*> path) {
+  const Json::Value* value = &root;
+  for (const char* const name : path) {
+    if (value->isNull()) return 0;
+    if (!value->isObject()) return std::nullopt;
+    value = &jsonMember(*value, name);
+  }
+  if (value->isNull()) return 0;
+  if (!value->isNumeric() || std::trunc(value->asDouble()) != value->asDouble()) return std::nullopt;
+  using Limits = std::numeric_limits<int>;
+  return static_cast<int>(std::clamp<double>(value->asDouble(), Limits::min(), Limits::max()));
+}
+
+std::optional<std::string> jsonId(const Json::Value& object, const char* name) {
+  const Json::Value& member = jsonMember(object, name);
+  const bool isWhole = member.type() == Json::intValue || member.type() == Json::uintValue;
+  if (!member.isString() && !isWhole) return std::nullopt;
+  return member.asString();
+}
+
+std::int64_t jsonInt64(const Json::Value& object, const char* name, std::int64_t otherwise) {
+  const Json::Value& member = jsonMember(object, name);
+  return member.isInt64() ? member.asInt64() : otherwise;
+}
+
+std::string unreadableReply(const std::string& content) {
+  return "can't read json. response:" + StringUtil::excerpt(content);
+}
+
+std::string compactJson(const Json::Value& value) {
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "";
+  return Json::writeString(builder, value) + "\n";
+}
+
+}  // namespace KBL

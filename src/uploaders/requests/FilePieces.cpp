@@ -1,0 +1,53 @@
+#include "uploaders/requests/FilePieces.h"
+
+#include <algorithm>
+#include <string>
+
+namespace KBL {
+
+FilePieces::FilePieces(FileStream& file, INetworkClient& client)
+    : file_(file), client_(client), reader_(bodySourceClient(&client)) {}
+
+FilePieces::~FilePieces() {
+  if (reader_ != nullptr) reader_->setBodySource(nullptr, 0);
+}
+
+std::uint64_t FilePieces::moveTo(std::uint64_t offset, std::uint64_t size) {
+  begin_ = offset;
+  isCut_ = false;
+  if (reader_ == nullptr) {
+    buffer_.resize(std::max<std::uint64_t>(buffer_.size(), size));
+    size_ = file_.read(buffer_.data(), size);
+  } else {
+    const std::uint64_t end = file_.size();
+    size_ = std::min(size, end > offset ? end - offset : 0);
+  }
+  return size_;
+}
+
+void FilePieces::give() {
+  if (reader_ != nullptr) {
+    reader_->setBodySource(this, size_);
+  } else {
+    client_.setBody(std::string(buffer_.data(), size_));
+  }
+}
+
+bool FilePieces::readBody(unsigned long long offset, char* buffer, unsigned long long count) {
+  const std::uint64_t wanted = begin_ + offset;
+  const bool isThere = place_ == wanted || file_.seek(wanted);
+  const std::uint64_t read = isThere ? file_.read(buffer, count) : 0;
+  place_ = wanted + read;
+  isCut_ = read != count;
+  return !isCut_;
+}
+
+void ChunkBody::giveTo(INetworkClient& client) const {
+  if (pieces_ != nullptr) {
+    pieces_->give();
+  } else {
+    client.setBody(std::string(bytes_));
+  }
+}
+
+}  // namespace KBL

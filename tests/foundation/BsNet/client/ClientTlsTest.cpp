@@ -1,0 +1,120 @@
+// Whom the network client trusts.
+#include "foundation/BsNet/client/NetClientFixture.h"
+#include "foundation/BsNet/client/TlsServer.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+namespace {
+
+KBL::NetSettings trusting(const std::string& file) {
+  KBL::NetSettings settings;
+  settings.extraCaFile = file;
+  return settings;
+}
+
+class ClientTls : public testing::Test {
+ protected:
+  TestAuthority authority;
+};
+
+TEST_F(ClientTls, FurtherAuthorityIsTrusted) {
+  const TlsServer server(authority.sign("IP:127.0.0.1"));
+  const ScopedNetSettings settings(trusting(authority.file()));
+
+  const auto reply = get(server.url());
+
+  EXPECT_EQ(reply.resultCode, 0) << reply.errorMessage;
+  EXPECT_EQ(reply.content, "secure");
+}
+
+TEST_F(ClientTls, UnknownAuthorityIsNot) {
+  const TlsServer server(authority.sign("IP:127.0.0.1"));
+
+  const auto reply = get(server.url());
+
+  EXPECT_EQ(reply.resultCode, 60);
+  EXPECT_EQ(reply.httpCode, -1);
+  EXPECT_NE(reply.errorMessage, "");
+}
+
+TEST_F(ClientTls, CertificateOfAnotherAuthorityNameOrTimeIsRefused) {
+  TestAuthority other;
+  const ScopedNetSettings settings(trusting(authority.file()));
+
+  EXPECT_EQ(get(TlsServer(other.sign("IP:127.0.0.1")).url()).resultCode, 60);
+  EXPECT_EQ(get(TlsServer(authority.sign("DNS:other.example")).url()).resultCode, 60);
+  EXPECT_EQ(get(TlsServer(authority.sign("IP:127.0.0.1", -10)).url()).resultCode, 60);
+}
+
+TEST_F(ClientTls, MissingAuthorityFileLeavesVerificationOn) {
+  const TlsServer server(authority.sign("IP:127.0.0.1"));
+  const ScopedNetSettings settings(trusting(authority.file() + ".missing"));
+
+  EXPECT_EQ(get(server.url()).resultCode, 60);
+}
+
+TEST_F(ClientTls, SettingsAreTakenByClientsMadeAfterwards) {
+  const TlsServer server(authority.sign("IP:127.0.0.1"));
+  const auto before = newClient();
+  const ScopedNetSettings settings(trusting(authority.file()));
+  const auto after = newClient();
+
+  EXPECT_EQ(perform(*before, server.url(), KBL::httpGet).resultCode, 60);
+  EXPECT_EQ(perform(*after, server.url(), KBL::httpGet).resultCode, 0);
+}
+
+TEST_F(ClientTls, ConnectionIsKeptAndLargeBodiesPass) {
+  const TlsServer server(authority.sign("IP:127.0.0.1"));
+  const ScopedNetSettings settings(trusting(authority.file()));
+  const auto client = newClient();
+  client->setBody(std::string(3 << 20, 'b'));
+
+  EXPECT_EQ(perform(*client, server.url(), KBL::httpGet).content, "secure");
+  EXPECT_EQ(perform(*client, server.url(), KBL::httpPut).content, std::to_string(3 << 20));
+  EXPECT_EQ(perform(*client, server.url(), KBL::httpGet).content, "secure");
+
+  EXPECT_EQ(server.connections(), 1);
+}
+
+TEST_F(ClientTls, RedirectionOutOfTlsIsNotFollowed) {
+  const KeepingServer plain;
+  TlsServer server(authority.sign("IP:127.0.0.1"));
+  server.away = plain.url();
+  const ScopedNetSettings settings(trusting(authority.file()));
+
+  EXPECT_EQ(get(server.url("/away")).httpCode, 302);
+
+  EXPECT_EQ(plain.connections(), 0);
+}
+
+TEST_F(ClientTls, AClientTakesUpTheSessionOfAnEarlierOne) {
+  const TlsServer server(authority.sign("IP:127.0.0.1"));
+  const ScopedNetSettings settings(trusting(authority.file()));
+  EXPECT_EQ(get(server.url()).content, "secure");
+  EXPECT_EQ(server.resumed(), 0);
+
+  EXPECT_EQ(get(server.url()).content, "secure");
+
+  EXPECT_EQ(server.resumed(), 1);
+}
+
+TEST_F(ClientTls, ClientsShareSessionsFromManyThreads) {
+  const TlsServer server(authority.sign("IP:127.0.0.1"));
+  const ScopedNetSettings settings(trusting(authority.file()));
+  std::atomic<int> good{0};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&] {
+      for (int round = 0; round < 3; ++round) {
+        if (get(server.url()).content == "secure") ++good;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+
+  EXPECT_EQ(good, 12);
+}
+
+}  // namespace

@@ -1,0 +1,22 @@
+string(REPLACE "|" ";" FOLDERS "${FOLDERS}")
+set(options "")
+foreach(folder IN LISTS FOLDERS)
+  list(APPEND options -I${folder})
+endforeach()
+set(count 0)
+foreach(folder IN LISTS FOLDERS)
+  file(GLOB_RECURSE headers ${folder}/*.h)
+  foreach(header IN LISTS headers)
+    execute_process(
+      COMMAND ${COMPILER} -std=c++${STANDARD} -Wall -Wextra -Wpedantic -Werror -fsyntax-only ${options}
+        -include ${header} -x c++ /dev/null
+      RESULT_VARIABLE code ERROR_VARIABLE output)
+    if(NOT code EQUAL 0)
+      message(FATAL_ERROR "${header} does not compile alone as C++${STANDARD}:\n${output}")
+    endif()
+    math(EXPR count "${count} + 1")
+  endforeach()
+endforeach()
+if(count LESS 40)
+  message(FATAL_ERROR "only ${count} headers were found in ${FOLDERS}")
+endif()

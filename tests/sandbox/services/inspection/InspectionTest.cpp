@@ -1,0 +1,163 @@
+#include "sandbox/Sandbox.h"
+#include "sandbox/TestClient.h"
+#include "sandbox/UploadSteps.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+using sandbox::Platform;
+using sandbox::Route;
+
+class Inspection : public testing::Test {
+ protected:
+  Json::Value get(const std::string& name) { return client.get("/sandbox/" + name).json(); }
+  Answer post(const std::string& name, const std::string& body) {
+    return client.post("/sandbox/" + name, body);
+  }
+  int userInfo() {
+    return client.get("/google/oauth2/v2/userinfo?alt=json&access_token=" + tokens.accessToken).status;
+  }
+
+  sandbox::Sandbox server;
+  TestClient client{server};
+  sandbox::IssuedTokens tokens = server.issueTokens(Platform::youtube);
+};
+
+TEST_F(Inspection, ShowsTheCloudConfiguration) {
+  EXPECT_EQ(client.get("/sandbox/config").body, server.cloudConfigJson());
+  EXPECT_EQ(get("config")["urlLFServerUserSupportCode"], server.baseUrl() + "/account/code");
+}
+
+TEST_F(Inspection, ShowsUploads) {
+  const std::string file = someFile(5000);
+  putChunk(client, openUpload(client, tokens.accessToken, file.size()), tokens.accessToken, file, 0,
+           file.size());
+
+  const Json::Value uploads = get("uploads");
+
+  ASSERT_EQ(uploads.size(), 1U);
+  EXPECT_EQ(uploads[0]["service"], "youtube");
+  EXPECT_EQ(uploads[0]["complete"], true);
+  EXPECT_EQ(uploads[0]["received_size"], 5000);
+  EXPECT_EQ(uploads[0]["sha256"], sha256Of(file));
+  EXPECT_EQ(uploads[0]["media_id"], server.uploads()[0].mediaId);
+}
+
+TEST_F(Inspection, ShowsRequestsOfAllRoutesOrOfOne) {
+  userInfo();
+  client.get("/nowhere");
+
+  EXPECT_EQ(get("requests?route=googleUserInfo").size(), 1U);
+  EXPECT_EQ(get("requests?route=googleUserInfo")[0]["status"], 200);
+  EXPECT_GE(get("requests").size(), 3U);
+}
+
+TEST_F(Inspection, ShowsAndChoosesUsers) {
+  const std::string other = server.users()[1].openId;
+
+  EXPECT_EQ(post("users/choose", R"({"open_id":")" + other + "\"}").status, 200);
+
+  EXPECT_EQ(get("users")[1]["chosen"], true);
+  EXPECT_EQ(get("users")[0]["chosen"], false);
+  EXPECT_EQ(post("users/choose", R"({"open_id":"nobody"})").status, 400);
+}
+
+TEST_F(Inspection, SetsConsentAndShowsLogins) {
+  EXPECT_EQ(post("consent", R"({"mode":"ask"})").status, 200);
+  client.post("/account/session", R"({"platform":0,"use_client":1,"is_callback_token":1})",
+              {bearer(server.issueAccountToken())});
+
+  const Json::Value logins = get("logins");
+  ASSERT_EQ(logins.size(), 1U);
+  EXPECT_EQ(logins[0]["decision"], "pending");
+  server.allow(logins[0]["session_id"].asString());
+  EXPECT_EQ(get("logins")[0]["decision"], "allowed");
+  EXPECT_EQ(post("consent", R"({"mode":"never"})").status, 400);
+}
+
+TEST_F(Inspection, ExpiresTokens) {
+  EXPECT_EQ(userInfo(), 200);
+
+  post("tokens/expire", "{}");
+
+  EXPECT_EQ(userInfo(), 401);
+}
+
+TEST_F(Inspection, OrdersFaultsAndCountsThem) {
+  const Answer ordered = post("faults", R"({"route":"googleUserInfo","kind":"status","code":503,"text":"{}",)"
+                                        R"("headers":{"Retry-After":"1"},"nth":2})");
+  ASSERT_EQ(ordered.status, 200);
+
+  EXPECT_EQ(userInfo(), 200);
+  EXPECT_EQ(get("faults")[0]["remaining"], 1);
+  EXPECT_EQ(userInfo(), 503);
+
+  const Json::Value fault = get("faults")[0];
+  EXPECT_EQ(fault["id"], ordered.json()["id"]);
+  EXPECT_EQ(fault["route"], "googleUserInfo");
+  EXPECT_EQ(fault["kind"], "status");
+  EXPECT_EQ(fault["delivered"], 1);
+}
+
+TEST_F(Inspection, WithdrawsFaults) {
+  post("faults", R"({"route":"googleUserInfo","kind":"resetAtOnce"})");
+  EXPECT_EQ(post("faults/clear", "").status, 200);
+  EXPECT_EQ(post("faults/release", "").status, 200);
+
+  EXPECT_EQ(userInfo(), 200);
+}
+
+TEST_F(Inspection, RefusesFaultsThatMakeNoSense) {
+  for (const char* order :
+       {"", "[]", R"({"route":"nowhere","kind":"stall"})", R"({"route":"inspection","kind":"stall"})",
+        R"({"route":"code","kind":"explode"})", R"({"route":"code","kind":"status","code":"x"})",
+        R"({"route":"code","kind":"stallAnswerAfter","bytes":-1})",
+        R"({"route":"code","kind":"stall","nth":0})", R"({"route":"code","kind":"status","headers":[]})",
+        R"({"route":"code","kind":"status","text":7})"}) {
+    EXPECT_EQ(post("faults", order).status, 400) << order;
+  }
+  EXPECT_EQ(get("faults").size(), 0U);
+}
+
+TEST_F(Inspection, RefusesPagesAndNamesFromElsewhere) {
+  const std::string port = std::to_string(server.port());
+  const std::string own = "127.0.0.1:" + port;
+  const std::vector<Fields> foreign = {
+      {{"Origin", "https://elsewhere.example"}},
+      {{"Origin", "null"}},
+      {{"Origin", "http://127.0.0.1:1"}},
+      {{"Origin", "http://" + own + ".elsewhere.example"}},
+      {{"Host", "elsewhere.example:" + port}},
+      {{"Host", "127.0.0.1.elsewhere.example"}},
+      {{"Host", "elsewhere.example:" + port}, {"Origin", "http://elsewhere.example:" + port}},
+  };
+  for (const Fields& headers : foreign) {
+    const std::string shown = headers.back().second;
+    EXPECT_EQ(client.post("/sandbox/tokens/expire", "{}", headers).status, 403) << shown;
+    EXPECT_EQ(client.get("/sandbox/requests", headers).status, 403) << shown;
+  }
+  EXPECT_EQ(userInfo(), 200) << "no token was ended";
+
+  const std::vector<Fields> ours = {
+      {{"Origin", "http://" + own}},
+      {{"Host", "localhost:" + port}, {"Origin", "http://LOCALHOST:" + port}},
+      {{"Host", "[::1]:" + port}},
+      {{"Host", "[::1]"}},
+  };
+  for (const Fields& headers : ours) {
+    EXPECT_EQ(client.get("/sandbox/users", headers).status, 200) << headers.back().second;
+  }
+}
+
+TEST_F(Inspection, IsNeverDisturbed) {
+  const auto id = server.orderFault(Route::inspection, sandbox::Fault::resetAtOnce());
+
+  EXPECT_EQ(get("uploads").size(), 0U);
+  EXPECT_EQ(server.faultsDelivered(id), 0U);
+}
+
+}  // namespace

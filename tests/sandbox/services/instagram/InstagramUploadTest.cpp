@@ -1,0 +1,172 @@
+#include "sandbox/OauthSteps.h"
+#include "sandbox/RawConnection.h"
+#include "sandbox/Sandbox.h"
+#include "sandbox/TestClient.h"
+#include "sandbox/UploadSteps.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using sandbox::Platform;
+
+class InstagramScripts : public testing::Test {
+ protected:
+  Answer token(const Fields& fields) {
+    return client.post("/instagram/oauth/access_token", formOf(fields), {formType()});
+  }
+  Answer graph(const std::string& path, const Fields& fields) {
+    return client.get(targetWith("/instagram-graph" + path, fields));
+  }
+  std::string shortToken() {
+    return token(codeFields(codeFrom(client, "/instagram/oauth/authorize")))
+        .json()["access_token"]
+        .asString();
+  }
+  Answer exchange(const std::string& shortLived) {
+    return graph(
+        "/access_token",
+        {{"grant_type", "ig_exchange_token"}, {"client_secret", appSecret}, {"access_token", shortLived}});
+  }
+  Answer post(const std::string& what, const Fields& fields) {
+    return client.post("/instagram-graph/v21.0/" + user + "/" + what, formOf(fields), {formType()});
+  }
+  Fields reel() {
+    return {{"media_type", "REELS"},
+            {"upload_type", "resumable"},
+            {"caption", "c"},
+            {"access_token", accessToken}};
+  }
+  std::string container() { return post("media", reel()).json()["id"].asString(); }
+  Answer send(const std::string& id, std::size_t offset, std::size_t size, const std::string& bytes) {
+    return client.post("/instagram-upload/v21.0/" + id, bytes,
+                       {{"Authorization", "OAuth " + accessToken},
+                        {"offset", std::to_string(offset)},
+                        {"file_size", std::to_string(size)}});
+  }
+  Json::Value status(const std::string& id) {
+    return graph("/v21.0/" + id,
+                 {{"fields", "status_code,status,video_status"}, {"access_token", accessToken}})
+        .json();
+  }
+  Answer publish(const std::string& id) {
+    return post("media_publish", {{"creation_id", id}, {"access_token", accessToken}});
+  }
+  static int code(const Answer& answer) { return answer.json()["error"]["code"].asInt(); }
+
+  sandbox::Sandbox server;
+  TestClient client{server};
+  const std::string user = server.users()[0].openId;
+  std::string accessToken = server.issueTokens(Platform::instagram).accessToken;
+};
+
+TEST_F(InstagramScripts, CodeBecomesAShortTokenAndThatALongOne) {
+  const Answer first = token(codeFields(codeFrom(client, "/instagram/oauth/authorize")));
+  ASSERT_EQ(first.status, 200) << first.body;
+  EXPECT_EQ(first.json()["user_id"], user);
+
+  const Answer second = exchange(first.json()["access_token"].asString());
+
+  ASSERT_EQ(second.status, 200) << second.body;
+  EXPECT_EQ(second.json()["expires_in"], 5184000);
+  const Answer me = graph("/v21.0/me", {{"fields", "user_id,username"},
+                                        {"access_token", second.json()["access_token"].asString()}});
+  EXPECT_EQ(me.json()["username"], "ada");
+  EXPECT_EQ(me.json()["user_id"], user);
+}
+
+TEST_F(InstagramScripts, TokenEndpointsAreStrict) {
+  const Fields good = codeFields(codeFrom(client, "/instagram/oauth/authorize"));
+  EXPECT_EQ(token(without(good, "grant_type")).json()["error_type"], "OAuthException");
+  EXPECT_EQ(token(with(good, "client_secret", "wrong")).json()["code"], 400);
+  const std::string shortLived = shortToken();
+  const std::string longLived = exchange(shortLived).json()["access_token"].asString();
+  EXPECT_EQ(code(exchange(longLived)), 452) << "only a short-lived token is traded";
+  EXPECT_EQ(code(graph("/access_token", {{"grant_type", "ig_exchange_token"},
+                                         {"client_secret", "wrong"},
+                                         {"access_token", shortLived}})),
+            1);
+  const auto renew = [&](const std::string& old) {
+    return graph("/refresh_access_token", {{"grant_type", "ig_refresh_token"}, {"access_token", old}});
+  };
+  EXPECT_EQ(renew(longLived).status, 200);
+  EXPECT_EQ(code(renew(shortLived)), 452);
+  EXPECT_EQ(renew("unknown").status, 401);
+  EXPECT_EQ(code(graph("/v21.0/me", {{"fields", "shoe_size"}, {"access_token", longLived}})), 100);
+}
+
+TEST_F(InstagramScripts, ReelIsPublishedWhenItIsReady) {
+  const std::string file = someFile(5000);
+  const Answer opened = post("media", reel());
+  const std::string id = opened.json()["id"].asString();
+  EXPECT_EQ(opened.json()["uri"], server.scriptServices()["instagramUpload"] + "/" + id);
+  EXPECT_EQ(status(id)["status_code"], "IN_PROGRESS");
+  EXPECT_EQ(code(publish(id)), 9007) << "nothing was sent";
+
+  EXPECT_TRUE(send(id, 0, file.size(), file).json()["success"].asBool());
+  EXPECT_EQ(code(publish(id)), 9007) << "not ready yet";
+  EXPECT_EQ(status(id)["status_code"], "IN_PROGRESS");
+  EXPECT_EQ(status(id)["status_code"], "FINISHED");
+  const Answer published = publish(id);
+
+  ASSERT_EQ(published.status, 200) << published.body;
+  EXPECT_EQ(status(id)["status_code"], "PUBLISHED");
+  EXPECT_EQ(code(publish(id)), 9007) << "a container is published once";
+  const auto upload =
+      server.uploadByMediaId(published.json()["id"].asString()).value_or(sandbox::UploadRecord());
+  EXPECT_TRUE(upload.complete);
+  EXPECT_EQ(upload.sha256, sha256Of(file));
+  const Json::Value media =
+      graph("/v21.0/" + upload.mediaId, {{"fields", "permalink"}, {"access_token", accessToken}}).json();
+  EXPECT_EQ(media["permalink"], "https://www.instagram.com/reel/" + upload.mediaId + "/");
+}
+
+TEST_F(InstagramScripts, BytesOfABrokenRequestCount) {
+  const std::string file = someFile(3000);
+  const std::string id = container();
+  {
+    const RawConnection connection(server.port());
+    connection.send("POST /instagram-upload/v21.0/" + id + " HTTP/1.1\r\nHost: x\r\nAuthorization: OAuth " +
+                    accessToken + "\r\noffset: 0\r\nfile_size: 3000\r\nContent-Length: 3000\r\n\r\n" +
+                    file.substr(0, 1300));
+  }
+  ASSERT_TRUE(server.waitForRequests(sandbox::Route::instagramUpload, 1, std::chrono::seconds(30)));
+  EXPECT_EQ(status(id)["video_status"]["uploading_phase"]["bytes_transferred"], 1300);
+  EXPECT_EQ(send(id, 1300, file.size(), file.substr(1300)).status, 200);
+  status(id);
+  EXPECT_EQ(publish(id).status, 200);
+  EXPECT_EQ(server.uploads()[0].sha256, sha256Of(file));
+}
+
+TEST_F(InstagramScripts, SendingIsStrict) {
+  const std::string id = container();
+  const auto type = [](const Answer& answer) { return answer.json()["debug_info"]["type"].asString(); };
+  EXPECT_EQ(type(send(id, 1, 10, someFile(9))), "OffsetInvalidError");
+  EXPECT_EQ(type(send(id, 0, 10, someFile(11))), "BadRequestError");
+  EXPECT_EQ(type(send("1", 0, 10, someFile(10))), "NotFoundError");
+  const Answer part = send(id, 0, 10, someFile(4));
+  EXPECT_EQ(type(part), "PartialRequestError");
+  EXPECT_TRUE(part.json()["debug_info"]["retriable"].asBool());
+  EXPECT_EQ(type(send(id, 4, 11, someFile(7))), "BadRequestError") << "another size";
+  EXPECT_EQ(send(id, 4, 10, someFile(6)).status, 200);
+  accessToken = server.issueTokens(Platform::instagram, server.users()[1].openId).accessToken;
+  EXPECT_EQ(send(id, 10, 10, "").status, 404);
+  accessToken = "unknown";
+  EXPECT_EQ(send(id, 0, 10, someFile(10)).status, 401);
+}
+
+TEST_F(InstagramScripts, ContainersAreStrict) {
+  EXPECT_EQ(code(post("media", with(reel(), "media_type", "IMAGE"))), 100);
+  EXPECT_EQ(code(post("media", without(reel(), "upload_type"))), 100);
+  EXPECT_EQ(code(post("media", with(reel(), "caption", std::string(2201, 'c')))), 36004);
+  EXPECT_EQ(code(post("media", with(reel(), "caption", std::string(31, '#')))), 36004);
+  EXPECT_EQ(code(post("media", with(reel(), "caption", std::string(21, '@')))), 100);
+  EXPECT_EQ(post("media", with(reel(), "caption", std::string(30, '#') + std::string(20, '@'))).status, 200);
+  EXPECT_EQ(post("media", with(reel(), "access_token", "unknown")).status, 401);
+  const std::string stranger = server.issueTokens(Platform::instagram, server.users()[1].openId).accessToken;
+  EXPECT_EQ(code(post("media", with(reel(), "access_token", stranger))), 100);
+  EXPECT_EQ(code(publish("1")), 24);
+  EXPECT_EQ(code(graph("/v21.0/1", {{"access_token", accessToken}})), 100);
+}
+
+}  // namespace

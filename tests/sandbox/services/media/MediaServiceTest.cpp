@@ -1,0 +1,176 @@
+#include "sandbox/Sandbox.h"
+#include "sandbox/TestClient.h"
+#include "sandbox/base/MediaAccounts.h"
+#include "sandbox/base/Text.h"
+#include "sandbox/services/media/Jpeg.h"
+#include "sandbox/services/media/MediaLibrary.h"
+#include "sandbox/services/media/MediaSignatures.h"
+#include "sandbox/services/media/Mp4.h"
+
+#include <gtest/gtest.h>
+
+#include <ctime>
+
+namespace {
+
+using sandbox::MediaLibrary;
+using sandbox::Parameters;
+
+class MediaService : public testing::Test {
+ protected:
+  Answer albums(const std::string& query) { return client.get("/facebook/v2.2/me/albums?" + query); }
+
+  static std::string queryOf(const Parameters& parameters) {
+    std::string query;
+    for (const auto& [name, value] : parameters) {
+      query +=
+          (query.empty() ? "" : "&") + sandbox::percentEncoded(name) + "=" + sandbox::percentEncoded(value);
+    }
+    return query;
+  }
+
+  /// A request signed the md5 way.
+  Answer flickr(Parameters parameters) {
+    parameters.emplace_back("api_key", sandbox::flickrApplicationKey);
+    parameters.emplace_back("auth_token", account.flickrToken);
+    parameters.emplace_back("api_sig",
+                            sandbox::flickrMd5Signature(sandbox::flickrApplicationSecret, parameters));
+    return client.get("/flickr/services/rest/?" + queryOf(parameters));
+  }
+
+  /// A request signed the OAuth way, at this time.
+  Answer oauth(std::time_t time) {
+    Parameters parameters{{"api_key", sandbox::flickrApplicationKey},
+                          {"format", "json"},
+                          {"method", "flickr.photos.getWithoutGeoData"},
+                          {"nojsoncallback", "1"},
+                          {"oauth_consumer_key", sandbox::flickrApplicationKey},
+                          {"oauth_nonce", "n"},
+                          {"oauth_signature_method", "HMAC-SHA1"},
+                          {"oauth_timestamp", std::to_string(time)},
+                          {"oauth_token", "flickr-token-ada"},
+                          {"oauth_version", "1.0"}};
+    parameters.emplace_back("oauth_signature",
+                            sandbox::oauthSignature(server.baseUrl() + "/flickr/services/rest", parameters,
+                                                    sandbox::flickrApplicationSecret, "flickr-secret-ada"));
+    return client.get("/flickr/services/rest?" + queryOf(parameters));
+  }
+
+  sandbox::Sandbox server;
+  TestClient client{server};
+  const sandbox::MediaAccount account = sandbox::mediaAccount(server.users()[0]);
+};
+
+TEST_F(MediaService, AccountsAreWrittenAfterTheGivenName) {
+  EXPECT_EQ(account.facebookToken, "facebook-token-ada");
+  EXPECT_EQ(account.flickrPair, "flickr-token-ada|flickr-secret-ada");
+  EXPECT_EQ(account.flickrToken, "|flickr-token-ada");
+  EXPECT_EQ(account.instagramToken, "instagram-token-ada");
+}
+
+TEST_F(MediaService, FacebookSendsErrorsAsGoodAnswersOnlyWhenAsked) {
+  EXPECT_EQ(albums("access_token=wrong").status, 400);
+  const Answer suppressed = albums("access_token=wrong&suppress_http_code=1");
+  EXPECT_EQ(suppressed.status, 200);
+  EXPECT_EQ(suppressed.json()["error"]["code"], 190);
+  EXPECT_EQ(suppressed.json()["error"]["type"], "OAuthException");
+}
+
+TEST_F(MediaService, FacebookTakesItsCursorsOnlyAsTheyAre) {
+  const Answer first = albums("access_token=facebook-token-ada&limit=50");
+  ASSERT_EQ(first.json()["data"].size(), 50U);
+  const std::string next = targetOf(first.json()["paging"]["next"].asString());
+  EXPECT_EQ(client.get(next).json()["data"].size(), 7U);
+  EXPECT_FALSE(client.get(next).json()["paging"].isMember("next"));
+  EXPECT_EQ(client.get(next.substr(0, next.size() - 1)).status, 400);
+}
+
+TEST_F(MediaService, FacebookShowsAVideoUnderOneSlashOrTwo) {
+  const std::string id = MediaLibrary::videoId(0, 0);
+  EXPECT_EQ(client.get("/facebook/v2.2/" + id + "?access_token=facebook-token-ada").json()["id"], id);
+  EXPECT_EQ(client.get("/facebook/v2.2//" + id + "?access_token=facebook-token-ada").json()["id"], id);
+  EXPECT_EQ(client.get("/facebook/v2.2//" + id + "?access_token=facebook-token-bruno").status, 400);
+}
+
+TEST_F(MediaService, FlickrRefusesAChangedParameter) {
+  Parameters parameters{
+      {"method", "flickr.photos.getWithoutGeoData"}, {"format", "json"}, {"nojsoncallback", "1"}};
+  EXPECT_EQ(flickr(parameters).json()["stat"], "ok");
+  parameters.emplace_back("api_sig", "00000000000000000000000000000000");
+  EXPECT_EQ(flickr(parameters).json()["code"], 96);
+}
+
+TEST_F(MediaService, FlickrKnowsItsOneMethod) {
+  EXPECT_EQ(
+      flickr({{"method", "flickr.test.login"}, {"format", "json"}, {"nojsoncallback", "1"}}).json()["code"],
+      112);
+}
+
+TEST_F(MediaService, FlickrWrapsAnAnswerThatMayCallBack) {
+  const Answer answer = flickr({{"method", "flickr.photos.getWithoutGeoData"}, {"format", "json"}});
+  EXPECT_TRUE(answer.body.starts_with("jsonFlickrApi("));
+}
+
+TEST_F(MediaService, FlickrRefusesAnOldTimestamp) {
+  EXPECT_EQ(oauth(std::time(nullptr)).json()["stat"], "ok");
+  EXPECT_EQ(oauth(std::time(nullptr) - 3600).json()["code"], 96);
+}
+
+TEST_F(MediaService, InstagramRefusesUnsignedAndWronglySignedRequests) {
+  const std::string path = "/instagram/v1/users/self/media/recent/?access_token=instagram-token-ada";
+  const Answer unsignedRequest = client.get(path);
+  EXPECT_EQ(unsignedRequest.status, 403);
+  EXPECT_EQ(unsignedRequest.json()["meta"]["error_type"], "OAuthForbiddenException");
+  EXPECT_EQ(client.get(path + "&sig=00").json()["meta"]["code"], 403);
+}
+
+TEST_F(MediaService, SignaturesFollowFromKnownAnswers) {
+  // The example of OAuth Core 1.0, appendix A.5.
+  EXPECT_EQ(sandbox::oauthSignature("http://photos.example.net/photos",
+                                    {{"file", "vacation.jpg"},
+                                     {"size", "original"},
+                                     {"oauth_version", "1.0"},
+                                     {"oauth_consumer_key", "dpf43f3p2l4k3l03"},
+                                     {"oauth_token", "nnch734d00sl2jdk"},
+                                     {"oauth_timestamp", "1191242096"},
+                                     {"oauth_nonce", "kllo9940pd9333jh"},
+                                     {"oauth_signature_method", "HMAC-SHA1"}},
+                                    "kd94hf93k423kf44", "pfkkdhi9sl3r4s00"),
+            "tR3+Ty81lMeYAr/Fid0kMTYa/WM=");
+  // printf %s 'SECRETapi_key9a0554259914a86fmethodx' | md5sum
+  EXPECT_EQ(sandbox::flickrMd5Signature("SECRET", {{"method", "x"}, {"api_key", "9a0554259914a86f"}}),
+            "fc4669ad6fd2123073c2782d98cac35c");
+  EXPECT_EQ(sandbox::instagramSignature("/e", {{"b", "2"}, {"a", "1"}, {"sig", "x"}}, "k"),
+            "bd06f7d489ae6095be159a05cb2c4bdf902b182da7ee897d91ed60b011829373");
+}
+
+TEST_F(MediaService, PicturesAreJpegsOfTheirSizeAndTheSameEachTime) {
+  const Answer answer = client.get(MediaLibrary::picturePath("42", 97, 33));
+  EXPECT_EQ(answer.header("Content-Type"), "image/jpeg");
+  EXPECT_TRUE(answer.body.starts_with("\xFF\xD8\xFF\xE0"));
+  EXPECT_TRUE(answer.body.ends_with("\xFF\xD9"));
+  const std::size_t frame = answer.body.find(std::string("\xFF\xC0\0\x11\x08\0\x21\0\x61", 9));
+  EXPECT_NE(frame, std::string::npos);
+  EXPECT_EQ(client.get(MediaLibrary::picturePath("42", 97, 33)).body, answer.body);
+  EXPECT_NE(client.get(MediaLibrary::picturePath("43", 97, 33)).body, answer.body);
+}
+
+TEST_F(MediaService, VideosAreMp4) {
+  const Answer answer = client.get(MediaLibrary::videoPath("42"));
+  EXPECT_EQ(answer.header("Content-Type"), "video/mp4");
+  EXPECT_EQ(answer.body.substr(4, 4), "ftyp");
+  EXPECT_EQ(answer.body, sandbox::makeMp4(320, 180, 30, 42));
+}
+
+TEST_F(MediaService, FilesWithOtherNamesAreNotThere) {
+  for (const char* name :
+       {"42_97x33.png", "42.jpg", "42_x33.jpg", "42_0x5.jpg", "42_5000x5.jpg", "a_5x5.jpg"}) {
+    EXPECT_EQ(client.get(std::string("/media/pictures/") + name).status, 404) << name;
+    EXPECT_EQ(client.get(std::string("/sandbox/media/") + name).status, 404) << name;
+  }
+  EXPECT_EQ(client.get("/media/videos/x.mp4").status, 404);
+  EXPECT_EQ(client.get("/flickr/farm5/65535/7_wrong_t.jpg").status, 404);
+  EXPECT_EQ(client.get("/flickr/farm5/65535/7_5ec4e7_t.jpg").status, 200);
+}
+
+}  // namespace

@@ -1,0 +1,58 @@
+// How the interpreter is looked for, with stand-ins that cannot serve.
+#include "scripting/python/PythonLibrary.h"
+#include "support/RecordingLogger.h"
+#include "support/TemporaryDirectory.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+
+using namespace KBL;
+using testing::HasSubstr;
+using testing::SizeIs;
+
+namespace fs = std::filesystem;
+
+namespace {
+
+/// No real interpreter is in the way for the rest of the process.
+void forgetOtherInterpreters() {
+  (void)_wputenv_s(L"PATH", L"");
+  (void)_wputenv_s(L"MEDIATRANSFER_PYTHON", L"");
+}
+
+TEST(PythonSearch, LooksIntoAHomeOfAnyNameForTheSystemsFileNames) {
+  forgetOtherInterpreters();
+  const TemporaryDirectory directory;
+  const fs::path home = directory.path() / u8"Fu\u00DFg\u00E4nger \u6D4B";
+  fs::create_directories(home / "lib");
+  fs::copy_file(BARE_PYTHON, home / "python39.dll");
+  fs::copy_file(OLD_PYTHON, home / "lib" / "python310.dll");
+  const ScopedRecordingLogger log;
+
+  LinesBehindLock told;
+  EXPECT_EQ(findPython(directory.file("Fu\u00DFg\u00E4nger \u6D4B") + "/", told), nullptr);
+  told.write();
+
+  const auto lines = log->linesWith("python runtime not found, tried: ");
+  ASSERT_THAT(lines, SizeIs(1));
+  EXPECT_THAT(lines[0].text, HasSubstr("/python39.dll (no function Py_SetPythonHome)"));
+  EXPECT_THAT(lines[0].text, HasSubstr("/lib/python310.dll (version 3.7.16 is none from 3.8 upwards)"));
+  EXPECT_THAT(lines[0].text, HasSubstr("; python38.dll ("));
+}
+
+TEST(PythonSearch, TakesTheLibraryThatTheVariableNames) {
+  forgetOtherInterpreters();
+  (void)_putenv_s("MEDIATRANSFER_PYTHON", BARE_PYTHON);
+  const ScopedRecordingLogger log;
+
+  LinesBehindLock told;
+  EXPECT_EQ(findPython("nowhere/", told), nullptr);
+  told.write();
+
+  EXPECT_THAT(log->linesWith(BARE_PYTHON " (no function Py_SetPythonHome)"), SizeIs(1));
+}
+
+}  // namespace
