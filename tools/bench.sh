@@ -7,10 +7,10 @@ cd "$(dirname "$0")/.."
 
 size=()
 if [ "${1:-}" = --quick ]; then
-  size=(--pairs 2 --mebibytes 32)
+  size=(--quick --pairs 2)
   shift
 fi
 mkdir -p build
 cmake --preset release -DKBL_BUILD_BENCHMARKS=ON >build/configure-benchmarks.log
-cmake --build --preset release --target bench_server upload_host chunk_loop request_rounds
+cmake --build --preset release --target bench_server upload_host download_host chunk_loop request_rounds
 python3 bench/compare.py build/release/bin "$@" "${size[@]}"

@@ -1,6 +1,7 @@
 // The servers of all comparisons, in a process of their own: a sink for uploads over HTTP and one over TLS,
 // and the stand-ins for the rest. Prints what clients have to know, a name and a value a line, then waits
-// until its input ends. WORKPLACE is a folder for the cloud configurations.
+// until its input ends. WORKPLACE is a folder for the cloud configurations and the
+// scripts' addresses.
 #include "SinkServer.h"
 #include "foundation/BsNet/client/TestCertificates.h"
 #include "sandbox/Sandbox.h"
@@ -8,25 +9,37 @@
 #include <csignal>
 #include <cstdio>
 #include <fstream>
+#include <map>
 #include <string>
 
 namespace {
 
-constexpr const char* uploadKey = "urlExternlMediaAuthYoutubeUpload";
+using Addresses = std::map<std::string, std::string>;
 
-/// The stand-ins' configuration, but for uploads, which go to `sink`.
-void writeConfig(const std::string& path, std::map<std::string, std::string> config,
-                 const std::string& sink) {
-  config[uploadKey] = sink + "/upload";
+/// The addresses of all uploads on one sink.
+Addresses uploadsTo(const std::string& youtube, const std::string& rest) {
+  return {{"urlExternlMediaAuthYoutubeUpload", youtube},
+          {"urlExternlMediaAuthTiktokUpload", rest},
+          {"urlExternlMediaAuthDouyinVideoPartInit", rest},
+          {"urlExternlMediaAuthDouyinVideoPartUpload", rest},
+          {"urlExternlMediaAuthDouyinVideoPartComplete", rest}};
+}
+
+void writeAddresses(const std::string& path, const Addresses& addresses) {
   std::ofstream file(path);
   const char* separator = "{";
-  for (const auto& [key, url] : config) {
+  for (const auto& [key, url] : addresses) {
     file << separator << "\n\"" << key << "\": \"" << url << '"';
     separator = ",";
   }
   file << "\n}\n";
 }
 
+/// The stand-ins' configuration, but for these.
+void writeConfig(const std::string& path, Addresses config, const Addresses& others) {
+  for (const auto& [key, url] : others) config[key] = url;
+  writeAddresses(path, config);
+}
 void tell(const char* name, const std::string& value) {
   (void)std::printf("%s %s\n", name, value.c_str());
 }
@@ -43,9 +56,14 @@ int main(int count, char** arguments) {
   static const SinkServer& plain = *new SinkServer;
   static const SinkServer& secure = *new SinkServer(files.certificate, files.key);
   sandbox::Sandbox server;
-  writeConfig(place + "/http.json", server.cloudConfig(), plain.baseUrl());
-  writeConfig(place + "/https.json", server.cloudConfig(), secure.baseUrl());
-  tell("http", plain.baseUrl());
+  const Addresses config = server.cloudConfig();
+  const std::string base = plain.baseUrl();
+  writeConfig(place + "/http.json", config, uploadsTo(base + "/upload", base + "/upload"));
+  writeConfig(place + "/stall.json", config, uploadsTo(base + "/stalling-session", base + "/stall"));
+  writeAddresses(place + "/services.json", {{"vimeoApi", base + "/vimeo"}});
+  writeConfig(place + "/https.json", config,
+              uploadsTo(secure.baseUrl() + "/upload", secure.baseUrl() + "/upload"));
+  tell("http", base);
   tell("https", secure.baseUrl());
   tell("authority", authority.file());
   tell("token", server.issueTokens(sandbox::Platform::youtube).accessToken);

@@ -96,5 +96,5 @@ int main(int count, char** arguments) {
         std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - begun).count());
   }
   std::sort(times.begin(), times.end());
-  (void)std::printf("%.1f\n", times[times.size() / 2]);
+  (void)std::printf("microseconds %.1f\n", times[times.size() / 2]);
 }

@@ -3,18 +3,25 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <poll.h>
 #include <strings.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <stdexcept>
+#include <string_view>
 #include <vector>
 
 namespace {
 
 constexpr std::size_t bufferBytes = 256 << 10;
+
+// What is special about some targets.
+constexpr const char* stall = "/stall";                       // its requests are never read nor answered
+constexpr const char* stallingSession = "/stalling-session";  // a session whose chunks go there
 
 /// One connection, plain or within TLS.
 class Wire {
@@ -42,12 +49,22 @@ class Wire {
     return count > 0 ? static_cast<std::size_t>(count) : 0;
   }
 
-  void write(const std::string& text) {
-    if (ssl_ == nullptr) {
-      (void)::send(descriptor_, text.data(), text.size(), MSG_NOSIGNAL);
-    } else {
-      (void)SSL_write(ssl_.get(), text.data(), static_cast<int>(text.size()));
+  /// False when the peer has gone.
+  bool write(std::string_view text) {
+    while (!text.empty()) {
+      const ssize_t count = ssl_ == nullptr
+                                ? ::send(descriptor_, text.data(), text.size(), MSG_NOSIGNAL)
+                                : SSL_write(ssl_.get(), text.data(), static_cast<int>(text.size()));
+      if (count <= 0) return false;
+      text.remove_prefix(static_cast<std::size_t>(count));
     }
+    return true;
+  }
+
+  /// Reads and says nothing until the peer goes.
+  void standStill() const {
+    pollfd peer{descriptor_, POLLRDHUP, 0};
+    (void)::poll(&peer, 1, -1);
   }
 
  private:
@@ -69,25 +86,67 @@ std::string headerOf(const std::string& head, const std::string& name) {
   return {};
 }
 
+std::uint64_t numberIn(const std::string& text) {
+  return std::strtoull(text.c_str(), nullptr, 10);
+}
+
+std::uint64_t bodyBytes(const std::string& head) {
+  return numberIn(headerOf(head, "Content-Length"));
+}
+
+std::string targetOf(const std::string& head) {
+  const std::size_t begin = head.find(' ') + 1;
+  return head.substr(begin, head.find(' ', begin) - begin);
+}
+
 /// "bytes 0-9/10" is the last range of its file; so is a body without a range.
 bool isLastRange(const std::string& range) {
   const std::size_t dash = range.find('-');
   const std::size_t slash = range.find('/');
   if (dash == std::string::npos || slash == std::string::npos) return true;
-  return std::strtoull(range.c_str() + dash + 1, nullptr, 10) + 1 ==
-         std::strtoull(range.c_str() + slash + 1, nullptr, 10);
+  return numberIn(range.substr(dash + 1)) + 1 == numberIn(range.substr(slash + 1));
+}
+
+/// What the services say to a request that opens an upload, or takes all of one, in one object.
+std::string reply(const std::string& baseUrl) {
+  return R"({"code":0,"kind":"youtube#video","id":"bench","uri":"/videos/1","link":"https://vimeo.com/1",)"
+         R"("data":{"error_code":0,"share_id":"bench","upload_id":"bench"},"upload":{"upload_link":")" +
+         baseUrl + R"(/tus"}})";
+}
+
+/// The line that tells a client where the rest of its file goes on: behind the last byte of the range.
+std::string reached(const std::string& range) {
+  const std::size_t dash = range.find('-');
+  return "Range: bytes=0-" + range.substr(dash + 1, range.find('/') - dash - 1) + "\r\n";
 }
 
 std::string answerTo(const std::string& head, const std::string& baseUrl) {
-  const std::string body = R"({"code":0,"kind":"youtube#video","id":"bench"})";
+  const std::string body = reply(baseUrl);
   const std::string length = "Content-Length: " + std::to_string(body.size()) + "\r\n";
-  if (head.starts_with("POST")) {
-    return "HTTP/1.1 200 OK\r\nLocation: " + baseUrl + "/session\r\n" + length + "\r\n" + body;
+  const std::string range = headerOf(head, "Content-Range");
+  if (head.starts_with("PATCH")) {
+    const std::uint64_t offset = numberIn(headerOf(head, "Upload-Offset")) + bodyBytes(head);
+    return "HTTP/1.1 204 No Content\r\nUpload-Offset: " + std::to_string(offset) + "\r\n\r\n";
   }
-  if (!isLastRange(headerOf(head, "Content-Range"))) {
-    return "HTTP/1.1 308 Resume Incomplete\r\nContent-Length: 0\r\n\r\n";
+  if (head.starts_with("POST")) {
+    const char* const place = targetOf(head).starts_with(stallingSession) ? stall : "/session";
+    return "HTTP/1.1 200 OK\r\nLocation: " + baseUrl + place + "\r\n" + length + "\r\n" + body;
+  }
+  if (!isLastRange(range)) {
+    return "HTTP/1.1 308 Resume Incomplete\r\n" + reached(range) + "Content-Length: 0\r\n\r\n";
   }
   return "HTTP/1.1 200 OK\r\n" + length + "\r\n" + body;
+}
+
+/// As many bytes as the target names: "/SIZE".
+void give(Wire& wire, std::uint64_t left, std::vector<char>& buffer) {
+  wire.write("HTTP/1.1 200 OK\r\nContent-Type: video/mp4\r\nContent-Length: " + std::to_string(left) +
+             "\r\n\r\n");
+  while (left > 0) {
+    const std::size_t count = std::min<std::uint64_t>(left, buffer.size());
+    if (!wire.write({buffer.data(), count})) return;
+    left -= count;
+  }
 }
 
 void serve(Wire& wire, const std::string& baseUrl) {
@@ -102,8 +161,14 @@ void serve(Wire& wire, const std::string& baseUrl) {
     }
     const std::string head = pending.substr(0, end + 2);
     pending.erase(0, end + 4);
+    const std::string target = targetOf(head);
+    if (target == stall) return wire.standStill();
+    if (head.starts_with("GET")) {
+      give(wire, numberIn(target.substr(1)), buffer);
+      continue;
+    }
     if (headerOf(head, "Expect") == "100-continue") wire.write("HTTP/1.1 100 Continue\r\n\r\n");
-    std::size_t left = std::strtoull(headerOf(head, "Content-Length").c_str(), nullptr, 10);
+    std::size_t left = bodyBytes(head);
     const std::size_t there = std::min(left, pending.size());
     pending.erase(0, there);
     left -= there;

@@ -8,8 +8,10 @@
 
 /// Takes request bodies as fast as they come and keeps nothing; on 127.0.0.1, a thread a connection, until
 /// the process ends. Speaks as much HTTP/1.1 as the clients that are measured: a request that announces its
-/// length. A POST opens an upload session, a PUT that is not the last range of its file gets 308, every other
-/// one the name of a video.
+/// length. A POST opens an upload session or is one whole upload, a PUT that is not the last range of its
+/// file gets 308, every other one the name of a video; a PATCH is a piece of an upload by tus; a GET of
+/// "/SIZE" gets so many bytes. Nothing ever answers "/stall", where the chunks of "/stalling-session" go,
+/// too.
 class SinkServer {
  public:
   /// Plain HTTP, or TLS with the certificate and key in these PEM files.

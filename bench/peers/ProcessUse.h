@@ -1,0 +1,7 @@
+#pragma once
+
+/// The most memory that this process ever held, in KiB.
+[[nodiscard]] long peakKiB();
+
+/// How often threads of this process that still run have waited and been woken.
+[[nodiscard]] long wakeUps();

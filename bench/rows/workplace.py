@@ -1,0 +1,91 @@
+"""The servers, files and programs that the rows share."""
+
+import os
+import shutil
+import subprocess
+import sys
+
+from rows.measure import Run
+
+MIB = 1 << 20
+
+
+class Workplace:
+    def __init__(self, programs, place, options):
+        self.programs = programs
+        self.place = place
+        self.pairs = options.pairs
+        self.is_quick = options.quick
+        self.file = self.make_file("video", self.scaled(1024 * MIB))
+        self.caches = 0
+        self.server = subprocess.Popen(
+            [self.program("bench_server"), place], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True
+        )
+        self.told = {}
+        while "token" not in self.told:
+            line = self.server.stdout.readline()
+            if not line:
+                sys.exit("bench: the server did not start")
+            name, value = line.split()
+            self.told[name] = value
+
+    def close(self):
+        self.server.stdin.close()
+        self.server.wait()
+
+    def program(self, name):
+        return os.path.join(self.programs, name)
+
+    def path(self, name):
+        return os.path.join(self.place, name)
+
+    def scaled(self, size):
+        """A size of the full measurement, or its place in a quick one."""
+        return min(size, 32 * MIB) if self.is_quick else size
+
+    def make_file(self, name, size):
+        """A file of random bytes, made once."""
+        path = self.path(name)
+        if os.path.exists(path) and os.path.getsize(path) == size:
+            return path
+        block = os.urandom(MIB)
+        with open(path, "wb") as file:
+            for begin in range(0, size, MIB):
+                file.write(block[: min(MIB, size - begin)])
+        return path
+
+    def make_hollow_file(self, name, size):
+        """A file of zeros that takes no room."""
+        path = self.path(name)
+        with open(path, "wb") as file:
+            file.truncate(size)
+        return path
+
+    def fresh_cache(self):
+        self.caches += 1
+        cache = self.path(f"cache{self.caches}")
+        os.mkdir(cache)
+        return cache
+
+    def upload(self, file=None, server="http", **options):
+        """An upload by the library, with a login in a cache of its own; `options` are those of upload_host."""
+        cache = self.fresh_cache()
+        if server == "https":
+            options["authority"] = self.told["authority"]
+        run = Run(self.upload_command(cache, self.told["token"], file or self.file, server, options))
+        shutil.rmtree(cache)
+        return run
+
+    def upload_command(self, cache, token, file, server="http", options=()):
+        command = [self.program("upload_host"), self.path(server + ".json"), cache, token, file]
+        for name, value in dict(options).items():
+            command += ["--" + name, str(value)]
+        return command
+
+    def curl(self, *arguments):
+        return Run(["curl", "-s", "-S", "-f", "--cacert", self.told["authority"], *arguments])
+
+    def chunk_loop(self, scheme="http"):
+        """A bare libcurl loop of the chunks of the large file, in its best form."""
+        url = self.told[scheme] + "/"
+        return Run([self.program("chunk_loop"), "loop", url, self.file, self.told["authority"]])
