@@ -4,10 +4,9 @@
 #include "options/Failure.h"
 #include "sandbox/Sandbox.h"
 #include "sandbox/ScriptServicesFile.h"
-#include "system/Utf8Path.h"
+#include "system/Files.h"
 
 #include <chrono>
-#include <fstream>
 #include <memory>
 #include <stdexcept>
 #include <thread>
@@ -29,12 +28,8 @@ sandbox::SandboxOptions sandboxOptions(const Options& options) {
 }
 
 void writeConfig(const std::string& path, const std::string& text) {
-  std::ofstream file(pathFromUtf8(path), std::ios::binary | std::ios::trunc);
-  file << text;
-  file.close();
-  if (!file) {
-    throw Failure(Exit::refused, "the file '" + path + "' of --config-file cannot be written; give another");
-  }
+  if (writeFile(path, text)) return;
+  throw Failure(Exit::refused, "the file '" + path + "' of --config-file cannot be written; give another");
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include "host/ScriptSession.h"
 #include "options/Failure.h"
 #include "report/Advice.h"
+#include "system/Files.h"
 #include "system/Utf8Path.h"
 #include <ExternlMediaTransfer/ExternlMediaTransfer.h>
 #include <ExternlMediaTransfer/RecordInterfaces.h>
@@ -14,7 +15,6 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <system_error>
 #include <utility>
 
@@ -43,16 +43,15 @@ bool isOfTransfer(const Event& event) {
 }
 
 void requireFile(const std::string& path, const char* wanted) {
-  const std::filesystem::path file = pathFromUtf8(path);
   std::error_code error;
-  const auto status = std::filesystem::status(file, error);
+  const auto status = std::filesystem::status(pathFromUtf8(path), error);
   if (!std::filesystem::exists(status)) {
     throw Failure(Exit::refused, "there is no file '" + path + "'; check its name");
   }
   if (!std::filesystem::is_regular_file(status)) {
     throw Failure(Exit::refused, "'" + path + "' is no file; give " + wanted);
   }
-  if (!std::ifstream(file, std::ios::binary)) {
+  if (!opensForReading(path)) {
     throw Failure(Exit::refused, "the file '" + path + "' cannot be read; check its rights");
   }
 }

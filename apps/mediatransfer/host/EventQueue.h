@@ -1,6 +1,7 @@
 #pragma once
 
 #include "report/Events.h"
+#include "system/neverFreed.h"
 
 #include <chrono>
 #include <condition_variable>
@@ -42,7 +43,7 @@ using EventQueue = WaitingQueue<Event>;
 /// The queue of the process. It is never destroyed: a worker of the library may be inside a callback while
 /// the program ends.
 [[nodiscard]] inline EventQueue& eventQueue() {
-  static EventQueue& queue = *new EventQueue;
+  static EventQueue& queue = neverFreed<EventQueue>();
   return queue;
 }
 

@@ -1,6 +1,7 @@
 #include "host/HostCallbacks.h"
 
 #include "host/EventQueue.h"
+#include "system/neverFreed.h"
 #include <BsNet/IBsBaseRequest.h>
 #include <BsNet/IBsErrorInfo.h>
 #include <BsNet/IBsInfoReader.h>
@@ -69,7 +70,7 @@ class AuthCallbacks final : public KBL::IExternlMediaAuthCallback {
 }  // namespace
 
 KBL::IExternlMediaAuthCallback& authCallbacks() {
-  static AuthCallbacks& callbacks = *new AuthCallbacks;
+  static AuthCallbacks& callbacks = neverFreed<AuthCallbacks>();
   return callbacks;
 }
 

@@ -2,6 +2,7 @@
 
 #include "host/ScriptLogins.h"
 #include "options/Failure.h"
+#include "system/Files.h"
 #include "system/Utf8Path.h"
 #include <BsNet/cipher.h>
 #include <KblUtils/FileUtil.h>
@@ -9,8 +10,6 @@
 
 #include <array>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <system_error>
 
 namespace host {
@@ -37,11 +36,10 @@ LoginFile::LoginFile(const DataFolders& folders, const std::string& fileName)
     : folders_(folders), path_(folders.cache + "/" + fileName) {}
 
 void LoginFile::requireReadable() const {
-  const std::filesystem::path file = pathFromUtf8(path_);
   std::error_code error;
-  const std::filesystem::file_status status = std::filesystem::status(file, error);
+  const std::filesystem::file_status status = std::filesystem::status(pathFromUtf8(path_), error);
   if (status.type() == std::filesystem::file_type::not_found) return;
-  if (std::filesystem::is_regular_file(status) && std::ifstream(file, std::ios::binary)) return;
+  if (std::filesystem::is_regular_file(status) && opensForReading(path_)) return;
   throw Failure(Exit::refused,
                 "the logins in '" + path_ + "' cannot be read; check the rights or give --cache-dir DIR");
 }
@@ -60,20 +58,13 @@ void LoginFile::requireWritable() const {
 }
 
 void LoginFile::watch() {
-  watched_ = contents();
+  watched_ = contentsOf(path_);
 }
 
 // Each save changes the file: the database counts them in its head.
 bool LoginFile::isWritten() const {
-  const std::string now = contents();
+  const std::string now = contentsOf(path_);
   return !now.empty() && now != watched_;
-}
-
-std::string LoginFile::contents() const {
-  const std::ifstream file(pathFromUtf8(path_), std::ios::binary);
-  std::ostringstream text;
-  if (file) text << file.rdbuf();
-  return text.str();
 }
 
 }  // namespace host

@@ -25,8 +25,6 @@ class LoginFile {
   [[nodiscard]] const std::string& path() const { return path_; }
 
  private:
-  [[nodiscard]] std::string contents() const;
-
   DataFolders folders_;
   std::string path_;
   std::string watched_;

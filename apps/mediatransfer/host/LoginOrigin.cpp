@@ -1,11 +1,11 @@
 #include "host/LoginOrigin.h"
 
 #include "options/Failure.h"
-#include "system/Utf8Path.h"
+#include "system/Files.h"
 #include <KblUtils/FileUtil.h>
 #include <KblUtils/Path.h>
 
-#include <fstream>
+#include <sstream>
 #include <utility>
 
 namespace host {
@@ -53,9 +53,9 @@ void LoginOrigin::forget() const {
 }
 
 std::set<std::string> LoginOrigin::read() const {
-  std::ifstream file(pathFromUtf8(path_), std::ios::binary);
+  std::istringstream lines(contentsOf(path_));
   std::set<std::string> servers;
-  for (std::string line; std::getline(file, line);) {
+  for (std::string line; std::getline(lines, line);) {
     if (!line.empty()) servers.insert(line);
   }
   return servers;

@@ -1,14 +1,12 @@
 #include "host/ScriptLogins.h"
 
 #include "options/Failure.h"
-#include "system/Utf8Path.h"
+#include "system/Files.h"
 #include <BsNet/cipher.h>
 #include <KblUtils/FileUtil.h>
 #include <KblUtils/StringUtil.h>
 
 #include <charconv>
-#include <fstream>
-#include <sstream>
 #include <vector>
 
 namespace host {
@@ -63,13 +61,6 @@ std::optional<std::string> deciphered(const std::string& hidden) {
   return plain;
 }
 
-std::string readFile(const std::string& path) {
-  const std::ifstream file(pathFromUtf8(path), std::ios::binary);
-  std::ostringstream text;
-  if (file) text << file.rdbuf();
-  return text.str();
-}
-
 }  // namespace
 
 ScriptLogins::ScriptLogins(const std::string& cacheFolder, const std::string& platform)
@@ -77,7 +68,7 @@ ScriptLogins::ScriptLogins(const std::string& cacheFolder, const std::string& pl
 
 std::optional<ScriptLogin> ScriptLogins::load() const {
   if (KBL::FileUtil::size(KBL::Path(path_)) > sizeLimit) return std::nullopt;
-  const std::optional<std::string> plain = deciphered(readFile(path_));
+  const std::optional<std::string> plain = deciphered(contentsOf(path_));
   if (!plain) return std::nullopt;
   auto texts = unpacked(*plain, 5);
   if (texts && texts->at(0) == mark) texts = unpacked(*plain, 6);

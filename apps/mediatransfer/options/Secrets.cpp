@@ -2,17 +2,18 @@
 
 #include "options/Failure.h"
 #include "options/ProxyUrl.h"
-#include "system/Utf8Path.h"
+#include "system/Files.h"
+#include "system/neverFreed.h"
 
 #include <algorithm>
-#include <fstream>
+#include <optional>
 #include <utility>
 
 namespace host {
 namespace {
 
 std::vector<std::string>& hiddenSecrets() {
-  static std::vector<std::string>& secrets = *new std::vector<std::string>;
+  static auto& secrets = neverFreed<std::vector<std::string>>();
   return secrets;
 }
 
@@ -39,13 +40,9 @@ std::string decodedPassword(const std::string& url) {
 std::string resolveSecret(const std::string& value, const std::string& option) {
   if (value.empty() || value.front() != '@') return value;
   const std::string path = value.substr(1);
-  std::ifstream file(pathFromUtf8(path));
-  std::string line;
-  if (!file || !std::getline(file, line)) {
-    throw Failure(Exit::refused, "the file '" + path + "' of " + option + " cannot be read; check its name");
-  }
-  if (!line.empty() && line.back() == '\r') line.pop_back();
-  return line;
+  std::optional<std::string> line = firstLineOf(path);
+  if (line) return std::move(*line);
+  throw Failure(Exit::refused, "the file '" + path + "' of " + option + " cannot be read; check its name");
 }
 
 std::vector<std::string> givenSecrets(const Options& options) {
