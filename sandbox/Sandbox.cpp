@@ -15,7 +15,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <stdexcept>
 
 namespace sandbox {
@@ -27,10 +26,7 @@ std::string writeAuthority(const std::string& stateDir, const std::string& pem) 
   const std::string name =
       stateDir.empty() ? "sandbox-authority-" + randomText(12) + ".pem" : "authority.pem";
   std::string path = folder + "/" + name;
-  std::ofstream file(nativePath(path), std::ios::binary);
-  file << pem;
-  file.close();
-  if (!file) throw std::runtime_error("can't write " + path);
+  writeFile(path, pem);
   return path;
 }
 

@@ -5,7 +5,6 @@
 #include "sandbox/system/DiskFile.h"
 
 #include <filesystem>
-#include <fstream>
 #include <stdexcept>
 #include <system_error>
 
@@ -28,10 +27,7 @@ std::string newFolder() {
 ScriptServicesFile::ScriptServicesFile(const Sandbox& sandbox, const std::string& folder)
     : ownFolder_(folder.empty() ? newFolder() : std::string()),
       path_((folder.empty() ? ownFolder_ : folder) + "/script_services.json") {
-  std::ofstream file(nativePath(path_), std::ios::binary | std::ios::trunc);
-  file << sandbox.scriptServicesJson();
-  file.close();
-  if (!file) throw std::runtime_error("can't write " + path_);
+  writeFile(path_, sandbox.scriptServicesJson());
 }
 
 ScriptServicesFile::~ScriptServicesFile() {

@@ -1,10 +1,11 @@
 #include "sandbox/base/Sha256.h"
 
+#include "sandbox/base/Text.h"
+
 #include <openssl/evp.h>
 
 #include <array>
 #include <stdexcept>
-#include <string_view>
 
 namespace sandbox {
 
@@ -48,14 +49,7 @@ std::string Sha256::bytes() const {
 }
 
 std::string Sha256::hex() const {
-  constexpr std::string_view digits = "0123456789abcdef";
-  std::string text;
-  for (const char letter : bytes()) {
-    const auto byte = static_cast<unsigned char>(letter);
-    text += digits[byte >> 4];
-    text += digits[byte & 15];
-  }
-  return text;
+  return hexText(bytes());
 }
 
 }  // namespace sandbox

@@ -22,6 +22,12 @@ bool hexByte(std::string_view digits, char& byte) {
   return error == std::errc() && end == digits.data() + 2;
 }
 
+void appendHex(std::string& text, char letter, std::string_view digits) {
+  const auto byte = static_cast<unsigned char>(letter);
+  text += digits[byte >> 4];
+  text += digits[byte & 15];
+}
+
 const unsigned char* bytesOf(std::string_view text) {
   return reinterpret_cast<const unsigned char*>(text.data());
 }
@@ -35,10 +41,8 @@ bool equalIgnoringCase(std::string_view left, std::string_view right) {
 
 std::string percentEncoded(std::string_view text) {
   constexpr std::string_view plain = "-._~";
-  constexpr std::string_view hex = "0123456789ABCDEF";
   std::string encoded;
   for (const char letter : text) {
-    const auto byte = static_cast<unsigned char>(letter);
     const bool alphanumeric =
         (lower(letter) >= 'a' && lower(letter) <= 'z') || (letter >= '0' && letter <= '9');
     if (alphanumeric || plain.find(letter) != std::string_view::npos) {
@@ -46,8 +50,7 @@ std::string percentEncoded(std::string_view text) {
       continue;
     }
     encoded += '%';
-    encoded += hex[byte >> 4];
-    encoded += hex[byte & 15];
+    appendHex(encoded, letter, "0123456789ABCDEF");
   }
   return encoded;
 }
@@ -135,6 +138,12 @@ std::string randomDigits(std::size_t length) {
 bool parseNumber(std::string_view text, unsigned long long& number) {
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
   return error == std::errc() && !text.empty() && end == text.data() + text.size();
+}
+
+std::string hexText(std::string_view bytes) {
+  std::string text;
+  for (const char byte : bytes) appendHex(text, byte, "0123456789abcdef");
+  return text;
 }
 
 std::string base64(std::string_view bytes) {

@@ -24,6 +24,8 @@ namespace sandbox {
 [[nodiscard]] std::string randomDigits(std::size_t length);
 /// Whole decimal number without sign; false for anything else.
 [[nodiscard]] bool parseNumber(std::string_view text, unsigned long long& number);
+/// Two lower-case hexadecimal digits a byte.
+[[nodiscard]] std::string hexText(std::string_view bytes);
 [[nodiscard]] std::string base64(std::string_view bytes);
 /// The alphabet of addresses, without padding.
 [[nodiscard]] std::string base64Url(std::string_view bytes);

@@ -4,8 +4,7 @@
 #include "sandbox/system/DiskFile.h"
 
 #include <filesystem>
-#include <fstream>
-#include <sstream>
+#include <optional>
 #include <stdexcept>
 
 namespace sandbox {
@@ -40,11 +39,8 @@ void StateFile::save() {
 }
 
 void StateFile::loadUnlocked() const {
-  const std::ifstream file(nativePath(path_), std::ios::binary);
-  if (!file) return;
-  std::ostringstream text;
-  text << file.rdbuf();
-  merge_(parseJson(text.str()).value_or(Json::Value(Json::objectValue)));
+  const std::optional<std::string> text = contentsOf(path_);
+  if (text) merge_(parseJson(*text).value_or(Json::Value(Json::objectValue)));
 }
 
 void StateFile::replace(const std::string& text) const {

@@ -2,9 +2,10 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 
-/// What the state on disk needs of the system. Paths are UTF-8.
+/// Where the sandbox meets the disk. Paths are UTF-8.
 namespace sandbox {
 
 /// The standard library's form of a UTF-8 path.
@@ -16,6 +17,11 @@ namespace sandbox {
   const std::u8string text = path.generic_u8string();
   return {text.begin(), text.end()};
 }
+
+/// All of a file, nothing when it doesn't open.
+[[nodiscard]] std::optional<std::string> contentsOf(const std::string& path);
+/// Makes a file that others may read, or replaces its contents. Throws std::runtime_error when that fails.
+void writeFile(const std::string& path, const std::string& text);
 
 /// Makes the file where it isn't there and holds its lock against other processes until the end of the scope.
 /// Throws std::runtime_error when the file doesn't open.

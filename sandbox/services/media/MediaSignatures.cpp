@@ -17,20 +17,12 @@ namespace {
 struct Digest {
   std::array<unsigned char, EVP_MAX_MD_SIZE> bytes{};
   unsigned size = 0;
+
+  [[nodiscard]] std::string_view text() const { return {reinterpret_cast<const char*>(bytes.data()), size}; }
 };
 
 const unsigned char* bytesOf(const std::string& text) {
   return reinterpret_cast<const unsigned char*>(text.data());
-}
-
-std::string hex(const Digest& digest) {
-  constexpr std::string_view digits = "0123456789abcdef";
-  std::string text;
-  for (unsigned at = 0; at < digest.size; ++at) {
-    text += digits[digest.bytes[at] >> 4];
-    text += digits[digest.bytes[at] & 15];
-  }
-  return text;
 }
 
 Digest hmac(const EVP_MD* kind, const std::string& key, const std::string& message) {
@@ -57,7 +49,7 @@ std::string flickrMd5Signature(const std::string& secret, Parameters parameters)
   if (EVP_Digest(text.data(), text.size(), digest.bytes.data(), &digest.size, EVP_md5(), nullptr) != 1) {
     throw std::runtime_error("MD5 failed");
   }
-  return hex(digest);
+  return hexText(digest.text());
 }
 
 std::string oauthSignature(const std::string& url, Parameters parameters, const std::string& consumerSecret,
@@ -76,9 +68,7 @@ std::string oauthSignature(const std::string& url, Parameters parameters, const 
   const std::string base = method + "&" + percentEncoded(url) + "&" + percentEncoded(normalized);
   const Digest digest =
       hmac(EVP_sha1(), percentEncoded(consumerSecret) + "&" + percentEncoded(tokenSecret), base);
-  std::array<unsigned char, 64> text{};
-  const int length = EVP_EncodeBlock(text.data(), digest.bytes.data(), static_cast<int>(digest.size));
-  return {reinterpret_cast<const char*>(text.data()), static_cast<std::size_t>(length)};
+  return base64(digest.text());
 }
 
 std::string instagramSignature(const std::string& endpoint, Parameters parameters,
@@ -87,7 +77,7 @@ std::string instagramSignature(const std::string& endpoint, Parameters parameter
   std::sort(parameters.begin(), parameters.end());
   std::string text = endpoint;
   for (const auto& [name, value] : parameters) text.append("|").append(name).append("=").append(value);
-  return hex(hmac(EVP_sha256(), secret, text));
+  return hexText(hmac(EVP_sha256(), secret, text).text());
 }
 
 }  // namespace sandbox
