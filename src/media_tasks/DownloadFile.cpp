@@ -16,11 +16,6 @@ constexpr std::size_t smallBytes = std::size_t{64} << 10;
 constexpr const char* openError = "Image save path open error.";
 constexpr const char* writeError = "Image file write error.";
 
-struct CloseFile {
-  void operator()(std::FILE* file) const { (void)std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, CloseFile>;
-
 /// Copies what was kept on the disk; how many bytes.
 std::uint64_t copyTo(std::FILE* file, const System::FileReplacement& disk) {
   std::vector<char> buffer(smallBytes);
@@ -102,7 +97,7 @@ bool DownloadFile::hasRoomInPlace() const {
 
 bool DownloadFile::storeInPlace() {
   if (disk_ && !hasRoomInPlace()) return fail(writeError);
-  const File file(std::fopen(path_.c_str(), "wb+"));
+  const System::UniqueFile file = System::openInPlace(path_);
   if (!file) return fail(openError);
   const bool isWritten = disk_ ? copyTo(file.get(), *disk_) == keptBytes_
                                : std::fwrite(memory_.data(), 1, memory_.size(), file.get()) == memory_.size();

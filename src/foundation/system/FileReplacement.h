@@ -1,7 +1,10 @@
 #pragma once
 
+#include "foundation/system/System.h"
+
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <memory>
 #include <optional>
 #include <string>
@@ -44,5 +47,11 @@ class FileReplacement {
 
   const std::unique_ptr<File> file_;
 };
+
+/// The way for a target that can't be replaced: opens and empties it as fopen does, whatever it is. `target`
+/// is in the system's narrow encoding.
+[[nodiscard]] inline UniqueFile openInPlace(const std::string& target) {
+  return UniqueFile(std::fopen(target.c_str(), "wb+"));
+}
 
 }  // namespace KBL::System
