@@ -37,7 +37,8 @@ class TiktokUpload(LimitedUpload, SignedInTest):
         values = [event["value"] for event in result.named("progress")]
         self.assertEqual(values, sorted(values))
         self.assertEqual(values[-2:], [100, 100])
-        self.assertLessEqual(max(values[:-2]), 99)
+        # A fast transfer ends before a beat of the progress.
+        self.assertTrue(all(value <= 99 for value in values[:-2]), values)
 
     def test_for_people(self):
         result = self.upload(self.video(), "--title", "A title")
@@ -93,7 +94,7 @@ class TiktokUpload(LimitedUpload, SignedInTest):
                 ("removeMember", {"path": "data.share_id"}),
             )
         ]
-        for result in self.upload_side_by_side(len(faults), self.video(2 * MIB), "--json", "--patience", "5"):
+        for result in self.upload_side_by_side(len(faults), self.video(2 * MIB), "--json", "--patience", "10"):
             self.assert_ends(result, 1)
             self.assertEqual(result.named("finished"), [])
         self.assertEqual([self.servers.delivered(fault) for fault in faults], [1] * len(faults))
@@ -132,8 +133,10 @@ class TiktokUpload(LimitedUpload, SignedInTest):
         running.interrupt()
         result = running.end()
         self.assertEqual((result.code, result.err), (130, ""), result)
+        # Bytes that were on their way may still be told.
+        lines = [line for line in result.out.splitlines() if "% of " not in line]
         self.assertEqual(
-            result.out.splitlines()[-3:],
+            lines[-3:],
             ["stopping; Ctrl-C again ends at once", "the transfer was cut off (-10007,User cancelled!)", "stopped"],
         )
 
