@@ -10,6 +10,7 @@
 #include <ExternlMediaTransfer/HostRecords.h>
 #include <ExternlMediaTransfer/IBsExternlMediaAuthorize.h>
 #include <ExternlMediaTransfer/IExternlMediaAuthCallback.h>
+#include <ExternlMediaTransfer/IExternlMediaDownloadNews.h>
 #include <ExternlMediaTransfer/IExternlMediaTransfer.h>
 #include <ExternlMediaTransfer/RecordInterfaces.h>
 #include <ExternlMediaTransfer/TransferNumbers.h>

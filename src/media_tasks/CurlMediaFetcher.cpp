@@ -96,10 +96,12 @@ class CurlFetch {
 
 FetchResult CurlFetch::run(const std::string& url) {
   const CURLcode result = perform(url);
-  if (result == CURLE_OK) return {FetchResult::End::good};
-  if (processEnds_) return {FetchResult::End::processEnds, curl_easy_strerror(result)};
-  if (refusal_ == CURLE_UNSUPPORTED_PROTOCOL) return {FetchResult::End::failed, unsupportedProtocol};
-  return {FetchResult::End::failed, curl_easy_strerror(refusal_ == CURLE_OK ? result : refusal_)};
+  long status = 0;
+  (void)curl_easy_getinfo(easy_, CURLINFO_RESPONSE_CODE, &status);
+  if (result == CURLE_OK) return {FetchResult::End::good, {}, status};
+  if (processEnds_) return {FetchResult::End::processEnds, curl_easy_strerror(result), status};
+  if (refusal_ == CURLE_UNSUPPORTED_PROTOCOL) return {FetchResult::End::failed, unsupportedProtocol, status};
+  return {FetchResult::End::failed, curl_easy_strerror(refusal_ == CURLE_OK ? result : refusal_), status};
 }
 
 CURLcode CurlFetch::perform(const std::string& url) {

@@ -36,6 +36,7 @@ struct FetchResult {
   enum class End { good, failed, processEnds };  ///< in the last case nothing more can be fetched
   End end = End::failed;
   std::string error{};  ///< of a failed one, in libcurl's words; empty when libcurl gave not even a handle
+  long httpStatus = 0;  ///< of the last answer; 0 for none
 };
 
 /// GETs addresses for the tasks. Any thread, several at once.

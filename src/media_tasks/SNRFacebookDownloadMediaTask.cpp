@@ -8,6 +8,9 @@ namespace KBL {
 
 namespace {
 
+/// From here on a status says that the body is not what was asked for.
+constexpr std::int32_t firstErrorStatus = 400;
+
 /// Cuts to 32 bits; a count beyond them stays at their end.
 std::int32_t truncated(double count) {
   constexpr double largest = std::numeric_limits<std::int32_t>::max();
@@ -43,7 +46,13 @@ bool SNRFacebookDownloadMediaTask::fetchAndStore() {
   };
   const Drop atTheEnd{file_};
   std::string nothing;  // the body is in the file
-  return Fetch(url_, nothing) && file_.store();
+  return Fetch(url_, nothing) && acceptsStatus() && file_.store();
+}
+
+bool SNRFacebookDownloadMediaTask::acceptsStatus() {
+  if (!refusesErrorStatus() || httpStatus() < firstErrorStatus) return true;
+  setErrorText("HTTP status " + std::to_string(httpStatus()));
+  return false;
 }
 
 std::size_t SNRFacebookDownloadMediaTask::OnWrite(const char* data, std::size_t size) {

@@ -5,7 +5,8 @@
 
 namespace KBL {
 
-/// Stores what one URL gives in a file, whatever the HTTP status. The file appears, or is replaced, once the
+/// Stores what one URL gives in a file, whatever the HTTP status, unless the host refuses error statuses. The
+/// file appears, or is replaced, once the
 /// body is whole and on the disk, so that a failed or stopped fetch touches no file.
 class SNRFacebookDownloadMediaTask final : public SNRRequestTask {
  public:
@@ -21,6 +22,8 @@ class SNRFacebookDownloadMediaTask final : public SNRRequestTask {
  private:
   /// Leaves nothing but the target behind.
   [[nodiscard]] bool fetchAndStore();
+  /// False, with its text, for an error status that the host refuses.
+  [[nodiscard]] bool acceptsStatus();
   /// False once as many bytes are announced as the disk has no room for.
   [[nodiscard]] bool hasRoomFor(double total);
 

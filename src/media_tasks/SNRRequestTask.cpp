@@ -135,6 +135,7 @@ bool SNRRequestTask::Fetch(const std::string& url, std::string& body) {
   Listener listener(*this);
   FetchResult result = fetcher_.fetch(url, largestBody_, listener);
   body = std::exchange(responseBuffer_, {});
+  httpStatus_ = static_cast<std::int32_t>(result.httpStatus);
   if (result.end == FetchResult::End::good) return true;
   if (result.end == FetchResult::End::processEnds) cancel();
   if (hasStalled()) {

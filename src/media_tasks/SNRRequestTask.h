@@ -16,6 +16,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 
 namespace KBL {
 
@@ -72,6 +73,10 @@ class SNRRequestTask {
   [[nodiscard]] bool isOnOwnThread() const { return runner_.load() == std::this_thread::get_id(); }
   /// True on the thread of any task that runs for this transfer, that is in all of its callbacks.
   [[nodiscard]] static bool isThreadOf(const IExternlMediaTransfer* transfer);
+  /// The HTTP status of the last fetch that has ended; 0 for none. Any thread.
+  [[nodiscard]] std::int32_t httpStatus() const { return httpStatus_; }
+  /// Whether a download whose answer has an error status fails. Any thread.
+  void refuseErrorStatus(bool refuses) { refusesErrorStatus_ = refuses; }
   /// Bodies beyond `bytes` end a fetch as failed. Before `Start`.
   void setLargestBody(std::size_t bytes) { largestBody_ = bytes; }
 
@@ -89,6 +94,8 @@ class SNRRequestTask {
   [[nodiscard]] bool fetchPage(const std::string& url, Json::Value& page);
 
   [[nodiscard]] const std::string& errorText() const { return errorText_; }
+  void setErrorText(std::string text) { errorText_ = std::move(text); }
+  [[nodiscard]] bool refusesErrorStatus() const { return refusesErrorStatus_; }
 
   /// Gives the host a record, unless it has no callback or the task is cancelled. False when the host wants
   /// no more of this page.
@@ -140,6 +147,8 @@ class SNRRequestTask {
   const MediaErrorCallback errorCallback_;  // may be null
   std::string responseBuffer_;
   std::string errorText_;
+  std::atomic<std::int32_t> httpStatus_{0};
+  std::atomic<bool> refusesErrorStatus_{false};
   std::atomic<std::int32_t> cancelFlag_{0};
   std::unique_ptr<std::thread> thread_;  // null until started
   std::atomic<void*> hostContext_{nullptr};

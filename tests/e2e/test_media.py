@@ -131,6 +131,23 @@ class Media(HostTest):
         self.assertEqual(result.out.splitlines()[-1], f"stored in {target}")
         self.assertEqual(target.read_bytes()[4:8], b"ftyp")
 
+    def test_download_of_an_error_status_fails_and_leaves_the_former_file(self):
+        servers = self.start_servers()
+        target = self.folder / "x.jpg"
+        target.write_text("former")
+        missing = servers.url + "/media/pictures/none.jpg"
+        plain = self.run_program("download", missing, target)
+        self.assertEqual(plain.code, 1, plain)
+        self.assert_one_line(plain.err, "HTTP status 404", "check the address", "--keep-errors")
+        self.assertEqual(target.read_text(), "former")
+        lines = self.run_program("--json", "download", missing, target)
+        self.assert_ends(lines, 1)
+        self.assertEqual(lines.named("error"), [{"event": "error", "code": 10, "text": "HTTP status 404"}])
+
+        kept = self.run_program("download", missing, target, "--keep-errors")
+        self.assertEqual(kept.code, 0, kept)
+        self.assertNotEqual(target.read_text(), "former")
+
     def test_download_without_any_configuration(self):
         servers = self.start_servers()
         target = self.folder / "picture.jpg"

@@ -91,7 +91,7 @@ int runDownload(const Options& options, Report& report) {
   // The stand-ins of this process listen on another port each time, so that their files are named by path.
   const bool isOfSandbox = options.sandbox && options.url.starts_with('/');
   const std::string url = isOfSandbox ? host.sandboxUrl() + options.url : options.url;
-  return MediaJob(report).download(url, narrowPath(options.file));
+  return MediaJob(report).download(url, narrowPath(options.file), options.keepErrors);
 }
 
 }  // namespace host

@@ -47,7 +47,10 @@ int MediaJob::listMedia(const MediaService& service, const MediaRequest& request
   return follow(false);
 }
 
-int MediaJob::download(const std::string& url, const std::string& path) {
+int MediaJob::download(const std::string& url, const std::string& path, bool keepErrors) {
+  auto* const news =
+      KBL::queryInterface<KBL::IExternlMediaDownloadNews>(transfer_.get(), "IExternlMediaDownloadNews");
+  if (news != nullptr) news->RefuseErrorStatus(!keepErrors);
   transfer_->Command(KBL::commandDownloadFile, url.c_str(), path.c_str(), &MediaEvents::onError,
                      &MediaEvents::onProgress);
   return follow(true);

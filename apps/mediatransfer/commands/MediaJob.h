@@ -31,8 +31,8 @@ class MediaJob {
   // Each runs the job and returns the exit code.
   int listAlbums(const std::string& token);
   int listMedia(const MediaService& service, const MediaRequest& request);
-  /// `path` is in the system's narrow encoding.
-  int download(const std::string& url, const std::string& path);
+  /// `path` is in the system's narrow encoding. `keepErrors`: what comes with an error status is stored, too.
+  int download(const std::string& url, const std::string& path, bool keepErrors);
 
  private:
   int follow(bool endsWithError);

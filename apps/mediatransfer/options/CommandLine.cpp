@@ -233,6 +233,8 @@ class Parser {
     sub.add_option("URL", options_.url, "An address, with --sandbox also a path of the stand-in servers")
         ->required();
     sub.add_option("FILE", options_.file, "Where to store it; a file that is there is replaced")->required();
+    sub.add_flag("--keep-errors", options_.keepErrors,
+                 "Store what comes with an error status (404 ...), too");
   }
 
   void addSandbox() {

@@ -54,7 +54,8 @@ struct Options {
   std::string album;
   std::string key;
   std::string secret;
-  std::string url;  ///< of download
+  std::string url;          ///< of download
+  bool keepErrors = false;  ///< download stores the answer of an error status, too
 
   int port = 0;  ///< of sandbox; 0 takes a free one
   std::string stateDir;

@@ -219,6 +219,10 @@ std::string explainMediaError(int code, const std::string& text, bool isTooLarge
   if (isTooLarge && code == KBL::MediaError::fetchFailed) return tooLarge;
   const std::string shown = singleLine(withoutSecrets(text), 240);
   const std::string figures = " (" + std::to_string(code) + (shown.empty() ? "" : ": " + shown) + "); ";
+  if (code == KBL::MediaError::fetchFailed && text.starts_with("HTTP status ")) {
+    return "the server has no such file" + figures +
+           "check the address; --keep-errors stores what the server says";
+  }
   switch (code) {
     case KBL::MediaError::localFile:
       return "the file cannot be written" + figures + "check the folder, its rights and the room on the disk";

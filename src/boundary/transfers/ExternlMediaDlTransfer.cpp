@@ -8,6 +8,7 @@
 #include "media_tasks/SNRInstagramImageTask.h"
 #include <ExternlMediaTransfer/TransferNumbers.h>
 #include <KblLogger/KblLogger.h>
+#include <KblUtils/CastByName.h>
 #include <KblUtils/HostCode.h>
 #include <KblUtils/Result.h>
 
@@ -15,6 +16,22 @@
 #include <utility>
 
 namespace KBL {
+
+void* ExternlMediaDlTransfer::QueryInterfaceByName(const char* name) {
+  return castByName(this, name, Named<IExternlMediaTransfer>{"IExternlMediaTransfer"},
+                    Named<IExternlMediaDownloadNews>{"IExternlMediaDownloadNews"});
+}
+
+std::int32_t ExternlMediaDlTransfer::HttpStatus() {
+  const std::lock_guard lock(mutex_);
+  return SNRDownloadTask_ ? SNRDownloadTask_->httpStatus() : 0;
+}
+
+void ExternlMediaDlTransfer::RefuseErrorStatus(bool refuses) {
+  const std::lock_guard lock(mutex_);
+  refusesErrorStatus_ = refuses;
+  if (SNRDownloadTask_) SNRDownloadTask_->refuseErrorStatus(refuses);
+}
 
 // A task that is there when a Stop begins is cancelled by it, and one that comes later is started behind it
 // alone: so that Start needs no lock once it has its task.
@@ -195,6 +212,7 @@ bool ExternlMediaDlTransfer::install(std::unique_ptr<SNRRequestTask>& task) {
     earlierTasks_.push_back(std::move(SNRDownloadTask_));
   }
   task->setHostContext(hostContext_);
+  task->refuseErrorStatus(refusesErrorStatus_);
   SNRDownloadTask_ = std::move(task);
   return true;
 }

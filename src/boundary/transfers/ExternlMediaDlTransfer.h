@@ -2,6 +2,7 @@
 
 #include "boundary/transfers/HostTransfer.h"
 #include "media_tasks/SNRRequestTask.h"
+#include <ExternlMediaTransfer/IExternlMediaDownloadNews.h>
 
 #include <cstdarg>
 #include <cstddef>
@@ -28,7 +29,14 @@ namespace KBL {
 ///
 /// The threads of its jobs hold the core, so that the transfer that a callback was given stays readable until
 /// it returns. No lock is held while a job is waited for, started or told of.
-class ExternlMediaDlTransfer final : public HostTransfer<ExternlMediaDlTransfer> {
+class ExternlMediaDlTransfer final : public HostTransfer<ExternlMediaDlTransfer>,
+                                     public IExternlMediaDownloadNews {
+ public:
+  void* QueryInterfaceByName(const char* name) override;
+
+  std::int32_t HttpStatus() override;
+  void RefuseErrorStatus(bool refuses) override;
+
  private:
   /// Always 4, with and without a job. Starts nothing while a Stop runs.
   std::int32_t start() override;
@@ -65,6 +73,7 @@ class ExternlMediaDlTransfer final : public HostTransfer<ExternlMediaDlTransfer>
   mutable std::mutex mutex_;                         // a leaf
   std::unique_ptr<SNRRequestTask> SNRDownloadTask_;  ///< the current task or null
   void* hostContext_ = nullptr;
+  bool refusesErrorStatus_ = false;
   /// The tasks of former commands, all cancelled, for as long as the transfer lives. Those before
   /// `joinedTasks_` have no thread any more.
   std::vector<std::unique_ptr<SNRRequestTask>> earlierTasks_;

@@ -3,6 +3,7 @@
 #include "scripting/python/PythonCall.h"
 #include <ExternlMediaTransfer/TransferNumbers.h>
 #include <KblLogger/KblLogger.h>
+#include <KblUtils/CastByName.h>
 #include <KblUtils/Result.h>
 
 #include <cstring>
@@ -15,6 +16,10 @@ RefPtr<ExternlMediaUpTransfer> ExternlMediaUpTransfer::create(int transferPlatfo
   // A platform that nothing serves makes a transfer all the same; its operations say so.
   (void)transfer->uploadObject_.SetPlatform(static_cast<std::uint32_t>(transferPlatform));
   return transfer;
+}
+
+void* ExternlMediaUpTransfer::QueryInterfaceByName(const char* name) {
+  return castByName(this, name, Named<IExternlMediaTransfer>{"IExternlMediaTransfer"});
 }
 
 // Inside a callback nothing is waited for, since it might be the one, or wait for another that waits for it.

@@ -18,6 +18,8 @@ class ExternlMediaUpTransfer final : public HostTransfer<ExternlMediaUpTransfer>
   /// A new transfer under the host's first reference. Throws for want of memory.
   [[nodiscard]] static RefPtr<ExternlMediaUpTransfer> create(int transferPlatform);
 
+  void* QueryInterfaceByName(const char* name) override;
+
  private:
   void fallSilent() override;
   void windUp() override;

@@ -3,7 +3,6 @@
 #include "foundation/object/HostCounted.h"
 #include "scripting/python/PythonCall.h"
 #include <ExternlMediaTransfer/IExternlMediaTransfer.h>
-#include <KblUtils/CastByName.h>
 #include <KblUtils/HostCode.h>
 #include <KblUtils/Result.h>
 
@@ -13,16 +12,12 @@
 
 namespace KBL {
 
-/// What both of the host's transfers are: their name, the host's count, and operations that hold the core,
+/// What both of the host's transfers are: the host's count, and operations that hold the core,
 /// since a callback may bring the last Release before they have returned. No operation throws: want of memory
 /// is a failure like any other.
 template <class Transfer>
 class HostTransfer : public IExternlMediaTransfer, public HostCounted<Transfer> {
  public:
-  void* QueryInterfaceByName(const char* name) final {  ///< "IExternlMediaTransfer"
-    return castByName(this, name, Named<IExternlMediaTransfer>{"IExternlMediaTransfer"});
-  }
-
   std::int32_t Start() final {
     return guarded([this] { return start(); });
   }

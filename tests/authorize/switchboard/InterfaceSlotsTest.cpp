@@ -4,6 +4,7 @@
 #include "support/SlotOf.h"
 #include <ExternlMediaTransfer/IBsExternlMediaAuthorize.h>
 #include <ExternlMediaTransfer/IExternlMediaAuthCallback.h>
+#include <ExternlMediaTransfer/IExternlMediaDownloadNews.h>
 #include <ExternlMediaTransfer/IExternlMediaTransfer.h>
 
 #include <gtest/gtest.h>
@@ -49,6 +50,10 @@ TEST(InterfaceSlots, UploadSideHasOneOperation) {
 TEST(InterfaceSlots, TransferFollowsTheObjectConvention) {
   expectSlots(5, &IExternlMediaTransfer::Start, &IExternlMediaTransfer::Stop, &IExternlMediaTransfer::Command,
               &IExternlMediaTransfer::Query);
+}
+
+TEST(InterfaceSlots, DownloadNewsFollowTheObjectConvention) {
+  expectSlots(5, &IExternlMediaDownloadNews::HttpStatus, &IExternlMediaDownloadNews::RefuseErrorStatus);
 }
 
 #endif

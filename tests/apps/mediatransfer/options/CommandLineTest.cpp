@@ -95,6 +95,8 @@ TEST(CommandLine, PathsMayStartWithASlash) {
   const Options options = parsed({"--sandbox", "download", "/media/1.jpg", "//server/share/1.jpg"});
   EXPECT_EQ(options.url, "/media/1.jpg");
   EXPECT_EQ(options.file, "//server/share/1.jpg");
+  EXPECT_FALSE(options.keepErrors);
+  EXPECT_TRUE(parsed({"download", "/media/1.jpg", "1.jpg", "--keep-errors"}).keepErrors);
 }
 
 TEST(CommandLine, EveryPlatformHasItsNumbers) {

@@ -24,6 +24,7 @@ TEST(MediaErrorLine, SaysWhatToDoNextForEveryCode) {
       "the file cannot be written (1: Image file write error.); check the folder, its rights and the room "
       "on the disk");
   EXPECT_THAT(explainMediaError(10, "Couldn't connect to server"), HasSubstr("check the network"));
+  EXPECT_THAT(explainMediaError(10, "HTTP status 404"), HasSubstr("--keep-errors"));
   EXPECT_THAT(explainMediaError(11, "can't read json."), HasSubstr("run the command again later"));
   EXPECT_EQ(explainMediaError(190, "Invalid OAuth access token."),
             "the service said no (190: Invalid OAuth access token.); check --token and what was asked for");
