@@ -152,7 +152,7 @@ void AuthorizeCache::readLate(CacheDeadline deadline) {
   if (load) dealInvalidCacheData();
 }
 
-bool AuthorizeCache::saveNewestLocked(const Preparation& preparation) const try {
+bool AuthorizeCache::writeNewest(const Preparation& preparation) const try {
   const auto newest = state_.users.read();
   if (newest->cacheDir.empty() || newest->cacheUnread) return false;
   return saveCacheFile(cacheFilePath(newest->cacheDir, state_.platform), newest->entries, preparation.seal,
@@ -162,10 +162,28 @@ bool AuthorizeCache::saveNewestLocked(const Preparation& preparation) const try 
   return false;
 }
 
+bool AuthorizeCache::write(Preparation preparation) {
+  std::unique_lock lock(saveMutex_);
+  const std::uint64_t mine = ++asked_;
+  if (preparation.seal.key || !newest_.seal.key) newest_ = std::move(preparation);
+  saveEnded_.wait(lock, [&] { return ended_ >= mine || !isWriting_; });
+  if (ended_ < mine) {
+    isWriting_ = true;
+    const std::uint64_t last = asked_;
+    const Preparation prepared = std::exchange(newest_, {});
+    lock.unlock();
+    const bool isWritten = writeNewest(prepared);
+    lock.lock();
+    isWriting_ = false;
+    ended_ = last;
+    if (isWritten) written_ = last;
+    saveEnded_.notify_all();
+  }
+  return written_ >= mine;
+}
+
 bool AuthorizeCache::save() {
-  const Preparation preparation = prepareSave();
-  const std::lock_guard lock(saveMutex_);
-  return saveNewestLocked(preparation);
+  return write(prepareSave());
 }
 
 // Look-up and change are one step, so that a user who logs out meanwhile is either updated first or gone, and
@@ -180,26 +198,22 @@ int AuthorizeCache::updateInfo(const std::string& uuid, IBsInfoReader* info) {
   ExternlMediaCacheInfo merged;
   const std::string accessTag = state_.logTag + "access token:";
   const std::string refreshTag = state_.logTag + "refresh token:";
-  const Preparation preparation = prepareSave();
+  Preparation preparation = prepareSave();
   bool signedOut = false;
-  bool saved = false;
-  {
-    const std::lock_guard lock(saveMutex_);
-    state_.users.change([&](ManagerUsers& users) {
-      signedOut = users.hasSignedOut(uuid);
-      if (signedOut) return;
-      auto& list = users.entries;
-      removeInvalidCacheInfos(list);
-      const auto place = std::find_if(list.begin(), list.end(), [&](const ExternlMediaCacheInfo& record) {
-        return record.userUuid == uuid;
-      });
-      if (place != list.end()) former = *place;
-      merged = former;
-      patch.apply(merged);
-      place != list.end() ? void(*place = merged) : list.push_back(merged);
+  state_.users.change([&](ManagerUsers& users) {
+    signedOut = users.hasSignedOut(uuid);
+    if (signedOut) return;
+    auto& list = users.entries;
+    removeInvalidCacheInfos(list);
+    const auto place = std::find_if(list.begin(), list.end(), [&](const ExternlMediaCacheInfo& record) {
+      return record.userUuid == uuid;
     });
-    saved = !signedOut && saveNewestLocked(preparation);
-  }
+    if (place != list.end()) former = *place;
+    merged = former;
+    patch.apply(merged);
+    place != list.end() ? void(*place = merged) : list.push_back(merged);
+  });
+  const bool saved = !signedOut && write(std::move(preparation));
   // From the change on nothing throws: a token that was stored is told.
   if (signedOut) {
     state_.tellLateAnswer(uuid);

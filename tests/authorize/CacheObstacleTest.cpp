@@ -11,11 +11,15 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <thread>
+#include <vector>
 
 using namespace KBL;
 using namespace std::chrono_literals;
@@ -45,6 +49,17 @@ class Locker {
  private:
   sqlite3* database_ = nullptr;
 };
+
+/// How often the file was written: SQLite counts it at this place of its head.
+std::uint32_t writesOf(const std::string& path) {
+  std::array<unsigned char, 4> digits{};
+  std::ifstream file(path, std::ios::binary);
+  file.seekg(24);
+  file.read(reinterpret_cast<char*>(digits.data()), digits.size());
+  std::uint32_t count = 0;
+  for (const unsigned char digit : digits) count = count << 8 | digit;
+  return count;
+}
 
 class CacheObstacle : public ManagerFixture {
  protected:
@@ -390,4 +405,31 @@ TEST_F(CacheObstacle, TheClockOfASaveMayCallTheManager) {
   clock->whenAsked({});
   EXPECT_GE(work.begun(), 2U);
   EXPECT_EQ(work.ended(), work.begun());
+}
+
+TEST_F(CacheObstacle, SavesThatANewerOneCoversAreThatOne) {
+  constexpr int saves = 40;
+  makeManager();
+  for (int user = 0; user < saves; ++user) signIn(std::to_string(user));
+  const std::uint32_t before = writesOf(cacheFile());
+  std::vector<std::thread> threads;
+  {
+    const Locker locker(cacheFile());
+    for (int user = 0; user < saves; ++user) {
+      threads.emplace_back([this, user] { learnNick(std::to_string(user), "covered"); });
+    }
+    EXPECT_TRUE(waitUntil([&] {
+      const CacheEntries list = context().cacheEntries;
+      return std::all_of(list.begin(), list.end(),
+                         [](const auto& one) { return one.userNickName == "covered"; });
+    }));
+  }
+  for (std::thread& thread : threads) thread.join();
+
+  // One that had begun, and one for all the rest; a thread may have come between its change and its save.
+  EXPECT_LE(writesOf(cacheFile()) - before, saves / 4);
+  const CacheEntries stored = storedUsers();
+  EXPECT_EQ(stored.size(), static_cast<std::size_t>(saves));
+  for (const ExternlMediaCacheInfo& record : stored) EXPECT_EQ(record.userNickName, "covered");
+  EXPECT_EQ(savesThat("OK"), static_cast<std::size_t>(saves));
 }
