@@ -10,7 +10,8 @@ if [ "${1:-}" = --quick ]; then
   size=(--quick --pairs 2)
   shift
 fi
+tools/setup.sh bench
 mkdir -p build
 cmake --preset release -DKBL_BUILD_BENCHMARKS=ON >build/configure-benchmarks.log
-cmake --build --preset release --target bench_server upload_host download_host chunk_loop request_rounds
+cmake --build --preset release --target benchmarks
 python3 bench/compare.py build/release/bin "$@" "${size[@]}"

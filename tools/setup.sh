@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that are missing, as root or with sudo; says nothing when all are there.
-#   tools/setup.sh [build|python|test|check|lint|fuzz|all]...     (default: build)
+#   tools/setup.sh [build|python|test|check|lint|fuzz|bench|all]...     (default: build)
 # "build" is enough for the library and the programs; the others add to it what their name says.
 set -euo pipefail
 
@@ -15,6 +15,9 @@ test_packages=(libgtest-dev libgmock-dev libbenchmark-dev clang openssl sqlite3 
 check_packages=(git clang-format black mypy pyflakes3 shellcheck)
 lint_packages=("${check_packages[@]}" clang-tidy-16)
 fuzz_packages=(clang-16 libclang-rt-16-dev)
+# The clients that uploads are measured beside, what draws the result, and what counts instructions.
+bench_packages=(openssl libssl-dev curl "${python_packages[@]}" python3-googleapi nodejs node-axios python3-matplotlib
+  valgrind libgtest-dev libgmock-dev)
 
 fail() {
   printf 'setup: %s\n' "$*" >&2
@@ -32,8 +35,9 @@ wanted() {
       check) printf '%s\n' "${check_packages[@]}" ;;
       lint) printf '%s\n' "${lint_packages[@]}" ;;
       fuzz) printf '%s\n' "${fuzz_packages[@]}" ;;
-      all) wanted test lint fuzz ;;
-      *) fail "unknown group $group; use: tools/setup.sh [build|python|test|check|lint|fuzz|all]..." ;;
+      bench) printf '%s\n' "${bench_packages[@]}" ;;
+      all) wanted test lint fuzz bench ;;
+      *) fail "unknown group $group; use: tools/setup.sh [build|python|test|check|lint|fuzz|bench|all]..." ;;
     esac
   done
 }

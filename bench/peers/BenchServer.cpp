@@ -59,7 +59,7 @@ int main(int count, char** arguments) {
   const Addresses config = server.cloudConfig();
   const std::string base = plain.baseUrl();
   writeConfig(place + "/http.json", config, uploadsTo(base + "/upload", base + "/upload"));
-  writeConfig(place + "/stall.json", config, uploadsTo(base + "/stalling-session", base + "/stall"));
+  writeConfig(place + "/stall.json", config, uploadsTo(base + "/opens-stall", base + "/stall"));
   writeAddresses(place + "/services.json", {{"vimeoApi", base + "/vimeo"}});
   writeConfig(place + "/https.json", config,
               uploadsTo(secure.baseUrl() + "/upload", secure.baseUrl() + "/upload"));

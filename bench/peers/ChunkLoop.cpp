@@ -1,5 +1,7 @@
 // The limits that uploads are compared with. `loop URL FILE [AUTHORITY]`: a bare libcurl loop of 2 MiB chunks
-// on one handle, in its best form. `raw URL FILE`: one PUT of the whole file, written to a plain socket.
+// on one handle, in its best form. `parts URL FILE`: the same of parts of 4 MiB by POST, the last one twice,
+// behind a request that opens the upload. `raw URL FILE`: one PUT of the whole file, written to a
+// plain socket.
 #include <arpa/inet.h>
 #include <curl/curl.h>
 #include <fcntl.h>
@@ -16,6 +18,7 @@
 namespace {
 
 constexpr curl_off_t chunkBytes = 2 << 20;
+constexpr curl_off_t partBytes = 4 << 20;
 constexpr std::size_t bufferBytes = 256 << 10;
 
 /// The range of the file that the running chunk consists of.
@@ -51,6 +54,7 @@ bool sendChunk(CURL* easy, Range& range, curl_off_t fileSize) {
   curl_slist* const lines = curl_slist_append(curl_slist_append(nullptr, "Expect:"), place.c_str());
   curl_easy_setopt(easy, CURLOPT_HTTPHEADER, lines);
   curl_easy_setopt(easy, CURLOPT_INFILESIZE_LARGE, range.size);
+  curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, range.size);
   const bool isSent = curl_easy_perform(easy) == CURLE_OK;
   long status = 0;
   curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
@@ -58,11 +62,9 @@ bool sendChunk(CURL* easy, Range& range, curl_off_t fileSize) {
   return isSent && (status == 200 || status == 308);
 }
 
-int runLoop(const char* url, int file, curl_off_t fileSize, const char* authority) {
+CURL* makeHandle(const char* url, Range& range, const char* authority) {
   CURL* const easy = curl_easy_init();
-  Range range{file, 0, 0, 0};
   curl_easy_setopt(easy, CURLOPT_URL, url);
-  curl_easy_setopt(easy, CURLOPT_UPLOAD, 1L);
   curl_easy_setopt(easy, CURLOPT_UPLOAD_BUFFERSIZE, static_cast<long>(bufferBytes));
   curl_easy_setopt(easy, CURLOPT_READFUNCTION, &readRange);
   curl_easy_setopt(easy, CURLOPT_READDATA, &range);
@@ -70,12 +72,35 @@ int runLoop(const char* url, int file, curl_off_t fileSize, const char* authorit
   curl_easy_setopt(easy, CURLOPT_PREREQDATA, &range);
   curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &dropReply);
   if (authority != nullptr) curl_easy_setopt(easy, CURLOPT_CAINFO, authority);
+  return easy;
+}
+
+int runLoop(const char* url, int file, curl_off_t fileSize, const char* authority) {
+  Range range{file, 0, 0, 0};
+  CURL* const easy = makeHandle(url, range, authority);
+  curl_easy_setopt(easy, CURLOPT_UPLOAD, 1L);
   for (; range.begin < fileSize; range.begin += range.size) {
     range.size = std::min(chunkBytes, fileSize - range.begin);
     if (!sendChunk(easy, range, fileSize)) return 1;
   }
   curl_easy_cleanup(easy);
   return 0;
+}
+
+/// Opens the upload, sends the parts, and the last one once more with the request that completes it.
+int runParts(const char* url, int file, curl_off_t fileSize) {
+  Range range{file, 0, 0, 0};
+  CURL* const easy = makeHandle(url, range, nullptr);
+  curl_easy_setopt(easy, CURLOPT_POST, 1L);
+  bool isSent = sendChunk(easy, range, fileSize);
+  for (; isSent && range.begin < fileSize; range.begin += partBytes) {
+    range.size = std::min(partBytes, fileSize - range.begin);
+    isSent = sendChunk(easy, range, fileSize);
+  }
+  range.begin -= partBytes;
+  isSent = isSent && sendChunk(easy, range, fileSize);
+  curl_easy_cleanup(easy);
+  return isSent ? 0 : 1;
 }
 
 bool sendAll(int socket, const char* data, std::size_t size) {
@@ -112,5 +137,6 @@ int main(int count, char** arguments) {
   struct stat about {};
   if (file < 0 || ::fstat(file, &about) != 0) return 2;
   if (std::string(arguments[1]) == "raw") return runRaw(arguments[2], file, about.st_size);
+  if (std::string(arguments[1]) == "parts") return runParts(arguments[2], file, about.st_size);
   return runLoop(arguments[2], file, about.st_size, count > 4 ? arguments[4] : nullptr);
 }

@@ -20,8 +20,8 @@ namespace {
 constexpr std::size_t bufferBytes = 256 << 10;
 
 // What is special about some targets.
-constexpr const char* stall = "/stall";                       // its requests are never read nor answered
-constexpr const char* stallingSession = "/stalling-session";  // a session whose chunks go there
+constexpr const char* stall = "/stall";                  // its requests are never read nor answered
+constexpr const char* stallingSession = "/opens-stall";  // a session whose chunks go there
 
 /// One connection, plain or within TLS.
 class Wire {
@@ -88,6 +88,10 @@ std::string headerOf(const std::string& head, const std::string& name) {
 
 std::uint64_t numberIn(const std::string& text) {
   return std::strtoull(text.c_str(), nullptr, 10);
+}
+
+bool isNumber(const std::string& text) {
+  return !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
 }
 
 std::uint64_t bodyBytes(const std::string& head) {
@@ -162,8 +166,8 @@ void serve(Wire& wire, const std::string& baseUrl) {
     const std::string head = pending.substr(0, end + 2);
     pending.erase(0, end + 4);
     const std::string target = targetOf(head);
-    if (target == stall) return wire.standStill();
-    if (head.starts_with("GET")) {
+    if (target.starts_with(stall)) return wire.standStill();
+    if (head.starts_with("GET") && isNumber(target.substr(1))) {
       give(wire, numberIn(target.substr(1)), buffer);
       continue;
     }

@@ -10,7 +10,7 @@
 /// the process ends. Speaks as much HTTP/1.1 as the clients that are measured: a request that announces its
 /// length. A POST opens an upload session or is one whole upload, a PUT that is not the last range of its
 /// file gets 308, every other one the name of a video; a PATCH is a piece of an upload by tus; a GET of
-/// "/SIZE" gets so many bytes. Nothing ever answers "/stall", where the chunks of "/stalling-session" go,
+/// "/SIZE" gets so many bytes. Nothing ever answers "/stall", where the chunks of "/opens-stall" go,
 /// too.
 class SinkServer {
  public:

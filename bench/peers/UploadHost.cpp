@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <map>
@@ -24,9 +25,10 @@
 
 namespace {
 
+constexpr std::chrono::seconds longestSilence{30};
 constexpr std::chrono::seconds settling{2};  // until the first bytes have gone and the peer stands still
 
-/// What became of the uploads.
+/// What became of uploads. All events of a platform reach the transfer that was made last.
 class Ends {
  public:
   static int record(void* ends, KBL::IExternlMediaTransfer*, int event, int, const char*) {
@@ -34,30 +36,36 @@ class Ends {
     return 1;
   }
 
-  /// Whether so many finished since the last call, once they have or one has failed.
-  [[nodiscard]] bool takeEnds(std::size_t uploads) {
+  /// Whether so many finished, once they have, or one has failed, or nothing has been heard for long.
+  [[nodiscard]] bool waitFor(std::size_t uploads) {
     std::unique_lock lock(mutex_);
-    changed_.wait(lock, [&] { return finished_ == uploads || failed_; });
-    finished_ = 0;
-    return !failed_;
+    const auto isOver = [&] { return finished_ >= uploads || failed_; };
+    for (std::uint64_t heard = ~events_; !isOver() && heard != events_;) {
+      heard = events_;
+      changed_.wait_for(lock, longestSilence, isOver);
+    }
+    if (finished_ < uploads) (void)std::printf("%zu of %zu finished\n", finished_, uploads);
+    return finished_ >= uploads && !failed_;
   }
-  [[nodiscard]] bool hasFailed() {
+  /// Whether one has finished or failed.
+  [[nodiscard]] bool hasOne() {
     const std::lock_guard lock(mutex_);
-    return failed_;
+    return failed_ || finished_ > 0;
   }
 
  private:
   void keep(int event) {
-    const bool isFinished = event == KBL::transferEventFinished;
-    if (!isFinished && event != KBL::transferEventError) return;
     const std::lock_guard lock(mutex_);
-    isFinished ? void(++finished_) : void(failed_ = true);
+    ++events_;
+    if (event == KBL::transferEventProgress) return;
+    event == KBL::transferEventFinished ? void(++finished_) : void(failed_ = true);
     changed_.notify_one();
   }
 
   std::mutex mutex_;
   std::condition_variable changed_;
   std::size_t finished_ = 0;
+  std::uint64_t events_ = 0;
   bool failed_ = false;
 };
 
@@ -73,16 +81,18 @@ KBL::RefPtr<KBL::IExternlMediaTransfer> makeUpload(Ends& ends, const std::string
 /// Uploads of one file that run at once, started here.
 class Round {
  public:
-  Round(Ends& ends, const std::string& file, int platform, int uploads) : ends_(ends) {
-    for (int made = 0; made < uploads; ++made) transfers_.push_back(makeUpload(ends, file, platform));
+  Round(const std::string& file, int platform, int uploads) {
+    for (int made = 0; made < uploads; ++made) transfers_.push_back(makeUpload(ends_, file, platform));
     for (const auto& transfer : transfers_) hasBegun_ = transfer->Start() == 0 && hasBegun_;
   }
 
   /// Waits for the end of all.
-  [[nodiscard]] bool isFinished() const { return hasBegun_ && ends_.takeEnds(transfers_.size()); }
+  [[nodiscard]] bool isFinished() { return hasBegun_ && ends_.waitFor(transfers_.size()); }
+  /// Whether none has ended.
+  [[nodiscard]] bool goesOn() { return hasBegun_ && !ends_.hasOne(); }
 
  private:
-  Ends& ends_;
+  Ends ends_;  // outlives the transfers: the release of one waits for its events
   std::vector<KBL::RefPtr<KBL::IExternlMediaTransfer>> transfers_;
   bool hasBegun_ = true;
 };
@@ -130,20 +140,19 @@ int main(int count, char** arguments) {
   KBL::setNetSettings(settings);
   const int platform = numberOf(options, "--platform", KBL::transferYoutube);
   // Never freed: workers may report while the process ends.
-  static Ends& ends = *new Ends;
   static SignedInManager& manager =
       *new SignedInManager(cacheDir, token == "-" ? "" : token, {signInPlatform(platform), "bench"});
   const int uploads = numberOf(options, "--uploads", 1);
   if (const int stalled = numberOf(options, "--stalled", 0); stalled > 0) {
-    const Round round(ends, arguments[4], platform, uploads);
+    Round round(arguments[4], platform, uploads);
     (void)std::printf("wakeups %.2f\n", wakeUpsASecond(std::chrono::seconds(stalled)));
     (void)std::fflush(stdout);
-    std::_Exit(ends.hasFailed() ? 4 : 0);
+    std::_Exit(round.goesOn() ? 0 : 4);
   }
   std::vector<double> seconds;
   for (int left = numberOf(options, "--rounds", 1); left > 0; --left) {
     const auto begun = std::chrono::steady_clock::now();
-    const Round round(ends, arguments[4], platform, uploads);
+    Round round(arguments[4], platform, uploads);
     if (!round.isFinished()) return 4;
     seconds.push_back(std::chrono::duration<double>(std::chrono::steady_clock::now() - begun).count());
   }

@@ -26,7 +26,7 @@ class Run:
 
     def told(self, name):
         """The number behind this name in what the program printed, a name and a number a line."""
-        return float(dict(line.split() for line in self.text.splitlines())[name])
+        return float(dict(line.split(" ", 1) for line in self.text.splitlines() if " " in line)[name])
 
     def timed_by_itself(self):
         """The same run with the time that the program measured as its wall time."""

@@ -6,7 +6,9 @@ from rows.measure import Result, Run, in_turn, ratios
 from rows.workplace import MIB
 
 # Numbers of createEMTUpTransfer.
+YOUTUBE = 1
 TIKTOK = 6
+DOUYIN = 7
 
 LARGEST_FORM = 52428799
 
@@ -57,3 +59,57 @@ def multipart(work):
         lambda: work.curl("-o", os.devnull, "-F", form, work.told["http"] + "/"),
     )
     return ratios("multipart", pairs, wall=0.95)
+
+
+def parts(work):
+    """Parts of 4 MiB, in a process that runs. The loop's start counts with it."""
+    file = work.make_file("parts", work.scaled(100 * MIB))
+    loop = [work.program("chunk_loop"), "parts", work.told["http"] + "/", file]
+    pairs = in_turn(
+        work.pairs,
+        lambda: work.upload(file, platform=DOUYIN, rounds=3).timed_by_itself(),
+        lambda: Run(loop),
+    )
+    return ratios("parts", pairs, wall=1.05)
+
+
+def parallel(work):
+    """A hundred uploads at once beside one of as many bytes, and the memory that each of them takes."""
+    one = work.make_hollow_file("one", work.scaled(20 * MIB) // (10 if work.is_quick else 1))
+    count = 100
+    whole = work.make_hollow_file("whole", count * os.path.getsize(one))
+    pairs = in_turn(
+        work.pairs,
+        lambda: work.upload(one, uploads=count).timed_by_itself(),
+        lambda: work.upload(whole).timed_by_itself(),
+    )
+    more = [(many.told("kib") - single.told("kib")) / 1024 / count for many, single in pairs]
+    return ratios("parallel", pairs, wall=1.3) + [Result("parallel-mib", more, 6)]
+
+
+def idle(work):
+    """Wake-ups a second of an upload whose server stands still: without, and with, somebody who hears of bytes."""
+    seconds = 2 if work.is_quick else 10
+
+    file = work.make_hollow_file("stalled", 32 * MIB)
+
+    def stalled(platform):
+        return work.upload(file, server="stall", platform=platform, stalled=seconds).told("wakeups")
+
+    pairs = in_turn(work.pairs, lambda: stalled(YOUTUBE), lambda: stalled(TIKTOK))
+    return [
+        Result("idle", [silent for silent, _ in pairs], 2),
+        Result("idle-progress", [heard for _, heard in pairs], 45),
+    ]
+
+
+def event(work):
+    """From the answer of a chunk to the host's function, a hundred uploads at once: milliseconds of 99 of 100."""
+    file = work.make_hollow_file("event", work.scaled(20 * MIB) // (10 if work.is_quick else 1))
+
+    def once():
+        cache = work.fresh_cache()
+        run = Run([work.program("event_host"), work.path("http.json"), cache, work.told["token"], file, "100"])
+        return run.told("milliseconds")
+
+    return [Result("event-ms", [once() for _ in range(work.pairs)], 1)]

@@ -36,6 +36,11 @@ class Workplace:
     def program(self, name):
         return os.path.join(self.programs, name)
 
+    @staticmethod
+    def peer(name):
+        """A peer that is no program of the build."""
+        return os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "peers", name)
+
     def path(self, name):
         return os.path.join(self.place, name)
 

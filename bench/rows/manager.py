@@ -1,0 +1,50 @@
+"""What a manager costs: its start, and the saves of its users."""
+
+import os
+
+from rows.measure import Result, Run, in_turn, ratios
+
+
+def cache_rounds(work, way, users, count, cache=None):
+    cache = cache or work.path(f"users{users}")
+    os.makedirs(cache, exist_ok=True)
+    return Run([work.program("cache_rounds"), way, cache, str(users), str(count)]).timed_by_itself()
+
+
+def cache_save(work):
+    """One update of a user beside SQLite alone, which writes a text of the same length with the same care."""
+    count = 3 if work.is_quick else 15
+    results = []
+    for users in (1, 100, 2000):
+        pairs = in_turn(
+            work.pairs,
+            lambda users=users: cache_rounds(work, "ours", users, count),
+            lambda users=users: cache_rounds(work, "sqlite", users, count),
+        )
+        results += ratios(f"cache-save-{users}", pairs, wall=1.25)
+    return results
+
+
+def cache_crowd(work):
+    """200 updates at once beside the same one by one; the writes of all, and how long a logout among them takes."""
+    count = 20 if work.is_quick else 200
+    crowds = [cache_rounds(work, "crowd", 2000, count, work.fresh_cache()) for _ in range(work.pairs)]
+    single = [cache_rounds(work, "ours", 2000, 5).wall * count for _ in range(work.pairs)]
+    return [
+        Result("cache-crowd", [crowd.wall / one for crowd, one in zip(crowds, single)]),
+        Result("cache-crowd-writes", [crowd.told("writes") for crowd in crowds], 20),
+        Result("cache-crowd-logout-ms", [crowd.told("logout") for crowd in crowds], 50),
+    ]
+
+
+def load(work):
+    """Milliseconds that four managers with their caches add to an empty program."""
+    cache = work.fresh_cache()
+    library = os.path.join(os.path.dirname(work.programs), "lib", "libExternlMediaTransfer.so")
+    Run([work.program("load_host"), library, cache])
+    pairs = in_turn(
+        work.pairs,
+        lambda: Run([work.program("load_host"), library, cache]),
+        lambda: Run([work.program("load_host"), library, "-"]),
+    )
+    return [Result("load-ms", [1000 * (ours.wall - empty.wall) for ours, empty in pairs], 10)]
