@@ -54,9 +54,4 @@ int CurlBody::seek(void* self, curl_off_t offset, int origin) {
   return CURL_SEEKFUNC_OK;
 }
 
-int CurlBody::prepareRequest(void* self, char*, char*, int, int) {
-  static_cast<CurlBody*>(self)->offset_ = 0;
-  return CURL_PREREQFUNC_OK;
-}
-
 }  // namespace KBL

@@ -19,16 +19,16 @@ class CurlBody {
   [[nodiscard]] curl_off_t size() const { return size_; }
   /// Makes ready for an exchange.
   void rewind();
+  /// Goes back to the first byte, ahead of every request that goes out. After a reset on a reused connection
+  /// libcurl sends the request again and may go on reading from the middle of the body; then the server waits
+  /// for bytes that never come.
+  void restart() { offset_ = 0; }
   /// Whether the source of the bytes has failed since then.
   [[nodiscard]] bool isCut() const { return isCut_; }
 
   // The callbacks; `self` is the CurlBody.
   static std::size_t read(char* buffer, std::size_t size, std::size_t count, void* self);
   static int seek(void* self, curl_off_t offset, int origin);
-  /// Called ahead of every request that goes out. After a reset on a reused connection libcurl sends the
-  /// request again and may go on reading from the middle of the body; then the server waits for bytes that
-  /// never come.
-  static int prepareRequest(void* self, char*, char*, int, int);
 
  private:
   [[nodiscard]] bool copyOut(char* buffer, std::size_t count);

@@ -3,6 +3,7 @@
 #include "foundation/Texts.h"
 #include "foundation/system/NetworkSystem.h"
 #include <ExternlMediaTransfer/Version.h>
+#include <KblUtils/HostCode.h>
 
 #include <algorithm>
 #include <string_view>
@@ -52,8 +53,9 @@ std::string messageOf(const char* curlText, CURLcode code) {
 
 }  // namespace
 
-CurlExchange::CurlExchange(CurlEasy& easy, CURLM* multi, CurlClientSettings& settings, Call call)
-    : easy_(easy), multi_(multi), settings_(settings), call_(std::move(call)) {}
+CurlExchange::CurlExchange(CurlEasy& easy, CurlConnections& connections, CurlClientSettings& settings,
+                           Call call)
+    : easy_(easy), connections_(connections), settings_(settings), call_(std::move(call)) {}
 
 // The handle must not keep pointers to what ends with this exchange, nor the tokens in its header lines.
 CurlExchange::~CurlExchange() {
@@ -110,6 +112,8 @@ void CurlExchange::limitTime() {
 }
 
 NetReply CurlExchange::runHops() {
+  CURLM* const multi = connections_.on({settings_.proxy.address(), settings_.trust});
+  if (multi == nullptr) return transportFailure(CURLE_OUT_OF_MEMORY);
   while (true) {
     CurlReply reply({call_.writer, call_.writerContext, call_.progress, settings_.net.maxReplyBytes,
                      call_.method == httpGet});
@@ -118,7 +122,7 @@ NetReply CurlExchange::runHops() {
     if (easy_.failure() != CURLE_OK) return transportFailure(easy_.failure());
     if (Clock::now() >= deadline_) return transportFailure(CURLE_OPERATION_TIMEDOUT);
 
-    const CurlTransfer::Outcome outcome = transfer();
+    const CurlTransfer::Outcome outcome = transfer(multi);
     const bool isDone = outcome.end == CurlTransfer::End::finished && outcome.code == CURLE_OK;
     if (!isDone || !reply.isHeldBack() || !follow()) return conclude(outcome, reply);
     if (++redirects_ > maxRedirects) return transportFailure(CURLE_TOO_MANY_REDIRECTS);
@@ -134,6 +138,9 @@ void CurlExchange::configure(CurlReply& reply) {
   configureTrust();
   configureTime();
   configureRequest();
+  sending_.emplace(easy_, connections_, errorText_.data());
+  easy_.set(CURLOPT_PREREQFUNCTION, &CurlExchange::prepareRequest);
+  easy_.set(CURLOPT_PREREQDATA, this);
   easy_.set(CURLOPT_HEADERFUNCTION, &CurlReply::takeHeader);
   easy_.set(CURLOPT_HEADERDATA, &reply);
   easy_.set(CURLOPT_WRITEFUNCTION, &CurlReply::takeBody);
@@ -147,7 +154,9 @@ void CurlExchange::configureConnection() {
   easy_.set(CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
   easy_.set(CURLOPT_FOLLOWLOCATION, 0L);  // redirections are followed here, by our own rules
   easy_.set(CURLOPT_NOSIGNAL, 1L);
-  easy_.set(CURLOPT_OPENSOCKETFUNCTION, &System::openOwnSocket);
+  easy_.set(CURLOPT_OPENSOCKETFUNCTION, &CurlExchange::openSocket);
+  easy_.set(CURLOPT_OPENSOCKETDATA, this);
+  easy_.set(CURLOPT_MAXAGE_CONN, CurlConnections::maxIdleSeconds);
   easy_.set(CURLOPT_QUICK_EXIT, 1L);  // a stop does not wait for a name that is being resolved
   easy_.set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
   easy_.set(CURLOPT_UPLOAD_BUFFERSIZE, 256L << 10);
@@ -198,8 +207,6 @@ void CurlExchange::configureRequest() {
   easy_.set(CURLOPT_READDATA, &settings_.body);
   easy_.set(CURLOPT_SEEKFUNCTION, &CurlBody::seek);
   easy_.set(CURLOPT_SEEKDATA, &settings_.body);
-  easy_.set(CURLOPT_PREREQFUNCTION, &CurlBody::prepareRequest);
-  easy_.set(CURLOPT_PREREQDATA, &settings_.body);
   if (call_.method == httpPut) {
     easy_.set(CURLOPT_UPLOAD, 1L);
     easy_.set(CURLOPT_INFILESIZE_LARGE, settings_.body.size());
@@ -209,8 +216,30 @@ void CurlExchange::configureRequest() {
   }
 }
 
-CurlTransfer::Outcome CurlExchange::transfer() {
-  CurlTransfer running(multi_, easy_, call_.progress);
+curl_socket_t CurlExchange::openSocket(void* self, curlsocktype purpose, curl_sockaddr* address) {
+  try {
+    if (!static_cast<CurlExchange*>(self)->sending_->mayConnect()) return CURL_SOCKET_BAD;
+  } catch (...) {
+    passThreadEnd();
+    return CURL_SOCKET_BAD;
+  }
+  return System::openOwnSocket(nullptr, purpose, address);
+}
+
+int CurlExchange::prepareRequest(void* self, char* server, char* local, int serverPort, int localPort) {
+  auto& exchange = *static_cast<CurlExchange*>(self);
+  try {
+    if (!exchange.sending_->mayLeave({server, local, serverPort, localPort})) return CURL_PREREQFUNC_ABORT;
+  } catch (...) {
+    passThreadEnd();
+    return CURL_PREREQFUNC_ABORT;
+  }
+  exchange.settings_.body.restart();
+  return CURL_PREREQFUNC_OK;
+}
+
+CurlTransfer::Outcome CurlExchange::transfer(CURLM* multi) {
+  CurlTransfer running(multi, easy_, call_.progress);
   running.setStallLimit(stallLimit_);
   return running.run();
 }
@@ -248,6 +277,7 @@ NetReply CurlExchange::conclude(const CurlTransfer::Outcome& outcome, CurlReply&
   if (outcome.code == CURLE_ABORTED_BY_CALLBACK && settings_.body.isCut()) {
     return failure(CURLE_READ_ERROR, "the body cannot be read");
   }
+  if (sending_->isRefused()) return failure(sending_->code(), messageOf(sending_->text(), sending_->code()));
   if (outcome.code != CURLE_OK) return transportFailure(outcome.code);
   NetReply result;
   reply.moveTo(result);

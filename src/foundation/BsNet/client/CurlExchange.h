@@ -5,6 +5,7 @@
 #include "foundation/BsNet/client/CurlHeaders.h"
 #include "foundation/BsNet/client/CurlProxy.h"
 #include "foundation/BsNet/client/CurlReply.h"
+#include "foundation/BsNet/client/CurlSending.h"
 #include "foundation/BsNet/client/CurlTransfer.h"
 #include <BsNet/NetworkClients.h>
 
@@ -12,6 +13,7 @@
 #include <chrono>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace KBL {
@@ -41,7 +43,7 @@ class CurlExchange {
     IBsProgressCallback* progress;
   };
 
-  CurlExchange(CurlEasy& easy, CURLM* multi, CurlClientSettings& settings, Call call);
+  CurlExchange(CurlEasy& easy, CurlConnections& connections, CurlClientSettings& settings, Call call);
   ~CurlExchange();
   CurlExchange(const CurlExchange&) = delete;
   CurlExchange& operator=(const CurlExchange&) = delete;
@@ -62,7 +64,11 @@ class CurlExchange {
   void configureTrust();
   void configureTime();
   void configureRequest();
-  [[nodiscard]] CurlTransfer::Outcome transfer();
+  [[nodiscard]] CurlTransfer::Outcome transfer(CURLM* multi);
+  // The callbacks; `self` is the exchange.
+  static curl_socket_t openSocket(void* self, curlsocktype purpose, curl_sockaddr* address);
+  /// Called ahead of every request that goes out.
+  static int prepareRequest(void* self, char* server, char* local, int serverPort, int localPort);
   /// Moves on to where the last response points. False when that is not to be followed.
   [[nodiscard]] bool follow();
   [[nodiscard]] NetReply conclude(const CurlTransfer::Outcome& outcome, CurlReply& reply) const;
@@ -71,10 +77,11 @@ class CurlExchange {
   [[nodiscard]] NetReply transportFailure(CURLcode code) const;
 
   CurlEasy& easy_;
-  CURLM* multi_;
+  CurlConnections& connections_;
   CurlClientSettings& settings_;
   Call call_;
   std::array<char, CURL_ERROR_SIZE> errorText_{};
+  std::optional<CurlSending> sending_;  // of the running request
   CurlForm form_;
   bool sendsForm_ = false;
   CurlList headerLines_;

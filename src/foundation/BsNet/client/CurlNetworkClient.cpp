@@ -56,7 +56,7 @@ LiveClients& live() {
 
 }  // namespace
 
-CurlNetworkClient::CurlNetworkClient(const NetSettings& settings) : multi_(curl_multi_init()) {
+CurlNetworkClient::CurlNetworkClient(const NetSettings& settings) {
   settings_.net = settings;
   settings_.trust = trustWith(settings.extraCaFile);
   const std::lock_guard lock(live().mutex);
@@ -114,9 +114,12 @@ NetReply CurlNetworkClient::perform(const URL& url, int method, IBsResponseWrite
   if (!url.IsValid())
     return CurlExchange::failure(CURLE_URL_MALFORMAT, transportFailureText(CURLE_URL_MALFORMAT));
   try {
-    CurlExchange exchange(easy_, multi_.get(), settings_,
+    connections_.setSound(false);
+    CurlExchange exchange(easy_, connections_, settings_,
                           {url.string(), method, writer, writerContext, progress});
-    return exchange.run();
+    NetReply reply = exchange.run();
+    connections_.setSound(reply.resultCode == CURLE_OK);
+    return reply;
   } catch (const std::bad_alloc&) {
     return CurlExchange::failure(CURLE_OUT_OF_MEMORY, transportFailureText(CURLE_OUT_OF_MEMORY));
   } catch (...) {

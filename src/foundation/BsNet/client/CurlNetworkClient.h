@@ -7,7 +7,7 @@
 
 namespace KBL {
 
-/// The reference network client: one easy handle, and one multi handle that keeps its connections.
+/// The reference network client: one easy handle, and connections that it may have inherited.
 class CurlNetworkClient final : public INetworkClient, public IBodySourceClient {
  public:
   explicit CurlNetworkClient(const NetSettings& settings);
@@ -15,7 +15,7 @@ class CurlNetworkClient final : public INetworkClient, public IBodySourceClient 
   CurlNetworkClient(const CurlNetworkClient&) = delete;
   CurlNetworkClient& operator=(const CurlNetworkClient&) = delete;
 
-  [[nodiscard]] bool isUsable() const { return easy_.get() != nullptr && multi_ != nullptr; }
+  [[nodiscard]] bool isUsable() const { return easy_.get() != nullptr; }
 
   void setProxy(int type, const std::string& server, int port, const std::string& user,
                 const std::string& password) override;
@@ -33,8 +33,8 @@ class CurlNetworkClient final : public INetworkClient, public IBodySourceClient 
 
  private:
   CurlClientSettings settings_;
-  CurlMulti multi_;
-  CurlEasy easy_;  // ends ahead of the multi handle
+  CurlConnections connections_;
+  CurlEasy easy_;  // ends ahead of the connections
 };
 
 /// Null when libcurl cannot be used.

@@ -45,8 +45,11 @@ INetworkClient* makeNetworkClient() {
 }
 
 void setNetSettings(const NetSettings& settings) {
-  const std::lock_guard lock(installed().mutex);
-  installed().settings = settings;
+  {
+    const std::lock_guard lock(installed().mutex);
+    installed().settings = settings;
+  }
+  CurlConnections::endIdle();
 }
 
 NetSettings netSettings() {

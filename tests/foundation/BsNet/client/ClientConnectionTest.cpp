@@ -336,7 +336,7 @@ TEST(ClientConnection, ManyClientsWorkAtOnce) {
   for (std::thread& thread : threads) thread.join();
 
   EXPECT_EQ(good, 8 * 5 * 4);
-  EXPECT_EQ(server.connections(), 8 * 5);
+  EXPECT_LE(server.connections(), 8 * 5);
 }
 
 TEST(ClientConnection, NameThatNobodyKnowsIsATransportFailure) {

@@ -27,7 +27,7 @@ TEST(CurlBody, EveryRequestThatGoesOutReadsItFromTheStart) {
   body.assign("abcdef");
   (void)readFrom(body, 4);
 
-  EXPECT_EQ(KBL::CurlBody::prepareRequest(&body, nullptr, nullptr, 0, 0), CURL_PREREQFUNC_OK);
+  body.restart();
 
   EXPECT_EQ(readFrom(body, 6), "abcdef");
 }

@@ -1,0 +1,28 @@
+#include "foundation/BsNet/client/CurlSending.h"
+
+#include <utility>
+
+namespace KBL {
+
+bool CurlSending::mayConnect() {
+  // Where not a byte could be written nothing has left.
+  const bool hasLeft = easy_.info<long>(CURLINFO_REQUEST_SIZE, 0) > bytesBefore_;
+  if (!isInherited_ || !hasLeft) return true;
+  if (!isRefused_) text_ = errorText_;
+  isRefused_ = true;
+  return false;
+}
+
+bool CurlSending::mayLeave(CurlEnds ends) {
+  if (!mayConnect()) return false;
+  const long opened = easy_.info<long>(CURLINFO_NUM_CONNECTS, 0);
+  const bool isNew = opened > opened_;
+  const bool isKnown = connections_.isKnown(ends);
+  isInherited_ = !isNew && !isKnown;
+  if (!isKnown) connections_.addKnown(std::move(ends));
+  opened_ = opened;
+  bytesBefore_ = easy_.info<long>(CURLINFO_REQUEST_SIZE, 0);
+  return true;
+}
+
+}  // namespace KBL
