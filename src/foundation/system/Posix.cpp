@@ -32,6 +32,10 @@ int createExclusively(const std::string& path) {
   return ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, ownerFile);
 }
 
+std::int64_t nanoseconds(const timespec& moment) {
+  return std::int64_t{moment.tv_sec} * 1'000'000'000 + moment.tv_nsec;
+}
+
 bool lock(int descriptor) {
   int result = -1;
   do {
@@ -81,6 +85,21 @@ std::uint64_t fileSize(std::FILE* file) {
   struct stat status {};
   if (::fstat(::fileno(file), &status) != 0 || status.st_size < 0) return 0;
   return static_cast<std::uint64_t>(status.st_size);
+}
+
+std::optional<FileVersion> fileVersion(const std::string& path) {
+  // More than the grain of any file system's times.
+  constexpr std::int64_t momentNs = 3'000'000'000;
+  struct stat status {};
+  if (::stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+  const FileVersion version{
+      static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino),
+      static_cast<std::uint64_t>(status.st_size), nanoseconds(status.st_mtim), nanoseconds(status.st_ctim)};
+  timespec now{};
+  if (::clock_gettime(CLOCK_REALTIME, &now) != 0 || nanoseconds(now) - version.changedNs < momentNs) {
+    return std::nullopt;
+  }
+  return version;
 }
 
 bool seekFile(std::FILE* file, std::uint64_t place) {

@@ -36,6 +36,18 @@ using UniqueFile = std::unique_ptr<std::FILE, CloseFile>;
 void keepFromChildren(std::FILE* file);
 /// Bytes of an open file of any size, 0 when they cannot be told.
 [[nodiscard]] std::uint64_t fileSize(std::FILE* file);
+/// What tells a file's contents from what they were: it changes when they do.
+struct FileVersion {
+  std::uint64_t device = 0;
+  std::uint64_t number = 0;
+  std::uint64_t size = 0;
+  std::int64_t writtenNs = 0;
+  std::int64_t changedNs = 0;
+  bool operator==(const FileVersion&) const = default;
+};
+/// Nothing for what is no file, for one that changed a moment ago and could again unnoticed, and where the
+/// system cannot tell.
+[[nodiscard]] std::optional<FileVersion> fileVersion(const std::string& path);
 /// As fseek from the beginning, in files of any size.
 [[nodiscard]] bool seekFile(std::FILE* file, std::uint64_t place);
 

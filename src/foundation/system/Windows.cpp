@@ -78,6 +78,10 @@ std::uint64_t fileSize(std::FILE* file) {
   return size < 0 ? 0 : static_cast<std::uint64_t>(size);
 }
 
+std::optional<FileVersion> fileVersion(const std::string&) {
+  return std::nullopt;
+}
+
 bool seekFile(std::FILE* file, std::uint64_t place) {
   return _fseeki64(file, static_cast<long long>(place), SEEK_SET) == 0;
 }

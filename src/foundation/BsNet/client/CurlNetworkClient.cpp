@@ -2,6 +2,7 @@
 
 #include "foundation/neverFreed.h"
 #include "foundation/system/NetworkSystem.h"
+#include "foundation/system/System.h"
 #include <KblUtils/FileStream.h>
 #include <KblUtils/HostCode.h>
 
@@ -27,18 +28,55 @@ std::string contentsOf(const std::string& utf8Path) {
   return contents;
 }
 
-std::string defaultAuthorities() {
-  const curl_version_info_data* const version = curl_version_info(CURLVERSION_NOW);
-  return version->cainfo != nullptr ? contentsOf(version->cainfo) : System::keptAuthorities();
+/// The file of libcurl's default certificate authorities; null where the system keeps them.
+const char* defaultFile() {
+  return curl_version_info(CURLVERSION_NOW)->cainfo;
+}
+
+/// The text that was put together last, with what it was read from.
+struct KeptTrust {
+  std::mutex mutex;
+  std::string extraFile;
+  System::FileVersion extra;
+  System::FileVersion defaults;
+  std::shared_ptr<const std::string> text;
+};
+
+// Workers make clients while the process ends.
+KeptTrust& keptTrust() {
+  static KeptTrust& instance = neverFreed<KeptTrust>();
+  return instance;
 }
 
 /// The default certificate authorities of libcurl with those of a PEM file (UTF-8 path) added, as PEM text.
 /// Null without a readable further file: libcurl's own defaults hold then.
 std::shared_ptr<const std::string> trustWith(const std::string& extraCaFile) {
   if (extraCaFile.empty()) return nullptr;
+  // Ahead of reading: what changes meanwhile is another version.
+  const auto extraVersion = System::fileVersion(extraCaFile);
+  const auto defaultVersion = defaultFile() == nullptr ? std::nullopt : System::fileVersion(defaultFile());
+  const bool isKeepable = extraVersion.has_value() && defaultVersion.has_value();
+  KeptTrust& kept = keptTrust();
+  if (isKeepable) {
+    const std::lock_guard lock(kept.mutex);
+    const bool isSame = kept.text != nullptr && kept.extraFile == extraCaFile &&
+                        kept.extra == *extraVersion && kept.defaults == *defaultVersion;
+    if (isSame) return kept.text;
+  }
   const std::string extra = contentsOf(extraCaFile);
   if (extra.empty()) return nullptr;
-  return std::make_shared<const std::string>(defaultAuthorities() + "\n" + extra);
+  const std::string defaults =
+      defaultFile() != nullptr ? contentsOf(defaultFile()) : System::keptAuthorities();
+  auto text = std::make_shared<const std::string>(defaults + "\n" + extra);
+  if (isKeepable) {
+    std::string file = extraCaFile;
+    const std::lock_guard lock(kept.mutex);
+    kept.extraFile = std::move(file);
+    kept.extra = *extraVersion;
+    kept.defaults = *defaultVersion;
+    kept.text = text;
+  }
+  return text;
 }
 
 /// The clients of this kind that live. What a host's factory makes can be told from them by its address

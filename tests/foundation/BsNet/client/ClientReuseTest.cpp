@@ -411,4 +411,23 @@ TEST_F(ClientReuse, AForkedChildDoesNotInherit) {
   EXPECT_EQ(server.connections(), 2);
 }
 
+TEST_F(ClientReuse, AnAuthorityFileThatChangesIsReadAnew) {
+  TestAuthority first;
+  TestAuthority second;
+  const TlsServer firstServer(first.sign("IP:127.0.0.1"));
+  const TlsServer secondServer(second.sign("IP:127.0.0.1"));
+  const TemporaryDirectory place;
+  const std::string file = place.file("authority.pem");
+  std::filesystem::copy_file(first.file(), file);
+  std::this_thread::sleep_for(tooLong);
+  const ScopedNetSettings settings({.extraCaFile = file});
+  ASSERT_EQ(get(firstServer.url()).content, "secure");
+  ASSERT_EQ(get(firstServer.url()).content, "secure");
+
+  std::filesystem::copy_file(second.file(), file, std::filesystem::copy_options::overwrite_existing);
+
+  EXPECT_EQ(get(secondServer.url()).content, "secure");
+  EXPECT_EQ(get(firstServer.url()).resultCode, 60);
+}
+
 }  // namespace
