@@ -23,6 +23,12 @@ void CurlBody::assign(IBodySource* source, unsigned long long size) {
   size_ = source == nullptr ? 0 : static_cast<curl_off_t>(std::min(size, largest));
 }
 
+const char* CurlBody::small() const {
+  // What libcurl sends over TLS at once.
+  constexpr curl_off_t limit = 16 << 10;
+  return source_ == nullptr && size_ <= limit ? bytes_.c_str() : nullptr;
+}
+
 void CurlBody::rewind() {
   offset_ = 0;
   isCut_ = false;

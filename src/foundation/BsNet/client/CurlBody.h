@@ -17,6 +17,8 @@ class CurlBody {
   /// The caller keeps the source; null: no bytes.
   void assign(IBodySource* source, unsigned long long size);
   [[nodiscard]] curl_off_t size() const { return size_; }
+  /// The bytes of a body so small that it goes out with the headers; else null.
+  [[nodiscard]] const char* small() const;
   /// Makes ready for an exchange.
   void rewind();
   /// Goes back to the first byte, ahead of every request that goes out. After a reset on a reused connection

@@ -203,6 +203,11 @@ void CurlExchange::configureRequest() {
     return;
   }
   settings_.body.rewind();
+  if (const char* const bytes = settings_.body.small(); bytes != nullptr && call_.method == httpPost) {
+    easy_.set(CURLOPT_POSTFIELDSIZE_LARGE, settings_.body.size());
+    easy_.set(CURLOPT_POSTFIELDS, bytes);
+    return;
+  }
   easy_.set(CURLOPT_READFUNCTION, &CurlBody::read);
   easy_.set(CURLOPT_READDATA, &settings_.body);
   easy_.set(CURLOPT_SEEKFUNCTION, &CurlBody::seek);

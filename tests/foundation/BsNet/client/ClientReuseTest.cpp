@@ -430,4 +430,18 @@ TEST_F(ClientReuse, AnAuthorityFileThatChangesIsReadAnew) {
   EXPECT_EQ(get(firstServer.url()).resultCode, 60);
 }
 
+TEST_F(ClientReuse, ASmallPostGoesOutInOnePiece) {
+  std::atomic<bool> isWhole{false};
+  const RawServer server([&](RawConnection& connection) {
+    isWhole = connection.readSome().ends_with("\r\n\r\nbody");
+    connection.reply(200);
+  });
+  const auto client = newClient();
+  client->setBody("body");
+
+  ASSERT_EQ(perform(*client, server.url(), KBL::httpPost).httpCode, 200);
+
+  EXPECT_TRUE(isWhole);
+}
+
 }  // namespace
