@@ -9,8 +9,7 @@
 
 namespace KBL {
 
-/// What connections are handed on within. libcurl itself compares who uses a proxy for SOCKS alone, so a
-/// tunnel would be taken up by another user.
+/// What connections are handed on within; not left to libcurl, which need not compare the users of a proxy.
 struct CurlRoute {
   std::string proxy;                         ///< with user and password; empty: none
   std::shared_ptr<const std::string> trust;  ///< PEM text; null: libcurl's default authorities

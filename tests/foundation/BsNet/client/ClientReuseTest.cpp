@@ -427,6 +427,8 @@ TEST_F(ClientReuse, AnAuthorityFileThatChangesIsReadAnew) {
   std::filesystem::copy_file(second.file(), file, std::filesystem::copy_options::overwrite_existing);
 
   EXPECT_EQ(get(secondServer.url()).content, "secure");
+  std::this_thread::sleep_for(tooLong);
+  EXPECT_EQ(get(secondServer.url()).content, "secure");
   EXPECT_EQ(get(firstServer.url()).resultCode, 60);
 }
 
