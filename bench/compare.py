@@ -3,10 +3,22 @@
 "RATIO name ours/peer median min max goal". See docs/performance.md."""
 
 import argparse
+import json
+import os
 import tempfile
 
 from rows.table import ROWS
 from rows.workplace import Workplace
+
+
+def keep(path, result):
+    rows = {}
+    if os.path.exists(path):
+        with open(path, encoding="utf-8") as file:
+            rows = json.load(file)
+    rows[result.name] = vars(result)
+    with open(path, "w", encoding="utf-8") as file:
+        json.dump(rows, file, indent=1)
 
 
 def main():
@@ -15,6 +27,7 @@ def main():
     parser.add_argument("names", nargs="*", metavar="NAME", help="comparisons; all when none is given")
     parser.add_argument("--pairs", type=int, default=9)
     parser.add_argument("--quick", action="store_true", help="small files: only whether everything works")
+    parser.add_argument("--results", help="JSON file whose rows are replaced by what is measured here")
     options = parser.parse_intermixed_args()
     for name in options.names:
         if name not in ROWS:
@@ -25,6 +38,8 @@ def main():
             for name in options.names or ROWS:
                 for result in ROWS[name](work):
                     print(result.line(), flush=True)
+                    if options.results:
+                        keep(options.results, result)
         finally:
             work.close()
 
