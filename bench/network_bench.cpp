@@ -1,6 +1,6 @@
 // Measures the network client: chunks of 2 MiB by PUT against one plain `curl -T`, and how long a stop takes.
-#include "foundation/BsNet/client/RawServer.h"
 #include "support/ChildProcess.h"
+#include "support/RawServer.h"
 #include "support/TemporaryDirectory.h"
 #include <BsNet/INetworkClient.h>
 #include <BsNet/NetworkClients.h>

@@ -3,8 +3,8 @@
 // until its input ends. WORKPLACE is a folder for the cloud configurations and the
 // scripts' addresses.
 #include "SinkServer.h"
-#include "foundation/BsNet/client/TestCertificates.h"
 #include "sandbox/Sandbox.h"
+#include "support/TestCertificates.h"
 
 #include <csignal>
 #include <cstdio>

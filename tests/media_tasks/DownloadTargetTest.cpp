@@ -1,9 +1,9 @@
 // What becomes of the file that a download is for, and of what lies beside it.
 #include "foundation/system/FileReplacement.h"
 #include "foundation/system/System.h"
-#include "media_tasks/MediaHost.h"
 #include "media_tasks/SNRFacebookDownloadMediaTask.h"
 #include "media_tasks/ScriptedFetcher.h"
+#include "support/MediaHost.h"
 #include "support/TemporaryDirectory.h"
 
 #include <gmock/gmock.h>

@@ -1,9 +1,9 @@
 #include "media_tasks/CurlMediaFetcher.h"
-#include "media_tasks/MediaHost.h"
-#include "media_tasks/PageServer.h"
 #include "media_tasks/SNRFacebookDownloadMediaTask.h"
 #include "media_tasks/ScriptedFetcher.h"
 #include "support/ManualTimeSource.h"
+#include "support/MediaHost.h"
+#include "support/PageServer.h"
 #include "support/TemporaryDirectory.h"
 #include "support/WaitUntil.h"
 

@@ -1,8 +1,8 @@
 // What the fetcher tells libcurl, by standing before its functions: the one program of these tests that does.
 #include "media_tasks/CurlCalls.h"
 #include "media_tasks/CurlMediaFetcher.h"
-#include "media_tasks/PageServer.h"
 #include "media_tasks/ReceivedBody.h"
+#include "support/PageServer.h"
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,9 @@
 // The fetcher over libcurl, and the tasks' way to it, against real servers.
 #include "media_tasks/CurlMediaFetcher.h"
-#include "media_tasks/PageServer.h"
 #include "media_tasks/ProbeTask.h"
 #include "media_tasks/ReceivedBody.h"
 #include "support/ManualTimeSource.h"
+#include "support/PageServer.h"
 
 #include <curl/curl.h>
 #include <gmock/gmock.h>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "media_tasks/MediaHost.h"
-#include "media_tasks/PageServer.h"
 #include "media_tasks/ScriptedFetcher.h"
+#include "support/MediaHost.h"
+#include "support/PageServer.h"
 
 #include <gmock/gmock.h>
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "media_tasks/CurlMediaFetcher.h"
-#include "media_tasks/MediaHost.h"
 #include "media_tasks/SNRRequestTask.h"
+#include "support/MediaHost.h"
 
 #include <functional>
 #include <string>

@@ -1,5 +1,5 @@
-#include "media_tasks/MediaHost.h"
 #include "media_tasks/mediaRecords.h"
+#include "support/MediaHost.h"
 #include "support/Seed.h"
 #include <ExternlMediaTransfer/DownloadRecords.h>
 

@@ -1,7 +1,7 @@
-#include "media_tasks/MediaHost.h"
 #include "media_tasks/ProbeTask.h"
 #include "media_tasks/ScriptedFetcher.h"
 #include "support/Flag.h"
+#include "support/MediaHost.h"
 #include "support/NoThreads.h"
 #include "support/RecordingLogger.h"
 #include "support/WaitUntil.h"

@@ -1,11 +1,11 @@
 // The stall rule, second by second.
-#include "media_tasks/MediaHost.h"
-#include "media_tasks/PageServer.h"
 #include "media_tasks/ProbeTask.h"
 #include "media_tasks/SNRFacebookDownloadMediaTask.h"
 #include "media_tasks/SNRFacebookEnumAlbumInfoTask.h"
 #include "media_tasks/ScriptedFetcher.h"
 #include "support/ManualTimeSource.h"
+#include "support/MediaHost.h"
+#include "support/PageServer.h"
 #include "support/RecordingLogger.h"
 
 #include <gmock/gmock.h>

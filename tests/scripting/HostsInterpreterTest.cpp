@@ -7,8 +7,8 @@
 #include "scripting/python/ScriptEventEntry.h"
 #include "scripting/python/ScriptObject.h"
 #include "support/RecordingLogger.h"
+#include "support/RecordingSink.h"
 #include "support/WaitUntil.h"
-#include "uploaders/proxies/RecordingSink.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 // What becomes of the tasks of former commands, and how long they live. A program of its own: its `operator
 // new` serves the whole process.
-#include "media_tasks/MediaHost.h"
-#include "media_tasks/PageServer.h"
+#include "support/MediaHost.h"
+#include "support/PageServer.h"
 #include "support/WaitUntil.h"
 #include <ExternlMediaTransfer/ExternlMediaTransfer.h>
 #include <ExternlMediaTransfer/TransferNumbers.h>

@@ -1,7 +1,7 @@
 // Download transfers when memory runs out, at each allocation of a call in turn.
-#include "media_tasks/MediaHost.h"
-#include "media_tasks/PageServer.h"
 #include "support/FailingAllocation.h"
+#include "support/MediaHost.h"
+#include "support/PageServer.h"
 #include "support/WaitUntil.h"
 #include <BsCloudConfig/BsCloudConfig.h>
 #include <ExternlMediaTransfer/ExternlMediaTransfer.h>

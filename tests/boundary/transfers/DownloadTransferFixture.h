@@ -1,7 +1,7 @@
 #pragma once
 
-#include "media_tasks/MediaHost.h"
-#include "media_tasks/PageServer.h"
+#include "support/MediaHost.h"
+#include "support/PageServer.h"
 #include "support/TemporaryDirectory.h"
 #include <ExternlMediaTransfer/ExternlMediaTransfer.h>
 #include <ExternlMediaTransfer/TransferNumbers.h>

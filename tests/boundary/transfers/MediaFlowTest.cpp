@@ -1,9 +1,9 @@
 // Whole lists and downloads through the exports of the shared library, against the sandbox.
-#include "media_tasks/MediaHost.h"
 #include "sandbox/Sandbox.h"
 #include "sandbox/base/MediaAccounts.h"
 #include "sandbox/base/Sha256.h"
 #include "sandbox/services/media/MediaLibrary.h"
+#include "support/MediaHost.h"
 #include "support/TemporaryDirectory.h"
 #include "support/WaitUntil.h"
 #include <BsCloudConfig/BsCloudConfig.h>

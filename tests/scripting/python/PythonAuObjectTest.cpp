@@ -4,7 +4,7 @@
 #include "scripting/python/ScriptEventEntry.h"
 #include "scripting/python/ScriptObject.h"
 #include "support/RecordingLogger.h"
-#include "uploaders/proxies/RecordingSink.h"
+#include "support/RecordingSink.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

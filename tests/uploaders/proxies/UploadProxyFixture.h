@@ -4,9 +4,9 @@
 #include "requests/ConcreteAuthRequest.h"
 #include "support/FakeManager.h"
 #include "support/RecordingLogger.h"
+#include "support/RecordingSink.h"
 #include "support/TextIn.h"
 #include "uploaders/proxies/DouyinUploader.h"
-#include "uploaders/proxies/RecordingSink.h"
 #include "uploaders/proxies/TiktokUploader.h"
 #include "uploaders/proxies/YoutubeUploader.h"
 #include <BsNet/BsErrorInfo.h>

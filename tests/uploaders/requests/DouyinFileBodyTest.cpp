@@ -1,5 +1,5 @@
 // Parts that the reference client reads from the file while it sends them, over real sockets.
-#include "foundation/BsNet/client/RawServer.h"
+#include "support/RawServer.h"
 #include "uploaders/requests/OpenIdUploadFixture.h"
 
 #include <mutex>

@@ -1,5 +1,5 @@
 // Chunks that the reference client reads from the file while it sends them, over real sockets.
-#include "foundation/BsNet/client/RawServer.h"
+#include "support/RawServer.h"
 #include "uploaders/requests/YoutubeUploadFixture.h"
 #include <BsNet/NetworkClients.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/BsNet/client/RawServer.h"
+#include "support/RawServer.h"
 #include <BsNet/INetworkClient.h>
 #include <BsNet/NetworkClients.h>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "foundation/BsNet/client/RawServer.h"
 #include "support/ChildProcess.h"
+#include "support/RawServer.h"
 #include "support/TemporaryDirectory.h"
 
 #include <memory>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/BsNet/client/RawServer.h"
+#include "support/RawServer.h"
 
 #include <mutex>
 #include <string>

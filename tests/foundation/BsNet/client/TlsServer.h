@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/BsNet/client/TestCertificates.h"
+#include "support/TestCertificates.h"
 
 #include <atomic>
 #include <memory>

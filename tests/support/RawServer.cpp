@@ -1,4 +1,4 @@
-#include "foundation/BsNet/client/RawServer.h"
+#include "support/RawServer.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>

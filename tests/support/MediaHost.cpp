@@ -1,4 +1,4 @@
-#include "media_tasks/MediaHost.h"
+#include "support/MediaHost.h"
 
 #include "support/WaitUntil.h"
 

@@ -1,4 +1,4 @@
-#include "media_tasks/PageServer.h"
+#include "support/PageServer.h"
 
 #include "support/WaitUntil.h"
 #include <BsCloudConfig/BsCloudConfig.h>
