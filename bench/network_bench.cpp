@@ -48,7 +48,7 @@ void drainRequests(RawConnection& connection) {
 }
 
 double timeOfChunks(const std::string& url) {
-  const std::unique_ptr<KBL::INetworkClient> client(KBL::makeNetworkClient());
+  const KBL::OwnedNetworkClient client(KBL::makeNetworkClient());
   const std::string chunk(chunkBytes, 'c');
   const auto start = Clock::now();
   for (int i = 0; i < chunks; ++i) {
@@ -123,7 +123,7 @@ void measureStops() {
     (void)connection.readHead(request);
     connection.holdUntilClosed();
   });
-  const std::unique_ptr<KBL::INetworkClient> client(KBL::makeNetworkClient());
+  const KBL::OwnedNetworkClient client(KBL::makeNetworkClient());
   client->setBody(std::string(16 << 20, 'b'));
   std::vector<double> times;
   for (int i = 0; i < stops; ++i) times.push_back(timeOfStop(*client, server.url()));

@@ -21,7 +21,7 @@ namespace {
 constexpr const char* body = R"({"third_platform":"youtube","state":"0123456789"})";
 
 bool requestOfOurs(const std::string& url) {
-  const std::unique_ptr<KBL::INetworkClient> client(KBL::makeNetworkClient());
+  const KBL::OwnedNetworkClient client(KBL::makeNetworkClient());
   if (client == nullptr) return false;
   client->setHeaders({{"Content-Type", "application/json"}, {"Authorization", "Bearer 0123456789"}});
   client->setBody(body);

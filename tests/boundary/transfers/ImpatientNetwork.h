@@ -23,11 +23,9 @@ class ImpatientNetwork {
   ImpatientNetwork& operator=(const ImpatientNetwork&) = delete;
 
  private:
-  using RealClient = std::unique_ptr<KBL::INetworkClient>;
-
   class Client final : public KBL::INetworkClient {
    public:
-    explicit Client(RealClient real) : real_(std::move(real)) { real_->setTotalTimeout(1000); }
+    explicit Client(KBL::OwnedNetworkClient real) : real_(std::move(real)) { real_->setTotalTimeout(1000); }
 
     void setProxy(int type, const std::string& server, int port, const std::string& user,
                   const std::string& password) override {
@@ -54,17 +52,17 @@ class ImpatientNetwork {
     void destroy() override { ::delete this; }
 
    private:
-    RealClient real_;
+    KBL::OwnedNetworkClient real_;
   };
 
   KBL::INetworkClient* next() {
     const std::lock_guard lock(mutex_);
     if (clients_.empty()) return nullptr;
-    RealClient real = std::move(clients_.front());
+    KBL::OwnedNetworkClient real = std::move(clients_.front());
     clients_.pop_front();
     return ::new Client(std::move(real));
   }
 
   std::mutex mutex_;
-  std::deque<RealClient> clients_;
+  std::deque<KBL::OwnedNetworkClient> clients_;
 };

@@ -40,7 +40,7 @@ TEST_P(DouyinParts, CarryEveryByteOnceUnderNumbersFrom1WithoutGaps) {
   }
   EXPECT_TRUE(received == contents_);
   EXPECT_EQ(text("upload_stop"), "upload_success");
-  EXPECT_EQ(deliveries_.told.at(GetParam().parts - 1).progress, "99");
+  EXPECT_EQ(deliveries_.events().at(GetParam().parts - 1).progress, "99");
   EXPECT_THAT(time_->passedWaits(), IsEmpty());
 }
 
@@ -60,12 +60,12 @@ TEST_F(DouyinUpload, ProgressRunsOnePointBehindTheBytesAndEndsAt100) {
   replyAccepted(4);
   replyCompleted();
   run();
-  EXPECT_THAT(deliveries_.progress, ElementsAre("24", "49", "74", "99", "100"));
-  EXPECT_THAT(deliveries_.codes, Each(0));
+  EXPECT_THAT(deliveries_.progress(), ElementsAre("24", "49", "74", "99", "100"));
+  EXPECT_THAT(deliveries_.codes(), Each(0));
 }
 
 TEST_F(DouyinUpload, ProgressIsCutToWholePercentAndNeverBelow0) {
-  const std::unique_ptr<INetworkClient> client(makeNetworkClient());
+  const OwnedNetworkClient client(makeNetworkClient());
   replyAccepted();
   const auto shown = [&](std::uint64_t size, std::uint64_t offset) {
     EXPECT_TRUE(request_->retryUpload(client.get(), partUrl, 1, "x", size, offset, info_.get(), &reply_, 3));
@@ -89,7 +89,7 @@ TEST_F(DouyinUpload, AFailingTryMovesProgressAndTheNextOneReportsTheSame) {
   replyAccepted(2);
   replyCompleted();
   run();
-  EXPECT_THAT(deliveries_.progress, ElementsAre("49", "49", "99", "100"));
+  EXPECT_THAT(deliveries_.progress(), ElementsAre("49", "49", "99", "100"));
 }
 
 TEST_F(DouyinUpload, ASecondTryDeliversProgressWhileTheRefusalStillStands) {
@@ -100,8 +100,8 @@ TEST_F(DouyinUpload, ASecondTryDeliversProgressWhileTheRefusalStillStands) {
   replyAccepted();
   replyCompleted();
   run();
-  EXPECT_THAT(deliveries_.codes, ElementsAre(0, 2100005, 2100006, 0));
-  EXPECT_EQ(deliveries_.told.at(1).message, "no");
+  EXPECT_THAT(deliveries_.codes(), ElementsAre(0, 2100005, 2100006, 0));
+  EXPECT_EQ(deliveries_.events().at(1).message, "no");
   EXPECT_EQ(text("upload_stop"), "upload_success");
 }
 
@@ -121,7 +121,7 @@ TEST_F(DouyinUpload, APartBeginsWithoutTheRefusalThatTheOneBeforeOvercame) {
     EXPECT_EQ(request_->errorInfo()->originCode(), 0);
   });
   run();
-  EXPECT_THAT(deliveries_.codes, ElementsAre(0, 2100005, 0, 0));
+  EXPECT_THAT(deliveries_.codes(), ElementsAre(0, 2100005, 0, 0));
 }
 
 TEST_F(DouyinUpload, EveryTrySendsThePartsBytesToTheSameAddress) {
@@ -151,13 +151,13 @@ TEST_F(DouyinUpload, APartThatFailedAllItsTriesReadsAsTheUsersCancelAndIsComplet
 
   EXPECT_THAT(addresses(),
               ElementsAre(testing::_, partAddress(1), partAddress(1), partAddress(1), completeAddress()));
-  EXPECT_THAT(deliveries_.codes, ElementsAre(0, 2100005, 2100005, -10007, 0));
-  const Delivered& failed = deliveries_.told.at(3);
+  EXPECT_THAT(deliveries_.codes(), ElementsAre(0, 2100005, 2100005, -10007, 0));
+  const Delivered failed = deliveries_.events().at(3);
   EXPECT_EQ(failed.message, "User cancelled!");
   EXPECT_EQ(failed.stopFlag, "upload_error");
   EXPECT_EQ(failed.progress, "32");
-  EXPECT_EQ(deliveries_.told.back().stopFlag, "upload_success");
-  EXPECT_EQ(deliveries_.told.back().videoUrl, "");
+  EXPECT_EQ(deliveries_.events().back().stopFlag, "upload_success");
+  EXPECT_EQ(deliveries_.events().back().videoUrl, "");
 }
 
 TEST_F(DouyinUpload, APartThatFailedIsReportedWithTheCompletionsCodeWhereThatFailsToo) {
@@ -167,7 +167,7 @@ TEST_F(DouyinUpload, APartThatFailedIsReportedWithTheCompletionsCodeWhereThatFai
   replyRefused(2100009);
   run();
   EXPECT_EQ(code(), 2100009);
-  EXPECT_EQ(deliveries_.told.back().code, 2100009);
+  EXPECT_EQ(deliveries_.events().back().code, 2100009);
 }
 
 TEST_F(DouyinUpload, TheJsonAloneDecidesAboutAPartAndNotItsStatus) {
@@ -188,7 +188,7 @@ TEST_F(DouyinUpload, ABrokenTryIsRetriedLikeARefusedOneButHasNoCode) {
   replyCompleted();
   run();
   EXPECT_THAT(addresses(), SizeIs(4));
-  EXPECT_THAT(deliveries_.codes, Each(0));
+  EXPECT_THAT(deliveries_.codes(), Each(0));
   EXPECT_EQ(text("upload_stop"), "upload_success");
 }
 
@@ -216,7 +216,7 @@ TEST_F(DouyinUpload, APartWithoutTriesIsReportedAsSuch) {
   EXPECT_EQ(code(), -10028);
   EXPECT_EQ(message(), "Failed after 0 times try!");
   EXPECT_EQ(text("upload_stop"), "upload_error");
-  EXPECT_THAT(deliveries_.codes, ElementsAre(-10028));
+  EXPECT_THAT(deliveries_.codes(), ElementsAre(-10028));
 }
 
 // --- Pauses

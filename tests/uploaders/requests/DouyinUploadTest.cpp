@@ -223,7 +223,7 @@ TEST_F(DouyinUpload, ACancelBetweenPartsIsCompletedAndReportedAsFinished) {
   EXPECT_THAT(addresses(), ElementsAre(testing::_, partAddress(1), completeAddress()));
   EXPECT_EQ(text("upload_stop"), "upload_success");
   EXPECT_EQ(code(), 0);
-  EXPECT_EQ(deliveries_.told.back().videoUrl, "");
+  EXPECT_EQ(deliveries_.events().back().videoUrl, "");
 }
 
 TEST_F(DouyinUpload, ACancelWhoseCompletingCallIsRefusedReportsThatAndNoCancel) {
@@ -272,7 +272,7 @@ TEST_F(DouyinUpload, TheFinishIsDeliveredWithAnEmptyAddressAlthoughThereIsAShare
   replyAccepted();
   replyCompleted();
   run();
-  const Delivered& finished = deliveries_.told.back();
+  const Delivered finished = deliveries_.events().back();
   EXPECT_EQ(finished.progress, "100");
   EXPECT_EQ(finished.code, 0);
   EXPECT_EQ(finished.message, "");
@@ -299,7 +299,7 @@ TEST_F(DouyinUpload, ARefusedCompletionIsTheOutcome) {
   replyAccepted();
   replyRefused(28001005);
   run();
-  const Delivered& told = deliveries_.told.back();
+  const Delivered told = deliveries_.events().back();
   EXPECT_EQ(told.code, 28001005);
   EXPECT_EQ(told.message, "no");
   EXPECT_EQ(told.stopFlag, "upload_error");
@@ -313,7 +313,7 @@ TEST_F(DouyinUpload, ACompletionWithBadJsonHasNoCode) {
   replyAccepted();
   network_.reply(200, "oops");
   run();
-  EXPECT_EQ(deliveries_.told.back().code, 0);
+  EXPECT_EQ(deliveries_.events().back().code, 0);
   EXPECT_EQ(text("upload_stop"), "upload_error");
   EXPECT_EQ(message(), "can't read json. response:oops");
 }

@@ -28,7 +28,7 @@ class OpenIdUploadFixture : public UploadRequestFixture<Request> {
 
   /// Runs the exchange alone, without the frame around it.
   KBL::_Result request(KBL::IBsInfoReader* info) {
-    const std::unique_ptr<KBL::INetworkClient> client(KBL::makeNetworkClient());
+    const KBL::OwnedNetworkClient client(KBL::makeNetworkClient());
     return this->request_->Request(info, client.get(), &reply_);
   }
 

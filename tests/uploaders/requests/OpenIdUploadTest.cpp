@@ -58,7 +58,7 @@ class OpenIdUpload : public OpenIdUploadFixture<typename Service::Request> {
     EXPECT_EQ(this->message(), message);
     EXPECT_EQ(this->text("upload_stop"), "(unset)");
     EXPECT_THAT(this->network_.exchanges(), IsEmpty());
-    EXPECT_THAT(this->deliveries_.told, IsEmpty());
+    EXPECT_THAT(this->deliveries_.events(), IsEmpty());
   }
 
   int check(const std::string& content) {

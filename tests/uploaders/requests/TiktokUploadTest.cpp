@@ -81,7 +81,7 @@ TEST_F(TiktokUpload, APublishedVideoIsToldByItsBareShareId) {
   EXPECT_EQ(text("upload_video_url"), "share-9");
   EXPECT_EQ(text("upload_progress"), "100");
   EXPECT_EQ(request_->replyInfo()->infoType(), 405);
-  EXPECT_THAT(deliveries_.told, IsEmpty()) << "the closing delivery is the frame's";
+  EXPECT_THAT(deliveries_.events(), IsEmpty()) << "the closing delivery is the frame's";
 }
 
 TEST_F(TiktokUpload, AShareIdThatIsANumberIsToldAsText) {
@@ -102,8 +102,8 @@ TEST_F(TiktokUpload, ProgressIsTheShareOfTheFileInWholePercent) {
     return true;
   });
   run();
-  EXPECT_THAT(deliveries_.progress, ElementsAre("1", "1", "2", "50", "98", "99"));
-  EXPECT_THAT(deliveries_.codes, Each(0));
+  EXPECT_THAT(deliveries_.progress(), ElementsAre("1", "1", "2", "50", "98", "99"));
+  EXPECT_THAT(deliveries_.codes(), Each(0));
 }
 
 TEST_F(TiktokUpload, BelowOnePercentNothingIsDelivered) {
@@ -115,7 +115,7 @@ TEST_F(TiktokUpload, BelowOnePercentNothingIsDelivered) {
     return true;
   });
   run();
-  EXPECT_THAT(deliveries_.told, IsEmpty());
+  EXPECT_THAT(deliveries_.events(), IsEmpty());
 }
 
 TEST_F(TiktokUpload, ProgressReads99UntilTheAnswerHasBeenRead) {
@@ -127,7 +127,7 @@ TEST_F(TiktokUpload, ProgressReads99UntilTheAnswerHasBeenRead) {
     return true;
   });
   run();
-  EXPECT_THAT(deliveries_.progress, ElementsAre("99", "99", "99"));
+  EXPECT_THAT(deliveries_.progress(), ElementsAre("99", "99", "99"));
   EXPECT_EQ(text("upload_progress"), "100");
 }
 
@@ -139,7 +139,7 @@ TEST_F(TiktokUpload, AnUnchangedPercentageIsDeliveredAgain) {
     return true;
   });
   run();
-  EXPECT_THAT(deliveries_.progress, ElementsAre("50", "50", "50"));
+  EXPECT_THAT(deliveries_.progress(), ElementsAre("50", "50", "50"));
 }
 
 TEST_F(TiktokUpload, LargeFilesAreCountedWithoutOverflow) {
@@ -150,7 +150,7 @@ TEST_F(TiktokUpload, LargeFilesAreCountedWithoutOverflow) {
     return true;
   });
   run();
-  EXPECT_THAT(deliveries_.progress, ElementsAre("1", "50", "99"));
+  EXPECT_THAT(deliveries_.progress(), ElementsAre("1", "50", "99"));
 }
 
 TEST_F(TiktokUpload, ProgressTakesAnErrorThatStoodAway) {
@@ -161,12 +161,12 @@ TEST_F(TiktokUpload, ProgressTakesAnErrorThatStoodAway) {
     return tellSent(progress, 500);
   });
   run();
-  EXPECT_THAT(deliveries_.codes, ElementsAre(0));
+  EXPECT_THAT(deliveries_.codes(), ElementsAre(0));
 }
 
 TEST_F(TiktokUpload, ProgressBeforeAFileWasMeasuredIsIgnored) {
   EXPECT_TRUE(request_->onProgress(0, 0, 0, 500));
-  EXPECT_THAT(deliveries_.told, IsEmpty());
+  EXPECT_THAT(deliveries_.events(), IsEmpty());
 }
 
 TEST_F(TiktokUpload, TheStartOfTheReplyEndsNothing) {
@@ -190,7 +190,7 @@ TEST_F(TiktokUpload, AnAnswerLeavesTheMeasuredSize) {
     return tellSent(progress, 500);
   });
   run();
-  EXPECT_THAT(deliveries_.progress, ElementsAre("50"));
+  EXPECT_THAT(deliveries_.progress(), ElementsAre("50"));
 }
 
 // --- Stops
@@ -207,7 +207,7 @@ TEST_F(TiktokUpload, ACancelEndsTheTransferAtTheNextCallback) {
     return goesOn;
   });
   run();
-  EXPECT_THAT(deliveries_.progress, ElementsAre("30"));
+  EXPECT_THAT(deliveries_.progress(), ElementsAre("30"));
   EXPECT_EQ(text("upload_stop"), "upload_error");
   EXPECT_EQ(text("upload_video_url"), "(unset)");
 }
@@ -245,7 +245,7 @@ TEST_F(TiktokUpload, ACancelBeforeAnyByteWasSentEndsTheTransferToo) {
   network_.onWatched([](IBsProgressCallback& progress) { return tellSent(progress, 0); });
   run();
   EXPECT_EQ(code(), -10007);
-  EXPECT_THAT(deliveries_.told, IsEmpty());
+  EXPECT_THAT(deliveries_.events(), IsEmpty());
 }
 
 TEST_F(TiktokUpload, TheEndOfTheManagerEndsTheTransferLikeTheUser) {

@@ -3,6 +3,7 @@
 #include "boundary/records/Records.h"
 #include "support/FakeManager.h"
 #include "support/ManualTimeSource.h"
+#include "support/Recorder.h"
 #include "support/RecordingLogger.h"
 #include "support/ScriptedNetwork.h"
 #include "support/TemporaryDirectory.h"
@@ -35,20 +36,26 @@ struct Delivered {
 };
 
 /// Keeps each delivery of an upload to its callbacks.
-class Deliveries final : public KBL::IBsRequstCallback {
+class Deliveries final : public KBL::IBsRequstCallback, public Recorder<Delivered> {
  public:
   KBL::_Result queryResponse(KBL::IBsBaseRequest*, KBL::IBsInfoReader* info,
                              KBL::IBsErrorInfo* error) override {
     using Key = KBL::ExternlMediaUploadCharKey;
-    progress.push_back(textIn(*info, Key::progress));
-    codes.push_back(error->errorCode());
-    told.push_back({progress.back(), codes.back(), error->errorMessage(), textIn(*info, Key::stopFlag),
-                    textIn(*info, Key::videoUrl)});
+    keep({textIn(*info, Key::progress), error->errorCode(), error->errorMessage(),
+          textIn(*info, Key::stopFlag), textIn(*info, Key::videoUrl)});
     return KBL::resultOk;
   }
-  std::vector<std::string> progress;
-  std::vector<int> codes;
-  std::vector<Delivered> told;
+
+  [[nodiscard]] std::vector<std::string> progress() const {
+    std::vector<std::string> texts;
+    for (const Delivered& one : events()) texts.push_back(one.progress);
+    return texts;
+  }
+  [[nodiscard]] std::vector<int> codes() const {
+    std::vector<int> numbers;
+    for (const Delivered& one : events()) numbers.push_back(one.code);
+    return numbers;
+  }
 };
 
 /// An upload request of a signed-in user, against a scripted network and with pauses that take no time.

@@ -47,7 +47,7 @@ TEST_P(YoutubeUploadSizes, GoOutInChunksOf2MebibytesAndNoByteIsLost) {
   EXPECT_EQ(text("upload_stop"), "upload_success");
   EXPECT_EQ(text("upload_progress"), "100");
   EXPECT_EQ(text("upload_video_url"), "https://www.youtube.com/watch?v=abc123");
-  EXPECT_EQ(deliveries_.progress.back(), "99");
+  EXPECT_EQ(deliveries_.progress().back(), "99");
   EXPECT_THAT(time_->passedWaits(), IsEmpty());
 }
 
@@ -134,8 +134,8 @@ TEST_F(YoutubeUpload, ProgressRunsOnePointBehindTheBytes) {
   for (int i = 0; i < 3; ++i) network_.reply(308);
   network_.reply(200, goodAnswer);
   run();
-  EXPECT_THAT(deliveries_.progress, ElementsAre("24", "49", "74", "99"));
-  EXPECT_THAT(deliveries_.codes, Each(0));
+  EXPECT_THAT(deliveries_.progress(), ElementsAre("24", "49", "74", "99"));
+  EXPECT_THAT(deliveries_.codes(), Each(0));
 }
 
 TEST_F(YoutubeUpload, TheFirstOfAHundredChunksReads0) {
@@ -143,7 +143,7 @@ TEST_F(YoutubeUpload, TheFirstOfAHundredChunksReads0) {
   NetReply reply;
   network_.reply(308);
   const auto shownAfter = [&](std::uint64_t chunks) {
-    const std::unique_ptr<INetworkClient> client(makeNetworkClient());
+    const OwnedNetworkClient client(makeNetworkClient());
     request_->retryUpload(client.get(), sessionUri, {}, chunk, 100 * mebi2, (chunks - 1) * mebi2, info_.get(),
                           &reply, 3);
     return text("upload_progress");
@@ -157,7 +157,7 @@ TEST_F(YoutubeUpload, TheWholeFileReads99WhateverItsSize) {
   auto random = seededGenerator();
   NetReply reply;
   network_.reply(308);
-  const std::unique_ptr<INetworkClient> client(makeNetworkClient());
+  const OwnedNetworkClient client(makeNetworkClient());
   std::vector<std::uint64_t> sizes{1, 671089, mebi2, 5368709121U};
   for (int i = 0; i < 200; ++i) sizes.push_back(random() % 10'000'000'000U + 1);
   for (const std::uint64_t size : sizes) {
@@ -169,7 +169,7 @@ TEST_F(YoutubeUpload, TheWholeFileReads99WhateverItsSize) {
 TEST_F(YoutubeUpload, TheFirstByteOfALargeFileReads0) {
   NetReply reply;
   network_.reply(308);
-  const std::unique_ptr<INetworkClient> client(makeNetworkClient());
+  const OwnedNetworkClient client(makeNetworkClient());
   request_->retryUpload(client.get(), sessionUri, {}, "x", 1000000, 0, info_.get(), &reply, 3);
   EXPECT_EQ(text("upload_progress"), "0");
 }
@@ -177,7 +177,7 @@ TEST_F(YoutubeUpload, TheFirstByteOfALargeFileReads0) {
 TEST_F(YoutubeUpload, ProgressIsRoundedInSinglePrecision) {
   NetReply reply;
   network_.reply(308);
-  const std::unique_ptr<INetworkClient> client(makeNetworkClient());
+  const OwnedNetworkClient client(makeNetworkClient());
   const auto shownAfter = [&](std::uint64_t sent, std::uint64_t fileSize) {
     request_->retryUpload(client.get(), sessionUri, {}, "x", fileSize, sent - 1, info_.get(), &reply, 3);
     return text("upload_progress");

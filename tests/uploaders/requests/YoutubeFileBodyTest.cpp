@@ -140,7 +140,7 @@ TEST_F(YoutubeFileBody, OfAFileThatShrinksInTheMidstIsAReadErrorWithoutAnotherTr
   EXPECT_EQ(text("upload_stop"), "upload_error");
   EXPECT_LE(chunks_, 2);
   EXPECT_THAT(ranges_, SizeIs(1));
-  EXPECT_THAT(deliveries_.progress, ElementsAre("5"));
+  EXPECT_THAT(deliveries_.progress(), ElementsAre("5"));
   EXPECT_THAT(log->linesWith(", try: "), IsEmpty());
 }
 

@@ -144,7 +144,7 @@ TEST_F(YoutubeUpload, AChunkBeginsWithoutTheErrorThatTheAnswerBeforeTold) {
   network_.reply(200, R"({"error":{"code":231500,"message":"quota"}})");
   network_.reply(200, goodAnswer);
   run();
-  EXPECT_THAT(deliveries_.codes, ElementsAre(0, 0));
+  EXPECT_THAT(deliveries_.codes(), ElementsAre(0, 0));
   EXPECT_EQ(code(), 0);
   EXPECT_EQ(text("upload_stop"), "upload_success");
 }
@@ -160,7 +160,7 @@ TEST_F(YoutubeUpload, AStopBetweenChunksEndsWithoutAnError) {
   EXPECT_THAT(sentRanges(), SizeIs(1));
   EXPECT_EQ(code(), 0);
   EXPECT_EQ(text("upload_stop"), "user_cancelled");
-  EXPECT_THAT(deliveries_.progress, ElementsAre("32"));
+  EXPECT_THAT(deliveries_.progress(), ElementsAre("32"));
 }
 
 TEST_F(YoutubeUpload, AStopBeforeTheFirstChunkSendsNone) {
