@@ -7,9 +7,9 @@
 #include <iostream>
 
 namespace {
-class UploadMemory : public UploadFixture {
+class UploadPeak : public UploadFixture {
  protected:
-  UploadMemory() : UploadFixture(tiktok) {}
+  UploadPeak() : UploadFixture(tiktok) {}
 
   /// The most memory, in KiB, of a program that uploads a file of that size.
   long peakOf(std::uint64_t size) {
@@ -25,7 +25,7 @@ class UploadMemory : public UploadFixture {
   }
 };
 
-TEST_F(UploadMemory, DoesNotGrowWithTheFile) {
+TEST_F(UploadPeak, DoesNotGrowWithTheFile) {
   const long small = peakOf(1U << 20);
   const long large = peakOf(52428799);
   std::cout << "peak of 1 MiB: " << small << " KiB, of 50 MiB: " << large << " KiB\n";
