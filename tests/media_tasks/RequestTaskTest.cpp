@@ -4,6 +4,7 @@
 #include "support/MediaHost.h"
 #include "support/NoThreads.h"
 #include "support/RecordingLogger.h"
+#include "support/SlotOf.h"
 #include "support/WaitUntil.h"
 
 #include <gmock/gmock.h>
@@ -39,19 +40,8 @@ struct LongJob {
 
 #if !defined(_WIN32)
 TEST(RequestTask, HasItsVirtualOperationsInOrder) {
-  std::string job;
-  ProbeTask task([&](ProbeTask&) { job = "ran"; });
-  SNRRequestTask* const base = &task;
-  void** const slots = *reinterpret_cast<void***>(base);
   // The destructor takes two slots in this binary interface.
-  reinterpret_cast<void (*)(SNRRequestTask*)>(slots[2])(base);
-  EXPECT_EQ(job, "ran");
-  const auto onWrite = reinterpret_cast<std::size_t (*)(SNRRequestTask*, const char*, std::size_t)>(slots[3]);
-  EXPECT_EQ(onWrite(base, "abc", 3), 3U);
-  task.cancel();
-  const auto onProgress =
-      reinterpret_cast<int (*)(SNRRequestTask*, double, double, double, double)>(slots[4]);
-  EXPECT_EQ(onProgress(base, 0, 0, 0, 0), 1);
+  expectSlots(2, &SNRRequestTask::Run, &SNRRequestTask::OnWrite, &SNRRequestTask::OnProgress);
 }
 #endif
 

@@ -1,12 +1,12 @@
 // One attempt of a request against a network that answers what the test says.
 #include "requests/RequestExchangeFixture.h"
+#include "support/ThrowingLogger.h"
 #include <BsCloudConfig/BsCloudConfig.h>
 #include <BsNet/NetKeys.h>
 
 #include <gtest/gtest.h>
 
 #include <new>
-#include <stdexcept>
 
 using namespace KBL;
 
@@ -47,12 +47,6 @@ class HookedRequest : public ProbeRequest {
   std::string seenByHook;
 };
 
-class ThrowingLogger : public IBsLogger {
- public:
-  bool testSeverity(Severity) override { throw std::runtime_error("a host's own trouble"); }
-  void write(Severity, const char*, int, const char*, const std::string&) override {}
-};
-
 class RequestExchange : public RequestExchangeFixture {};
 
 TEST_F(RequestExchange, AGoodAnswerIsPublished) {
@@ -80,7 +74,7 @@ TEST_F(RequestExchange, ItsLinesNameTheirFunctions) {
 }
 
 TEST_F(RequestExchange, ALoggerThatThrowsChangesNoOutcome) {
-  installLogger(std::make_shared<ThrowingLogger>());
+  installLogger(std::make_shared<ThrowingLogger>(true));
   exchange(okReply(R"({"code":0,"data":{}})"));
   EXPECT_EQ(errorText(*request), "0, ");
   EXPECT_EQ(request->published, 1);

@@ -1,10 +1,10 @@
 #include "support/RecordingLogger.h"
+#include "support/ThrowingLogger.h"
 #include <KblLogger/KblLogger.h>
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -19,25 +19,6 @@ struct Speaker {
 };
 
 }  // namespace KBL
-
-namespace {
-
-class ThrowingLogger : public IBsLogger {
- public:
-  explicit ThrowingLogger(bool already = false) : already_(already) {}
-  bool testSeverity(Severity) override {
-    if (already_) throw std::runtime_error("no severities");
-    return true;
-  }
-  void write(Severity, const char*, int, const char*, const std::string&) override {
-    throw std::runtime_error("disk full");
-  }
-
- private:
-  const bool already_;
-};
-
-}  // namespace
 
 TEST(Logger, WrapperIsThereWhileALoggerIsInstalled) {
   EXPECT_EQ(loggerWrapper(0), nullptr);

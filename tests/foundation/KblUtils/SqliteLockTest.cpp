@@ -3,12 +3,12 @@
 
 #include "SqliteTools.h"
 #include "support/ChildProcess.h"
+#include "support/ForkedProcesses.h"
 #include "support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -44,15 +44,12 @@ OtherProgram openedElsewhere(const std::string& path, const char* sql) {
 /// What `work` returns in a child process that the file rights bind, whoever runs the test.
 template <class Work>
 int asAnybody(Work work) {
-  const pid_t child = ::fork();
-  if (child == 0) {
-    constexpr uid_t nobody = 65534;
-    if (::geteuid() == 0 && ::setuid(nobody) != 0) ::_exit(99);
-    ::_exit(work());
-  }
-  int status = 0;
-  ::waitpid(child, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : 98;
+  return inForkedProcesses(1,
+                           [&](int) {
+                             constexpr uid_t nobody = 65534;
+                             return ::geteuid() == 0 && ::setuid(nobody) != 0 ? 99 : work();
+                           })
+      .front();
 }
 
 }  // namespace

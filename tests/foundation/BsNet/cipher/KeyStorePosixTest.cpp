@@ -1,4 +1,5 @@
 // Rights of files, and processes that share a key.
+#include "support/ForkedProcesses.h"
 #include "support/RecordingLogger.h"
 #include "support/TemporaryDirectory.h"
 #include "support/WaitUntil.h"
@@ -9,7 +10,6 @@
 #include <pthread.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -64,33 +64,6 @@ TEST(KeyStore, FileThatOthersCouldReadIsClosedToThem) {
   EXPECT_EQ(modeOf(place.file("keys/cipher.key")), 0600U);
 }
 
-/// Runs `work` in `count` child processes that start together; the exit codes.
-template <class Work>
-std::vector<int> inProcesses(int count, Work work) {
-  int start[2];
-  EXPECT_EQ(::pipe(start), 0);
-  std::vector<pid_t> children;
-  for (int i = 0; i < count; ++i) {
-    const pid_t child = ::fork();
-    if (child == 0) {
-      char byte = 0;
-      ::close(start[1]);
-      (void)!::read(start[0], &byte, 1);
-      ::_exit(work(i));
-    }
-    children.push_back(child);
-  }
-  ::close(start[0]);
-  ::close(start[1]);
-  std::vector<int> codes;
-  for (const pid_t child : children) {
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    codes.push_back(WIFEXITED(status) ? WEXITSTATUS(status) : 255);
-  }
-  return codes;
-}
-
 TEST(KeyStore, ProcessesThatMakeTheKeyAtOnceEndWithOne) {
   constexpr int processes = 6;
   for (int round = 0; round < 10; ++round) {
@@ -101,7 +74,7 @@ TEST(KeyStore, ProcessesThatMakeTheKeyAtOnceEndWithOne) {
       place.write("keys/cipher.key", "damaged");
     }
 
-    const auto codes = inProcesses(processes, [&](int index) {
+    const auto codes = inForkedProcesses(processes, [&](int index) {
       const std::string key = keyIn(place.file("keys"));
       place.write("seen" + std::to_string(index), key);
       return key.size() == 64 ? 0 : 1;
@@ -183,7 +156,7 @@ TEST(KeyStore, TellsOfAnUnusableKeyBehindItsLock) {
 }
 
 TEST(KeyStore, DefaultDirectoryFollowsTheUsersDataDirectory) {
-  const auto codes = inProcesses(3, [](int index) {
+  const auto codes = inForkedProcesses(3, [](int index) {
     if (index == 0) ::setenv("XDG_DATA_HOME", "/data/of/user", 1);
     if (index == 1) ::setenv("XDG_DATA_HOME", "relative", 1);
     if (index == 2) ::unsetenv("XDG_DATA_HOME");

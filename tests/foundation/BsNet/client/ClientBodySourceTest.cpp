@@ -7,7 +7,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <mutex>
 #include <stdexcept>
 #include <string>
 
@@ -16,9 +15,7 @@ namespace {
 /// Gives bytes that tell their place, up to where it fails.
 class Source final : public KBL::IBodySource {
  public:
-  explicit Source(std::size_t size) : bytes(size, '\0') {
-    for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<char>((i * 2654435761U) >> 13);
-  }
+  explicit Source(std::size_t size) : bytes(patterned(size)) {}
 
   bool readBody(unsigned long long offset, char* buffer, unsigned long long count) override {
     ++calls;
@@ -99,26 +96,7 @@ TEST_P(BodySource, ThatThrowsHasFailed) {
 
 TEST_P(BodySource, IsReadAgainAfterAResetOnAReusedConnection) {
   for (const std::size_t bytesBeforeReset : {0U, 65536U, 300000U, 2U << 20}) {
-    std::mutex mutex;
-    std::string repeated;
-    const RawServer server([&](RawConnection& connection) {
-      RawConnection::Request request;
-      if (connection.number == 1) {
-        if (!connection.readRequest(request)) return;
-        connection.reply(200);
-        if (!connection.readHead(request)) return;
-        (void)connection.read(bytesBeforeReset);
-        connection.reset();
-        return;
-      }
-      while (connection.readRequest(request)) {
-        {
-          const std::lock_guard lock(mutex);
-          repeated = request.body;
-        }
-        connection.reply(200, "repeated");
-      }
-    });
+    const ResettingServer server(bytesBeforeReset);
     const auto client = newClient();
     client->setTotalTimeout(20000);
     ASSERT_EQ(perform(*client, server.url(), GetParam()).httpCode, 200);
@@ -129,8 +107,7 @@ TEST_P(BodySource, IsReadAgainAfterAResetOnAReusedConnection) {
 
     EXPECT_NE(reply.resultCode, 28);
     if (reply.resultCode != 0) continue;
-    const std::lock_guard lock(mutex);
-    EXPECT_TRUE(repeated == source.bytes) << bytesBeforeReset;
+    EXPECT_TRUE(server.repeated() == source.bytes) << bytesBeforeReset;
   }
 }
 

@@ -7,7 +7,11 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <mutex>
+#include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 /// A client of the reference foundation.
 using ClientOwner = KBL::OwnedNetworkClient;
@@ -61,6 +65,43 @@ class KeepingServer {
  private:
   mutable std::mutex mutex_;
   std::vector<RawConnection::Request> requests_;
+  RawServer server_;
+};
+
+/// Answers the first request of the first connection, resets it within the second request's body, and keeps
+/// what comes on the next connection.
+class ResettingServer {
+ public:
+  explicit ResettingServer(std::size_t bytesBeforeReset)
+      : server_([this, bytesBeforeReset](RawConnection& connection) {
+          RawConnection::Request request;
+          if (connection.number == 1) {
+            if (!connection.readRequest(request)) return;
+            connection.reply(200);
+            if (!connection.readHead(request)) return;
+            (void)connection.read(bytesBeforeReset);
+            connection.reset();
+            return;
+          }
+          while (connection.readRequest(request)) {
+            {
+              const std::lock_guard lock(mutex_);
+              repeated_ = request.body;
+            }
+            connection.reply(200, "repeated");
+          }
+        }) {}
+
+  [[nodiscard]] std::string url() const { return server_.url(); }
+  [[nodiscard]] int connections() const { return server_.connections(); }
+  [[nodiscard]] std::string repeated() const {
+    const std::lock_guard lock(mutex_);
+    return repeated_;
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::string repeated_;
   RawServer server_;
 };
 
