@@ -5,6 +5,7 @@
 #include "boundary/records/Records.h"
 #include "foundation/Texts.h"
 #include "requests/AccountRequests.h"
+#include "uploaders/requests/makeUploadRequest.h"
 #include <BsNet/IBsErrorInfo.h>
 #include <ExternlMediaTransfer/ExternlMediaKeys.h>
 #include <KblUtils/CastByName.h>
@@ -129,6 +130,39 @@ void AuthorizeUsers::processConsumeAnswer(IBsBaseRequest* request, IBsInfoReader
   if (authRequest == nullptr) return;
   const bool isQuery = authRequest->requestType() == requestUserSupportConsume;
   if (isQuery || error->errorCode() != ErrorCode::none) state_.callbacks.forward(request, info, error);
+}
+
+void AuthorizeUsers::upload(IBsExternlMediaUploadInfo* info, IBsRequstCallback* callback, int consume) {
+  KBL_MANAGER_LOG(severityInfo, "asyncUploadMediaFile", state_.logTag << "id: " << state_.logTag);
+  const char* const wanted = info->charKeyConfig(ExternlMediaLoginCharKey::userSessionId);
+  const auto users = state_.users.read();
+  const ExternlMediaCacheInfo* const record = findUserOrLast(users->entries, textOrEmpty(wanted));
+  if (record == nullptr) {
+    state_.reportAuthError(textOrEmpty(wanted), infoTypeUpload, ErrorCode::paramInvalid,
+                           state_.logTag + ", empty data");
+    return;
+  }
+  const auto request = makeUploadRequest(record->diskType);
+  if (!request) {
+    // Only a record that was tampered with leads here; the host hears of it like of a missing user.
+    KBL_MANAGER_LOG(severityError, "asyncUploadMediaFile",
+                    state_.logTag << ", no uploader, disk type: " << record->diskType);
+    state_.reportAuthError(record->userUuid, infoTypeUpload, ErrorCode::paramInvalid,
+                           state_.logTag + ", no uploader");
+    return;
+  }
+  info->setCharKeyConfig(ExternlMediaMixedCharKey::thirdAccessToken, record->thirdAccessToken.c_str());
+
+  const AuthContext context = state_.requestContext();
+  AuthRequestChain chain(context, record->userUuid);
+  chain.append<BsExternlMediaAuthClientCredentialsRequest>();
+  if (consume != 0) chain.append<BsExternlMediaAuthUserSupportConsumeRequest>();
+  chain.append(request);
+  request->keepRecord(shareRef<IBsInfoReader>(info));
+  if (chain.start(info, callback) == resultOk) return;
+  KBL_MANAGER_LOG(severityError, "asyncUploadMediaFile", state_.logTag << ", upload not started");
+  state_.reportAuthError(record->userUuid, infoTypeUpload, ErrorCode::noNetworkClient,
+                         "create network request failed");
 }
 
 }  // namespace KBL

@@ -10,8 +10,8 @@
 
 namespace KBL {
 
-/// What a host asks of a signed-in user: profile, token, consume query, logout. An empty uuid is the user who
-/// signed in last. Any thread.
+/// What a host asks of a signed-in user: profile, token, consume query, upload, logout. An empty uuid is the
+/// user who signed in last. Any thread.
 class AuthorizeUsers {
  public:
   AuthorizeUsers(ManagerState& state, AuthorizeCache& cache, AuthorizeTokens& tokens, AuthorizeLogin& login)
@@ -27,6 +27,10 @@ class AuthorizeUsers {
   [[nodiscard]] _Result consume(IBsInfoReader* consumeInfo);
   /// The end of a request of a consume query.
   void processConsumeAnswer(IBsBaseRequest* request, IBsInfoReader* info, IBsErrorInfo* error);
+  /// Starts the chain of requests that every native upload runs, for the user whom `info` names; `callback`
+  /// (null allowed, not counted) hears of each, and a nonzero `consume` puts the usage-entitlement query
+  /// before the upload. What keeps it from starting is told to the host.
+  void upload(IBsExternlMediaUploadInfo* info, IBsRequstCallback* callback, int consume);
 
  private:
   /// Takes the user out of the list; the uuid of who has gone, or empty.

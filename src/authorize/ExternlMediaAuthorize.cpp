@@ -1,6 +1,5 @@
 #include "authorize/ExternlMediaAuthorize.h"
 
-#include "authorize/AuthorizeUploads.h"
 #include "authorize/switchboard/AuthorizeTable.h"
 #include "authorize/switchboard/ExternlMediaAuthCallbackProxy.h"
 #include "boundary/records/Records.h"
@@ -163,7 +162,7 @@ void BsExternlMediaAuthorize::asyncUploadMediaFile(IBsExternlMediaUploadInfo* in
                                                    IBsRequstCallback* callback, int consume) {
   if (info == nullptr) return;
   const Self self = holdSelf();
-  startUpload(state_, info, callback, consume);
+  users_.upload(info, callback, consume);
 }
 
 // What requests and timers ask for, through the switchboard.

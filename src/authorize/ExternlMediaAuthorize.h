@@ -18,8 +18,8 @@ namespace KBL {
 /// The manager of one platform, made by `getOrCreateExternlMediaAuthorize`.
 ///
 /// What it does stands in its parts, over one shared state: AuthorizeLogin, AuthorizeTokens, AuthorizeUsers,
-/// AuthorizeCache, AuthorizeUploads. Here is who asks for it: the host, requests and timers through the
-/// switchboard, and the end. No lock is held while host code runs. A host may release its last reference from
+/// AuthorizeCache. Here is who asks for it: the host, requests and timers through the switchboard, and the
+/// end. No lock is held while host code runs. A host may release its last reference from
 /// within a callback: whoever calls the host holds the core meanwhile.
 class BsExternlMediaAuthorize final : public HostCounted<BsExternlMediaAuthorize>,
                                       public virtual IBsExternlMediaAuthorize,
