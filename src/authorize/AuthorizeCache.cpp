@@ -152,6 +152,33 @@ void AuthorizeCache::readLate(CacheDeadline deadline) {
   if (load) dealInvalidCacheData();
 }
 
+/// One save, outside the lock. It ends for all that wait for it also where the system takes its thread away.
+class AuthorizeCache::Writing {
+ public:
+  Writing(AuthorizeCache& cache, std::unique_lock<std::mutex>& lock)
+      : cache_(cache), lock_(lock), last_(cache.asked_) {
+    cache_.isWriting_ = true;
+    lock_.unlock();
+  }
+  ~Writing() {
+    lock_.lock();
+    cache_.isWriting_ = false;
+    cache_.ended_ = last_;
+    if (isWritten_) cache_.written_ = last_;
+    cache_.saveEnded_.notify_all();
+  }
+  Writing(const Writing&) = delete;
+  Writing& operator=(const Writing&) = delete;
+
+  void end(bool isWritten) { isWritten_ = isWritten; }
+
+ private:
+  AuthorizeCache& cache_;
+  std::unique_lock<std::mutex>& lock_;
+  const std::uint64_t last_;  // all up to this one are covered
+  bool isWritten_ = false;
+};
+
 bool AuthorizeCache::writeNewest(const Preparation& preparation) const try {
   const auto newest = state_.users.read();
   if (newest->cacheDir.empty() || newest->cacheUnread) return false;
@@ -165,19 +192,15 @@ bool AuthorizeCache::writeNewest(const Preparation& preparation) const try {
 bool AuthorizeCache::write(Preparation preparation) {
   std::unique_lock lock(saveMutex_);
   const std::uint64_t mine = ++asked_;
+  // Nobody who is covered is given less time than alone.
+  const CacheDeadline deadline = std::max(preparation.deadline, newest_.deadline);
   if (preparation.seal.key || !newest_.seal.key) newest_ = std::move(preparation);
+  newest_.deadline = deadline;
   saveEnded_.wait(lock, [&] { return ended_ >= mine || !isWriting_; });
   if (ended_ < mine) {
-    isWriting_ = true;
-    const std::uint64_t last = asked_;
     const Preparation prepared = std::exchange(newest_, {});
-    lock.unlock();
-    const bool isWritten = writeNewest(prepared);
-    lock.lock();
-    isWriting_ = false;
-    ended_ = last;
-    if (isWritten) written_ = last;
-    saveEnded_.notify_all();
+    Writing writing(*this, lock);
+    writing.end(writeNewest(prepared));
   }
   return written_ >= mine;
 }

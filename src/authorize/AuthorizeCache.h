@@ -32,8 +32,10 @@ class AuthorizeCache {
   /// What a save has to know before it takes `saveMutex_`, since the host is asked for it.
   struct Preparation {
     CacheSeal seal;
-    CacheDeadline deadline;
+    CacheDeadline deadline{};
   };
+  class Writing;
+
   /// Reads a file that was out of reach, if it can be now, and asks the host. No lock may be held. Without
   /// memory for it the save fails.
   [[nodiscard]] Preparation prepareSave();

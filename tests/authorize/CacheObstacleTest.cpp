@@ -408,7 +408,7 @@ TEST_F(CacheObstacle, TheClockOfASaveMayCallTheManager) {
 }
 
 TEST_F(CacheObstacle, SavesThatANewerOneCoversAreThatOne) {
-  constexpr int saves = 40;
+  constexpr int saves = 20;
   makeManager();
   for (int user = 0; user < saves; ++user) signIn(std::to_string(user));
   const std::uint32_t before = writesOf(cacheFile());

@@ -220,7 +220,7 @@ std::string explainMediaError(int code, const std::string& text, bool isTooLarge
   const std::string shown = singleLine(withoutSecrets(text), 240);
   const std::string figures = " (" + std::to_string(code) + (shown.empty() ? "" : ": " + shown) + "); ";
   if (code == KBL::MediaError::fetchFailed && text.starts_with("HTTP status ")) {
-    return "the server has no such file" + figures +
+    return "the server gives no such file" + figures +
            "check the address; --keep-errors stores what the server says";
   }
   switch (code) {

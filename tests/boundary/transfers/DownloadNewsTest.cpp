@@ -80,8 +80,8 @@ TEST_F(DownloadNews, RefusalBeginsAt400AndAnEmptyBodyIsNoExcuse) {
   for (const auto& [status, isStored] : {std::pair{299, true}, {399, true}, {400, false}, {599, false}}) {
     std::filesystem::remove(directory.file("p"));
     answer(status, "");
-    const Transfer single = KBL::adoptRef(createEMTDlTransfer());
     MediaHost own;
+    const Transfer single = KBL::adoptRef(createEMTDlTransfer());
     single->Command(KBL::commandSetContext, static_cast<void*>(&own));
     KBL::queryInterface<KBL::IExternlMediaDownloadNews>(single.get(), "IExternlMediaDownloadNews")
         ->RefuseErrorStatus(true);
