@@ -2,6 +2,9 @@
 
 #include <fcntl.h>
 #include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
 
 namespace KBL::System {
 
@@ -13,6 +16,15 @@ curl_socket_t openOwnSocket(void*, curlsocktype, curl_sockaddr* address) {
   if (handle >= 0) (void)::fcntl(handle, F_SETFD, FD_CLOEXEC);
   return handle;
 #endif
+}
+
+int closeSocket(curl_socket_t socket) {
+  return ::close(socket);
+}
+
+bool isQuiet(curl_socket_t socket) {
+  char byte = 0;
+  return ::recv(socket, &byte, 1, MSG_PEEK | MSG_DONTWAIT) < 0 && errno == EAGAIN;
 }
 
 std::string keptAuthorities() {

@@ -11,6 +11,13 @@ namespace KBL::System {
 /// CURLOPT_OPENSOCKETFUNCTION. Any thread.
 curl_socket_t openOwnSocket(void* context, curlsocktype purpose, curl_sockaddr* address);
 
+/// Closes it; 0 when that went well. Any thread.
+int closeSocket(curl_socket_t socket);
+
+/// Whether nothing has come in on a connection that nobody reads from, not even its end. Never waits: the
+/// socket is one that does not block, as libcurl's are.
+[[nodiscard]] bool isQuiet(curl_socket_t socket);
+
 /// The certificate authorities that the system itself keeps, as PEM text; empty where it keeps them in a file
 /// that libcurl knows of.
 [[nodiscard]] std::string keptAuthorities();

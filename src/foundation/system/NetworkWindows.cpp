@@ -37,6 +37,15 @@ curl_socket_t openOwnSocket(void*, curlsocktype, curl_sockaddr* address) {
                     WSA_FLAG_OVERLAPPED | WSA_FLAG_NO_HANDLE_INHERIT);
 }
 
+int closeSocket(curl_socket_t socket) {
+  return closesocket(socket);
+}
+
+bool isQuiet(curl_socket_t socket) {
+  char byte = 0;
+  return recv(socket, &byte, 1, MSG_PEEK) < 0 && WSAGetLastError() == WSAEWOULDBLOCK;
+}
+
 std::string keptAuthorities() {
   const Store store(CertOpenSystemStoreW(0, L"ROOT"));
   std::string authorities;

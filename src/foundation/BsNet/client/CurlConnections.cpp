@@ -1,6 +1,7 @@
 #include "foundation/BsNet/client/CurlConnections.h"
 
 #include "foundation/neverFreed.h"
+#include "foundation/system/NetworkSystem.h"
 
 #include <algorithm>
 #include <array>
@@ -20,23 +21,25 @@ using Clock = std::chrono::steady_clock;
 class IdleHandles {
  public:
   /// What was taken out; ended by the caller when it holds the lock no more.
-  using Ended = std::array<CurlMulti, CurlConnections::maxIdleHandles>;
+  using Ended = std::array<std::unique_ptr<CurlWires>, CurlConnections::maxIdleHandles>;
 
-  CurlMulti take(const CurlRoute& route) {
-    Ended aged;
+  /// The newest of the route with which nothing has happened meanwhile. libcurl itself would go on with a
+  /// connection over TLS whose server has taken its leave.
+  std::unique_ptr<CurlWires> take(const CurlRoute& route) {
+    Ended ended;
     if (isOfParent()) return nullptr;
     const std::lock_guard lock(mutex_);
-    takeAged(aged);
-    Idle* newest = nullptr;
-    for (Idle& one : idle_) {
-      if (one.multi == nullptr || one.route != route) continue;
-      if (newest == nullptr || newest->since < one.since) newest = &one;
+    takeAged(ended);
+    while (Idle* const idle = newestOf(route)) {
+      std::unique_ptr<CurlWires> wires = idle->takeOut();
+      if (wires->areQuiet()) return wires;
+      ended[static_cast<std::size_t>(idle - idle_.data())] = std::move(wires);
     }
-    return newest == nullptr ? nullptr : std::move(newest->multi);
+    return nullptr;
   }
 
-  /// Leaves in `multi` what is to be ended: the handle that had to make room, or the one that came.
-  void keep(CurlMulti& multi, CurlRoute&& route) {
+  /// Leaves in `wires` what is to be ended: the handle that had to make room, or the one that came.
+  void keep(std::unique_ptr<CurlWires>& wires, CurlRoute&& route) {
     Ended aged;
     if (isOfParent()) return;
     const std::lock_guard lock(mutex_);
@@ -48,7 +51,7 @@ class IdleHandles {
     });
     place->route = std::move(route);
     place->since = Clock::now();
-    place->multi.swap(multi);
+    place->wires.swap(wires);
   }
 
   void end() {
@@ -69,13 +72,26 @@ class IdleHandles {
  private:
   struct Idle {
     CurlRoute route;
-    CurlMulti multi;  // null: a free place
+    std::unique_ptr<CurlWires> wires;  // null: a free place
     Clock::time_point since;
 
     [[nodiscard]] Clock::time_point idleSince() const {
-      return multi == nullptr ? Clock::time_point::min() : since;
+      return wires == nullptr ? Clock::time_point::min() : since;
+    }
+    std::unique_ptr<CurlWires> takeOut() {
+      route = {};  // it names the user of a proxy
+      return std::move(wires);
     }
   };
+
+  Idle* newestOf(const CurlRoute& route) {
+    Idle* newest = nullptr;
+    for (Idle& one : idle_) {
+      if (one.wires == nullptr || one.route != route) continue;
+      if (newest == nullptr || newest->since < one.since) newest = &one;
+    }
+    return newest;
+  }
 
   /// A forked child has copies of the parent's connections, which it must neither use nor take leave of, and
   /// maybe a mutex that one of the parent's threads held. It keeps none of its own.
@@ -84,12 +100,12 @@ class IdleHandles {
   void takeAged(Ended& aged) {
     const auto limit = Clock::now() - std::chrono::seconds(CurlConnections::maxIdleSeconds);
     for (std::size_t i = 0; i < idle_.size(); ++i) {
-      if (idle_[i].since < limit) aged[i] = std::move(idle_[i].multi);
+      if (idle_[i].since < limit) aged[i] = idle_[i].takeOut();
     }
   }
 
   void takeAll(Ended& all) {
-    for (std::size_t i = 0; i < idle_.size(); ++i) all[i] = std::move(idle_[i].multi);
+    for (std::size_t i = 0; i < idle_.size(); ++i) all[i] = idle_[i].takeOut();
   }
 
   const long process_ = processNumber();
@@ -129,19 +145,37 @@ bool CurlRoute::operator==(const CurlRoute& other) const {
   return trust != nullptr && other.trust != nullptr && *trust == *other.trust;
 }
 
+curl_socket_t CurlWires::open(curlsocktype purpose, curl_sockaddr* address) {
+  sockets_.reserve(sockets_.size() + 1);
+  const curl_socket_t socket = System::openOwnSocket(nullptr, purpose, address);
+  if (socket != CURL_SOCKET_BAD) sockets_.push_back(socket);
+  return socket;
+}
+
+int CurlWires::close(void* wires, curl_socket_t socket) {
+  auto& sockets = static_cast<CurlWires*>(wires)->sockets_;
+  sockets.erase(std::remove(sockets.begin(), sockets.end(), socket), sockets.end());
+  return System::closeSocket(socket);
+}
+
+bool CurlWires::areQuiet() const {
+  return std::all_of(sockets_.begin(), sockets_.end(), &System::isQuiet);
+}
+
 CURLM* CurlConnections::on(CurlRoute route) {
-  if (multi_ != nullptr && route_ == route) return multi_.get();
+  if (wires_ != nullptr && route_ == route) return wires_->multi();
   handOn();
-  multi_ = idleHandles().take(route);
-  if (multi_ == nullptr) multi_.reset(curl_multi_init());
+  wires_ = idleHandles().take(route);
+  if (wires_ == nullptr) wires_ = std::make_unique<CurlWires>();
+  if (wires_->multi() == nullptr) wires_.reset();
   route_ = std::move(route);
-  return multi_.get();
+  return wires_ == nullptr ? nullptr : wires_->multi();
 }
 
 void CurlConnections::handOn() {
   known_.clear();
-  if (multi_ != nullptr && isSound_) idleHandles().keep(multi_, std::move(route_));
-  multi_.reset();
+  if (wires_ != nullptr && isSound_) idleHandles().keep(wires_, std::move(route_));
+  wires_.reset();
 }
 
 bool CurlConnections::isKnown(const CurlEnds& ends) const {

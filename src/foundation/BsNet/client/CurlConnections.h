@@ -25,6 +25,22 @@ struct CurlEnds {
   bool operator==(const CurlEnds&) const = default;
 };
 
+/// A multi handle and the sockets of its connections. One thread at a time.
+class CurlWires {
+ public:
+  [[nodiscard]] CURLM* multi() const { return multi_.get(); }  ///< null when memory was short
+  /// Opens a socket for a connection of this handle. Throws for want of memory.
+  [[nodiscard]] curl_socket_t open(curlsocktype purpose, curl_sockaddr* address);
+  /// A value for CURLOPT_CLOSESOCKETFUNCTION; the data are the wires.
+  static int close(void* wires, curl_socket_t socket);
+  /// Whether nothing has come in on any connection since the last exchange, not even its end.
+  [[nodiscard]] bool areQuiet() const;
+
+ private:
+  std::vector<curl_socket_t> sockets_;
+  CurlMulti multi_{curl_multi_init()};  // ends ahead of the sockets, which it closes
+};
+
 /// The connections of one client: a multi handle that is the client's alone. When the client ends, the handle
 /// is kept idle for a moment, and the next client of the same route goes on with its connections. One thread
 /// at a time.
@@ -37,6 +53,8 @@ class CurlConnections {
 
   /// The handle for an exchange; null when memory is short. Inside a stay.
   [[nodiscard]] CURLM* on(CurlRoute route);
+  /// That handle with its sockets, behind a call of `on` that gave one.
+  [[nodiscard]] CurlWires& wires() const { return *wires_; }
   /// Whether the last exchange went well. Only then the handle is handed on.
   void setSound(bool isSound) { isSound_ = isSound; }
 
@@ -44,7 +62,7 @@ class CurlConnections {
   [[nodiscard]] bool isKnown(const CurlEnds& ends) const;
   void addKnown(CurlEnds ends);
 
-  /// For how many seconds a connection may be idle and still be used.
+  /// A connection that has been idle for so many seconds is not used again.
   static constexpr long maxIdleSeconds = 3;
   /// How many handles are kept idle.
   static constexpr std::size_t maxIdleHandles = 4;
@@ -56,7 +74,7 @@ class CurlConnections {
   void handOn();
 
   CurlRoute route_;
-  CurlMulti multi_;
+  std::unique_ptr<CurlWires> wires_;
   std::vector<CurlEnds> known_;
   bool isSound_ = false;
 };

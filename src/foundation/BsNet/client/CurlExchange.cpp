@@ -156,7 +156,12 @@ void CurlExchange::configureConnection() {
   easy_.set(CURLOPT_NOSIGNAL, 1L);
   easy_.set(CURLOPT_OPENSOCKETFUNCTION, &CurlExchange::openSocket);
   easy_.set(CURLOPT_OPENSOCKETDATA, this);
-  easy_.set(CURLOPT_MAXAGE_CONN, CurlConnections::maxIdleSeconds);
+  easy_.set(CURLOPT_CLOSESOCKETFUNCTION, &CurlWires::close);
+  easy_.set(CURLOPT_CLOSESOCKETDATA, static_cast<void*>(&connections_.wires()));
+  easy_.set(CURLOPT_RESOLVER_START_FUNCTION, &CurlExchange::beginLookUp);
+  easy_.set(CURLOPT_RESOLVER_START_DATA, this);
+  // libcurl allows for this many whole seconds and the fraction of one.
+  easy_.set(CURLOPT_MAXAGE_CONN, CurlConnections::maxIdleSeconds - 1);
   easy_.set(CURLOPT_QUICK_EXIT, 1L);  // a stop does not wait for a name that is being resolved
   easy_.set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
   easy_.set(CURLOPT_UPLOAD_BUFFERSIZE, 256L << 10);
@@ -221,14 +226,24 @@ void CurlExchange::configureRequest() {
   }
 }
 
-curl_socket_t CurlExchange::openSocket(void* self, curlsocktype purpose, curl_sockaddr* address) {
+int CurlExchange::beginLookUp(void*, void*, void* self) {
   try {
-    if (!static_cast<CurlExchange*>(self)->sending_->mayConnect()) return CURL_SOCKET_BAD;
+    return static_cast<CurlExchange*>(self)->sending_->mayConnect() ? 0 : 1;
+  } catch (...) {
+    passThreadEnd();
+    return 1;
+  }
+}
+
+curl_socket_t CurlExchange::openSocket(void* self, curlsocktype purpose, curl_sockaddr* address) {
+  auto& exchange = *static_cast<CurlExchange*>(self);
+  try {
+    if (!exchange.sending_->mayConnect()) return CURL_SOCKET_BAD;
+    return exchange.connections_.wires().open(purpose, address);
   } catch (...) {
     passThreadEnd();
     return CURL_SOCKET_BAD;
   }
-  return System::openOwnSocket(nullptr, purpose, address);
 }
 
 int CurlExchange::prepareRequest(void* self, char* server, char* local, int serverPort, int localPort) {

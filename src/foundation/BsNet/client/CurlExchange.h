@@ -66,6 +66,7 @@ class CurlExchange {
   void configureRequest();
   [[nodiscard]] CurlTransfer::Outcome transfer(CURLM* multi);
   // The callbacks; `self` is the exchange.
+  static int beginLookUp(void* state, void* reserved, void* self);
   static curl_socket_t openSocket(void* self, curlsocktype purpose, curl_sockaddr* address);
   /// Called ahead of every request that goes out.
   static int prepareRequest(void* self, char* server, char* local, int serverPort, int localPort);

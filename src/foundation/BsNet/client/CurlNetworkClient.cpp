@@ -68,7 +68,10 @@ std::shared_ptr<const std::string> trustWith(const std::string& extraCaFile) {
   const std::string defaults =
       defaultFile() != nullptr ? contentsOf(defaultFile()) : System::keptAuthorities();
   auto text = std::make_shared<const std::string>(defaults + "\n" + extra);
-  if (isKeepable) {
+  // A file that could not be read to its end is read again by the next client.
+  const bool isWhole =
+      isKeepable && extra.size() == extraVersion->size && defaults.size() == defaultVersion->size;
+  if (isWhole) {
     std::string file = extraCaFile;
     const std::lock_guard lock(kept.mutex);
     kept.extraFile = std::move(file);

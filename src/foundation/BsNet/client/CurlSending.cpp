@@ -5,9 +5,10 @@
 namespace KBL {
 
 bool CurlSending::mayConnect() {
-  // Where not a byte could be written nothing has left.
-  const bool hasLeft = easy_.info<long>(CURLINFO_REQUEST_SIZE, 0) > bytesBefore_;
-  if (!isInherited_ || !hasLeft) return true;
+  if (!isInherited_) return true;
+  // Where not a byte could be written nothing has left; what goes through a new tunnel is counted, too.
+  isInherited_ = easy_.info<long>(CURLINFO_REQUEST_SIZE, 0) > bytesBefore_;
+  if (!isInherited_) return true;
   if (!isRefused_) text_ = errorText_;
   isRefused_ = true;
   return false;

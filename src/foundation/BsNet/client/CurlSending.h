@@ -16,8 +16,8 @@ class CurlSending {
   CurlSending(const CurlEasy& easy, CurlConnections& connections, const char* errorText)
       : easy_(easy), connections_(connections), errorText_(errorText) {}
 
-  /// Ahead of each connection that is opened for the request. False when it must not leave again; it is
-  /// refused then.
+  /// Ahead of each connection that is opened for the request, and of the look-up of its name. False when it
+  /// must not leave again; it is refused then.
   [[nodiscard]] bool mayConnect();
   /// The same ahead of each sending.
   [[nodiscard]] bool mayLeave(CurlEnds ends);

@@ -240,6 +240,20 @@ TEST_F(ClientReuse, AConnectionThatTheServerHasClosedIsNotInherited) {
   EXPECT_EQ(server.connections(), 3);
 }
 
+// libcurl takes the words of leave for a connection that stands.
+TEST_F(ClientReuse, AConnectionOverTlsOfWhichTheServerHasTakenLeaveIsNotInherited) {
+  TestAuthority authority;
+  const TlsServer server(authority.sign("IP:127.0.0.1"), 1);
+  const ScopedNetSettings settings({.extraCaFile = authority.file()});
+  ASSERT_EQ(get(server.url()).content, "secure");
+  std::this_thread::sleep_for(std::chrono::milliseconds(1700));
+
+  const KBL::NetReply reply = get(server.url());
+
+  EXPECT_EQ(reply.content, "secure") << reply.resultCode << " " << reply.errorMessage;
+  EXPECT_EQ(server.connections(), 2);
+}
+
 TEST_F(ClientReuse, UsersOfOneProxyDoNotShareConnections) {
   const KeepingServer proxy("by proxy");
   const auto through = [&](const std::string& user, const std::string& password) {
@@ -305,9 +319,9 @@ TEST_F(ClientReuse, EachConnectionHasAnAgeOfItsOwn) {
   const KeepingServer server;
   const KeepingServer another;
   ASSERT_EQ(get(server.url()).httpCode, 200);
-  std::this_thread::sleep_for(tooLong * 2 / 3);
+  std::this_thread::sleep_for(tooLong / 2);
   ASSERT_EQ(get(another.url()).httpCode, 200);
-  std::this_thread::sleep_for(tooLong * 2 / 3);
+  std::this_thread::sleep_for(tooLong / 2);
 
   ASSERT_EQ(get(server.url()).httpCode, 200);
   ASSERT_EQ(get(another.url()).httpCode, 200);
@@ -408,7 +422,7 @@ TEST_F(ClientReuse, AForkedChildDoesNotInherit) {
   EXPECT_EQ(program.wait(), 0) << place.read("log");
 
   EXPECT_EQ(server.requests().size(), 3U);
-  EXPECT_EQ(server.connections(), 2);
+  EXPECT_GE(server.connections(), 2);  // three where the child takes its time
 }
 
 TEST_F(ClientReuse, AnAuthorityFileThatChangesIsReadAnew) {

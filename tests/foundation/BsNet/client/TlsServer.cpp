@@ -2,10 +2,10 @@
 
 #include <httplib.h>
 
-TlsServer::TlsServer(const TestAuthority::Files& files)
+TlsServer::TlsServer(const TestAuthority::Files& files, int keepAliveSeconds)
     : server_(std::make_unique<httplib::SSLServer>(files.certificate.c_str(), files.key.c_str())) {
   server_->set_keep_alive_max_count(1000);
-  server_->set_keep_alive_timeout(60);
+  server_->set_keep_alive_timeout(keepAliveSeconds);
   // Under a sanitizer a client takes seconds to read the system's authorities in the middle of a handshake.
   server_->set_read_timeout(60);
   server_->set_write_timeout(60);

@@ -15,7 +15,8 @@ class SSLServer;
 /// GET /away redirects to a plain http address.
 class TlsServer {
  public:
-  explicit TlsServer(const TestAuthority::Files& files);
+  /// Takes leave of a connection that was idle for so long.
+  explicit TlsServer(const TestAuthority::Files& files, int keepAliveSeconds = 60);
   ~TlsServer();
   TlsServer(const TlsServer&) = delete;
   TlsServer& operator=(const TlsServer&) = delete;
