@@ -223,6 +223,8 @@ class KeptLogin(Scripted):
         self.assert_ends(result, 0)
         self.assertEqual(result.events[0]["user"], user)
         self.assertIn("Music|", result.events[0]["categories"])
+        plain = self.run_program("--sandbox", "whoami", "vimeo")
+        self.assertRegex(plain.out, r"(?m)^categories  .*Music")
         other = self.run_program("--sandbox", "whoami", "vimeo", "--user", "nobody")
         self.assertEqual(other.code, 1, other)
         self.assert_one_line(other.err, "nobody", "mediatransfer --sandbox whoami vimeo")

@@ -64,8 +64,14 @@ class Whoami(HostTest):
         user = self.signed_in()
         result = self.run_program("--sandbox", "whoami", "youtube")
         self.assertEqual(result.code, 0, result)
-        for word in ("name", "account", "account id", "categories", user):
+        for word in ("name", "account", "account id", user):
             self.assertIn(word, result.out)
+
+    def test_lists_no_categories_where_uploads_send_none(self):
+        self.signed_in()
+        result = self.run_program("--sandbox", "whoami", "youtube")
+        self.assertEqual(result.code, 0, result)
+        self.assertNotIn("categories", result.out)
 
     def test_without_a_login(self):
         result = self.run_program("whoami", "youtube")

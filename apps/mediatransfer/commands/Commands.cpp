@@ -1,6 +1,5 @@
 #include "commands/Commands.h"
 
-#include "host/ScriptSession.h"
 #include "options/Failure.h"
 
 namespace host {

@@ -2,7 +2,6 @@
 
 #include "host/HostCallbacks.h"
 #include "host/Interrupt.h"
-#include "host/ScriptSession.h"
 #include "options/Failure.h"
 #include "report/Advice.h"
 #include "system/Files.h"

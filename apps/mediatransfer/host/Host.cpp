@@ -3,7 +3,6 @@
 #include "host/EventQueue.h"
 #include "host/HostCallbacks.h"
 #include "host/Interrupt.h"
-#include "host/ScriptSession.h"
 #include "host/ServerOrigin.h"
 #include "options/Failure.h"
 #include "options/ProxyUrl.h"

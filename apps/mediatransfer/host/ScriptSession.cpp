@@ -59,12 +59,6 @@ std::string fieldText(const char (&field)[size]) {
 
 }  // namespace
 
-bool usesScript(const Options& options) {
-  if (options.platform == nullptr) return false;
-  if (options.script || options.platform->manager < 0) return true;
-  return !options.platform->native && !options.manager;
-}
-
 ScriptSession::ScriptSession(Host& host, const Options& options) : options_(options) {
   requireHome();
   host.openTransfers();

@@ -11,9 +11,6 @@
 
 namespace host {
 
-/// True when the command of the options goes through the platform's script.
-[[nodiscard]] bool usesScript(const Options& options);
-
 /// One transfer whose calls a script serves, set up for the application of the options. Every operation runs
 /// in the caller's thread and may take as long as the service does.
 class ScriptSession {

@@ -185,12 +185,14 @@ class Parser {
     sub.add_option("--title", options_.title, "Without it, the file's name")->option_text("T");
     sub.add_option("--description", options_.description, "What the video is about")->option_text("T");
     sub.add_option("--tags", options_.tags, "Tags, separated by commas")->option_text("T");
-    sub.add_option("--category", options_.category, "One of the categories that whoami shows")
+    sub.add_option("--category", options_.category,
+                   "One of the categories that whoami shows, for scripted platforms")
         ->option_text("T");
     sub.add_option("--privacy", options_.privacy,
                    "Who may see it: public, unlisted or another word of the platform (private)")
         ->option_text("P");
-    sub.add_option("--thumbnail", options_.thumbnail, "A picture that stands for the video")
+    sub.add_option("--thumbnail", options_.thumbnail,
+                   "A picture that stands for the video, for scripted platforms")
         ->option_text("FILE");
     addUser(sub);
     sub.add_flag("--script", options_.script, "Upload through the script");

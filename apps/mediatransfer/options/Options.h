@@ -68,4 +68,11 @@ struct Options {
   std::optional<std::string> acceptedRedirect;
 };
 
+/// True when the command of the options goes through the platform's script.
+[[nodiscard]] inline bool usesScript(const Options& options) {
+  if (options.platform == nullptr) return false;
+  if (options.script || options.platform->manager < 0) return true;
+  return !options.platform->native && !options.manager;
+}
+
 }  // namespace host

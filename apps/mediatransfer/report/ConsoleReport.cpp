@@ -65,6 +65,7 @@ class ConsoleReport final : public Report {
         way_(platformAndWay(options)),
         program_(nextCall(options)),
         standIns_(options.sandbox && !options.consentAsk),
+        sendsCategories_(usesScript(options)),
         terminal_(outputIsTerminal()) {}
 
   void loginUrl(const std::string&, const std::string& url) override {
@@ -202,13 +203,13 @@ class ConsoleReport final : public Report {
   static void detail(const char* name, const std::string& value) {
     if (!value.empty()) std::cout << name << singleLine(value) << '\n';
   }
-  static void details(const Person& person) {
+  void details(const Person& person) const {
     detail("name        ", person.name);
     detail("first name  ", person.firstName);
     detail("last name   ", person.lastName);
     detail("account     ", person.account);
     detail("account id  ", person.accountUid);
-    detail("categories  ", categoriesText(person.categories));
+    if (sendsCategories_) detail("categories  ", categoriesText(person.categories));
     detail("user        ", person.user);
     std::cout << std::flush;
   }
@@ -244,6 +245,7 @@ class ConsoleReport final : public Report {
   std::string way_;      ///< the platform as it stands behind a command
   std::string program_;  ///< how a next call begins
   bool standIns_;
+  bool sendsCategories_;  ///< the platform's uploads have a place for them on this way
   bool terminal_;
   std::optional<Progress> progress_;
   Progress::Clock::time_point drawn_{};
