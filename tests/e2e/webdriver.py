@@ -11,6 +11,7 @@ FLAGS = [
     "--headless",
     "--no-sandbox",
     "--disable-gpu",
+    "--disable-quic",
     "--no-first-run",
     "--disable-background-networking",
     "--disable-component-update",

@@ -184,6 +184,8 @@ void Host::openServers() {
     sandbox::SandboxOptions settings;
     settings.stateDir = folders_.sandboxState;
     settings.consent = options_.consentAsk ? sandbox::Consent::ask : sandbox::Consent::automatic;
+    // Whoever names the application also names where its logins end.
+    if (!options_.appRedirect.empty() || options_.consentAsk) settings.appRedirect.clear();
     makePrivateFolder(folders_.sandboxState);
     try {
       sandbox_ = std::make_unique<sandbox::Sandbox>(settings);

@@ -59,12 +59,19 @@ std::string fieldText(const char (&field)[size]) {
 
 }  // namespace
 
-ScriptSession::ScriptSession(Host& host, const Options& options) : options_(options) {
+std::string redirectAddress(const Options& options) {
+  if (!options.appRedirect.empty() || !options.sandbox) return options.appRedirect;
+  // Where somebody consents in a browser, that has to come back here.
+  return options.consentAsk ? "http://127.0.0.1:0/signed-in" : sandbox::SandboxOptions().appRedirect;
+}
+
+ScriptSession::ScriptSession(Host& host, const Options& options, const std::string& redirect)
+    : options_(options) {
   requireHome();
   host.openTransfers();
   transfer_ = KBL::adoptRef(createEMTUpTransfer(options_.platform->transferPlatform));
   if (!transfer_) throw Failure(Exit::refused, "the library cannot make a transfer");
-  setApplication();
+  setApplication(redirect);
   requireInterpreter();
 }
 
@@ -90,14 +97,13 @@ void ScriptSession::requireHome() const {
   }
 }
 
-void ScriptSession::setApplication() {
+void ScriptSession::setApplication(const std::string& redirect) {
   const sandbox::SandboxOptions standIn;
   const auto chosen = [&](const std::string& given, const std::string& otherwise) {
     return given.empty() && options_.sandbox ? otherwise : given;
   };
   const std::string id = chosen(options_.appId, standIn.appId);
   const std::string secret = chosen(options_.appSecret, standIn.appSecret);
-  const std::string redirect = chosen(options_.appRedirect, standIn.appRedirect);
   if (id.empty() || secret.empty() || redirect.empty()) {
     throw Failure(Exit::wrongUse, std::string(options_.platform->name) +
                                       " has to know the application: give --app-id, --app-secret and "

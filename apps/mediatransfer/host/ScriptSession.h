@@ -11,13 +11,20 @@
 
 namespace host {
 
+/// Where the service sends the browser at the end of a login: the application's redirect address of the
+/// options, or one that suits the stand-ins of this process.
+[[nodiscard]] std::string redirectAddress(const Options& options);
+
 /// One transfer whose calls a script serves, set up for the application of the options. Every operation runs
 /// in the caller's thread and may take as long as the service does.
 class ScriptSession {
  public:
   /// Throws Failure when the application is not told, or there is no Python home, no script in it or no
   /// interpreter.
-  ScriptSession(Host& host, const Options& options);
+  ScriptSession(Host& host, const Options& options)
+      : ScriptSession(host, options, redirectAddress(options)) {}
+  /// The same with a redirect address that the options do not have so.
+  ScriptSession(Host& host, const Options& options, const std::string& redirect);
 
   /// The address for the browser, which begins a login. Throws Failure when the script gives none.
   [[nodiscard]] std::string loginUrl();
@@ -55,7 +62,7 @@ class ScriptSession {
 
  private:
   void requireHome() const;
-  void setApplication();
+  void setApplication(const std::string& redirect);
   void requireInterpreter();
 
   const Options& options_;

@@ -119,7 +119,9 @@ class Parser {
     app_.add_option("--app-secret", options_.appSecret, "Application secret; @FILE reads it from FILE")
         ->option_text("S")
         ->envname("MEDIATRANSFER_APP_SECRET");
-    app_.add_option("--app-redirect", options_.appRedirect, "Redirect address of scripted platforms")
+    app_.add_option(
+            "--app-redirect", options_.appRedirect,
+            "Redirect address of scripted platforms; at http://127.0.0.1:PORT/... the program listens")
         ->option_text("URL")
         ->envname("MEDIATRANSFER_APP_REDIRECT");
     app_.add_option("--python-home", options_.pythonHome, "Home of the scripts of scripted platforms")
