@@ -20,6 +20,7 @@
 #include "sandbox/services/openplatform/DouyinUpload.h"
 #include "sandbox/services/openplatform/TiktokProfile.h"
 #include "sandbox/services/openplatform/TiktokUpload.h"
+#include "sandbox/services/page/Page.h"
 #include "sandbox/services/twitch/TwitchAccount.h"
 #include "sandbox/services/twitch/TwitchVideos.h"
 #include "sandbox/services/vimeo/VimeoAccount.h"
@@ -53,6 +54,7 @@ std::vector<std::unique_ptr<Service>> makeServices(ServiceContext& context) {
   services.push_back(std::make_unique<VimeoAccount>(context));
   services.push_back(std::make_unique<VimeoVideos>(context));
   services.push_back(std::make_unique<Inspection>(context));
+  if (context.options.page) services.push_back(std::make_unique<Page>(context));
   return services;
 }
 

@@ -3,6 +3,7 @@
 #include "sandbox/AllServices.h"
 #include "sandbox/base/JsonText.h"
 #include "sandbox/base/Text.h"
+#include "sandbox/server/ExchangeJournal.h"
 #include "sandbox/server/FaultBook.h"
 #include "sandbox/server/HttpServer.h"
 #include "sandbox/server/RequestLog.h"
@@ -41,8 +42,9 @@ class Sandbox::Impl {
         state(
             options.stateDir, [this](const Json::Value& kept) { merge(kept); }, [this] { return kept(); }),
         tls(options.tls ? std::make_unique<TlsContext>(options.certificate) : nullptr),
-        server(options.port, router, faults, log, tls.get(), options.receiveBuffer),
-        context{options, accounts, grants, uploads, faults, log, state, {}, {}, {}} {
+        journal(options.page ? std::make_unique<ExchangeJournal>() : nullptr),
+        server(options.port, router, faults, log, journal.get(), tls.get(), options.receiveBuffer),
+        context{options, accounts, grants, uploads, faults, log, journal.get(), state, {}, {}, {}} {
     context.baseUrl =
         std::string(options.tls ? "https" : "http") + "://127.0.0.1:" + std::to_string(server.port());
     state.load();
@@ -99,6 +101,7 @@ class Sandbox::Impl {
   StateFile state;
   Router router;
   const std::unique_ptr<TlsContext> tls;
+  const std::unique_ptr<ExchangeJournal> journal;
   HttpServer server;
   ServiceContext context;
   std::vector<std::unique_ptr<Service>> services;
@@ -221,6 +224,10 @@ std::size_t Sandbox::connectionCount() const {
 }
 std::size_t Sandbox::openConnections() const {
   return impl_->server.openConnections();
+}
+
+ExchangeNews Sandbox::exchangesSince(std::uint64_t change) const {
+  return impl_->journal ? impl_->journal->since(change) : ExchangeNews();
 }
 
 std::vector<UploadRecord> Sandbox::uploads() const {

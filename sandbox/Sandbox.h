@@ -1,6 +1,7 @@
 #pragma once
 
 #include "sandbox/base/Account.h"
+#include "sandbox/base/ExchangeRecord.h"
 #include "sandbox/base/Fault.h"
 #include "sandbox/base/RecordedRequest.h"
 #include "sandbox/base/Route.h"
@@ -9,6 +10,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <optional>
@@ -107,6 +109,9 @@ class Sandbox {
   /// Connections taken so far, and those open now.
   [[nodiscard]] std::size_t connectionCount() const;
   [[nodiscard]] std::size_t openConnections() const;
+
+  /// What has begun or ended since a former look, with SandboxOptions::page alone; the latest thousand.
+  [[nodiscard]] ExchangeNews exchangesSince(std::uint64_t change) const;
 
   /// In the order of opening.
   [[nodiscard]] std::vector<UploadRecord> uploads() const;

@@ -56,6 +56,9 @@ struct SandboxOptions {
   int receiveBuffer =
       0;  ///< bytes the system takes in ahead of us on each connection; 0 leaves it to the system
 
+  /// A page for people at Sandbox::baseUrl, which shows what happens; costs what it keeps of each exchange.
+  bool page = false;
+
   std::size_t recordedBodyLimit = std::size_t{64} * 1024;
   /// Bytes of all recorded bodies together; beyond it the oldest requests go.
   std::size_t recordedTotalLimit = std::size_t{256} * 1024 * 1024;

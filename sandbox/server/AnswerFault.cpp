@@ -79,11 +79,24 @@ std::string nested(std::uint64_t depth) {
   return R"({"code":0,"msg":"","data":)" + std::string(count, '[') + std::string(count, ']') + "}";
 }
 
+void streamPieces(httplib::Response& response, const Reply& reply) {
+  response.set_chunked_content_provider(reply.contentType,
+                                        [pieces = reply.pieces](std::size_t, httplib::DataSink& sink) {
+                                          const std::optional<std::string> piece = pieces();
+                                          if (!piece) {
+                                            sink.done();
+                                            return true;
+                                          }
+                                          return piece->empty() || sink.write(piece->data(), piece->size());
+                                        });
+}
+
 }  // namespace
 
 void fillResponse(httplib::Response& response, const Reply& reply) {
   response.status = reply.status;
   for (const auto& [name, value] : reply.headers) response.headers.emplace(name, value);
+  if (reply.pieces) return streamPieces(response, reply);
   if (!reply.body.empty()) response.set_content(reply.body, reply.contentType);
 }
 

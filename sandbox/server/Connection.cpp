@@ -66,16 +66,36 @@ bool Connection::serveOne() {
   if (request.route != Route::inspection) delivery = services_.faults.take(request.route);
   if (delivery) request.fault = delivery->id;
   request.serial = services_.log.begin(request);
-  if (delivery && endsAtOnce(*delivery, request.route)) return false;
 
+  ExchangeJournal* const journal = request.route == Route::inspection ? nullptr : services_.journal;
+  stream_.watchAnswer(journal ? ExchangeJournal::replyLimit : 0);
+  if (journal) journal->begin(request);
+  ExchangeJournal::End end;
+  const bool goesOn = serve(*head, std::move(match), std::move(delivery), end);
+  if (journal) {
+    end.replySize = stream_.answerSize();
+    end.reply.sent = stream_.takeAnswer();
+    journal->end(request.serial, std::move(end));
+  }
+  return goesOn;
+}
+
+bool Connection::serve(const RequestHead& head, Router::Match match,
+                       std::optional<FaultBook::Delivery> delivery, ExchangeJournal::End& end) {
+  const RecordedRequest& request = head.request;
+  if (delivery && endsAtOnce(*delivery, request.route)) return false;
   const bool compression = !delivery || !AnswerFault::forbidsCompression(delivery->fault.kind);
-  stream_.prepend(head->framing(compression));
-  Exchange exchange(*head, std::move(match), std::move(delivery), services_.faults, services_.log, stream_);
+  // What people's pages are made of is as good unpacked, and events must not wait for more to pack.
+  stream_.prepend(head.framing(compression && request.route != Route::inspection));
+  Exchange exchange(head, std::move(match), std::move(delivery), services_.faults, services_.log, stream_);
+  if (services_.journal) exchange.keepReplyBody(ExchangeJournal::replyLimit);
   bool closed = false;
-  const bool last = leavesBody(request.method) && head->hasBody();
+  const bool last = leavesBody(request.method) && head.hasBody();
   currentExchange = &exchange;
   const bool processed = services_.process(stream_, last, closed);
   currentExchange = nullptr;
+  end.requestSize = exchange.bodySize();
+  end.reply.body = exchange.takeReplyBody();
   return processed && !closed && !last && !stream_.ended();
 }
 

@@ -2,6 +2,7 @@
 
 #include "sandbox/server/ConnectionStream.h"
 #include "sandbox/server/Exchange.h"
+#include "sandbox/server/ExchangeJournal.h"
 
 #include <cstdint>
 #include <functional>
@@ -16,6 +17,7 @@ class Connection {
     const Router& router;
     FaultBook& faults;
     RequestLog& log;
+    ExchangeJournal* journal;  ///< null when nobody looks on
     /// The HTTP library's own handling of one request, which calls Exchange::serve of `current`. False ends
     /// the connection, as does a true `closed`.
     std::function<bool(ConnectionStream& stream, bool closeAfterwards, bool& closed)> process;
@@ -33,6 +35,9 @@ class Connection {
 
  private:
   bool serveOne();
+  /// False ends the connection.
+  bool serve(const RequestHead& head, Router::Match match, std::optional<FaultBook::Delivery> delivery,
+             ExchangeJournal::End& end);
   void refuse(const std::string& statusLine);
   bool endsAtOnce(const FaultBook::Delivery& delivery, Route route);
 

@@ -50,6 +50,12 @@ void ConnectionStream::interruptAnswerAfter(std::uint64_t bytes, std::function<b
   interruption_ = std::move(interruption);
 }
 
+void ConnectionStream::watchAnswer(std::size_t limit) {
+  answerLimit_ = limit;
+  answerSize_ = 0;
+  answer_.clear();
+}
+
 ssize_t ConnectionStream::read(char* bytes, size_t count) {
   if (ended_ || count == 0) return 0;
   if (prependedAt_ < prepended_.size()) {
@@ -70,14 +76,14 @@ ssize_t ConnectionStream::write(const char* bytes, size_t count) {
   if (interruption_ && count >= untilInterruption_) {
     sent = static_cast<std::size_t>(untilInterruption_);
     const std::function<bool()> interruption = std::exchange(interruption_, nullptr);
-    if (!transport_.write(bytes, sent) || !interruption()) {
+    if (!send(bytes, sent) || !interruption()) {
       end();
       return -1;
     }
   } else if (interruption_) {
     untilInterruption_ -= count;
   }
-  if (!transport_.write(bytes + sent, count - sent)) {
+  if (!send(bytes + sent, count - sent)) {
     end();
     return -1;
   }
@@ -91,6 +97,13 @@ void ConnectionStream::get_remote_ip_and_port(std::string& ip, int& port) const 
 
 void ConnectionStream::get_local_ip_and_port(std::string& ip, int& port) const {
   get_remote_ip_and_port(ip, port);
+}
+
+bool ConnectionStream::send(const char* bytes, std::size_t count) {
+  if (!transport_.write(bytes, count)) return false;
+  answerSize_ += count;
+  if (answer_.size() < answerLimit_) answer_.append(bytes, std::min(count, answerLimit_ - answer_.size()));
+  return true;
 }
 
 bool ConnectionStream::fill() {

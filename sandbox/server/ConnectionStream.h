@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace sandbox {
@@ -26,6 +27,11 @@ class ConnectionStream final : public httplib::Stream {
   /// Called when the answer's byte number `bytes` has left, once. False ends the connection's use: nothing
   /// more leaves.
   void interruptAnswerAfter(std::uint64_t bytes, std::function<bool()> interruption);
+  /// Counts what goes out from now on and keeps the first `limit` bytes of it, for somebody who looks on.
+  void watchAnswer(std::size_t limit);
+  [[nodiscard]] std::uint64_t answerSize() const { return answerSize_; }
+  [[nodiscard]] std::string takeAnswer() { return std::move(answer_); }
+
   /// From now on reads find the end of the stream and writes fail.
   void end() { ended_ = true; }
   [[nodiscard]] bool ended() const { return ended_; }
@@ -48,6 +54,7 @@ class ConnectionStream final : public httplib::Stream {
 
  private:
   bool fill();
+  bool send(const char* bytes, std::size_t count);
 
   Transport& transport_;
   std::string prepended_;
@@ -57,6 +64,9 @@ class ConnectionStream final : public httplib::Stream {
   std::size_t end_ = 0;
   std::uint64_t untilInterruption_ = 0;
   std::function<bool()> interruption_;
+  std::size_t answerLimit_ = 0;
+  std::uint64_t answerSize_ = 0;
+  std::string answer_;
   bool ended_ = false;
   bool reset_ = false;
 };

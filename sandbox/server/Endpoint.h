@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -32,6 +33,9 @@ struct Reply {
   std::string body;
   std::string contentType = "application/json";
   std::vector<std::pair<std::string, std::string>> headers;
+  /// In place of a body: gives its next piece (it may wait for one, shortly at a time, and give an empty
+  /// one), nothing at its end.
+  std::function<std::optional<std::string>()> pieces = {};
 };
 
 using Handler = std::function<Reply(Call& call)>;

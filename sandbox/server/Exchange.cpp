@@ -36,6 +36,11 @@ void Exchange::serve(httplib::Response& response, const httplib::ContentReader* 
   if (stream_.ended()) return;
   const Fault* const ownStatus = faultIf(Fault::Kind::status);
   log_.answered(head_.request.serial, ownStatus ? ownStatus->code : reply.status);
+  answer(response, std::move(reply));
+  if (replyBodyLimit_ > 0) replyBody_ = response.body.substr(0, replyBodyLimit_);
+}
+
+void Exchange::answer(httplib::Response& response, Reply reply) {
   if (!delivery_) return fillResponse(response, reply);
   AnswerFault fault(
       *delivery_, faults_, stream_, [this] { return stall(); }, [this] { return resetHere(); });

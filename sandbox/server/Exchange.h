@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace sandbox {
 
@@ -23,7 +24,14 @@ class Exchange {
   /// a body.
   void serve(httplib::Response& response, const httplib::ContentReader* reader);
 
+  /// Keeps the first `limit` bytes of the reply's body as it is before the HTTP library packs it.
+  void keepReplyBody(std::size_t limit) { replyBodyLimit_ = limit; }
+  [[nodiscard]] std::string takeReplyBody() { return std::move(replyBody_); }
+  /// Bytes of the request's body that were read.
+  [[nodiscard]] std::uint64_t bodySize() const { return bodySize_; }
+
  private:
+  void answer(httplib::Response& response, Reply reply);
   /// The ordered fault if it is of that kind, else null.
   [[nodiscard]] const Fault* faultIf(Fault::Kind kind) const {
     return delivery_ && delivery_->fault.kind == kind ? &delivery_->fault : nullptr;
@@ -57,6 +65,8 @@ class Exchange {
   std::uint64_t bodySize_ = 0;
   std::uint64_t sincePause_ = 0;
   std::string keptBody_;
+  std::size_t replyBodyLimit_ = 0;
+  std::string replyBody_;
   bool bodyRead_ = false;
   bool bodyWhole_ = false;
   bool arrived_ = false;

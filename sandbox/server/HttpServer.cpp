@@ -25,10 +25,10 @@ constexpr std::chrono::milliseconds farewellLimit{500};
 class Listener final : public httplib::Server {
  public:
   Listener(ConnectionRegistry& registry, const Router& router, FaultBook& faults, RequestLog& log,
-           const TlsContext* tls)
+           ExchangeJournal* journal, const TlsContext* tls)
       : registry_(registry),
         tls_(tls),
-        services_{router, faults, log, [this](ConnectionStream& stream, bool last, bool& closed) {
+        services_{router, faults, log, journal, [this](ConnectionStream& stream, bool last, bool& closed) {
                     return process_request(stream, last, closed, nullptr);
                   }} {
     new_task_queue = [] { return new ConnectionThreads; };
@@ -89,11 +89,12 @@ class Listener final : public httplib::Server {
 
 class HttpServer::Impl {
  public:
-  Impl(int port, const Router& router, FaultBook& faults, RequestLog& log, const TlsContext* tls,
-       int receiveBuffer)
+  Impl(int port, const Router& router, FaultBook& faults, RequestLog& log, ExchangeJournal* journal,
+       const TlsContext* tls, int receiveBuffer)
       : router_(router),
         faults_(faults),
         log_(log),
+        journal_(journal),
         tls_(tls),
         receiveBuffer_(receiveBuffer),
         reserved_(socket::reservePort(port)) {
@@ -112,7 +113,7 @@ class HttpServer::Impl {
     if (listener_) return;
     registry_.allow();
     const socket::BrokenPipeHandlingKept kept;
-    auto listener = std::make_unique<Listener>(registry_, router_, faults_, log_, tls_);
+    auto listener = std::make_unique<Listener>(registry_, router_, faults_, log_, journal_, tls_);
     if (!listener->bind(port_, receiveBuffer_))
       throw std::runtime_error("port " + std::to_string(port_) + " is taken or not allowed");
     listener_ = std::move(listener);
@@ -136,6 +137,7 @@ class HttpServer::Impl {
   const Router& router_;
   FaultBook& faults_;
   RequestLog& log_;
+  ExchangeJournal* const journal_;
   const TlsContext* const tls_;
   const int receiveBuffer_;
   const socket::Handle reserved_;
@@ -147,8 +149,8 @@ class HttpServer::Impl {
 };
 
 HttpServer::HttpServer(int port, const Router& router, FaultBook& faults, RequestLog& log,
-                       const TlsContext* tls, int receiveBuffer)
-    : impl_(std::make_unique<Impl>(port, router, faults, log, tls, receiveBuffer)) {}
+                       ExchangeJournal* journal, const TlsContext* tls, int receiveBuffer)
+    : impl_(std::make_unique<Impl>(port, router, faults, log, journal, tls, receiveBuffer)) {}
 
 HttpServer::~HttpServer() = default;
 

@@ -13,6 +13,15 @@ std::size_t costOf(const RecordedRequest& request) {
   return headCost + request.target.size() + request.body.size();
 }
 
+/// Serial numbers rise along the deque without gaps until a clear.
+template <typename Requests>
+auto find(Requests& requests, std::uint64_t serial) -> decltype(&requests.front()) {
+  const auto found = std::lower_bound(
+      requests.begin(), requests.end(), serial,
+      [](const RecordedRequest& request, std::uint64_t wanted) { return request.serial < wanted; });
+  return found != requests.end() && found->serial == serial ? &*found : nullptr;
+}
+
 }  // namespace
 
 RequestLog::RequestLog(std::size_t bodyLimit, std::size_t totalLimit)
@@ -33,7 +42,7 @@ std::uint64_t RequestLog::begin(RecordedRequest request) {
 
 void RequestLog::body(std::uint64_t serial, std::string kept, std::uint64_t size) {
   const std::lock_guard lock(mutex_);
-  RecordedRequest* request = find(serial);
+  RecordedRequest* request = find(requests_, serial);
   if (!request) return;
   total_ += kept.size();
   total_ -= request->body.size();
@@ -49,7 +58,7 @@ void RequestLog::arrived(Route route) {
 
 void RequestLog::answered(std::uint64_t serial, int status) {
   const std::lock_guard lock(mutex_);
-  if (RecordedRequest* request = find(serial)) request->status = status;
+  if (RecordedRequest* request = find(requests_, serial)) request->status = status;
 }
 
 std::vector<RecordedRequest> RequestLog::all() const {
@@ -63,6 +72,12 @@ std::vector<RecordedRequest> RequestLog::of(Route route) const {
   std::copy_if(requests_.begin(), requests_.end(), std::back_inserter(found),
                [route](const RecordedRequest& request) { return request.route == route; });
   return found;
+}
+
+std::optional<RecordedRequest> RequestLog::one(std::uint64_t serial) const {
+  const std::lock_guard lock(mutex_);
+  const RecordedRequest* const request = find(requests_, serial);
+  return request ? std::optional(*request) : std::nullopt;
 }
 
 std::size_t RequestLog::count(Route route) const {
@@ -87,14 +102,6 @@ void RequestLog::stop() {
   const std::lock_guard lock(mutex_);
   stopping_ = true;
   changed_.notify_all();
-}
-
-/// Serial numbers rise along the deque without gaps until a clear.
-RecordedRequest* RequestLog::find(std::uint64_t serial) {
-  const auto found = std::lower_bound(
-      requests_.begin(), requests_.end(), serial,
-      [](const RecordedRequest& request, std::uint64_t wanted) { return request.serial < wanted; });
-  return found != requests_.end() && found->serial == serial ? &*found : nullptr;
 }
 
 }  // namespace sandbox

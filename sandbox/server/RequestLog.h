@@ -9,6 +9,7 @@
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 namespace sandbox {
@@ -31,6 +32,8 @@ class RequestLog {
 
   [[nodiscard]] std::vector<RecordedRequest> all() const;
   [[nodiscard]] std::vector<RecordedRequest> of(Route route) const;
+  /// Nothing when it has made room, or was cleared.
+  [[nodiscard]] std::optional<RecordedRequest> one(std::uint64_t serial) const;
   [[nodiscard]] std::size_t count(Route route) const;
   bool waitForArrived(Route route, std::size_t count, std::chrono::milliseconds limit);
   void clear();
@@ -39,7 +42,6 @@ class RequestLog {
 
  private:
   static constexpr std::size_t routes = static_cast<std::size_t>(Route::unknown) + 1;
-  RecordedRequest* find(std::uint64_t serial);
 
   const std::size_t bodyLimit_;
   const std::size_t totalLimit_;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "sandbox/base/SandboxOptions.h"
+#include "sandbox/server/ExchangeJournal.h"
 #include "sandbox/server/FaultBook.h"
 #include "sandbox/server/RequestLog.h"
 #include "sandbox/server/Router.h"
@@ -25,6 +26,7 @@ struct ServiceContext {
   UploadBook& uploads;
   FaultBook& faults;
   RequestLog& log;
+  ExchangeJournal* journal;  ///< null without a page for people
   StateFile& state;
   std::string baseUrl;
   std::map<std::string, std::string> cloudConfig;

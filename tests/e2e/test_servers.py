@@ -4,8 +4,9 @@ import json
 import pathlib
 import signal
 import unittest
+import urllib.error
 
-from harness import SECRET, HostTest, free_port, opener
+from harness import LIMIT, SECRET, HostTest, free_port, opener
 
 
 class CloudConfig(HostTest):
@@ -90,6 +91,28 @@ class SandboxCommand(HostTest):
         running.interrupt()
         result = running.end()
         self.assertEqual((result.code, result.out), (0, ""), result)
+
+    def test_tells_each_exchange_with_v(self):
+        running = self.start_program("-v", "sandbox", "--config-file", self.folder / "config.json")
+        line = running.err.wait_for(lambda line: "stand-in servers listen on" in line, "the address")
+        url = line.split(" listen on ")[1].split(";")[0]
+        with self.assertRaises(urllib.error.HTTPError):
+            opener.open(url + "/nowhere?access_token=hush", timeout=LIMIT)
+        line = running.err.wait_for(lambda line: "/nowhere" in line, "the exchange")
+        self.assertRegex(line, r"^404 GET /nowhere\?access_token=\*\*\*  \d+ ms, 0 bytes in, \d+ out$")
+        running.interrupt()
+        self.assertEqual(running.end().code, 0)
+
+    def test_tells_each_exchange_as_an_event_with_v(self):
+        running = self.start_program("--json", "-v", "sandbox")
+        url = running.wait_for_event("sandbox")["url"]
+        with self.assertRaises(urllib.error.HTTPError):
+            opener.open(url + "/nowhere", timeout=LIMIT)
+        event = running.wait_for_event("exchange")
+        self.assertEqual((event["route"], event["method"], event["target"]), ("unknown", "GET", "/nowhere"))
+        self.assertEqual((event["status"], event["received"], event["disturbed"]), (404, 0, 0))
+        running.interrupt()
+        self.assert_ends(running.end(), 0)
 
     def test_configuration_that_cannot_be_written(self):
         result = self.run_program("sandbox", "--config-file", self.folder / "nowhere" / "config.json")

@@ -4,9 +4,11 @@
 #include "options/Failure.h"
 #include "sandbox/Sandbox.h"
 #include "sandbox/ScriptServicesFile.h"
+#include "sandbox/base/Masking.h"
 #include "system/Files.h"
 
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <stdexcept>
 #include <thread>
@@ -17,6 +19,7 @@ namespace {
 sandbox::SandboxOptions sandboxOptions(const Options& options) {
   sandbox::SandboxOptions settings;
   settings.port = options.port;
+  settings.page = true;
   settings.stateDir = options.stateDir;
   settings.consent = options.consentAsk ? sandbox::Consent::ask : sandbox::Consent::automatic;
   settings.tls = options.tls;
@@ -31,6 +34,31 @@ void writeConfig(const std::string& path, const std::string& text) {
   if (writeFile(path, text)) return;
   throw Failure(Exit::refused, "the file '" + path + "' of --config-file cannot be written; give another");
 }
+
+/// One line an exchange, told when it has ended. A look takes in all that ended since the former one.
+class ExchangeLines {
+ public:
+  ExchangeLines(const sandbox::Sandbox& servers, Report& report) : servers_(servers), report_(report) {}
+
+  void tellNews() {
+    const sandbox::ExchangeNews news = servers_.exchangesSince(change_);
+    change_ = news.change;
+    for (const sandbox::ExchangeRecord& exchange : news.exchanges) {
+      if (exchange.ended) tell(exchange);
+    }
+  }
+
+ private:
+  void tell(const sandbox::ExchangeRecord& exchange) {
+    report_.served({std::string(sandbox::routeName(exchange.route)), exchange.method,
+                    sandbox::maskedText(exchange.target), exchange.status, exchange.duration.count(),
+                    exchange.requestSize, exchange.replySize, exchange.fault.has_value()});
+  }
+
+  const sandbox::Sandbox& servers_;
+  Report& report_;
+  std::uint64_t change_ = 0;
+};
 
 }  // namespace
 
@@ -48,7 +76,12 @@ int runSandbox(const Options& options, Report& report) {
   if (!options.configFile.empty()) writeConfig(options.configFile, servers->cloudConfigJson());
   report.sandboxListens({servers->baseUrl(), servers->caFile(), servers->cloudConfigJson(),
                          options.configFile, services->path()});
-  while (!interrupted()) std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  ExchangeLines lines(*servers, report);
+  while (!interrupted()) {
+    if (options.verbosity > 0) lines.tellNews();
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  }
+  if (options.verbosity > 0) lines.tellNews();
   // Ctrl-C is how servers end, not how they are cut off.
   return Exit::done;
 }

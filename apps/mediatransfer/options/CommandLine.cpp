@@ -112,7 +112,8 @@ class Parser {
         ->envname("MEDIATRANSFER_PROXY");
     app_.add_flag("--json", options_.json, "Write one JSON object a line to the standard output");
     app_.add_option("--log", options_.logFile, "Write the library's log to FILE")->option_text("FILE");
-    app_.add_flag("-v", options_.verbosity, "Show the library's log; twice: debug lines too");
+    app_.add_flag("-v", options_.verbosity,
+                  "Show the library's log, of sandbox each exchange; twice: debug lines too");
     app_.add_option("--app-id", options_.appId, "Application id of scripted platforms")
         ->option_text("ID")
         ->envname("MEDIATRANSFER_APP_ID");

@@ -145,13 +145,25 @@ class ConsoleReport final : public Report {
   void sandboxListens(const SandboxPlaces& places) override {
     // The configuration alone goes to the standard output, so that it can be sent into a file.
     std::cerr << "stand-in servers listen on " << places.url
-              << "; Ctrl-C ends them. For scripts: MEDIATRANSFER_SERVICES=" << places.scriptServices << '\n';
+              << "; open it in a browser to watch them. Ctrl-C ends them.\n";
+    // People find the rest on the page.
+    if (terminal_ && places.authorityFile.empty() && places.configFile.empty()) return;
+    std::cerr << "For scripts: MEDIATRANSFER_SERVICES=" << places.scriptServices << '\n';
     if (!places.authorityFile.empty()) {
       std::cerr << "Their certificate authority: " << places.authorityFile << '\n';
     }
     std::cerr << "Their cloud configuration, for --cloud-config:"
               << (places.configFile.empty() ? "" : " " + places.configFile) << std::endl;
     if (places.configFile.empty()) std::cout << places.config << std::endl;
+  }
+
+  void served(const ServedExchange& exchange) override {
+    const std::string status = exchange.status == 0 ? "none" : std::to_string(exchange.status);
+    const std::string line =
+        status + " " + exchange.method + " " + singleLine(withoutGivenSecrets(exchange.target)) + "  " +
+        std::to_string((exchange.microseconds + 500) / 1000) + " ms, " + std::to_string(exchange.received) +
+        " bytes in, " + std::to_string(exchange.sent) + " out";
+    std::cerr << line << (exchange.disturbed ? ", disturbed by a fault" : "") << std::endl;
   }
 
   void mediaStarts() override { meter_.emplace(); }

@@ -73,6 +73,17 @@ class JsonReport final : public Report {
               .text("script_services", places.scriptServices)
               .textIfKnown("certificate_authority", places.authorityFile));
   }
+  void served(const ServedExchange& exchange) override {
+    write(JsonLine("exchange")
+              .text("route", exchange.route)
+              .text("method", exchange.method)
+              .text("target", withoutGivenSecrets(exchange.target))
+              .number("status", exchange.status)
+              .number("microseconds", exchange.microseconds)
+              .number("received", static_cast<std::int64_t>(exchange.received))
+              .number("sent", static_cast<std::int64_t>(exchange.sent))
+              .number("disturbed", exchange.disturbed ? 1 : 0));
+  }
   void mediaStarts() override {}
   void album(const AlbumEvent& album) override {
     write(JsonLine("album").text("id", album.id).text("name", album.name).number("more", album.more));

@@ -28,6 +28,18 @@ struct SandboxPlaces {
   std::string scriptServices;  ///< the file with the addresses for scripts
 };
 
+/// One exchange of the stand-in servers that has ended.
+struct ServedExchange {
+  std::string route;
+  std::string method;
+  std::string target;  ///< without secrets
+  int status = 0;      ///< 0: no answer went out
+  std::int64_t microseconds = 0;
+  std::uint64_t received = 0;  ///< bytes of the request's body
+  std::uint64_t sent = 0;      ///< bytes of the answer
+  bool disturbed = false;      ///< by an ordered fault
+};
+
 /// How a listing or a download came to its end.
 enum class MediaEnd { good, failed, stopped };
 
@@ -55,6 +67,7 @@ class Report {
   /// Trouble that the program itself found: one line that says what to do next.
   virtual void trouble(const std::string& line) = 0;
   virtual void sandboxListens(const SandboxPlaces& places) = 0;
+  virtual void served(const ServedExchange& exchange) = 0;
 
   /// A listing or a download is about to start.
   virtual void mediaStarts() = 0;

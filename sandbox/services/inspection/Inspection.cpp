@@ -1,12 +1,10 @@
 #include "sandbox/services/inspection/Inspection.h"
 
 #include "sandbox/base/JsonText.h"
-#include "sandbox/base/Text.h"
+#include "sandbox/services/SameOrigin.h"
 #include "sandbox/services/inspection/FaultJson.h"
 
 #include <algorithm>
-#include <array>
-#include <string_view>
 
 namespace sandbox {
 
@@ -56,42 +54,14 @@ const char* decisionName(Decision decision) {
   }
 }
 
-bool isThisMachine(std::string_view authority) {
-  constexpr std::array<std::string_view, 3> names = {"127.0.0.1", "localhost", "[::1]"};
-  const std::size_t colon = authority.rfind(':');
-  const bool hasPort =
-      colon != std::string_view::npos && authority.find(']', colon) == std::string_view::npos;
-  const std::string_view host = hasPort ? authority.substr(0, colon) : authority;
-  return std::any_of(names.begin(), names.end(),
-                     [&](std::string_view name) { return equalIgnoringCase(host, name); });
-}
-
-/// A browser sends the name under which it found us and the origin of the page that asks. A page from
-/// elsewhere must not reach what tells tokens and orders faults: neither by a form or script of its own nor
-/// by a name of its own that leads to this machine.
-bool isForeign(const RecordedRequest& request) {
-  const std::string authority = request.header("Host").value_or("");
-  if (!isThisMachine(authority)) return true;
-  const std::optional<std::string> origin = request.header("Origin");
-  return origin && !equalIgnoringCase(*origin, "http://" + authority) &&
-         !equalIgnoringCase(*origin, "https://" + authority);
-}
-
-Handler forThisMachine(Handler handler) {
-  return [handler = std::move(handler)](Call& call) {
-    return isForeign(call.request) ? refusal("asked by a page or under a name from elsewhere", 403)
-                                   : handler(call);
-  };
-}
-
 }  // namespace
 
 void Inspection::addTo(Router& router) {
   const auto get = [&](const char* path, Handler handler) {
-    router.add({Route::inspection, "GET", path, forThisMachine(std::move(handler))});
+    router.add({Route::inspection, "GET", path, forSameOrigin(std::move(handler))});
   };
   const auto post = [&](const char* path, Handler handler) {
-    router.add({Route::inspection, "POST", path, forThisMachine(std::move(handler))});
+    router.add({Route::inspection, "POST", path, forSameOrigin(std::move(handler))});
   };
   get("/sandbox/config", [this](Call&) {
     Reply reply;

@@ -1,0 +1,29 @@
+// Listens to the sandbox and hands what it tells to the parts of the page.
+
+import { byId } from "./dom.js";
+import { forgetExchanges, startExchanges, takeExchanges } from "./exchanges.js";
+
+const takers = {
+  exchanges: takeExchanges,
+};
+
+function tellConnection(text, state) {
+  const line = byId("connection");
+  line.textContent = text;
+  line.dataset.state = state;
+}
+
+function listen() {
+  const events = new EventSource("events");
+  events.addEventListener("open", () => {
+    forgetExchanges();
+    tellConnection(`live, at ${location.origin}`, "live");
+  });
+  events.addEventListener("error", () => tellConnection("the sandbox doesn't answer; trying again…", "lost"));
+  for (const [name, take] of Object.entries(takers)) {
+    events.addEventListener(name, (event) => take(JSON.parse(event.data)));
+  }
+}
+
+startExchanges();
+listen();

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "sandbox/services/Service.h"
+
+#include <json/value.h>
+
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <string>
+
+namespace sandbox {
+
+/// What one open page has been told, and what is new to it, as server-sent events. Used by one thread.
+class PageNews {
+ public:
+  explicit PageNews(const ServiceContext& context) : context_(context) {}
+
+  /// The first call tells everything; the later ones what has changed since, often nothing.
+  [[nodiscard]] std::string next();
+
+ private:
+  void tellExchanges();
+  void tell(const std::string& event, const Json::Value& data);
+  void keepAlive();
+
+  const ServiceContext& context_;
+  std::uint64_t change_ = 0;
+  std::chrono::steady_clock::time_point lastWord_;
+  std::string news_;
+};
+
+}  // namespace sandbox
