@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <map>
-#include <vector>
 
 namespace KBL {
 
@@ -14,6 +13,7 @@ namespace {
 constexpr const char* openKey = "urlExternlMediaAuthDouyinVideoPartInit";
 constexpr const char* partKey = "urlExternlMediaAuthDouyinVideoPartUpload";
 constexpr const char* completeKey = "urlExternlMediaAuthDouyinVideoPartComplete";
+constexpr const char* readFailed = "read file error";
 
 /// Percentage shown while a part is tried: one point behind the bytes, as if the try had been accepted.
 int shownPercent(std::uint64_t sent, std::uint64_t fileSize) {
@@ -34,8 +34,9 @@ _Result BsExternlMediaAuthDouyinUploadFileRequest::Request(IBsInfoReader* info, 
   if (prepare(info, fileLimit, *reply, upload) != resultOk) return resultFailed;
   std::string uploadId;
   if (!open(upload, *client, *reply, uploadId)) return resultFailed;
-  sendParts(upload, uploadId, info, client, reply);
-  complete(upload, uploadId, info, *client, *reply);
+  FilePieces pieces(upload.file, *client);
+  sendParts(upload, pieces, uploadId, info, client, reply);
+  complete(upload, uploadId, pieces, info, *client, *reply);
   return resultOk;
 }
 
@@ -61,25 +62,23 @@ bool BsExternlMediaAuthDouyinUploadFileRequest::open(const Upload& upload, INetw
   return true;
 }
 
-void BsExternlMediaAuthDouyinUploadFileRequest::sendParts(Upload& upload, const std::string& uploadId,
-                                                          IBsInfoReader* info, INetworkClient* client,
-                                                          NetReply* reply) {
+void BsExternlMediaAuthDouyinUploadFileRequest::sendParts(const Upload& upload, FilePieces& pieces,
+                                                          const std::string& uploadId, IBsInfoReader* info,
+                                                          INetworkClient* client, NetReply* reply) {
   const std::string address = RequestExchange::configuredUrl(partKey) + "?open_id=" + upload.openId +
                               "&upload_id=" + uploadId + "&part_number=";
-  std::vector<char> buffer(partSize);
   std::uint64_t offset = 0;
   int partNumber = 0;
   while (!isUploadStopped(ownerTag(), info)) {
     ++partNumber;
     report(ErrorCode::none, "");
     // Never past the size that was found, should the file grow meanwhile.
-    const std::uint64_t size = upload.file.read(buffer.data(), std::min(partSize, upload.fileSize - offset));
+    const std::uint64_t size = pieces.moveTo(offset, std::min(partSize, upload.fileSize - offset));
     // The end of every file comes here, too: no test of the offset ends the loop. The good answer to the
     // completing call overwrites the error.
-    if (size == 0) return fail(info, ErrorCode::partReadFailed, "read file error");
-    if (!retryUpload(client, address + std::to_string(partNumber), partNumber,
-                     std::string_view(buffer.data(), size), upload.fileSize, offset, info, reply,
-                     triesPerPart)) {
+    if (size == 0) return fail(info, ErrorCode::partReadFailed, readFailed);
+    if (!retryUpload(client, address + std::to_string(partNumber), partNumber, ChunkBody(pieces, size),
+                     upload.fileSize, offset, info, reply, triesPerPart)) {
       return;
     }
     offset += size;
@@ -87,15 +86,19 @@ void BsExternlMediaAuthDouyinUploadFileRequest::sendParts(Upload& upload, const 
 }
 
 bool BsExternlMediaAuthDouyinUploadFileRequest::retryUpload(INetworkClient* client, const std::string& uri,
-                                                            int partNumber, std::string_view body,
+                                                            int partNumber, const ChunkBody& body,
                                                             std::uint64_t fileSize, std::uint64_t offset,
                                                             IBsInfoReader* info, NetReply* reply,
                                                             int maxTries) {
   for (int tries = 0; tries < maxTries; ++tries) {
     if (tries > 0)
       KBL_LOG(severityInfo, "upload part, " << partNumber << ", try: " << tries << "/" << maxTries);
-    client->setBody(std::string(body));
+    body.giveTo(*client);
     post(*client, *reply, uri);
+    if (body.isCut()) {
+      fail(info, ErrorCode::partReadFailed, readFailed);
+      return false;
+    }
     // Told before the answer is looked at: the refusal of the try before still stands beside it, so that the
     // host hears of an error which a later try may mend.
     deliverProgress(info, shownPercent(offset + body.size(), fileSize));
@@ -112,11 +115,17 @@ bool BsExternlMediaAuthDouyinUploadFileRequest::retryUpload(INetworkClient* clie
 }
 
 void BsExternlMediaAuthDouyinUploadFileRequest::complete(const Upload& upload, const std::string& uploadId,
-                                                         IBsInfoReader* info, INetworkClient& client,
-                                                         NetReply& reply) {
+                                                         const FilePieces& pieces, IBsInfoReader* info,
+                                                         INetworkClient& client, NetReply& reply) {
+  const std::string address =
+      RequestExchange::configuredUrl(completeKey) + "?open_id=" + upload.openId + "&upload_id=" + uploadId;
   // No body is set, so the last part's bytes go out once more; the service ignores them.
-  post(client, reply,
-       RequestExchange::configuredUrl(completeKey) + "?open_id=" + upload.openId + "&upload_id=" + uploadId);
+  post(client, reply, address);
+  if (pieces.isCut()) {
+    // The file has gone since, which is no reason to leave an upload open that the service has all parts of.
+    client.setBody({});
+    post(client, reply, address);
+  }
   Json::Value root;
   std::string message;
   int code = ErrorCode::none;

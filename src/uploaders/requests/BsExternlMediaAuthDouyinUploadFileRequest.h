@@ -1,10 +1,10 @@
 #pragma once
 
+#include "uploaders/requests/FilePieces.h"
 #include "uploaders/requests/OpenIdUploadFileRequest.h"
 
 #include <cstdint>
 #include <string>
-#include <string_view>
 
 namespace KBL {
 
@@ -26,8 +26,9 @@ class BsExternlMediaAuthDouyinUploadFileRequest : public OpenIdUploadFileRequest
                          int& code) override;
 
   /// Sends one part, which starts at `offset` of a file of `fileSize` bytes, at most `maxTries` times; the
-  /// last answer stands in `reply`. True when the service accepted it, else the upload is marked as failed.
-  bool retryUpload(INetworkClient* client, const std::string& uri, int partNumber, std::string_view body,
+  /// last answer stands in `reply`. The last body stays with the client. True when the service accepted it,
+  /// else the upload is marked as failed.
+  bool retryUpload(INetworkClient* client, const std::string& uri, int partNumber, const ChunkBody& body,
                    std::uint64_t fileSize, std::uint64_t offset, IBsInfoReader* info, NetReply* reply,
                    int maxTries);
 
@@ -35,10 +36,10 @@ class BsExternlMediaAuthDouyinUploadFileRequest : public OpenIdUploadFileRequest
   void post(INetworkClient& client, NetReply& reply, const std::string& address) const;
   [[nodiscard]] bool open(const Upload& upload, INetworkClient& client, NetReply& reply,
                           std::string& uploadId);
-  void sendParts(Upload& upload, const std::string& uploadId, IBsInfoReader* info, INetworkClient* client,
-                 NetReply* reply);
-  void complete(const Upload& upload, const std::string& uploadId, IBsInfoReader* info,
-                INetworkClient& client, NetReply& reply);
+  void sendParts(const Upload& upload, FilePieces& pieces, const std::string& uploadId, IBsInfoReader* info,
+                 INetworkClient* client, NetReply* reply);
+  void complete(const Upload& upload, const std::string& uploadId, const FilePieces& pieces,
+                IBsInfoReader* info, INetworkClient& client, NetReply& reply);
 };
 
 }  // namespace KBL

@@ -13,16 +13,21 @@ FilePieces::~FilePieces() {
 }
 
 std::uint64_t FilePieces::moveTo(std::uint64_t offset, std::uint64_t size) {
+  const std::uint64_t there = available(offset, size);
+  if (there == 0) return 0;
   begin_ = offset;
+  size_ = there;
   isCut_ = false;
+  return size_;
+}
+
+std::uint64_t FilePieces::available(std::uint64_t offset, std::uint64_t size) {
   if (reader_ == nullptr) {
     buffer_.resize(std::max<std::uint64_t>(buffer_.size(), size));
-    size_ = file_.read(buffer_.data(), size);
-  } else {
-    const std::uint64_t end = file_.size();
-    size_ = std::min(size, end > offset ? end - offset : 0);
+    return file_.read(buffer_.data(), size);
   }
-  return size_;
+  const std::uint64_t end = file_.size();
+  return std::min(size, end > offset ? end - offset : 0);
 }
 
 void FilePieces::give() {

@@ -23,7 +23,7 @@ class FilePieces final : IBodySource {
   FilePieces& operator=(const FilePieces&) = delete;
 
   /// Goes on to the piece that begins at `offset`, where the one before ended; how many bytes it has: at most
-  /// `size`, fewer where the file ends, 0 where nothing can be read.
+  /// `size`, fewer where the file ends, 0 where nothing can be read: the piece before then stays.
   [[nodiscard]] std::uint64_t moveTo(std::uint64_t offset, std::uint64_t size);
   /// Gives the piece to the client for one try.
   void give();
@@ -31,6 +31,8 @@ class FilePieces final : IBodySource {
   [[nodiscard]] bool isCut() const { return isCut_; }
 
  private:
+  /// Bytes of the piece that would begin here; read ahead where the client needs that.
+  [[nodiscard]] std::uint64_t available(std::uint64_t offset, std::uint64_t size);
   bool readBody(unsigned long long offset, char* buffer, unsigned long long count) override;
 
   FileStream& file_;
