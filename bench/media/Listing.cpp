@@ -2,7 +2,6 @@
 // parse of the same pages, and memory from the 200th page to the last. The servers run in a process of their
 // own, so that their memory does not count. [PAGES ROUNDS]: prints the microseconds a page of both in each
 // round.
-#include "json/JsonAccess.h"
 #include "media_tasks/CurlMediaFetcher.h"
 #include "media_tasks/FlickrUrl.h"
 #include "media_tasks/MediaHosts.h"
@@ -12,6 +11,7 @@
 #include <BsCloudConfig/BsCloudConfig.h>
 
 #include <curl/curl.h>
+#include <json/reader.h>
 #include <json/value.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -22,6 +22,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <limits>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -80,8 +81,9 @@ bool fetchAndParse(const std::string& url) {
   curl_easy_setopt(easy, CURLOPT_ACCEPT_ENCODING, "gzip, deflate");
   const CURLcode result = curl_easy_perform(easy);
   curl_easy_cleanup(easy);
+  const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
   Json::Value page;
-  return result == CURLE_OK && KBL::parseJson(body, KBL::mediaPageForm, page) &&
+  return result == CURLE_OK && reader->parse(body.data(), body.data() + body.size(), &page, nullptr) &&
          page["photos"]["photo"].size() == photosPerPage;
 }
 

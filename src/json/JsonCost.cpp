@@ -13,7 +13,6 @@ constexpr std::size_t valueCost = 96;      // a node of the tree
 constexpr std::size_t containerCost = 64;  // the list of an array's or object's members
 constexpr std::size_t textCost = 32;       // beside the bytes of the text
 
-constexpr std::string_view blanks = " \t\r\n";
 constexpr std::string_view endOfScalar = " \t\r\n,:[]{}\"/";
 
 std::size_t skipTo(std::size_t found, std::string_view text) {
@@ -22,7 +21,10 @@ std::size_t skipTo(std::size_t found, std::string_view text) {
 
 /// The place behind the string that begins at `begin`, its quote.
 std::size_t endOfString(std::string_view text, std::size_t begin) {
-  for (std::size_t at = begin + 1; at < text.size(); ++at) {
+  const std::size_t quote = skipTo(text.find('"', begin + 1), text);
+  const std::size_t escape = text.substr(0, quote).find('\\', begin + 1);
+  if (escape == std::string_view::npos) return std::min(quote + 1, text.size());
+  for (std::size_t at = escape; at < text.size(); ++at) {
     if (text[at] == '\\') {
       ++at;
     } else if (text[at] == '"') {
@@ -47,27 +49,42 @@ std::size_t jsonTreeCost(std::string_view text, std::size_t limit) {
   std::size_t cost = 0;
   bool afterString = false;
   for (std::size_t at = 0; at < text.size() && cost <= limit;) {
-    const char c = text[at];
-    if (c == '/') {
-      at = endOfComment(text, at);
-    } else if (blanks.find(c) != std::string_view::npos) {
-      ++at;
-    } else if (c == '"') {
-      const std::size_t end = endOfString(text, at);
-      cost += valueCost + textCost + (end - at);
-      at = end;
-      afterString = true;
-    } else if (c == ':') {
-      if (afterString) cost -= valueCost;  // it was a name: its value counts for both
-      afterString = false;
-      ++at;
-    } else {
-      afterString = false;
-      if (c == '[' || c == '{') cost += valueCost + containerCost;
-      const bool isMark = std::string_view(",[]{}").find(c) != std::string_view::npos;
-      if (!isMark) cost += valueCost;
-      at = isMark ? at + 1 : skipTo(text.find_first_of(endOfScalar, at + 1), text);
+    switch (text[at]) {
+      case ' ':
+      case '\t':
+      case '\r':
+      case '\n':
+        ++at;
+        continue;
+      case '/':
+        at = endOfComment(text, at);
+        continue;
+      case '"': {
+        const std::size_t end = endOfString(text, at);
+        cost += valueCost + textCost + (end - at);
+        at = end;
+        afterString = true;
+        continue;
+      }
+      case ':':
+        if (afterString) cost -= valueCost;  // it was a name: its value counts for both
+        ++at;
+        break;
+      case '[':
+      case '{':
+        cost += valueCost + containerCost;
+        ++at;
+        break;
+      case ',':
+      case ']':
+      case '}':
+        ++at;
+        break;
+      default:
+        cost += valueCost;
+        at = skipTo(text.find_first_of(endOfScalar, at + 1), text);
     }
+    afterString = false;
   }
   return cost;
 }

@@ -3,6 +3,7 @@
 #include <utf8.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <iterator>
 
 namespace KBL {
@@ -10,6 +11,10 @@ namespace KBL {
 namespace {
 bool isLeadingSurrogate(char16_t unit) {
   return unit >= 0xD800 && unit <= 0xDBFF;
+}
+
+bool isAscii(char c) {
+  return static_cast<unsigned char>(c) < 0x80;
 }
 }  // namespace
 
@@ -24,7 +29,13 @@ std::u16string wideText(std::string_view utf8) {
 }
 
 void copyWide(std::string_view utf8, char16_t* field, std::size_t size) {
-  const std::u16string wide = wideText(utf8.substr(0, utf8.find('\0')));
+  const std::string_view text = utf8.substr(0, utf8.find('\0'));
+  const auto shown = text.begin() + static_cast<std::ptrdiff_t>(std::min(text.size(), size - 1));
+  if (std::all_of(text.begin(), shown, &isAscii)) {  // as addresses are; nothing to be cut in two
+    std::fill(std::copy(text.begin(), shown, field), field + size, u'\0');
+    return;
+  }
+  const std::u16string wide = wideText(text);
   std::size_t length = std::min(wide.size(), size - 1);
   // Only a cut leaves half a pair at the end.
   if (length > 0 && isLeadingSurrogate(wide[length - 1])) --length;

@@ -96,6 +96,14 @@ TEST(WideText, FillsAFieldAndItsRestWithZeros) {
   EXPECT_EQ(std::u16string(field, 5), std::u16string(u"ab\0\0\0", 5));
 }
 
+TEST(WideText, OfOtherCharactersBehindTheCutChangesNothing) {
+  char16_t field[4] = {u'x', u'x', u'x', u'x'};
+  copyWide("abc\xc3\xa9", field);
+  EXPECT_EQ(std::u16string(field, 4), std::u16string(u"abc\0", 4));
+  copyWide("ab\xc3\xa9z", field);
+  EXPECT_EQ(std::u16string(field, 4), std::u16string(u"ab\u00e9\0", 4));
+}
+
 TEST(WideText, KeepsTheLastCharacterForTheTerminator) {
   char16_t field[4] = {};
   copyWide("abcdef", field);
