@@ -26,8 +26,8 @@ using Clock = std::chrono::steady_clock;
 constexpr std::size_t clientsAnUpload = 8;
 constexpr std::size_t timesKept = 1 << 16;
 
-/// When the exchange that ended last on this thread had its answer, until the host hears of it: a chunk is told
-/// on the thread of its upload.
+/// When the exchange that ended last on this thread had its answer, until the host hears of it: a chunk is
+/// told on the thread of its upload.
 thread_local std::optional<Clock::time_point> answered;
 
 /// The reference client, whose answers are timed.
@@ -82,8 +82,9 @@ class Factory {
   std::vector<KBL::INetworkClient*> clients_;
 };
 
-/// What the host's function heard. Times are kept without a lock: a thread that waited for one of ours would be
-/// measured. The second call behind an answer, of which the last chunk has one, would have the first one's time.
+/// What the host's function heard. Times are kept without a lock: a thread that waited for one of ours would
+/// be measured. The second call behind an answer, of which the last chunk has one, would have the first one's
+/// time.
 struct Heard {
   std::vector<double> milliseconds = std::vector<double>(timesKept);
   std::atomic<std::size_t> times = 0;

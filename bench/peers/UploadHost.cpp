@@ -36,16 +36,17 @@ class Ends {
     return 1;
   }
 
-  /// Whether so many finished, once they have, or one has failed, or nothing has been heard for long.
-  [[nodiscard]] bool waitFor(std::size_t uploads) {
+  /// Whether so many told that they finished, once they have, or one has failed, or nothing has been heard
+  /// for long.
+  [[nodiscard]] bool waitFor(std::size_t ends) {
     std::unique_lock lock(mutex_);
-    const auto isOver = [&] { return finished_ >= uploads || failed_; };
+    const auto isOver = [&] { return finished_ >= ends || failed_; };
     for (std::uint64_t heard = ~events_; !isOver() && heard != events_;) {
       heard = events_;
       changed_.wait_for(lock, longestSilence, isOver);
     }
-    if (finished_ < uploads) (void)std::printf("%zu of %zu finished\n", finished_, uploads);
-    return finished_ >= uploads && !failed_;
+    if (finished_ < ends) (void)std::printf("%zu of %zu finished\n", finished_, ends);
+    return finished_ >= ends && !failed_;
   }
   /// Whether one has finished or failed.
   [[nodiscard]] bool hasOne() {
@@ -81,18 +82,20 @@ KBL::RefPtr<KBL::IExternlMediaTransfer> makeUpload(Ends& ends, const std::string
 /// Uploads of one file that run at once, started here.
 class Round {
  public:
-  Round(const std::string& file, int platform, int uploads) {
+  Round(const std::string& file, int platform, int uploads)
+      : finishedEvents_(static_cast<std::size_t>(platform == KBL::transferDouyin ? 2 * uploads : uploads)) {
     for (int made = 0; made < uploads; ++made) transfers_.push_back(makeUpload(ends_, file, platform));
     for (const auto& transfer : transfers_) hasBegun_ = transfer->Start() == 0 && hasBegun_;
   }
 
   /// Waits for the end of all.
-  [[nodiscard]] bool isFinished() { return hasBegun_ && ends_.waitFor(transfers_.size()); }
+  [[nodiscard]] bool isFinished() { return hasBegun_ && ends_.waitFor(finishedEvents_); }
   /// Whether none has ended.
   [[nodiscard]] bool goesOn() { return hasBegun_ && !ends_.hasOne(); }
 
  private:
-  Ends ends_;  // outlives the transfers: the release of one waits for its events
+  const std::size_t finishedEvents_;  // an upload to Douyin tells its end twice
+  Ends ends_;                         // outlives the transfers: the release of one waits for its events
   std::vector<KBL::RefPtr<KBL::IExternlMediaTransfer>> transfers_;
   bool hasBegun_ = true;
 };
