@@ -1,8 +1,9 @@
 #include "commands/Commands.h"
 #include "commands/MediaJob.h"
+#include "commands/MediaLogin.h"
 #include "host/Host.h"
 #include "options/Failure.h"
-#include "sandbox/base/MediaAccounts.h"
+#include "options/Secrets.h"
 #include "system/Utf8Path.h"
 
 #include <filesystem>
@@ -11,34 +12,11 @@
 namespace host {
 namespace {
 
-/// The option's text, that of the stand-in servers where those are used and it is not given, or a Failure.
-std::string required(const Options& options, const std::string& text, const std::string& ofSandbox,
-                     const std::string& how) {
-  if (!text.empty()) return text;
-  if (options.sandbox && !ofSandbox.empty()) return ofSandbox;
-  throw Failure(Exit::wrongUse,
-                std::string(options.service->name) + " needs more to list anything; give " + how);
-}
-
-std::string token(const Options& options) {
-  return required(options, options.token, sandbox::firstMediaAccount().*options.service->standInToken,
-                  "--token T (or MEDIATRANSFER_TOKEN)");
-}
-
-MediaRequest mediaRequest(const Options& options) {
-  MediaRequest request;
-  if (options.service->signsEachRequest) {
-    request.key =
-        required(options, options.key, sandbox::flickrApplicationKey, "--key K (or MEDIATRANSFER_KEY)");
-    request.secret = required(options, options.secret, sandbox::flickrApplicationSecret,
-                              "--secret S (or MEDIATRANSFER_SECRET)");
-  }
-  request.token = token(options);
-  if (options.service->hasAlbums) {
-    request.album = required(options, options.album, {},
-                             "--album ID; albums " + std::string(options.service->name) + " lists them");
-  }
-  return request;
+/// What a listing is asked with, all of it hidden from every text from now on.
+MediaLogin openLogin(const Options& options) {
+  MediaLogin login = mediaLogin(options);
+  hideSecrets(givenSecrets(login.options));
+  return login;
 }
 
 void refuseProxy(const Options& options) {
@@ -72,16 +50,19 @@ std::string narrowPath(const std::string& file) {
 
 int runAlbums(const Options& options, Report& report) {
   refuseProxy(options);
-  const std::string accessToken = token(options);
-  const Host host(options, report, Servers::optional);
-  return MediaJob(report).listAlbums(accessToken);
+  const MediaLogin login = openLogin(options);
+  const Host host(login.options, report, Servers::optional);
+  requireOrigin(login);
+  return MediaJob(report).listAlbums(login.options.token);
 }
 
 int runMedia(const Options& options, Report& report) {
   refuseProxy(options);
-  const MediaRequest request = mediaRequest(options);
-  const Host host(options, report, Servers::optional);
-  return MediaJob(report).listMedia(*options.service, request);
+  const MediaLogin login = openLogin(options);
+  const Host host(login.options, report, Servers::optional);
+  requireOrigin(login);
+  const Options& asked = login.options;
+  return MediaJob(report).listMedia(*asked.service, {asked.token, asked.album, asked.key, asked.secret});
 }
 
 int runDownload(const Options& options, Report& report) {

@@ -81,4 +81,9 @@ std::string scriptServicesOrigin(const Platform& platform) {
   return joined(origins);
 }
 
+std::string mediaServiceOrigin(const MediaService& service) {
+  const std::string url = configuredUrl(service.hostKey);
+  return url.empty() ? publicServices : originOf(url);
+}
+
 }  // namespace host

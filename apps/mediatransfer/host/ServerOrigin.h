@@ -19,4 +19,7 @@ namespace host {
 /// "public" for those that it leaves as they are. Throws Failure when the file cannot be used.
 [[nodiscard]] std::string scriptServicesOrigin(const Platform& platform);
 
+/// The server that lists the service's media, as origins of scripted logins name it.
+[[nodiscard]] std::string mediaServiceOrigin(const MediaService& service);
+
 }  // namespace host

@@ -205,7 +205,8 @@ class Parser {
   }
 
   void addToken(CLI::App& sub) {
-    sub.add_option("--token", options_.token, "Access token; @FILE reads it from FILE")
+    sub.add_option("--token", options_.token,
+                   "Access token in place of the stored login; @FILE reads it from FILE")
         ->option_text("T")
         ->envname("MEDIATRANSFER_TOKEN");
   }
@@ -225,10 +226,11 @@ class Parser {
     addService(sub, mediaServiceNames(false));
     addToken(sub);
     sub.add_option("--album", options_.album, "Album of facebook")->option_text("ID");
-    sub.add_option("--key", options_.key, "Application key of flickr")
+    sub.add_option("--key", options_.key, "Application key of flickr (--app-id)")
         ->option_text("K")
         ->envname("MEDIATRANSFER_KEY");
-    sub.add_option("--secret", options_.secret, "Application secret of flickr; @FILE reads it from FILE")
+    sub.add_option("--secret", options_.secret,
+                   "Application secret of flickr (--app-secret); @FILE reads it from FILE")
         ->option_text("S")
         ->envname("MEDIATRANSFER_SECRET");
   }

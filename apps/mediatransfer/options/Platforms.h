@@ -81,13 +81,17 @@ struct MediaService {
   int listCommand;        ///< of a download transfer
   bool hasAlbums;         ///< media lie in albums, which can be listed
   bool signsEachRequest;  ///< with the key and the secret of an application
+  const char* hostKey;    ///< of the cloud configuration
   std::string sandbox::MediaAccount::*standInToken;
 };
 
 inline constexpr std::array<MediaService, 3> mediaServices{{
-    {"facebook", KBL::commandListFacebookMedia, true, false, &sandbox::MediaAccount::facebookToken},
-    {"flickr", KBL::commandListFlickrMedia, false, true, &sandbox::MediaAccount::flickrPair},
-    {"instagram", KBL::commandListInstagramMedia, false, false, &sandbox::MediaAccount::instagramToken},
+    {"facebook", KBL::commandListFacebookMedia, true, false, "urlMediaFacebookGraph",
+     &sandbox::MediaAccount::facebookToken},
+    {"flickr", KBL::commandListFlickrMedia, false, true, "urlMediaFlickrRest",
+     &sandbox::MediaAccount::flickrPair},
+    {"instagram", KBL::commandListInstagramMedia, false, false, "urlMediaInstagramApi",
+     &sandbox::MediaAccount::instagramToken},
 }};
 
 }  // namespace host

@@ -231,7 +231,7 @@ std::string explainMediaError(int code, const std::string& text, bool isTooLarge
     case KBL::MediaError::unusableReply:
       return "the service's answer cannot be read" + figures + "run the command again later";
     default:
-      return "the service said no" + figures + "check --token and what was asked for";
+      return "the service said no" + figures + "check the login (or --token) and what was asked for";
   }
 }
 

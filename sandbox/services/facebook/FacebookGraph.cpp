@@ -51,7 +51,7 @@ std::vector<std::pair<std::string, std::string>> FacebookGraph::urlKeys() const 
 
 Reply FacebookGraph::answer(const Call& call, const std::function<Reply(std::size_t)>& serve) const {
   const std::string token = call.request.parameter("access_token").value_or("");
-  const std::optional<std::size_t> user = userWith(&MediaAccount::facebookToken, token);
+  const auto user = userWith(&MediaAccount::facebookToken, token, Platform::facebook);
   return user ? serve(*user) : failure(call, invalidToken, "OAuthException", "Invalid OAuth access token.");
 }
 

@@ -2,6 +2,7 @@
 
 #include "sandbox/base/Text.h"
 #include "sandbox/services/flickr/FlickrError.h"
+#include "sandbox/services/flickr/OauthOneCheck.h"
 #include "sandbox/services/media/Jpeg.h"
 #include "sandbox/services/media/MediaSignatures.h"
 
@@ -61,28 +62,43 @@ Reply FlickrRest::md5Request(const Call& call) const {
   if (text("api_sig") != flickrMd5Signature(flickrApplicationSecret, call.request.query)) {
     return invalidSignature();
   }
-  const auto user = userWith(&MediaAccount::flickrToken, text("auth_token"));
+  const auto user = userWith(&MediaAccount::flickrToken, text("auth_token"), Platform::flickr);
   return user ? photos(call, *user) : invalidToken();
 }
 
 Reply FlickrRest::oauthRequest(const Call& call) const {
   const auto text = [&](const char* name) { return call.request.parameter(name).value_or(""); };
-  if (text("oauth_consumer_key") != flickrApplicationKey || text("api_key") != flickrApplicationKey) {
-    return invalidKey();
-  }
+  const std::optional<std::string> application = applicationSecret(text("oauth_consumer_key"));
+  if (!application || text("api_key") != text("oauth_consumer_key")) return invalidKey();
   const bool isWellFormed = text("oauth_signature_method") == "HMAC-SHA1" && text("oauth_version") == "1.0" &&
                             !text("oauth_nonce").empty() && isTimely(text("oauth_timestamp"));
   if (!isWellFormed) return invalidSignature();
+  const std::optional<TokenOwner> owner = ownerOf(text("oauth_token"));
+  if (!owner) return invalidToken();
+  const std::string signature =
+      oauthSignature(context_.baseUrl + oauthPath, call.request.query, *application, owner->secret);
+  return signature == text("oauth_signature") ? photos(call, owner->user) : invalidSignature();
+}
+
+/// Of the application that lists alone, or of the one that people sign in to; nothing for another key.
+std::optional<std::string> FlickrRest::applicationSecret(const std::string& key) const {
+  if (key == flickrApplicationKey) return flickrApplicationSecret;
+  if (key != context_.options.appId) return std::nullopt;
+  return context_.options.appSecret;
+}
+
+std::optional<FlickrRest::TokenOwner> FlickrRest::ownerOf(const std::string& token) const {
+  const std::optional<User> signedIn = context_.userOf(token, Platform::flickr);
   const std::vector<User> users = context_.accounts.users();
   for (std::size_t user = 0; user < users.size(); ++user) {
     const std::string pair = mediaAccount(users[user]).flickrPair;
     const std::size_t bar = pair.find('|');
-    if (pair.substr(0, bar) != text("oauth_token")) continue;
-    const std::string signature = oauthSignature(context_.baseUrl + oauthPath, call.request.query,
-                                                 flickrApplicationSecret, pair.substr(bar + 1));
-    return signature == text("oauth_signature") ? photos(call, user) : invalidSignature();
+    if (pair.substr(0, bar) == token) return TokenOwner{user, pair.substr(bar + 1)};
+    if (signedIn && signedIn->openId == users[user].openId) {
+      return TokenOwner{user, OauthOneCheck::secretOf(token)};
+    }
   }
-  return invalidToken();
+  return std::nullopt;
 }
 
 Reply FlickrRest::photos(const Call& call, std::size_t user) const {

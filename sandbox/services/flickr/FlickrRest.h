@@ -13,6 +13,13 @@ class FlickrRest final : public MediaService {
   [[nodiscard]] std::vector<std::pair<std::string, std::string>> urlKeys() const override;
 
  private:
+  struct TokenOwner {
+    std::size_t user = 0;
+    std::string secret;  ///< that of the token
+  };
+
+  [[nodiscard]] std::optional<std::string> applicationSecret(const std::string& key) const;
+  [[nodiscard]] std::optional<TokenOwner> ownerOf(const std::string& token) const;
   [[nodiscard]] Reply md5Request(const Call& call) const;
   [[nodiscard]] Reply oauthRequest(const Call& call) const;
   [[nodiscard]] Reply photos(const Call& call, std::size_t user) const;

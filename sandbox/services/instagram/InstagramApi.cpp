@@ -53,8 +53,8 @@ Reply InstagramApi::recentMedia(const Call& call) const {
   if (*signature != instagramSignature(signedEndpoint, call.request.query, instagramApplicationSecret)) {
     return failure(403, "OAuthForbiddenException", "Invalid signed-request: Signature does not match");
   }
-  const auto user =
-      userWith(&MediaAccount::instagramToken, call.request.parameter("access_token").value_or(""));
+  const auto user = userWith(&MediaAccount::instagramToken,
+                             call.request.parameter("access_token").value_or(""), Platform::instagram);
   if (!user) {
     return failure(400, "OAuthAccessTokenException", "The access_token provided is invalid.");
   }

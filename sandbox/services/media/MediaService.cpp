@@ -5,11 +5,13 @@
 
 namespace sandbox {
 
-std::optional<std::size_t> MediaService::userWith(std::string MediaAccount::*field,
-                                                  const std::string& text) const {
+std::optional<std::size_t> MediaService::userWith(std::string MediaAccount::*field, const std::string& text,
+                                                  Platform platform) const {
+  const std::optional<User> signedIn = context_.userOf(text, platform);
   const std::vector<User> users = context_.accounts.users();
   for (std::size_t user = 0; user < users.size(); ++user) {
     if (mediaAccount(users[user]).*field == text) return user;
+    if (signedIn && signedIn->openId == users[user].openId) return user;
   }
   return std::nullopt;
 }

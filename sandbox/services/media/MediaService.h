@@ -16,9 +16,10 @@ class MediaService : public Service {
  protected:
   explicit MediaService(ServiceContext& context) : context_(context), library_(context.options.mediaPhotos) {}
 
-  /// The number of the user whose account has this text there; nothing for an unknown one.
-  [[nodiscard]] std::optional<std::size_t> userWith(std::string MediaAccount::*field,
-                                                    const std::string& text) const;
+  /// The number of the user whose account has this text there, or who got it as the token of a login at the
+  /// platform; nothing for an unknown one.
+  [[nodiscard]] std::optional<std::size_t> userWith(std::string MediaAccount::*field, const std::string& text,
+                                                    Platform platform) const;
   /// A whole-number parameter of the query, 1 at least; `otherwise` without it or for anything else.
   [[nodiscard]] static std::size_t countParameter(const Call& call, const char* name, std::size_t otherwise);
   [[nodiscard]] static Reply json(const Json::Value& value, int status = 200);

@@ -27,8 +27,10 @@ TEST(MediaErrorLine, SaysWhatToDoNextForEveryCode) {
   EXPECT_THAT(explainMediaError(10, "HTTP status 404"), HasSubstr("--keep-errors"));
   EXPECT_THAT(explainMediaError(11, "can't read json."), HasSubstr("run the command again later"));
   EXPECT_EQ(explainMediaError(190, "Invalid OAuth access token."),
-            "the service said no (190: Invalid OAuth access token.); check --token and what was asked for");
-  EXPECT_EQ(explainMediaError(0, ""), "the service said no (0); check --token and what was asked for");
+            "the service said no (190: Invalid OAuth access token.); check the login (or --token) and what "
+            "was asked for");
+  EXPECT_EQ(explainMediaError(0, ""),
+            "the service said no (0); check the login (or --token) and what was asked for");
 }
 
 TEST(MediaErrorLine, TellsALimitFromAWriteThatFailed) {
