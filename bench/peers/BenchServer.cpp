@@ -56,10 +56,14 @@ int main(int count, char** arguments) {
   static const SinkServer& plain = *new SinkServer;
   static const SinkServer& secure = *new SinkServer(files.certificate, files.key);
   sandbox::Sandbox server;
+  sandbox::SandboxOptions nobodyComes;
+  nobodyComes.consent = sandbox::Consent::ask;
+  const sandbox::Sandbox waiting(nobodyComes);
   const Addresses config = server.cloudConfig();
   const std::string base = plain.baseUrl();
   writeConfig(place + "/http.json", config, uploadsTo(base + "/upload", base + "/upload"));
   writeConfig(place + "/stall.json", config, uploadsTo(base + "/opens-stall", base + "/stall"));
+  writeAddresses(place + "/waiting.json", waiting.cloudConfig());
   writeAddresses(place + "/services.json", {{"vimeoApi", base + "/vimeo"}});
   writeConfig(place + "/https.json", config,
               uploadsTo(secure.baseUrl() + "/upload", secure.baseUrl() + "/upload"));

@@ -3,5 +3,5 @@
 /// The most memory that this process ever held, in KiB.
 [[nodiscard]] long peakKiB();
 
-/// How often threads of this process that still run have waited and been woken.
+/// How often threads of this process have waited and been woken.
 [[nodiscard]] long wakeUps();

@@ -39,13 +39,13 @@ def server_limit(work):
 
 
 def memory(work):
-    """The most memory of a large upload beside that of a small one, and of all of them in MiB."""
-    small = work.make_hollow_file("small", 64 * MIB)
-    large = work.make_hollow_file("large", max(work.scaled(1024 * MIB), 128 * MIB))
-    pairs = in_turn(work.pairs, lambda: work.upload(large).told("kib"), lambda: work.upload(small).told("kib"))
+    """The most memory of uploads of all sizes, and how far it is apart among them, in MiB."""
+    sizes = [64, 128, 256] if work.is_quick else [64, 1024, 10240]
+    files = [work.make_hollow_file(f"hollow{size}", size * MIB) for size in sizes]
+    rounds = [[work.upload(file).told("kib") / 1024 for file in files] for _ in range(work.pairs)]
     return [
-        Result("memory", [one / other for one, other in pairs], 1.05),
-        Result("memory-mib", [kib / 1024 for pair in pairs for kib in pair], 18),
+        Result("memory-growth-mib", [max(peaks) - min(peaks) for peaks in rounds], 1),
+        Result("memory-mib", [peak for peaks in rounds for peak in peaks], 18),
     ]
 
 
@@ -88,18 +88,22 @@ def parallel(work):
 
 
 def idle(work):
-    """Wake-ups a second of an upload whose server stands still: without, and with, somebody who hears of bytes."""
+    """Wake-ups a second while nothing happens: of an upload whose server stands still, without and with somebody who
+    hears of bytes, and of a login whose user has not come back."""
     seconds = 2 if work.is_quick else 10
-
     file = work.make_hollow_file("stalled", 32 * MIB)
 
     def stalled(platform):
         return work.upload(file, server="stall", platform=platform, stalled=seconds).told("wakeups")
 
-    pairs = in_turn(work.pairs, lambda: stalled(YOUTUBE), lambda: stalled(TIKTOK))
+    def login():
+        command = [work.program("login_host"), work.path("waiting.json"), work.fresh_cache(), str(seconds)]
+        return Run(command).told("wakeups")
+
+    rounds = [(stalled(YOUTUBE), stalled(TIKTOK), login()) for _ in range(work.pairs)]
     return [
-        Result("idle", [silent for silent, _ in pairs], 2),
-        Result("idle-progress", [heard for _, heard in pairs], 45),
+        Result(name, list(figures), goal)
+        for name, figures, goal in zip(("idle", "idle-progress", "idle-login"), zip(*rounds), (2, 45, 2))
     ]
 
 
