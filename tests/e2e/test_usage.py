@@ -20,7 +20,18 @@ class Usage(HostTest):
     def test_help_lists_the_commands_and_is_no_error(self):
         result = self.run_program("--help")
         self.assertEqual(result.code, 0, result)
-        for command in ("login", "verify", "whoami", "logout", "upload", "albums", "media", "download", "sandbox"):
+        for command in (
+            "login",
+            "verify",
+            "whoami",
+            "logout",
+            "upload",
+            "albums",
+            "media",
+            "download",
+            "status",
+            "sandbox",
+        ):
             self.assertIn(command, result.out)
 
     def test_version(self):

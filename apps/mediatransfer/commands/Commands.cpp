@@ -21,6 +21,7 @@ int (*scriptCommand(Command command))(const Options&, Report&) {
     case Command::albums:
     case Command::media:
     case Command::download:
+    case Command::status:
     case Command::sandbox:
       break;
   }
@@ -42,6 +43,8 @@ int runCommand(const Options& options, Report& report) {
       return runLogout(options, report);
     case Command::upload:
       return runUpload(options, report);
+    case Command::status:
+      return runStatus(options, report);
     case Command::sandbox:
       return runSandbox(options, report);
     case Command::albums:

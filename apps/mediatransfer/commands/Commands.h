@@ -21,6 +21,7 @@ int runScriptVerify(const Options& options, Report& report);
 int runScriptWhoami(const Options& options, Report& report);
 int runScriptLogout(const Options& options, Report& report);
 int runScriptUpload(const Options& options, Report& report);
+int runStatus(const Options& options, Report& report);
 int runSandbox(const Options& options, Report& report);
 
 /// The command of the options.

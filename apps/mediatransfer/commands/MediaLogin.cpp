@@ -27,7 +27,7 @@ std::string callOf(const char* command, const Options& options) {
 }
 
 std::optional<ScriptLogin> storedLogin(const Options& options) {
-  const DataFolders folders = dataFolders(options.cacheDir, options.sandbox);
+  const DataFolders folders = dataFolders(options.cacheDir, options.profile, options.sandbox);
   KBL::setKeyStore(KBL::makeFileKeyStore(folders.key));
   return ScriptLogins(folders.cache, serviceName(options)).load();
 }

@@ -1,15 +1,25 @@
 #include "host/DataFolders.h"
 
 #include "options/Failure.h"
+#include "system/Utf8Path.h"
 #include <BsNet/cipher.h>
 #include <KblUtils/FileUtil.h>
 #include <KblUtils/Path.h>
+
+#include <filesystem>
+#include <set>
+#include <system_error>
 
 namespace host {
 
 namespace {
 
-DataFolders realFolders(const std::string& cacheDir) {
+/// Where the profiles of a cache have their folders.
+std::string profilesOf(const std::string& owner) {
+  return owner + "profiles/";
+}
+
+DataFolders realFolders(const std::string& cacheDir, const std::string& profile) {
   const std::string data = KBL::defaultKeyDirectory();
   const std::string usualCache = data + "/cache";
   if (cacheDir.empty() && data.empty()) {
@@ -18,16 +28,38 @@ DataFolders realFolders(const std::string& cacheDir) {
   const std::string wanted = cacheDir.empty() ? usualCache : cacheDir;
   const std::string cache =
       KBL::PathUtil::normalizeSlash(KBL::PathUtil::absolute(KBL::Path(wanted))).string();
-  if (!data.empty() && cache == usualCache) return {cache, data, data + "/sandbox"};
-  return {cache, cache + ".key", cache + ".sandbox"};
+  if (!data.empty() && cache == usualCache) {
+    const std::string own = profile.empty() ? data : profilesOf(data + "/") + profile;
+    return {own + "/cache", own, own + "/sandbox"};
+  }
+  const std::string own = profile.empty() ? cache : profilesOf(cache + ".") + profile;
+  return {own, own + ".key", own + ".sandbox"};
+}
+
+/// The folder of the profiles beside these folders, which are those without a name.
+std::string profilesBeside(const DataFolders& folders) {
+  const bool isUsual = folders.key + "/cache" == folders.cache;
+  return profilesOf(isUsual ? folders.key + "/" : folders.cache + ".");
 }
 
 }  // namespace
 
-DataFolders dataFolders(const std::string& cacheDir, bool standIns) {
-  const DataFolders real = realFolders(cacheDir);
+DataFolders dataFolders(const std::string& cacheDir, const std::string& profile, bool standIns) {
+  const DataFolders real = realFolders(cacheDir, profile);
   if (!standIns) return real;
   return {real.sandboxState + "/cache", real.sandboxState, real.sandboxState};
+}
+
+std::vector<std::string> knownProfiles(const std::string& cacheDir) {
+  std::set<std::string> names{""};
+  std::error_code error;
+  std::filesystem::directory_iterator entry(pathFromUtf8(profilesBeside(realFolders(cacheDir, ""))), error);
+  for (const std::filesystem::directory_iterator end; !error && entry != end; entry.increment(error)) {
+    const std::string name = utf8FromPath(entry->path().filename());
+    // Beside a cache of its own stand the folders of its key and its stand-ins, which may be there alone.
+    names.insert(name.substr(0, name.find('.')));
+  }
+  return {names.begin(), names.end()};
 }
 
 void makePrivateFolder(const std::string& path) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace host {
 
@@ -15,8 +16,13 @@ struct DataFolders {
 /// D/cache, the library's own key in D and the stand-ins in D/sandbox. Any other cache C has its key in C.key
 /// and its stand-ins in C.sandbox, so that two caches in one folder never meet. With `standIns` logins and
 /// key lie with the stand-ins, D/sandbox/cache and D/sandbox or their like, so that no login of theirs meets
-/// a real one. Throws Failure without a data folder.
-[[nodiscard]] DataFolders dataFolders(const std::string& cacheDir, bool standIns);
+/// a real one. A profile N has all of that in D/profiles/N, or C.profiles/N in place of C. Throws Failure
+/// without a data folder.
+[[nodiscard]] DataFolders dataFolders(const std::string& cacheDir, const std::string& profile, bool standIns);
+
+/// The profiles that have a folder, in the order of their names; the one without a name, which always is,
+/// first.
+[[nodiscard]] std::vector<std::string> knownProfiles(const std::string& cacheDir);
 
 /// Makes the folder with mode 0700 when it is missing; throws Failure when that fails.
 void makePrivateFolder(const std::string& path);

@@ -12,6 +12,7 @@
 #include "sandbox/Sandbox.h"
 #include "sandbox/ScriptServicesFile.h"
 #include "system/Environment.h"
+#include "system/Utf8Path.h"
 #include <BsCloudConfig/BsCloudConfig.h>
 #include <BsNet/BsInfoReader.h>
 #include <BsNet/INetworkClient.h>
@@ -25,6 +26,7 @@
 #include <KblUtils/CastByName.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <iostream>
 #include <stdexcept>
 
@@ -62,7 +64,8 @@ std::string textUnder(KBL::IBsInfoReader& record, const char* key) {
 Host::Host(const Options& options, Report& report, Servers servers)
     : options_(options),
       report_(report),
-      folders_(keepsData(options) ? dataFolders(options.cacheDir, options.sandbox) : DataFolders{}) {
+      folders_(keepsData(options) ? dataFolders(options.cacheDir, options.profile, options.sandbox)
+                                  : DataFolders{}) {
   installLog();
   if (options_.platform != nullptr) openFolders();
   if (servers == Servers::needed || (servers == Servers::optional && namesServers())) openServers();
@@ -75,6 +78,12 @@ Host::Host(const Options& options, Report& report, Servers servers)
 Host::~Host() {
   manager_.reset();
   if (transfersOpen_) teardownTransferEnv();
+}
+
+bool Host::hasLogins(const Options& options) {
+  const DataFolders folders = dataFolders(options.cacheDir, options.profile, options.sandbox);
+  std::error_code error;
+  return std::filesystem::exists(pathFromUtf8(folders.cache + "/" + loginFileName(options)), error);
 }
 
 void Host::openTransfers() {

@@ -43,6 +43,9 @@ class Host {
   Host(const Host&) = delete;
   Host& operator=(const Host&) = delete;
 
+  /// Whether there is a file of the platform's logins at all, which a host would make.
+  [[nodiscard]] static bool hasLogins(const Options& options);
+
   [[nodiscard]] KBL::IBsExternlMediaAuthorize& manager() { return *manager_; }
 
   /// Sets up what transfers need, until the host ends; once is enough. Transfers made afterwards must end

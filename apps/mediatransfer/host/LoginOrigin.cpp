@@ -52,6 +52,11 @@ void LoginOrigin::forget() const {
   KBL::FileUtil::remove(KBL::Path(path_));
 }
 
+std::string LoginOrigin::kept() const {
+  const std::set<std::string> servers = read();
+  return servers.size() == 1 ? *servers.begin() : std::string();
+}
+
 std::set<std::string> LoginOrigin::read() const {
   std::istringstream lines(contentsOf(path_));
   std::set<std::string> servers;

@@ -30,6 +30,8 @@ class LoginOrigin {
 
   /// Nobody is signed in any more.
   void forget() const;
+  /// As it is kept, for people; empty: not known, or in doubt.
+  [[nodiscard]] std::string kept() const;
 
  private:
   [[nodiscard]] std::set<std::string> read() const;

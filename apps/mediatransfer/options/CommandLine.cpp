@@ -49,6 +49,7 @@ bool takesPlatform(Command command) {
     case Command::albums:
     case Command::media:
     case Command::download:
+    case Command::status:
     case Command::sandbox:
       break;
   }
@@ -75,6 +76,7 @@ class Parser {
     addVerify();
     addUserCommand(Command::whoami, "whoami", "Show the user of PLATFORM who is signed in");
     addUserCommand(Command::logout, "logout", "Sign out of PLATFORM and forget the tokens");
+    addCommand(Command::status, "status", "Show who is signed in where, in all profiles");
     addUpload();
     addAlbums();
     addMedia();
@@ -107,6 +109,10 @@ class Parser {
         ->option_text("FILE")
         ->excludes(sandbox);
     app_.add_option("--cache-dir", options_.cacheDir, "Folder of the enciphered logins")->option_text("DIR");
+    app_.add_option("--profile", options_.profile,
+                    "Keep a further user apart, with logins and key of its own")
+        ->option_text("NAME")
+        ->envname("MEDIATRANSFER_PROFILE");
     app_.add_option("--proxy", options_.proxy, "http://, socks4:// or socks5://[USER:PASSWORD@]HOST:PORT")
         ->option_text("URL")
         ->envname("MEDIATRANSFER_PROXY");
@@ -309,6 +315,7 @@ class Parser {
     if (!consent_.empty() && !options_.sandbox && options_.command != Command::sandbox) {
       throw Failure(Exit::wrongUse, "--consent is for the stand-in servers; give --sandbox with it");
     }
+    checkProfile();
     if (takesPlatform(options_.command)) checkPlatform();
     for (const MediaService& service : mediaServices) {
       if (service.name == service_) options_.service = &service;
@@ -324,6 +331,23 @@ class Parser {
     if (app_.count("--app-id") > 0) options_.acceptedId = options_.appId;
     if (app_.count("--app-secret") > 0) options_.acceptedSecret = options_.appSecret;
     if (app_.count("--app-redirect") > 0) options_.acceptedRedirect = options_.appRedirect;
+  }
+
+  /// It names a folder, which no name may lead out of.
+  void checkProfile() {
+    constexpr std::size_t longest = 64;
+    std::string& name = options_.profile;
+    const bool isName =
+        name.size() <= longest && !name.starts_with('-') && std::all_of(name.begin(), name.end(), [](char c) {
+          return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' ||
+                 c == '_';
+        });
+    if (!isName) {
+      throw Failure(Exit::wrongUse,
+                    "the name of a profile has letters (a to z), digits, '-' and '_' alone, 64 at most, and "
+                    "no '-' at its beginning");
+    }
+    if (name == usualProfile) name.clear();
   }
 
   void checkPlatform() {

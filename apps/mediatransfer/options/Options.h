@@ -7,7 +7,10 @@
 
 namespace host {
 
-enum class Command { login, verify, whoami, logout, upload, albums, media, download, sandbox };
+/// How the profile without a name is called.
+inline constexpr const char* usualProfile = "default";
+
+enum class Command { login, verify, whoami, logout, upload, albums, media, download, status, sandbox };
 
 /// What the command line asked for. Texts are UTF-8; an empty text means "not given".
 struct Options {
@@ -18,6 +21,7 @@ struct Options {
   bool consentAsk = false;  ///< somebody clicks Allow or Deny on the stand-in's page
   std::string cloudConfigFile;
   std::string cacheDir;
+  std::string profile;  ///< whose logins; empty: those of nobody in particular
   std::string proxy;
   bool json = false;
   std::string logFile;

@@ -180,7 +180,8 @@ std::string detailOf(int code, const std::string& text) {
 }  // namespace
 
 std::string nextCall(const Options& options) {
-  return options.sandbox ? "mediatransfer --sandbox" : "mediatransfer";
+  return std::string("mediatransfer") + (options.sandbox ? " --sandbox" : "") +
+         (options.profile.empty() ? "" : " --profile " + options.profile);
 }
 
 std::string platformAndWay(const Options& options) {

@@ -9,7 +9,7 @@
 namespace host {
 
 /// How a next call of the program begins: with the stand-in servers if this one has them, whose logins are
-/// apart from all others.
+/// apart from all others, and with its profile.
 [[nodiscard]] std::string nextCall(const Options& options);
 /// The platform of the options with the way that was chosen for it, as it stands behind a command; empty
 /// without a platform.

@@ -19,6 +19,8 @@ namespace {
 
 constexpr std::size_t idColumn = 20;
 constexpr std::size_t typeColumn = 9;
+constexpr std::size_t profileColumn = 12;
+constexpr std::size_t platformColumn = 20;
 
 /// The text, filled up to the column's width, with two blanks behind it at least.
 std::string cell(const std::string& text, std::size_t width) {
@@ -91,6 +93,14 @@ class ConsoleReport final : public Report {
       case PersonNews::user:
         return details(person);
     }
+  }
+  void signedIn(const SignedIn& login) override {
+    if (rows_++ == 0) {
+      std::cout << cell("PROFILE", profileColumn) << cell("PLATFORM", platformColumn) << "USER\n";
+    }
+    std::cout << cell(singleLine(login.profile), profileColumn) << cell(login.platformAndWay, platformColumn)
+              << singleLine(personText(login.person)) << '\n'
+              << std::flush;
   }
   void uploadStarts(std::uint64_t bytes) override {
     progress_.emplace(bytes, Progress::Clock::now());

@@ -37,14 +37,14 @@ class JsonReport final : public Report {
   }
   void tokenChanged(const std::string& user) override { write(JsonLine("token_changed").text("user", user)); }
   void person(PersonNews news, const Person& person) override {
-    write(JsonLine(eventName(news))
-              .text("user", person.user)
-              .textIfKnown("account", person.account)
-              .textIfKnown("name", person.name)
-              .textIfKnown("first_name", person.firstName)
-              .textIfKnown("last_name", person.lastName)
-              .textIfKnown("account_uid", person.accountUid)
-              .textIfKnown("categories", person.categories));
+    JsonLine line(eventName(news));
+    write(addTo(line, person).textIfKnown("categories", person.categories));
+  }
+  void signedIn(const SignedIn& login) override {
+    JsonLine line("login");
+    line.text("profile", login.profile).text("platform", login.platform);
+    line.text("way", login.byScript ? "script" : "manager");
+    write(addTo(line, login.person).textIfKnown("server", login.server));
   }
   void uploadStarts(std::uint64_t) override {}
   void uploadProgress(int percent) override { write(JsonLine("progress").number("value", percent)); }
@@ -108,6 +108,14 @@ class JsonReport final : public Report {
   void done(int exitCode) override { write(JsonLine("done").number("exit", exitCode)); }
 
  private:
+  static JsonLine& addTo(JsonLine& line, const Person& person) {
+    return line.text("user", person.user)
+        .textIfKnown("account", person.account)
+        .textIfKnown("name", person.name)
+        .textIfKnown("first_name", person.firstName)
+        .textIfKnown("last_name", person.lastName)
+        .textIfKnown("account_uid", person.accountUid);
+  }
   static void write(const JsonLine& line) { std::cout << line.line() << std::flush; }
 };
 

@@ -19,6 +19,16 @@ enum class PersonNews {
   loggedOut
 };
 
+/// Somebody who is signed in, as `status` shows it.
+struct SignedIn {
+  std::string profile;
+  std::string platform;
+  std::string platformAndWay;  ///< as it stands behind a command
+  bool byScript = false;
+  Person person;
+  std::string server;  ///< that the login is from; empty: not known
+};
+
 /// Where the stand-in servers are and how a host finds them.
 struct SandboxPlaces {
   std::string url;
@@ -52,6 +62,7 @@ class Report {
   virtual void callbackUrl(const std::string& user, const std::string& url) = 0;
   virtual void tokenChanged(const std::string& user) = 0;
   virtual void person(PersonNews news, const Person& person) = 0;
+  virtual void signedIn(const SignedIn& login) = 0;
   /// An upload of `bytes` is about to start.
   virtual void uploadStarts(std::uint64_t bytes) = 0;
   virtual void uploadProgress(int percent) = 0;

@@ -103,10 +103,10 @@ TEST_F(LoginServers, WaitForTheLockHasAnEnd) {
 }
 
 TEST(DataFoldersOfStandIns, LieWithThem) {
-  const DataFolders real = dataFolders("/some/cache", false);
+  const DataFolders real = dataFolders("/some/cache", "", false);
   EXPECT_TRUE(real.cache.ends_with("/some/cache"));
   EXPECT_EQ(real.key, real.cache + ".key");
-  const DataFolders standIns = dataFolders("/some/cache", true);
+  const DataFolders standIns = dataFolders("/some/cache", "", true);
   EXPECT_EQ(standIns.sandboxState, real.sandboxState);
   EXPECT_EQ(standIns.sandboxState, real.cache + ".sandbox");
   EXPECT_EQ(standIns.cache, real.sandboxState + "/cache");
