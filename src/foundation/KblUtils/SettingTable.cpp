@@ -3,6 +3,7 @@
 #include "foundation/Texts.h"
 
 #include <algorithm>
+#include <cstring>
 #include <string_view>
 
 namespace KBL {
@@ -41,27 +42,26 @@ int SettingTable::store(const char* key, const char* value) {
   if (code != SQLITE_OK) return code;
   code = create();
   if (code != SQLITE_OK) return code;
-  code = connection_.query("INSERT INTO main." + quotedName_ +
-                               " (key, value) VALUES (?1, ?2)"
-                               " ON CONFLICT (key) DO UPDATE SET value = excluded.value",
-                           {key, value}, nullptr);
+  // What the key had goes first, so that the new value takes its pages and the file does not grow.
+  code =
+      connection_.query("REPLACE INTO main." + quotedName_ + " (key, value) VALUES (?1, ?2)", {key, value});
   if (code != SQLITE_DONE) return code;
   // A damaged file may take a value and not give it back.
-  std::optional<std::string> stored;
-  code = read(key, stored);
+  bool isKept = false;
+  code = readColumn(key, [&](const char* stored) { isKept = std::strcmp(stored, value) == 0; });
   if (code != SQLITE_OK) return code;
-  return stored == value ? transaction.commit() : SQLITE_CORRUPT;
+  return isKept ? transaction.commit() : SQLITE_CORRUPT;
 }
 
 int SettingTable::read(const char* key, std::optional<std::string>& value) {
   value.reset();
-  std::string text;
+  return readColumn(key, [&](const char* stored) { value = stored; });
+}
+
+int SettingTable::readColumn(const char* key, const SqliteConnection::Column& take) {
   const int code =
-      connection_.query("SELECT value FROM main." + quotedName_ + " WHERE key = ?1", {key}, &text);
-  if (code == SQLITE_DONE) return SQLITE_OK;
-  if (code != SQLITE_ROW) return code;
-  value = std::move(text);
-  return SQLITE_OK;
+      connection_.query("SELECT value FROM main." + quotedName_ + " WHERE key = ?1", {key}, take);
+  return code == SQLITE_DONE || code == SQLITE_ROW ? SQLITE_OK : code;
 }
 
 }  // namespace KBL

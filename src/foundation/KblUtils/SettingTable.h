@@ -25,6 +25,8 @@ class SettingTable {
   int read(const char* key, std::optional<std::string>& value);
 
  private:
+  int readColumn(const char* key, const SqliteConnection::Column& take);
+
   SqliteConnection& connection_;
   std::string quotedName_;
 };

@@ -11,6 +11,9 @@ namespace KBL {
 namespace {
 
 constexpr int largestValueBytes = 64 << 20;
+/// In KiB: some thousand users. What finds no room is written early, behind a sync of its own, and read
+/// again.
+constexpr const char* roomForPages = "PRAGMA cache_size=-16384";
 
 struct Finalize {
   void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
@@ -74,7 +77,7 @@ int SqliteConnection::setUp() {
   if (code == SQLITE_OK) code = leaveWriteAheadMode();
   // EXTRA also brings the end of the journal to the disk.
   for (const char* const pragma :
-       {"PRAGMA temp_store=MEMORY", "PRAGMA synchronous=EXTRA", "PRAGMA secure_delete=ON"}) {
+       {"PRAGMA temp_store=MEMORY", "PRAGMA synchronous=EXTRA", "PRAGMA secure_delete=ON", roomForPages}) {
     if (code == SQLITE_OK) code = apply(pragma);
   }
   return code;
@@ -124,21 +127,21 @@ int SqliteConnection::execute(const std::string& sql) {
 }
 
 int SqliteConnection::query(const std::string& sql, std::initializer_list<const char*> texts,
-                            std::string* firstColumn) {
+                            const Column& take) {
   sqlite3_stmt* prepared = nullptr;
   int code = sqlite3_prepare_v2(handle_.get(), sql.c_str(), -1, &prepared, nullptr);
   const UniqueStatement statement(prepared);
   if (code != SQLITE_OK) return code;
   int place = 0;
   for (const char* text : texts) {
-    code = sqlite3_bind_text(prepared, ++place, text, -1, SQLITE_TRANSIENT);
+    code = sqlite3_bind_text(prepared, ++place, text, -1, SQLITE_STATIC);
     if (code != SQLITE_OK) return code;
   }
   code = sqlite3_step(prepared);
-  if (code == SQLITE_ROW && firstColumn != nullptr) {
+  if (code == SQLITE_ROW && take) {
     const auto* const text = reinterpret_cast<const char*>(sqlite3_column_text(prepared, 0));
     if (text == nullptr && sqlite3_column_type(prepared, 0) != SQLITE_NULL) return SQLITE_NOMEM;
-    firstColumn->assign(textOrEmpty(text));
+    take(textOrEmpty(text));
   }
   return code;
 }

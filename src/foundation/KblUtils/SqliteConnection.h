@@ -3,6 +3,8 @@
 #include <sqlite3.h>
 
 #include <chrono>
+#include <functional>
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <utility>
@@ -30,9 +32,11 @@ class SqliteConnection {
 
   /// Runs statements that give no rows.
   int execute(const std::string& sql);
-  /// Runs one statement with bound texts, which may not be null; a row's first column goes to `*firstColumn`
-  /// if that is given. SQLITE_ROW or SQLITE_DONE on success.
-  int query(const std::string& sql, std::initializer_list<const char*> texts, std::string* firstColumn);
+  /// Takes a column's text, which is SQLite's and lasts as long as the call. A column without text is empty.
+  using Column = std::function<void(const char*)>;
+  /// Runs one statement with bound texts, which may not be null; `take` gets a row's first column, if it is
+  /// given. SQLITE_ROW or SQLITE_DONE on success.
+  int query(const std::string& sql, std::initializer_list<const char*> texts, const Column& take = {});
   /// Replaces all of this database by a copy of `source`, in one transaction.
   int copyFrom(SqliteConnection& source);
   /// True for a failure that lies in what the file holds or lacks, false for one that lies in the disk, the

@@ -117,7 +117,9 @@ TEST(SqliteGarbage, TriggersOfTheFileDoNotRun) {
   ASSERT_EQ(store(path, "first"), resultOk);
   runSql(
       path,
-      "CREATE TRIGGER spoil AFTER UPDATE ON AppSetting BEGIN UPDATE AppSetting SET value = 'spoiled'; END");
+      "CREATE TRIGGER spoilNew AFTER INSERT ON AppSetting BEGIN UPDATE AppSetting SET value = 'spoiled'; END;"
+      "CREATE TRIGGER spoilOld AFTER UPDATE ON AppSetting BEGIN UPDATE AppSetting SET value = 'spoiled'; "
+      "END");
 
   ASSERT_EQ(store(path, "second"), resultOk);
 

@@ -210,6 +210,17 @@ TEST(Sqlite, ReplacedValueIsNoLongerInTheFile) {
   EXPECT_EQ(directory.read("cache.db").find("SECRET-OF-YESTERDAY"), std::string::npos);
 }
 
+TEST(Sqlite, AValueTakesTheRoomOfTheFormerOne) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.file("cache.db");
+  ASSERT_EQ(store(path, std::string(3'000'000, 'x')), resultOk);
+  const auto size = std::filesystem::file_size(path);
+
+  ASSERT_EQ(store(path, std::string(3'000'001, 'y')), resultOk);
+
+  EXPECT_EQ(std::filesystem::file_size(path), size);
+}
+
 TEST(Sqlite, FileOfAnotherProgramInWriteAheadModeIsTakenOver) {
   const TemporaryDirectory directory;
   const std::string path = directory.file("cache.db");
