@@ -68,8 +68,7 @@ std::string generateUuid() {
 
 /// The file's users stand first. Memory is newer, so that it wins; who signed out meanwhile stays out.
 void mergeLateLoad(ManagerUsers& users, CacheEntries&& loaded) {
-  std::erase_if(
-      loaded, [&](const ExternlMediaCacheInfo& record) { return users.signedOut.contains(record.userUuid); });
+  std::erase_if(loaded, [&](const CacheEntry& user) { return users.signedOut.contains(user->userUuid); });
   loaded.insert(loaded.end(), users.entries.begin(), users.entries.end());
   removeInvalidCacheInfos(loaded);
   users.entries = std::move(loaded);
@@ -85,7 +84,7 @@ void AuthorizeCache::load(const char* cacheDir) {
   const CacheLoad load = loadCacheFile(cacheFilePath(directory.string(), state_.platform), list);
   state_.users.change([&](ManagerUsers& users) {
     users.cacheDir = directory.string();
-    for (const ExternlMediaCacheInfo& record : list) users.signedOut.erase(record.userUuid);
+    for (const CacheEntry& user : list) users.signedOut.erase(user->userUuid);
     users.entries = std::move(list);
     users.cacheUnread = !load.obstacle.empty();
   });
@@ -99,11 +98,11 @@ void AuthorizeCache::dealInvalidCacheData() {
   // An expired record stays on purpose: its refresh token may still be good.
   const auto nowSeconds = static_cast<std::int64_t>(TimeUtil::nowSinceEpoch() / 1000);
   const auto now = state_.users.read();
-  for (const ExternlMediaCacheInfo& record : now->entries) {
-    if (record.expiresTimeout >= nowSeconds) continue;
-    KBL_MANAGER_LOG(severityInfo, "dealInvalidCacheData",
-                    state_.logTag << " cache info expired:" << record.userUuid
-                                  << ",expireTime:" << record.expiresTimeout);
+  for (const CacheEntry& user : now->entries) {
+    if (user->expiresTimeout >= nowSeconds) continue;
+    KBL_MANAGER_LOG(
+        severityInfo, "dealInvalidCacheData",
+        state_.logTag << " cache info expired:" << user->userUuid << ",expireTime:" << user->expiresTimeout);
   }
 }
 
@@ -228,10 +227,9 @@ int AuthorizeCache::updateInfo(const std::string& uuid, IBsInfoReader* info) {
     if (signedOut) return;
     auto& list = users.entries;
     removeInvalidCacheInfos(list);
-    const auto place = std::find_if(list.begin(), list.end(), [&](const ExternlMediaCacheInfo& record) {
-      return record.userUuid == uuid;
-    });
-    if (place != list.end()) former = *place;
+    const auto place = std::find_if(list.begin(), list.end(),
+                                    [&](const CacheEntry& user) { return user->userUuid == uuid; });
+    if (place != list.end()) former = **place;
     merged = former;
     patch.apply(merged);
     place != list.end() ? void(*place = merged) : list.push_back(merged);

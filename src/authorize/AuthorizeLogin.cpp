@@ -90,7 +90,7 @@ std::string AuthorizeLogin::chooseUuid(const char* wantedUuid) {
     CacheEntries& list = users.entries;
     if (wantedUuid != nullptr && findCacheInfo(list, wantedUuid) != nullptr) return wantedUuid;
     if (list.empty()) list.push_back(prepared);
-    return list.back().userUuid;
+    return list.back()->userUuid;
   });
 }
 
@@ -141,9 +141,9 @@ void AuthorizeLogin::tellCallbackUrl(const std::string& uuid, const std::string&
 _Result AuthorizeLogin::cancel() try {
   KBL_MANAGER_LOG(severityInfo, "cancelLogin", state_.logTag << ", to cancelLogin");
   const auto users = state_.users.read();
-  for (const ExternlMediaCacheInfo& record : users->entries) {
-    state_.sessions.set(record.userUuid, &SessionFlags::finished, false);
-    state_.sessions.set(record.userUuid, &SessionFlags::canceled, true);
+  for (const CacheEntry& user : users->entries) {
+    state_.sessions.set(user->userUuid, &SessionFlags::finished, false);
+    state_.sessions.set(user->userUuid, &SessionFlags::canceled, true);
   }
   cancelLoginsOf("");
   return resultOk;

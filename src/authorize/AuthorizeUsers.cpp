@@ -75,7 +75,8 @@ std::string AuthorizeUsers::removeUser(const std::string& wanted) {
     const ExternlMediaCacheInfo* const found = findUserOrLast(list, wanted);
     if (found == nullptr) return {};
     std::string uuid = found->userUuid;
-    list.erase(list.begin() + (found - list.data()));
+    list.erase(
+        std::find_if(list.begin(), list.end(), [&](const CacheEntry& user) { return &*user == found; }));
     if (!uuid.empty()) users.signedOut.insert(uuid);
     return uuid;
   });

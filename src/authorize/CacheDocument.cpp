@@ -4,55 +4,101 @@
 
 #include <json/value.h>
 
+#include <cstdint>
 #include <memory>
+#include <string_view>
 #include <utility>
+#include <variant>
 
 namespace KBL {
 
 namespace {
 constexpr std::size_t cipherBlock = 16;
 
-struct TextRow {
-  const char* key;
-  std::string ExternlMediaCacheInfo::*field;
+using TextField = std::string ExternlMediaCacheInfo::*;
+using SecondsField = std::int64_t ExternlMediaCacheInfo::*;
+using NumberField = std::int32_t ExternlMediaCacheInfo::*;
+/// The moment of the save, for people who look into a file; never read back.
+struct SavedAt {};
+
+struct Row {
+  std::string_view key;
+  std::variant<TextField, SecondsField, NumberField, SavedAt> field;
 };
-constexpr TextRow textRows[] = {
-    {"third_access_token", &ExternlMediaCacheInfo::thirdAccessToken},
+/// The members of a user's object in the order in which they are written, which is that of their keys' bytes.
+constexpr Row rows[] = {
     {"access_token", &ExternlMediaCacheInfo::accessToken},
+    {"access_token_expires_in", &ExternlMediaCacheInfo::expiresIn},
+    {"access_token_expires_timeout", &ExternlMediaCacheInfo::expiresTimeout},
+    {"disk_name", &ExternlMediaCacheInfo::diskName},
+    {"disk_type", &ExternlMediaCacheInfo::diskType},
     {"refresh_token", &ExternlMediaCacheInfo::refreshToken},
+    {"save_date_time", SavedAt{}},
+    {"third_access_token", &ExternlMediaCacheInfo::thirdAccessToken},
     {"user_account", &ExternlMediaCacheInfo::userAccount},
+    {"user_account_uid", &ExternlMediaCacheInfo::userAccountUid},
+    {"user_avatar_local", &ExternlMediaCacheInfo::userAvatarLocal},
+    {"user_avatar_url", &ExternlMediaCacheInfo::userAvatarUrl},
     {"user_first_name", &ExternlMediaCacheInfo::userFirstName},
     {"user_last_name", &ExternlMediaCacheInfo::userLastName},
     {"user_nick_name", &ExternlMediaCacheInfo::userNickName},
-    {"user_avatar_local", &ExternlMediaCacheInfo::userAvatarLocal},
-    {"user_avatar_url", &ExternlMediaCacheInfo::userAvatarUrl},
-    {"video_categories", &ExternlMediaCacheInfo::videoCategories},
     {"user_uuid", &ExternlMediaCacheInfo::userUuid},
-    {"user_account_uid", &ExternlMediaCacheInfo::userAccountUid},
-    {"disk_name", &ExternlMediaCacheInfo::diskName},
+    {"video_categories", &ExternlMediaCacheInfo::videoCategories},
 };
 
-constexpr const char* expiresInKey = "access_token_expires_in";
-constexpr const char* expiresTimeoutKey = "access_token_expires_timeout";
-constexpr const char* diskTypeKey = "disk_type";
-constexpr const char* savedAtKey = "save_date_time";  // for people who look into a file; never read back
+/// Room that is taken for a user before the texts are known.
+constexpr std::size_t usualRecordBytes = 1024;
 
-Json::Value recordToJson(const ExternlMediaCacheInfo& record, const std::string& savedAt) {
-  Json::Value json(Json::objectValue);
-  for (const TextRow& row : textRows) json[row.key] = record.*row.field;
-  json[expiresInKey] = Json::Int64{record.expiresIn};
-  json[expiresTimeoutKey] = Json::Int64{record.expiresTimeout};
-  json[diskTypeKey] = record.diskType;
-  json[savedAtKey] = savedAt;
-  return json;
+/// Writes one user's members behind what has been written. No tree of values is built: with many users that
+/// costs more than all the rest of a save.
+class RecordWriter {
+ public:
+  RecordWriter(const ExternlMediaCacheInfo& record, const std::string& savedAt, std::string& out)
+      : record_(record), savedAt_(savedAt), out_(out) {}
+
+  void operator()(TextField field) { appendJsonText(out_, record_.*field); }
+  void operator()(SecondsField field) { out_ += std::to_string(record_.*field); }
+  void operator()(NumberField field) { out_ += std::to_string(record_.*field); }
+  void operator()(SavedAt) { appendJsonText(out_, savedAt_); }
+
+ private:
+  const ExternlMediaCacheInfo& record_;
+  const std::string& savedAt_;
+  std::string& out_;
+};
+
+void writeRecord(const ExternlMediaCacheInfo& record, const std::string& savedAt, std::string& out) {
+  RecordWriter writer(record, savedAt, out);
+  char before = '{';
+  for (const Row& row : rows) {
+    out += std::exchange(before, ',');
+    out += '"';
+    out += row.key;
+    out += "\":";
+    std::visit(writer, row.field);
+  }
+  out += '}';
 }
+
+class RecordReader {
+ public:
+  RecordReader(const Json::Value& json, const char* key, ExternlMediaCacheInfo& record)
+      : json_(json), key_(key), record_(record) {}
+
+  void operator()(TextField field) { record_.*field = jsonText(json_, key_); }
+  void operator()(SecondsField field) { record_.*field = jsonInt64(json_, key_); }
+  void operator()(NumberField field) { record_.*field = jsonInt(json_, key_); }
+  void operator()(SavedAt) {}
+
+ private:
+  const Json::Value& json_;
+  const char* key_;
+  ExternlMediaCacheInfo& record_;
+};
 
 ExternlMediaCacheInfo recordFromJson(const Json::Value& json) {
   ExternlMediaCacheInfo record;
-  for (const TextRow& row : textRows) record.*row.field = jsonText(json, row.key);
-  record.expiresIn = jsonInt64(json, expiresInKey);
-  record.expiresTimeout = jsonInt64(json, expiresTimeoutKey);
-  record.diskType = jsonInt(json, diskTypeKey);
+  for (const Row& row : rows) std::visit(RecordReader(json, row.key.data(), record), row.field);
   return record;
 }
 
@@ -69,9 +115,16 @@ std::string decipher(const std::string& text, const CipherKey& key) {
 }  // namespace
 
 std::string cacheDocument(const CacheEntries& list, const std::string& savedAt) {
-  Json::Value root;
-  for (const ExternlMediaCacheInfo& record : list) root.append(recordToJson(record, savedAt));
-  return compactJson(root);
+  if (list.empty()) return "null\n";
+  std::string document;
+  document.reserve(list.size() * usualRecordBytes);
+  char before = '[';
+  for (const CacheEntry& user : list) {
+    document += std::exchange(before, ',');
+    writeRecord(*user, savedAt, document);
+  }
+  document += "]\n";
+  return document;
 }
 
 std::string padCacheDocument(std::string document) {
@@ -80,16 +133,14 @@ std::string padCacheDocument(std::string document) {
   return document;
 }
 
-std::optional<std::string> sealCacheDocument(const std::string& padded, const CipherKey& key) {
+std::optional<std::string> sealCacheDocument(std::string padded, const CipherKey& key) {
   if (padded.size() > maxCacheTextSize / 2) return std::nullopt;
-  std::string sealed(padded.size() + 1, '\0');
-  if (key.encrypt(padded.c_str(), sealed.data(), static_cast<unsigned>(padded.size())) != resultOk) {
+  if (key.encrypt(padded.data(), padded.data(), static_cast<unsigned>(padded.size())) != resultOk) {
     return std::nullopt;
   }
-  std::string digits(2 * padded.size() + 1, '\0');
-  Bytes2HexStr(reinterpret_cast<unsigned char*>(sealed.data()), static_cast<int>(padded.size()),
+  std::string digits(2 * padded.size(), '\0');
+  Bytes2HexStr(reinterpret_cast<unsigned char*>(padded.data()), static_cast<int>(padded.size()),
                reinterpret_cast<unsigned char*>(digits.data()));
-  digits.pop_back();
   return digits;
 }
 

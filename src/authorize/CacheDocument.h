@@ -22,7 +22,7 @@ inline constexpr std::size_t maxCacheTextSize = 64U << 20;
 /// document by its last ']', so the padding carries no length; both are required as they stand.
 [[nodiscard]] std::string padCacheDocument(std::string document);
 /// Enciphers a padded document into hexadecimal digits; nothing when the cipher fails.
-[[nodiscard]] std::optional<std::string> sealCacheDocument(const std::string& padded, const CipherKey& key);
+[[nodiscard]] std::optional<std::string> sealCacheDocument(std::string padded, const CipherKey& key);
 
 /// Reads the text of a setting back. Nothing unless it holds a JSON array, which may be empty.
 [[nodiscard]] std::optional<CacheEntries> openCacheText(const std::string& text, const CipherKey& key);

@@ -8,7 +8,10 @@
 #include <KblUtils/Path.h>
 #include <KblUtils/TimeUtil.h>
 
-#include <set>
+#include <algorithm>
+#include <memory_resource>
+#include <string_view>
+#include <unordered_set>
 #include <utility>
 
 namespace KBL {
@@ -84,13 +87,13 @@ bool saveCacheFile(const std::string& path, const CacheEntries& list, const Cach
 }
 
 void removeInvalidCacheInfos(CacheEntries& list) {
-  std::set<std::string> seen;
-  for (std::size_t next = list.size(); next > 0; --next) {
-    const std::size_t index = next - 1;
-    const std::string& uuid = list[index].userUuid;
-    if (uuid.empty() || !seen.insert(uuid).second)
-      list.erase(list.begin() + static_cast<std::ptrdiff_t>(index));
-  }
+  // From the tail, so that the last of several stays.
+  std::pmr::monotonic_buffer_resource room;
+  std::pmr::unordered_set<std::string_view> seen(list.size(), &room);
+  const auto isInvalid = [&](const CacheEntry& user) {
+    return user->userUuid.empty() || !seen.insert(user->userUuid).second;
+  };
+  list.erase(list.begin(), std::remove_if(list.rbegin(), list.rend(), isInvalid).base());
 }
 
 }  // namespace KBL

@@ -104,4 +104,20 @@ std::string compactJson(const Json::Value& value) {
   return Json::writeString(builder, value) + "\n";
 }
 
+void appendJsonText(std::string& document, const std::string& text) {
+  const auto escaped = std::count_if(text.begin(), text.end(), [](char letter) {
+    return letter < ' ' || letter > '~' || letter == '"' || letter == '\\';
+  });
+  if (escaped == 0) {
+    document += '"';
+    document += text;
+    document += '"';
+  } else if (text.find('\0') == std::string::npos) {
+    document += Json::valueToQuotedString(text.c_str());
+  } else {
+    document += compactJson(text);
+    document.pop_back();  // the line feed
+  }
+}
+
 }  // namespace KBL

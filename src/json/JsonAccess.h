@@ -56,6 +56,8 @@ enum class JsonOutcome {
 
 /// The compact text of `value`, ended by a line feed.
 [[nodiscard]] std::string compactJson(const Json::Value& value);
+/// Adds a text in quotes, as `compactJson` writes it, to a document.
+void appendJsonText(std::string& document, const std::string& text);
 
 /// Bytes of memory that the values of a JSON text take once they are parsed: an upper bound, counted in one
 /// pass, without building anything. A text that is no JSON gets the bound of what a parser builds of it

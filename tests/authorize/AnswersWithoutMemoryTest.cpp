@@ -148,7 +148,7 @@ TEST_F(AnswersWithoutMemory, ATokenThatWasStoredIsTold) {
     const bool stored = user(user1).thirdAccessToken == "a new third token";
     EXPECT_EQ(counting.tokens, stored ? 1 : 0);
     const CacheEntries file = storedUsers();
-    if (stored && (file.empty() || file[0].thirdAccessToken != "a new third token")) wasStoredUnsaved = true;
+    if (stored && (file.empty() || file[0]->thirdAccessToken != "a new third token")) wasStoredUnsaved = true;
     AuthorizeTestAccess::setEntries(*manager, {});
     (void)manager->updateInfo("other", makeInfo(infoTypeMixed).get());
   });

@@ -1,11 +1,15 @@
 #include "authorize/CacheDocument.h"
 #include "authorize/ManagerFixture.h"
+#include "json/JsonAccess.h"
 #include "support/Seed.h"
 #include <BsNet/cipher.h>
 
 #include <gtest/gtest.h>
 #include <json/reader.h>
 #include <json/value.h>
+
+#include <cstdint>
+#include <limits>
 
 using namespace KBL;
 
@@ -84,6 +88,22 @@ TEST_F(CacheDocument, IsCompactAndEndsWithALineFeed) {
   EXPECT_EQ(text.substr(0, 2), "[{");
 }
 
+TEST_F(CacheDocument, IsWhatTheCompactWriterMakesOfIt) {
+  ExternlMediaCacheInfo least;
+  least.expiresIn = std::numeric_limits<std::int64_t>::min();
+  least.expiresTimeout = std::numeric_limits<std::int64_t>::max();
+  least.diskType = std::numeric_limits<std::int32_t>::min();
+  least.userNickName = std::string("\0\x1f\x7f\xff\"\\", 6);
+  const std::string text = cacheDocument({fullRecord(), least, {}}, "2024/01/02 03:04:05");
+  Json::Value root;
+  ASSERT_TRUE(Json::Reader().parse(text, root));
+  ASSERT_EQ(root.size(), 3U);
+  EXPECT_EQ(root[1]["access_token_expires_in"].asInt64(), least.expiresIn);
+  EXPECT_EQ(root[1]["access_token_expires_timeout"].asInt64(), least.expiresTimeout);
+  EXPECT_EQ(root[1]["disk_type"].asInt(), least.diskType);
+  EXPECT_EQ(compactJson(root), text);
+}
+
 TEST_F(CacheDocument, OfAnEmptyListIsNull) {
   EXPECT_EQ(cacheDocument({}, "now"), "null\n");
 }
@@ -92,7 +112,7 @@ TEST_F(CacheDocument, EveryFieldSurvivesSealingAndOpening) {
   const auto list = opened(sealed(padCacheDocument(cacheDocument({fullRecord(), {}}, "now"))));
   ASSERT_TRUE(list.has_value());
   ASSERT_EQ(list->size(), 2U);
-  const ExternlMediaCacheInfo& record = list->front();
+  const ExternlMediaCacheInfo& record = *list->front();
   const ExternlMediaCacheInfo expected = fullRecord();
   EXPECT_EQ(record.thirdAccessToken, expected.thirdAccessToken);
   EXPECT_EQ(record.accessToken, expected.accessToken);
@@ -120,7 +140,7 @@ TEST_F(CacheDocument, ThirtyTwoBytesTakeNoPaddingAndStillLoad) {
   EXPECT_EQ(text.size(), 64U);
   const auto list = opened(text);
   ASSERT_TRUE(list.has_value());
-  EXPECT_EQ(list->at(0).userUuid, "0123456789abcd");
+  EXPECT_EQ(list->at(0)->userUuid, "0123456789abcd");
 }
 
 TEST_F(CacheDocument, ThirtyThreeBytesTakeFifteenOnes) {
@@ -148,7 +168,7 @@ TEST_F(CacheDocument, AnEmptyTextHoldsNoDocument) {
 TEST_F(CacheDocument, DamagedPaddingBehindTheLastBracketIsIgnored) {
   const auto list = opened(sealed(padCacheDocument("[{\"user_uuid\":\"u\"}]garbage {{{ \"\n")));
   ASSERT_TRUE(list.has_value());
-  EXPECT_EQ(list->at(0).userUuid, "u");
+  EXPECT_EQ(list->at(0)->userUuid, "u");
 }
 
 TEST_F(CacheDocument, AnEmptyArrayIsAnEmptyList) {
@@ -170,11 +190,11 @@ TEST_F(CacheDocument, MissingAndWronglyTypedMembersReadAsEmptyAndZero) {
       R"([{"access_token":7,"access_token_expires_in":"x","disk_type":[],"user_uuid":{"a":1}},3,null])")));
   ASSERT_TRUE(list.has_value());
   ASSERT_EQ(list->size(), 3U);
-  for (const ExternlMediaCacheInfo& record : *list) {
-    EXPECT_EQ(record.accessToken, "");
-    EXPECT_EQ(record.expiresIn, 0);
-    EXPECT_EQ(record.diskType, 0);
-    EXPECT_EQ(record.userUuid, "");
+  for (const CacheEntry& record : *list) {
+    EXPECT_EQ(record->accessToken, "");
+    EXPECT_EQ(record->expiresIn, 0);
+    EXPECT_EQ(record->diskType, 0);
+    EXPECT_EQ(record->userUuid, "");
   }
 }
 
@@ -187,7 +207,7 @@ TEST_F(CacheDocument, ATokenOfAHundredThousandCharactersSurvives) {
   record.thirdAccessToken = std::string(100'000, 't');
   const auto list = opened(sealed(padCacheDocument(cacheDocument({record}, "now"))));
   ASSERT_TRUE(list.has_value());
-  EXPECT_TRUE(list->at(0).thirdAccessToken == record.thirdAccessToken);
+  EXPECT_TRUE(list->at(0)->thirdAccessToken == record.thirdAccessToken);
 }
 
 TEST_F(CacheDocument, RandomDigitsNeverBreakTheReader) {

@@ -67,8 +67,8 @@ TEST_F(CacheFile, WhatIsSavedIsLoadedInOrder) {
   CacheEntries list;
   ASSERT_TRUE(loadCacheFile(path(), list));
   ASSERT_EQ(list.size(), 2U);
-  EXPECT_EQ(list[0].userUuid, "a");
-  EXPECT_EQ(list[1].userUuid, "b");
+  EXPECT_EQ(list[0]->userUuid, "a");
+  EXPECT_EQ(list[1]->userUuid, "b");
 }
 
 TEST_F(CacheFile, IsKeptUnderItsNames) {
@@ -86,13 +86,14 @@ TEST_F(CacheFile, TwoRecordsOfOneUserLoadAsTwo) {
   CacheEntries list;
   ASSERT_TRUE(loadCacheFile(path(), list));
   ASSERT_EQ(list.size(), 3U);
-  EXPECT_EQ(list[0].userNickName, "0");
-  EXPECT_EQ(list[2].userNickName, "2");
+  EXPECT_EQ(list[0]->userNickName, "0");
+  EXPECT_EQ(list[2]->userNickName, "2");
 }
 
 TEST_F(CacheFile, HoldsNoPlainSecret) {
-  CacheEntries list = listOf({"a"});
-  list[0].refreshToken = "a-refresh-token-in-plain-text";
+  ExternlMediaCacheInfo user;
+  user.refreshToken = "a-refresh-token-in-plain-text";
+  const CacheEntries list = {user};
   ASSERT_TRUE(saveCacheFile(path(), list));
   EXPECT_EQ(directory.read("ema_youtube_cache.db").find("a-refresh-token"), std::string::npos);
 }
@@ -120,7 +121,7 @@ TEST_F(CacheFile, ATruncatedFileDoesNotLoadAndTheNextSaveReplacesIt) {
   EXPECT_FALSE(loadCacheFile(path(), list));
   ASSERT_TRUE(saveCacheFile(path(), listOf({"b"})));
   ASSERT_TRUE(loadCacheFile(path(), list));
-  EXPECT_EQ(list[0].userUuid, "b");
+  EXPECT_EQ(list[0]->userUuid, "b");
 }
 
 TEST_F(CacheFile, ASettingOfSeventeenDigitsDoesNotLoad) {
@@ -168,14 +169,14 @@ TEST(CacheCleaning, DeletesRecordsWithoutUuid) {
   CacheEntries list = listOf({"", "a", ""});
   removeInvalidCacheInfos(list);
   ASSERT_EQ(list.size(), 1U);
-  EXPECT_EQ(list[0].userUuid, "a");
+  EXPECT_EQ(list[0]->userUuid, "a");
 }
 
 TEST(CacheCleaning, OfTwoWithOneUuidTheLaterStays) {
   CacheEntries list = listOf({"a", "b", "a"});
   removeInvalidCacheInfos(list);
   ASSERT_EQ(list.size(), 2U);
-  EXPECT_EQ(list[0].userUuid, "b");
-  EXPECT_EQ(list[1].userUuid, "a");
-  EXPECT_EQ(list[1].userNickName, "2");
+  EXPECT_EQ(list[0]->userUuid, "b");
+  EXPECT_EQ(list[1]->userUuid, "a");
+  EXPECT_EQ(list[1]->userNickName, "2");
 }

@@ -31,7 +31,7 @@ TEST(CacheKill, AKilledSaveLeavesAWholeListAndTheNextSaveWorks) {
     KBL::CacheEntries list;
     ASSERT_TRUE(KBL::loadCacheFile(path, list));
     ASSERT_EQ(list.size(), 20U);
-    for (const auto& record : list) EXPECT_EQ(record.userNickName, list.front().userNickName);
+    for (const auto& record : list) EXPECT_EQ(record->userNickName, list.front()->userNickName);
     ASSERT_TRUE(KBL::saveCacheFile(path, list));
   }
   KBL::setKeyStore(nullptr);

@@ -31,7 +31,7 @@ constexpr auto slack = 20s;
 
 std::vector<std::string> uuidsOf(const CacheEntries& list) {
   std::vector<std::string> uuids;
-  for (const ExternlMediaCacheInfo& record : list) uuids.push_back(record.userUuid);
+  for (const CacheEntry& record : list) uuids.push_back(record->userUuid);
   return uuids;
 }
 
@@ -421,7 +421,7 @@ TEST_F(CacheObstacle, SavesThatANewerOneCoversAreThatOne) {
     EXPECT_TRUE(waitUntil([&] {
       const CacheEntries list = context().cacheEntries;
       return std::all_of(list.begin(), list.end(),
-                         [](const auto& one) { return one.userNickName == "covered"; });
+                         [](const auto& one) { return one->userNickName == "covered"; });
     }));
   }
   for (std::thread& thread : threads) thread.join();
@@ -430,6 +430,6 @@ TEST_F(CacheObstacle, SavesThatANewerOneCoversAreThatOne) {
   EXPECT_LE(writesOf(cacheFile()) - before, saves / 4);
   const CacheEntries stored = storedUsers();
   EXPECT_EQ(stored.size(), static_cast<std::size_t>(saves));
-  for (const ExternlMediaCacheInfo& record : stored) EXPECT_EQ(record.userNickName, "covered");
+  for (const CacheEntry& record : stored) EXPECT_EQ(record->userNickName, "covered");
   EXPECT_EQ(savesThat("OK"), static_cast<std::size_t>(saves));
 }

@@ -147,7 +147,7 @@ TEST_F(CancelLogin, CancelBeforeAGoodPollTellsOfTheStoredTokenAlone) {
   ASSERT_TRUE(runUntil([&] { return requestsAlive() == 0; }));
   EXPECT_EQ(host.events(HostEvent::tokenChanged).size(), 1U);
   EXPECT_EQ(host.events().size(), 2U);
-  EXPECT_EQ(context().cacheEntries.at(0).thirdAccessToken, "third-1");
+  EXPECT_EQ(context().cacheEntries.at(0)->thirdAccessToken, "third-1");
 }
 
 TEST_F(CancelLogin, CancelInACallbackKeepsTheAddressFromTheNextOne) {

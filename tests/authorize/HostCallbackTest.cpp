@@ -197,7 +197,7 @@ TEST_F(HostCallbacks, ATokenOnItsWayToTheFileArrivesThoughTheLastReleaseComesMea
   EXPECT_TRUE(host.events().empty());
   const auto stored = storedUsers();
   ASSERT_EQ(stored.size(), 1U);
-  EXPECT_EQ(stored[0].thirdAccessToken, "renewed");
+  EXPECT_EQ(stored[0]->thirdAccessToken, "renewed");
 }
 
 TEST_F(HostCallbacks, TakingOneAwayWaitsForItsRunningCall) {
@@ -258,7 +258,7 @@ TEST_F(HostCallbacks, ALoginWhoseEveryCallThrowsIsStoredAllTheSame) {
   ASSERT_EQ(manager->toExternlMediaAuth(info.get()), resultOk);
   ASSERT_TRUE(runUntil([&] { return host.events(HostEvent::callbackUrl).size() == 1; }));
   ASSERT_EQ(storedUsers().size(), 1U);
-  EXPECT_EQ(storedUsers()[0].thirdAccessToken, "third-1");
+  EXPECT_EQ(storedUsers()[0]->thirdAccessToken, "third-1");
   for (const HostEvent& event : host.events()) EXPECT_EQ(event.code, 0) << event.text;
   EXPECT_EQ(host.events().size(), 4U);
   EXPECT_TRUE(waitUntil(

@@ -76,7 +76,7 @@ TEST_F(Login, StoresTheUserAndTellsTheHostInOrder) {
   EXPECT_EQ(events[3].text, "http://fake.test/done");
 
   ASSERT_EQ(context().cacheEntries.size(), 1U);
-  const ExternlMediaCacheInfo record = context().cacheEntries[0];
+  const ExternlMediaCacheInfo record = *context().cacheEntries[0];
   EXPECT_EQ(record.thirdAccessToken, "third-1");
   EXPECT_EQ(record.refreshToken, "refresh-1");
   EXPECT_EQ(record.accessToken, "account-token");
@@ -88,7 +88,7 @@ TEST_F(Login, StoresTheUserAndTellsTheHostInOrder) {
     EXPECT_EQ(event.uuid, event.kind == HostEvent::response ? "" : record.userUuid);
   }
   ASSERT_EQ(storedUsers().size(), 1U);
-  EXPECT_EQ(storedUsers()[0].videoCategories, "Film|");
+  EXPECT_EQ(storedUsers()[0]->videoCategories, "Film|");
 
   const auto proxy = AuthorizeTestAccess::tokenProxy(*manager, record.userUuid);
   ASSERT_NE(proxy, nullptr);
@@ -113,7 +113,7 @@ TEST_F(Login, CallbacksDoNotComeOnTheHostsThread) {
 TEST_F(Login, OnAnEmptyCacheMakesOneRecordUnderAFreshUuid) {
   start({{ExternlMediaLoginCharKey::platformId, "0"}, {ExternlMediaLoginCharKey::userSessionId, "my-own"}});
   ASSERT_EQ(context().cacheEntries.size(), 1U);
-  const std::string uuid = context().cacheEntries[0].userUuid;
+  const std::string uuid = context().cacheEntries[0]->userUuid;
   EXPECT_EQ(uuid.size(), 36U);
   EXPECT_EQ(host.events()[0].uuid, uuid);
   EXPECT_TRUE(logger->hasLine(tag + ", uuid: " + uuid));
@@ -175,7 +175,7 @@ TEST_F(TiktokLogin, AsksForTwoScopesAsAnArray) {
   start();
   EXPECT_NE(sessionBody().find("\"scope\":[\"user.info.basic\",\"video.upload\"]"), std::string::npos);
   finish();
-  EXPECT_EQ(context().cacheEntries.at(0).userAccountUid, "tt-id");
+  EXPECT_EQ(context().cacheEntries.at(0)->userAccountUid, "tt-id");
   EXPECT_EQ(host.events(HostEvent::response).size(), 1U);
 }
 
@@ -183,7 +183,7 @@ TEST_F(DouyinLogin, AsksForItsTwoScopes) {
   start();
   EXPECT_NE(sessionBody().find("\"scope\":[\"user_info\",\"renew_refresh_token\"]"), std::string::npos);
   finish();
-  EXPECT_EQ(context().cacheEntries.at(0).userAccountUid, "dy-id");
+  EXPECT_EQ(context().cacheEntries.at(0)->userAccountUid, "dy-id");
   EXPECT_EQ(host.events(HostEvent::response).size(), 1U);
 }
 
@@ -192,7 +192,7 @@ TEST_F(VimeoLogin, HasNoScopeAndNoProfile) {
   EXPECT_EQ(sessionBody().find("scope"), std::string::npos);
   finish();
   EXPECT_TRUE(host.events(HostEvent::response).empty());
-  EXPECT_EQ(context().cacheEntries.at(0).thirdAccessToken, "third-1");
+  EXPECT_EQ(context().cacheEntries.at(0)->thirdAccessToken, "third-1");
 }
 
 TEST_F(Login, AProfileWithoutRefreshTokenReportsNoSuccess) {
@@ -294,7 +294,7 @@ TEST_F(Login, AFlaggedSessionEndsThePollingAsItsFlagSays) {
   start();
   SessionFlags flags;
   flags.canceled = true;
-  AuthorizeTestAccess::putSession(*manager, context().cacheEntries[0].userUuid, flags);
+  AuthorizeTestAccess::putSession(*manager, context().cacheEntries[0]->userUuid, flags);
   ASSERT_TRUE(runUntil([&] { return !logger->linesWith("third_share, user canceled,use ms: ").empty(); }));
   manager->cancelLogin();
   ASSERT_TRUE(runUntil([&] { return requestsAlive() == 0; }));
@@ -325,8 +325,8 @@ TEST_F(Login, ATokenOfAHundredThousandCharactersSurvivesTheWholeFlow) {
                               R"(","refresh_token":"r","open_id":"o","expires_in":3600}})");
   start();
   finish();
-  const auto record = context().cacheEntries.at(0);
+  const auto record = *context().cacheEntries.at(0);
   EXPECT_TRUE(record.thirdAccessToken == token);
-  EXPECT_TRUE(storedUsers().at(0).thirdAccessToken == token);
+  EXPECT_TRUE(storedUsers().at(0)->thirdAccessToken == token);
   EXPECT_TRUE(manager->accessToken(record.userUuid) == std::string(8192, 't'));
 }

@@ -14,7 +14,7 @@ class Logout : public ManagerFixture {
 
   [[nodiscard]] std::vector<std::string> uuids() const {
     std::vector<std::string> found;
-    for (const auto& record : context().cacheEntries) found.push_back(record.userUuid);
+    for (const auto& record : context().cacheEntries) found.push_back(record->userUuid);
     return found;
   }
 };
@@ -36,7 +36,7 @@ TEST_F(Logout, WithoutUuidRemovesTheLastUserAndNoOther) {
     EXPECT_EQ(manager->logout(uuid), resultOk);
     EXPECT_EQ(uuids(), std::vector<std::string>{"a"});
     ASSERT_EQ(storedUsers().size(), 1U);
-    EXPECT_EQ(storedUsers()[0].userUuid, "a");
+    EXPECT_EQ(storedUsers()[0]->userUuid, "a");
   }
   EXPECT_TRUE(host.events().empty());
 }

@@ -179,7 +179,11 @@ void ManagerFixture::startHeldRefresh(const std::string& uuid) {
   ASSERT_TRUE(proxy(uuid)->refreshing());
   // However far the clock had to go, the login is good for an hour from here.
   auto entries = context().cacheEntries;
-  for (auto& entry : entries) entry.expiresTimeout = nowSeconds() + 3600;
+  for (CacheEntry& entry : entries) {
+    ExternlMediaCacheInfo later = *entry;
+    later.expiresTimeout = nowSeconds() + 3600;
+    entry = std::move(later);
+  }
   AuthorizeTestAccess::setEntries(*manager, entries);
 }
 

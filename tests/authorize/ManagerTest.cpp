@@ -109,9 +109,9 @@ TEST_F(Manager, InitReadsTheUsersAndCleansThem) {
   manager->init(directory.file("cache").c_str(), 0);
   const CacheEntries list = context().cacheEntries;
   ASSERT_EQ(list.size(), 2U);
-  EXPECT_EQ(list[0].userUuid, "b");
-  EXPECT_EQ(list[1].userUuid, "a");
-  EXPECT_EQ(list[1].expiresTimeout, nowSeconds() + 20);
+  EXPECT_EQ(list[0]->userUuid, "b");
+  EXPECT_EQ(list[1]->userUuid, "a");
+  EXPECT_EQ(list[1]->expiresTimeout, nowSeconds() + 20);
   EXPECT_TRUE(logger->hasLine(tag + ", load cacheOK"));
 }
 

@@ -89,7 +89,7 @@ INSTANTIATE_TEST_SUITE_P(Platforms, OpenIdLogin, testing::ValuesIn(openIdPlatfor
 TEST_P(OpenIdLogin, StoresTheUserUnderTheOpenIdAndAsksForNoCategories) {
   sandbox.setPollsBeforeConsent(2);
   signInHere();
-  const auto record = context().cacheEntries.at(0);
+  const auto record = *context().cacheEntries.at(0);
   const auto person = sandbox.users().front();
   EXPECT_EQ(record.diskType, GetParam().platform);
   EXPECT_EQ(record.diskName, platformName(GetParam().platform));
@@ -110,20 +110,20 @@ TEST_P(OpenIdLogin, StoresTheUserUnderTheOpenIdAndAsksForNoCategories) {
 
 TEST_P(OpenIdLogin, ASecondLifeOfTheManagerFindsAndVerifiesTheUser) {
   signInHere();
-  const auto before = context().cacheEntries.at(0);
+  const auto before = *context().cacheEntries.at(0);
   EXPECT_TRUE(std::filesystem::exists(directory.file(GetParam().cacheFile)));
   releaseManager();
   makeManager();
   useSecret(*manager, "sandbox-app-secret");
   ASSERT_EQ(context().cacheEntries.size(), 1U);
-  EXPECT_EQ(context().cacheEntries[0].userUuid, before.userUuid);
-  EXPECT_EQ(context().cacheEntries[0].userAccountUid, before.userAccountUid);
-  EXPECT_EQ(context().cacheEntries[0].userNickName, before.userNickName);
+  EXPECT_EQ(context().cacheEntries[0]->userUuid, before.userUuid);
+  EXPECT_EQ(context().cacheEntries[0]->userAccountUid, before.userAccountUid);
+  EXPECT_EQ(context().cacheEntries[0]->userNickName, before.userNickName);
   EXPECT_EQ(manager->toVerifyAccessToken(""), resultOk);
   ASSERT_TRUE(host.waitFor(HostEvent::response, 2));
   EXPECT_EQ(host.events(HostEvent::response)[1].code, 0);
-  EXPECT_NE(context().cacheEntries.at(0).thirdAccessToken, before.thirdAccessToken);
-  EXPECT_EQ(context().cacheEntries.at(0).userAccountUid, before.userAccountUid);
+  EXPECT_NE(context().cacheEntries.at(0)->thirdAccessToken, before.thirdAccessToken);
+  EXPECT_EQ(context().cacheEntries.at(0)->userAccountUid, before.userAccountUid);
 }
 
 TEST_P(OpenIdLogin, ALogoutEmptiesTheFile) {
@@ -149,7 +149,7 @@ TEST_F(SandboxLogin, SignsInAfterTwoPendingPolls) {
   sandbox.setPollsBeforeConsent(2);
   signInAtYoutube();
   EXPECT_EQ(sandbox.requestCount(sandbox::Route::code), 3U);
-  const auto record = context().cacheEntries.at(0);
+  const auto record = *context().cacheEntries.at(0);
   const auto state = sandbox.token(record.thirdAccessToken);
   ASSERT_TRUE(state.has_value());
   EXPECT_EQ(state->openId, record.userAccountUid);
@@ -160,7 +160,7 @@ TEST_F(SandboxLogin, SignsInAfterTwoPendingPolls) {
 
 TEST_F(SandboxLogin, VerifiesInASecondLifeOfTheManager) {
   signInAtYoutube();
-  const auto before = context().cacheEntries.at(0);
+  const auto before = *context().cacheEntries.at(0);
   releaseManager();
   makeManager();
   useSecret(*manager, "sandbox-app-secret");
@@ -168,8 +168,8 @@ TEST_F(SandboxLogin, VerifiesInASecondLifeOfTheManager) {
   EXPECT_EQ(manager->toVerifyAccessToken(""), resultOk);
   ASSERT_TRUE(host.waitFor(HostEvent::response, 2));
   EXPECT_EQ(host.events(HostEvent::response)[1].code, 0);
-  EXPECT_NE(context().cacheEntries.at(0).thirdAccessToken, before.thirdAccessToken);
-  EXPECT_TRUE(sandbox.token(context().cacheEntries.at(0).thirdAccessToken).has_value());
+  EXPECT_NE(context().cacheEntries.at(0)->thirdAccessToken, before.thirdAccessToken);
+  EXPECT_TRUE(sandbox.token(context().cacheEntries.at(0)->thirdAccessToken).has_value());
 }
 
 TEST_F(SandboxLogin, AWrongSecretReachesTheHostOnce) {
@@ -217,7 +217,7 @@ TEST_F(SandboxLogin, WronglyTypedMembersStoreNothingWrong) {
   start(*manager, "0");
   ASSERT_TRUE(runUntil([&] { return sandbox.faultsDelivered(fault) == 1; }));
   ASSERT_TRUE(runUntil([&] { return !host.events(HostEvent::callbackUrl).empty(); }));
-  EXPECT_EQ(context().cacheEntries.at(0).refreshToken, "");
+  EXPECT_EQ(context().cacheEntries.at(0)->refreshToken, "");
 }
 
 TEST_F(SandboxLogin, TwoManagersSignInAtOnce) {

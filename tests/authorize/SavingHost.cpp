@@ -11,11 +11,13 @@ int main(int argumentCount, char** arguments) {
   KBL::setKeyStore(KBL::makeFileKeyStore(arguments[1]));
   const std::string path = KBL::cacheFilePath(arguments[2], KBL::ema_youtube);
   for (int generation = 0;; ++generation) {
-    KBL::CacheEntries list(20);
-    for (std::size_t index = 0; index < list.size(); ++index) {
-      list[index].userUuid = std::to_string(index);
-      list[index].userNickName = std::to_string(generation);
-      list[index].thirdAccessToken = std::string(500, 't');
+    KBL::CacheEntries list;
+    for (int index = 0; index < 20; ++index) {
+      KBL::ExternlMediaCacheInfo user;
+      user.userUuid = std::to_string(index);
+      user.userNickName = std::to_string(generation);
+      user.thirdAccessToken = std::string(500, 't');
+      list.push_back(std::move(user));
     }
     if (!KBL::saveCacheFile(path, list)) return 1;
     if (generation == 0) std::puts("saved");

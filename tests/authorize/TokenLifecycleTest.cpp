@@ -125,7 +125,7 @@ TEST_F(TokenLifecycle, ABackgroundRefreshRenewsTheTokenAndTellsTheHostOfItAlone)
   EXPECT_EQ(user("u").accessToken, "account-token");
   EXPECT_LE(user("u").expiresTimeout, nowSeconds() + 3600);
   EXPECT_GE(user("u").expiresTimeout, before + 3600);
-  EXPECT_EQ(storedUsers().at(0).thirdAccessToken, "third-2");
+  EXPECT_EQ(storedUsers().at(0)->thirdAccessToken, "third-2");
   EXPECT_EQ(host.events().size(), 1U);
 }
 

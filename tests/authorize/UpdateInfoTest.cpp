@@ -74,7 +74,7 @@ TEST_F(UpdateInfo, EveryKeyReachesItsField) {
   EXPECT_EQ(record.expiresIn, 12);
   EXPECT_EQ(record.expiresTimeout, 13);
   ASSERT_EQ(storedUsers().size(), 1U);
-  EXPECT_EQ(storedUsers()[0].userNickName, "7");
+  EXPECT_EQ(storedUsers()[0]->userNickName, "7");
 }
 
 TEST_F(UpdateInfo, AbsentKeysLeaveTheirFields) {
@@ -113,18 +113,18 @@ TEST_F(UpdateInfo, TheRecordKeepsItsPlaceInTheList) {
   signIn("a");
   signIn("b");
   manager->updateInfo("a", mixedInfo({{ExternlMediaMixedCharKey::userNickName, "x"}}).get());
-  EXPECT_EQ(context().cacheEntries[0].userUuid, "a");
-  EXPECT_EQ(context().cacheEntries[1].userUuid, "b");
+  EXPECT_EQ(context().cacheEntries[0]->userUuid, "a");
+  EXPECT_EQ(context().cacheEntries[1]->userUuid, "b");
 }
 
 TEST_F(UpdateInfo, AnUnknownUuidMakesARecordUnderAGeneratedOne) {
   manager->updateInfo("gone", mixedInfo({{ExternlMediaMixedCharKey::accessToken, "account"}}).get());
   const CacheEntries list = context().cacheEntries;
   ASSERT_EQ(list.size(), 1U);
-  EXPECT_EQ(list[0].userUuid.size(), 36U);
-  EXPECT_EQ(list[0].accessToken, "account");
-  EXPECT_EQ(list[0].diskType, ema_youtube);
-  EXPECT_EQ(list[0].diskName, "ema_youtube");
+  EXPECT_EQ(list[0]->userUuid.size(), 36U);
+  EXPECT_EQ(list[0]->accessToken, "account");
+  EXPECT_EQ(list[0]->diskType, ema_youtube);
+  EXPECT_EQ(list[0]->diskName, "ema_youtube");
 }
 
 TEST_F(UpdateInfo, TheTokenOfAnUnknownUuidIsToldUnderThatUuid) {
@@ -132,7 +132,7 @@ TEST_F(UpdateInfo, TheTokenOfAnUnknownUuidIsToldUnderThatUuid) {
   ASSERT_EQ(host.events().size(), 1U);
   EXPECT_EQ(host.events()[0].uuid, "gone");
   EXPECT_EQ(host.events()[0].second, "t");
-  EXPECT_NE(context().cacheEntries.at(0).userUuid, "gone");
+  EXPECT_NE(context().cacheEntries.at(0)->userUuid, "gone");
 }
 
 TEST_F(UpdateInfo, TheHostsCallbacksHearOfATokenInTheirOrder) {
@@ -164,7 +164,7 @@ TEST_F(UpdateInfo, TheListIsCleanedFirst) {
   AuthorizeTestAccess::setEntries(*manager, {makeUser("", 0), makeUser("u", 1), makeUser("u", 2)});
   manager->updateInfo("u", mixedInfo({{ExternlMediaMixedCharKey::userNickName, "x"}}).get());
   ASSERT_EQ(context().cacheEntries.size(), 1U);
-  EXPECT_EQ(context().cacheEntries[0].expiresTimeout, 2);
+  EXPECT_EQ(context().cacheEntries[0]->expiresTimeout, 2);
 }
 
 TEST_F(UpdateInfo, NoInfoOrNoUuidChangesNothing) {
@@ -199,8 +199,8 @@ TEST_F(UpdateInfo, AFailedSaveIsLoggedAndTheNextOneTriesAgain) {
   std::filesystem::create_directories(directory.path() / "cache");
   manager->updateInfo("u", mixedInfo({{ExternlMediaMixedCharKey::userAccount, "y"}}).get());
   ASSERT_EQ(storedUsers().size(), 1U);
-  EXPECT_EQ(storedUsers()[0].userNickName, "x");
-  EXPECT_EQ(storedUsers()[0].userAccount, "y");
+  EXPECT_EQ(storedUsers()[0]->userNickName, "x");
+  EXPECT_EQ(storedUsers()[0]->userAccount, "y");
 }
 
 TEST_F(UpdateInfo, AManagerThatWasNotInitialisedWritesNoFile) {

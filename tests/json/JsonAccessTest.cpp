@@ -7,6 +7,7 @@
 #include <limits>
 #include <optional>
 #include <string>
+#include <vector>
 
 using namespace KBL;
 
@@ -168,6 +169,20 @@ TEST(JsonAccess, CompactTextEndsInALineFeed) {
   value["list"].append("one");
   EXPECT_EQ(compactJson(value), "{\"a\":\"x\\n\\\"\",\"b\":1,\"list\":[\"one\"]}\n");
   EXPECT_EQ(compactJson(Json::Value()), "null\n");
+}
+
+TEST(JsonAccess, ATextOfADocumentIsWhatTheCompactWriterMakesOfIt) {
+  std::vector<std::string> texts = {"",         "plain text",       "a\"b\\c/d",
+                                    "\xC3\xA9", "\xF0\x9F\x98\x80", "cut \xE4\xB8"};
+  for (int letter = 0; letter < 256; ++letter) {
+    texts.emplace_back(1, static_cast<char>(letter));
+    texts.push_back("before" + texts.back() + "behind");
+  }
+  for (const std::string& text : texts) {
+    std::string document = "[";
+    appendJsonText(document, text);
+    EXPECT_EQ(document + "\n", "[" + compactJson(text));
+  }
 }
 
 TEST(JsonAccess, RandomBytesNeitherThrowNorHang) {

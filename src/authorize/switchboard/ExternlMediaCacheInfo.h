@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace KBL {
@@ -29,21 +31,36 @@ struct ExternlMediaCacheInfo {
   std::string userUuid;         ///< the local key of the record
 };
 
-using CacheEntries = std::vector<ExternlMediaCacheInfo>;
+/// A user's record in a list. It never changes, so that all copies of the list share it; a user of whom
+/// something new is learnt gets another one.
+class CacheEntry {
+ public:
+  // NOLINTNEXTLINE(google-explicit-constructor): lists are made of records
+  CacheEntry(ExternlMediaCacheInfo record = {})
+      : record_(std::make_shared<const ExternlMediaCacheInfo>(std::move(record))) {}
+
+  const ExternlMediaCacheInfo& operator*() const { return *record_; }
+  const ExternlMediaCacheInfo* operator->() const { return record_.get(); }
+
+ private:
+  std::shared_ptr<const ExternlMediaCacheInfo> record_;
+};
+
+using CacheEntries = std::vector<CacheEntry>;
 
 /// The record whose `userUuid` is exactly `uuid`, or null. Borrowed from the list.
 [[nodiscard]] inline const ExternlMediaCacheInfo* findCacheInfo(const CacheEntries& list,
                                                                 const std::string& uuid) {
   const auto found = std::find_if(list.begin(), list.end(),
-                                  [&](const ExternlMediaCacheInfo& entry) { return entry.userUuid == uuid; });
-  return found == list.end() ? nullptr : &*found;
+                                  [&](const CacheEntry& entry) { return entry->userUuid == uuid; });
+  return found == list.end() ? nullptr : &**found;
 }
 
 /// The same, but an empty `uuid` means the last record of the list.
 [[nodiscard]] inline const ExternlMediaCacheInfo* findUserOrLast(const CacheEntries& list,
                                                                  const std::string& uuid) {
   if (list.empty()) return nullptr;
-  return uuid.empty() ? &list.back() : findCacheInfo(list, uuid);
+  return uuid.empty() ? &*list.back() : findCacheInfo(list, uuid);
 }
 
 }  // namespace KBL

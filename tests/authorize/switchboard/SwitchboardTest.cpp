@@ -199,8 +199,8 @@ TEST_F(Switchboard, TheDeathOfAnEarlierManagerLeavesTheLaterOnesTheirForwarders)
 }
 
 TEST_F(Switchboard, ATokenOfAHundredThousandCharactersIsCutForWorkers) {
-  auto entries = CacheEntries{makeUser("u", nowSeconds() + 10)};
-  entries[0].thirdAccessToken = std::string(100'000, 't');
-  AuthorizeTestAccess::setEntries(*manager, entries);
+  auto user = makeUser("u", nowSeconds() + 10);
+  user.thirdAccessToken = std::string(100'000, 't');
+  AuthorizeTestAccess::setEntries(*manager, {user});
   EXPECT_TRUE(proxy().accessToken(tag, "u") == std::string(8192, 't'));
 }

@@ -103,6 +103,15 @@ _Result crypt(int mode, const unsigned char* key, const char* input, char* outpu
   return cipher.setKey(key, mode) && cipher.run(mode, input, output, size) ? resultOk : resultFailed;
 }
 
+/// Of each byte the two digits. A file of many users has millions of them.
+constexpr auto digitsOfBytes = [] {
+  std::array<std::array<char, 2>, 256> digits{};
+  for (unsigned byte = 0; byte < digits.size(); ++byte) {
+    writeHex(digits[byte].begin(), static_cast<unsigned char>(byte));
+  }
+  return digits;
+}();
+
 /// A letter that is no digit counts as 0.
 int valueOfDigit(char digit) {
   return std::max(hexValue(digit), 0);
@@ -185,7 +194,7 @@ void Bytes2HexStr(unsigned char* bytes, int length, unsigned char* output) {
   if (output == nullptr) return;
   const auto count = bytes == nullptr ? 0 : static_cast<std::size_t>(std::max(length, 0));
   auto* text = reinterpret_cast<char*>(output);
-  for (std::size_t i = 0; i < count; ++i) text = writeHex(text, bytes[i]);
+  for (std::size_t i = 0; i < count; ++i) text = std::copy_n(digitsOfBytes[bytes[i]].data(), 2, text);
   *text = '\0';
 }
 
