@@ -4,6 +4,7 @@
 #include "authorize/CacheFile.h"
 #include "authorize/ManagerFixture.h"
 #include "boundary/records/Records.h"
+#include "support/Flag.h"
 #include "support/WaitUntil.h"
 #include <BsNet/cipher.h>
 #include <ExternlMediaTransfer/ExternlMediaKeys.h>
@@ -79,6 +80,11 @@ class CacheObstacle : public ManagerFixture {
     const auto info = makeRef<BsExternlMediaAuthMixedInfo>();
     info->setCharKeyConfig(ExternlMediaMixedCharKey::userNickName, nick.c_str());
     EXPECT_EQ(manager->updateInfo(uuid, info.get()), 0);
+  }
+  /// Whether all users have it, in memory.
+  [[nodiscard]] bool haveNick(const std::string& nick) const {
+    const CacheEntries list = context().cacheEntries;
+    return std::all_of(list.begin(), list.end(), [&](const auto& one) { return one->userNickName == nick; });
   }
   [[nodiscard]] std::size_t savesThat(const char* outcome) const {
     return logger->linesWith(std::string(", save cloud disk cache, ") + outcome).size();
@@ -418,11 +424,7 @@ TEST_F(CacheObstacle, SavesThatANewerOneCoversAreThatOne) {
     for (int user = 0; user < saves; ++user) {
       threads.emplace_back([this, user] { learnNick(std::to_string(user), "covered"); });
     }
-    EXPECT_TRUE(waitUntil([&] {
-      const CacheEntries list = context().cacheEntries;
-      return std::all_of(list.begin(), list.end(),
-                         [](const auto& one) { return one->userNickName == "covered"; });
-    }));
+    EXPECT_TRUE(waitUntil([&] { return haveNick("covered"); }));
   }
   for (std::thread& thread : threads) thread.join();
 
@@ -432,4 +434,69 @@ TEST_F(CacheObstacle, SavesThatANewerOneCoversAreThatOne) {
   EXPECT_EQ(stored.size(), static_cast<std::size_t>(saves));
   for (const CacheEntry& record : stored) EXPECT_EQ(record->userNickName, "covered");
   EXPECT_EQ(savesThat("OK"), static_cast<std::size_t>(saves));
+}
+
+TEST_F(CacheObstacle, ASaveThatFailsTellsAllWhomItCovers) {
+  constexpr int saves = 10;
+  makeManager();
+  for (int user = 0; user < saves; ++user) signIn(std::to_string(user));
+  std::vector<std::thread> threads;
+  {
+    const Locker locker(cacheFile());
+    for (int user = 0; user < saves; ++user) {
+      threads.emplace_back([this, user] { learnNick(std::to_string(user), "in memory"); });
+    }
+    EXPECT_TRUE(waitUntil([&] { return haveNick("in memory"); }));
+    block();
+  }
+  for (std::thread& thread : threads) thread.join();
+
+  EXPECT_EQ(savesThat("FAILED"), static_cast<std::size_t>(saves));
+  EXPECT_EQ(savesThat("OK"), 0U);
+  unblock();
+  learnNick("0", "in memory");
+  EXPECT_EQ(savesThat("OK"), 1U);
+  EXPECT_EQ(storedUsers().size(), static_cast<std::size_t>(saves));
+}
+
+// The early one is held by its clock until the late one stands in line, so that it joins last.
+TEST_F(CacheObstacle, SavesThatJoinWaitAsLongAsTheLatestOfThemMay) {
+  makeManager();
+  for (const char* const user : {"first", "early", "late"}) signIn(user);
+  const auto hasPassed = [start = std::chrono::steady_clock::now()](auto since) {
+    return waitUntil([&] { return std::chrono::steady_clock::now() >= start + since; });
+  };
+  auto locker = std::make_unique<Locker>(cacheFile());
+  std::thread first([this] { learnNick("first", "nick"); });
+  EXPECT_TRUE(waitUntil([&] { return user("first").userNickName == "nick"; }));
+  Flag isHeld;
+  Flag mayGoOn;
+  const auto clock = std::make_shared<ManualTimeSource>();
+  static thread_local bool isEarly = false;
+  clock->whenAsked([&] {
+    if (!isEarly) return;
+    isHeld.raise();
+    EXPECT_TRUE(mayGoOn.wait());
+  });
+  setTimeSource(clock);
+  std::thread early([this] {
+    isEarly = true;
+    learnNick("early", "nick");
+  });
+  EXPECT_TRUE(isHeld.wait());
+  EXPECT_TRUE(hasPassed(3s));
+  std::thread late([this] { learnNick("late", "nick"); });
+  EXPECT_TRUE(waitUntil([&] { return user("late").userNickName == "nick"; }));
+  EXPECT_TRUE(hasPassed(3500ms));
+  mayGoOn.raise();
+
+  first.join();
+  EXPECT_EQ(savesThat("FAILED"), 1U);
+  EXPECT_TRUE(hasPassed(5500ms));
+  locker.reset();
+  early.join();
+  late.join();
+  clock->whenAsked({});
+
+  EXPECT_EQ(savesThat("OK"), 2U);
 }
