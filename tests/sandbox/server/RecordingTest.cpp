@@ -13,6 +13,7 @@ using sandbox::Route;
 using sandbox::Sandbox;
 using sandbox::SandboxOptions;
 using testing::HasSubstr;
+using testing::Not;
 
 constexpr std::chrono::seconds limit{30};
 
@@ -198,10 +199,19 @@ TEST_F(Recording, PipelinedRequestsAreAnsweredInOrder) {
 }
 
 TEST_F(Recording, AnswersAreCompressedForClientsThatAsk) {
-  const std::string answer =
-      raw("GET /nowhere HTTP/1.1\r\nHost: x\r\nAccept-Encoding: gzip, deflate\r\nConnection: close\r\n\r\n");
+  for (const std::string codings : {"gzip, deflate", "deflate, gzip, br, zstd"}) {
+    const std::string answer = raw("GET /nowhere HTTP/1.1\r\nHost: x\r\nAccept-Encoding: " + codings +
+                                   "\r\nConnection: close\r\n\r\n");
 
-  EXPECT_THAT(answer, HasSubstr("Content-Encoding: gzip"));
+    EXPECT_THAT(answer, HasSubstr("Content-Encoding: gzip"));
+  }
+}
+
+TEST_F(Recording, AnswersAreNotCompressedForOthers) {
+  const std::string answer =
+      raw("GET /nowhere HTTP/1.1\r\nHost: x\r\nAccept-Encoding: br\r\nConnection: close\r\n\r\n");
+
+  EXPECT_THAT(answer, Not(HasSubstr("Content-Encoding")));
 }
 
 }  // namespace
