@@ -55,7 +55,9 @@ int main(int count, char** arguments) {
   // Never freed: connections run until the process ends.
   static const SinkServer& plain = *new SinkServer;
   static const SinkServer& secure = *new SinkServer(files.certificate, files.key);
-  sandbox::Sandbox server;
+  sandbox::SandboxOptions crowdComes;
+  crowdComes.rotateRefreshTokens = false;  // one serves many users, round after round
+  sandbox::Sandbox server(crowdComes);
   sandbox::SandboxOptions nobodyComes;
   nobodyComes.consent = sandbox::Consent::ask;
   const sandbox::Sandbox waiting(nobodyComes);
@@ -70,7 +72,9 @@ int main(int count, char** arguments) {
   tell("http", base);
   tell("https", secure.baseUrl());
   tell("authority", authority.file());
-  tell("token", server.issueTokens(sandbox::Platform::youtube).accessToken);
+  const sandbox::IssuedTokens tokens = server.issueTokens(sandbox::Platform::youtube);
+  tell("refresh", tokens.refreshToken);
+  tell("token", tokens.accessToken);
   (void)std::fflush(stdout);
   while (std::getchar() != EOF) {
   }

@@ -5,8 +5,8 @@ import os
 from rows.measure import Result, Run, in_turn, ratios
 
 
-def cache_rounds(work, way, users, count, cache=None):
-    cache = cache or work.path(f"users{users}")
+def cache_rounds(work, way, users, count):
+    cache = work.path(f"users{users}")
     os.makedirs(cache, exist_ok=True)
     return Run([work.program("cache_rounds"), way, cache, str(users), str(count)]).timed_by_itself()
 
@@ -25,18 +25,25 @@ def cache_save(work):
     return results
 
 
+SAVES_OF_A_VERIFICATION = 2  # one of the account's token, one of the platform's
+
+
 def cache_crowd(work):
-    """200 updates at once beside the same one by one; the writes of all, and how long a logout among them takes."""
+    """200 verifications at once beside their saves one by one; the writes of all, and how long a logout among them takes,
+    in each pair at another moment of the crowd, from its beginning on."""
     count = 20 if work.is_quick else 200
-    pairs = in_turn(
-        work.pairs,
-        lambda: cache_rounds(work, "crowd", 2000, count, work.fresh_cache()),
-        lambda: cache_rounds(work, "ours", 2000, 5),
-    )
+    answers = iter(count * pair // work.pairs for pair in range(work.pairs))
+
+    def crowd():
+        command = [work.program("cache_crowd"), work.path("http.json"), work.fresh_cache(), work.told["refresh"]]
+        return Run([*command, "2000", str(count), str(next(answers))]).timed_by_itself()
+
+    pairs = in_turn(work.pairs, crowd, lambda: cache_rounds(work, "ours", 2000, 5))
+    saves = SAVES_OF_A_VERIFICATION * count
     return [
-        Result("cache-crowd", [crowd.wall / (single.wall * count) for crowd, single in pairs]),
-        Result("cache-crowd-writes", [crowd.told("writes") for crowd, _ in pairs], 20),
-        Result("cache-crowd-logout-ms", [crowd.told("logout") for crowd, _ in pairs], 50),
+        Result("cache-crowd", [many.wall / (single.wall * saves) for many, single in pairs]),
+        Result("cache-crowd-writes", [many.told("writes") for many, _ in pairs], 20),
+        Result("cache-crowd-logout-ms", [many.told("logout") for many, _ in pairs], 50),
     ]
 
 

@@ -49,7 +49,7 @@ MEANING = {
     "cache-save-1": ("an update of one user of 1", "SQLite alone, a text of the same length"),
     "cache-save-100": ("an update of one user of 100", "the same"),
     "cache-save-2000": ("an update of one user of 2,000", "the same"),
-    "cache-crowd": ("200 updates at once among 2,000 users", "the same one by one"),
+    "cache-crowd": ("200 verifications at once among 2,000 users", "their saves one by one"),
     "cache-crowd-writes": ("writes of the file by them", None),
     "cache-crowd-logout-ms": ("a logout among them, in ms", None),
     "request": ("one request over TLS in a warm process", "the same on one handle that is used again"),
