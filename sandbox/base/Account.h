@@ -18,6 +18,9 @@ enum class Platform {
   twitch = 7
 };
 
+/// As people write it.
+[[nodiscard]] std::string platformName(Platform platform);
+
 /// A made-up person who can sign in.
 struct User {
   std::string openId;  ///< distinct; the account id at every platform

@@ -12,7 +12,9 @@ namespace sandbox {
 
 enum class Consent {
   automatic,  ///< a login is allowed by itself, for the chosen user
-  ask         ///< somebody decides: on the page, or by Sandbox::allow and Sandbox::deny
+  ask,        ///< somebody decides: on the page, or by Sandbox::allow and Sandbox::deny
+  deny,       ///< a login is denied by itself
+  never       ///< nobody answers: the page of the login has no buttons
 };
 
 /// Which certificate a TLS sandbox shows. Only `valid` passes a client that verifies with the sandbox's

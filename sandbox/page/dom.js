@@ -44,3 +44,51 @@ export function duration(microseconds) {
 export function clock(milliseconds) {
   return new Date(milliseconds).toLocaleTimeString([], { hour: "2-digit", minute: "2-digit", second: "2-digit", hour12: false });
 }
+
+// Asks the sandbox to do something; fails with its own words.
+export async function ask(path, body = {}) {
+  const answer = await fetch(path, {
+    method: "POST",
+    headers: { "Content-Type": "application/json" },
+    body: JSON.stringify(body),
+  });
+  const words = await answer.json();
+  if (!answer.ok) throw new Error(words.error);
+  return words;
+}
+
+// Does it, and says in the part's own line how it went.
+export async function act(line, path, body, done) {
+  try {
+    await ask(path, body);
+    byId(line).textContent = done;
+  } catch (problem) {
+    byId(line).textContent = `That did not work: ${problem.message}`;
+  }
+}
+
+// Brings a list's elements in line with `items`: what stays keeps its element, and with it the keyboard's place.
+// `build(item)` makes {element, update(item)}.
+const known = new WeakMap();
+export function syncList(list, items, keyOf, build) {
+  const before = known.get(list) ?? new Map();
+  const now = new Map();
+  for (const item of items) {
+    const key = keyOf(item);
+    const row = before.get(key) ?? build(item);
+    row.update(item);
+    now.set(key, row);
+  }
+  for (const [key, row] of before) {
+    if (!now.has(key)) row.element.remove();
+  }
+  let place = list.firstElementChild;
+  for (const row of now.values()) {
+    if (row.element === place) {
+      place = place.nextElementSibling;
+    } else {
+      list.insertBefore(row.element, place);
+    }
+  }
+  known.set(list, now);
+}

@@ -1,10 +1,20 @@
 // Listens to the sandbox and hands what it tells to the parts of the page.
 
+import { showSetting } from "./config.js";
 import { byId } from "./dom.js";
 import { forgetExchanges, startExchanges, takeExchanges } from "./exchanges.js";
+import { offerFaults, showFaults, startFaults } from "./faults.js";
+import { showLogins, showPeople, startPeople } from "./people.js";
 
 const takers = {
   exchanges: takeExchanges,
+  faults: showFaults,
+  logins: showLogins,
+  people: showPeople,
+  setting: (setting) => {
+    offerFaults(setting);
+    showSetting(setting);
+  },
 };
 
 function tellConnection(text, state) {
@@ -26,4 +36,6 @@ function listen() {
 }
 
 startExchanges();
+startFaults();
+startPeople();
 listen();

@@ -86,6 +86,15 @@ void FaultBook::withdrawAll() {
   for (Order& order : orders_) order.withdrawn = true;
 }
 
+bool FaultBook::withdraw(FaultId id) {
+  const std::lock_guard lock(mutex_);
+  const auto order =
+      std::find_if(orders_.begin(), orders_.end(), [id](const Order& known) { return known.id == id; });
+  if (order == orders_.end()) return false;
+  order->withdrawn = true;
+  return true;
+}
+
 std::uint64_t FaultBook::stallGeneration() const {
   const std::lock_guard lock(mutex_);
   return stallGeneration_;

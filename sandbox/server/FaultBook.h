@@ -41,6 +41,8 @@ class FaultBook {
   [[nodiscard]] std::vector<Order> orders() const;
   bool waitForDelivered(FaultId id, unsigned count, std::chrono::milliseconds limit);
   void withdrawAll();
+  /// False for an unknown order.
+  bool withdraw(FaultId id);
 
   /// Blocks a stalled exchange for one slice of time. True once it may go on: released or stopping.
   enum class Stall { held, released, stopping };

@@ -3,6 +3,7 @@
 #include "sandbox/base/Text.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace sandbox {
 
@@ -67,6 +68,11 @@ void AccountBook::setConsent(Consent consent) {
   consent_ = consent;
 }
 
+Consent AccountBook::consent() const {
+  const std::lock_guard lock(mutex_);
+  return consent_;
+}
+
 void AccountBook::setPollsBeforeConsent(unsigned polls) {
   const std::lock_guard lock(mutex_);
   pollsBeforeConsent_ = polls;
@@ -85,7 +91,7 @@ LoginSession AccountBook::openRedirectSession(Platform platform, const std::stri
   const std::lock_guard lock(mutex_);
   Login login = newLogin(platform, redirectUri, std::move(scopes), pageUrl);
   login.session.byRedirect = true;
-  if (consent_ == Consent::automatic) decideLocked(login, true, chosen_);
+  decideByItself(login);
   logins_.push_back(login);
   changed_.notify_all();
   return login.session;
@@ -123,8 +129,7 @@ std::optional<AccountBook::Poll> AccountBook::poll(const std::string& sessionId)
   if (!login) return std::nullopt;
   LoginSession& session = login->session;
   ++session.polls;
-  const bool due = consent_ == Consent::automatic && session.polls > pollsBeforeConsent_;
-  if (session.decision == Decision::pending && due) decideLocked(*login, true, chosen_);
+  if (session.decision == Decision::pending && session.polls > pollsBeforeConsent_) decideByItself(*login);
   return Poll{session, login->tokens};
 }
 
@@ -223,6 +228,22 @@ void AccountBook::revokeAt(Platform platform, const std::string& openId) {
   }
 }
 
+void AccountBook::expireAt(Platform platform, const std::string& openId) {
+  const std::lock_guard lock(mutex_);
+  for (auto& [text, state] : tokens_) {
+    const bool theirs = state.platform == platform && state.openId == openId;
+    if (state.kind == TokenKind::access && theirs) state.expiry = std::min(state.expiry, Clock::now());
+  }
+}
+
+std::vector<std::pair<std::string, TokenState>> AccountBook::liveTokens() const {
+  const std::lock_guard lock(mutex_);
+  std::vector<std::pair<std::string, TokenState>> live;
+  std::copy_if(tokens_.begin(), tokens_.end(), std::back_inserter(live),
+               [](const auto& token) { return isLive(token.second); });
+  return live;
+}
+
 std::optional<TokenState> AccountBook::token(const std::string& text) const {
   const std::lock_guard lock(mutex_);
   const auto found = tokens_.find(text);
@@ -260,6 +281,11 @@ std::string AccountBook::newAccessToken(Platform platform, const std::string& op
   if (token.size() < tokenLength_) token.resize(tokenLength_, 'x');
   tokens_[token] = {TokenKind::access, platform, openId, expiry, false};
   return token;
+}
+
+void AccountBook::decideByItself(Login& login) {
+  const bool decides = consent_ == Consent::automatic || consent_ == Consent::deny;
+  if (decides) decideLocked(login, consent_ == Consent::automatic, chosen_);
 }
 
 bool AccountBook::decideLocked(Login& login, bool allowed, const std::string& openId) {

@@ -12,6 +12,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace sandbox {
@@ -31,6 +32,7 @@ class AccountBook {
   [[nodiscard]] User chosenUser() const;
 
   void setConsent(Consent consent);
+  [[nodiscard]] Consent consent() const;
   void setPollsBeforeConsent(unsigned polls);
   LoginSession openSession(Platform platform, const std::string& url, std::vector<std::string> scopes,
                            const std::string& pageUrl);
@@ -65,6 +67,10 @@ class AccountBook {
   void revokeToken(const std::string& text);
   /// Every token of the user at the platform.
   void revokeAt(Platform platform, const std::string& openId);
+  /// The access tokens of the user at the platform; the refresh token stays good.
+  void expireAt(Platform platform, const std::string& openId);
+  /// Texts and states of the tokens that are good now.
+  [[nodiscard]] std::vector<std::pair<std::string, TokenState>> liveTokens() const;
   [[nodiscard]] std::optional<TokenState> token(const std::string& text) const;
   [[nodiscard]] bool isGoodAccountToken(const std::string& text) const;
   /// Whose access token of the platform this is; nothing when it is unknown, expired or revoked.
@@ -85,6 +91,8 @@ class AccountBook {
   IssuedTokens issue(Platform platform, const std::string& openId);
   std::string newAccessToken(Platform platform, const std::string& openId,
                              std::chrono::system_clock::time_point expiry);
+  /// What nobody is asked about is decided here.
+  void decideByItself(Login& login);
   bool decideLocked(Login& login, bool allowed, const std::string& openId);
   Login newLogin(Platform platform, const std::string& url, std::vector<std::string> scopes,
                  const std::string& pageUrl);

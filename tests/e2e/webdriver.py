@@ -48,12 +48,46 @@ class Browser:
     def open(self, url):
         self._here("POST", "/url", {"url": url})
 
-    def click(self, css):
-        found = self._here("POST", "/element", {"using": "css selector", "value": css})
-        self._here("POST", f"/element/{found[ELEMENT]}/click", {})
+    def _element(self, css):
+        return self._here("POST", "/element", {"using": "css selector", "value": css})[ELEMENT]
 
-    def text(self):
-        return self._here("POST", "/execute/sync", {"script": "return document.body.innerText", "args": []})
+    def click(self, css):
+        self._here("POST", f"/element/{self._element(css)}/click", {})
+
+    def choose(self, css, value):
+        """An option of a list."""
+        self.click(f"{css} option[value={value}]")
+
+    def type(self, css, text):
+        """In place of what stands there."""
+        element = self._element(css)
+        self._here("POST", f"/element/{element}/clear", {})
+        self._here("POST", f"/element/{element}/value", {"text": text})
+
+    def focus(self, css):
+        self.run("document.querySelector(arguments[0]).focus()", css)
+
+    def press(self, key):
+        """A key, where the keyboard is."""
+        pressed = [{"type": "keyDown", "value": key}, {"type": "keyUp", "value": key}]
+        self._here("POST", "/actions", {"actions": [{"type": "key", "id": "keyboard", "actions": pressed}]})
+
+    def emulate(self, width, dark=False):
+        """A narrow or a wide screen, and the colours that its user likes."""
+        metrics = {"width": width, "height": 800, "deviceScaleFactor": 1, "mobile": False}
+        scheme = {"name": "prefers-color-scheme", "value": "dark" if dark else "light"}
+        for command, params in (
+            ("Emulation.setDeviceMetricsOverride", metrics),
+            ("Emulation.setEmulatedMedia", {"features": [scheme]}),
+        ):
+            self._here("POST", "/goog/cdp/execute", {"cmd": command, "params": params})
+
+    def run(self, script, *arguments):
+        return self._here("POST", "/execute/sync", {"script": script, "args": list(arguments)})
+
+    def text(self, css="body"):
+        """What is shown of the first element that fits."""
+        return self.run("return document.querySelector(arguments[0])?.innerText ?? ''", css)
 
     def url(self):
         return self._here("GET", "/url")

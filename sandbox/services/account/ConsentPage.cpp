@@ -12,28 +12,6 @@ namespace {
 constexpr const char* consentPath = "/consent/";
 constexpr const char* callbackPath = "/account/callback";
 
-std::string platformName(Platform platform) {
-  switch (platform) {
-    case Platform::youtube:
-      return "YouTube";
-    case Platform::vimeo:
-      return "Vimeo";
-    case Platform::tiktok:
-      return "TikTok";
-    case Platform::douyin:
-      return "Douyin";
-    case Platform::facebook:
-      return "Facebook";
-    case Platform::flickr:
-      return "Flickr";
-    case Platform::instagram:
-      return "Instagram";
-    case Platform::twitch:
-      return "Twitch";
-  }
-  return {};
-}
-
 Reply unknownLogin() {
   return htmlPage(404, "Unknown sign-in",
                   "<p>This sign-in does not exist, or the sandbox was started anew.</p>\n");
@@ -46,6 +24,13 @@ Reply outcome(Decision decision) {
   }
   return htmlPage(200, "Access denied",
                   "<p role=\"status\">Nothing was shared. You can close this page.</p>\n");
+}
+
+Reply nobodyAnswers() {
+  return htmlPage(
+      200, "Nobody answers",
+      "<p>This sandbox is set to leave logins without an answer. The application waits until its own "
+      "limit.</p>\n");
 }
 
 std::string scopeList(const std::vector<std::string>& scopes) {
@@ -93,6 +78,7 @@ Reply ConsentPage::show(const Call& call) const {
   const std::optional<LoginSession> session = context_.accounts.session(call.rest);
   if (!session) return unknownLogin();
   if (session->decision != Decision::pending) return closing(*session);
+  if (context_.accounts.consent() == Consent::never) return nobodyAnswers();
   return htmlPage(
       200, "Allow access to " + platformName(session->platform) + "?",
       "<p>An application wants to use an account of this sandbox. No real account takes part.</p>\n" +

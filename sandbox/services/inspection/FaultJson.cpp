@@ -4,7 +4,6 @@
 
 #include <array>
 #include <string_view>
-#include <utility>
 
 namespace sandbox {
 
@@ -12,31 +11,46 @@ namespace {
 
 using Kind = Fault::Kind;
 
-constexpr std::array<std::pair<Kind, std::string_view>, 19> kinds{{
-    {Kind::closeAtOnce, "closeAtOnce"},
-    {Kind::resetAtOnce, "resetAtOnce"},
-    {Kind::resetRequestAfter, "resetRequestAfter"},
-    {Kind::resetAnswerAfter, "resetAnswerAfter"},
-    {Kind::stall, "stall"},
-    {Kind::stallRequestAfter, "stallRequestAfter"},
-    {Kind::slowRequest, "slowRequest"},
-    {Kind::stallAnswerAfter, "stallAnswerAfter"},
-    {Kind::slowAnswer, "slowAnswer"},
-    {Kind::trickle, "trickle"},
-    {Kind::status, "status"},
-    {Kind::brokenJson, "brokenJson"},
-    {Kind::replaceMember, "replaceMember"},
-    {Kind::removeMember, "removeMember"},
-    {Kind::truncatedBody, "truncatedBody"},
-    {Kind::gzip, "gzip"},
-    {Kind::gzipBomb, "gzipBomb"},
-    {Kind::hugeBody, "hugeBody"},
-    {Kind::deepNesting, "deepNesting"},
+/// What people and programs order a fault by.
+struct KindRow {
+  Kind kind;
+  std::string_view name;
+  std::string_view words;    ///< what happens, for people
+  std::string_view members;  ///< those of Fault that say more, with a blank between them
+};
+
+constexpr std::array<KindRow, 19> kinds{{
+    {Kind::closeAtOnce, "closeAtOnce", "the connection ends in order before a byte of an answer", ""},
+    {Kind::resetAtOnce, "resetAtOnce", "the connection is reset before a byte of an answer", ""},
+    {Kind::resetRequestAfter, "resetRequestAfter", "reset after so many bytes of the request's body",
+     "bytes"},
+    {Kind::resetAnswerAfter, "resetAnswerAfter", "reset after so many bytes of the answer", "bytes"},
+    {Kind::stall, "stall", "no answer until stalls are released", ""},
+    {Kind::stallRequestAfter, "stallRequestAfter",
+     "no more of the request is read after so many bytes of its body", "bytes"},
+    {Kind::slowRequest, "slowRequest",
+     "the request is read in pieces of so many bytes, with a pause between them", "bytes delay"},
+    {Kind::stallAnswerAfter, "stallAnswerAfter",
+     "the answer stops after so many bytes until stalls are released", "bytes"},
+    {Kind::slowAnswer, "slowAnswer", "the answer leaves so much later", "delay"},
+    {Kind::trickle, "trickle", "the answer leaves in pieces of so many bytes, with a pause between them",
+     "bytes delay"},
+    {Kind::status, "status", "this status and text in place of the answer", "code text"},
+    {Kind::brokenJson, "brokenJson", "the answer's JSON is cut in its middle", ""},
+    {Kind::replaceMember, "replaceMember", "a member of the answer holds this JSON text instead",
+     "path text"},
+    {Kind::removeMember, "removeMember", "a member of the answer is left out", "path"},
+    {Kind::truncatedBody, "truncatedBody", "the connection ends after so many bytes of the answer's body",
+     "bytes"},
+    {Kind::gzip, "gzip", "the answer is compressed without being asked", ""},
+    {Kind::gzipBomb, "gzipBomb", "a small compressed answer that unpacks to so many bytes", "bytes"},
+    {Kind::hugeBody, "hugeBody", "an answer of so many bytes", "bytes"},
+    {Kind::deepNesting, "deepNesting", "an answer with arrays nested so deep", "bytes"},
 }};
 
 std::optional<Kind> kindFromName(const std::string& name) {
-  for (const auto& [kind, known] : kinds) {
-    if (known == name) return kind;
+  for (const KindRow& row : kinds) {
+    if (row.name == name) return row.kind;
   }
   return std::nullopt;
 }
@@ -69,10 +83,34 @@ bool readHeaders(const Json::Value& value, Fault& fault) {
 }  // namespace
 
 std::string faultKindName(Kind kind) {
-  for (const auto& [known, name] : kinds) {
-    if (known == kind) return std::string(name);
+  for (const KindRow& row : kinds) {
+    if (row.kind == kind) return std::string(row.name);
   }
   return {};
+}
+
+Json::Value faultKinds() {
+  Json::Value list(Json::arrayValue);
+  for (const KindRow& row : kinds) {
+    Json::Value value;
+    value["name"] = std::string(row.name);
+    value["words"] = std::string(row.words);
+    value["members"] = std::string(row.members);
+    list.append(value);
+  }
+  return list;
+}
+
+Json::Value jsonOf(const FaultBook::Order& order) {
+  Json::Value value;
+  value["id"] = Json::UInt64(order.id);
+  value["route"] = std::string(routeName(order.route));
+  value["kind"] = faultKindName(order.fault.kind);
+  value["delivered"] = order.delivered;
+  value["remaining"] = order.withdrawn ? 0 : order.remaining;
+  value["endless"] = order.endless;
+  value["withdrawn"] = order.withdrawn;
+  return value;
 }
 
 std::optional<Fault> faultFromJson(const Json::Value& value) {

@@ -43,6 +43,13 @@ Json::Value fieldList(const std::vector<std::pair<std::string, std::string>>& fi
   return list;
 }
 
+std::optional<Consent> consentFromName(const std::string& name) {
+  if (name == "auto") return Consent::automatic;
+  if (name == "ask") return Consent::ask;
+  if (name == "deny") return Consent::deny;
+  return name == "never" ? std::optional(Consent::never) : std::nullopt;
+}
+
 const char* decisionName(Decision decision) {
   switch (decision) {
     case Decision::allowed:
@@ -84,12 +91,11 @@ void Inspection::addTo(Router& router) {
     context_.faults.releaseStalls();
     return done();
   });
-  post("/sandbox/faults/clear", [this](Call&) {
-    context_.faults.withdrawAll();
-    return done();
-  });
+  post("/sandbox/faults/clear", [this](Call& call) { return clearFaults(call); });
   post("/sandbox/consent", [this](Call& call) { return setConsent(call); });
+  post("/sandbox/logins/decide", [this](Call& call) { return decideLogin(call); });
   post("/sandbox/tokens/expire", [this](Call& call) { return expireTokens(call); });
+  post("/sandbox/tokens/end", [this](Call& call) { return endTokens(call); });
 }
 
 Reply Inspection::uploads() const {
@@ -156,16 +162,7 @@ Reply Inspection::logins() const {
 
 Reply Inspection::faults() const {
   Json::Value list(Json::arrayValue);
-  for (const FaultBook::Order& order : context_.faults.orders()) {
-    Json::Value value;
-    value["id"] = Json::UInt64(order.id);
-    value["route"] = std::string(routeName(order.route));
-    value["kind"] = faultKindName(order.fault.kind);
-    value["delivered"] = order.delivered;
-    value["remaining"] = order.withdrawn ? 0 : order.remaining;
-    value["endless"] = order.endless;
-    list.append(value);
-  }
+  for (const FaultBook::Order& order : context_.faults.orders()) list.append(jsonOf(order));
   return json(list);
 }
 
@@ -185,12 +182,34 @@ Reply Inspection::orderFault(const Call& call) {
   return json(value);
 }
 
+/// One order, or all without an id.
+Reply Inspection::clearFaults(const Call& call) {
+  const Json::Value body = objectOf(call);
+  if (!body.isMember("id")) {
+    context_.faults.withdrawAll();
+    return done();
+  }
+  const long long id = integerMember(body, "id").value_or(0);
+  const bool known = id > 0 && context_.faults.withdraw(static_cast<FaultId>(id));
+  return known ? done() : refusal("unknown id");
+}
+
+Reply Inspection::decideLogin(const Call& call) {
+  const Json::Value body = objectOf(call);
+  const std::string decision = textMember(body, "decision").value_or("");
+  if (decision != "allow" && decision != "deny") return refusal("decision is \"allow\" or \"deny\"");
+  const bool decided =
+      context_.accounts.decide(textMember(body, "session_id").value_or(""), decision == "allow",
+                               textMember(body, "open_id").value_or(""));
+  return decided ? done() : refusal("unknown session_id or open_id, or the login is decided");
+}
+
 Reply Inspection::setConsent(const Call& call) {
   const Json::Value body = objectOf(call);
-  const std::string mode = textMember(body, "mode").value_or("");
-  if (mode != "auto" && mode != "ask") return refusal("mode is \"auto\" or \"ask\"");
+  const std::optional<Consent> mode = consentFromName(textMember(body, "mode").value_or(""));
+  if (!mode) return refusal("mode is \"auto\", \"ask\", \"deny\" or \"never\"");
   const long long polls = integerMember(body, "polls").value_or(0);
-  context_.accounts.setConsent(mode == "auto" ? Consent::automatic : Consent::ask);
+  context_.accounts.setConsent(*mode);
   context_.accounts.setPollsBeforeConsent(static_cast<unsigned>(std::clamp(polls, 0LL, 1'000'000LL)));
   return done();
 }
@@ -199,6 +218,29 @@ Reply Inspection::expireTokens(const Call& call) {
   // Another process may have issued some of them.
   context_.state.load();
   context_.accounts.expire(TokenKind::access, textMember(objectOf(call), "open_id").value_or(""));
+  context_.state.save();
+  return done();
+}
+
+/// Of an application ("account"), or of a user at a platform: the access tokens, or the refresh tokens as
+/// well.
+Reply Inspection::endTokens(const Call& call) {
+  const Json::Value body = objectOf(call);
+  const std::string kind = textMember(body, "kind").value_or("");
+  const std::optional<long long> number = integerMember(body, "platform");
+  const std::string openId = textMember(body, "open_id").value_or("");
+  if (kind != "account" && kind != "access" && kind != "all") {
+    return refusal("kind is \"account\", \"access\" or \"all\"");
+  }
+  const bool hasPlatform = number && !platformName(static_cast<Platform>(*number)).empty();
+  if (kind != "account" && (!hasPlatform || !context_.knowsUser(openId))) {
+    return refusal("unknown platform or open_id");
+  }
+  // Another process may have issued some of them.
+  context_.state.load();
+  if (kind == "account") context_.accounts.expire(TokenKind::account, {});
+  if (kind == "access") context_.accounts.expireAt(static_cast<Platform>(*number), openId);
+  if (kind == "all") context_.accounts.revokeAt(static_cast<Platform>(*number), openId);
   context_.state.save();
   return done();
 }

@@ -18,8 +18,11 @@ class Inspection final : public Service {
   Reply logins() const;
   Reply faults() const;
   Reply orderFault(const Call& call);
+  Reply clearFaults(const Call& call);
+  Reply decideLogin(const Call& call);
   Reply setConsent(const Call& call);
   Reply expireTokens(const Call& call);
+  Reply endTokens(const Call& call);
 
   ServiceContext& context_;
 };

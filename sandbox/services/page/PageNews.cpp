@@ -2,6 +2,7 @@
 
 #include "sandbox/base/JsonText.h"
 #include "sandbox/base/Masking.h"
+#include "sandbox/services/page/PageJson.h"
 
 #include <utility>
 
@@ -36,6 +37,10 @@ Json::Value jsonOf(const ExchangeRecord& exchange) {
 
 std::string PageNews::next() {
   news_.clear();
+  if (told_.empty()) tell("setting", settingJson(context_));
+  tellIfNew("people", peopleJson(context_));
+  tellIfNew("logins", loginsJson(context_));
+  tellIfNew("faults", faultsJson(context_));
   tellExchanges();
   keepAlive();
   return std::exchange(news_, {});
@@ -52,6 +57,14 @@ void PageNews::tellExchanges() {
 
 void PageNews::tell(const std::string& event, const Json::Value& data) {
   news_ += "event: " + event + "\ndata: " + compactJson(data) + "\n\n";
+}
+
+void PageNews::tellIfNew(const std::string& event, const Json::Value& data) {
+  std::string text = compactJson(data);
+  std::string& told = told_[event];
+  if (text == told) return;
+  news_ += "event: " + event + "\ndata: " + text + "\n\n";
+  told = std::move(text);
 }
 
 void PageNews::keepAlive() {

@@ -22,12 +22,15 @@ class PageNews {
  private:
   void tellExchanges();
   void tell(const std::string& event, const Json::Value& data);
+  /// As tell, unless the page has heard just that.
+  void tellIfNew(const std::string& event, const Json::Value& data);
   void keepAlive();
 
   const ServiceContext& context_;
   std::uint64_t change_ = 0;
   std::chrono::steady_clock::time_point lastWord_;
   std::string news_;
+  std::map<std::string, std::string> told_;  ///< by event
 };
 
 }  // namespace sandbox

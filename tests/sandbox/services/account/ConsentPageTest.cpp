@@ -1,3 +1,4 @@
+#include "sandbox/OauthSteps.h"
 #include "sandbox/Sandbox.h"
 #include "sandbox/TestClient.h"
 
@@ -75,6 +76,33 @@ TEST_F(ConsentPage, NonsenseDecidesNothing) {
   EXPECT_EQ(click(id, "decision=maybe").status, 400);
   EXPECT_EQ(click(id, "decision=allow&user=nobody").status, 400);
   EXPECT_EQ(server.loginSessions()[0].decision, sandbox::Decision::pending);
+}
+
+TEST_F(ConsentPage, DenyingByItselfEndsLoginsOfBothKinds) {
+  server.setConsent(sandbox::Consent::deny);
+  const std::string id = openSession();
+  const std::string token = server.issueAccountToken();
+
+  const Answer poll = client.get("/account/code/" + id, {bearer(token)});
+
+  EXPECT_EQ(poll.json()["data"]["status"], 2);
+  EXPECT_THAT(client.get("/consent/" + id).body, HasSubstr("Access denied"));
+  const Answer login = client.get(targetWith("/vimeo/oauth/authorize", loginFields()));
+  EXPECT_EQ(login.status, 302);
+  EXPECT_THAT(login.header("Location"), HasSubstr("error=access_denied"));
+}
+
+TEST_F(ConsentPage, NeverAnsweringShowsNoButtons) {
+  server.setConsent(sandbox::Consent::never);
+  const std::string id = openSession();
+
+  const Answer page = client.get("/consent/" + id);
+
+  EXPECT_EQ(page.status, 200);
+  EXPECT_THAT(page.body, HasSubstr("Nobody answers"));
+  EXPECT_THAT(page.body, Not(HasSubstr("<button")));
+  EXPECT_EQ(client.get("/account/code/" + id, {bearer(server.issueAccountToken())}).json()["data"]["status"],
+            0);
 }
 
 TEST_F(ConsentPage, UnknownLoginIsNotFound) {

@@ -76,7 +76,76 @@ TEST_F(Inspection, SetsConsentAndShowsLogins) {
   EXPECT_EQ(logins[0]["decision"], "pending");
   server.allow(logins[0]["session_id"].asString());
   EXPECT_EQ(get("logins")[0]["decision"], "allowed");
-  EXPECT_EQ(post("consent", R"({"mode":"never"})").status, 400);
+  EXPECT_EQ(post("consent", R"({"mode":"sometimes"})").status, 400);
+}
+
+TEST_F(Inspection, DecidesALogin) {
+  server.setConsent(sandbox::Consent::ask);
+  const std::string open = R"({"platform":0,"use_client":1,"is_callback_token":1})";
+  client.post("/account/session", open, {bearer(server.issueAccountToken())});
+  client.post("/account/session", open, {bearer(server.issueAccountToken())});
+  const std::string first = R"({"session_id":")" + server.loginSessions()[0].id + "\"";
+  const std::string second = R"({"session_id":")" + server.loginSessions()[1].id + "\"";
+
+  EXPECT_EQ(post("logins/decide", first + R"(,"decision":"maybe"})").status, 400);
+  EXPECT_EQ(post("logins/decide", R"({"session_id":"none","decision":"deny"})").status, 400);
+  EXPECT_EQ(post("logins/decide", first + R"(,"decision":"deny"})").status, 200);
+  EXPECT_EQ(post("logins/decide", first + R"(,"decision":"allow"})").status, 400);
+  EXPECT_EQ(
+      post("logins/decide", second + R"(,"decision":"allow","open_id":")" + server.users()[1].openId + "\"}")
+          .status,
+      200);
+
+  EXPECT_EQ(get("logins")[0]["decision"], "denied");
+  EXPECT_EQ(get("logins")[1]["open_id"], server.users()[1].openId);
+}
+
+TEST_F(Inspection, EndsTheTokensOfOneLogin) {
+  const auto others = server.issueTokens(Platform::douyin);
+  const std::string whose = R"("platform":0,"open_id":")" + server.users()[0].openId + "\"}";
+
+  EXPECT_EQ(post("tokens/end", R"({"kind":"access",)" + whose).status, 200);
+
+  EXPECT_EQ(userInfo(), 401);
+  EXPECT_FALSE(server.token(tokens.refreshToken)->revoked);
+  EXPECT_EQ(post("tokens/end", R"({"kind":"all",)" + whose).status, 200);
+  EXPECT_TRUE(server.token(tokens.refreshToken)->revoked);
+  EXPECT_FALSE(server.token(others.accessToken)->revoked);
+  EXPECT_GT(server.token(others.accessToken)->expiry, std::chrono::system_clock::now());
+}
+
+TEST_F(Inspection, EndsTheApplicationsTokens) {
+  const std::string token = server.issueAccountToken();
+
+  EXPECT_EQ(post("tokens/end", R"({"kind":"account"})").status, 200);
+
+  EXPECT_EQ(client.post("/account/consume", "{}", {bearer(token)}).json()["code"], 40102);
+  EXPECT_EQ(userInfo(), 200);
+}
+
+TEST_F(Inspection, EndsNoTokensWithoutKnowingWhose) {
+  EXPECT_EQ(post("tokens/end", R"({"kind":"some"})").status, 400);
+  EXPECT_EQ(post("tokens/end", R"({"kind":"all"})").status, 400);
+  EXPECT_EQ(post("tokens/end", R"({"kind":"all","platform":0,"open_id":"nobody"})").status, 400);
+  EXPECT_EQ(
+      post("tokens/end", R"({"kind":"all","platform":99,"open_id":")" + server.users()[0].openId + "\"}")
+          .status,
+      400);
+  EXPECT_EQ(userInfo(), 200);
+}
+
+TEST_F(Inspection, WithdrawsOneFault) {
+  const auto first = server.orderFault(Route::consume, sandbox::Fault::stall());
+  server.orderFault(Route::session, sandbox::Fault::stall());
+
+  EXPECT_EQ(post("faults/clear", R"({"id":)" + std::to_string(first) + "}").status, 200);
+
+  EXPECT_EQ(get("faults")[0]["withdrawn"], true);
+  EXPECT_EQ(get("faults")[1]["withdrawn"], false);
+  EXPECT_EQ(server.faultsOutstanding(), 1U);
+  EXPECT_EQ(post("faults/clear", R"({"id":99})").status, 400);
+  EXPECT_EQ(post("faults/clear", R"({"id":"all"})").status, 400);
+  EXPECT_EQ(server.faultsOutstanding(), 1U);
 }
 
 TEST_F(Inspection, ExpiresTokens) {

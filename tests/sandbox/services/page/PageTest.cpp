@@ -161,6 +161,60 @@ TEST_F(PageTest, TellsWhatReallyWentOut) {
   EXPECT_EQ(server.faultsOutstanding(), 0U);
 }
 
+TEST_F(PageTest, TellsWhoIsSignedInWithMaskedTokens) {
+  EventConnection events(server);
+  EXPECT_TRUE(events.hears("event: people\n"));
+  const auto tokens = server.issueTokens(Platform::vimeo, server.users()[1].openId);
+
+  EXPECT_TRUE(events.hears(R"("platform_name":"Vimeo")"));
+  EXPECT_TRUE(events.hears(tokens.refreshToken.substr(0, 16) + "\xE2\x80\xA6\""));
+  EXPECT_THAT(events.heard(), AllOf(HasSubstr(tokens.accessToken.substr(0, 15) + "\xE2\x80\xA6\""),
+                                    Not(HasSubstr(tokens.accessToken)), Not(HasSubstr(tokens.refreshToken))));
+
+  server.revokeTokens();
+  EXPECT_TRUE(events.hears(R"("signed_in":[])"));
+}
+
+TEST_F(PageTest, TellsOfLoginsThatWaitAndOfTheirAnswers) {
+  server.setConsent(sandbox::Consent::ask);
+  EventConnection events(server);
+  EXPECT_TRUE(events.hears(R"("consent":"ask")"));
+
+  client.post("/account/session",
+              R"({"platform":2,"use_client":1,"is_callback_token":1,"scope":["one.scope"]})",
+              {bearer(server.issueAccountToken())});
+
+  EXPECT_TRUE(events.hears(R"("platform":"TikTok")"));
+  EXPECT_TRUE(events.hears("one.scope"));
+  EXPECT_TRUE(server.deny(server.loginSessions().back().id));
+  EXPECT_TRUE(events.hears(R"("decision":"denied")"));
+  server.setConsent(sandbox::Consent::never);
+  EXPECT_TRUE(events.hears(R"("consent":"never")"));
+}
+
+TEST_F(PageTest, TellsOfFaultsAndHowOftenTheyWereDelivered) {
+  EventConnection events(server);
+  EXPECT_TRUE(events.hears(R"("name":"resetAnswerAfter")"));
+  EXPECT_TRUE(events.hears(R"("youtubeUploadChunk")"));
+
+  server.orderFault(Route::consume, Fault::status(503), 1, 2);
+  EXPECT_TRUE(events.hears(R"("delivered":0)"));
+  client.post("/account/consume", "{}");
+
+  EXPECT_TRUE(events.hears(R"("delivered":1)"));
+}
+
+TEST_F(PageTest, KeepsAnApplicationSecretOfSomebodysOwn) {
+  sandbox::SandboxOptions options = withPage();
+  options.appSecret = "hush";
+  sandbox::Sandbox other(options);
+  EventConnection events(other);
+
+  EXPECT_TRUE(events.hears("event: people\n"));
+
+  EXPECT_THAT(events.heard(), AllOf(HasSubstr(R"("app_secret":"***")"), Not(HasSubstr("hush"))));
+}
+
 TEST_F(PageTest, KeepsTheLatestThousand) {
   for (int i = 0; i < 1001; ++i) client.get("/nowhere/" + std::to_string(i));
   lastEnded(server);

@@ -1,0 +1,176 @@
+#include "sandbox/services/page/PageJson.h"
+
+#include "sandbox/base/Masking.h"
+#include "sandbox/services/inspection/FaultJson.h"
+
+#include <algorithm>
+#include <map>
+#include <utility>
+
+namespace sandbox {
+
+namespace {
+
+/// Of what grows without end the latest are shown.
+constexpr std::size_t shownOrders = 50;
+constexpr std::size_t shownDecided = 5;
+
+/// 0 stands for a token that has no end.
+Json::Int64 endOf(const TokenState& state) {
+  if (state.expiry == std::chrono::system_clock::time_point::max()) return 0;
+  return std::chrono::duration_cast<std::chrono::milliseconds>(state.expiry.time_since_epoch()).count();
+}
+
+const char* nameOf(Consent consent) {
+  switch (consent) {
+    case Consent::ask:
+      return "ask";
+    case Consent::deny:
+      return "deny";
+    case Consent::never:
+      return "never";
+    default:
+      return "auto";
+  }
+}
+
+const char* nameOf(Decision decision) {
+  switch (decision) {
+    case Decision::allowed:
+      return "allowed";
+    case Decision::denied:
+      return "denied";
+    default:
+      return "pending";
+  }
+}
+
+std::string nameOf(const std::vector<User>& users, const std::string& openId) {
+  const auto found =
+      std::find_if(users.begin(), users.end(), [&](const User& user) { return user.openId == openId; });
+  return found == users.end() ? std::string() : found->name;
+}
+
+Json::Value textList(const std::vector<std::string>& texts) {
+  Json::Value list(Json::arrayValue);
+  for (const std::string& text : texts) list.append(text);
+  return list;
+}
+
+/// The good tokens of one kind: how many, and the one that holds longest.
+struct Tokens {
+  std::size_t count = 0;
+  std::string text;
+  TokenState state;
+
+  void add(const std::string& other, const TokenState& its) {
+    if (count++ > 0 && its.expiry <= state.expiry) return;
+    text = other;
+    state = its;
+  }
+};
+
+Json::Value jsonOf(const Tokens& tokens) {
+  Json::Value value;
+  value["count"] = Json::UInt64(tokens.count);
+  value["token"] = maskedText(tokens.text);
+  value["until"] = tokens.count == 0 ? 0 : endOf(tokens.state);
+  return value;
+}
+
+Json::Value jsonOf(const LoginSession& session, const std::vector<User>& users) {
+  Json::Value value;
+  value["session_id"] = session.id;
+  value["platform"] = platformName(session.platform);
+  value["scopes"] = textList(session.scopes);
+  value["address"] = session.openUrl;
+  value["decision"] = nameOf(session.decision);
+  value["name"] = nameOf(users, session.openId);
+  return value;
+}
+
+}  // namespace
+
+Json::Value settingJson(const ServiceContext& context) {
+  const SandboxOptions usual;
+  const SandboxOptions& options = context.options;
+  Json::Value value;
+  value["address"] = context.baseUrl;
+  value["cloud_config"] = context.cloudConfigJson();
+  value["script_services"] = context.scriptServicesJson();
+  value["app_id"] = options.appId;
+  value["app_redirect"] = options.appRedirect;
+  // The usual secret is written in the manual; somebody's own is nothing for a page.
+  value["app_secret"] =
+      options.appSecret == usual.appSecret || options.appSecret.empty() ? options.appSecret : "***";
+  value["fault_kinds"] = faultKinds();
+  value["routes"] = Json::Value(Json::arrayValue);
+  for (int number = 0; number < static_cast<int>(Route::inspection); ++number) {
+    value["routes"].append(std::string(routeName(static_cast<Route>(number))));
+  }
+  value["routes"].append(std::string(routeName(Route::unknown)));
+  return value;
+}
+
+Json::Value peopleJson(const ServiceContext& context) {
+  const std::vector<User> users = context.accounts.users();
+  const std::string chosen = context.accounts.chosenUser().openId;
+  Json::Value value;
+  value["users"] = Json::Value(Json::arrayValue);
+  for (const User& user : users) {
+    Json::Value person;
+    person["open_id"] = user.openId;
+    person["name"] = user.name;
+    person["email"] = user.email;
+    person["chosen"] = user.openId == chosen;
+    value["users"].append(person);
+  }
+  Tokens application;
+  std::map<std::pair<Platform, std::string>, std::map<TokenKind, Tokens>> held;
+  for (const auto& [text, state] : context.accounts.liveTokens()) {
+    if (state.kind == TokenKind::account) {
+      application.add(text, state);
+    } else {
+      held[{state.platform, state.openId}][state.kind].add(text, state);
+    }
+  }
+  value["application"] = jsonOf(application);
+  value["signed_in"] = Json::Value(Json::arrayValue);
+  for (auto& [whose, tokens] : held) {
+    Json::Value login;
+    login["platform"] = static_cast<int>(whose.first);
+    login["platform_name"] = platformName(whose.first);
+    login["open_id"] = whose.second;
+    login["name"] = nameOf(users, whose.second);
+    login["access"] = jsonOf(tokens[TokenKind::access]);
+    login["refresh"] = jsonOf(tokens[TokenKind::refresh]);
+    value["signed_in"].append(login);
+  }
+  return value;
+}
+
+Json::Value loginsJson(const ServiceContext& context) {
+  const std::vector<User> users = context.accounts.users();
+  Json::Value value;
+  value["consent"] = nameOf(context.accounts.consent());
+  value["pending"] = Json::Value(Json::arrayValue);
+  value["decided"] = Json::Value(Json::arrayValue);
+  const std::vector<LoginSession> sessions = context.accounts.sessions();
+  for (auto session = sessions.rbegin(); session != sessions.rend(); ++session) {
+    const bool isPending = session->decision == Decision::pending;
+    if (!isPending && value["decided"].size() >= shownDecided) continue;
+    value[isPending ? "pending" : "decided"].append(jsonOf(*session, users));
+  }
+  return value;
+}
+
+Json::Value faultsJson(const ServiceContext& context) {
+  const std::vector<FaultBook::Order> orders = context.faults.orders();
+  Json::Value list(Json::arrayValue);
+  for (auto order = orders.rbegin(); order != orders.rend() && list.size() < shownOrders; ++order) {
+    list.append(jsonOf(*order));
+  }
+  return list;
+}
+
+}  // namespace sandbox
