@@ -19,7 +19,7 @@ KBL::CacheEntries makeUsers(int count, const std::string& refreshToken) {
     record.thirdAccessToken = std::string(180, 't');
     record.userNickName = "somebody";
     record.expiresTimeout = farEnd;
-    users.push_back(record);
+    users.emplace_back(record);
   }
   return users;
 }

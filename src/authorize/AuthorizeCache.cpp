@@ -232,7 +232,7 @@ int AuthorizeCache::updateInfo(const std::string& uuid, IBsInfoReader* info) {
     if (place != list.end()) former = **place;
     merged = former;
     patch.apply(merged);
-    place != list.end() ? void(*place = merged) : list.push_back(merged);
+    place != list.end() ? void(*place = merged) : void(list.emplace_back(merged));
   });
   const bool saved = !signedOut && write(std::move(preparation));
   // From the change on nothing throws: a token that was stored is told.

@@ -89,7 +89,7 @@ std::string AuthorizeLogin::chooseUuid(const char* wantedUuid) {
   return state_.users.change([&](ManagerUsers& users) -> std::string {
     CacheEntries& list = users.entries;
     if (wantedUuid != nullptr && findCacheInfo(list, wantedUuid) != nullptr) return wantedUuid;
-    if (list.empty()) list.push_back(prepared);
+    if (list.empty()) list.emplace_back(prepared);
     return list.back()->userUuid;
   });
 }

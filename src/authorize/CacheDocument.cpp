@@ -153,7 +153,7 @@ std::optional<CacheEntries> openCacheText(const std::string& text, const CipherK
   Json::Value root;
   if (!parseJson(plain.substr(0, end + 1), ownFileForm, root) || !root.isArray()) return std::nullopt;
   CacheEntries list;
-  for (const Json::Value& json : root) list.push_back(recordFromJson(json));
+  for (const Json::Value& json : root) list.emplace_back(recordFromJson(json));
   return list;
 }
 

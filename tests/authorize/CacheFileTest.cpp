@@ -41,7 +41,7 @@ CacheEntries listOf(std::initializer_list<const char*> uuids) {
     ExternlMediaCacheInfo record;
     record.userUuid = uuid;
     record.userNickName = std::to_string(list.size());
-    list.push_back(record);
+    list.emplace_back(record);
   }
   return list;
 }

@@ -69,7 +69,7 @@ class CacheObstacle : public ManagerFixture {
   void store(std::initializer_list<const char*> uuids) {
     std::filesystem::create_directories(directory.path() / "cache");
     CacheEntries list;
-    for (const char* const uuid : uuids) list.push_back(makeUser(uuid, nowSeconds() + 3600));
+    for (const char* const uuid : uuids) list.emplace_back(makeUser(uuid, nowSeconds() + 3600));
     ASSERT_TRUE(saveCacheFile(cacheFile(), list));
   }
   /// SQLite cannot read past a journal that is no file.

@@ -158,7 +158,7 @@ void ManagerFixture::signIn(const std::string& uuid) {
   auto user = makeUser(uuid, nowSeconds() + 3600);
   user.diskType = platform_;
   user.diskName = platformName(platform_);
-  entries.push_back(user);
+  entries.emplace_back(user);
   AuthorizeTestAccess::setEntries(*manager, entries);
 }
 

@@ -17,7 +17,7 @@ int main(int argumentCount, char** arguments) {
       user.userUuid = std::to_string(index);
       user.userNickName = std::to_string(generation);
       user.thirdAccessToken = std::string(500, 't');
-      list.push_back(std::move(user));
+      list.emplace_back(std::move(user));
     }
     if (!KBL::saveCacheFile(path, list)) return 1;
     if (generation == 0) std::puts("saved");
