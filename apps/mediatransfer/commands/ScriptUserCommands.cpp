@@ -1,8 +1,8 @@
 // What can be done with a login that a script made.
 #include "commands/Commands.h"
+#include "commands/UploadBatch.h"
 #include "commands/UploadJob.h"
 #include "host/Host.h"
-#include "host/Interrupt.h"
 #include "host/ScriptSession.h"
 #include "options/Failure.h"
 #include "report/Advice.h"
@@ -127,19 +127,48 @@ int runScriptLogout(const Options& options, Report& report) {
   return Exit::done;
 }
 
+namespace {
+
+/// Uploads through the script, each with a transfer of its own and the login as it is stored by then.
+class ScriptUploads final : public UploadWay {
+ public:
+  ScriptUploads(const Options& options, Report& report) : options_(options), report_(report) {}
+
+  std::optional<int> begin() override {
+    host_.emplace(options_, report_, Servers::optional);
+    requiredLogin(*host_, options_);
+    open();
+    report_.person(PersonNews::verified, personOf(login_));
+    return std::nullopt;
+  }
+
+  int upload(const Options& options, const KBL::hostTransferRecord& record, std::uint64_t size) override {
+    if (!session_) open();
+    UploadJob job(*host_, options, report_, session_->transfer());
+    const int exit = job.run(record, size);
+    keepRenewed(*host_, *session_, login_);
+    session_.reset();
+    return exit;
+  }
+
+ private:
+  void open() {
+    session_.emplace(*host_, options_);
+    login_ = restore(*host_, *session_, options_);
+  }
+
+  const Options& options_;
+  Report& report_;
+  std::optional<Host> host_;
+  std::optional<ScriptSession> session_;
+  ScriptLogin login_;
+};
+
+}  // namespace
+
 int runScriptUpload(const Options& options, Report& report) {
-  const KBL::hostTransferRecord record = uploadRecord(options);
-  const std::uint64_t size = checkedFileSize(options);
-  Host host(options, report, Servers::optional);
-  requiredLogin(host, options);
-  ScriptSession session(host, options);
-  const ScriptLogin login = restore(host, session, options);
-  if (interrupted()) return Exit::interrupted;
-  report.person(PersonNews::verified, personOf(login));
-  UploadJob job(host, options, report, session.transfer());
-  const int exit = job.run(record, size);
-  keepRenewed(host, session, login);
-  return exit;
+  ScriptUploads way(options, report);
+  return uploadAll(options, report, way);
 }
 
 }  // namespace host

@@ -1,8 +1,8 @@
 #include "commands/Commands.h"
+#include "commands/UploadBatch.h"
 #include "commands/UploadJob.h"
 #include "commands/Verification.h"
 #include "host/Host.h"
-#include "host/Interrupt.h"
 #include "options/Failure.h"
 
 namespace host {
@@ -40,19 +40,49 @@ void noteWhatIsNotSent(const Options& options, Report& report) {
   }
 }
 
+/// Uploads through the platform's manager, which all of them share.
+class NativeUploads final : public UploadWay {
+ public:
+  NativeUploads(const Options& options, Report& report) : options_(options), report_(report) {}
+
+  std::optional<int> begin() override {
+    host_.emplace(options_, report_, Servers::needed);
+    if (const auto exit = prepareLogin(*host_, options_, report_)) return exit;
+    noteWhatIsNotSent(options_, report_);
+    return std::nullopt;
+  }
+
+  int upload(const Options& options, const KBL::hostTransferRecord& record, std::uint64_t size) override {
+    if (const auto exit = holdLogins()) return *exit;
+    // The upload begins with a new token of the account server, which is stored.
+    host_->unlockLoginsOnceWritten();
+    isFirst_ = false;
+    UploadJob job(*host_, options, report_);
+    return job.run(record, size);
+  }
+
+ private:
+  /// For all but the first the lock was let go of, and another command may have renewed the login meanwhile;
+  /// the manager would write over it what it has read before.
+  std::optional<int> holdLogins() {
+    if (isFirst_) return std::nullopt;
+    host_->lockLogins();
+    if (!host_->loginsAreKept()) return std::nullopt;
+    host_.reset();
+    return begin();
+  }
+
+  const Options& options_;
+  Report& report_;
+  std::optional<Host> host_;
+  bool isFirst_ = true;
+};
+
 }  // namespace
 
 int runUpload(const Options& options, Report& report) {
-  const KBL::hostTransferRecord record = uploadRecord(options);
-  const std::uint64_t size = checkedFileSize(options);
-  Host host(options, report, Servers::needed);
-  if (const auto exit = prepareLogin(host, options, report)) return *exit;
-  // The upload begins with a new token of the account server, which is stored.
-  host.unlockLoginsOnceWritten();
-  noteWhatIsNotSent(options, report);
-  if (interrupted()) return Exit::interrupted;
-  UploadJob job(host, options, report);
-  return job.run(record, size);
+  NativeUploads way(options, report);
+  return uploadAll(options, report, way);
 }
 
 }  // namespace host

@@ -94,9 +94,17 @@ UploadJob::UploadJob(Host& host, const Options& options, Report& report,
 }
 
 int UploadJob::run(const KBL::hostTransferRecord& record, std::uint64_t fileSize) {
+  dropFormer();
   report_.uploadStarts(fileSize);
   start(record);
   return follow();
+}
+
+/// A former upload's last events must not end this one.
+void UploadJob::dropFormer() {
+  while (const auto event = host_.next(Clock::now(), false)) {
+    if (!isOfTransfer(*event)) host_.reportShared(*event);
+  }
 }
 
 void UploadJob::start(const KBL::hostTransferRecord& record) {

@@ -31,6 +31,7 @@ class UploadJob {
  private:
   using Clock = Host::Clock;
 
+  void dropFormer();
   void start(const KBL::hostTransferRecord& record);
   int follow();
   int stop();

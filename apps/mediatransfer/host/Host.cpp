@@ -287,6 +287,8 @@ void Host::unlockLoginsOnceWritten() {
 void Host::unlockIfWritten() {
   if (!writingLimit_ || (!loginsAreKept() && Clock::now() < *writingLimit_)) return;
   writingLimit_.reset();
+  // What is written from here on is another's, or of a background refresh.
+  watchLogins();
   unlockLogins();
 }
 

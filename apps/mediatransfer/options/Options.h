@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace host {
 
@@ -44,7 +45,9 @@ struct Options {
   std::optional<int> platformId;
   std::string redirectUrl;
 
-  std::string file;  ///< of upload and download
+  std::string file;                ///< of download, and the one of an upload that is on its way
+  std::vector<std::string> files;  ///< of upload: videos and folders of them
+  bool goOn = false;               ///< upload goes on past a file that fails
   std::string title;
   std::string description;
   std::string tags;

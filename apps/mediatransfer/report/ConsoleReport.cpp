@@ -1,3 +1,4 @@
+#include "options/Failure.h"
 #include "options/Options.h"
 #include "options/Secrets.h"
 #include "report/Advice.h"
@@ -13,6 +14,7 @@
 #include <limits>
 #include <optional>
 #include <utility>
+#include <vector>
 
 namespace host {
 namespace {
@@ -27,7 +29,8 @@ std::string cell(const std::string& text, std::size_t width) {
   return text + std::string(std::max(width, text.size() + 2) - text.size(), ' ');
 }
 
-std::string counted(std::size_t count, const char* one, const char* many) {
+template <class Number>
+std::string counted(Number count, const char* one, const char* many) {
   return std::to_string(count) + " " + (count == 1 ? one : many);
 }
 
@@ -102,7 +105,28 @@ class ConsoleReport final : public Report {
               << singleLine(personText(login.person)) << '\n'
               << std::flush;
   }
+  void fileStarts(const std::string& file, int number, int of) override {
+    keepBar();
+    progress_.reset();
+    line("[" + std::to_string(number) + "/" + std::to_string(of) + "] " + singleLine(file));
+  }
+  void fileEnds(const std::string& file, int exitCode) override {
+    if (exitCode != Exit::done) notUploaded_.push_back(singleLine(file));
+  }
+  void uploadsEnd(const UploadCount& count) override {
+    keepBar();
+    progress_.reset();
+    std::string text =
+        std::to_string(count.uploaded) + " of " + counted(count.files, "video", "videos") + " uploaded";
+    if (const int left = count.files - count.uploaded - count.failed; left > 0) {
+      text += ", " + std::to_string(left) + " not sent";
+    }
+    for (std::size_t i = 0; i < notUploaded_.size(); ++i)
+      text += (i == 0 ? "; not: " : ", ") + notUploaded_[i];
+    line(text);
+  }
   void uploadStarts(std::uint64_t bytes) override {
+    finishedBefore_ = false;
     progress_.emplace(bytes, Progress::Clock::now());
     lastPrinted_ = -1;
     draw();
@@ -275,6 +299,7 @@ class ConsoleReport final : public Report {
   int lastPrinted_ = -1;
   bool stopping_ = false;
   bool finishedBefore_ = false;
+  std::vector<std::string> notUploaded_;
   std::optional<MediaMeter> meter_;  ///< of a listing or a download
   std::size_t rows_ = 0;
   int totalBytes_ = 0;

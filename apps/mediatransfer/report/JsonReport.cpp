@@ -46,6 +46,18 @@ class JsonReport final : public Report {
     line.text("way", login.byScript ? "script" : "manager");
     write(addTo(line, login.person).textIfKnown("server", login.server));
   }
+  void fileStarts(const std::string& file, int number, int of) override {
+    write(JsonLine("file").text("file", file).number("number", number).number("of", of));
+  }
+  void fileEnds(const std::string& file, int exitCode) override {
+    write(JsonLine("file_done").text("file", file).number("exit", exitCode));
+  }
+  void uploadsEnd(const UploadCount& count) override {
+    write(JsonLine("uploads")
+              .number("files", count.files)
+              .number("uploaded", count.uploaded)
+              .number("failed", count.failed));
+  }
   void uploadStarts(std::uint64_t) override {}
   void uploadProgress(int percent) override { write(JsonLine("progress").number("value", percent)); }
   void uploadStops(const std::string&) override {}

@@ -29,6 +29,13 @@ struct SignedIn {
   std::string server;  ///< that the login is from; empty: not known
 };
 
+/// What became of several uploads. Those that are neither were not begun, or were stopped.
+struct UploadCount {
+  int files = 0;
+  int uploaded = 0;
+  int failed = 0;
+};
+
 /// Where the stand-in servers are and how a host finds them.
 struct SandboxPlaces {
   std::string url;
@@ -63,6 +70,10 @@ class Report {
   virtual void tokenChanged(const std::string& user) = 0;
   virtual void person(PersonNews news, const Person& person) = 0;
   virtual void signedIn(const SignedIn& login) = 0;
+  // Of several files: before each, behind each with its exit code, and once at the end.
+  virtual void fileStarts(const std::string& file, int number, int of) = 0;
+  virtual void fileEnds(const std::string& file, int exitCode) = 0;
+  virtual void uploadsEnd(const UploadCount& count) = 0;
   /// An upload of `bytes` is about to start.
   virtual void uploadStarts(std::uint64_t bytes) = 0;
   virtual void uploadProgress(int percent) = 0;
