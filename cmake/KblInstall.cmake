@@ -13,16 +13,23 @@ foreach(library IN LISTS KBL_INSTALLED_LIBRARIES)
   add_library(ExternlMediaTransfer::${library} ALIAS ${library})
 endforeach()
 
+# All of them at once.
+add_library(ExternlMediaTransferHost INTERFACE)
+target_link_libraries(ExternlMediaTransferHost INTERFACE ${KBL_INSTALLED_LIBRARIES})
+set_target_properties(ExternlMediaTransferHost PROPERTIES EXPORT_NAME Host)
+add_library(ExternlMediaTransfer::Host ALIAS ExternlMediaTransferHost)
+
 # Programs, which come after this file, install themselves; they find the libraries from where they stand.
 set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 
-install(TARGETS ${KBL_INSTALLED_LIBRARIES} EXPORT ExternlMediaTransferTargets
+install(TARGETS ${KBL_INSTALLED_LIBRARIES} ExternlMediaTransferHost EXPORT ExternlMediaTransferTargets
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(EXPORT ExternlMediaTransferTargets NAMESPACE ExternlMediaTransfer:: DESTINATION ${KBL_PACKAGE_DIR})
 
+list(JOIN KBL_INSTALLED_LIBRARIES " " KBL_COMPONENTS)
 configure_package_config_file(cmake/ExternlMediaTransferConfig.cmake.in
   ${PROJECT_BINARY_DIR}/ExternlMediaTransferConfig.cmake INSTALL_DESTINATION ${KBL_PACKAGE_DIR})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/ExternlMediaTransferConfigVersion.cmake

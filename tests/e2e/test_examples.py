@@ -28,8 +28,16 @@ class Examples(HostTest):
         servers = self.start_servers()
         self.assertEqual(self.run_example("minimal_login", servers.config, "wrong").code, 1)
 
+    def test_list(self):
+        servers = self.start_servers()
+        picture = self.folder / "picture"
+        listed = self.run_example("minimal_list", servers.config, "instagram-token-ada", picture)
+        self.assertEqual(listed.code, 0, listed)
+        self.assertGreater(picture.stat().st_size, 0)
+        self.assertEqual(self.run_example("minimal_list", servers.config, "nobody", picture).code, 1)
+
     def test_wrong_use(self):
-        for name in ("minimal_login", "minimal_upload"):
+        for name in ("minimal_list", "minimal_login", "minimal_upload"):
             self.assertEqual(self.run_example(name).code, 2)
 
 
