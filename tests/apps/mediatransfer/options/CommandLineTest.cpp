@@ -18,7 +18,7 @@ TEST(CommandLine, UploadTakesEverythingThatARecordHolds) {
               "public",         "--thumbnail", "t.png",  "--user",  "u",          "--patience", "7"});
   EXPECT_EQ(options.command, Command::upload);
   EXPECT_EQ(options.platform->name, "youtube");
-  EXPECT_EQ(options.file, "v.mp4");
+  EXPECT_EQ(options.files, std::vector<std::string>{"v.mp4"});
   EXPECT_EQ(options.title, "-t");
   EXPECT_EQ(options.description, "d");
   EXPECT_EQ(options.tags, "a,b");
