@@ -77,6 +77,23 @@ class UploadToServers(SignedInTest):
         self.assertEqual(metadata["status"]["privacyStatus"], "unlisted")
         self.assertEqual(result.named("finished")[0]["text"].split("/watch?v=")[1], upload["media_id"])
 
+    def test_title_is_cut_to_what_the_platform_takes(self):
+        result = self.upload(self.video(name="ü" * 120 + ".mp4"))
+        self.assertEqual(result.code, 0, result)
+        self.assertIn("the title is cut to what youtube takes: " + "ü" * 100 + "\n", result.out)
+        (upload,) = self.servers.uploads()
+        self.assertEqual(json.loads(upload["metadata"])["snippet"]["title"], "ü" * 100)
+
+    def test_letters_that_the_platform_refuses_are_left_out_of_the_title(self):
+        result = self.upload(self.video(), "--title", "a <b> c", "--privacy", "Unlisted")
+        self.assertEqual(result.code, 0, result)
+        (upload,) = self.servers.uploads()
+        self.assertEqual(json.loads(upload["metadata"])["snippet"]["title"], "a b c")
+        self.assertEqual(json.loads(upload["metadata"])["status"]["privacyStatus"], "unlisted")
+        described = self.upload(self.video(), "--description", "a < b")
+        self.assertEqual(described.code, 2, described)
+        self.assert_one_line(described.err, "--description")
+
     def test_title_is_the_file_name_and_privacy_private_unless_given(self):
         result = self.upload(self.video(name="Holiday ünd more.mp4"))
         self.assertEqual(result.code, 0, result)

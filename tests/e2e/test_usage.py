@@ -63,6 +63,32 @@ class Usage(HostTest):
                     explained = len(line.rstrip()) > 30 or behind.startswith(" " * 30)
                     self.assertTrue(explained, command + ": " + line)
 
+    def test_words_that_are_nearly_right_are_named(self):
+        self.refuse(2, "uplaod", "youtube", parts=("unknown command 'uplaod' (did you mean upload?)",))
+        self.refuse(2, "login", "youtub", parts=("unknown platform 'youtub' (did you mean youtube?)",))
+        self.refuse(2, "media", "flikr", parts=("unknown service 'flikr' (did you mean flickr?)",))
+        self.refuse(2, "upload", "--titel", "x", "youtube", "y", parts=("--titel (did you mean --title?)",))
+        self.refuse(2, "--sandbx", "status", parts=("--sandbx (did you mean --sandbox?)",))
+        # What is like nothing is told alone.
+        self.assertNotIn("did you mean", self.run_program("betamax", "youtube").err)
+
+    def test_unknown_privacy_is_refused_before_anything_is_sent(self):
+        video = self.video()
+        for platform, word, meant in (
+            ("youtube", "unlistet", "(did you mean unlisted?); give private, unlisted or public"),
+            ("vimeo", "freinds", "(did you mean friends?)"),
+            ("twitch", "unlisted", "; give private or public"),
+        ):
+            self.refuse(2, "--sandbox", "upload", platform, video, "--privacy", word, parts=(platform, word, meant))
+
+    def test_help_as_a_command(self):
+        self.assertEqual(self.run_program("help").out, self.run_program("--help").out)
+        self.assertEqual(self.run_program("help", "login").out, self.run_program("login", "--help").out)
+
+    def test_platforms_in_any_case(self):
+        self.refuse(1, "--sandbox", "whoami", "YouTube", parts=("mediatransfer --sandbox login youtube",))
+        self.assertEqual(self.run_program("--sandbox", "albums", "Facebook").code, 0)
+
     def test_no_command(self):
         self.refuse(2, parts=("no command", "mediatransfer --help"))
 
@@ -146,7 +172,7 @@ class Usage(HostTest):
         self.refuse(2, "sandbox", "--port", "70000")
 
     def test_a_text_that_its_field_cannot_hold(self):
-        self.refuse(2, "--sandbox", "upload", "youtube", self.video(), "--title", "x" * 1024, parts=("--title", "1023"))
+        self.refuse(2, "--sandbox", "upload", "youtube", self.video(), "--tags", "x" * 1024, parts=("--tags", "511"))
 
     def test_scripted_platforms_need_a_python_home(self):
         video = self.video()

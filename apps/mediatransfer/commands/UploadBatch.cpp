@@ -125,6 +125,10 @@ class UploadBatch {
   }
 
   int sendOne(const Upload& upload) {
+    if (!upload.trouble && isTitleCut(upload.options)) {
+      report_.note("the title is cut to what " + std::string(options_.platform->name) +
+                   " takes: " + titleFor(upload.options));
+    }
     if (!isSeveral_) return way_.upload(upload.options, upload.record, upload.size);
     try {
       if (upload.trouble) throw *upload.trouble;

@@ -55,13 +55,47 @@ void requireFile(const std::string& path, const char* wanted) {
   }
 }
 
+std::string wantedTitle(const Options& options) {
+  return options.title.empty() ? utf8FromPath(pathFromUtf8(options.file).stem()) : options.title;
+}
+
+/// YouTube refuses such a text when the upload begins.
+void requireFitDescription(const Options& options) {
+  const std::string_view unfit = options.platform->unfitForTitle;
+  if (options.description.find_first_of(unfit) == std::string::npos) return;
+  throw Failure(Exit::wrongUse, std::string(options.platform->name) +
+                                    " takes no < and no > in --description; leave them out");
+}
+
 }  // namespace
 
+std::string titleFor(const Options& options) {
+  std::string title = wantedTitle(options);
+  std::erase_if(title,
+                [&](char c) { return options.platform->unfitForTitle.find(c) != std::string_view::npos; });
+  if (title.empty()) title = "untitled";
+  std::size_t left = options.platform->longestTitle;
+  if (left == 0) return title;
+  std::size_t place = 0;
+  for (; place < title.size(); ++place) {
+    // A letter of several bytes begins with the one that goes on with none.
+    const bool begins = (static_cast<unsigned char>(title[place]) & 0xC0U) != 0x80U;
+    if (begins && left-- == 0) break;
+  }
+  title.resize(place);
+  while (title.ends_with(' ')) title.pop_back();
+  return title;
+}
+
+bool isTitleCut(const Options& options) {
+  return titleFor(options) != wantedTitle(options);
+}
+
 KBL::hostTransferRecord uploadRecord(const Options& options) {
+  requireFitDescription(options);
   KBL::hostTransferRecord record{};
   fillField(record.filePath, options.file, "FILE");
-  const std::string stem = utf8FromPath(pathFromUtf8(options.file).stem());
-  fillField(record.title, options.title.empty() ? stem : options.title, "--title");
+  fillField(record.title, titleFor(options), "--title");
   fillField(record.description, options.description, "--description");
   fillField(record.tags, options.tags, "--tags");
   fillField(record.category, options.category, "--category");

@@ -15,6 +15,12 @@ namespace host {
 /// The upload record of the options. Throws Failure for a text that its field cannot hold.
 [[nodiscard]] KBL::hostTransferRecord uploadRecord(const Options& options);
 
+/// The title that the video gets at the service: that of the options, or the file's name, cut to what the
+/// platform takes.
+[[nodiscard]] std::string titleFor(const Options& options);
+/// True when `titleFor` had to leave something out.
+[[nodiscard]] bool isTitleCut(const Options& options);
+
 /// The size of the video in bytes. Throws Failure when the video or the thumbnail is missing or no file.
 [[nodiscard]] std::uint64_t checkedFileSize(const Options& options);
 

@@ -2,6 +2,7 @@
 
 #include "options/Failure.h"
 #include "options/Secrets.h"
+#include "options/Suggestion.h"
 #include <ExternlMediaTransfer/Version.h>
 
 #include <CLI/CLI.hpp>
@@ -17,6 +18,23 @@ std::string platformNames() {
     names += platform.name;
   }
   return names;
+}
+
+std::vector<std::string> platformList() {
+  std::vector<std::string> names;
+  for (const Platform& platform : platforms) names.emplace_back(platform.name);
+  return names;
+}
+
+/// The words of a text, which blanks divide.
+std::vector<std::string> wordsOf(std::string_view text) {
+  std::vector<std::string> words;
+  while (!text.empty()) {
+    const std::string_view word = text.substr(0, text.find(' '));
+    text.remove_prefix(std::min(word.size() + 1, text.size()));
+    if (!word.empty()) words.emplace_back(word);
+  }
+  return words;
 }
 
 /// Those that fit, in the order of the table.
@@ -85,6 +103,7 @@ class Parser {
   }
 
   std::variant<Options, Help> parse(std::vector<std::string> arguments) {
+    askForHelp(arguments);
     std::reverse(arguments.begin(), arguments.end());
     try {
       app_.parse(arguments);
@@ -100,6 +119,14 @@ class Parser {
   }
 
  private:
+  /// "help" and "help COMMAND" are what people try first.
+  static void askForHelp(std::vector<std::string>& arguments) {
+    if (arguments.empty() || arguments.front() != "help") return;
+    arguments.erase(arguments.begin());
+    arguments.resize(std::min<std::size_t>(arguments.size(), 1));
+    arguments.emplace_back("--help");
+  }
+
   void addSharedOptions() {
     CLI::Option* const sandbox =
         app_.add_flag("--sandbox", options_.sandbox, "Use stand-in servers inside this process");
@@ -219,7 +246,7 @@ class Parser {
   }
 
   void addService(CLI::App& sub, const std::vector<std::string>& names) {
-    sub.add_option("SERVICE", service_, choiceText(names))->required()->check(CLI::IsMember(names));
+    sub.add_option("SERVICE", service_, choiceText(names))->required();
   }
 
   void addAlbums() {
@@ -298,12 +325,36 @@ class Parser {
     for (const std::string& argument : strange) {
       if (argument.size() < 2 || argument.front() != '-' || argument == "--") continue;
       const bool isLong = argument[1] == '-';
-      return "unknown option " + (isLong ? argument.substr(0, argument.find('=')) : argument.substr(0, 2));
+      if (!isLong) return "unknown option " + argument.substr(0, 2);
+      const std::string option = argument.substr(0, argument.find('='));
+      const std::string known = nearest(option.substr(2), optionNames());
+      return "unknown option " + option + (known.empty() ? known : " (did you mean --" + known + "?)");
     }
     if (strange.empty()) return {};
     const std::string command = calledCommand();
-    if (command.empty()) return "unknown command '" + strange.front() + "'";
+    if (command.empty()) {
+      return "unknown command '" + strange.front() + "'" + didYouMean(strange.front(), commandNames());
+    }
     return "there is an argument too many behind " + command;
+  }
+
+  [[nodiscard]] std::vector<std::string> commandNames() const {
+    std::vector<std::string> names;
+    for (const CLI::App* const command : app_.get_subcommands({})) names.push_back(command->get_name());
+    return names;
+  }
+
+  /// Those of the called command, and those of every command.
+  [[nodiscard]] std::vector<std::string> optionNames() const {
+    std::vector<std::string> names;
+    const auto add = [&names](const CLI::App& app) {
+      for (const CLI::Option* const option : app.get_options()) {
+        for (const std::string& name : option->get_lnames()) names.push_back(name);
+      }
+    };
+    for (const CLI::App* const command : app_.get_subcommands()) add(*command);
+    add(app_);
+    return names;
   }
 
   std::string helpOfCalledCommand() {
@@ -318,9 +369,7 @@ class Parser {
     }
     checkProfile();
     if (takesPlatform(options_.command)) checkPlatform();
-    for (const MediaService& service : mediaServices) {
-      if (service.name == service_) options_.service = &service;
-    }
+    if (options_.command == Command::albums || options_.command == Command::media) checkService();
     options_.appSecret = resolveSecret(options_.appSecret, "--app-secret");
     if (options_.command == Command::sandbox) takeAcceptedApplication();
     options_.token = resolveSecret(options_.token, "--token");
@@ -352,16 +401,42 @@ class Parser {
   }
 
   void checkPlatform() {
-    options_.platform = findPlatform(platform_);
+    options_.platform = findPlatform(lowerCase(platform_));
     if (options_.platform == nullptr) {
-      throw Failure(Exit::wrongUse, "unknown platform '" + platform_ + "'; give one of " + platformNames());
+      throw Failure(Exit::wrongUse, "unknown platform '" + platform_ + "'" +
+                                        didYouMean(platform_, platformList()) + "; give one of " +
+                                        platformNames());
     }
+    checkPrivacy();
     if (options_.script && !options_.platform->hasScript()) {
       throw Failure(Exit::wrongUse, platform_ + " has no script; leave out --script");
     }
     if (options_.manager && options_.platform->manager < 0) {
       throw Failure(Exit::wrongUse, platform_ + " has no authorization manager; leave out --manager");
     }
+  }
+
+  void checkService() {
+    const std::vector<std::string> names = mediaServiceNames(options_.command == Command::albums);
+    for (const MediaService& service : mediaServices) {
+      if (service.name == lowerCase(service_)) options_.service = &service;
+    }
+    if (std::find(names.begin(), names.end(), lowerCase(service_)) != names.end()) return;
+    throw Failure(Exit::wrongUse, "unknown service '" + service_ + "'" + didYouMean(service_, names) +
+                                      "; give " + choiceText(names));
+  }
+
+  /// The service would refuse an unknown word only when the upload has begun.
+  void checkPrivacy() {
+    const std::vector<std::string> words = wordsOf(options_.platform->privacyWords);
+    if (options_.privacy.empty() || words.empty()) return;
+    const std::string word = lowerCase(options_.privacy);
+    if (std::find(words.begin(), words.end(), word) == words.end()) {
+      throw Failure(Exit::wrongUse, std::string(options_.platform->name) + " knows no privacy '" +
+                                        options_.privacy + "'" + didYouMean(word, words) + "; give " +
+                                        choiceText(words));
+    }
+    options_.privacy = word;
   }
 
   CLI::App app_{"Sign in to media platforms, upload videos, list and download media.", "mediatransfer"};

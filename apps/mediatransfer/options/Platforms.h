@@ -5,6 +5,7 @@
 #include <ExternlMediaTransfer/TransferNumbers.h>
 
 #include <array>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -26,6 +27,10 @@ struct Platform {
   int transferPlatform;                ///< argument of createEMTUpTransfer
   int manager;                         ///< argument of getOrCreateExternlMediaAuthorize; ema_none: none
   std::optional<NativeUpload> native;  ///< nothing: uploads go through the script
+  std::size_t longestTitle;        ///< characters that its service takes; 0: it takes none, or sets no limit
+  std::string_view unfitForTitle;  ///< letters that its service takes in no text
+  /// The words of `--privacy`, divided by blanks; empty: it takes none.
+  std::string_view privacyWords;
   /// Keys of the services that its script asks, null where there are fewer; none: it has no script.
   std::array<const char*, 5> scriptServices;
 
@@ -37,33 +42,65 @@ inline constexpr std::array<Platform, 8> platforms{{
      KBL::transferYoutube,
      KBL::ema_youtube,
      NativeUpload{NativeUpload::Unsent::categoryAndThumbnail, false, false},
+     100,
+     "<>",
+     "private unlisted public",
      {"googleLogin", "googleToken", "googleRevoke", "youtubeApi", "youtubeUpload"}},
     {"tiktok",
      KBL::transferTiktok,
      KBL::ema_tiktok,
      NativeUpload{NativeUpload::Unsent::allButTheVideo, true, false},
+     0,
+     "",
+     "",
      {}},
     {"douyin",
      KBL::transferDouyin,
      KBL::ema_douyin,
      NativeUpload{NativeUpload::Unsent::allButTheVideo, false, true},
+     0,
+     "",
+     "",
      {}},
-    {"vimeo", KBL::transferVimeo, KBL::ema_vimeo, {}, {"vimeoLogin", "vimeoToken", "vimeoApi"}},
+    {"vimeo",
+     KBL::transferVimeo,
+     KBL::ema_vimeo,
+     {},
+     128,
+     "",
+     "private nobody unlisted friends contacts disable public anybody",
+     {"vimeoLogin", "vimeoToken", "vimeoApi"}},
     {"facebook",
      KBL::transferFacebook,
      KBL::ema_none,
      {},
+     255,
+     "",
+     "private self friends all_friends friends_of_friends public everyone",
      {"facebookLogin", "facebookGraph", "facebookGraphVideo"}},
-    {"flickr", KBL::transferFlickr, KBL::ema_none, {}, {"flickrOauth", "flickrRest", "flickrUpload"}},
+    {"flickr",
+     KBL::transferFlickr,
+     KBL::ema_none,
+     {},
+     255,
+     "",
+     "private family friends friends_family public",
+     {"flickrOauth", "flickrRest", "flickrUpload"}},
     {"instagram",
      KBL::transferInstagram,
      KBL::ema_none,
      {},
+     0,
+     "",
+     "",
      {"instagramLogin", "instagramToken", "instagramGraph", "instagramUpload"}},
     {"twitch",
      KBL::transferTwitch,
      KBL::ema_none,
      {},
+     100,
+     "",
+     "private public",
      {"twitchLogin", "twitchToken", "twitchRevoke", "twitchHelix", "twitchApi"}},
 }};
 
