@@ -42,8 +42,12 @@ set(KBL_SCRIPT_DIR ${CMAKE_INSTALL_DATADIR}/ExternlMediaTransfer)
 install(DIRECTORY python_home DESTINATION ${KBL_SCRIPT_DIR} FILES_MATCHING PATTERN "*.py")
 install(PROGRAMS tools/make_python_home DESTINATION ${KBL_SCRIPT_DIR}/tools)
 
-# Whoever passes the package on has to name what it is linked with.
-install(FILES THIRD-PARTY-NOTICES.md DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/ExternlMediaTransfer)
+# Whoever passes the package on has to name what it is linked with. The reference is there once tools/reference.sh made it.
+set(KBL_DOC_DIR ${CMAKE_INSTALL_DATAROOTDIR}/doc/ExternlMediaTransfer)
+install(FILES THIRD-PARTY-NOTICES.md CHANGELOG.md DESTINATION ${KBL_DOC_DIR})
+install(DIRECTORY docs examples DESTINATION ${KBL_DOC_DIR} PATTERN reference EXCLUDE
+  PATTERN CMakeLists.txt EXCLUDE)
+install(DIRECTORY build/reference/html DESTINATION ${KBL_DOC_DIR}/reference OPTIONAL)
 
 file(RELATIVE_PATH KBL_PC_TO_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 configure_file(cmake/ExternlMediaTransfer.pc.in ExternlMediaTransfer.pc @ONLY)

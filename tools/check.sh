@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # The checks that compile nothing: the form of C++ and Python (tools/format.sh), types and names in Python (mypy, pyflakes),
-# the shell scripts (shellcheck), the links in the documents (tools/links.py). Silent when all is well; all of them run, whichever fails.
+# the shell scripts (shellcheck), the links in the documents (tools/links.py), the reference of the public headers
+# (tools/reference.sh). Silent when all is well; all of them run, whichever fails.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -18,4 +19,5 @@ tools/format.sh --check || code=1
 git ls-files -z --cached --others --exclude-standard '*.py' tools/make_python_home | xargs -0 pyflakes3 || code=1
 shellcheck tools/*.sh .ci/run || code=1
 python3 tools/links.py || code=1
+tools/reference.sh || code=1
 exit "$code"

@@ -55,8 +55,8 @@ class KBL_INTERFACE INetworkClient {
   /// throws as having answered false.
   virtual NetReply perform(const URL& url, int method, IBsResponseWriteCallback* writer, void* writerContext,
                            IBsProgressCallback* progress, void* progressContext) = 0;
-  /// Ends the client; called by operator delete and by OwnedNetworkClient, and by nobody else where there is
-  /// such an operator. An implementation ends itself with `::delete this`, since a plain `delete this` would
+  /// Ends the client; called by OwnedNetworkClient and, where there is such an operator, for each deletion,
+  /// and by nobody else. An implementation ends itself with the global operator, since the class's own would
   /// come back here.
   virtual void destroy() = 0;
 

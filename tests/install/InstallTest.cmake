@@ -72,6 +72,14 @@ foreach(library libcurl.so ${loaded})
   endif()
 endforeach()
 
+# Documents and examples come along.
+set(documents ${prefix}/share/doc/ExternlMediaTransfer)
+foreach(document docs/host-guide.md docs/performance.svg examples/minimal_upload.cpp CHANGELOG.md)
+  if(NOT EXISTS ${documents}/${document})
+    message(FATAL_ERROR "${document} is not installed")
+  endif()
+endforeach()
+
 # The program finds the libraries beside it.
 run(${prefix}/bin/mediatransfer --help)
 

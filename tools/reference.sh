@@ -1,0 +1,8 @@
+#!/usr/bin/env bash
+# Makes the reference of the public headers, build/reference/html/index.html. A warning of Doxygen's fails.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+tools/setup.sh check
+mkdir -p build
+doxygen docs/reference/Doxyfile
