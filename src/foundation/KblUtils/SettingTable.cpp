@@ -12,6 +12,9 @@ namespace {
 
 constexpr std::size_t longestName = 64;
 
+/// The sign makes SQLite look at each key: by its index it would read a whole former value to find the place.
+constexpr const char* whereKey = " WHERE +key = ?1";
+
 /// What names begin with that SQLite keeps for itself.
 constexpr std::string_view reserved = "sqlite_";
 
@@ -43,8 +46,9 @@ int SettingTable::store(const char* key, const char* value) {
   code = create();
   if (code != SQLITE_OK) return code;
   // What the key had goes first, so that the new value takes its pages and the file does not grow.
-  code =
-      connection_.query("REPLACE INTO main." + quotedName_ + " (key, value) VALUES (?1, ?2)", {key, value});
+  code = connection_.query("DELETE FROM main." + quotedName_ + whereKey, {key});
+  if (code != SQLITE_DONE) return code;
+  code = connection_.query("INSERT INTO main." + quotedName_ + " (key, value) VALUES (?1, ?2)", {key, value});
   if (code != SQLITE_DONE) return code;
   // A damaged file may take a value and not give it back.
   bool isKept = false;
@@ -59,8 +63,7 @@ int SettingTable::read(const char* key, std::optional<std::string>& value) {
 }
 
 int SettingTable::readColumn(const char* key, const SqliteConnection::Column& take) {
-  const int code =
-      connection_.query("SELECT value FROM main." + quotedName_ + " WHERE key = ?1", {key}, take);
+  const int code = connection_.query("SELECT value FROM main." + quotedName_ + whereKey, {key}, take);
   return code == SQLITE_DONE || code == SQLITE_ROW ? SQLITE_OK : code;
 }
 

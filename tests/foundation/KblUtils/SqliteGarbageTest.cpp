@@ -91,7 +91,7 @@ TEST(SqliteGarbage, LeftoverJournalAndWriteAheadFilesDoNoHarm) {
   }
 }
 
-TEST(SqliteGarbage, TablesOfAnotherShapeAreReplaced) {
+TEST(SqliteGarbage, TablesOfAnotherShapeAreUsedOrReplaced) {
   const TemporaryDirectory directory;
   const std::vector<const char*> shapes = {
       "CREATE TABLE AppSetting(a, b)",
@@ -105,9 +105,11 @@ TEST(SqliteGarbage, TablesOfAnotherShapeAreReplaced) {
     const std::string path = directory.write("cache.db", "");
     runSql(path, shape);
 
-    ASSERT_EQ(store(path, "value"), resultOk) << shape;
+    for (const char* const value : {"value", "other value"}) {
+      ASSERT_EQ(store(path, value), resultOk) << shape;
 
-    EXPECT_EQ(load(path), "value") << shape;
+      EXPECT_EQ(load(path), value) << shape;
+    }
   }
 }
 
