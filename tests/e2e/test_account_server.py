@@ -5,7 +5,7 @@ import pathlib
 import sys
 import unittest
 
-from harness import SECRET, HostTest, Running, opener, sha256_of, wait_until
+from harness import HostTest, Running, opener, sha256_of, wait_until
 
 SERVER = pathlib.Path(__file__).resolve().parents[2] / "examples" / "account_server.py"
 
