@@ -4,6 +4,7 @@
 #include "options/Failure.h"
 #include "options/Secrets.h"
 #include "report/Report.h"
+#include "system/Environment.h"
 #include "system/Terminal.h"
 
 #include <algorithm>
@@ -47,7 +48,8 @@ int start(const std::vector<std::string>& arguments) {
     host::hideSecrets(host::givenSecrets(options));
   } catch (const host::Failure& failure) {
     // Whoever asked for JSON lines reads JSON lines, also when the other arguments make no sense.
-    options.json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
+    options.json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end() ||
+                   host::environmentAsksFor("MEDIATRANSFER_JSON");
     report = options.json ? host::makeJsonReport() : host::makeConsoleReport(options);
     report->trouble(failure.what());
     report->done(failure.exit);

@@ -86,9 +86,8 @@ class Parser {
     app_.set_version_flag("--version", std::string("mediatransfer ") + KBL::transferVersion,
                           "Print the version and exit");
     app_.footer(
-        "Options in front of the command may also follow it. Secrets can come from the environment:\n"
-        "MEDIATRANSFER_APP_SECRET, MEDIATRANSFER_TOKEN, MEDIATRANSFER_SECRET, MEDIATRANSFER_PROXY and so "
-        "on.");
+        "Options in front of the command may also follow it. The environment stands for each that is not\n"
+        "given: MEDIATRANSFER_APP_SECRET for --app-secret and so on, MEDIATRANSFER_TOKEN for --token.");
     addSharedOptions();
     addLogin();
     addVerify();
@@ -104,6 +103,7 @@ class Parser {
 
   std::variant<Options, Help> parse(std::vector<std::string> arguments) {
     askForHelp(arguments);
+    given_ = arguments;
     std::reverse(arguments.begin(), arguments.end());
     try {
       app_.parse(arguments);
@@ -128,39 +128,41 @@ class Parser {
   }
 
   void addSharedOptions() {
-    CLI::Option* const sandbox =
-        app_.add_flag("--sandbox", options_.sandbox, "Use stand-in servers inside this process");
-    app_.add_option("--consent", consent_, "Who consents to a login of the stand-in servers: auto or ask")
+    addFlag("--sandbox", options_.sandbox, "Use stand-in servers inside this process");
+    addText("--consent", consent_, "auto|ask", "Who consents to a login of the stand-in servers")
         ->check(CLI::IsMember({"auto", "ask"}));
-    app_.add_option("--cloud-config", options_.cloudConfigFile, "JSON object from URL key to server address")
-        ->option_text("FILE")
-        ->excludes(sandbox);
-    app_.add_option("--cache-dir", options_.cacheDir, "Folder of the enciphered logins")->option_text("DIR");
-    app_.add_option("--profile", options_.profile,
-                    "Keep a further user apart, with logins and key of its own")
-        ->option_text("NAME")
-        ->envname("MEDIATRANSFER_PROFILE");
-    app_.add_option("--proxy", options_.proxy, "http://, socks4:// or socks5://[USER:PASSWORD@]HOST:PORT")
-        ->option_text("URL")
-        ->envname("MEDIATRANSFER_PROXY");
-    app_.add_flag("--json", options_.json, "Write one JSON object a line to the standard output");
-    app_.add_option("--log", options_.logFile, "Write the library's log to FILE")->option_text("FILE");
-    app_.add_flag("-v", options_.verbosity,
-                  "Show the library's log, of sandbox each exchange; twice: debug lines too");
-    app_.add_option("--app-id", options_.appId, "Application id of scripted platforms")
-        ->option_text("ID")
-        ->envname("MEDIATRANSFER_APP_ID");
-    app_.add_option("--app-secret", options_.appSecret, "Application secret; @FILE reads it from FILE")
-        ->option_text("S")
-        ->envname("MEDIATRANSFER_APP_SECRET");
-    app_.add_option(
-            "--app-redirect", options_.appRedirect,
-            "Redirect address of scripted platforms; at http://127.0.0.1:PORT/... the program listens")
-        ->option_text("URL")
-        ->envname("MEDIATRANSFER_APP_REDIRECT");
-    app_.add_option("--python-home", options_.pythonHome, "Home of the scripts of scripted platforms")
-        ->option_text("DIR")
-        ->envname("MEDIATRANSFER_PYTHON_HOME");
+    addText("--cloud-config", options_.cloudConfigFile, "FILE", "JSON object from URL key to server address");
+    addText("--cache-dir", options_.cacheDir, "DIR", "Folder of the enciphered logins");
+    addText("--profile", options_.profile, "NAME",
+            "Keep a further user apart, with logins and key of its own");
+    addText("--proxy", options_.proxy, "URL", "http://, socks4:// or socks5://[USER:PASSWORD@]HOST:PORT");
+    addFlag("--json", options_.json, "Write one JSON object a line to the standard output");
+    addFlag("-q,--quiet", options_.quiet, "Print results and troubles alone");
+    addText("--log", options_.logFile, "FILE", "Write the library's log to FILE");
+    app_.add_flag("-v,--verbose", options_.verbosity, "Show the library's log; twice: debug lines too")
+        ->option_text(" ")
+        ->envname("MEDIATRANSFER_VERBOSE");
+    addText("--app-id", options_.appId, "ID", "Application id of scripted platforms");
+    addText("--app-secret", options_.appSecret, "S", "Application secret; @FILE reads it from FILE");
+    addText("--app-redirect", options_.appRedirect, "URL",
+            "Redirect address of scripted platforms; at http://127.0.0.1:PORT/... the program listens");
+    addText("--python-home", options_.pythonHome, "DIR", "Home of the scripts of scripted platforms");
+  }
+
+  /// "--cache-dir" is MEDIATRANSFER_CACHE_DIR.
+  static std::string variableOf(const std::string& names) {
+    std::string name = names.substr(names.find("--") + 2);
+    for (char& c : name) c = c == '-' ? '_' : static_cast<char>(c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c);
+    return "MEDIATRANSFER_" + name;
+  }
+
+  void addFlag(const std::string& names, bool& value, const std::string& description) {
+    app_.add_flag(names, value, description)->option_text(" ")->envname(variableOf(names));
+  }
+
+  CLI::Option* addText(const std::string& name, std::string& value, const std::string& kind,
+                       const std::string& description) {
+    return app_.add_option(name, value, description)->option_text(kind)->envname(variableOf(name));
   }
 
   CLI::App* addCommand(Command command, const std::string& name, const std::string& description) {
@@ -363,8 +365,9 @@ class Parser {
   }
 
   void check() {
-    options_.consentAsk = consent_ == "ask";
-    if (!consent_.empty() && !options_.sandbox && options_.command != Command::sandbox) {
+    chooseServers();
+    options_.consentAsk = consent_ == "ask" && (options_.sandbox || options_.command == Command::sandbox);
+    if (isGiven("--consent") && !options_.sandbox && options_.command != Command::sandbox) {
       throw Failure(Exit::wrongUse, "--consent is for the stand-in servers; give --sandbox with it");
     }
     checkProfile();
@@ -374,6 +377,26 @@ class Parser {
     if (options_.command == Command::sandbox) takeAcceptedApplication();
     options_.token = resolveSecret(options_.token, "--token");
     options_.secret = resolveSecret(options_.secret, "--secret");
+  }
+
+  /// On the command line itself, where the environment has no say.
+  [[nodiscard]] bool isGiven(const std::string& option) const {
+    return std::any_of(given_.begin(), given_.end(), [&](const std::string& argument) {
+      return argument == option || argument.starts_with(option + "=");
+    });
+  }
+
+  /// What the command line says goes before what the environment says.
+  void chooseServers() {
+    if (!options_.sandbox || options_.cloudConfigFile.empty()) return;
+    if (isGiven("--sandbox") == isGiven("--cloud-config")) {
+      throw Failure(Exit::wrongUse, "--sandbox and --cloud-config exclude each other; give one of them");
+    }
+    if (isGiven("--sandbox")) {
+      options_.cloudConfigFile.clear();
+    } else {
+      options_.sandbox = false;
+    }
   }
 
   /// An empty text is not the same as none here.
@@ -441,6 +464,7 @@ class Parser {
 
   CLI::App app_{"Sign in to media platforms, upload videos, list and download media.", "mediatransfer"};
   Options options_;
+  std::vector<std::string> given_;
   std::string consent_;
   std::string platform_;
   std::string service_;

@@ -25,6 +25,7 @@ struct Options {
   std::string profile;  ///< whose logins; empty: those of nobody in particular
   std::string proxy;
   bool json = false;
+  bool quiet = false;  ///< people are told of results and troubles alone
   std::string logFile;
   int verbosity = 0;
   std::string appId;

@@ -71,6 +71,7 @@ class ConsoleReport final : public Report {
         program_(nextCall(options)),
         standIns_(options.sandbox && !options.consentAsk),
         sendsCategories_(usesScript(options)),
+        quiet_(options.quiet),
         terminal_(outputIsTerminal()) {}
 
   void loginUrl(const std::string&, const std::string& url) override {
@@ -79,9 +80,10 @@ class ConsoleReport final : public Report {
   }
   void callbackUrl(const std::string&, const std::string&) override {}
   void tokenChanged(const std::string&) override {
-    if (command_ == Command::verify) line("access token renewed");
+    if (command_ == Command::verify && !quiet_) line("access token renewed");
   }
   void person(PersonNews news, const Person& person) override {
+    if (quiet_ && news != PersonNews::user) return;
     switch (news) {
       case PersonNews::loginDone:
         return line("signed in to " + std::string(platform_) + " as " + personText(person));
@@ -108,6 +110,7 @@ class ConsoleReport final : public Report {
   void fileStarts(const std::string& file, int number, int of) override {
     keepBar();
     progress_.reset();
+    if (quiet_) return;
     line("[" + std::to_string(number) + "/" + std::to_string(of) + "] " + singleLine(file));
   }
   void fileEnds(const std::string& file, int exitCode) override {
@@ -116,6 +119,7 @@ class ConsoleReport final : public Report {
   void uploadsEnd(const UploadCount& count) override {
     keepBar();
     progress_.reset();
+    if (quiet_ && notUploaded_.empty()) return;
     std::string text =
         std::to_string(count.uploaded) + " of " + counted(count.files, "video", "videos") + " uploaded";
     if (const int left = count.files - count.uploaded - count.failed; left > 0) {
@@ -127,6 +131,7 @@ class ConsoleReport final : public Report {
   }
   void uploadStarts(std::uint64_t bytes) override {
     finishedBefore_ = false;
+    if (quiet_) return;
     progress_.emplace(bytes, Progress::Clock::now());
     lastPrinted_ = -1;
     draw();
@@ -200,7 +205,9 @@ class ConsoleReport final : public Report {
     std::cerr << line << (exchange.disturbed ? ", disturbed by a fault" : "") << std::endl;
   }
 
-  void mediaStarts() override { meter_.emplace(); }
+  void mediaStarts() override {
+    if (!quiet_) meter_.emplace();
+  }
   void album(const AlbumEvent& album) override {
     if (album.id.empty() && album.more == 0) return;  // the end of the list, and nothing else
     if (rows_++ == 0) std::cout << cell("ALBUM", idColumn) << "NAME\n";
@@ -216,24 +223,27 @@ class ConsoleReport final : public Report {
   }
   void download(const DownloadEvent& download) override {
     totalBytes_ = download.total;
-    meter_->show(download);
+    if (meter_) meter_->show(download);
   }
   void mediaError(const MediaErrorEvent& error) override {
-    meter_->close();
+    if (meter_) meter_->close();
     const bool isTooLarge = totalBytes_ == std::numeric_limits<std::int32_t>::max();
     trouble(explainMediaError(error.code, error.text, isTooLarge));
   }
   void mediaEnds(MediaEnd end) override {
-    meter_->close();
+    if (meter_) meter_->close();
     std::cout << std::flush;
-    if (end == MediaEnd::stopped) return note("stopped");
+    if (end == MediaEnd::stopped) return line("stopped");
     if (end == MediaEnd::failed) return;
     if (command_ == Command::download) return note("stored in " + file_);
     if (command_ == Command::albums) return note(counted(rows_, "album", "albums"));
     note(counted(rows_, "entry", "entries"));
   }
 
-  void note(const std::string& text) override { line(withoutGivenSecrets(text)); }
+  void note(const std::string& text) override {
+    // A login's notes say what people have to do.
+    if (!quiet_ || command_ == Command::login) line(withoutGivenSecrets(text));
+  }
   void tick() override {
     if (meter_) meter_->tick();
     if (Progress::Clock::now() - drawn_ > std::chrono::milliseconds(500)) draw();
@@ -292,6 +302,7 @@ class ConsoleReport final : public Report {
   std::string program_;  ///< how a next call begins
   bool standIns_;
   bool sendsCategories_;  ///< the platform's uploads have a place for them on this way
+  bool quiet_;
   bool terminal_;
   std::optional<Progress> progress_;
   Progress::Clock::time_point drawn_{};

@@ -1,5 +1,7 @@
 #include "system/Environment.h"
 
+#include <KblUtils/Process.h>
+
 #include <cstdlib>
 
 #if defined(_WIN32)
@@ -21,5 +23,10 @@ void setEnvironment(const char* name, const std::string& value) {
 }
 
 #endif
+
+bool environmentAsksFor(const char* name) {
+  const std::string value = KBL::Environment::variable(name);
+  return !value.empty() && value != "0" && value != "false";
+}
 
 }  // namespace host
