@@ -36,8 +36,18 @@ class Examples(HostTest):
         self.assertGreater(picture.stat().st_size, 0)
         self.assertEqual(self.run_example("minimal_list", servers.config, "nobody", picture).code, 1)
 
+    def test_own_surroundings(self):
+        servers = self.start_servers()
+        cache = self.folder / "own-cache"
+        cache.mkdir()
+        (cache / "ema_youtube_cache.db").write_text("no database")
+        asked = self.run_example("own_surroundings", servers.url, self.folder, SECRET)
+        self.assertEqual(asked.code, 1, asked)
+        self.assertEqual(asked.out.splitlines()[0], "nobody")
+        self.assertRegex(asked.err, r"\A([EW] \w+\.(cpp|h):\d+ .+\n)+\Z")
+
     def test_wrong_use(self):
-        for name in ("minimal_list", "minimal_login", "minimal_upload"):
+        for name in ("minimal_list", "minimal_login", "minimal_upload", "own_surroundings"):
             self.assertEqual(self.run_example(name).code, 2)
 
 
