@@ -10,6 +10,7 @@
 #include "sandbox/server/Router.h"
 #include "sandbox/server/TlsContext.h"
 #include "sandbox/state/AccountBook.h"
+#include "sandbox/state/ArrivalBook.h"
 #include "sandbox/state/StateFile.h"
 #include "sandbox/state/UploadBook.h"
 #include "sandbox/system/DiskFile.h"
@@ -43,8 +44,10 @@ class Sandbox::Impl {
             options.stateDir, [this](const Json::Value& kept) { merge(kept); }, [this] { return kept(); }),
         tls(options.tls ? std::make_unique<TlsContext>(options.certificate) : nullptr),
         journal(options.page ? std::make_unique<ExchangeJournal>() : nullptr),
+        arrivals(options.page ? std::make_unique<ArrivalBook>(options.keptVideoBytes) : nullptr),
         server(options.port, router, faults, log, journal.get(), tls.get(), options.receiveBuffer),
-        context{options, accounts, grants, uploads, faults, log, journal.get(), state, {}, {}, {}} {
+        context{options,       accounts, grants,         uploads, faults, log,
+                journal.get(), state,    arrivals.get(), {},      {},     {}} {
     context.baseUrl =
         std::string(options.tls ? "https" : "http") + "://127.0.0.1:" + std::to_string(server.port());
     state.load();
@@ -102,6 +105,7 @@ class Sandbox::Impl {
   Router router;
   const std::unique_ptr<TlsContext> tls;
   const std::unique_ptr<ExchangeJournal> journal;
+  const std::unique_ptr<ArrivalBook> arrivals;
   HttpServer server;
   ServiceContext context;
   std::vector<std::unique_ptr<Service>> services;

@@ -60,6 +60,8 @@ struct SandboxOptions {
 
   /// A page for people at Sandbox::baseUrl, which shows what happens; costs what it keeps of each exchange.
   bool page = false;
+  /// With the page, bytes of the latest videos that are kept for its player, in memory.
+  std::size_t keptVideoBytes = std::size_t{256} * 1024 * 1024;
 
   std::size_t recordedBodyLimit = std::size_t{64} * 1024;
   /// Bytes of all recorded bodies together; beyond it the oldest requests go.

@@ -5,12 +5,14 @@ import { byId } from "./dom.js";
 import { forgetExchanges, startExchanges, takeExchanges } from "./exchanges.js";
 import { offerFaults, showFaults, startFaults } from "./faults.js";
 import { showLogins, showPeople, startPeople } from "./people.js";
+import { forgetUploads, takeUpload } from "./uploads.js";
 
 const takers = {
   exchanges: takeExchanges,
   faults: showFaults,
   logins: showLogins,
   people: showPeople,
+  upload: takeUpload,
   setting: (setting) => {
     offerFaults(setting);
     showSetting(setting);
@@ -27,6 +29,7 @@ function listen() {
   const events = new EventSource("events");
   events.addEventListener("open", () => {
     forgetExchanges();
+    forgetUploads();
     tellConnection(`live, at ${location.origin}`, "live");
   });
   events.addEventListener("error", () => tellConnection("the sandbox doesn't answer; trying again…", "lost"));

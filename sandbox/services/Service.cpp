@@ -1,6 +1,7 @@
 #include "sandbox/services/Service.h"
 
 #include "sandbox/base/JsonText.h"
+#include "sandbox/base/Text.h"
 
 namespace sandbox {
 
@@ -32,6 +33,15 @@ std::optional<User> ServiceContext::userOf(const std::string& accessToken, Platf
   if (accessToken.empty()) return std::nullopt;
   if (!accounts.token(accessToken)) state.load();
   return accounts.userOf(accessToken, platform);
+}
+
+Arrival ServiceContext::arrivalOf(const UploadRecord& upload) const {
+  return {arrivals, upload.uploadId, upload.service, upload.announcedSize};
+}
+
+Arrival ServiceContext::newArrival(const std::string& service, std::uint64_t announced) const {
+  constexpr std::size_t uploadIdLength = 40;
+  return {arrivals, randomText(uploadIdLength), service, announced};
 }
 
 bool ServiceContext::knowsUser(const std::string& openId) const {

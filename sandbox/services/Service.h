@@ -6,6 +6,7 @@
 #include "sandbox/server/RequestLog.h"
 #include "sandbox/server/Router.h"
 #include "sandbox/state/AccountBook.h"
+#include "sandbox/state/ArrivalBook.h"
 #include "sandbox/state/OauthGrants.h"
 #include "sandbox/state/StateFile.h"
 #include "sandbox/state/UploadBook.h"
@@ -28,6 +29,7 @@ struct ServiceContext {
   RequestLog& log;
   ExchangeJournal* journal;  ///< null without a page for people
   StateFile& state;
+  ArrivalBook* arrivals;  ///< null without a page for people
   std::string baseUrl;
   std::map<std::string, std::string> cloudConfig;
   std::map<std::string, std::string> scriptServices;
@@ -39,6 +41,12 @@ struct ServiceContext {
   [[nodiscard]] bool isGoodAccountToken(const std::string& token) const;
   [[nodiscard]] std::optional<User> userOf(const std::string& accessToken, Platform platform) const;
   [[nodiscard]] bool knowsUser(const std::string& openId) const;
+
+  /// Where the bytes of a video go besides, for people who look on: of an upload that is known, ...
+  [[nodiscard]] Arrival arrivalOf(const UploadRecord& upload) const;
+  /// ... and of one that comes in one request, whose record is made at its end and gets the arrival's upload
+  /// id.
+  [[nodiscard]] Arrival newArrival(const std::string& service, std::uint64_t announced) const;
 };
 
 /// One stand-in. A new one is a class of its own, a line in makeServices and its rows in Route.

@@ -34,6 +34,7 @@ bool UploadForm::add(const char* bytes, std::size_t count) {
     return fields_.back().second.size() <= fieldLimit;
   }
   File& file = files_.back();
+  if (onFile_) onFile_(file, bytes, count);
   hash_.add(bytes, count);
   file.size += count;
   file.bytes.append(bytes, std::min(count, keptBytes_ - std::min(keptBytes_, file.bytes.size())));

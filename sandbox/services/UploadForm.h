@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <utility>
@@ -29,6 +30,10 @@ class UploadForm {
   UploadForm(const UploadForm&) = delete;
   UploadForm& operator=(const UploadForm&) = delete;
 
+  /// Called with the bytes of every file as they come, ahead of the file's size.
+  using FileSink = std::function<void(const File& file, const char* bytes, std::size_t count)>;
+  void watchFiles(FileSink sink) { onFile_ = std::move(sink); }
+
   /// The next bytes of the body. False from the first fault on.
   bool take(const char* bytes, std::size_t count) { return form_.take(bytes, count); }
   /// Ends the last part. False when the closing delimiter has not come.
@@ -45,6 +50,7 @@ class UploadForm {
   const std::size_t keptBytes_;
   std::vector<std::pair<std::string, std::string>> fields_;
   std::vector<File> files_;
+  FileSink onFile_;
   bool inFile_ = false;
   Sha256 hash_;
   MultipartForm form_;

@@ -150,6 +150,15 @@ std::vector<UploadRecord> UploadBook::all() const {
   return records;
 }
 
+std::vector<UploadRecord> UploadBook::latest(std::size_t count) const {
+  const std::lock_guard lock(mutex_);
+  std::vector<UploadRecord> records;
+  for (std::size_t at = entries_.size() - std::min(count, entries_.size()); at < entries_.size(); ++at) {
+    records.push_back(entries_[at].record);
+  }
+  return records;
+}
+
 bool UploadBook::waitForComplete(std::size_t count, std::chrono::milliseconds limit) {
   std::unique_lock lock(mutex_);
   const auto reached = [&] {

@@ -69,6 +69,8 @@ class UploadBook {
   [[nodiscard]] std::optional<UploadRecord> byMediaId(const std::string& service,
                                                       const std::string& mediaId) const;
   [[nodiscard]] std::vector<UploadRecord> all() const;
+  /// The last ones to be opened, in that order.
+  [[nodiscard]] std::vector<UploadRecord> latest(std::size_t count) const;
   bool waitForComplete(std::size_t count, std::chrono::milliseconds limit);
 
   [[nodiscard]] Json::Value kept() const;

@@ -171,6 +171,11 @@ class Servers:
     def uploads(self):
         return self.ask("uploads")
 
+    def kept(self, upload):
+        """The bytes of an upload that the page plays."""
+        with opener.open(self.url + "/sandbox/videos/" + upload["upload_id"], timeout=LIMIT) as reply:
+            return reply.read()
+
     def requests(self, route):
         return self.ask("requests?route=" + route)
 

@@ -26,6 +26,7 @@ class DouyinUpload(LimitedUpload, SignedInTest):
         (upload,) = self.servers.uploads()
         self.assertEqual((upload["service"], upload["complete"], upload["chunks"]), ("douyin", True, 3))
         self.assertEqual(upload["sha256"], sha256_of(video))
+        self.assertTrue(self.servers.kept(upload) == video.read_bytes())
         self.assertEqual(
             [
                 len(self.servers.requests(route))

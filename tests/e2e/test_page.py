@@ -94,6 +94,35 @@ class Fault(PageTest):
         self.assertNotIn("hush", self.browser.text(".details"))
 
 
+class Upload(PageTest):
+    def test_watched_to_its_end_and_played(self):
+        self.signed_in(self.servers)
+        self.servers.fault("youtubeUploadChunk", "slowRequest", bytes=200000, delay=100, times=2)
+        video = self.video(4_000_000)
+        upload = self.start_program(
+            *self.with_servers(self.servers, "upload", "youtube", video, "--title", "Holiday at the sea")
+        )
+        self.see("#upload-list", "youtube: Holiday at the sea")
+        self.see("#upload-list", "on its way")
+        share = "return document.querySelector('#upload-list progress').value"
+        wait_until(lambda: 0 < self.browser.run(share) < 1, "a part of it")
+        wait_until(lambda: "MB/s at most" in self.browser.text("#upload-list"), "a rate")
+        curve = "return document.querySelector('#upload-list path').getAttribute('d')"
+        self.assertRegex(self.browser.run(curve), r"^M0,30 L[0-9., L]+ L100,30 Z$")
+        self.see("#upload-list", "complete: 4.0 MB")
+        self.assertEqual(upload.end().code, 0)
+
+        self.browser.click("#upload-list summary")
+        self.see("#upload-list details", '"title" : "Holiday at the sea"')
+        self.see("#upload-list details", self.servers.uploads()[0]["sha256"])
+        self.browser.run("const video = document.querySelector('video'); video.muted = true; video.play()")
+        wait_until(lambda: self.browser.run("return document.querySelector('video').currentTime") > 0.2, "pictures")
+        size = "const video = document.querySelector('video'); return [video.videoWidth, video.videoHeight]"
+        self.assertEqual(self.browser.run(size), [640, 360])
+        self.browser.run("document.querySelector('video').currentTime = 8")
+        wait_until(lambda: self.browser.run("return document.querySelector('video').currentTime") > 8, "a later part")
+
+
 class Reach(PageTest):
     def test_by_keyboard_on_a_narrow_screen_in_the_dark(self):
         self.browser.emulate(width=360, dark=True)

@@ -49,6 +49,7 @@ class Upload(Scripted):
             self.assertEqual(servers.delivered(fault), 1, platform)
             record = [upload for upload in servers.uploads() if upload["service"] == platform[0]][-1]
             self.assertEqual(record["sha256"], sha256_of(video), record)
+            self.assertTrue(servers.kept(record) == video.read_bytes(), platform)
             self.assertTrue(record["complete"])
 
     def test_busy_service_is_asked_again(self):

@@ -24,6 +24,7 @@ class TiktokUpload(LimitedUpload, SignedInTest):
         self.assertEqual((upload["service"], upload["complete"]), ("tiktok", True))
         self.assertEqual(upload["received_size"], 5 * MIB + 1)
         self.assertEqual(upload["sha256"], sha256_of(video))
+        self.assertTrue(self.servers.kept(upload) == video.read_bytes())
         self.assertEqual(upload["file_name"], "Ein Vidéo.mp4")
         self.assertEqual(result.named("finished"), [{"event": "finished", "text": upload["media_id"]}])
 

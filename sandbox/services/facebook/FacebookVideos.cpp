@@ -105,6 +105,7 @@ Reply FacebookVideos::transfer(const Step& step, UploadBook::Loan& upload) const
   if (chunk->size == 0 || chunk->size > wanted) return uploadProblem(wrongOffset, offsetsOf(record));
   Sha256 hash = upload.hash();
   if (context_.options.hashUploads) hash.add(chunk->bytes.data(), chunk->bytes.size());
+  context_.arrivalOf(record).take(offset, chunk->bytes.data(), chunk->bytes.size());
   const std::string token = facebookToken(step.call, step.fields);
   upload.commit({offset, chunk->size, token}, hash, false, {});
   return offsets(upload.record());

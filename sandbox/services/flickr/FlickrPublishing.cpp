@@ -225,7 +225,11 @@ Reply FlickrPublishing::uploadStatus(const User& user) {
 Reply FlickrPublishing::upload(const Call& call) {
   const auto boundary = MultipartForm::boundaryOf(call.request.header("Content-Type").value_or(""));
   if (!boundary) return xmlFailure(fileMissing, "No photo specified");
+  const Arrival arrival = context_.newArrival("flickr", call.announcedLength);
   UploadForm form(*boundary, 0);
+  form.watchFiles([&](const UploadForm::File& file, const char* bytes, std::size_t count) {
+    if (file.field == "photo") arrival.take(file.size, bytes, count);
+  });
   const bool whole =
       call.readBody([&](const char* bytes, std::size_t count) { return form.take(bytes, count); });
   if (!form.finish() || !whole) return xmlFailure(3, "General upload failure");
@@ -236,11 +240,11 @@ Reply FlickrPublishing::upload(const Call& call) {
   const UploadForm::File* const photo = form.file("photo");
   if (!photo) return xmlFailure(fileMissing, "No photo specified");
   if (photo->size == 0) return xmlFailure(4, "Filesize was zero");
-  return take(call, fields, *photo, *caller.user);
+  return take(call, fields, *photo, *caller.user, arrival.uploadId());
 }
 
 Reply FlickrPublishing::take(const Call& call, const FormFields& fields, const UploadForm::File& photo,
-                             const User& user) {
+                             const User& user, const std::string& uploadId) {
   for (const char* name : {"is_public", "is_friend", "is_family", "async"}) {
     if (!isFlag(fieldText(fields, name))) return xmlFailure(5, std::string(name) + " must be 0 or 1");
   }
@@ -251,6 +255,7 @@ Reply FlickrPublishing::take(const Call& call, const FormFields& fields, const U
   }
   UploadRecord record;
   record.service = "flickr";
+  record.uploadId = uploadId;
   record.mediaId = randomDigits(11);
   record.openId = user.openId;
   record.fileName = photo.fileName;

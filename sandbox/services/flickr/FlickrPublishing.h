@@ -31,7 +31,8 @@ class FlickrPublishing final : public Service {
   [[nodiscard]] static Reply testLogin(const User& user);
   [[nodiscard]] static Reply uploadStatus(const User& user);
   Reply upload(const Call& call);
-  Reply take(const Call& call, const FormFields& fields, const UploadForm::File& photo, const User& user);
+  Reply take(const Call& call, const FormFields& fields, const UploadForm::File& photo, const User& user,
+             const std::string& uploadId);
 
   /// The user of a signed call; else the number and text of Flickr's refusal.
   struct Caller {

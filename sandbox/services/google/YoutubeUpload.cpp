@@ -141,12 +141,14 @@ Reply YoutubeUpload::chunk(const Call& call, const Range& range, UploadBook::Loa
     return badRequest("Content-Length does not agree with Content-Range", "invalidHeader");
   }
 
+  const Arrival arrival = context_.arrivalOf(upload.record());
   Sha256 hash = upload.hash();
   std::uint64_t known = received - range.first;  // bytes that were accepted before
   std::uint64_t arrived = 0;
   const bool whole = call.readBody([&](const char* bytes, std::size_t count) {
     const auto skipped = static_cast<std::size_t>(std::min<std::uint64_t>(known, count));
     known -= skipped;
+    arrival.take(range.first + arrived, bytes, count);
     arrived += count;
     if (context_.options.hashUploads) hash.add(bytes + skipped, count - skipped);
     return arrived <= size;

@@ -133,11 +133,13 @@ Reply InstagramReels::append(const Call& call, std::uint64_t offset, std::uint64
   }
   if (call.announcedLength > size - offset) return badUpload("more bytes than file_size");
   upload.announce(size);
+  const Arrival arrival = context_.arrivalOf(upload.record());
   Sha256 hash = upload.hash();
   std::uint64_t arrived = 0;
   call.readBody([&](const char* bytes, std::size_t count) {
     const auto taken = static_cast<std::size_t>(std::min<std::uint64_t>(count, size - offset - arrived));
     if (context_.options.hashUploads) hash.add(bytes, taken);
+    arrival.take(offset + arrived, bytes, taken);
     arrived += taken;
     return taken == count;
   });

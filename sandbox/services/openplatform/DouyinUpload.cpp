@@ -114,9 +114,11 @@ Reply DouyinUpload::takePart(const Call& call, std::uint64_t number, UploadBook:
     return failure(open_platform::badSize, "every part but the last has 4194304 bytes");
   }
   const std::uint64_t offset = (number - 1) * partSize;
+  const Arrival arrival = context_.arrivalOf(upload.record());
   Sha256 hash = again ? upload.hashBeforeLast() : upload.hash();
   std::uint64_t size = 0;
   const bool whole = call.readBody([&](const char* bytes, std::size_t count) {
+    arrival.take(offset + size, bytes, count);
     size += count;
     if (context_.options.hashUploads) hash.add(bytes, count);
     return size <= partSize;

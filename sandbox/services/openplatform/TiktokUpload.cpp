@@ -69,6 +69,8 @@ std::optional<Reply> TiktokUpload::readForm(const Call& call, UploadRecord& reco
       MultipartForm::boundaryOf(call.request.header("Content-Type").value_or(""));
   if (!boundary) return failure(open_platform::invalidParameter, "multipart/form-data is wanted");
 
+  const Arrival arrival = context_.newArrival(record.service, call.announcedLength);
+  record.uploadId = arrival.uploadId();
   unsigned fields = 0;
   Sha256 hash;
   const auto isTheVideo = [&](const MultipartForm::Field& field) {
@@ -77,6 +79,7 @@ std::optional<Reply> TiktokUpload::readForm(const Call& call, UploadRecord& reco
     return ++fields == 1 && field.name == videoField && !record.fileName.empty();
   };
   const auto takeBytes = [&](const char* bytes, std::size_t count) {
+    arrival.take(record.receivedSize, bytes, count);
     record.receivedSize += count;
     if (context_.options.hashUploads) hash.add(bytes, count);
     return record.receivedSize <= largestVideo;

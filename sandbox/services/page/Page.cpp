@@ -6,6 +6,7 @@
 #include "sandbox/services/HtmlPage.h"
 #include "sandbox/services/SameOrigin.h"
 #include "sandbox/services/page/PageFiles.h"
+#include "sandbox/services/page/PageJson.h"
 #include "sandbox/services/page/PageNews.h"
 
 #include <memory>
@@ -19,6 +20,7 @@ constexpr const char* pagePath = "/sandbox/";
 constexpr const char* filesPath = "/sandbox/page/";
 constexpr const char* eventsPath = "/sandbox/events";
 constexpr const char* exchangesPath = "/sandbox/exchanges/";
+constexpr const char* videosPath = "/sandbox/videos/";
 /// How far the page may be behind what happens.
 constexpr std::chrono::milliseconds newsInterval{200};
 /// What is shown of a body.
@@ -69,6 +71,31 @@ Json::Value replyJson(const ReplyText& reply) {
                  sentBody.empty() || reply.body.empty() ? sentBody : reply.body, isCut);
 }
 
+/// The bytes that a player asks for: of "bytes=FIRST-LAST", "bytes=FIRST-" and "bytes=-COUNT".
+struct Range {
+  std::uint64_t first = 0;
+  std::uint64_t count = 0;
+};
+std::optional<Range> rangeOf(std::string_view text, std::uint64_t size) {
+  constexpr std::string_view unit = "bytes=";
+  if (!text.starts_with(unit)) return std::nullopt;
+  text.remove_prefix(unit.size());
+  const std::size_t dash = std::min(text.find('-'), text.size());
+  const std::string_view begin = text.substr(0, dash);
+  const std::string_view end = text.substr(std::min(dash + 1, text.size()));
+  unsigned long long first = 0;
+  unsigned long long last = size - 1;
+  if (begin.empty()) {
+    unsigned long long count = 0;
+    if (!parseNumber(end, count) || count == 0) return std::nullopt;
+    first = size - std::min<unsigned long long>(count, size);
+  } else if (!parseNumber(begin, first) || (!end.empty() && !parseNumber(end, last))) {
+    return std::nullopt;
+  }
+  if (first >= size || last < first) return std::nullopt;
+  return Range{first, std::min<std::uint64_t>(last, size - 1) - first + 1};
+}
+
 }  // namespace
 
 void Page::addTo(Router& router) {
@@ -81,6 +108,8 @@ void Page::addTo(Router& router) {
   get(
       filesPath, [](Call& call) { return file(call.rest); }, Endpoint::Path::withRest);
   get(eventsPath, [this](Call&) { return events(); });
+  get(
+      videosPath, [this](Call& call) { return video(call); }, Endpoint::Path::withRest);
   get(
       exchangesPath, [this](Call& call) { return exchange(call); }, Endpoint::Path::withRest);
 }
@@ -109,6 +138,34 @@ Reply Page::events() const {
     if (!std::exchange(first, false) && !faults.pause(newsInterval)) return std::nullopt;
     return news->next();
   };
+  return reply;
+}
+
+/// What came of an upload, whole or in the range that a player asks for.
+Reply Page::video(const Call& call) const {
+  const std::optional<ArrivalState> arrival = context_.arrivals->one(call.rest);
+  if (!arrival || !arrival->isKept) return notFound();
+  const std::uint64_t size = arrival->position;
+  Reply reply;
+  reply.contentType = mediaTypeOf(arrival->start);
+  reply.headers = {{"Accept-Ranges", "bytes"},
+                   {"Cache-Control", "no-store"},
+                   {"Content-Security-Policy", "default-src 'none'; sandbox"},
+                   {"Cross-Origin-Resource-Policy", "same-origin"},
+                   {"X-Content-Type-Options", "nosniff"}};
+  Range range{0, size};
+  if (const auto wanted = call.request.header("Range")) {
+    const std::optional<Range> part = rangeOf(*wanted, size);
+    reply.status = part ? 206 : 416;
+    const std::string which =
+        part ? std::to_string(part->first) + "-" + std::to_string(part->first + part->count - 1) : "*";
+    reply.headers.emplace_back("Content-Range", "bytes " + which + "/" + std::to_string(size));
+    if (!part) return reply;
+    range = *part;
+  }
+  std::optional<std::string> bytes = context_.arrivals->readKept(call.rest, range.first, range.count);
+  if (!bytes) return notFound();
+  reply.body = *std::move(bytes);
   return reply;
 }
 

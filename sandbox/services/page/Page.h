@@ -14,6 +14,7 @@ class Page final : public Service {
   [[nodiscard]] static Reply file(const std::string& name);
   [[nodiscard]] Reply events() const;
   [[nodiscard]] Reply exchange(const Call& call) const;
+  [[nodiscard]] Reply video(const Call& call) const;
 
   ServiceContext& context_;
 };

@@ -1,5 +1,6 @@
 #include "sandbox/services/page/PageJson.h"
 
+#include "sandbox/base/JsonText.h"
 #include "sandbox/base/Masking.h"
 #include "sandbox/services/inspection/FaultJson.h"
 
@@ -14,11 +15,17 @@ namespace {
 /// Of what grows without end the latest are shown.
 constexpr std::size_t shownOrders = 50;
 constexpr std::size_t shownDecided = 5;
+constexpr std::size_t shownUploads = 20;
+/// An upload from which nothing came for so long does not run.
+constexpr std::chrono::seconds longestPause{3};
+
+Json::Int64 milliseconds(std::chrono::system_clock::time_point time) {
+  return std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count();
+}
 
 /// 0 stands for a token that has no end.
 Json::Int64 endOf(const TokenState& state) {
-  if (state.expiry == std::chrono::system_clock::time_point::max()) return 0;
-  return std::chrono::duration_cast<std::chrono::milliseconds>(state.expiry.time_since_epoch()).count();
+  return state.expiry == std::chrono::system_clock::time_point::max() ? 0 : milliseconds(state.expiry);
 }
 
 const char* nameOf(Consent consent) {
@@ -89,7 +96,91 @@ Json::Value jsonOf(const LoginSession& session, const std::vector<User>& users) 
   return value;
 }
 
+/// The title among what the client said, wherever its service wants it.
+std::string titleOf(const Json::Value& metadata) {
+  if (!metadata.isObject()) return {};
+  if (metadata["snippet"].isObject()) return textMember(metadata["snippet"], "title").value_or("");
+  for (const char* name : {"title", "name", "caption"}) {
+    if (auto title = textMember(metadata, name)) return *title;
+  }
+  return {};
+}
+
+Json::Value curveJson(const RateCurve& curve) {
+  Json::Value value;
+  value["step"] = Json::Int64(curve.step().count());
+  value["bytes"] = Json::Value(Json::arrayValue);
+  for (const std::uint64_t bytes : curve.bytes()) value["bytes"].append(Json::UInt64(bytes));
+  return value;
+}
+
+Json::Value jsonOf(const UploadRecord& record, const std::vector<User>& users) {
+  const Json::Value metadata = parseJson(record.metadata).value_or(Json::Value());
+  Json::Value value;
+  value["id"] = record.uploadId;
+  value["service"] = record.service;
+  value["media_id"] = record.mediaId;
+  value["name"] = nameOf(users, record.openId);
+  value["title"] = titleOf(metadata);
+  value["file_name"] = record.fileName;
+  value["metadata"] = metadata.isNull() ? std::string() : maskedText(readableJson(metadata));
+  value["announced"] = Json::UInt64(record.announcedSize);
+  value["received"] = Json::UInt64(record.receivedSize);
+  value["sha256"] = record.sha256;
+  value["chunks"] = Json::UInt64(record.chunks.size());
+  value["state"] = record.complete ? "complete" : "waiting";
+  return value;
+}
+
+void addArrival(Json::Value& value, const ArrivalState& arrival) {
+  const bool isComplete = value["state"] == "complete";
+  const bool runs = arrival.silent < longestPause;
+  value["service"] = arrival.service;
+  value["time"] = milliseconds(arrival.begun);
+  value["lasted"] = Json::Int64(arrival.lasted.count());
+  value["curve"] = curveJson(arrival.curve);
+  if (!isComplete) {
+    value["received"] = Json::UInt64(arrival.position);
+    if (value["announced"].asUInt64() == 0) value["announced"] = Json::UInt64(arrival.announced);
+    if (runs) value["state"] = "running";
+  }
+  if (isComplete && arrival.isKept) value["type"] = mediaTypeOf(arrival.start);
+}
+
 }  // namespace
+
+std::string mediaTypeOf(std::string_view start) {
+  constexpr std::size_t boxName = 4;
+  if (start.size() >= 2 * boxName && start.substr(boxName, boxName) == "ftyp") return "video/mp4";
+  if (start.starts_with("\x1A\x45\xDF\xA3")) return "video/webm";
+  if (start.starts_with("\xFF\xD8\xFF")) return "image/jpeg";
+  return "application/octet-stream";
+}
+
+std::vector<Json::Value> uploadsJson(const ServiceContext& context) {
+  const std::vector<User> users = context.accounts.users();
+  std::vector<Json::Value> list;
+  for (const UploadRecord& record : context.uploads.latest(shownUploads))
+    list.push_back(jsonOf(record, users));
+  for (const ArrivalState& arrival : context.arrivals->all()) {
+    const auto known = std::find_if(list.begin(), list.end(), [&](const Json::Value& upload) {
+      return upload["id"] == arrival.uploadId;
+    });
+    const bool runs = arrival.silent < longestPause;
+    if (known != list.end()) {
+      addArrival(*known, arrival);
+    } else if (!context.uploads.knows(arrival.uploadId)) {
+      // A form whose record comes with its end; without one it was refused or broken off.
+      Json::Value upload;
+      upload["id"] = arrival.uploadId;
+      upload["announced"] = 0;
+      upload["state"] = runs ? "running" : "broken";
+      addArrival(upload, arrival);
+      list.push_back(upload);
+    }
+  }
+  return list;
+}
 
 Json::Value settingJson(const ServiceContext& context) {
   const SandboxOptions usual;

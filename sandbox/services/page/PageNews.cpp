@@ -41,6 +41,9 @@ std::string PageNews::next() {
   tellIfNew("people", peopleJson(context_));
   tellIfNew("logins", loginsJson(context_));
   tellIfNew("faults", faultsJson(context_));
+  for (const Json::Value& upload : uploadsJson(context_)) {
+    tellIfNew("upload " + upload["id"].asString(), "upload", upload);
+  }
   tellExchanges();
   keepAlive();
   return std::exchange(news_, {});
@@ -59,9 +62,9 @@ void PageNews::tell(const std::string& event, const Json::Value& data) {
   news_ += "event: " + event + "\ndata: " + compactJson(data) + "\n\n";
 }
 
-void PageNews::tellIfNew(const std::string& event, const Json::Value& data) {
+void PageNews::tellIfNew(const std::string& thing, const std::string& event, const Json::Value& data) {
   std::string text = compactJson(data);
-  std::string& told = told_[event];
+  std::string& told = told_[thing];
   if (text == told) return;
   news_ += "event: " + event + "\ndata: " + text + "\n\n";
   told = std::move(text);

@@ -23,14 +23,16 @@ class PageNews {
   void tellExchanges();
   void tell(const std::string& event, const Json::Value& data);
   /// As tell, unless the page has heard just that.
-  void tellIfNew(const std::string& event, const Json::Value& data);
+  void tellIfNew(const std::string& event, const Json::Value& data) { tellIfNew(event, event, data); }
+  /// The same of one thing among several of its kind.
+  void tellIfNew(const std::string& thing, const std::string& event, const Json::Value& data);
   void keepAlive();
 
   const ServiceContext& context_;
   std::uint64_t change_ = 0;
   std::chrono::steady_clock::time_point lastWord_;
   std::string news_;
-  std::map<std::string, std::string> told_;  ///< by event
+  std::map<std::string, std::string> told_;  ///< by thing
 };
 
 }  // namespace sandbox

@@ -113,15 +113,17 @@ Reply TwitchVideos::receive(const Call& call, std::uint64_t number, UploadBook::
   if (!again && !parts.empty() && parts.back().size < smallestPart) {
     return twitchError(400, "only the last part may be smaller than 5 MiB");
   }
+  const std::uint64_t offset = again ? parts.back().offset : upload.record().receivedSize;
+  const Arrival arrival = context_.arrivalOf(upload.record());
   Sha256 hash = again ? upload.hashBeforeLast() : upload.hash();
   std::uint64_t arrived = 0;
   const bool whole = call.readBody([&](const char* bytes, std::size_t count) {
     if (context_.options.hashUploads) hash.add(bytes, count);
+    arrival.take(offset + arrived, bytes, count);
     arrived += count;
     return true;
   });
   if (!whole) return twitchError(400, "the part did not come whole");
-  const std::uint64_t offset = again ? parts.back().offset : upload.record().receivedSize;
   const UploadedChunk chunk{offset, arrived, call.request.parameter("upload_token").value_or("")};
   again ? upload.replaceLast(chunk, hash) : upload.commit(chunk, hash, false, {});
   return {200, "", "application/json", {}};

@@ -168,11 +168,13 @@ Reply VimeoVideos::append(const Call& call) {
 Reply VimeoVideos::receive(const Call& call, UploadBook::Loan& upload) {
   const std::uint64_t begin = upload.record().receivedSize;
   const std::uint64_t room = upload.record().announcedSize - begin;
+  const Arrival arrival = context_.arrivalOf(upload.record());
   Sha256 hash = upload.hash();
   std::uint64_t arrived = 0;
   call.readBody([&](const char* bytes, std::size_t count) {
     const auto taken = static_cast<std::size_t>(std::min<std::uint64_t>(count, room - arrived));
     if (context_.options.hashUploads) hash.add(bytes, taken);
+    arrival.take(begin + arrived, bytes, taken);
     arrived += taken;
     return taken == count;
   });

@@ -3,9 +3,11 @@
 #include "sandbox/RawConnection.h"
 #include "sandbox/Sandbox.h"
 #include "sandbox/TestClient.h"
+#include "support/WaitUntil.h"
 
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <string>
 
 /// A sandbox that people look at, and a client of it.
@@ -28,9 +30,11 @@ class EventConnection {
     connection_.send("GET /sandbox/events HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n");
   }
 
-  /// Reads on until this text has come; false when the connection ends before.
+  /// Reads on until this text has come; false when the connection ends before, or it does not come in time.
   bool hears(const std::string& text) {
+    const auto end = std::chrono::steady_clock::now() + generousLimit;
     while (heard_.find(text) == std::string::npos) {
+      if (std::chrono::steady_clock::now() > end) return false;
       const std::string more = connection_.read(1);
       if (more.empty()) return false;
       heard_ += more;
