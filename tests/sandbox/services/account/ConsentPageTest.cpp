@@ -33,10 +33,25 @@ TEST_F(ConsentPage, AsksWithPlatformScopesUsersAndTwoButtons) {
   EXPECT_EQ(page.header("Content-Type"), "text/html; charset=utf-8");
   EXPECT_THAT(page.body, HasSubstr("<html lang=\"en\">"));
   EXPECT_THAT(page.body, HasSubstr("YouTube"));
-  EXPECT_THAT(page.body, HasSubstr("<li>user.info.basic</li>"));
+  EXPECT_THAT(page.body, HasSubstr("<li>see your name and picture <small>(user.info.basic)</small></li>"));
   EXPECT_THAT(page.body, HasSubstr(server.users()[1].email));
   EXPECT_THAT(page.body, HasSubstr(">Allow</button>"));
   EXPECT_THAT(page.body, HasSubstr(">Deny</button>"));
+}
+
+TEST_F(ConsentPage, NamesUnknownPermissionsAsTheyCame) {
+  EXPECT_THAT(client.get("/consent/" + openSession(R"(,"scope":["one.scope"])")).body,
+              HasSubstr("<li>one.scope</li>"));
+}
+
+TEST_F(ConsentPage, SaysWhatHappensNext) {
+  EXPECT_THAT(client.get("/consent/" + openSession()).body, HasSubstr("the application goes on by itself"));
+
+  const Answer login = client.get(targetWith("/vimeo/oauth/authorize", loginFields()));
+  const Answer page = client.get(targetOf(login.header("Location")));
+  EXPECT_THAT(page.body,
+              HasSubstr("Your browser then goes to <code>" + std::string(appRedirect) + "</code>"));
+  EXPECT_THAT(page.body, HasSubstr("your Vimeo account"));
 }
 
 TEST_F(ConsentPage, AllowSignsInTheUserWhoWasPicked) {
