@@ -18,10 +18,11 @@ int run(const host::Options& options, host::Report& report) {
   try {
     return host::runCommand(options, report);
   } catch (const host::Failure& failure) {
-    report.trouble(failure.what());
+    report.trouble(failure.what(), failure.cause);
     return failure.exit;
   } catch (const std::exception& error) {
-    report.trouble(std::string("unexpected trouble: ") + error.what() + "; run again with -v");
+    report.trouble(std::string("unexpected trouble: ") + error.what() + "; run again with -v",
+                   host::Cause::call);
     return host::Exit::refused;
   }
 }
@@ -51,7 +52,7 @@ int start(const std::vector<std::string>& arguments) {
     options.json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end() ||
                    host::environmentAsksFor("MEDIATRANSFER_JSON");
     report = options.json ? host::makeJsonReport() : host::makeConsoleReport(options);
-    report->trouble(failure.what());
+    report->trouble(failure.what(), failure.cause);
     report->done(failure.exit);
     return failure.exit;
   }

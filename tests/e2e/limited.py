@@ -22,7 +22,7 @@ class LimitedUpload:
         self.assert_ends(lines, 1)
         self.assertEqual(
             lines.named("error"),
-            [{"event": "error", "value": 12, "text": f"-10026,{too_large}, limit {self.LIMIT_TEXT}"}],
+            [{"event": "error", "value": 12, "text": f"-10026,{too_large}, limit {self.LIMIT_TEXT}", "cause": "file"}],
         )
         self.assertEqual(self.servers.requests(self.FIRST_ROUTE), [])
 

@@ -67,5 +67,24 @@ class Quiet(HostTest):
         self.assertIn("sign in with a browser at: http://", result.out)
 
 
+class Causes(HostTest):
+    def cause(self, *arguments):
+        return self.run_program("--json", *arguments).named("error")[0]["cause"]
+
+    def test_of_each_kind_are_told_apart(self):
+        servers = self.start_servers()
+        self.signed_in(servers)
+        picture = servers.url + "/media/pictures/none.jpg"
+        self.assertEqual(self.cause("uplaod"), "interface")
+        self.assertEqual(self.cause("--sandbox", "verify", "youtube"), "login")
+        self.assertEqual(self.cause("whoami", "tiktok"), "login")
+        self.assertEqual(self.cause("download", picture, self.folder / "x"), "refused")
+        self.assertEqual(self.cause("download", picture, self.folder / "none" / "x"), "file")
+        self.assertEqual(self.cause("--sandbox", "upload", "youtube", self.folder / "none.mp4"), "file")
+        servers.stop()
+        self.assertEqual(self.cause("download", picture, self.folder / "x"), "network")
+        self.assertEqual(self.cause(*self.with_servers(servers, "verify", "youtube")), "network")
+
+
 if __name__ == "__main__":
     unittest.main()

@@ -142,7 +142,9 @@ class Media(HostTest):
         self.assertEqual(target.read_text(), "former")
         lines = self.run_program("--json", "download", missing, target)
         self.assert_ends(lines, 1)
-        self.assertEqual(lines.named("error"), [{"event": "error", "code": 10, "text": "HTTP status 404"}])
+        self.assertEqual(
+            lines.named("error"), [{"event": "error", "code": 10, "text": "HTTP status 404", "cause": "refused"}]
+        )
 
         kept = self.run_program("download", missing, target, "--keep-errors")
         self.assertEqual(kept.code, 0, kept)

@@ -39,7 +39,9 @@ class CloudConfig(HostTest):
         file.write_text("{}")
         result = self.run_program("--cloud-config", file, "--app-secret", "s", "--json", "login", "youtube")
         self.assert_ends(result, 1)
-        self.assertEqual(result.events[0], {"event": "error", "code": -10001, "text": "url invalid"})
+        self.assertEqual(
+            result.events[0], {"event": "error", "code": -10001, "text": "url invalid", "cause": "interface"}
+        )
 
 
 class DeadServer(HostTest):

@@ -59,7 +59,8 @@ class TiktokUpload(LimitedUpload, SignedInTest):
         result = self.upload(self.video(), "--json")
         self.assert_ends(result, 1)
         self.assertEqual(
-            result.named("error")[1], {"event": "error", "value": 12, "text": "2190008,Access token expired"}
+            result.named("error")[1],
+            {"event": "error", "value": 12, "text": "2190008,Access token expired", "cause": "login"},
         )
         plain = self.upload(self.video())
         self.assertEqual(plain.code, 1, plain)
@@ -123,7 +124,8 @@ class TiktokUpload(LimitedUpload, SignedInTest):
                 self.assert_ends(result, 130)
                 self.assertLess(time.monotonic() - begin, 20)
                 self.assertEqual(
-                    result.named("error"), [{"event": "error", "value": 12, "text": "-10007,User cancelled!"}]
+                    result.named("error"),
+                    [{"event": "error", "value": 12, "text": "-10007,User cancelled!", "cause": "refused"}],
                 )
         self.assertEqual(self.servers.uploads(), [])
 

@@ -26,7 +26,9 @@ class Verify(HostTest):
         self.assert_one_line(plain.err, "nobody is signed in", "mediatransfer --sandbox login youtube")
         lines = self.run_program("--sandbox", "--json", "verify", "youtube")
         self.assert_ends(lines, 1)
-        self.assertEqual(lines.events[0], {"event": "error", "code": -10021, "text": "ema_youtube.1, empty data"})
+        self.assertEqual(
+            lines.events[0], {"event": "error", "code": -10021, "text": "ema_youtube.1, empty data", "cause": "login"}
+        )
 
     def test_of_an_unknown_user(self):
         self.signed_in()

@@ -30,7 +30,7 @@ KBL::RefPtr<KBL::IBsInfoReader> loginRecord(const Options& options) {
   auto record = KBL::adoptRef(createExternlMediaAuthInfoObject(KBL::infoTypeLogin));
   auto* const info =
       KBL::queryInterface<KBL::IBsExternlMediaLoginInfo>(record.get(), "IBsExternlMediaLoginInfo");
-  if (info == nullptr) throw Failure(Exit::refused, "the library cannot make a record");
+  if (info == nullptr) throw Failure(Cause::call, "the library cannot make a record");
   using Key = KBL::ExternlMediaLoginCharKey;
   const int number = options.platformId.value_or(options.platform->manager);
   info->setCharKeyConfig(Key::platformId, std::to_string(number).c_str());
@@ -63,7 +63,7 @@ class LoginJob {
     host_.unlockLogins();
     try {
       if (host_.manager().toExternlMediaAuth(record) != KBL::resultOk) {
-        throw Failure(Exit::refused, "the login cannot be started; run again with -v to see why");
+        throw Failure(Cause::login, "the login cannot be started; run again with -v to see why");
       }
       const int exit = await();
       if (exit != Exit::done) leaveFormer();
@@ -82,7 +82,7 @@ class LoginJob {
     if (!interrupted() && isStored_) return endWithoutClosing();
     host_.manager().cancelLogin();
     if (interrupted()) return Exit::interrupted;
-    throw Failure(Exit::refused, "the login ended without any news; run again with -v to see why");
+    throw Failure(Cause::network, "the login ended without any news; run again with -v to see why");
   }
 
   /// Once tokens have come nobody can tell from here whether they are stored.
@@ -130,8 +130,8 @@ class LoginJob {
 
   int endWith(const std::string& user) {
     if (!host_.loginsAreKept()) {
-      throw Failure(Exit::refused, "the login cannot be kept in '" + host_.loginPath() +
-                                       "'; check its rights and the room on its disk, then sign in again");
+      throw Failure(Cause::file, "the login cannot be kept in '" + host_.loginPath() +
+                                     "'; check its rights and the room on its disk, then sign in again");
     }
     host_.origin().keep();
     Person person = host_.findPerson(user).value_or(Person{});

@@ -32,11 +32,11 @@ void checkTarget(const std::string& file) {
   const std::filesystem::path path = pathFromUtf8(file);
   std::error_code unreadable;
   if (std::filesystem::is_directory(path, unreadable)) {
-    throw Failure(Exit::refused, "'" + file + "' is a folder; give the name of a file");
+    throw Failure(Cause::file, "'" + file + "' is a folder; give the name of a file");
   }
   const std::filesystem::path folder = path.parent_path();
   if (folder.empty() || std::filesystem::is_directory(folder, unreadable)) return;
-  throw Failure(Exit::refused, "the folder of '" + file + "' is not there; make it first");
+  throw Failure(Cause::file, "the folder of '" + file + "' is not there; make it first");
 }
 
 /// The library takes the name of the file to make in the system's narrow encoding.

@@ -19,7 +19,7 @@ struct IsLast {
 }  // namespace
 
 MediaJob::MediaJob(Report& report) : report_(report), transfer_(KBL::adoptRef(createEMTDlTransfer())) {
-  if (!transfer_) throw Failure(Exit::refused, "the library cannot make a transfer");
+  if (!transfer_) throw Failure(Cause::call, "the library cannot make a transfer");
   transfer_->Command(KBL::commandSetContext, static_cast<void*>(&events_));
 }
 

@@ -42,12 +42,12 @@ bool isOver(const ScriptToken& token) {
 void useStored(Options& options, const ScriptLogin& login) {
   const std::optional<ScriptToken> token = readScriptToken(login.token, serviceName(options));
   if (!token) {
-    throw Failure(Exit::refused, "the stored login of " + serviceName(options) +
-                                     " cannot be read; sign in again with: " + callOf("login", options));
+    throw Failure(Cause::login, "the stored login of " + serviceName(options) +
+                                    " cannot be read; sign in again with: " + callOf("login", options));
   }
   if (token->access.empty() || isOver(*token)) {
-    throw Failure(Exit::refused, "the stored login of " + serviceName(options) +
-                                     " has expired; renew it with: " + callOf("verify", options));
+    throw Failure(Cause::login, "the stored login of " + serviceName(options) +
+                                    " has expired; renew it with: " + callOf("verify", options));
   }
   options.token = token->access;
   if (!options.service->signsEachRequest) return;

@@ -23,8 +23,8 @@ std::string platformName(const Options& options) {
 void refuseScriptLogin(const Options& options, const std::string& reason) {
   const std::string shown =
       reason.empty() ? "the script gives no reason" : singleLine(withoutSecrets(reason));
-  throw Failure(Exit::refused, platformName(options) + " did not accept the login (" + shown +
-                                   "); sign in again with: " + signInCall(options));
+  throw Failure(Cause::login, platformName(options) + " did not accept the login (" + shown +
+                                  "); sign in again with: " + signInCall(options));
 }
 
 RedirectQuestion::RedirectQuestion(const Options& options, Report& report)
@@ -62,7 +62,7 @@ std::optional<int> RedirectQuestion::ask(ScriptSession& session, const std::stri
     if (!address && isListening()) address = given(std::chrono::milliseconds(0));
     if (address && isUsed(session, *address)) return std::nullopt;
     if (end && Clock::now() >= *end) {
-      throw Failure(Exit::refused,
+      throw Failure(Cause::login,
                     "nobody finished the login in the browser in time; run the command again, "
                     "--timeout SECONDS gives more time");
     }
@@ -100,8 +100,8 @@ std::optional<std::string> RedirectQuestion::given(std::chrono::milliseconds lim
     case StandardInput::State::ended:
       inputEnded_ = true;
       if (isListening()) return std::nullopt;
-      throw Failure(Exit::refused, "nobody gave the address that the browser reached; give it to: " +
-                                       signInCall(options_) + " --redirect-url URL");
+      throw Failure(Cause::login, "nobody gave the address that the browser reached; give it to: " +
+                                      signInCall(options_) + " --redirect-url URL");
     case StandardInput::State::nothing:
       break;
   }

@@ -32,7 +32,7 @@ sandbox::SandboxOptions sandboxOptions(const Options& options) {
 
 void writeConfig(const std::string& path, const std::string& text) {
   if (writeFile(path, text)) return;
-  throw Failure(Exit::refused, "the file '" + path + "' of --config-file cannot be written; give another");
+  throw Failure(Cause::file, "the file '" + path + "' of --config-file cannot be written; give another");
 }
 
 /// One line an exchange, told when it has ended. A look takes in all that ended since the former one.
@@ -70,8 +70,8 @@ int runSandbox(const Options& options, Report& report) {
     servers = std::make_unique<sandbox::Sandbox>(sandboxOptions(options));
     services = std::make_unique<sandbox::ScriptServicesFile>(*servers, options.stateDir);
   } catch (const std::runtime_error& error) {
-    throw Failure(Exit::refused, std::string("the stand-in servers cannot start: ") + error.what() +
-                                     "; try another --port or --state-dir");
+    throw Failure(Cause::call, std::string("the stand-in servers cannot start: ") + error.what() +
+                                   "; try another --port or --state-dir");
   }
   if (!options.configFile.empty()) writeConfig(options.configFile, servers->cloudConfigJson());
   report.sandboxListens({servers->baseUrl(), servers->caFile(), servers->cloudConfigJson(),

@@ -19,9 +19,9 @@ void verifyOnce(ScriptSession& session, const Options& options, const std::strin
   const ScriptSession::Answer answer = session.verify(address);
   if (answer.verdict == ScriptSession::Verdict::accepted) return;
   if (answer.verdict == ScriptSession::Verdict::refused) refuseScriptLogin(options, answer.text);
-  throw Failure(Exit::refused, "the address '" + singleLine(withoutSecrets(address), 200) +
-                                   "' is not what the browser reaches behind the consent; it begins with the "
-                                   "application's redirect address");
+  throw Failure(Cause::login, "the address '" + singleLine(withoutSecrets(address), 200) +
+                                  "' is not what the browser reaches behind the consent; it begins with the "
+                                  "application's redirect address");
 }
 
 /// The stand-in server consents by itself, so that nobody is needed.

@@ -16,17 +16,16 @@ ScriptLogin requiredLogin(const Host& host, const Options& options) {
   const std::string platform(options.platform->name);
   std::optional<ScriptLogin> login = host.scriptLogins().load();
   if (!login) {
-    throw Failure(Exit::refused, "nobody is signed in to " + platform +
-                                     " through its script; sign in with: " + signInCall(options));
+    throw Failure(Cause::login, "nobody is signed in to " + platform +
+                                    " through its script; sign in with: " + signInCall(options));
   }
   if (options.user.empty() || options.user == login->user) return *login;
-  throw Failure(Exit::refused, "no user " + options.user + " is signed in to " + platform + "; " +
-                                   nextCall(options) + " whoami " + platformAndWay(options) +
-                                   " shows who is");
+  throw Failure(Cause::login, "no user " + options.user + " is signed in to " + platform + "; " +
+                                  nextCall(options) + " whoami " + platformAndWay(options) + " shows who is");
 }
 
 [[noreturn]] void refuseLogin(const Options& options, const std::string& text) {
-  throw Failure(Exit::refused, explainRefusedLogin(text, platformAndWay(options), nextCall(options)));
+  throw Failure(Cause::login, explainRefusedLogin(text, platformAndWay(options), nextCall(options)));
 }
 
 /// What the script made of the stored login, which may have had to be renewed, is kept.
@@ -70,13 +69,13 @@ void keepRenewed(Host& host, ScriptSession& session, ScriptLogin login) {
 void requireAnswer(const ScriptSession::CheckResult& result) {
   const std::string reason = " (" + singleLine(withoutSecrets(result.text), 240) + "); ";
   if (result.check == ScriptSession::Check::unreachable) {
-    throw Failure(Exit::refused, "the service cannot be reached to ask about the login" + reason +
-                                     "check the network and --proxy, or look at the stored login alone with "
-                                     "--offline");
+    throw Failure(Cause::network, "the service cannot be reached to ask about the login" + reason +
+                                      "check the network and --proxy, or look at the stored login alone with "
+                                      "--offline");
   }
   if (result.check == ScriptSession::Check::undecided) {
-    throw Failure(Exit::refused, "the service does not say whether the login is good" + reason +
-                                     "run the command again later");
+    throw Failure(Cause::refused, "the service does not say whether the login is good" + reason +
+                                      "run the command again later");
   }
 }
 
@@ -120,7 +119,7 @@ int runScriptLogout(const Options& options, Report& report) {
     report.note(std::string("the service was not told: ") + failure.what());
   }
   if (!host.scriptLogins().forget()) {
-    throw Failure(Exit::refused,
+    throw Failure(Cause::file,
                   "the login in '" + host.loginPath() + "' cannot be taken away; check the folder's rights");
   }
   report.person(PersonNews::loggedOut, personOf(login));

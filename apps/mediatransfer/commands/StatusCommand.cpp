@@ -46,7 +46,7 @@ class StatusJob {
       report_.signedIn(*login);
     } catch (const Failure& failure) {
       failed_ = true;
-      report_.trouble(failure.what());
+      report_.trouble(failure.what(), failure.cause);
     }
   }
 
@@ -63,7 +63,7 @@ class StatusJob {
     }
     const std::optional<ScriptLogin> stored = host.scriptLogins().load();
     if (!stored) {
-      throw Failure(Exit::refused,
+      throw Failure(Cause::login,
                     "the " + login.platform + " login in '" + host.loginPath() +
                         "' cannot be read: it is damaged, or its key is another; sign in again with: " +
                         signInCall(options));

@@ -40,9 +40,9 @@ std::vector<std::string> videosIn(const std::string& folder) {
     }
     videos.push_back(utf8FromPath(path));
   }
-  if (error) throw Failure(Exit::refused, "the folder '" + folder + "' cannot be read; check its rights");
+  if (error) throw Failure(Cause::file, "the folder '" + folder + "' cannot be read; check its rights");
   if (videos.empty()) {
-    throw Failure(Exit::refused, "there is no video in the folder '" + folder + "'; give a video file");
+    throw Failure(Cause::file, "there is no video in the folder '" + folder + "'; give a video file");
   }
   std::sort(videos.begin(), videos.end());
   return videos;
@@ -134,7 +134,7 @@ class UploadBatch {
       if (upload.trouble) throw *upload.trouble;
       return way_.upload(upload.options, upload.record, upload.size);
     } catch (const Failure& failure) {
-      report_.trouble(failure.what());
+      report_.trouble(failure.what(), failure.cause);
       return failure.exit;
     }
   }

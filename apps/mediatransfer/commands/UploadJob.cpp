@@ -45,13 +45,13 @@ void requireFile(const std::string& path, const char* wanted) {
   std::error_code error;
   const auto status = std::filesystem::status(pathFromUtf8(path), error);
   if (!std::filesystem::exists(status)) {
-    throw Failure(Exit::refused, "there is no file '" + path + "'; check its name");
+    throw Failure(Cause::file, "there is no file '" + path + "'; check its name");
   }
   if (!std::filesystem::is_regular_file(status)) {
-    throw Failure(Exit::refused, "'" + path + "' is no file; give " + wanted);
+    throw Failure(Cause::file, "'" + path + "' is no file; give " + wanted);
   }
   if (!opensForReading(path)) {
-    throw Failure(Exit::refused, "the file '" + path + "' cannot be read; check its rights");
+    throw Failure(Cause::file, "the file '" + path + "' cannot be read; check its rights");
   }
 }
 
@@ -113,7 +113,7 @@ std::uint64_t checkedFileSize(const Options& options) {
   std::error_code error;
   const std::uintmax_t size = std::filesystem::file_size(pathFromUtf8(options.file), error);
   if (error || size == 0)
-    throw Failure(Exit::refused, "the file '" + options.file + "' is empty; give a video");
+    throw Failure(Cause::file, "the file '" + options.file + "' is empty; give a video");
   return size;
 }
 
@@ -143,13 +143,13 @@ void UploadJob::dropFormer() {
 
 void UploadJob::start(const KBL::hostTransferRecord& record) {
   if (!transfer_) transfer_ = KBL::adoptRef(createEMTUpTransfer(options_.platform->transferPlatform));
-  if (!transfer_) throw Failure(Exit::refused, "the library cannot make a transfer");
+  if (!transfer_) throw Failure(Cause::call, "the library cannot make a transfer");
   transfer_->Command(KBL::commandSetCallback, &onTransferEvent);
   transfer_->Command(KBL::commandSetContext, static_cast<void*>(nullptr));
   transfer_->Command(KBL::commandSetRecord, &record);
   if (const int result = transfer_->Start(); result != KBL::resultOk) {
-    throw Failure(Exit::refused, "the library has no uploader for " + std::string(options_.platform->name) +
-                                     " (result " + std::to_string(result) + "); use another platform");
+    throw Failure(Cause::call, "the library has no uploader for " + std::string(options_.platform->name) +
+                                   " (result " + std::to_string(result) + "); use another platform");
   }
 }
 
@@ -179,9 +179,9 @@ int UploadJob::outcome() const {
 int UploadJob::endInSilence() const {
   if (failed_ || endIsLost_) return outcome();
   if (finishedCount_ > 0) return Exit::done;
-  throw Failure(Exit::refused, "no news of the upload for " + std::to_string(options_.patienceSeconds) +
-                                   " s; last heard: " + lastHeard_ +
-                                   "; run again, with -v to see why or --patience to wait longer");
+  throw Failure(Cause::network, "no news of the upload for " + std::to_string(options_.patienceSeconds) +
+                                    " s; last heard: " + lastHeard_ +
+                                    "; run again, with -v to see why or --patience to wait longer");
 }
 
 int UploadJob::stop() {

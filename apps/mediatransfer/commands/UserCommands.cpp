@@ -23,12 +23,11 @@ bool reportQueued(Host& host) {
 [[noreturn]] void refuseUnknown(const Options& options) {
   const std::string platform(options.platform->name);
   if (options.user.empty()) {
-    throw Failure(Exit::refused,
+    throw Failure(Cause::login,
                   "nobody is signed in to " + platform + "; sign in with: " + signInCall(options));
   }
-  throw Failure(Exit::refused, "no user " + options.user + " is signed in to " + platform + "; " +
-                                   nextCall(options) + " whoami " + platformAndWay(options) +
-                                   " shows who is");
+  throw Failure(Cause::login, "no user " + options.user + " is signed in to " + platform + "; " +
+                                  nextCall(options) + " whoami " + platformAndWay(options) + " shows who is");
 }
 
 }  // namespace
@@ -66,8 +65,8 @@ int runLogout(const Options& options, Report& report) {
   const bool gone = host.manager().logout(options.user.c_str()) == KBL::resultOk;
   const bool reported = reportQueued(host);
   if (gone && !host.loginsAreKept()) {
-    throw Failure(Exit::refused, "the login cannot be taken out of '" + host.loginPath() +
-                                     "'; check its rights and the room on its disk");
+    throw Failure(Cause::file, "the login cannot be taken out of '" + host.loginPath() +
+                                   "'; check its rights and the room on its disk");
   }
   if (gone) {
     if (!host.findPerson({})) host.origin().forget();

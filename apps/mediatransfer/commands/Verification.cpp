@@ -18,8 +18,8 @@ constexpr const char* renewal = "ExternlMediaAuthUserSupportToken";
 void tellLostRenewal(const Host& host, const Options& options, Report& report) {
   const std::string line = "the renewed login cannot be kept in '" + host.loginPath() +
                            "'; check its rights and the room on its disk, then sign in again";
-  if (options.command != Command::upload) throw Failure(Exit::refused, line);
-  report.trouble(line);
+  if (options.command != Command::upload) throw Failure(Cause::file, line);
+  report.trouble(line, Cause::file);
 }
 
 Verification judge(const Event& answer, Host& host, const Options& options, Report& report) {
@@ -53,7 +53,8 @@ Verification verifyLogin(Host& host, const Options& options, Report& report) {
     host.reportShared(*event);
   }
   if (interrupted()) return Verification::interrupted;
-  throw Failure(Exit::refused, "the check of the login ended without any news; run again with -v to see why");
+  throw Failure(Cause::network,
+                "the check of the login ended without any news; run again with -v to see why");
 }
 
 }  // namespace host

@@ -64,9 +64,9 @@ std::vector<std::string> knownProfiles(const std::string& cacheDir) {
 
 void makePrivateFolder(const std::string& path) {
   if (KBL::FileUtil::makePrivateDirectory(KBL::Path(path))) return;
-  throw Failure(Exit::refused, "the folder '" + path +
-                                   "' cannot be made; check the rights and the room on the disk, or "
-                                   "give another");
+  throw Failure(Cause::file, "the folder '" + path +
+                                 "' cannot be made; check the rights and the room on the disk, or "
+                                 "give another");
 }
 
 }  // namespace host

@@ -143,7 +143,7 @@ void Host::installLog() {
   settings.secrets = givenSecrets(options_);
   auto logger = KBL::makeLogger(settings);
   if (logger == nullptr) {
-    throw Failure(Exit::refused, "the log file '" + options_.logFile + "' cannot be written; give another");
+    throw Failure(Cause::file, "the log file '" + options_.logFile + "' cannot be written; give another");
   }
   KBL::installLogger(std::move(logger));
 }
@@ -199,8 +199,8 @@ void Host::openServers() {
     try {
       sandbox_ = std::make_unique<sandbox::Sandbox>(settings);
     } catch (const std::runtime_error& error) {
-      throw Failure(Exit::refused, std::string("the stand-in servers cannot start: ") + error.what() +
-                                       "; check the folder " + folders_.sandboxState);
+      throw Failure(Cause::call, std::string("the stand-in servers cannot start: ") + error.what() +
+                                     "; check the folder " + folders_.sandboxState);
     }
     KBL::setCloudConfig(sandbox_->cloudConfig());
     return;
@@ -211,8 +211,7 @@ void Host::openServers() {
         "no servers are configured; give --cloud-config FILE, or --sandbox to use stand-in servers");
   }
   if (const std::string trouble = KBL::loadCloudConfig(options_.cloudConfigFile); !trouble.empty()) {
-    throw Failure(Exit::refused,
-                  "--cloud-config: " + trouble + "; give a JSON object from URL key to address");
+    throw Failure(Cause::call, "--cloud-config: " + trouble + "; give a JSON object from URL key to address");
   }
 }
 
@@ -223,12 +222,12 @@ void Host::openManager() {
   }
   // Without a manager there is nothing to release, so the one reference is certainly ours.
   manager_ = KBL::adoptRef(getOrCreateExternlMediaAuthorize(options_.platform->manager));
-  if (!manager_) throw Failure(Exit::refused, "the library cannot make an authorization manager");
+  if (!manager_) throw Failure(Cause::call, "the library cannot make an authorization manager");
   setPublicInformation();
   setProxy();
   manager_->addAuthCallback(&authCallbacks());
   if (manager_->init(folders_.cache.c_str(), refreshIntervalMs) != KBL::resultOk) {
-    throw Failure(Exit::refused, "the logins of " + folders_.cache + " cannot be opened; give --cache-dir");
+    throw Failure(Cause::file, "the logins of " + folders_.cache + " cannot be opened; give --cache-dir");
   }
   loginFile_->watch();
 }
@@ -236,7 +235,7 @@ void Host::openManager() {
 void Host::setPublicInformation() {
   const auto record = KBL::adoptRef(createInfoObject(KBL::infoObjectPubInfo));
   auto* const info = KBL::queryInterface<KBL::IBsPubInfo>(record.get(), "IBsPubInfo");
-  if (info == nullptr) throw Failure(Exit::refused, "the library cannot make a record");
+  if (info == nullptr) throw Failure(Cause::call, "the library cannot make a record");
   std::string secret = options_.appSecret;
   if (secret.empty() && sandbox_) secret = sandbox::SandboxOptions().appSecret;
   if (!secret.empty()) info->setCharKeyConfig(KBL::PubCharKey::appSecret, secret.c_str());
@@ -250,7 +249,7 @@ void Host::setProxy() {
   const ProxyAddress address = parseProxyUrl(options_.proxy);
   const auto record = KBL::adoptRef(createInfoObject(KBL::infoObjectServerProxy));
   auto* const proxy = KBL::queryInterface<KBL::IBsServerProxyInfo>(record.get(), "IBsServerProxyInfo");
-  if (proxy == nullptr) throw Failure(Exit::refused, "the library cannot make a record");
+  if (proxy == nullptr) throw Failure(Cause::call, "the library cannot make a record");
   proxy->setIntKeyConfig(KBL::ServerProxyIntKey::mode, 0);
   proxy->setIntKeyConfig(KBL::ServerProxyIntKey::type, address.type);
   proxy->setIntKeyConfig(KBL::ServerProxyIntKey::port, address.port);

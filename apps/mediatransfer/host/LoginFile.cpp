@@ -40,20 +40,20 @@ void LoginFile::requireReadable() const {
   const std::filesystem::file_status status = std::filesystem::status(pathFromUtf8(path_), error);
   if (status.type() == std::filesystem::file_type::not_found) return;
   if (std::filesystem::is_regular_file(status) && opensForReading(path_)) return;
-  throw Failure(Exit::refused,
+  throw Failure(Cause::file,
                 "the logins in '" + path_ + "' cannot be read; check the rights or give --cache-dir DIR");
 }
 
 void LoginFile::requireWritable() const {
   if (!folderTakesAFile(folders_.cache)) {
-    throw Failure(Exit::refused, "the folder '" + folders_.cache +
-                                     "' cannot be written; check its rights and the room on its disk, or "
-                                     "give --cache-dir DIR");
+    throw Failure(Cause::file, "the folder '" + folders_.cache +
+                                   "' cannot be written; check its rights and the room on its disk, or "
+                                   "give --cache-dir DIR");
   }
   if (!keyServes()) {
-    throw Failure(Exit::refused, "the key in '" + folders_.key +
-                                     "' cannot be read or made; check the folder's rights and the room on "
-                                     "its disk");
+    throw Failure(Cause::file, "the key in '" + folders_.key +
+                                   "' cannot be read or made; check the folder's rights and the room on "
+                                   "its disk");
   }
 }
 

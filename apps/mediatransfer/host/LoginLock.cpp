@@ -20,17 +20,17 @@ void LoginLock::take(const std::string& path, const std::function<void()>& onWai
       case FileLock::State::taken:
         return;
       case FileLock::State::unusable:
-        throw Failure(Exit::refused, "the lock file '" + path +
-                                         "' cannot be made or locked; check the folder's rights, or give "
-                                         "--cache-dir DIR");
+        throw Failure(Cause::file, "the lock file '" + path +
+                                       "' cannot be made or locked; check the folder's rights, or give "
+                                       "--cache-dir DIR");
       case FileLock::State::busy:
         break;
     }
     if (interrupted()) throw Failure(Exit::interrupted, "stopped while another command used the login");
     if (Clock::now() - begin >= limit) {
-      throw Failure(Exit::refused, "another command has been using the login for " +
-                                       std::to_string(limit / std::chrono::seconds(1)) +
-                                       " s; end it, or run this one again later");
+      throw Failure(Cause::call, "another command has been using the login for " +
+                                     std::to_string(limit / std::chrono::seconds(1)) +
+                                     " s; end it, or run this one again later");
     }
     if (!isTold && Clock::now() - begin >= moment) {
       isTold = true;

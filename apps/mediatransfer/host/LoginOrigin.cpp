@@ -12,9 +12,9 @@ namespace host {
 
 void requireSameServer(const std::string& origin, const std::string& server, const std::string& signIn) {
   if (origin.empty() || server.empty() || origin == server) return;
-  throw Failure(Exit::refused,
-                "the stored login is from " + origin + " and is not given to another server, " + server +
-                    "; sign in there with: " + signIn + " (or keep it apart with --cache-dir)");
+  throw Failure(Cause::login, "the stored login is from " + origin + " and is not given to another server, " +
+                                  server + "; sign in there with: " + signIn +
+                                  " (or keep it apart with --cache-dir)");
 }
 
 LoginOrigin::LoginOrigin(std::string path, std::string server)
@@ -25,7 +25,7 @@ void LoginOrigin::require(const std::string& signIn) const {
   if (server_.empty() || servers == std::set{server_}) return;
   if (servers.empty()) return write({server_});
   if (servers.size() == 1) return requireSameServer(*servers.begin(), server_, signIn);
-  throw Failure(Exit::refused,
+  throw Failure(Cause::login,
                 "a login did not come to its end, and which server the stored one is from is not "
                 "known; sign in again with: " +
                     signIn);
@@ -70,9 +70,9 @@ void LoginOrigin::write(const std::set<std::string>& servers) const {
   std::string text;
   for (const std::string& server : servers) text += server + "\n";
   if (KBL::FileUtil::writePrivateFile(KBL::Path(path_), text)) return;
-  throw Failure(Exit::refused, "the file '" + path_ +
-                                   "' cannot be written; check the folder's rights and the "
-                                   "room on its disk");
+  throw Failure(Cause::file, "the file '" + path_ +
+                                 "' cannot be written; check the folder's rights and the "
+                                 "room on its disk");
 }
 
 }  // namespace host

@@ -46,7 +46,7 @@ std::string enciphered(std::string plain) {
   std::string hidden(plain.size(), '\0');
   const auto size = static_cast<unsigned>(plain.size());
   if (KBL::aes256Encrypt(plain.data(), hidden.data(), size) != KBL::resultOk) {
-    throw Failure(Exit::refused,
+    throw Failure(Cause::file,
                   "the login cannot be enciphered: the key cannot be read or made; check the "
                   "rights of the data folder");
   }
@@ -81,7 +81,7 @@ void ScriptLogins::save(const ScriptLogin& login) const {
   const std::string hidden =
       enciphered(packed({mark, login.user, login.token, login.name, login.categories, login.origin}));
   if (KBL::FileUtil::writePrivateFile(KBL::Path(path_), hidden)) return;
-  throw Failure(Exit::refused, "the login cannot be kept in '" + path_ + "'; check the folder's rights");
+  throw Failure(Cause::file, "the login cannot be kept in '" + path_ + "'; check the folder's rights");
 }
 
 bool ScriptLogins::forget() const {

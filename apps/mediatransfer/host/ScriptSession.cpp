@@ -70,7 +70,7 @@ ScriptSession::ScriptSession(Host& host, const Options& options, const std::stri
   requireHome();
   host.openTransfers();
   transfer_ = KBL::adoptRef(createEMTUpTransfer(options_.platform->transferPlatform));
-  if (!transfer_) throw Failure(Exit::refused, "the library cannot make a transfer");
+  if (!transfer_) throw Failure(Cause::call, "the library cannot make a transfer");
   setApplication(redirect);
   requireInterpreter();
 }
@@ -79,21 +79,20 @@ void ScriptSession::requireHome() const {
   const std::string platform(options_.platform->name);
   const std::string& home = options_.pythonHome;
   if (home.empty()) {
-    throw Failure(Exit::refused, platform + " goes through a script, which needs a Python home: " + makeHome +
-                                     ", then give --python-home DIR or set MEDIATRANSFER_PYTHON_HOME");
+    throw Failure(Cause::call, platform + " goes through a script, which needs a Python home: " + makeHome +
+                                   ", then give --python-home DIR or set MEDIATRANSFER_PYTHON_HOME");
   }
   // The library hands the path on in single quotes, as it is.
   if (home.find('\'') != std::string::npos) {
-    throw Failure(Exit::refused,
-                  "the path of the Python home '" + home +
-                      "' holds a ', which cannot be handed on to Python; give a home at another "
-                      "path");
+    throw Failure(Cause::call, "the path of the Python home '" + home +
+                                   "' holds a ', which cannot be handed on to Python; give a home at another "
+                                   "path");
   }
   // An interpreter that starts without its standard library ends the process.
   for (const char* part : {"pythondlls/authupload.py", "python38.zip"}) {
     std::error_code error;
     if (std::filesystem::is_regular_file(pathFromUtf8(home) / part, error)) continue;
-    throw Failure(Exit::refused, "the Python home '" + home + "' has no " + part + "; " + makeHome);
+    throw Failure(Cause::call, "the Python home '" + home + "' has no " + part + "; " + makeHome);
   }
 }
 
@@ -117,7 +116,7 @@ void ScriptSession::setApplication(const std::string& redirect) {
 void ScriptSession::requireInterpreter() {
   const std::optional<std::string> refusal = takeToken("");
   if (!refusal || !refusal->empty()) return;
-  throw Failure(Exit::refused,
+  throw Failure(Cause::call,
                 "the script does not run: no Python interpreter serves it, or the home '" +
                     options_.pythonHome +
                     "' is damaged; make it anew with tools/make_python_home, or set MEDIATRANSFER_PYTHON to "
@@ -127,10 +126,10 @@ void ScriptSession::requireInterpreter() {
 std::string ScriptSession::loginUrl() {
   std::vector<char> url(loginUrlRoom);
   if (transfer_->Query(KBL::queryLoginUrl, url.data()) == KBL::resultOk) return url.data();
-  throw Failure(Exit::refused, "the script for " + std::string(options_.platform->name) +
-                                   " gives no address to sign in at; check the network, --app-id and "
-                                   "--app-secret" +
-                                   servicesHint() + ", and run again with -v to see why");
+  throw Failure(Cause::network, "the script for " + std::string(options_.platform->name) +
+                                    " gives no address to sign in at; check the network, --app-id and "
+                                    "--app-secret" +
+                                    servicesHint() + ", and run again with -v to see why");
 }
 
 ScriptSession::Answer ScriptSession::verify(const std::string& redirectUrl) {
@@ -164,9 +163,9 @@ ScriptSession::CheckResult ScriptSession::checkToken(const std::string& token) {
     if (text.starts_with(known.word)) return {known.check, text.substr(known.word.size())};
   }
   // Scripts of a former version take every token that they can read.
-  throw Failure(Exit::refused, "the script in the home '" + options_.pythonHome +
-                                   "' does not tell whether a login is good; make the home anew with "
-                                   "tools/make_python_home");
+  throw Failure(Cause::call, "the script in the home '" + options_.pythonHome +
+                                 "' does not tell whether a login is good; make the home anew with "
+                                 "tools/make_python_home");
 }
 
 std::optional<ScriptLogin> ScriptSession::login() {

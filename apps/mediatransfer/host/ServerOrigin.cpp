@@ -67,9 +67,9 @@ std::string scriptServicesOrigin(const Platform& platform) {
   if (file.empty()) return publicServices;
   // The table has the form of a cloud configuration, which nothing else of a scripted command asks.
   if (const std::string trouble = KBL::loadCloudConfig(file); !trouble.empty()) {
-    throw Failure(Exit::refused, "the addresses in '" + file +
-                                     "' (MEDIATRANSFER_SERVICES) cannot be used: give a JSON object from key "
-                                     "to address");
+    throw Failure(Cause::call, "the addresses in '" + file +
+                                   "' (MEDIATRANSFER_SERVICES) cannot be used: give a JSON object from key "
+                                   "to address");
   }
   std::set<std::string> origins;
   for (const char* key : platform.scriptServices) {

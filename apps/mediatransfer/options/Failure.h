@@ -13,11 +13,26 @@ inline constexpr int wrongUse = 2;
 inline constexpr int interrupted = 130;
 }  // namespace Exit
 
+/// What kind of trouble an error is, for programs that decide what to do about it.
+enum class Cause {
+  network,  ///< nobody answers
+  login,    ///< somebody has to sign in, or sign in again
+  refused,  ///< the service says no, or something that cannot be used
+  file,     ///< a file or a folder of this machine
+  call      ///< the command line, a setting, or the program's own installation: "interface" in JSON lines
+};
+
 /// Ends a command with an exit code and one line that says what is wrong and what to do next.
 class Failure : public std::runtime_error {
  public:
-  Failure(int exitCode, const std::string& line) : std::runtime_error(line), exit(exitCode) {}
+  Failure(int exitCode, const std::string& line)
+      : std::runtime_error(line),
+        exit(exitCode),
+        cause(exitCode == Exit::refused ? Cause::refused : Cause::call) {}
+  /// With Exit::refused.
+  Failure(Cause why, const std::string& line) : std::runtime_error(line), exit(Exit::refused), cause(why) {}
   int exit;
+  Cause cause;
 };
 
 }  // namespace host

@@ -42,7 +42,7 @@ std::string resolveSecret(const std::string& value, const std::string& option) {
   const std::string path = value.substr(1);
   std::optional<std::string> line = firstLineOf(path);
   if (line) return std::move(*line);
-  throw Failure(Exit::refused, "the file '" + path + "' of " + option + " cannot be read; check its name");
+  throw Failure(Cause::file, "the file '" + path + "' of " + option + " cannot be read; check its name");
 }
 
 std::vector<std::string> givenSecrets(const Options& options) {

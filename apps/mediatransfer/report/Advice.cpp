@@ -260,4 +260,50 @@ std::string singleLine(const std::string& text, std::size_t limit) {
   return isLonger ? line + "..." : line;
 }
 
+Cause causeOfError(int code, const std::string& text) {
+  if (code == notSendable) return Cause::call;
+  if (isTransportFailure(code)) return Cause::network;
+  switch (code) {
+    case KBL::ErrorCode::urlInvalid:
+      return Cause::call;
+    case KBL::ErrorCode::paramInvalid:
+      return invalidParameter(text).nextStep.empty() ? Cause::login : Cause::call;
+    case KBL::ErrorCode::loginTimeout:
+    case KBL::ErrorCode::noUsableData:
+    case KBL::ErrorCode::tokenExpired:
+    case KBL::ErrorCode::tokenMissing:
+    case tokenUnknownThere:
+    case tokenExpiredThere:
+    case 401:
+    case 403:
+      return Cause::login;
+    case KBL::ErrorCode::fileNotExist:
+    case KBL::ErrorCode::fileOpenFailed:
+    case KBL::ErrorCode::fileEmpty:
+    case KBL::ErrorCode::fileTooLarge:
+    case KBL::ErrorCode::partReadFailed:
+      return Cause::file;
+    default:
+      return Cause::refused;
+  }
+}
+
+Cause causeOfMediaError(int code, const std::string& text) {
+  switch (code) {
+    case KBL::MediaError::localFile:
+      return Cause::file;
+    case KBL::MediaError::fetchFailed:
+      return text.starts_with("HTTP status ") ? Cause::refused : Cause::network;
+    default:
+      return Cause::refused;
+  }
+}
+
+Cause causeOfUploadError(int value, const std::string& text) {
+  // Only an invalid token comes without a value.
+  if (value == 0) return Cause::login;
+  const UploadErrorText split = splitUploadError(text);
+  return causeOfError(split.code, split.message);
+}
+
 }  // namespace host

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "options/Failure.h"
 #include "options/Options.h"
 
 #include <cstddef>
@@ -37,6 +38,12 @@ namespace host {
 /// The same for an error of a listing or a download. `isTooLarge`: the file has a size that no download
 /// takes, where the library's own text speaks of a write that failed.
 [[nodiscard]] std::string explainMediaError(int code, const std::string& text, bool isTooLarge = false);
+
+// What kind of trouble an error is.
+[[nodiscard]] Cause causeOfError(int code, const std::string& text);
+[[nodiscard]] Cause causeOfMediaError(int code, const std::string& text);
+/// `value` is that of an upload's error event.
+[[nodiscard]] Cause causeOfUploadError(int value, const std::string& text);
 
 /// Splits the "code,message" text of an upload error; a text without a leading number has code 0.
 struct UploadErrorText {

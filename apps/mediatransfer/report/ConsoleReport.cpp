@@ -159,10 +159,10 @@ class ConsoleReport final : public Report {
     line(text.empty() ? news : news + ": " + singleLine(withoutGivenSecrets(text)));
   }
   void error(int code, const std::string& text) override {
-    trouble(explainError(code, text, way_, program_));
+    complain(explainError(code, text, way_, program_));
   }
   void notRenewed(int code, const std::string& text) override {
-    trouble(explainNotRenewed(code, text, way_, command_ == Command::upload, program_));
+    complain(explainNotRenewed(code, text, way_, command_ == Command::upload, program_));
   }
   void uploadError(int value, const std::string& text) override {
     const UploadErrorText split = splitUploadError(text);
@@ -173,14 +173,10 @@ class ConsoleReport final : public Report {
       return line("the transfer was cut off (" + singleLine(withoutSecrets(text)) + ")");
     }
     // Only an invalid token comes without a value.
-    trouble(value == 0 ? explainRefusedLogin(text, way_, program_)
-                       : explainError(split.code, split.message, way_, program_));
+    complain(value == 0 ? explainRefusedLogin(text, way_, program_)
+                        : explainError(split.code, split.message, way_, program_));
   }
-  void trouble(const std::string& text) override {
-    keepBar();
-    std::cout << std::flush;
-    std::cerr << "mediatransfer: " << singleLine(withoutGivenSecrets(text)) << std::endl;
-  }
+  void trouble(const std::string& text, Cause) override { complain(text); }
   void sandboxListens(const SandboxPlaces& places) override {
     // The configuration alone goes to the standard output, so that it can be sent into a file.
     std::cerr << "stand-in servers listen on " << places.url
@@ -228,7 +224,7 @@ class ConsoleReport final : public Report {
   void mediaError(const MediaErrorEvent& error) override {
     if (meter_) meter_->close();
     const bool isTooLarge = totalBytes_ == std::numeric_limits<std::int32_t>::max();
-    trouble(explainMediaError(error.code, error.text, isTooLarge));
+    complain(explainMediaError(error.code, error.text, isTooLarge));
   }
   void mediaEnds(MediaEnd end) override {
     if (meter_) meter_->close();
@@ -251,6 +247,12 @@ class ConsoleReport final : public Report {
   void done(int) override { keepBar(); }
 
  private:
+  void complain(const std::string& text) {
+    keepBar();
+    std::cout << std::flush;
+    std::cerr << "mediatransfer: " << singleLine(withoutGivenSecrets(text)) << std::endl;
+  }
+
   /// Without a terminal a line every ten per cent is enough.
   [[nodiscard]] bool isNews(int percent) const {
     return lastPrinted_ < 0 || percent / 10 != lastPrinted_ / 10;

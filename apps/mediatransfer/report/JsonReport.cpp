@@ -24,6 +24,22 @@ std::string_view eventName(PersonNews news) {
   return {};
 }
 
+std::string_view causeName(Cause cause) {
+  switch (cause) {
+    case Cause::network:
+      return "network";
+    case Cause::login:
+      return "login";
+    case Cause::refused:
+      return "refused";
+    case Cause::file:
+      return "file";
+    case Cause::call:
+      return "interface";
+  }
+  return {};
+}
+
 /// One JSON object a line on the standard output, nothing else. People still find the program's own line on
 /// the standard error stream.
 class JsonReport final : public Report {
@@ -64,16 +80,20 @@ class JsonReport final : public Report {
   void finished(const std::string& text) override {
     write(JsonLine("finished").text("text", withoutGivenSecrets(text)));
   }
-  void error(int code, const std::string& text) override {
-    write(JsonLine("error").number("code", code).text("text", withoutSecrets(text)));
+  void error(int code, const std::string& text) override { writeError(code, text, causeOfError(code, text)); }
+  // The account server answers, and somebody has to sign in again in the end.
+  void notRenewed(int code, const std::string& text) override {
+    writeError(code, text, code >= 500 && code < 600 ? Cause::refused : Cause::login);
   }
-  void notRenewed(int code, const std::string& text) override { error(code, text); }
   void uploadError(int value, const std::string& text) override {
-    write(JsonLine("error").number("value", value).text("text", withoutSecrets(text)));
+    write(JsonLine("error")
+              .number("value", value)
+              .text("text", withoutSecrets(text))
+              .text("cause", causeName(causeOfUploadError(value, text))));
   }
-  void trouble(const std::string& line) override {
+  void trouble(const std::string& line, Cause cause) override {
     const std::string shown = withoutGivenSecrets(line);
-    write(JsonLine("error").text("text", shown));
+    write(JsonLine("error").text("text", shown).text("cause", causeName(cause)));
     std::cerr << "mediatransfer: " << singleLine(shown) << std::endl;
   }
   void sandboxListens(const SandboxPlaces& places) override {
@@ -113,13 +133,21 @@ class JsonReport final : public Report {
               .number("total", download.total)
               .number("finished", download.finished ? 1 : 0));
   }
-  void mediaError(const MediaErrorEvent& failure) override { error(failure.code, failure.text); }
+  void mediaError(const MediaErrorEvent& failure) override {
+    writeError(failure.code, failure.text, causeOfMediaError(failure.code, failure.text));
+  }
   void mediaEnds(MediaEnd) override {}
   void note(const std::string&) override {}
   void tick() override {}
   void done(int exitCode) override { write(JsonLine("done").number("exit", exitCode)); }
 
  private:
+  static void writeError(int code, const std::string& text, Cause cause) {
+    write(JsonLine("error")
+              .number("code", code)
+              .text("text", withoutSecrets(text))
+              .text("cause", causeName(cause)));
+  }
   static JsonLine& addTo(JsonLine& line, const Person& person) {
     return line.text("user", person.user)
         .textIfKnown("account", person.account)

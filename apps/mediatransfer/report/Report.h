@@ -1,5 +1,6 @@
 #pragma once
 
+#include "options/Failure.h"
 #include "report/Events.h"
 
 #include <cstdint>
@@ -87,7 +88,7 @@ class Report {
   /// An error that an upload reported.
   virtual void uploadError(int value, const std::string& text) = 0;
   /// Trouble that the program itself found: one line that says what to do next.
-  virtual void trouble(const std::string& line) = 0;
+  virtual void trouble(const std::string& line, Cause cause) = 0;
   virtual void sandboxListens(const SandboxPlaces& places) = 0;
   virtual void served(const ServedExchange& exchange) = 0;
 

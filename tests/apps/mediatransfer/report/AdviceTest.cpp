@@ -160,5 +160,18 @@ TEST(Advice, TokenInAServersReplyIsMasked) {
   EXPECT_EQ(text.find("abcdefgh12345678"), std::string::npos);
 }
 
+TEST(Advice, TellsKindsOfTroubleApart) {
+  EXPECT_EQ(causeOfError(200007, ""), Cause::network);
+  EXPECT_EQ(causeOfError(-10001, "url invalid"), Cause::call);
+  EXPECT_EQ(causeOfError(-10021, "ema_youtube.1, empty data"), Cause::login);
+  EXPECT_EQ(causeOfError(401, ""), Cause::login);
+  EXPECT_EQ(causeOfError(503, ""), Cause::refused);
+  EXPECT_EQ(causeOfUploadError(0, "expired"), Cause::login);
+  EXPECT_EQ(causeOfUploadError(12, "-10026,too large"), Cause::file);
+  EXPECT_EQ(causeOfUploadError(12, "Vimeo: no room"), Cause::refused);
+  EXPECT_EQ(causeOfMediaError(10, "HTTP status 404"), Cause::refused);
+  EXPECT_EQ(causeOfMediaError(10, "Couldn't connect to server"), Cause::network);
+}
+
 }  // namespace
 }  // namespace host
