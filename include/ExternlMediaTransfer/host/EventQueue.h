@@ -25,14 +25,16 @@ inline void directly(const std::function<void()>& work) {
 class EventQueue {
  public:
   /// `wake` is called behind each piece of work that arrives, on the thread that brings it, and asks the
-  /// host's main loop to call `run` soon.
+  /// host's main loop to call `run` soon. A call may end just behind the queue, so that what it uses lives
+  /// longer.
   explicit EventQueue(std::function<void()> wake = {}) : state_(std::make_shared<State>()) {
     state_->wake = std::move(wake);
   }
   ~EventQueue() {
+    std::deque<std::function<void()>> dropped;  // goes behind the lock: what it held may bring work
     const std::lock_guard<std::mutex> lock(state_->mutex);
     state_->isClosed = true;
-    state_->work.clear();
+    dropped.swap(state_->work);
   }
   EventQueue(const EventQueue&) = delete;
   EventQueue& operator=(const EventQueue&) = delete;
@@ -46,18 +48,21 @@ class EventQueue {
   /// the rest stays for the next call.
   std::size_t run() {
     std::size_t count = 0;
-    for (std::function<void()> work; state_->take(work, std::chrono::milliseconds(0)); ++count) work();
+    while (runNext(std::chrono::milliseconds(0))) ++count;
     return count;
   }
   /// The same for hosts without a loop of their own: waits for the first piece, no longer than `limit`.
-  std::size_t runFor(std::chrono::milliseconds limit) {
-    std::function<void()> work;
-    if (!state_->take(work, limit)) return 0;
-    work();
-    return 1 + run();
-  }
+  std::size_t runFor(std::chrono::milliseconds limit) { return runNext(limit) ? 1 + run() : 0; }
 
  private:
+  /// What the piece held goes here, too, outside of the lock: it may bring work, or wait for who does.
+  bool runNext(std::chrono::milliseconds limit) {
+    std::function<void()> work;
+    if (!state_->take(work, limit)) return false;
+    work();
+    return true;
+  }
+
   struct State {
     void add(std::function<void()> piece) {
       {

@@ -96,7 +96,7 @@ class Promise {
 
   [[nodiscard]] Eventual<Value> eventual() const { return Eventual<Value>(state_); }
 
-  /// False when there is a value already, which stays.
+  /// False when there is a value already, which stays. What functions throw that wait for it is dropped.
   bool set(Value value) const {
     std::vector<std::function<void(const Value&)>> waiting;
     {
@@ -106,7 +106,12 @@ class Promise {
       waiting.swap(state_->waiting);
     }
     state_->arrived.notify_all();
-    for (auto& next : waiting) State::call(state_, std::move(next));
+    for (auto& next : waiting) {
+      try {
+        State::call(state_, std::move(next));
+      } catch (...) {  // the others hear of it all the same, and whoever brings it goes on
+      }
+    }
     return true;
   }
 

@@ -57,6 +57,15 @@ TEST(Eventual, IsTakenUpWhereTheExecutorBringsIt) {
   EXPECT_EQ(taken, 8);
 }
 
+TEST(Eventual, IsTakenUpByTheOthersWhenOneThrows) {
+  int taken = 0;
+  const Promise<int> promise;
+  promise.eventual().then([](int) { throw std::runtime_error("no"); });
+  promise.eventual().then([&](int number) { taken = number; });
+  EXPECT_NO_THROW(promise.set(7));
+  EXPECT_EQ(taken, 7);
+}
+
 TEST(Eventual, FillsAFuture) {
   const Promise<std::string> promise;
   auto future = promise.eventual().future();
@@ -137,6 +146,30 @@ TEST(EventQueue, KeepsTheRestBehindWorkThatThrows) {
   EXPECT_THROW(queue.run(), std::runtime_error);
   queue.run();
   EXPECT_EQ(count, 1);
+}
+
+/// Brings a piece of work when it goes, as an object of a host does whose end somebody waits for.
+std::shared_ptr<void> bringerAtItsEnd(const KBL::host::Executor& executor, int& count) {
+  return {nullptr, [executor, &count](void*) { executor([&count] { ++count; }); }};
+}
+
+TEST(EventQueue, TakesWhatItsOwnWorkLeavesBehind) {
+  EventQueue queue;
+  int count = 0;
+  queue.executor()([kept = bringerAtItsEnd(queue.executor(), count)] {});
+  EXPECT_EQ(queue.run(), 2U);
+  queue.executor()([kept = bringerAtItsEnd(queue.executor(), count)] {});
+  EXPECT_EQ(queue.runFor(generous), 2U);
+  EXPECT_EQ(count, 2);
+}
+
+TEST(EventQueue, MayGoWithWorkThatBringsMoreAtItsEnd) {
+  int count = 0;
+  {
+    EventQueue queue;
+    queue.executor()([kept = bringerAtItsEnd(queue.executor(), count)] {});
+  }
+  EXPECT_EQ(count, 0);
 }
 
 TEST(EventQueue, DropsWhatComesBehindItsEnd) {
