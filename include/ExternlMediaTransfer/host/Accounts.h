@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -18,6 +19,7 @@
 #include <new>
 #include <optional>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -92,8 +94,11 @@ class Accounts {
   void cancelSignIn();
   /// Checks a cached login and renews its token; empty: who signed in last.
   Eventual<Failure> verify(const std::string& user = {});
-  /// False when there was no such user.
-  bool signOut(const std::string& user = {}) { return manager_->logout(user.c_str()) == resultOk; }
+  /// False when there was no such user. Ends the login that runs, whoever signs out.
+  bool signOut(const std::string& user = {}) {
+    cancelSignIn();
+    return manager_->logout(user.c_str()) == resultOk;
+  }
   [[nodiscard]] std::optional<User> user(const std::string& user = {}) const;
   /// A secret. Whether it has expired is not tested.
   [[nodiscard]] std::optional<std::string> accessToken(const std::string& user = {}) const;
@@ -129,6 +134,8 @@ struct Accounts::Session {
   struct Verification {
     std::string user;
     Promise<Failure> end;
+    std::uint64_t number = 0;
+    std::thread::id caller{};  ///< while the manager's operation runs: a refusal names no user
   };
 
   Session(Handlers given, Executor to) : handlers(std::move(given)), executor(std::move(to)) {}
@@ -150,6 +157,8 @@ struct Accounts::Session {
     if (const auto ended = takeSignIn([](const SignIn&) { return true; })) ended->end.set({failure, {}, {}});
   }
   void takeSignInAnswer(const Failure& failure);
+  std::uint64_t addVerification(const std::string& user, const Promise<Failure>& end);
+  void endCallOf(std::uint64_t verification, _Result result);
   void takeVerification(const std::string& user, const Failure& failure);
   void close();
 
@@ -160,6 +169,7 @@ struct Accounts::Session {
   std::mutex mutex;
   std::optional<SignIn> signIn;
   std::vector<Verification> verifications;
+  std::uint64_t lastVerification = 0;
 };
 
 /// What the manager calls. It is never freed, since a call may have begun when its Accounts goes inside
@@ -302,10 +312,13 @@ inline Eventual<SignInEnd> Accounts::signIn(const SignInRequest& request,
                                             std::function<void(const std::string& address)> openBrowser) {
   cancelSignIn();
   const Promise<SignInEnd> end(session_->executor);
+  std::optional<Session::SignIn> former{Session::SignIn{end, std::move(openBrowser), request.user, false}};
   {
     const std::lock_guard<std::mutex> lock(session_->mutex);
-    session_->signIn = Session::SignIn{end, std::move(openBrowser), request.user, false};
+    former.swap(session_->signIn);
   }
+  // Whoever heard of the cancelling may have begun one.
+  if (former) former->end.set({{ErrorCode::userCancelled, "Cancelled."}, {}, {}});
   const auto record = recordOf(request);
   if (!record || manager_->toExternlMediaAuth(record.get()) != resultOk) {
     session_->endSignIn({resultFailed, "The login could not be started."});
@@ -320,14 +333,11 @@ inline void Accounts::cancelSignIn() {
 
 inline Eventual<Failure> Accounts::verify(const std::string& user) {
   const Promise<Failure> end(session_->executor);
-  {
-    const std::lock_guard<std::mutex> lock(session_->mutex);
-    session_->verifications.push_back({user, end});
-  }
-  // A refusal is told within the call; want of memory is not.
-  if (manager_->toVerifyAccessToken(user.c_str()) != resultOk) {
-    session_->takeVerification(user, {resultFailed, "The verification could not be started."});
-  }
+  const std::uint64_t number = session_->addVerification(user, end);
+  const _Result result = manager_->toVerifyAccessToken(user.c_str());
+  session_->endCallOf(number, result);
+  // A refusal has been told within the call; want of memory has not.
+  if (result != resultOk) end.set({resultFailed, "The verification could not be started."});
   return end.eventual();
 }
 
@@ -343,7 +353,7 @@ inline std::optional<User> Accounts::user(const std::string& user) const {
              get(Key::userNickName),  get(Key::userAccount),   {}};
   const std::string categories = get(Key::videoCategories);
   for (std::size_t begin = 0; begin < categories.size();) {
-    const std::size_t end = std::min(categories.find('|', begin), categories.size());
+    const std::size_t end = (std::min)(categories.find('|', begin), categories.size());
     found.categories.push_back(categories.substr(begin, end - begin));
     begin = end + 1;
   }
@@ -353,7 +363,7 @@ inline std::optional<User> Accounts::user(const std::string& user) const {
 inline std::optional<std::string> Accounts::accessToken(const std::string& user) const {
   std::string token(tokenBytes, '\0');
   if (manager_->getAccessToken(user.c_str(), token.data()) != resultOk) return std::nullopt;
-  token.resize(std::min(token.find('\0'), token.size()));
+  token.resize((std::min)(token.find('\0'), token.size()));
   return token;
 }
 
@@ -368,15 +378,37 @@ inline void Accounts::Session::takeSignInAnswer(const Failure& failure) {
   if (ended) ended->end.set({failure, {}, {}});
 }
 
+inline std::uint64_t Accounts::Session::addVerification(const std::string& user,
+                                                        const Promise<Failure>& end) {
+  const std::lock_guard<std::mutex> lock(mutex);
+  verifications.push_back({user, end, ++lastVerification, std::this_thread::get_id()});
+  return lastVerification;
+}
+
+inline void Accounts::Session::endCallOf(std::uint64_t verification, _Result result) {
+  const std::lock_guard<std::mutex> lock(mutex);
+  const auto found = std::find_if(verifications.begin(), verifications.end(),
+                                  [&](const Verification& one) { return one.number == verification; });
+  if (found == verifications.end()) return;
+  found->caller = {};
+  if (result != resultOk) verifications.erase(found);
+}
+
 inline void Accounts::Session::takeVerification(const std::string& user, const Failure& failure) {
   std::optional<Verification> answered;
   {
     const std::lock_guard<std::mutex> lock(mutex);
-    auto found = std::find_if(verifications.begin(), verifications.end(),
-                              [&](const Verification& one) { return one.user == user; });
-    if (found == verifications.end()) {
-      found = std::find_if(verifications.begin(), verifications.end(),
-                           [](const Verification& one) { return one.user.empty(); });
+    const auto find = [this](auto isIt) {
+      return std::find_if(verifications.begin(), verifications.end(), isIt);
+    };
+    auto found = verifications.end();
+    if (user.empty()) {
+      const auto here = std::this_thread::get_id();
+      found = find([&](const Verification& one) { return one.caller == here; });
+    } else {
+      found = find([&](const Verification& one) { return one.user == user; });
+      if (found == verifications.end())
+        found = find([](const Verification& one) { return one.user.empty(); });
     }
     if (found == verifications.end()) return;
     answered = std::move(*found);

@@ -104,6 +104,71 @@ TEST_F(TypedAccounts, CancelALogin) {
   EXPECT_EQ(endOf(second).failure.code, KBL::ErrorCode::userCancelled);
 }
 
+TEST_F(TypedAccounts, EndALoginThatBeganWhileAnotherOneDid) {
+  server_.setConsent(sandbox::Consent::ask);
+  Accounts accounts(KBL::ema_youtube, settings());
+  std::optional<KBL::host::Eventual<SignInEnd>> between;
+  accounts.signIn({"0"}, {}).then([&](const SignInEnd&) {
+    if (!between) between = accounts.signIn({"0"}, {});
+  });
+  const auto last = accounts.signIn({"0"}, {});
+  ASSERT_TRUE(between);
+  EXPECT_EQ(endOf(*between).failure.code, KBL::ErrorCode::userCancelled);
+  EXPECT_FALSE(last.get());
+}
+
+TEST_F(TypedAccounts, EndTheLoginThatRunsWhenSomebodySignsOut) {
+  Accounts accounts(KBL::ema_youtube, settings());
+  const SignInEnd first = endOf(accounts.signIn({"0"}, {}));
+  ASSERT_TRUE(first.isGood()) << first.failure.message;
+  server_.setConsent(sandbox::Consent::ask);
+  Flag opened;
+  const auto second = accounts.signIn({"0"}, [&](const std::string&) { opened.raise(); });
+  ASSERT_TRUE(opened.wait());
+  EXPECT_TRUE(accounts.signOut(first.user));
+  EXPECT_EQ(endOf(second).failure.code, KBL::ErrorCode::userCancelled);
+}
+
+TEST_F(TypedAccounts, EndALoginThatNobodyAnswersInTime) {
+  server_.setConsent(sandbox::Consent::ask);
+  Accounts accounts(KBL::ema_youtube, settings());
+  KBL::host::SignInRequest request{"0"};
+  request.timeoutSeconds = 1;
+  const SignInEnd end = endOf(accounts.signIn(request, {}));
+  EXPECT_FALSE(end.isGood());
+  EXPECT_NE(end.failure.message, "nothing came");
+}
+
+TEST_F(TypedAccounts, AnswerTheVerificationOfAStranger) {
+  Accounts accounts(KBL::ema_youtube, settings());
+  ASSERT_TRUE(endOf(accounts.signIn({"0"}, {})).isGood());
+  const auto stall = server_.orderFault(Route::token, Fault::stall());
+  const auto running = accounts.verify();
+  ASSERT_TRUE(server_.waitForFaults(stall, 1, generousLimit));
+  const auto answer = accounts.verify("nobody").get();
+  ASSERT_TRUE(answer);
+  EXPECT_EQ(answer->code, KBL::ErrorCode::noUsableData);
+  EXPECT_FALSE(running.get()) << "a refusal is of the call that it comes in";
+  server_.releaseStalls();
+  const auto verified = running.waitFor(generousLimit);
+  ASSERT_TRUE(verified);
+  EXPECT_FALSE(static_cast<bool>(*verified)) << verified->message;
+}
+
+TEST_F(TypedAccounts, AnswerAVerificationWhoseUserSignsOut) {
+  Accounts accounts(KBL::ema_youtube, settings());
+  const SignInEnd end = endOf(accounts.signIn({"0"}, {}));
+  ASSERT_TRUE(end.isGood()) << end.failure.message;
+  const auto stall = server_.orderFault(Route::token, Fault::stall());
+  const auto named = accounts.verify(end.user);
+  const auto last = accounts.verify();
+  ASSERT_TRUE(server_.waitForFaults(stall, 1, generousLimit));
+  EXPECT_TRUE(accounts.signOut());
+  server_.releaseStalls();
+  EXPECT_TRUE(named.waitFor(generousLimit));
+  EXPECT_TRUE(last.waitFor(generousLimit));
+}
+
 TEST_F(TypedAccounts, TellEverythingOnTheThreadOfTheQueue) {
   EventQueue queue;
   Accounts accounts(KBL::ema_youtube, settings(), {}, queue.executor());
