@@ -230,6 +230,8 @@ Eventual<MediaEnd> Media::start(std::shared_ptr<Session> session, TransferComman
 
 inline std::int32_t Media::takeAlbum(void* context, IExternlMediaTransfer*, const hostAlbumRecord* record) {
   return enter(context, [record](const Session& session) {
+    // The end of a list without albums is a record of nothing.
+    if (record->more == 0 && record->id[0] == 0) return session.finish({MediaEnd::How::good, {}});
     session.tell([album = Album{textIn(record->id), textIn(record->name)}](const Session& to) {
       if (to.onAlbum) to.onAlbum(album);
     });

@@ -46,7 +46,7 @@ struct UploadEnd {
     failed,
     notStarted,  ///< the job or the platform was refused by `start`
     silent,      ///< nothing was heard for as long as the host was patient
-    dropped      ///< the Upload went meanwhile
+    dropped      ///< the Upload went meanwhile, or began another one
   };
   How how = How::failed;
   std::string address{};  ///< of a finished one: where to watch it; an id on TikTok, empty on Douyin
@@ -135,16 +135,25 @@ class Upload {
     Session(TransferPlatform platform, Handlers given, Executor to)
         : mayGoOn(platform == transferDouyin), handlers(std::move(given)), executor(std::move(to)) {}
 
-    void begin() {
-      const std::lock_guard<std::mutex> lock(mutex);
-      end.emplace(executor);
-      lastNews = Clock::now();
-      lastError.reset();
-      hasBegun = false;
+    Promise<UploadEnd> begin() {
+      const Promise<UploadEnd> begun(executor);
+      std::optional<Promise<UploadEnd>> former = begun;
+      {
+        const std::lock_guard<std::mutex> lock(mutex);
+        former.swap(end);
+        lastNews = Clock::now();
+        lastError.reset();
+        hasBegun = false;
+      }
+      if (former) former->set(dropped());
+      return begun;
     }
     void close() {
       isClosed = true;
-      set({UploadEnd::How::dropped, {}, {resultFailed, "The upload was dropped."}});
+      set(dropped());
+    }
+    static UploadEnd dropped() {
+      return {UploadEnd::How::dropped, {}, {resultFailed, "The upload was dropped."}};
     }
     void set(UploadEnd how) {
       std::optional<Promise<UploadEnd>> promise;
@@ -208,8 +217,7 @@ inline Upload::~Upload() {
 }
 
 inline Eventual<UploadEnd> Upload::start(const UploadJob& job) {
-  session_->begin();
-  const Eventual<UploadEnd> end = session_->end->eventual();
+  const Promise<UploadEnd> end = session_->begin();
   hostTransferRecord record{};
   Failure failure = put(job, record);
   if (!failure) {
@@ -217,8 +225,8 @@ inline Eventual<UploadEnd> Upload::start(const UploadJob& job) {
     const _Result result = resultOf(transfer_->Start());
     if (result != resultOk) failure = {result, "Nothing can serve an upload to this platform."};
   }
-  if (failure) session_->set({UploadEnd::How::notStarted, {}, std::move(failure)});
-  return end;
+  if (failure) end.set({UploadEnd::How::notStarted, {}, std::move(failure)});
+  return end.eventual();
 }
 
 inline Failure Upload::put(const UploadJob& job, hostTransferRecord& record) {
@@ -292,7 +300,8 @@ inline _Result Upload::share(std::string_view first, std::string_view second) {
 inline std::optional<std::string> Upload::loginAddress() const {
   std::string address(addressBytes, '\0');
   if (transfer_->Query(queryLoginUrl, address.data()) != resultOk) return std::nullopt;
-  address.resize(address.find('\0'));
+  address.resize((std::min)(address.find('\0'), address.size()));
+  if (address.empty()) return std::nullopt;  // of a platform with a manager
   return address;
 }
 
@@ -300,7 +309,7 @@ inline Failure Upload::checked(TransferCommand command, const std::string& text)
   std::string reason(reasonBytes, '\0');
   const _Result result = resultOf(transfer_->Command(command, text.c_str(), reason.data()));
   if (result == resultOk) return {};
-  reason.resize(std::min(reason.find('\0'), reason.size()));
+  reason.resize((std::min)(reason.find('\0'), reason.size()));
   return {result, std::move(reason)};
 }
 

@@ -78,6 +78,16 @@ TEST_F(TypedMedia, ListsAlbumsAndWhatIsInThem) {
   EXPECT_THAT(items_, Not(IsEmpty()));
 }
 
+TEST_F(TypedMedia, AListWithoutAlbumsIsGoodAndEmpty) {
+  const auto fault = server_.orderFault(Route::facebookAlbums, Fault::body("{}"));
+  Media media;
+  int albums = 0;
+  EXPECT_TRUE(
+      endOf(media.listFacebookAlbums(account_.facebookToken, [&](const Album&) { ++albums; })).isGood());
+  EXPECT_EQ(albums, 0);
+  EXPECT_EQ(server_.faultsDelivered(fault), 1U);
+}
+
 TEST_F(TypedMedia, OfAStrangerEndsWithTheServicesError) {
   Media media;
   const MediaEnd end = endOf(media.listInstagram("nobody", keepItems()));
@@ -168,6 +178,19 @@ TEST_F(TypedMedia, SurvivesAFunctionThatThrows) {
   const auto end =
       media.listInstagram(account_.instagramToken, [](const MediaItem&) { throw std::runtime_error("no"); });
   EXPECT_TRUE(endOf(end).isGood());
+}
+
+TEST_F(TypedMedia, MayGoInsideTheLastCallOfADownload) {
+  const std::string address = pictureAddress();
+  Flag hasGone;
+  auto media = std::make_unique<Media>();
+  const auto end = media->download(address, files_.file("picture"), [&](std::int32_t bytes, std::int32_t) {
+    if (media == nullptr || bytes == 0) return;
+    media.reset();
+    hasGone.raise();
+  });
+  ASSERT_TRUE(hasGone.wait());
+  EXPECT_EQ(endOf(end).how, MediaEnd::How::stopped);
 }
 
 TEST_F(TypedMedia, MayGoInsideItsOwnFunction) {

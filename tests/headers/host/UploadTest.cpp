@@ -156,6 +156,39 @@ TEST_F(TypedUpload, IsDroppedWithItsObject) {
   EXPECT_EQ(calls, 0);
 }
 
+TEST_F(TypedUpload, IsDroppedByTheNextOne) {
+  const auto stall = sandbox_.orderFault(Route::youtubeUploadChunk, Fault::stall());
+  Upload upload(KBL::transferYoutube);
+  const auto first = upload.start(jobOf(chunk));
+  ASSERT_TRUE(sandbox_.waitForFaults(stall, 1, generousLimit));
+  UploadJob refused = jobOf(10);
+  refused.title = std::string(1024, 't');
+  EXPECT_EQ(upload.start(refused).get()->how, UploadEnd::How::notStarted);
+  ASSERT_TRUE(first.get());
+  EXPECT_EQ(first.get()->how, UploadEnd::How::dropped);
+  sandbox_.releaseStalls();
+  EXPECT_TRUE(waitForEnds());
+}
+
+TEST_F(TypedUpload, MayGoWhenWhoHearsOfItThrows) {
+  const auto stall = sandbox_.orderFault(Route::youtubeUploadChunk, Fault::stall());
+  int ends = 0;
+  {
+    Upload upload(KBL::transferYoutube);
+    const auto end = upload.start(jobOf(chunk));
+    end.then([](const UploadEnd&) { throw std::runtime_error("no"); });
+    end.then([&](const UploadEnd&) { ++ends; });
+    ASSERT_TRUE(sandbox_.waitForFaults(stall, 1, generousLimit));
+  }
+  EXPECT_EQ(ends, 1);
+  sandbox_.releaseStalls();
+  EXPECT_TRUE(waitForEnds());
+}
+
+TEST_F(TypedUpload, HasNoLoginAddressWhereAManagerSignsIn) {
+  EXPECT_FALSE(Upload(KBL::transferYoutube).loginAddress());
+}
+
 TEST_F(TypedUpload, MayGoInsideItsOwnFunction) {
   Flag hasGone;
   auto upload = std::make_unique<Upload>(KBL::transferYoutube);
