@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Counts the instructions of the hot paths under callgrind and compares them with bench/counts.json, where the figures stand
-beside the versions under which they were counted; under other versions nothing is compared. A path that takes at least 3 %
-more ends the program with 1. `--store` writes the figures anew."""
+beside the versions under which they were counted; under other versions nothing is compared. A path that takes more than 3 %
+beyond its figure ends the program with 1. `--store` writes the figures anew."""
 
 import argparse
 import json
@@ -109,6 +109,9 @@ def main():
     if others:
         print(f"counts: not compared, stored under other versions of {', '.join(others)}")
         return
+    unknown = counted.keys() - stored["instructions"].keys()
+    if unknown:
+        sys.exit(f"counts: no figure for {', '.join(sorted(unknown))}; `tools/counts.sh --store` writes one")
     slower = compare(counted, stored["instructions"])
     if slower:
         sys.exit(

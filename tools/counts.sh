@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Counts the instructions of the hot paths (bench/counts/HotPaths.cpp) and fails when one takes at least 3 % more than what
+# Counts the instructions of the hot paths (bench/counts/HotPaths.cpp) and fails when one takes over 3 % more than what
 # bench/counts.json says: a slow-down is seen without a clock. `--store` writes the figures anew.
 set -euo pipefail
 cd "$(dirname "$0")/.."

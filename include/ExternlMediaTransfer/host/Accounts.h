@@ -80,8 +80,8 @@ class Accounts {
   /// The functions are called, and outcomes told, through `executor`.
   Accounts(ExternlMediaPlatform platform, const AccountSettings& settings, Handlers handlers = {},
            Executor executor = &directly);
-  /// Ends running logins. Outside callbacks it waits for functions that run, so that the caller holds no lock
-  /// which they take; none begins behind it.
+  /// Ends running logins. Outside callbacks it waits for functions that run directly, so that the caller
+  /// holds no lock which they take; none begins behind it. With a queue: on the queue's thread.
   ~Accounts();
   Accounts(const Accounts&) = delete;
   Accounts& operator=(const Accounts&) = delete;

@@ -70,8 +70,8 @@ class Media {
                                 const std::string& tokenPair, OnItem onItem);
   Eventual<MediaEnd> listInstagram(const std::string& token, OnItem onItem);
 
-  /// Ends the job: no function of its begins behind this. Outside callbacks it waits for one that runs, so
-  /// that the caller holds no lock which that takes.
+  /// Ends the job: no function of its begins behind this. Outside callbacks it waits for one that runs
+  /// directly, so that the caller holds no lock which that takes. With a queue: on the queue's thread.
   void stop();
   /// From the next download on.
   void keepErrorPages(bool keep) {

@@ -81,14 +81,16 @@ class Upload {
 
   /// The functions are called, and the ends of uploads told, through `executor`.
   explicit Upload(TransferPlatform platform, Handlers handlers = {}, Executor executor = &directly);
-  /// Stops the upload; its end is `dropped` then. Outside callbacks it waits for functions that run, so that
-  /// the caller holds no lock which they take; none begins behind it.
+  /// Stops the upload; its end is `dropped` then. Outside callbacks it waits for functions that run directly,
+  /// so that the caller holds no lock which they take; none begins behind it. With a queue: on the queue's
+  /// thread.
   ~Upload();
   Upload(const Upload&) = delete;
   Upload& operator=(const Upload&) = delete;
 
   /// Begins an upload. Some of them end in silence, as the host guide tells: `waitForEnd` and `endAfter` know
-  /// about that, the value itself does not come then.
+  /// about that, the value itself does not come then. What an upload that was stopped still tells counts as
+  /// this one's: wait for the end of one ahead of the next.
   Eventual<UploadEnd> start(const UploadJob& job);
   /// Ends it soon; whether and what is told of that is the platform's affair.
   void stop() { (void)transfer_->Stop(); }

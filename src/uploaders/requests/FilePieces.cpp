@@ -1,9 +1,15 @@
 #include "uploaders/requests/FilePieces.h"
 
 #include <algorithm>
+#include <limits>
 #include <string>
 
 namespace KBL {
+
+namespace {
+/// Where a file stands that could not be moved.
+constexpr std::uint64_t nowhere = std::numeric_limits<std::uint64_t>::max();
+}  // namespace
 
 FilePieces::FilePieces(FileStream& file, INetworkClient& client)
     : file_(file), client_(client), reader_(bodySourceClient(&client)) {}
@@ -42,7 +48,7 @@ bool FilePieces::readBody(unsigned long long offset, char* buffer, unsigned long
   const std::uint64_t wanted = begin_ + offset;
   const bool isThere = place_ == wanted || file_.seek(wanted);
   const std::uint64_t read = isThere ? file_.read(buffer, count) : 0;
-  place_ = wanted + read;
+  place_ = isThere ? wanted + read : nowhere;
   isCut_ = read != count;
   return !isCut_;
 }

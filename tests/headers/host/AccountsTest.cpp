@@ -200,6 +200,20 @@ TEST_F(TypedAccounts, AnswerWhatWaitsWhenTheyGo) {
   EXPECT_FALSE(login->get()->isGood());
 }
 
+TEST_F(TypedAccounts, AnswerAVerificationThatRunsWhenTheyGo) {
+  std::optional<KBL::host::Eventual<Failure>> verified;
+  {
+    Accounts accounts(KBL::ema_youtube, settings());
+    ASSERT_TRUE(endOf(accounts.signIn({"0"}, {})).isGood());
+    const auto stall = server_.orderFault(Route::token, Fault::stall());
+    verified = accounts.verify();
+    ASSERT_TRUE(server_.waitForFaults(stall, 1, generousLimit));
+    EXPECT_FALSE(verified->get());
+  }
+  ASSERT_TRUE(verified->get());
+  EXPECT_EQ(verified->get()->code, KBL::ErrorCode::userCancelled);
+}
+
 TEST_F(TypedAccounts, ALoginWithoutItsCategoriesIsGood) {
   const auto fault = server_.orderFault(Route::youtubeCategories, Fault::status(500));
   Accounts accounts(KBL::ema_youtube, settings());

@@ -204,6 +204,31 @@ TEST_F(TypedUpload, MayGoInsideItsOwnFunction) {
   EXPECT_TRUE(waitForEnds());
 }
 
+TEST_F(TypedUpload, TellsNothingOnTheQueueOnceItHasGone) {
+  EventQueue queue;
+  int calls = 0;
+  {
+    Upload upload(KBL::transferYoutube, {[&](int) { ++calls; }, {}}, queue.executor());
+    upload.start(jobOf(chunk));
+    ASSERT_TRUE(upload.waitForEnd(patience).isGood());
+  }
+  EXPECT_GT(queue.run(), 0U) << "what was told waited here";
+  EXPECT_EQ(calls, 0);
+}
+
+TEST_F(TypedUpload, CarriesTheAccountServersNumbers) {
+  Upload upload(KBL::transferYoutube);
+  UploadJob job = jobOf(10);
+  job.client = 5;
+  job.action = 7;
+  upload.start(job);
+  ASSERT_TRUE(upload.waitForEnd(patience).isGood());
+  const auto asked = sandbox_.requests(Route::consume);
+  ASSERT_THAT(asked, testing::SizeIs(1));
+  EXPECT_THAT(asked.front().body, HasSubstr("\"action_type\":7"));
+  EXPECT_THAT(asked.front().body, HasSubstr("\"use_client\":5"));
+}
+
 TEST_F(TypedUpload, SurvivesAFunctionThatThrows) {
   Upload upload(KBL::transferYoutube, {[](int) { throw std::runtime_error("no"); }, {}});
   upload.start(jobOf(chunk));
