@@ -11,11 +11,12 @@ NODE_MODULES = "/usr/share/nodejs"
 
 def google(work, file):
     """Google's client for Python, a resumable upload in chunks of 2 MiB."""
-    return Run([PYTHON, work.peer("google_client.py"), work.told["http"] + "/upload", file])
+    return Run([PYTHON, work.peer("google_client.py"), work.told["http"] + "/upload", file], sends=True)
 
 
 def axios(work):
-    return Run([NODE, work.peer("node_client.js"), work.told["http"] + "/session", work.file], NODE_PATH=NODE_MODULES)
+    command = [NODE, work.peer("node_client.js"), work.told["http"] + "/session", work.file]
+    return Run(command, sends=True, NODE_PATH=NODE_MODULES)
 
 
 def upload_google_client(work):
@@ -33,4 +34,6 @@ def upload_small(work):
     cache = work.fresh_cache()
     Run(work.upload_command(cache, work.told["token"], file))
     command = work.upload_command(cache, "-", file)
-    return ratios("upload-small", in_turn(work.pairs, lambda: Run(command), lambda: google(work, file)), wall=0.15)
+    return ratios(
+        "upload-small", in_turn(work.pairs, lambda: Run(command, sends=True), lambda: google(work, file)), wall=0.15
+    )

@@ -8,7 +8,7 @@ def download(work):
     address = f"{work.told['http']}/{work.scaled(512 * MIB)}"
     pairs = in_turn(
         work.pairs,
-        lambda: Run([work.program("download_host"), address, work.path("downloaded")]),
+        lambda: Run([work.program("download_host"), address, work.path("downloaded")], sends=True),
         lambda: work.curl("-o", work.path("downloaded-by-curl"), address),
     )
     return ratios("download", pairs, wall=1.10, cpu=1.10) + [

@@ -25,7 +25,7 @@ def script_upload(work):
     services = work.path("services.json")
     pairs = in_turn(
         work.pairs,
-        lambda: Run(command, MEDIATRANSFER_PYTHON=made.stdout.strip(), MEDIATRANSFER_SERVICES=services),
+        lambda: Run(command, sends=True, MEDIATRANSFER_PYTHON=made.stdout.strip(), MEDIATRANSFER_SERVICES=services),
         lambda: put(work, "http"),
     )
     return ratios("script-upload", pairs, wall=1.5) + [

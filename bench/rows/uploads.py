@@ -35,7 +35,7 @@ def upload_raw(work):
 def server_limit(work):
     """The server is not what is measured: a writer that copies nothing is faster than every client."""
     raw = [work.program("chunk_loop"), "raw", work.told["http"], work.file]
-    return ratios("server-limit", in_turn(work.pairs, lambda: Run(raw), work.chunk_loop), wall=None)
+    return ratios("server-limit", in_turn(work.pairs, lambda: Run(raw, sends=True), work.chunk_loop), wall=None)
 
 
 def memory(work):
@@ -62,13 +62,13 @@ def multipart(work):
 
 
 def parts(work):
-    """Parts of 4 MiB, in processes that run."""
+    """Parts of 4 MiB, in processes that run. Both ask the account server first."""
     file = work.make_file("parts", work.scaled(100 * MIB))
-    loop = [work.program("chunk_loop"), "parts", work.told["http"] + "/", file, "3"]
+    loop = [work.program("chunk_loop"), "parts", work.told["http"] + "/", file, "3", work.account_server()]
     pairs = in_turn(
         work.pairs,
         lambda: work.upload(file, platform=DOUYIN, rounds=3).timed_by_itself(),
-        lambda: Run(loop).timed_by_itself(),
+        lambda: Run(loop, sends=True).timed_by_itself(),
     )
     return ratios("parts", pairs, wall=1.05)
 
