@@ -4,6 +4,7 @@
 #include "options/Failure.h"
 #include "options/Secrets.h"
 #include "report/Report.h"
+#include "system/ByteOutput.h"
 #include "system/Environment.h"
 #include "system/Terminal.h"
 
@@ -30,9 +31,7 @@ int run(const host::Options& options, host::Report& report) {
 /// What was done is worth little to somebody who did not hear of it.
 int exitOf(int exit) {
   if (!host::outputIsLost()) return exit;
-  std::cerr << "mediatransfer: the standard output cannot be written; give it to a program that reads all of "
-               "it, or to a disk with room"
-            << std::endl;
+  std::cerr << "mediatransfer: " << host::lostOutput << std::endl;
   return host::Exit::refused;
 }
 
@@ -47,6 +46,7 @@ int start(const std::vector<std::string>& arguments) {
     }
     options = std::get<host::Options>(parsed);
     host::hideSecrets(host::givenSecrets(options));
+    if (host::sendsBytes(options)) host::keepOutputForBytes();
   } catch (const host::Failure& failure) {
     // Whoever asked for JSON lines reads JSON lines, also when the other arguments make no sense.
     options.json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end() ||

@@ -2,12 +2,18 @@
 #include "commands/MediaJob.h"
 #include "commands/MediaLogin.h"
 #include "host/Host.h"
+#include "host/Interrupt.h"
 #include "options/Failure.h"
 #include "options/Secrets.h"
+#include "system/ByteOutput.h"
+#include "system/PrivateFolder.h"
 #include "system/Utf8Path.h"
 
+#include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <system_error>
+#include <vector>
 
 namespace host {
 namespace {
@@ -65,13 +71,67 @@ int runMedia(const Options& options, Report& report) {
   return MediaJob(report).listMedia(*asked.service, {asked.token, asked.album, asked.key, asked.secret});
 }
 
+namespace {
+
+/// Bytes that are no text would upset a terminal.
+void requireFit(const std::vector<char>& bytes) {
+  if (!bytesGoToTerminal() || std::find(bytes.begin(), bytes.end(), '\0') == bytes.end()) return;
+  throw Failure(Exit::wrongUse,
+                "what came is no text, which a terminal cannot show; give a FILE, or send the output into a "
+                "program or a file");
+}
+
+int sendFile(std::ifstream& file) {
+  constexpr std::size_t atOnce = std::size_t{64} << 10;
+  std::vector<char> buffer(atOnce);
+  while (file) {
+    buffer.resize(atOnce);
+    file.read(buffer.data(), static_cast<std::streamsize>(buffer.size()));
+    buffer.resize(static_cast<std::size_t>(file.gcount()));
+    requireFit(buffer);
+    switch (sendBytes(buffer.data(), buffer.size(), &interrupted)) {
+      case BytesSent::all:
+        break;
+      case BytesSent::lost:
+        throw Failure(Cause::file, lostOutput);
+      case BytesSent::interrupted:
+        return Exit::interrupted;
+    }
+  }
+  if (file.bad()) throw Failure(Cause::file, "what came cannot be read back; check the disk of TMPDIR");
+  return Exit::done;
+}
+
+/// The library makes a file when all of a download is there, and so nothing of a transfer that fails is sent.
+int downloadToOutput(const std::string& url, const Options& options, Report& report) {
+  const PrivateFolder folder;
+  if (folder.path().empty()) {
+    throw Failure(Cause::file,
+                  "there is no room for temporary files; check the folder that TMPDIR names, or give a FILE");
+  }
+  const std::filesystem::path path = folder.path() / "download";
+  const int exit = MediaJob(report).download(url, narrowPath(utf8FromPath(path)), options.keepErrors);
+  if (exit != Exit::done) return exit;
+  std::ifstream file(path, std::ios::binary);
+  if (!file) throw Failure(Cause::file, "what came cannot be read back; check the disk of TMPDIR");
+  // It stays open, and goes also where the process is killed; elsewhere the folder takes it along.
+  std::error_code ignored;
+  std::filesystem::remove(path, ignored);
+  const int sent = sendFile(file);
+  if (sent == Exit::interrupted) report.note("stopped");
+  return sent;
+}
+
+}  // namespace
+
 int runDownload(const Options& options, Report& report) {
   refuseProxy(options);
-  checkTarget(options.file);
+  if (!sendsBytes(options)) checkTarget(options.file);
   const Host host(options, report, Servers::optional);
   // The stand-ins of this process listen on another port each time, so that their files are named by path.
   const bool isOfSandbox = options.sandbox && options.url.starts_with('/');
   const std::string url = isOfSandbox ? host.sandboxUrl() + options.url : options.url;
+  if (sendsBytes(options)) return downloadToOutput(url, options, report);
   return MediaJob(report).download(url, narrowPath(options.file), options.keepErrors);
 }
 

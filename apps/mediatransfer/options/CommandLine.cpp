@@ -275,7 +275,9 @@ class Parser {
     CLI::App& sub = *addCommand(Command::download, "download", "Fetch URL into FILE");
     sub.add_option("URL", options_.url, "An address, with --sandbox also a path of the stand-in servers")
         ->required();
-    sub.add_option("FILE", options_.file, "Where to store it; a file that is there is replaced")->required();
+    sub.add_option("FILE", options_.file,
+                   "Where to store it, in place of what is there; - for the standard output")
+        ->required();
     sub.add_flag("--keep-errors", options_.keepErrors,
                  "Store what comes with an error status (404 ...), too");
   }

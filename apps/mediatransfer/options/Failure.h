@@ -13,6 +13,11 @@ inline constexpr int wrongUse = 2;
 inline constexpr int interrupted = 130;
 }  // namespace Exit
 
+/// What is told where the standard output takes no more.
+inline constexpr const char* lostOutput =
+    "the standard output cannot be written; give it to a program that reads all of it, or to a disk with "
+    "room";
+
 /// What kind of trouble an error is, for programs that decide what to do about it.
 enum class Cause {
   network,  ///< nobody answers

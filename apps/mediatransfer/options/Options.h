@@ -46,7 +46,7 @@ struct Options {
   std::optional<int> platformId;
   std::string redirectUrl;
 
-  std::string file;                ///< of download, and the one of an upload that is on its way
+  std::string file;                ///< of download ("-": the standard output), or of the running upload
   std::vector<std::string> files;  ///< of upload: videos and folders of them
   bool goOn = false;               ///< upload goes on past a file that fails
   std::string title;
@@ -81,6 +81,11 @@ struct Options {
   if (options.platform == nullptr) return false;
   if (options.script || options.platform->manager < 0) return true;
   return !options.platform->native && !options.manager;
+}
+
+/// True when the standard output is for the bytes of a download.
+[[nodiscard]] inline bool sendsBytes(const Options& options) {
+  return options.command == Command::download && options.file == "-";
 }
 
 }  // namespace host

@@ -66,6 +66,7 @@ class ConsoleReport final : public Report {
   explicit ConsoleReport(const Options& options)
       : command_(options.command),
         file_(options.file),
+        sendsBytes_(sendsBytes(options)),
         platform_(options.platform == nullptr ? std::string_view() : options.platform->name),
         way_(platformAndWay(options)),
         program_(nextCall(options)),
@@ -231,6 +232,7 @@ class ConsoleReport final : public Report {
     std::cout << std::flush;
     if (end == MediaEnd::stopped) return line("stopped");
     if (end == MediaEnd::failed) return;
+    if (sendsBytes_) return;
     if (command_ == Command::download) return note("stored in " + file_);
     if (command_ == Command::albums) return note(counted(rows_, "album", "albums"));
     note(counted(rows_, "entry", "entries"));
@@ -299,6 +301,7 @@ class ConsoleReport final : public Report {
 
   Command command_;
   std::string file_;
+  bool sendsBytes_;
   std::string_view platform_;
   std::string way_;      ///< the platform as it stands behind a command
   std::string program_;  ///< how a next call begins
