@@ -1,14 +1,13 @@
 #include "commands/Commands.h"
+#include "host/DataFolders.h"
 #include "host/Interrupt.h"
 #include "options/CommandLine.h"
 #include "options/Failure.h"
 #include "options/Secrets.h"
 #include "report/Report.h"
 #include "system/ByteOutput.h"
-#include "system/Environment.h"
 #include "system/Terminal.h"
 
-#include <algorithm>
 #include <exception>
 #include <iostream>
 
@@ -39,7 +38,7 @@ int start(const std::vector<std::string>& arguments) {
   std::unique_ptr<host::Report> report;
   host::Options options;
   try {
-    auto parsed = host::parseCommandLine(arguments);
+    auto parsed = host::parseCommandLine(arguments, host::configFolder());
     if (const auto* const help = std::get_if<host::Help>(&parsed)) {
       std::cout << help->text << std::flush;
       return exitOf(host::Exit::done);
@@ -49,8 +48,7 @@ int start(const std::vector<std::string>& arguments) {
     if (host::sendsBytes(options)) host::keepOutputForBytes();
   } catch (const host::Failure& failure) {
     // Whoever asked for JSON lines reads JSON lines, also when the other arguments make no sense.
-    options.json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end() ||
-                   host::environmentAsksFor("MEDIATRANSFER_JSON");
+    options.json = host::asksForJson(arguments, host::configFolder());
     report = options.json ? host::makeJsonReport() : host::makeConsoleReport(options);
     report->trouble(failure.what(), failure.cause);
     report->done(failure.exit);

@@ -194,7 +194,7 @@ class HostTest(unittest.TestCase):
             for key, value in os.environ.items()
             if not key.startswith("MEDIATRANSFER_")
             and not key.lower().endswith("_proxy")
-            and key not in ("DISPLAY", "WAYLAND_DISPLAY")
+            and key not in ("DISPLAY", "WAYLAND_DISPLAY", "XDG_CONFIG_HOME")
         }
         self.env["HOME"] = str(self.folder)
         self.env["XDG_DATA_HOME"] = str(self.folder / "data")

@@ -220,7 +220,6 @@ class Media(HostTest):
             (("media", "flickr", "--token", "t", "--key", "k"), "--secret"),
             (("media", "vimeo"), "vimeo"),
             (("albums", "flickr"), "flickr"),
-            (("--proxy", "http://127.0.0.1:1", "albums", "facebook", "--token", "t"), "https_proxy"),
         ):
             result = self.run_program(*command)
             self.assertEqual(result.code, 2, result)

@@ -23,6 +23,7 @@ int (*scriptCommand(Command command))(const Options&, Report&) {
     case Command::download:
     case Command::status:
     case Command::sandbox:
+    case Command::config:
       break;
   }
   return nullptr;
@@ -47,6 +48,8 @@ int runCommand(const Options& options, Report& report) {
       return runStatus(options, report);
     case Command::sandbox:
       return runSandbox(options, report);
+    case Command::config:
+      return runConfig(options, report);
     case Command::albums:
       return runAlbums(options, report);
     case Command::media:

@@ -4,8 +4,10 @@
 #include "host/Host.h"
 #include "host/Interrupt.h"
 #include "options/Failure.h"
+#include "options/ProxyUrl.h"
 #include "options/Secrets.h"
 #include "system/ByteOutput.h"
+#include "system/Environment.h"
 #include "system/PrivateFolder.h"
 #include "system/Utf8Path.h"
 
@@ -25,11 +27,11 @@ MediaLogin openLogin(const Options& options) {
   return login;
 }
 
-void refuseProxy(const Options& options) {
+/// Listings and downloads find their proxy in the environment. Before the library's threads run.
+void useProxy(const Options& options) {
   if (options.proxy.empty()) return;
-  throw Failure(Exit::wrongUse,
-                "--proxy (or MEDIATRANSFER_PROXY) serves logins and uploads alone; leave it out here and set "
-                "https_proxy, which listings and downloads heed");
+  (void)parseProxyUrl(options.proxy);
+  for (const char* name : {"http_proxy", "https_proxy"}) setEnvironment(name, options.proxy);
 }
 
 /// Looks first for what would be found only when all of the file has arrived.
@@ -55,7 +57,7 @@ std::string narrowPath(const std::string& file) {
 }  // namespace
 
 int runAlbums(const Options& options, Report& report) {
-  refuseProxy(options);
+  useProxy(options);
   const MediaLogin login = openLogin(options);
   const Host host(login.options, report, Servers::optional);
   requireOrigin(login);
@@ -63,7 +65,7 @@ int runAlbums(const Options& options, Report& report) {
 }
 
 int runMedia(const Options& options, Report& report) {
-  refuseProxy(options);
+  useProxy(options);
   const MediaLogin login = openLogin(options);
   const Host host(login.options, report, Servers::optional);
   requireOrigin(login);
@@ -125,7 +127,7 @@ int downloadToOutput(const std::string& url, const Options& options, Report& rep
 }  // namespace
 
 int runDownload(const Options& options, Report& report) {
-  refuseProxy(options);
+  useProxy(options);
   if (!sendsBytes(options)) checkTarget(options.file);
   const Host host(options, report, Servers::optional);
   // The stand-ins of this process listen on another port each time, so that their files are named by path.

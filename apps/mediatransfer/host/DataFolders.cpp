@@ -5,6 +5,7 @@
 #include <BsNet/cipher.h>
 #include <KblUtils/FileUtil.h>
 #include <KblUtils/Path.h>
+#include <KblUtils/Process.h>
 
 #include <filesystem>
 #include <set>
@@ -61,6 +62,25 @@ std::vector<std::string> knownProfiles(const std::string& cacheDir) {
   }
   return {names.begin(), names.end()};
 }
+
+#if defined(_WIN32)
+
+std::string configFolder() {
+  return KBL::defaultKeyDirectory();
+}
+
+#else
+
+std::string configFolder() {
+  // The specification of these folders wants paths alone that do not hang on where somebody is.
+  const auto usable = [](const std::string& path) { return path.starts_with('/'); };
+  const std::string own = KBL::Environment::variable("XDG_CONFIG_HOME");
+  if (usable(own)) return own + "/mediatransfer";
+  const std::string home = KBL::Environment::variable("HOME");
+  return usable(home) ? home + "/.config/mediatransfer" : std::string();
+}
+
+#endif
 
 void makePrivateFolder(const std::string& path) {
   if (KBL::FileUtil::makePrivateDirectory(KBL::Path(path))) return;

@@ -24,6 +24,10 @@ struct DataFolders {
 /// first.
 [[nodiscard]] std::vector<std::string> knownProfiles(const std::string& cacheDir);
 
+/// Where the configuration files are: $XDG_CONFIG_HOME/mediatransfer, or ~/.config/mediatransfer without it,
+/// and on Windows the data folder; empty when none is known.
+[[nodiscard]] std::string configFolder();
+
 /// Makes the folder with mode 0700 when it is missing; throws Failure when that fails.
 void makePrivateFolder(const std::string& path);
 

@@ -2,6 +2,7 @@
 
 #include "options/Failure.h"
 #include "options/Secrets.h"
+#include "options/SettingSources.h"
 #include "options/Suggestion.h"
 #include <ExternlMediaTransfer/Version.h>
 
@@ -69,15 +70,37 @@ bool takesPlatform(Command command) {
     case Command::download:
     case Command::status:
     case Command::sandbox:
+    case Command::config:
       break;
   }
   return false;
 }
 
+/// An option that every command takes, with the one place that its value goes to.
+struct SharedOption {
+  const Setting* setting;
+  CLI::Option* option;
+  bool* flag;
+  int* count;
+  std::string* text;
+
+  void assign(const std::string& value) const {
+    if (flag != nullptr) *flag = flagOf(value);
+    if (count != nullptr) *count = countOf(value);
+    if (text != nullptr) *text = value;
+  }
+  /// As the command line gave it.
+  [[nodiscard]] std::string given() const {
+    if (flag != nullptr) return *flag ? "true" : "false";
+    return count != nullptr ? std::to_string(*count) : *text;
+  }
+};
+
 /// The parser, and the texts that it fills and that are checked afterwards.
 class Parser {
  public:
-  Parser() {
+  explicit Parser(const std::string& configFolder) : sources_(configFolder) {
+    options_.configFolder = configFolder;
     // A path may start with a slash on every system.
     app_.allow_windows_style_options(false);
     app_.require_subcommand(1);
@@ -87,7 +110,8 @@ class Parser {
                           "Print the version and exit");
     app_.footer(
         "Options in front of the command may also follow it. The environment stands for each that is not\n"
-        "given: MEDIATRANSFER_APP_SECRET for --app-secret and so on, MEDIATRANSFER_TOKEN for --token.");
+        "given: MEDIATRANSFER_APP_SECRET for --app-secret and so on, MEDIATRANSFER_TOKEN for --token; and\n"
+        "behind it what 'mediatransfer config set' has written.");
     addSharedOptions();
     addLogin();
     addVerify();
@@ -99,11 +123,11 @@ class Parser {
     addMedia();
     addDownload();
     addSandbox();
+    addConfig();
   }
 
   std::variant<Options, Help> parse(std::vector<std::string> arguments) {
     askForHelp(arguments);
-    given_ = arguments;
     std::reverse(arguments.begin(), arguments.end());
     try {
       app_.parse(arguments);
@@ -139,9 +163,10 @@ class Parser {
     addFlag("--json", options_.json, "Write one JSON object a line to the standard output");
     addFlag("-q,--quiet", options_.quiet, "Print results and troubles alone");
     addText("--log", options_.logFile, "FILE", "Write the library's log to FILE");
-    app_.add_flag("-v,--verbose", options_.verbosity, "Show the library's log; twice: debug lines too")
-        ->option_text(" ")
-        ->envname("MEDIATRANSFER_VERBOSE");
+    CLI::Option* const verbose =
+        app_.add_flag("-v,--verbose", options_.verbosity, "Show the library's log; twice: debug lines too")
+            ->option_text(" ");
+    shared_.push_back({findSetting("verbose"), verbose, nullptr, &options_.verbosity, nullptr});
     addText("--app-id", options_.appId, "ID", "Application id of scripted platforms");
     addText("--app-secret", options_.appSecret, "S", "Application secret; @FILE reads it from FILE");
     addText("--app-redirect", options_.appRedirect, "URL",
@@ -149,20 +174,20 @@ class Parser {
     addText("--python-home", options_.pythonHome, "DIR", "Home of the scripts of scripted platforms");
   }
 
-  /// "--cache-dir" is MEDIATRANSFER_CACHE_DIR.
-  static std::string variableOf(const std::string& names) {
-    std::string name = names.substr(names.find("--") + 2);
-    for (char& c : name) c = c == '-' ? '_' : static_cast<char>(c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c);
-    return "MEDIATRANSFER_" + name;
+  static const Setting* settingOf(const std::string& names) {
+    return findSetting(names.substr(names.find("--") + 2));
   }
 
   void addFlag(const std::string& names, bool& value, const std::string& description) {
-    app_.add_flag(names, value, description)->option_text(" ")->envname(variableOf(names));
+    CLI::Option* const option = app_.add_flag(names, value, description)->option_text(" ");
+    shared_.push_back({settingOf(names), option, &value, nullptr, nullptr});
   }
 
   CLI::Option* addText(const std::string& name, std::string& value, const std::string& kind,
                        const std::string& description) {
-    return app_.add_option(name, value, description)->option_text(kind)->envname(variableOf(name));
+    CLI::Option* const option = app_.add_option(name, value, description)->option_text(kind);
+    shared_.push_back({settingOf(name), option, nullptr, nullptr, &value});
+    return option;
   }
 
   CLI::App* addCommand(Command command, const std::string& name, const std::string& description) {
@@ -299,6 +324,19 @@ class Parser {
         "accepts any.");
   }
 
+  void addConfig() {
+    CLI::App& sub = *addCommand(Command::config, "config", "Keep options for later calls");
+    sub.add_option("ACTION", configAction_, "set, unset, show or list")->required();
+    sub.add_option("KEY", options_.configKey, "An option in front of the command, without its --");
+    sub.add_option("VALUE", options_.configValue, "true or false for a flag; - reads a line of the input");
+    sub.footer(
+        "config set KEY VALUE       keeps the value, for all profiles or that of --profile\n"
+        "config unset KEY           forgets it\n"
+        "config show [KEY]          shows what holds, and where it comes from (list is the same)\n"
+        "The command line goes before the environment, that before the profile's file, and that before the\n"
+        "general one.");
+  }
+
   [[nodiscard]] std::string calledCommand() const {
     const auto called = app_.get_subcommands();
     return called.empty() ? std::string() : called.front()->get_name();
@@ -367,12 +405,14 @@ class Parser {
   }
 
   void check() {
+    takeSettings();
     chooseServers();
     options_.consentAsk = consent_ == "ask" && (options_.sandbox || options_.command == Command::sandbox);
-    if (isGiven("--consent") && !options_.sandbox && options_.command != Command::sandbox) {
+    if (sourceOf("consent") == SettingSource::commandLine && !options_.sandbox &&
+        options_.command != Command::sandbox) {
       throw Failure(Exit::wrongUse, "--consent is for the stand-in servers; give --sandbox with it");
     }
-    checkProfile();
+    if (options_.command == Command::config) return checkAction();
     if (takesPlatform(options_.command)) checkPlatform();
     if (options_.command == Command::albums || options_.command == Command::media) checkService();
     options_.appSecret = resolveSecret(options_.appSecret, "--app-secret");
@@ -381,20 +421,58 @@ class Parser {
     options_.secret = resolveSecret(options_.secret, "--secret");
   }
 
-  /// On the command line itself, where the environment has no say.
-  [[nodiscard]] bool isGiven(const std::string& option) const {
-    return std::any_of(given_.begin(), given_.end(), [&](const std::string& argument) {
-      return argument == option || argument.starts_with(option + "=");
+  /// What the command line does not give, from the environment and the configuration files.
+  void takeSettings() {
+    const auto profile = std::find_if(shared_.begin(), shared_.end(), [](const SharedOption& shared) {
+      return shared.setting->key == "profile";
     });
+    takeSetting(*profile);
+    if (options_.profile == usualProfile) options_.profile.clear();
+    sources_.chooseProfile(options_.profile);
+    for (const SharedOption& shared : shared_) {
+      if (shared.setting != profile->setting) takeSetting(shared);
+    }
+    options_.configTrouble = sources_.trouble();
+    // The commands that mend it go on.
+    if (!options_.configTrouble.empty() && options_.command != Command::config) {
+      throw Failure(Exit::wrongUse, options_.configTrouble);
+    }
   }
 
-  /// What the command line says goes before what the environment says.
+  void takeSetting(const SharedOption& shared) {
+    SettingValue value = sources_.find(*shared.setting);
+    if (shared.option->count() > 0) {
+      value = {shared.setting->key, shared.given(), SettingSource::commandLine,
+               "--" + std::string(shared.setting->key)};
+    }
+    // An application's data may be empty, and a proxy is read where it is used.
+    const bool isChecked = value.source == SettingSource::environment || shared.setting->key == "profile";
+    if (isChecked && value.source != SettingSource::nowhere && shared.setting->key != "proxy") {
+      const std::string trouble = troubleOfValue(*shared.setting, value.value);
+      if (!trouble.empty()) throw Failure(Exit::wrongUse, value.place + ": " + trouble);
+    }
+    if (value.source != SettingSource::commandLine && value.source != SettingSource::nowhere) {
+      shared.assign(value.value);
+    }
+    options_.settings.push_back(std::move(value));
+  }
+
+  [[nodiscard]] SettingSource sourceOf(std::string_view key) const {
+    for (const SettingValue& value : options_.settings) {
+      if (value.key == key) return value.source;
+    }
+    return SettingSource::nowhere;
+  }
+
+  /// What comes from the better place goes before the other.
   void chooseServers() {
     if (!options_.sandbox || options_.cloudConfigFile.empty()) return;
-    if (isGiven("--sandbox") == isGiven("--cloud-config")) {
+    const SettingSource sandbox = sourceOf("sandbox");
+    const SettingSource servers = sourceOf("cloud-config");
+    if (sandbox == servers) {
       throw Failure(Exit::wrongUse, "--sandbox and --cloud-config exclude each other; give one of them");
     }
-    if (isGiven("--sandbox")) {
+    if (sandbox < servers) {
       options_.cloudConfigFile.clear();
     } else {
       options_.sandbox = false;
@@ -403,26 +481,33 @@ class Parser {
 
   /// An empty text is not the same as none here.
   void takeAcceptedApplication() {
-    if (app_.count("--app-id") > 0) options_.acceptedId = options_.appId;
-    if (app_.count("--app-secret") > 0) options_.acceptedSecret = options_.appSecret;
-    if (app_.count("--app-redirect") > 0) options_.acceptedRedirect = options_.appRedirect;
+    if (sourceOf("app-id") != SettingSource::nowhere) options_.acceptedId = options_.appId;
+    if (sourceOf("app-secret") != SettingSource::nowhere) options_.acceptedSecret = options_.appSecret;
+    if (sourceOf("app-redirect") != SettingSource::nowhere) options_.acceptedRedirect = options_.appRedirect;
   }
 
-  /// It names a folder, which no name may lead out of.
-  void checkProfile() {
-    constexpr std::size_t longest = 64;
-    std::string& name = options_.profile;
-    const bool isName =
-        name.size() <= longest && !name.starts_with('-') && std::all_of(name.begin(), name.end(), [](char c) {
-          return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' ||
-                 c == '_';
-        });
-    if (!isName) {
-      throw Failure(Exit::wrongUse,
-                    "the name of a profile has letters (a to z), digits, '-' and '_' alone, 64 at most, and "
-                    "no '-' at its beginning");
+  void checkAction() {
+    static const std::vector<std::string> actions{"set", "unset", "show", "list"};
+    const std::string action = lowerCase(configAction_);
+    const bool changes = action == "set" || action == "unset";
+    if (std::find(actions.begin(), actions.end(), action) == actions.end()) {
+      throw Failure(Exit::wrongUse, "config does not know '" + configAction_ + "'" +
+                                        didYouMean(configAction_, actions) +
+                                        "; give set, unset, show or list");
     }
-    if (name == usualProfile) name.clear();
+    if (changes && options_.configKey.empty()) {
+      throw Failure(Exit::wrongUse,
+                    "config " + action + " needs a KEY; 'mediatransfer config list' shows all");
+    }
+    if ((action == "set") == options_.configValue.empty()) {
+      throw Failure(Exit::wrongUse, action == "set"
+                                        ? "config set needs a VALUE behind the key; 'mediatransfer "
+                                          "config unset' takes one away"
+                                        : "there is an argument too many behind config " + action);
+    }
+    options_.configAction = action == "set"     ? ConfigAction::set
+                            : action == "unset" ? ConfigAction::unset
+                                                : ConfigAction::show;
   }
 
   void checkPlatform() {
@@ -464,18 +549,38 @@ class Parser {
     options_.privacy = word;
   }
 
+  SettingSources sources_;
   CLI::App app_{"Sign in to media platforms, upload videos, list and download media.", "mediatransfer"};
   Options options_;
-  std::vector<std::string> given_;
+  std::vector<SharedOption> shared_;
   std::string consent_;
   std::string platform_;
   std::string service_;
+  std::string configAction_;
 };
 
 }  // namespace
 
-std::variant<Options, Help> parseCommandLine(const std::vector<std::string>& arguments) {
-  return Parser().parse(arguments);
+std::variant<Options, Help> parseCommandLine(const std::vector<std::string>& arguments,
+                                             const std::string& configFolder) {
+  return Parser(configFolder).parse(arguments);
+}
+
+bool asksForJson(const std::vector<std::string>& arguments, const std::string& configFolder) {
+  std::string profile;
+  for (std::size_t i = 0; i < arguments.size(); ++i) {
+    if (arguments[i] == "--json") return true;
+    if (arguments[i].starts_with("--json=")) return flagOf(arguments[i].substr(7));
+    if (arguments[i].starts_with("--profile=")) profile = arguments[i].substr(10);
+    if (arguments[i] == "--profile" && i + 1 < arguments.size()) profile = arguments[i + 1];
+  }
+  SettingSources sources(configFolder);
+  if (profile.empty()) profile = sources.find(*findSetting("profile")).value;
+  // A name that is none leads to no file.
+  if (profile != usualProfile && troubleOfValue(*findSetting("profile"), profile).empty()) {
+    sources.chooseProfile(profile);
+  }
+  return flagOf(sources.find(*findSetting("json")).value);
 }
 
 }  // namespace host

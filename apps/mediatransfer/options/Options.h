@@ -1,6 +1,7 @@
 #pragma once
 
 #include "options/Platforms.h"
+#include "options/Settings.h"
 
 #include <optional>
 #include <string>
@@ -11,7 +12,21 @@ namespace host {
 /// How the profile without a name is called.
 inline constexpr const char* usualProfile = "default";
 
-enum class Command { login, verify, whoami, logout, upload, albums, media, download, status, sandbox };
+enum class Command {
+  login,
+  verify,
+  whoami,
+  logout,
+  upload,
+  albums,
+  media,
+  download,
+  status,
+  sandbox,
+  config
+};
+
+enum class ConfigAction { show, set, unset };
 
 /// What the command line asked for. Texts are UTF-8; an empty text means "not given".
 struct Options {
@@ -32,6 +47,9 @@ struct Options {
   std::string appSecret;
   std::string appRedirect;
   std::string pythonHome;
+  std::vector<SettingValue> settings;  ///< where each of these comes from
+  std::string configFolder;            ///< of the configuration files; empty: there are none
+  std::string configTrouble;           ///< why they cannot be used, for the commands that mend them
 
   // Of single commands.
   const Platform* platform = nullptr;  ///< set for login, verify, whoami, logout and upload
@@ -74,6 +92,10 @@ struct Options {
   std::optional<std::string> acceptedId;
   std::optional<std::string> acceptedSecret;
   std::optional<std::string> acceptedRedirect;
+
+  ConfigAction configAction = ConfigAction::show;
+  std::string configKey;
+  std::string configValue;
 };
 
 /// True when the command of the options goes through the platform's script.

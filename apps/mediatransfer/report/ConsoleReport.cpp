@@ -23,6 +23,8 @@ constexpr std::size_t idColumn = 20;
 constexpr std::size_t typeColumn = 9;
 constexpr std::size_t profileColumn = 12;
 constexpr std::size_t platformColumn = 20;
+constexpr std::size_t keyColumn = 14;
+constexpr std::size_t valueColumn = 26;
 
 /// The text, filled up to the column's width, with two blanks behind it at least.
 std::string cell(const std::string& text, std::size_t width) {
@@ -106,6 +108,16 @@ class ConsoleReport final : public Report {
     }
     std::cout << cell(singleLine(login.profile), profileColumn) << cell(login.platformAndWay, platformColumn)
               << singleLine(personText(login.person)) << '\n'
+              << std::flush;
+  }
+  void setting(const SettingValue& value, bool alone) override {
+    const std::string shown = singleLine(shownValue(value));
+    if (alone) return line(shown);
+    if (rows_++ == 0) {
+      std::cout << cell("KEY", keyColumn) << cell("VALUE", valueColumn) << "FROM\n";
+    }
+    std::cout << cell(std::string(value.key), keyColumn) << cell(shown.empty() ? "-" : shown, valueColumn)
+              << (value.source == SettingSource::nowhere ? "default" : singleLine(value.place)) << '\n'
               << std::flush;
   }
   void fileStarts(const std::string& file, int number, int of) override {

@@ -40,6 +40,22 @@ std::string_view causeName(Cause cause) {
   return {};
 }
 
+std::string_view sourceName(SettingSource source) {
+  switch (source) {
+    case SettingSource::commandLine:
+      return "command_line";
+    case SettingSource::environment:
+      return "environment";
+    case SettingSource::profileFile:
+      return "profile";
+    case SettingSource::generalFile:
+      return "general";
+    case SettingSource::nowhere:
+      break;
+  }
+  return "default";
+}
+
 /// One JSON object a line on the standard output, nothing else. People still find the program's own line on
 /// the standard error stream.
 class JsonReport final : public Report {
@@ -61,6 +77,13 @@ class JsonReport final : public Report {
     line.text("profile", login.profile).text("platform", login.platform);
     line.text("way", login.byScript ? "script" : "manager");
     write(addTo(line, login.person).textIfKnown("server", login.server));
+  }
+  void setting(const SettingValue& value, bool) override {
+    write(JsonLine("setting")
+              .text("key", value.key)
+              .text("value", shownValue(value))
+              .text("source", sourceName(value.source))
+              .textIfKnown("place", value.place));
   }
   void fileStarts(const std::string& file, int number, int of) override {
     write(JsonLine("file").text("file", file).number("number", number).number("of", of));

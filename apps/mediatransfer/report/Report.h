@@ -1,6 +1,7 @@
 #pragma once
 
 #include "options/Failure.h"
+#include "options/Settings.h"
 #include "report/Events.h"
 
 #include <cstdint>
@@ -71,6 +72,8 @@ class Report {
   virtual void tokenChanged(const std::string& user) = 0;
   virtual void person(PersonNews news, const Person& person) = 0;
   virtual void signedIn(const SignedIn& login) = 0;
+  /// A setting with the value that holds; `alone`: nothing but its value was asked for.
+  virtual void setting(const SettingValue& value, bool alone) = 0;
   // Of several files: before each, behind each with its exit code, and once at the end.
   virtual void fileStarts(const std::string& file, int number, int of) = 0;
   virtual void fileEnds(const std::string& file, int exitCode) = 0;
