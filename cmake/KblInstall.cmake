@@ -34,7 +34,7 @@ configure_package_config_file(cmake/ExternlMediaTransferConfig.cmake.in
   ${PROJECT_BINARY_DIR}/ExternlMediaTransferConfig.cmake INSTALL_DESTINATION ${KBL_PACKAGE_DIR})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/ExternlMediaTransferConfigVersion.cmake
   COMPATIBILITY SameMajorVersion)
-install(FILES ${PROJECT_BINARY_DIR}/ExternlMediaTransferConfig.cmake
+install(FILES ${PROJECT_BINARY_DIR}/ExternlMediaTransferConfig.cmake cmake/ExternlMediaTransferSandbox.cmake
   ${PROJECT_BINARY_DIR}/ExternlMediaTransferConfigVersion.cmake DESTINATION ${KBL_PACKAGE_DIR})
 
 # The scripts and the tool that makes a Python home of them, which finds them from where it stands.
@@ -46,7 +46,7 @@ install(PROGRAMS tools/make_python_home DESTINATION ${KBL_SCRIPT_DIR}/tools)
 set(KBL_DOC_DIR ${CMAKE_INSTALL_DATAROOTDIR}/doc/ExternlMediaTransfer)
 install(FILES THIRD-PARTY-NOTICES.md CHANGELOG.md DESTINATION ${KBL_DOC_DIR})
 install(DIRECTORY docs examples DESTINATION ${KBL_DOC_DIR} PATTERN reference EXCLUDE
-  PATTERN CMakeLists.txt EXCLUDE)
+  REGEX "/examples/CMakeLists.txt$" EXCLUDE)
 install(DIRECTORY build/reference/html DESTINATION ${KBL_DOC_DIR}/reference OPTIONAL)
 
 file(RELATIVE_PATH KBL_PC_TO_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)

@@ -86,6 +86,12 @@ std::string_view routeName(Route route) {
   return "unknown";
 }
 
+std::vector<std::string_view> routeNames() {
+  std::vector<std::string_view> all;
+  for (const auto& [route, name] : names) all.push_back(name);
+  return all;
+}
+
 std::optional<Route> routeFromName(std::string_view name) {
   for (const auto& [route, known] : names) {
     if (known == name) return route;

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace sandbox {
 
@@ -79,6 +80,8 @@ enum class Route {
 
 /// The route's name as the inspection routes and the log use it, such as "youtubeUploadChunk".
 [[nodiscard]] std::string_view routeName(Route route);
+/// Of all routes.
+[[nodiscard]] std::vector<std::string_view> routeNames();
 [[nodiscard]] std::optional<Route> routeFromName(std::string_view name);
 
 }  // namespace sandbox

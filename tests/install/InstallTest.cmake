@@ -17,7 +17,7 @@ set(prefix ${WORK}/moved)
 file(GLOB top RELATIVE ${prefix} ${prefix}/*)
 file(GLOB libraries RELATIVE ${prefix}/${LIBDIR} ${prefix}/${LIBDIR}/*)
 file(GLOB folders RELATIVE ${prefix}/${INCLUDEDIR} ${prefix}/${INCLUDEDIR}/*)
-set(expected_libraries cmake pkgconfig)
+set(expected_libraries cmake pkgconfig libMediaTransferSandbox.a)
 foreach(name BsCloudConfig BsNet ExternlMediaTransfer KblLogger KblUtils)
   list(APPEND expected_libraries lib${name}.so lib${name}.so.${SOVERSION} lib${name}.so.${VERSION})
 endforeach()
@@ -25,7 +25,8 @@ list(SORT libraries)
 list(SORT expected_libraries)
 expect_equal("${libraries}" "${expected_libraries}" "libraries")
 expect_equal("${top}" "bin;${INCLUDEDIR};lib;share" "top folders")
-expect_equal("${folders}" "BsCloudConfig;BsNet;ExternlMediaTransfer;KblLogger;KblUtils" "include folders")
+expect_equal("${folders}" "BsCloudConfig;BsNet;ExternlMediaTransfer;KblLogger;KblUtils;MediaTransferSandbox"
+  "include folders")
 
 # What is installed is what stands in include/, and it is complete.
 set(public ${SOURCE}/../../include)
@@ -89,6 +90,19 @@ run(${CMAKE_COMMAND} -S ${SOURCE}/consumer -B ${WORK}/consumer -D CMAKE_PREFIX_P
 run(${CMAKE_COMMAND} --build ${WORK}/consumer)
 run(${WORK}/consumer/consumer)
 expect_equal("${output}" "a host runs\n" "output of the CMake host")
+
+# A host's own test, which runs the stand-in servers in its process, as it comes with the package.
+run(${CMAKE_COMMAND} -S ${documents}/examples/host_test -B ${WORK}/host_test -D CMAKE_PREFIX_PATH=${prefix}
+  -D CMAKE_CXX_COMPILER=${COMPILER} -D CMAKE_CXX_STANDARD=17 "-D CMAKE_CXX_FLAGS=-Wall -Wextra -Wpedantic -Werror ${flags}")
+run(${CMAKE_COMMAND} --build ${WORK}/host_test)
+run(${CMAKE_CTEST_COMMAND} --test-dir ${WORK}/host_test --no-tests=error --verbose)
+if(NOT output MATCHES "signed in, uploaded, refused")
+  message(FATAL_ERROR "the host's own test:\n${output}")
+endif()
+
+# Where what the stand-ins are made of is missing, the part is, with a reason, and the rest is there.
+run(${CMAKE_COMMAND} -S ${SOURCE}/without_sandbox -B ${WORK}/without_sandbox -D CMAKE_PREFIX_PATH=${prefix}
+  -D CMAKE_CXX_COMPILER=${COMPILER})
 
 # The way of pkg-config.
 set(ENV{PKG_CONFIG_PATH} ${prefix}/${LIBDIR}/pkgconfig)

@@ -3,7 +3,6 @@
 #include "sandbox/base/JsonText.h"
 
 #include <array>
-#include <string_view>
 
 namespace sandbox {
 
@@ -48,13 +47,6 @@ constexpr std::array<KindRow, 19> kinds{{
     {Kind::deepNesting, "deepNesting", "an answer with arrays nested so deep", "bytes"},
 }};
 
-std::optional<Kind> kindFromName(const std::string& name) {
-  for (const KindRow& row : kinds) {
-    if (row.name == name) return row.kind;
-  }
-  return std::nullopt;
-}
-
 bool readNumber(const Json::Value& value, const char* name, long long& number) {
   if (!value.isMember(name)) return true;
   const std::optional<long long> member = integerMember(value, name);
@@ -81,6 +73,13 @@ bool readHeaders(const Json::Value& value, Fault& fault) {
 }
 
 }  // namespace
+
+std::optional<Kind> faultKindFromName(std::string_view name) {
+  for (const KindRow& row : kinds) {
+    if (row.name == name) return row.kind;
+  }
+  return std::nullopt;
+}
 
 std::string faultKindName(Kind kind) {
   for (const KindRow& row : kinds) {
@@ -115,7 +114,7 @@ Json::Value jsonOf(const FaultBook::Order& order) {
 
 std::optional<Fault> faultFromJson(const Json::Value& value) {
   if (!value.isObject()) return std::nullopt;
-  const std::optional<Kind> kind = kindFromName(textMember(value, "kind").value_or(""));
+  const std::optional<Kind> kind = faultKindFromName(textMember(value, "kind").value_or(""));
   if (!kind) return std::nullopt;
   Fault fault = Fault::status(200);
   fault.kind = *kind;

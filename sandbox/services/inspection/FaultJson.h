@@ -7,6 +7,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace sandbox {
 
@@ -18,5 +19,6 @@ namespace sandbox {
 /// [{"name", "words", "members"}]: every kind, what it does in words, and the members that say more.
 [[nodiscard]] Json::Value faultKinds();
 [[nodiscard]] std::string faultKindName(Fault::Kind kind);
+[[nodiscard]] std::optional<Fault::Kind> faultKindFromName(std::string_view name);
 
 }  // namespace sandbox
