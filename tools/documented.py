@@ -2,9 +2,9 @@
 
     python3 tools/documented.py [DOCUMENT]...     (default: every document of the repository)
 
-What runs are the fenced blocks marked `sh run`; those of a document run in their order in one shell, which ends with the
-first failure. They find a tree like this one, with the programs of build/release on the search path, a home folder of
-their own, a video `holiday.mp4` and a host's source `host.cpp`.
+What runs are the fenced blocks marked `sh run`; one marked `save FILE` behind its language is written to that file. Those of a
+document come in their order in one shell, which ends with the first failure. They find a tree like this one, with the
+programs of build/release on the search path, a home folder of their own and a video `holiday.mp4`.
 """
 
 import os
@@ -18,7 +18,7 @@ from pathlib import Path
 from typing import List
 
 ROOT = Path(__file__).resolve().parent.parent
-BLOCK = re.compile(r"^```sh run\n(.*?)^```$", re.MULTILINE | re.DOTALL)
+BLOCK = re.compile(r"^```(?:sh run|\w+ save (\S+))\n(.*?)^```$", re.MULTILINE | re.DOTALL)
 LONGEST_SECONDS = 600
 # Servers that a document starts in the background end with its shell.
 PREAMBLE = "set -euo pipefail\ntrap 'kill $(jobs -p) 2>/dev/null || true' EXIT\n"
@@ -37,7 +37,6 @@ def furnish(scratch: Path) -> Path:
         if entry.name != ".git":
             (tree / entry.name).symlink_to(entry)
     shutil.copy(ROOT / "tests/media/sample.mp4", tree / "holiday.mp4")
-    shutil.copy(ROOT / "examples/minimal_upload.cpp", tree / "host.cpp")
     return tree
 
 
@@ -49,8 +48,13 @@ def environment(home: Path) -> "dict[str, str]":
     return kept
 
 
+def command(file: str, text: str) -> str:
+    return "rm -f %s\ncat >%s <<'END OF THE BLOCK'\n%sEND OF THE BLOCK\n" % (file, file, text) if file else text
+
+
 def run(document: str) -> bool:
-    commands = "\n".join(BLOCK.findall((ROOT / document).read_text(encoding="utf-8")))
+    blocks = BLOCK.findall((ROOT / document).read_text(encoding="utf-8"))
+    commands = "\n".join(command(file, text) for file, text in blocks)
     if not commands:
         return True
     with tempfile.TemporaryDirectory(prefix="documented-") as scratch:

@@ -12,7 +12,7 @@ python_packages=(python3 libpython3-dev)
 # The proxies and the browser are servers and clients that the tests start themselves.
 test_packages=(libgtest-dev libgmock-dev libbenchmark-dev clang openssl sqlite3 curl "${python_packages[@]}"
   python3-oauthlib tinyproxy dante-server chromium chromium-driver)
-check_packages=(git clang-format black doxygen mypy pyflakes3 shellcheck)
+check_packages=(git clang-format black doxygen graphviz mypy pyflakes3 shellcheck)
 lint_packages=("${check_packages[@]}" clang-tidy-16)
 fuzz_packages=(clang-16 libclang-rt-16-dev)
 # The clients that uploads are measured beside, what draws the result, and what counts instructions.

@@ -11,11 +11,16 @@ class IExternlMediaTransfer;
 // callback alone, so the host copies what it wants to keep. Texts are UTF-16, zero-terminated, cut to their
 // field at a character's end.
 
-/// The library's own codes of an error record; any other number is the service's.
+/// The library's own codes of an error record, with their texts; any other number is the service's, with its
+/// text (-10000 where that number cannot be read).
 namespace MediaError {
-inline constexpr int localFile = 1;       ///< the file cannot be opened or written
-inline constexpr int fetchFailed = 10;    ///< no whole reply came
-inline constexpr int unusableReply = 11;  ///< the reply says nothing that can be used
+/// The file cannot be opened or written. Texts: "Image save path open error.", "Image file write error.".
+inline constexpr int localFile = 1;
+/// No whole reply came, or an error status that the host refuses. Texts: "HTTP status ...", "Unsupported
+/// protocol", "Internal error.", libcurl's own.
+inline constexpr int fetchFailed = 10;
+/// The reply says nothing that can be used. Texts: "can't read json.", "can't find photo node.".
+inline constexpr int unusableReply = 11;
 }  // namespace MediaError
 
 /// The album that stands for the videos of a Facebook user, the last of each list of albums.

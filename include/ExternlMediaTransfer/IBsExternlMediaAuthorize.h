@@ -40,12 +40,14 @@ class IBsExternlMediaAuthorize : public virtual IDmBaseObj {
   virtual _Result toExternlMediaAuth(IBsInfoReader* loginInfo) = 0;
   /// Checks a cached login and renews its token; the outcome comes by `queryResponse`, once, with a record of
   /// type 402. An empty or null uuid means the last user. resultOk when a request was started, or when a
-  /// renewal of the user runs whose answer will be this one's, too; a refusal is told within this call.
+  /// renewal of the user runs whose answer will be this one's, too.
+  /// Calls back within itself: nobody is signed in, or no such user (`queryResponse` of type 402, -10021);
+  /// the token's end has passed (-10022); no thread could be made while other verifications waited (-10004).
   virtual _Result toVerifyAccessToken(const char* uuid) = 0;
   /// Ends running logins, forgets the user and saves; that the file could not be written is told in the log.
   /// An empty or null uuid means the last user. What is still on its way for the user is dropped when it
-  /// comes. resultOk when a user was removed. With nobody signed in it calls `queryResponse` within this
-  /// call.
+  /// comes. resultOk when a user was removed.
+  /// Calls back within itself: nobody is signed in at all (`queryResponse` of type 402, -10021).
   virtual _Result logout(const char* uuid) = 0;
   /// Fills `out` (type 403) with the cached user. resultOk when there was one.
   virtual _Result userInfo(const char* uuid, IBsExternlMediaAuthUserInfo* out) = 0;

@@ -7,12 +7,19 @@ namespace KBL {
 /// Type numbers of the info records: the argument of `createExternlMediaAuthInfoObject` and the answer of
 /// `infoType`.
 enum ExternlMediaInfoType : int {
+  /// A login: its parameters and, in `queryResponse`, its outcome.
   infoTypeLogin = 400,
+  /// A refresh in the background; told when it failed.
   infoTypeRefreshToken = 401,
+  /// A verification; also the refusals of `logout`.
   infoTypeVerifyAccessToken = 402,
+  /// A user, as `userInfo` fills it.
   infoTypeUser = 403,
+  /// A consume query: its parameters and its answer.
   infoTypeConsume = 404,
+  /// What account requests read and fill; hosts don't meet it.
   infoTypeMixed = 405,
+  /// An upload; in `queryResponse` one that could not be begun.
   infoTypeUpload = 406,
 };
 

@@ -85,6 +85,8 @@ class KBL_LOGGER_API KblLoggerWrapper {
 KBL_LOGGER_API KblLoggerWrapper* loggerWrapper(int index);
 
 /// Installs the logger of the process; null takes it away. Lines that are being written go to the former one.
+/// A logger of the host's own gets lines as they are made: replies and addresses with whole tokens in them,
+/// and what scripts return. The sinks of `makeLogger` mask them; so does `maskSecrets`.
 KBL_LOGGER_API void installLogger(std::shared_ptr<IBsLogger> logger);
 
 /// "KBL::Class::operation" out of what the compiler calls a function, return type, arguments and lambdas cut

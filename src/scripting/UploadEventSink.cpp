@@ -11,7 +11,6 @@ namespace KBL {
 
 namespace {
 constexpr const char* logFunction = "KBL::CAuthNUploadObj::userCallBack";
-constexpr int generalError = 12;
 
 constexpr std::chrono::milliseconds lookPeriod{250};  // whether the interpreter runs on
 constexpr std::int64_t patienceBehindTheInterpreterMs = 5000;
@@ -94,7 +93,7 @@ void UploadEventSink::userCallBack(unsigned code, const char* text, int value) {
       return tellHost(transferEventFinished, 0, text);
     case uploadEventError:
       KBL_LOG_AS(severityInfo, logFunction, "[AuthNUpload][py] Upload error:" << text);
-      return tellHost(transferEventError, value == 0 ? generalError : value, text);
+      return tellHost(transferEventError, value == 0 ? transferErrorGeneral : value, text);
     case uploadEventTokenInvalid:
       KBL_LOG_AS(severityInfo, logFunction, "[AuthNUpload][py] Upload token invalid:" << text);
       return tellHost(transferEventTokenInvalid, 0, text);

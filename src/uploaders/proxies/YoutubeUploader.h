@@ -22,24 +22,27 @@ class YoutubeUploadProxy final : public PlatformUploadProxy {
       : PlatformUploadProxy(transferYoutube, YoutubeUploadProxyCallbackProxy::instance(), std::move(owner)) {}
 };
 
-/// The number by which the host knows an error code of a YouTube upload; 10 for a code that is not in the
-/// table.
+/// The number by which the host knows an error code of a YouTube upload: a TransferErrorValue.
 [[nodiscard]] inline int youtubeErrorValue(int code) {
   struct Row {
     int code;
     int value;
   };
-  static constexpr int anyOtherCode = 10;
   static constexpr int serverRefusal = 231500;  // comes from a server only
   static constexpr Row rows[] = {
-      {ErrorCode::none, 0},         {ErrorCode::paramInvalid, 2},  {ErrorCode::tokenExpired, 9},
-      {ErrorCode::tokenMissing, 9}, {ErrorCode::fileNotExist, 14}, {ErrorCode::fileOpenFailed, 14},
-      {ErrorCode::fileEmpty, 14},   {serverRefusal, 13},
+      {ErrorCode::none, 0},
+      {ErrorCode::paramInvalid, transferErrorParam},
+      {ErrorCode::tokenExpired, transferErrorToken},
+      {ErrorCode::tokenMissing, transferErrorToken},
+      {ErrorCode::fileNotExist, transferErrorFile},
+      {ErrorCode::fileOpenFailed, transferErrorFile},
+      {ErrorCode::fileEmpty, transferErrorFile},
+      {serverRefusal, transferErrorRefused},
   };
   for (const Row& row : rows) {
     if (row.code == code) return row.value;
   }
-  return anyOtherCode;
+  return transferErrorOther;
 }
 
 }  // namespace KBL
