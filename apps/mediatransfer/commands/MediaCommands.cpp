@@ -1,3 +1,4 @@
+#include "commands/AlbumDownload.h"
 #include "commands/Commands.h"
 #include "commands/MediaJob.h"
 #include "commands/MediaLogin.h"
@@ -66,11 +67,17 @@ int runAlbums(const Options& options, Report& report) {
 
 int runMedia(const Options& options, Report& report) {
   useProxy(options);
+  if (!options.downloadDir.empty()) checkAlbumFolder(options);
   const MediaLogin login = openLogin(options);
   const Host host(login.options, report, Servers::optional);
   requireOrigin(login);
   const Options& asked = login.options;
-  return MediaJob(report).listMedia(*asked.service, {asked.token, asked.album, asked.key, asked.secret});
+  const MediaRequest request{asked.token, asked.album, asked.key, asked.secret};
+  if (asked.downloadDir.empty()) return MediaJob(report).listMedia(*asked.service, request);
+  std::vector<MediaEvent> list;
+  const int exit = MediaJob(report).listMedia(*asked.service, request, &list);
+  // A list with a hole in it would look as if all had come.
+  return exit == Exit::done ? downloadAlbum(asked, list, report) : exit;
 }
 
 namespace {

@@ -33,7 +33,9 @@ int MediaJob::listAlbums(const std::string& token) {
   return follow(true);
 }
 
-int MediaJob::listMedia(const MediaService& service, const MediaRequest& request) {
+int MediaJob::listMedia(const MediaService& service, const MediaRequest& request,
+                        std::vector<MediaEvent>* list) {
+  list_ = list;
   const char* const token = request.token.c_str();
   if (service.hasAlbums) {
     transfer_->Command(service.listCommand, token, request.album.c_str(), &MediaEvents::onMedia,
@@ -81,7 +83,10 @@ int MediaJob::follow(bool endsWithError) {
 
 bool MediaJob::show(const MediaNews& event) {
   if (const auto* const album = std::get_if<AlbumEvent>(&event)) report_.album(*album);
-  if (const auto* const media = std::get_if<MediaEvent>(&event)) report_.media(*media);
+  if (const auto* const media = std::get_if<MediaEvent>(&event)) {
+    report_.media(*media);
+    if (list_ != nullptr && media->more != 0) list_->push_back(*media);
+  }
   if (const auto* const download = std::get_if<DownloadEvent>(&event)) report_.download(*download);
   if (const auto* const error = std::get_if<MediaErrorEvent>(&event)) {
     failed_ = true;

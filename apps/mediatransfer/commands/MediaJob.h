@@ -7,6 +7,7 @@
 #include <KblUtils/RefPtr.h>
 
 #include <string>
+#include <vector>
 
 namespace host {
 
@@ -30,7 +31,9 @@ class MediaJob {
 
   // Each runs the job and returns the exit code.
   int listAlbums(const std::string& token);
-  int listMedia(const MediaService& service, const MediaRequest& request);
+  /// `list` gets the entries, too.
+  int listMedia(const MediaService& service, const MediaRequest& request,
+                std::vector<MediaEvent>* list = nullptr);
   /// `path` is in the system's narrow encoding. `keepErrors`: what comes with an error status is stored, too.
   int download(const std::string& url, const std::string& path, bool keepErrors);
 
@@ -42,6 +45,7 @@ class MediaJob {
   MediaEvents events_;
   KBL::RefPtr<KBL::IExternlMediaTransfer> transfer_;
   bool failed_ = false;
+  std::vector<MediaEvent>* list_ = nullptr;
 };
 
 }  // namespace host

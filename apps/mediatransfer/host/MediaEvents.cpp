@@ -34,15 +34,22 @@ std::int32_t MediaEvents::onMedia(void* context, KBL::IExternlMediaTransfer*,
 
 std::int32_t MediaEvents::onError(void* context, KBL::IExternlMediaTransfer*,
                                   const KBL::hostErrorRecord* error) {
-  static_cast<MediaEvents*>(context)->queue_.push(MediaErrorEvent{error->code, textOf(error->message)});
+  static_cast<MediaEvents*>(context)->queue_.push(errorOf(*error));
   return 0;
 }
 
 std::int32_t MediaEvents::onProgress(void* context, KBL::IExternlMediaTransfer*,
                                      const KBL::hostProgressRecord* progress) {
-  static_cast<MediaEvents*>(context)->queue_.push(
-      DownloadEvent{progress->finished != 0, progress->totalBytes, progress->bytesSoFar});
+  static_cast<MediaEvents*>(context)->queue_.push(progressOf(*progress));
   return 0;
+}
+
+DownloadEvent MediaEvents::progressOf(const KBL::hostProgressRecord& progress) {
+  return {progress.finished != 0, progress.totalBytes, progress.bytesSoFar};
+}
+
+MediaErrorEvent MediaEvents::errorOf(const KBL::hostErrorRecord& error) {
+  return {error.code, textOf(error.message)};
 }
 
 }  // namespace host

@@ -21,6 +21,10 @@ class MediaEvents {
   static std::int32_t onProgress(void* context, KBL::IExternlMediaTransfer* transfer,
                                  const KBL::hostProgressRecord* progress);
 
+  // What the records tell.
+  [[nodiscard]] static DownloadEvent progressOf(const KBL::hostProgressRecord& progress);
+  [[nodiscard]] static MediaErrorEvent errorOf(const KBL::hostErrorRecord& error);
+
   /// The next event, or nothing after `limit`. Main thread.
   [[nodiscard]] std::optional<MediaNews> pop(std::chrono::milliseconds limit) { return queue_.pop(limit); }
 

@@ -294,6 +294,24 @@ class Parser {
                    "Application secret of flickr (--app-secret); @FILE reads it from FILE")
         ->option_text("S")
         ->envname("MEDIATRANSFER_SECRET");
+    addAlbumDownload(sub);
+  }
+
+  void addAlbumDownload(CLI::App& sub) {
+    constexpr int mostJobs = 16;
+    CLI::Option* const download =
+        sub.add_option("--download", options_.downloadDir, "Fetch what is listed into DIR, but what it has")
+            ->option_text("DIR");
+    sub.add_option("--name-template", options_.nameTemplate,
+                   "Names of the files, of {title}, {id}, {index}, {type} and {ext} ({title}.{ext})")
+        ->option_text("T")
+        ->needs(download);
+    sub.add_option("--jobs", options_.jobs, "How many to fetch at once, 16 at most (4)")
+        ->option_text("N")
+        ->check(CLI::Range(1, mostJobs))
+        ->needs(download);
+    sub.add_flag("--dry-run", options_.dryRun, "Tell what --download would fetch, and fetch nothing")
+        ->needs(download);
   }
 
   void addDownload() {
@@ -415,6 +433,7 @@ class Parser {
     if (options_.command == Command::config) return checkAction();
     if (takesPlatform(options_.command)) checkPlatform();
     if (options_.command == Command::albums || options_.command == Command::media) checkService();
+    checkNameTemplate(options_.nameTemplate);
     options_.appSecret = resolveSecret(options_.appSecret, "--app-secret");
     if (options_.command == Command::sandbox) takeAcceptedApplication();
     options_.token = resolveSecret(options_.token, "--token");

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "options/NameTemplate.h"
 #include "options/Platforms.h"
 #include "options/Settings.h"
 
@@ -82,6 +83,11 @@ struct Options {
   std::string secret;
   std::string url;          ///< of download
   bool keepErrors = false;  ///< download stores the answer of an error status, too
+
+  std::string downloadDir;  ///< of media: fetches what it lists
+  std::string nameTemplate = usualNameTemplate;
+  int jobs = 4;         ///< downloads at once
+  bool dryRun = false;  ///< upload and media tell what they would do
 
   int port = 0;  ///< of sandbox; 0 takes a free one
   std::string stateDir;

@@ -2,6 +2,7 @@
 #include "options/Options.h"
 #include "options/Secrets.h"
 #include "report/Advice.h"
+#include "report/FetchMeter.h"
 #include "report/MediaMeter.h"
 #include "report/Progress.h"
 #include "report/Report.h"
@@ -69,6 +70,9 @@ class ConsoleReport final : public Report {
       : command_(options.command),
         file_(options.file),
         sendsBytes_(sendsBytes(options)),
+        folder_(options.downloadDir),
+        fetchesAlbum_(!options.downloadDir.empty()),
+        isDryRun_(options.dryRun),
         platform_(options.platform == nullptr ? std::string_view() : options.platform->name),
         way_(platformAndWay(options)),
         program_(nextCall(options)),
@@ -224,6 +228,10 @@ class ConsoleReport final : public Report {
   }
   void media(const MediaEvent& media) override {
     if (media.more == 0) return;
+    if (fetchesAlbum_) {
+      ++rows_;
+      return;
+    }
     if (rows_++ == 0) std::cout << cell("TYPE", typeColumn) << "ADDRESS  THUMBNAIL\n";
     const std::string url = media.url.empty() ? "-" : singleLine(media.url);
     std::cout << cell(media.type == KBL::mediaVideo ? "video" : "picture", typeColumn) << url << "  "
@@ -248,6 +256,44 @@ class ConsoleReport final : public Report {
     if (command_ == Command::download) return note("stored in " + file_);
     if (command_ == Command::albums) return note(counted(rows_, "album", "albums"));
     note(counted(rows_, "entry", "entries"));
+  }
+
+  void fetchesStart(const FetchCount& count) override {
+    if (!quiet_ && count.wanted > 0) fetches_.emplace(count);
+  }
+  void fetched(const FetchedEntry& entry) override {
+    if (fetches_ && entry.outcome == FetchedEntry::Outcome::stored) fetches_->countOne();
+    if (entry.outcome == FetchedEntry::Outcome::planned) line("would fetch " + entry.file);
+  }
+  void fetchFailed(const FetchedEntry& entry, const MediaErrorEvent& error, bool isTooLarge) override {
+    if (fetches_) fetches_->wipe();
+    complain(entry.file + ": " + explainMediaError(error.code, error.text, isTooLarge));
+    if (fetches_) fetches_->countOne();
+  }
+  void fetchProgress(std::uint64_t bytes) override {
+    if (!fetches_) return;
+    fetches_->setBytes(bytes);
+    fetches_->tick();
+  }
+  void fetchesEnd(const FetchCount& count, bool isStopped) override {
+    if (fetches_) fetches_->wipe();
+    fetches_.reset();
+    if (quiet_ && count.failed == 0 && !isStopped) return;
+    std::string text = isStopped ? "stopped; " : "";
+    if (isDryRun_) {
+      text += std::to_string(count.wanted) + " of " + counted(count.entries, "entry", "entries") +
+              " would be fetched into " + folder_;
+    } else {
+      text += std::to_string(count.stored) + " of " + counted(count.entries, "entry", "entries") +
+              " stored in " + folder_;
+    }
+    if (count.there > 0) text += ", " + std::to_string(count.there) + " there before";
+    if (count.failed > 0) text += ", " + std::to_string(count.failed) + " failed";
+    if (count.unaddressed > 0) text += ", " + std::to_string(count.unaddressed) + " without an address";
+    if (const int left = count.wanted - count.stored - count.failed; left > 0 && !isDryRun_) {
+      text += ", " + std::to_string(left) + " left";
+    }
+    line(singleLine(text));
   }
 
   void note(const std::string& text) override {
@@ -314,6 +360,9 @@ class ConsoleReport final : public Report {
   Command command_;
   std::string file_;
   bool sendsBytes_;
+  std::string folder_;  ///< of an album's files
+  bool fetchesAlbum_;
+  bool isDryRun_;
   std::string_view platform_;
   std::string way_;      ///< the platform as it stands behind a command
   std::string program_;  ///< how a next call begins
@@ -328,7 +377,8 @@ class ConsoleReport final : public Report {
   bool stopping_ = false;
   bool finishedBefore_ = false;
   std::vector<std::string> notUploaded_;
-  std::optional<MediaMeter> meter_;  ///< of a listing or a download
+  std::optional<MediaMeter> meter_;    ///< of a listing or a download
+  std::optional<FetchMeter> fetches_;  ///< of an album
   std::size_t rows_ = 0;
   int totalBytes_ = 0;
 };

@@ -56,6 +56,22 @@ std::string_view sourceName(SettingSource source) {
   return "default";
 }
 
+std::string_view outcomeName(FetchedEntry::Outcome outcome) {
+  switch (outcome) {
+    case FetchedEntry::Outcome::stored:
+      return "stored";
+    case FetchedEntry::Outcome::there:
+      return "there";
+    case FetchedEntry::Outcome::failed:
+      return "failed";
+    case FetchedEntry::Outcome::planned:
+      return "planned";
+    case FetchedEntry::Outcome::unaddressed:
+      return "unaddressed";
+  }
+  return {};
+}
+
 /// One JSON object a line on the standard output, nothing else. People still find the program's own line on
 /// the standard error stream.
 class JsonReport final : public Report {
@@ -160,6 +176,27 @@ class JsonReport final : public Report {
     writeError(failure.code, failure.text, causeOfMediaError(failure.code, failure.text));
   }
   void mediaEnds(MediaEnd) override {}
+  void fetchesStart(const FetchCount&) override {}
+  void fetched(const FetchedEntry& entry) override {
+    write(JsonLine("fetched")
+              .text("id", entry.id)
+              .text("file", entry.file)
+              .number("bytes", static_cast<std::int64_t>(entry.bytes))
+              .text("status", outcomeName(entry.outcome)));
+  }
+  void fetchFailed(const FetchedEntry& entry, const MediaErrorEvent& error, bool) override {
+    mediaError(error);
+    fetched(entry);
+  }
+  void fetchProgress(std::uint64_t) override {}
+  void fetchesEnd(const FetchCount& count, bool) override {
+    write(JsonLine("album_done")
+              .number("entries", count.entries)
+              .number("stored", count.stored)
+              .number("there", count.there)
+              .number("failed", count.failed)
+              .number("unaddressed", count.unaddressed));
+  }
   void note(const std::string&) override {}
   void tick() override {}
   void done(int exitCode) override { write(JsonLine("done").number("exit", exitCode)); }

@@ -38,6 +38,31 @@ struct UploadCount {
   int failed = 0;
 };
 
+/// What became of one entry of an album.
+struct FetchedEntry {
+  enum class Outcome {
+    stored,
+    there,  ///< the folder had it before
+    failed,
+    planned,     ///< it would be fetched
+    unaddressed  ///< the service gives no address of it
+  };
+  std::string id;
+  std::string file;  ///< its name
+  std::uint64_t bytes = 0;
+  Outcome outcome = Outcome::stored;
+};
+
+/// What became of an album. Those that are neither were not begun, or were stopped.
+struct FetchCount {
+  int entries = 0;
+  int wanted = 0;  ///< those that the folder did not have
+  int stored = 0;
+  int there = 0;
+  int failed = 0;
+  int unaddressed = 0;
+};
+
 /// Where the stand-in servers are and how a host finds them.
 struct SandboxPlaces {
   std::string url;
@@ -102,6 +127,14 @@ class Report {
   virtual void download(const DownloadEvent& download) = 0;
   virtual void mediaError(const MediaErrorEvent& error) = 0;
   virtual void mediaEnds(MediaEnd end) = 0;
+  // Of an album: before the first download, for each entry, in between, and at the end.
+  virtual void fetchesStart(const FetchCount& count) = 0;
+  virtual void fetched(const FetchedEntry& entry) = 0;
+  /// `isTooLarge` as `explainMediaError` has it.
+  virtual void fetchFailed(const FetchedEntry& entry, const MediaErrorEvent& error, bool isTooLarge) = 0;
+  /// So many bytes have come of all that were begun.
+  virtual void fetchProgress(std::uint64_t bytes) = 0;
+  virtual void fetchesEnd(const FetchCount& count, bool isStopped) = 0;
 
   /// A line for people alone.
   virtual void note(const std::string& line) = 0;
