@@ -334,3 +334,22 @@ TEST_F(HostCallbacks, LookUpsAndEventsRaceTheLastReleaseOfAnotherThread) {
     EXPECT_LE(host.events().size(), begun + 1);
   }
 }
+
+TEST_F(HostCallbacks, CallsThatRefuseAnswerWithinThemselves) {
+  EXPECT_EQ(manager->toVerifyAccessToken(""), resultFailed);
+  EXPECT_EQ(manager->logout(""), resultFailed);
+  signIn("u");
+  EXPECT_EQ(manager->toVerifyAccessToken("other"), resultFailed);
+  EXPECT_EQ(manager->logout("other"), resultFailed);  // says nothing: somebody is signed in
+  time->advance(10'000'000);
+  EXPECT_EQ(manager->toVerifyAccessToken("u"), resultFailed);
+
+  const auto told = host.events(HostEvent::response);
+  const std::vector<int> codes{-10021, -10021, -10021, -10022};
+  ASSERT_EQ(told.size(), codes.size());
+  for (std::size_t i = 0; i < told.size(); ++i) {
+    EXPECT_EQ(told[i].code, codes[i]);
+    EXPECT_EQ(told[i].infoType, infoTypeVerifyAccessToken);
+    EXPECT_EQ(told[i].thread, std::this_thread::get_id());
+  }
+}

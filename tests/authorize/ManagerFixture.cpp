@@ -4,6 +4,7 @@
 #include "boundary/records/PlatformNames.h"
 #include "boundary/records/Records.h"
 #include "requests/BsExternlMediaAuthRequest.h"
+#include "support/ToldErrors.h"
 #include "support/WaitUntil.h"
 #include <BsNet/NetKeys.h>
 #include <BsNet/cipher.h>
@@ -111,6 +112,9 @@ void ManagerFixture::TearDown() {
   EXPECT_TRUE(runUntil([&] { return requestsAlive() == 0 && time->waiters() == 0; }))
       << requestsAlive() << " requests and " << time->waiters() << " sleepers are left";
   checkSeverities();
+  for (const HostEvent& event : host.events(HostEvent::response)) {
+    EXPECT_TRUE(tableHasError(event.code, event.text)) << event.code << " " << event.text;
+  }
 }
 
 void ManagerFixture::checkSeverities() const {

@@ -101,8 +101,27 @@ TEST_P(EveryUpload, OfAnUnknownUserIsToldByTheManagerAndNotByTheTransfer) {
   EXPECT_EQ(host.events(HostEvent::response)[0].infoType, 406);
   EXPECT_EQ(host.events(HostEvent::response)[0].code, -10002);
   EXPECT_THAT(host.events(HostEvent::response)[0].text, testing::EndsWith(", empty data"));
+  EXPECT_EQ(host.events(HostEvent::response)[0].thread, std::this_thread::get_id());
   EXPECT_THAT(events_.events(), IsEmpty());
   EXPECT_THAT(routes(), IsEmpty());
+  (*manager_)->removeAuthCallback(&host);
+}
+
+TEST_P(EveryUpload, OfNobodyAnswersItsSignOutWithinTheCall) {
+  const auto transfer = makeUploadOf(makeFile(1));
+  (void)transfer->Start();
+  ASSERT_TRUE(waitForEnds());
+  EXPECT_EQ((*manager_)->logout(""), KBL::resultOk);
+  HostRecorder host;
+  (*manager_)->addAuthCallback(&host);
+
+  EXPECT_EQ(transfer->Query(KBL::queryLogout), KBL::resultFailed);
+
+  const auto told = host.events(HostEvent::response);
+  ASSERT_THAT(told, SizeIs(1));
+  EXPECT_EQ(told[0].infoType, 402);
+  EXPECT_EQ(told[0].code, -10021);
+  EXPECT_EQ(told[0].thread, std::this_thread::get_id());
   (*manager_)->removeAuthCallback(&host);
 }
 

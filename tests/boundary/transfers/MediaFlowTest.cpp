@@ -5,6 +5,7 @@
 #include "sandbox/services/media/MediaLibrary.h"
 #include "support/MediaHost.h"
 #include "support/TemporaryDirectory.h"
+#include "support/ToldErrors.h"
 #include "support/WaitUntil.h"
 #include <BsCloudConfig/BsCloudConfig.h>
 #include <ExternlMediaTransfer/ExternlMediaTransfer.h>
@@ -35,7 +36,12 @@ const Media closing{0, "", "", 0};
 class MediaFlow : public testing::Test {
  protected:
   MediaFlow() { KBL::setCloudConfig(server.cloudConfig()); }
-  ~MediaFlow() override { KBL::clearCloudConfig(); }
+  ~MediaFlow() override {
+    KBL::clearCloudConfig();
+    for (const auto& [code, message] : host.errors()) {
+      EXPECT_TRUE(tableHasMediaError(code, message)) << code << " " << message;
+    }
+  }
 
   sandbox::MediaAccount account(std::size_t user) { return sandbox::mediaAccount(server.users().at(user)); }
 

@@ -5,6 +5,7 @@
 #include "sandbox/base/Sha256.h"
 #include "support/RecordingLogger.h"
 #include "support/TemporaryDirectory.h"
+#include "support/ToldErrors.h"
 #include "support/WaitUntil.h"
 #include <BsCloudConfig/BsCloudConfig.h>
 #include <BsNet/cipher.h>
@@ -66,6 +67,9 @@ class UploadFixture : public testing::Test {
     manager_.reset();
     KBL::clearCloudConfig();
     KBL::setKeyStore(nullptr);
+    for (const UploadEvent& event : events_.events()) {
+      EXPECT_TRUE(event.event != KBL::transferEventError || tableHasErrorEvent(event.text)) << event;
+    }
   }
 
   std::string newToken() { return sandbox_.issueTokens(platform_.sandbox).accessToken; }
