@@ -24,6 +24,7 @@ int (*scriptCommand(Command command))(const Options&, Report&) {
     case Command::status:
     case Command::sandbox:
     case Command::config:
+    case Command::doctor:
       break;
   }
   return nullptr;
@@ -48,6 +49,8 @@ int runCommand(const Options& options, Report& report) {
       return runStatus(options, report);
     case Command::sandbox:
       return runSandbox(options, report);
+    case Command::doctor:
+      return runDoctor(options, report);
     case Command::config:
       return runConfig(options, report);
     case Command::albums:

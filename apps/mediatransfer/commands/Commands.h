@@ -23,6 +23,7 @@ int runScriptLogout(const Options& options, Report& report);
 int runScriptUpload(const Options& options, Report& report);
 int runStatus(const Options& options, Report& report);
 int runSandbox(const Options& options, Report& report);
+int runDoctor(const Options& options, Report& report);
 int runConfig(const Options& options, Report& report);
 
 /// The command of the options.

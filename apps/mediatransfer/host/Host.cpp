@@ -132,6 +132,10 @@ std::string Host::sandboxUrl() const {
   return sandbox_ ? sandbox_->baseUrl() : std::string();
 }
 
+std::string Host::sandboxConfig() const {
+  return sandbox_ ? sandbox_->cloudConfigJson() : std::string();
+}
+
 void Host::installLog() {
   if (options_.logFile.empty() && options_.verbosity == 0) return;
   KBL::LogSettings settings;

@@ -78,6 +78,8 @@ class Host {
 
   /// Address of the stand-in servers of this process; empty without them.
   [[nodiscard]] std::string sandboxUrl() const;
+  /// Their cloud configuration, a JSON object; empty without them.
+  [[nodiscard]] std::string sandboxConfig() const;
 
   /// From now on `loginsAreKept` tells whether the platform's logins are written; before, since the manager
   /// was made.

@@ -18,19 +18,19 @@ namespace {
 /// What a cache file with its journal may take.
 constexpr std::size_t roomOfLogins = std::size_t{64} << 10;
 
-bool folderTakesAFile(const std::string& folder) {
-  const KBL::Path probe(folder + "/probe-" + newUserUuid());
-  const bool isTaken = KBL::FileUtil::writePrivateFile(probe, std::string(roomOfLogins, '\0'));
-  KBL::FileUtil::remove(probe);
-  return isTaken;
-}
-
 bool keyServes() {
   std::array<char, 16> block{};
   return KBL::aes256Encrypt(block.data(), block.data(), block.size()) == KBL::resultOk;
 }
 
 }  // namespace
+
+bool folderTakesAFile(const std::string& folder) {
+  const KBL::Path probe(folder + "/probe-" + newUserUuid());
+  const bool isTaken = KBL::FileUtil::writePrivateFile(probe, std::string(roomOfLogins, '\0'));
+  KBL::FileUtil::remove(probe);
+  return isTaken;
+}
 
 LoginFile::LoginFile(const DataFolders& folders, const std::string& fileName)
     : folders_(folders), path_(folders.cache + "/" + fileName) {}

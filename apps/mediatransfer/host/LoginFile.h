@@ -6,6 +6,9 @@
 
 namespace host {
 
+/// Whether a file of the size of logins can be written there, which is taken away again.
+[[nodiscard]] bool folderTakesAFile(const std::string& folder);
+
 /// The file in which a platform's logins are kept, looked at from outside. The library takes a file that it
 /// cannot read for an empty one and does not tell when it cannot write; people have to hear of both.
 class LoginFile {

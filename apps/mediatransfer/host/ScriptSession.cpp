@@ -57,6 +57,19 @@ std::string fieldText(const char (&field)[size]) {
   return whole.substr(0, whole.find('\0'));
 }
 
+/// A script refuses an empty token and says why; without an interpreter nothing is said.
+void requireAnswer(KBL::IExternlMediaTransfer& transfer, const std::string& home) {
+  ErrorText error{};
+  if (transfer.Command(KBL::commandSetAccessToken, "", error.data()) == KBL::resultOk ||
+      error.front() != '\0') {
+    return;
+  }
+  throw Failure(Cause::call,
+                "the script does not run: no Python interpreter serves it, or the home '" + home +
+                    "' is damaged; make it anew with tools/make_python_home, or set MEDIATRANSFER_PYTHON to "
+                    "the shared library of a Python 3.8 to 3.13; -v shows what was tried");
+}
+
 }  // namespace
 
 std::string redirectAddress(const Options& options) {
@@ -65,21 +78,9 @@ std::string redirectAddress(const Options& options) {
   return options.consentAsk ? "http://127.0.0.1:0/signed-in" : sandbox::SandboxOptions().appRedirect;
 }
 
-ScriptSession::ScriptSession(Host& host, const Options& options, const std::string& redirect)
-    : options_(options) {
-  requireHome();
-  host.openTransfers();
-  transfer_ = KBL::adoptRef(createEMTUpTransfer(options_.platform->transferPlatform));
-  if (!transfer_) throw Failure(Cause::call, "the library cannot make a transfer");
-  setApplication(redirect);
-  requireInterpreter();
-}
-
-void ScriptSession::requireHome() const {
-  const std::string platform(options_.platform->name);
-  const std::string& home = options_.pythonHome;
+void requirePythonHome(const std::string& home, const std::string& who) {
   if (home.empty()) {
-    throw Failure(Cause::call, platform + " goes through a script, which needs a Python home: " + makeHome +
+    throw Failure(Cause::call, who + " needs a Python home: " + makeHome +
                                    ", then give --python-home DIR or set MEDIATRANSFER_PYTHON_HOME");
   }
   // The library hands the path on in single quotes, as it is.
@@ -96,6 +97,23 @@ void ScriptSession::requireHome() const {
   }
 }
 
+void requireScriptsToRun(const Options& options) {
+  const auto transfer = KBL::adoptRef(createEMTUpTransfer(KBL::transferFacebook));
+  if (!transfer) throw Failure(Cause::call, "the library cannot make a transfer");
+  requireAnswer(*transfer, options.pythonHome);
+}
+
+ScriptSession::ScriptSession(Host& host, const Options& options, const std::string& redirect)
+    : options_(options) {
+  requirePythonHome(options_.pythonHome,
+                    std::string(options_.platform->name) + " goes through a script, which");
+  host.openTransfers();
+  transfer_ = KBL::adoptRef(createEMTUpTransfer(options_.platform->transferPlatform));
+  if (!transfer_) throw Failure(Cause::call, "the library cannot make a transfer");
+  setApplication(redirect);
+  requireAnswer(*transfer_, options_.pythonHome);
+}
+
 void ScriptSession::setApplication(const std::string& redirect) {
   const sandbox::SandboxOptions standIn;
   const auto chosen = [&](const std::string& given, const std::string& otherwise) {
@@ -110,17 +128,6 @@ void ScriptSession::setApplication(const std::string& redirect) {
   }
   transfer_->Command(KBL::commandSetAppBrand, brand);
   transfer_->Command(KBL::commandSetApp, id.c_str(), secret.c_str(), redirect.c_str());
-}
-
-/// A script refuses an empty token and says why; without an interpreter nothing is said.
-void ScriptSession::requireInterpreter() {
-  const std::optional<std::string> refusal = takeToken("");
-  if (!refusal || !refusal->empty()) return;
-  throw Failure(Cause::call,
-                "the script does not run: no Python interpreter serves it, or the home '" +
-                    options_.pythonHome +
-                    "' is damaged; make it anew with tools/make_python_home, or set MEDIATRANSFER_PYTHON to "
-                    "the shared library of a Python 3.8 to 3.13; -v shows what was tried");
 }
 
 std::string ScriptSession::loginUrl() {

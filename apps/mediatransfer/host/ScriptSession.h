@@ -15,6 +15,12 @@ namespace host {
 /// options, or one that suits the stand-ins of this process.
 [[nodiscard]] std::string redirectAddress(const Options& options);
 
+/// Throws Failure unless there is a Python home with scripts that can be handed on to Python; `who` needs it.
+void requirePythonHome(const std::string& home, const std::string& who);
+/// Throws Failure unless an interpreter runs the scripts in the home of the options. Transfers have to be
+/// open.
+void requireScriptsToRun(const Options& options);
+
 /// One transfer whose calls a script serves, set up for the application of the options. Every operation runs
 /// in the caller's thread and may take as long as the service does.
 class ScriptSession {
@@ -61,9 +67,7 @@ class ScriptSession {
   [[nodiscard]] const KBL::RefPtr<KBL::IExternlMediaTransfer>& transfer() const { return transfer_; }
 
  private:
-  void requireHome() const;
   void setApplication(const std::string& redirect);
-  void requireInterpreter();
 
   const Options& options_;
   KBL::RefPtr<KBL::IExternlMediaTransfer> transfer_;

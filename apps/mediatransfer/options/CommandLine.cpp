@@ -71,6 +71,7 @@ bool takesPlatform(Command command) {
     case Command::status:
     case Command::sandbox:
     case Command::config:
+    case Command::doctor:
       break;
   }
   return false;
@@ -124,6 +125,7 @@ class Parser {
     addDownload();
     addSandbox();
     addConfig();
+    addCommand(Command::doctor, "doctor", "Check all that commands need, and say what to do about it");
   }
 
   std::variant<Options, Help> parse(std::vector<std::string> arguments) {
@@ -434,7 +436,7 @@ class Parser {
     if (takesPlatform(options_.command)) checkPlatform();
     if (options_.command == Command::albums || options_.command == Command::media) checkService();
     checkNameTemplate(options_.nameTemplate);
-    options_.appSecret = resolveSecret(options_.appSecret, "--app-secret");
+    takeSecret();
     if (options_.command == Command::sandbox) takeAcceptedApplication();
     options_.token = resolveSecret(options_.token, "--token");
     options_.secret = resolveSecret(options_.secret, "--secret");
@@ -453,8 +455,19 @@ class Parser {
     }
     options_.configTrouble = sources_.trouble();
     // The commands that mend it go on.
-    if (!options_.configTrouble.empty() && options_.command != Command::config) {
+    if (!options_.configTrouble.empty() && !mends(options_.command)) {
       throw Failure(Exit::wrongUse, options_.configTrouble);
+    }
+  }
+
+  static bool mends(Command command) { return command == Command::config || command == Command::doctor; }
+
+  void takeSecret() {
+    try {
+      options_.appSecret = resolveSecret(options_.appSecret, "--app-secret");
+    } catch (const Failure& failure) {
+      if (options_.command != Command::doctor) throw;
+      if (options_.configTrouble.empty()) options_.configTrouble = failure.what();
     }
   }
 

@@ -24,7 +24,8 @@ enum class Command {
   download,
   status,
   sandbox,
-  config
+  config,
+  doctor
 };
 
 enum class ConfigAction { show, set, unset };

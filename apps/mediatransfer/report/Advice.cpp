@@ -184,6 +184,21 @@ std::string nextCall(const Options& options) {
          (options.profile.empty() ? "" : " --profile " + options.profile);
 }
 
+std::string quoted(const std::string& text) {
+  constexpr std::string_view plain =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-./:,+@%=";
+  if (!text.empty() && text.find_first_not_of(plain) == std::string::npos) return text;
+  std::string word = "'";
+  for (const char c : text) {
+    if (c == '\'') {
+      word += "'\\''";
+    } else {
+      word += c;
+    }
+  }
+  return word + "'";
+}
+
 std::string platformAndWay(const Options& options) {
   if (options.platform == nullptr) return {};
   return std::string(options.platform->name) + (options.script    ? " --script"

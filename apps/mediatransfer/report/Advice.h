@@ -16,6 +16,9 @@ namespace host {
 /// without a platform.
 [[nodiscard]] std::string platformAndWay(const Options& options);
 
+/// The text as one word of a command line.
+[[nodiscard]] std::string quoted(const std::string& text);
+
 /// The next call that signs in anew.
 [[nodiscard]] std::string signInCall(const Options& options);
 

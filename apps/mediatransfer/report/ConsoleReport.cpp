@@ -62,6 +62,18 @@ std::string categoriesText(std::string text) {
   return shown;
 }
 
+std::string stateCell(Check::State state) {
+  switch (state) {
+    case Check::State::ok:
+      return "ok       ";
+    case Check::State::warning:
+      return "warning  ";
+    case Check::State::fault:
+      return "fault    ";
+  }
+  return {};
+}
+
 /// Lines for people on the standard output, errors on the standard error stream; on a terminal the progress
 /// of an upload or a download is a bar that stays on the last line.
 class ConsoleReport final : public Report {
@@ -123,6 +135,16 @@ class ConsoleReport final : public Report {
     std::cout << cell(std::string(value.key), keyColumn) << cell(shown.empty() ? "-" : shown, valueColumn)
               << (value.source == SettingSource::nowhere ? "default" : singleLine(value.place)) << '\n'
               << std::flush;
+  }
+  void checked(const Check& check) override {
+    if (quiet_ && check.state == Check::State::ok) return;
+    const std::string text =
+        check.name + ": " + check.text + (check.remedy.empty() ? "" : "; " + check.remedy);
+    line(stateCell(check.state) + singleLine(withoutGivenSecrets(text), 1000));
+  }
+  void checksEnd(const CheckCount& count) override {
+    if (quiet_) return;
+    line(counted(count.faults, "fault", "faults") + ", " + counted(count.warnings, "warning", "warnings"));
   }
   void fileStarts(const std::string& file, int number, int of) override {
     keepBar();

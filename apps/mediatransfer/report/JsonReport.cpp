@@ -72,6 +72,18 @@ std::string_view outcomeName(FetchedEntry::Outcome outcome) {
   return {};
 }
 
+std::string_view stateName(Check::State state) {
+  switch (state) {
+    case Check::State::ok:
+      return "ok";
+    case Check::State::warning:
+      return "warning";
+    case Check::State::fault:
+      return "fault";
+  }
+  return {};
+}
+
 /// One JSON object a line on the standard output, nothing else. People still find the program's own line on
 /// the standard error stream.
 class JsonReport final : public Report {
@@ -100,6 +112,16 @@ class JsonReport final : public Report {
               .text("value", shownValue(value))
               .text("source", sourceName(value.source))
               .textIfKnown("place", value.place));
+  }
+  void checked(const Check& check) override {
+    write(JsonLine("check")
+              .text("check", check.name)
+              .text("state", stateName(check.state))
+              .text("text", withoutGivenSecrets(check.text))
+              .textIfKnown("remedy", withoutGivenSecrets(check.remedy)));
+  }
+  void checksEnd(const CheckCount& count) override {
+    write(JsonLine("checks").number("faults", count.faults).number("warnings", count.warnings));
   }
   void fileStarts(const std::string& file, int number, int of) override {
     write(JsonLine("file").text("file", file).number("number", number).number("of", of));

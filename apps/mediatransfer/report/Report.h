@@ -84,6 +84,20 @@ struct ServedExchange {
   bool disturbed = false;      ///< by an ordered fault
 };
 
+/// Something that `doctor` has looked at.
+struct Check {
+  enum class State { ok, warning, fault };
+  std::string name;
+  State state = State::ok;
+  std::string text;
+  std::string remedy;  ///< empty where nothing has to be done
+};
+
+struct CheckCount {
+  int faults = 0;
+  int warnings = 0;
+};
+
 /// How a listing or a download came to its end.
 enum class MediaEnd { good, failed, stopped };
 
@@ -99,6 +113,8 @@ class Report {
   virtual void signedIn(const SignedIn& login) = 0;
   /// A setting with the value that holds; `alone`: nothing but its value was asked for.
   virtual void setting(const SettingValue& value, bool alone) = 0;
+  virtual void checked(const Check& check) = 0;
+  virtual void checksEnd(const CheckCount& count) = 0;
   // Of several files: before each, behind each with its exit code, and once at the end.
   virtual void fileStarts(const std::string& file, int number, int of) = 0;
   virtual void fileEnds(const std::string& file, int exitCode) = 0;

@@ -2,8 +2,10 @@
 
 #include "system/Utf8Path.h"
 
+#include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <system_error>
 
 namespace host {
 namespace {
@@ -32,6 +34,24 @@ std::optional<std::string> firstLineOf(const std::string& path) {
   if (line.ends_with('\r')) line.pop_back();
   return line;
 }
+
+#if defined(_WIN32)
+
+// A list of rights has no mode.
+bool isOpenToOthers(const std::string&) {
+  return false;
+}
+
+#else
+
+bool isOpenToOthers(const std::string& path) {
+  using std::filesystem::perms;
+  std::error_code error;
+  const perms mode = std::filesystem::status(pathFromUtf8(path), error).permissions();
+  return !error && (mode & (perms::group_all | perms::others_all)) != perms::none;
+}
+
+#endif
 
 bool writeFile(const std::string& path, const std::string& contents) {
   std::ofstream file(pathFromUtf8(path), std::ios::binary | std::ios::trunc);

@@ -13,6 +13,8 @@ namespace host {
 [[nodiscard]] std::string contentsOf(const std::string& path);
 /// The first line without its end, reading no further than that, as from a pipe; nothing where there is none.
 [[nodiscard]] std::optional<std::string> firstLineOf(const std::string& path);
+/// Whether others than the owner of the file or folder may do anything with it, as far as its mode tells.
+[[nodiscard]] bool isOpenToOthers(const std::string& path);
 /// Makes the file or replaces its contents. False when not all of it could be written.
 [[nodiscard]] bool writeFile(const std::string& path, const std::string& contents);
 
