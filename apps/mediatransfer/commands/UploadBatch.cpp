@@ -4,6 +4,8 @@
 #include "host/Interrupt.h"
 #include "options/Failure.h"
 #include "system/Utf8Path.h"
+#include <ExternlMediaTransfer/TransferNumbers.h>
+#include <KblUtils/Result.h>
 
 #include <algorithm>
 #include <array>
@@ -112,7 +114,7 @@ class UploadBatch {
       const int one = sendOne(upload);
       if (isSeveral_) report_.fileEnds(upload.options.file, one);
       if (one == Exit::done) {
-        ++count_.uploaded;
+        ++(options_.dryRun ? count_.planned : count_.uploaded);
         continue;
       }
       exit = one;
@@ -129,14 +131,48 @@ class UploadBatch {
       report_.note("the title is cut to what " + std::string(options_.platform->name) +
                    " takes: " + titleFor(upload.options));
     }
-    if (!isSeveral_) return way_.upload(upload.options, upload.record, upload.size);
+    if (!isSeveral_) return sendOrPlan(upload);
     try {
       if (upload.trouble) throw *upload.trouble;
-      return way_.upload(upload.options, upload.record, upload.size);
+      return sendOrPlan(upload);
     } catch (const Failure& failure) {
       report_.trouble(failure.what(), failure.cause);
       return failure.exit;
     }
+  }
+
+  int sendOrPlan(const Upload& upload) {
+    if (!options_.dryRun) return way_.upload(upload.options, upload.record, upload.size);
+    if (isTooLarge(upload)) {
+      // As the library tells it.
+      const std::string limit = std::to_string(options_.platform->native->tooLargeMiB) + "MB";
+      report_.uploadError(KBL::transferEventError, std::to_string(KBL::ErrorCode::fileTooLarge) + "," +
+                                                       upload.options.file + ", limit " + limit);
+      return Exit::refused;
+    }
+    report_.uploadPlanned(planOf(upload));
+    return Exit::done;
+  }
+
+  [[nodiscard]] bool isTooLarge(const Upload& upload) const {
+    if (usesScript(options_) || options_.platform->native->tooLargeMiB == 0) return false;
+    return upload.size >= options_.platform->native->tooLargeMiB << 20;
+  }
+
+  [[nodiscard]] UploadPlan planOf(const Upload& upload) const {
+    UploadPlan plan;
+    plan.file = upload.options.file;
+    plan.bytes = upload.size;
+    const bool isNative = !usesScript(options_);
+    if (isNative && options_.platform->native->unsent == NativeUpload::Unsent::allButTheVideo) return plan;
+    plan.title = upload.record.title;
+    plan.description = upload.record.description;
+    plan.tags = upload.record.tags;
+    plan.privacy = upload.record.privacy;
+    if (isNative) return plan;
+    plan.category = upload.record.category;
+    plan.thumbnail = upload.record.thumbnailPath;
+    return plan;
   }
 
   const Options& options_;

@@ -248,6 +248,7 @@ class Parser {
     CLI::App& sub = *addPlatformCommand(Command::upload, "upload", "Upload videos to PLATFORM");
     sub.add_option("FILE", options_.files, "The videos, or folders of them")->required();
     sub.add_flag("--continue", options_.goOn, "Go on with the next file when one fails");
+    sub.add_flag("--dry-run", options_.dryRun, "Check all, tell what would be sent, and send no video");
     sub.add_option("--title", options_.title, "Without it, the file's name")->option_text("T");
     sub.add_option("--description", options_.description, "What the video is about")->option_text("T");
     sub.add_option("--tags", options_.tags, "Tags, separated by commas")->option_text("T");

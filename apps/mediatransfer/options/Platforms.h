@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -18,6 +19,7 @@ struct NativeUpload {
   Unsent unsent;         ///< what of a record its service has no place for
   bool stopCutsOff;      ///< a stop cuts the transfer off; elsewhere the part on its way comes to its end
   bool completesAlways;  ///< what began is completed, stopped or failed, and a good end is told twice
+  std::uint64_t tooLargeMiB = 0;  ///< the library refuses a file of so many; 0: of no size
 };
 
 /// A platform as the commands name it: its numbers in the library's two numberings, and all in which the
@@ -49,7 +51,7 @@ inline constexpr std::array<Platform, 8> platforms{{
     {"tiktok",
      KBL::transferTiktok,
      KBL::ema_tiktok,
-     NativeUpload{NativeUpload::Unsent::allButTheVideo, true, false},
+     NativeUpload{NativeUpload::Unsent::allButTheVideo, true, false, 50},
      0,
      "",
      "",
@@ -57,7 +59,7 @@ inline constexpr std::array<Platform, 8> platforms{{
     {"douyin",
      KBL::transferDouyin,
      KBL::ema_douyin,
-     NativeUpload{NativeUpload::Unsent::allButTheVideo, false, true},
+     NativeUpload{NativeUpload::Unsent::allButTheVideo, false, true, 128},
      0,
      "",
      "",

@@ -107,7 +107,9 @@ class ConsoleReport final : public Report {
       case PersonNews::loginDone:
         return line("signed in to " + std::string(platform_) + " as " + personText(person));
       case PersonNews::verified:
-        if (command_ == Command::upload) return line("uploading as " + personText(person));
+        if (command_ == Command::upload) {
+          return line((isDryRun_ ? "would upload as " : "uploading as ") + personText(person));
+        }
         return line("the " + std::string(platform_) + " login of " + personText(person) + " is good");
       case PersonNews::stored:
         return line("the " + std::string(platform_) + " login of " + personText(person) +
@@ -159,14 +161,26 @@ class ConsoleReport final : public Report {
     keepBar();
     progress_.reset();
     if (quiet_ && notUploaded_.empty()) return;
-    std::string text =
-        std::to_string(count.uploaded) + " of " + counted(count.files, "video", "videos") + " uploaded";
-    if (const int left = count.files - count.uploaded - count.failed; left > 0) {
+    const int done = count.uploaded + count.planned;
+    std::string text = std::to_string(done) + " of " + counted(count.files, "video", "videos") +
+                       (isDryRun_ ? " would be uploaded" : " uploaded");
+    if (const int left = count.files - done - count.failed; left > 0) {
       text += ", " + std::to_string(left) + " not sent";
     }
     for (std::size_t i = 0; i < notUploaded_.size(); ++i)
       text += (i == 0 ? "; not: " : ", ") + notUploaded_[i];
     line(text);
+  }
+  void uploadPlanned(const UploadPlan& plan) override {
+    std::cout << "would upload " << singleLine(plan.file) << " ("
+              << amountText(static_cast<double>(plan.bytes)) << ") to " << platform_ << '\n';
+    detail("  title        ", plan.title);
+    detail("  description  ", plan.description);
+    detail("  tags         ", plan.tags);
+    detail("  category     ", plan.category);
+    detail("  privacy      ", plan.privacy);
+    detail("  thumbnail    ", plan.thumbnail);
+    std::cout << std::flush;
   }
   void uploadStarts(std::uint64_t bytes) override {
     finishedBefore_ = false;

@@ -130,10 +130,21 @@ class JsonReport final : public Report {
     write(JsonLine("file_done").text("file", file).number("exit", exitCode));
   }
   void uploadsEnd(const UploadCount& count) override {
-    write(JsonLine("uploads")
-              .number("files", count.files)
-              .number("uploaded", count.uploaded)
-              .number("failed", count.failed));
+    JsonLine line("uploads");
+    line.number("files", count.files).number("uploaded", count.uploaded).number("failed", count.failed);
+    if (count.planned > 0) line.number("planned", count.planned);
+    write(line);
+  }
+  void uploadPlanned(const UploadPlan& plan) override {
+    write(JsonLine("planned")
+              .text("file", plan.file)
+              .number("bytes", static_cast<std::int64_t>(plan.bytes))
+              .textIfKnown("title", plan.title)
+              .textIfKnown("description", plan.description)
+              .textIfKnown("tags", plan.tags)
+              .textIfKnown("category", plan.category)
+              .textIfKnown("privacy", plan.privacy)
+              .textIfKnown("thumbnail", plan.thumbnail));
   }
   void uploadStarts(std::uint64_t) override {}
   void uploadProgress(int percent) override { write(JsonLine("progress").number("value", percent)); }

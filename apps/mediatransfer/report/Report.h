@@ -31,11 +31,24 @@ struct SignedIn {
   std::string server;  ///< that the login is from; empty: not known
 };
 
+/// What an upload would send. Empty texts are not sent.
+struct UploadPlan {
+  std::string file;
+  std::uint64_t bytes = 0;
+  std::string title;  ///< as it is cut
+  std::string description;
+  std::string tags;
+  std::string category;
+  std::string privacy;
+  std::string thumbnail;
+};
+
 /// What became of several uploads. Those that are neither were not begun, or were stopped.
 struct UploadCount {
   int files = 0;
   int uploaded = 0;
   int failed = 0;
+  int planned = 0;  ///< of a dry run
 };
 
 /// What became of one entry of an album.
@@ -119,6 +132,7 @@ class Report {
   virtual void fileStarts(const std::string& file, int number, int of) = 0;
   virtual void fileEnds(const std::string& file, int exitCode) = 0;
   virtual void uploadsEnd(const UploadCount& count) = 0;
+  virtual void uploadPlanned(const UploadPlan& plan) = 0;
   /// An upload of `bytes` is about to start.
   virtual void uploadStarts(std::uint64_t bytes) = 0;
   virtual void uploadProgress(int percent) = 0;
