@@ -62,53 +62,74 @@ constexpr int tokenExpiredThere = 2190008;
 constexpr int notSendable = KBL::transportErrorBase + 43;
 
 /// What the library says of a user who is not in a cache that has others.
-constexpr std::string_view unknownUser = "uuid empty data";
-
-std::string meaningOf(int code, const std::string& text) {
-  if (code == notSendable) return "what was given cannot be sent";
-  if (isTransportFailure(code)) return "the server cannot be reached";
-  switch (code) {
-    case KBL::ErrorCode::urlInvalid:
-      return "the cloud configuration has no usable address for this service";
-    case KBL::ErrorCode::paramInvalid:
-      return std::string(invalidParameter(text).meaning);
-    case KBL::ErrorCode::loginTimeout:
-      return "nobody finished the login in the browser in time";
-    case KBL::ErrorCode::userCancelled:
-      return "the service kept refusing, or the upload was stopped";
-    case KBL::ErrorCode::noUsableData:
-      return text.find(unknownUser) == std::string::npos ? "nobody is signed in"
-                                                         : "no such user is signed in";
-    case KBL::ErrorCode::tokenExpired:
-      return "the stored login has expired";
-    case KBL::ErrorCode::tokenMissing:
-      return "there is no access token";
-    case KBL::ErrorCode::replyNotRead:
-      return "the server's answer cannot be read";
-    case KBL::ErrorCode::fileNotExist:
-    case KBL::ErrorCode::fileOpenFailed:
-    case KBL::ErrorCode::fileEmpty:
-      return "the file cannot be uploaded";
-    case KBL::ErrorCode::fileTooLarge:
-      return "the file is too large for the platform";
-    case KBL::ErrorCode::idNotFound:
-      return "the server's last answer does not name the video";
-    case KBL::ErrorCode::triesExhausted:
-      return "the service kept refusing";
-    case KBL::ErrorCode::partReadFailed:
-      return "the file could not be read to its end";
-    case tokenUnknownThere:
-    case tokenExpiredThere:
-    case 401:
-    case 403:
-      return "the service refused";
-    default:
-      return code >= 400 && code < 600 ? "the server answered with status " + std::to_string(code)
-                                       : "the service said no";
-  }
+bool isUnknownUser(int code, const std::string& text) {
+  return code == KBL::ErrorCode::noUsableData && text.find("uuid empty data") != std::string::npos;
 }
 
 constexpr const char* checkSecret = "check --app-secret (or MEDIATRANSFER_APP_SECRET)";
+constexpr const char* giveAnother = "give another file";
+// Two steps whose words are not fixed.
+constexpr const char* toSignIn = nullptr;
+constexpr const char* toLook = "";
+
+/// A code with what it means, what to do, and whose trouble it is.
+struct KnownError {
+  int code;
+  const char* meaning;
+  const char* nextStep;
+  Cause cause;
+};
+constexpr const char* unusable = "the file cannot be uploaded";
+constexpr const char* refused = "the service refused";
+constexpr std::array<KnownError, 18> knownErrors{{
+    {KBL::ErrorCode::urlInvalid, "the cloud configuration has no usable address for this service",
+     "check the addresses of --cloud-config", Cause::call},
+    {KBL::ErrorCode::loginTimeout, "nobody finished the login in the browser in time",
+     "run the command again, --timeout SECONDS gives more time", Cause::login},
+    {KBL::ErrorCode::userCancelled, "the service kept refusing, or the upload was stopped", toLook,
+     Cause::refused},
+    {KBL::ErrorCode::noUsableData, "nobody is signed in", toSignIn, Cause::login},
+    {KBL::ErrorCode::tokenExpired, "the stored login has expired", toSignIn, Cause::login},
+    {KBL::ErrorCode::tokenMissing, "there is no access token", toSignIn, Cause::login},
+    {KBL::ErrorCode::replyNotRead, "the server's answer cannot be read", toLook, Cause::refused},
+    {KBL::ErrorCode::fileNotExist, unusable, giveAnother, Cause::file},
+    {KBL::ErrorCode::fileOpenFailed, unusable, giveAnother, Cause::file},
+    {KBL::ErrorCode::fileEmpty, unusable, giveAnother, Cause::file},
+    {KBL::ErrorCode::fileTooLarge, "the file is too large for the platform",
+     "give a shorter or smaller video", Cause::file},
+    {KBL::ErrorCode::idNotFound, "the server's last answer does not name the video", toLook, Cause::refused},
+    {KBL::ErrorCode::triesExhausted, "the service kept refusing", toLook, Cause::refused},
+    {KBL::ErrorCode::partReadFailed, "the file could not be read to its end", "check the file and its disk",
+     Cause::file},
+    {tokenUnknownThere, refused, toSignIn, Cause::login},
+    {tokenExpiredThere, refused, toSignIn, Cause::login},
+    {401, refused, toSignIn, Cause::login},
+    {403, refused, toSignIn, Cause::login},
+}};
+constexpr KnownError notSent{notSendable, "what was given cannot be sent", checkSecret, Cause::call};
+constexpr KnownError notReached{0, "the server cannot be reached",
+                                "check the network, --proxy and the addresses of --cloud-config",
+                                Cause::network};
+constexpr KnownError unknownError{0, "the service said no", toLook, Cause::refused};
+
+const KnownError& knownError(int code) {
+  if (code == notSendable) return notSent;
+  if (isTransportFailure(code)) return notReached;
+  for (const KnownError& known : knownErrors) {
+    if (known.code == code) return known;
+  }
+  return unknownError;
+}
+
+std::string meaningOf(int code, const std::string& text) {
+  if (code == KBL::ErrorCode::paramInvalid) return std::string(invalidParameter(text).meaning);
+  if (isUnknownUser(code, text)) return "no such user is signed in";
+  const KnownError& known = knownError(code);
+  if (&known == &unknownError && code >= 400 && code < 600) {
+    return "the server answered with status " + std::to_string(code);
+  }
+  return known.meaning;
+}
 
 std::string nextStepForParameter(const InvalidParameter& known, std::string_view platform,
                                  std::string_view program) {
@@ -117,37 +138,14 @@ std::string nextStepForParameter(const InvalidParameter& known, std::string_view
 }
 
 std::string nextStep(int code, const std::string& text, std::string_view platform, std::string_view program) {
-  if (code == notSendable) return checkSecret;
-  if (isTransportFailure(code)) return "check the network, --proxy and the addresses of --cloud-config";
-  switch (code) {
-    case KBL::ErrorCode::urlInvalid:
-      return "check the addresses of --cloud-config";
-    case KBL::ErrorCode::paramInvalid:
-      return nextStepForParameter(invalidParameter(text), platform, program);
-    case KBL::ErrorCode::loginTimeout:
-      return "run the command again, --timeout SECONDS gives more time";
-    case KBL::ErrorCode::noUsableData:
-      if (text.find(unknownUser) != std::string::npos) return seeWho(program);
-      return signInAgain(platform, program);
-    case KBL::ErrorCode::tokenExpired:
-    case KBL::ErrorCode::tokenMissing:
-    case tokenUnknownThere:
-    case tokenExpiredThere:
-    case 401:
-    case 403:
-      return signInAgain(platform, program);
-    case KBL::ErrorCode::fileNotExist:
-    case KBL::ErrorCode::fileOpenFailed:
-    case KBL::ErrorCode::fileEmpty:
-      return "give another file";
-    case KBL::ErrorCode::fileTooLarge:
-      return "give a shorter or smaller video";
-    case KBL::ErrorCode::partReadFailed:
-      return "check the file and its disk";
-    default:
-      if (text.find("app_secret") != std::string::npos) return checkSecret;
-      return "run again with -v to see the exchange";
+  if (code == KBL::ErrorCode::paramInvalid) {
+    return nextStepForParameter(invalidParameter(text), platform, program);
   }
+  if (isUnknownUser(code, text)) return seeWho(program);
+  const char* const step = knownError(code).nextStep;
+  if (step == toSignIn) return signInAgain(platform, program);
+  if (*step != '\0') return step;
+  return text.find("app_secret") != std::string::npos ? checkSecret : "run again with -v to see the exchange";
 }
 
 /// Whether a terminal takes the character for a command: controls of both blocks, and the marks that turn the
@@ -276,31 +274,10 @@ std::string singleLine(const std::string& text, std::size_t limit) {
 }
 
 Cause causeOfError(int code, const std::string& text) {
-  if (code == notSendable) return Cause::call;
-  if (isTransportFailure(code)) return Cause::network;
-  switch (code) {
-    case KBL::ErrorCode::urlInvalid:
-      return Cause::call;
-    case KBL::ErrorCode::paramInvalid:
-      return invalidParameter(text).nextStep.empty() ? Cause::login : Cause::call;
-    case KBL::ErrorCode::loginTimeout:
-    case KBL::ErrorCode::noUsableData:
-    case KBL::ErrorCode::tokenExpired:
-    case KBL::ErrorCode::tokenMissing:
-    case tokenUnknownThere:
-    case tokenExpiredThere:
-    case 401:
-    case 403:
-      return Cause::login;
-    case KBL::ErrorCode::fileNotExist:
-    case KBL::ErrorCode::fileOpenFailed:
-    case KBL::ErrorCode::fileEmpty:
-    case KBL::ErrorCode::fileTooLarge:
-    case KBL::ErrorCode::partReadFailed:
-      return Cause::file;
-    default:
-      return Cause::refused;
+  if (code == KBL::ErrorCode::paramInvalid) {
+    return invalidParameter(text).nextStep.empty() ? Cause::login : Cause::call;
   }
+  return knownError(code).cause;
 }
 
 Cause causeOfMediaError(int code, const std::string& text) {
