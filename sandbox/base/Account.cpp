@@ -24,4 +24,15 @@ std::string platformName(Platform platform) {
   return {};
 }
 
+const char* decisionName(Decision decision) {
+  switch (decision) {
+    case Decision::allowed:
+      return "allowed";
+    case Decision::denied:
+      return "denied";
+    default:
+      return "pending";
+  }
+}
+
 }  // namespace sandbox

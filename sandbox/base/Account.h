@@ -50,6 +50,8 @@ struct TokenState {
 };
 
 enum class Decision { pending, allowed, denied };
+/// "pending", "allowed" or "denied".
+[[nodiscard]] const char* decisionName(Decision decision);
 
 /// One login, from the session endpoint to the code endpoint.
 struct LoginSession {

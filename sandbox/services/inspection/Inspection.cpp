@@ -50,17 +50,6 @@ std::optional<Consent> consentFromName(const std::string& name) {
   return name == "never" ? std::optional(Consent::never) : std::nullopt;
 }
 
-const char* decisionName(Decision decision) {
-  switch (decision) {
-    case Decision::allowed:
-      return "allowed";
-    case Decision::denied:
-      return "denied";
-    default:
-      return "pending";
-  }
-}
-
 }  // namespace
 
 void Inspection::addTo(Router& router) {

@@ -41,17 +41,6 @@ const char* nameOf(Consent consent) {
   }
 }
 
-const char* nameOf(Decision decision) {
-  switch (decision) {
-    case Decision::allowed:
-      return "allowed";
-    case Decision::denied:
-      return "denied";
-    default:
-      return "pending";
-  }
-}
-
 std::string nameOf(const std::vector<User>& users, const std::string& openId) {
   const auto found =
       std::find_if(users.begin(), users.end(), [&](const User& user) { return user.openId == openId; });
@@ -91,7 +80,7 @@ Json::Value jsonOf(const LoginSession& session, const std::vector<User>& users) 
   value["platform"] = platformName(session.platform);
   value["scopes"] = textList(session.scopes);
   value["address"] = session.openUrl;
-  value["decision"] = nameOf(session.decision);
+  value["decision"] = decisionName(session.decision);
   value["name"] = nameOf(users, session.openId);
   return value;
 }
