@@ -42,12 +42,16 @@ set(KBL_SCRIPT_DIR ${CMAKE_INSTALL_DATADIR}/ExternlMediaTransfer)
 install(DIRECTORY python_home DESTINATION ${KBL_SCRIPT_DIR} FILES_MATCHING PATTERN "*.py")
 install(PROGRAMS tools/make_python_home DESTINATION ${KBL_SCRIPT_DIR}/tools)
 
-# Whoever passes the package on has to name what it is linked with. The reference is there once tools/reference.sh made it.
+# Whoever passes the package on has to name what it is linked with. The reference is there once tools/reference.sh
+# made it of these headers.
 set(KBL_DOC_DIR ${CMAKE_INSTALL_DATAROOTDIR}/doc/ExternlMediaTransfer)
 install(FILES THIRD-PARTY-NOTICES.md CHANGELOG.md DESTINATION ${KBL_DOC_DIR})
 install(DIRECTORY docs examples DESTINATION ${KBL_DOC_DIR} PATTERN reference EXCLUDE
   REGEX "/examples/CMakeLists.txt$" EXCLUDE)
-install(DIRECTORY build/reference/html DESTINATION ${KBL_DOC_DIR}/reference OPTIONAL)
+install(CODE "
+  set(ROOT \"${PROJECT_SOURCE_DIR}\")
+  set(DESTINATION \"\${CMAKE_INSTALL_PREFIX}/${KBL_DOC_DIR}/reference\")
+  include(\"${PROJECT_SOURCE_DIR}/cmake/Reference.cmake\")")
 
 file(RELATIVE_PATH KBL_PC_TO_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 configure_file(cmake/ExternlMediaTransfer.pc.in ExternlMediaTransfer.pc @ONLY)

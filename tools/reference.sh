@@ -6,3 +6,5 @@ cd "$(dirname "$0")/.."
 tools/setup.sh check
 mkdir -p build
 doxygen docs/reference/Doxyfile
+# Only a reference of the headers as they are is installed.
+cmake -D "ROOT=$PWD" -P cmake/Reference.cmake
