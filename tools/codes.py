@@ -16,6 +16,7 @@ INCLUDE = ROOT / "include"
 SCOPE = re.compile(r"^(?:enum|namespace|class|struct) (?:KBL_\w+ )?(\w+)")
 CONSTANT = re.compile(r"^inline constexpr int (\w+) = (-?\d+);")
 ENUMERATOR = re.compile(r"^(\w+) = (-?\d+),")
+ALIAS = re.compile(r"^using (\w+) =()")
 FUNCTION = re.compile(r"^(?:virtual )?[\w:<>&* ]+?[ *&](\w+)\(")
 WITHIN = "Calls back within itself: "
 
@@ -51,7 +52,7 @@ def entries(header: str) -> Iterable[Entry]:
         opened = SCOPE.match(stripped)
         if opened and stripped.endswith("{"):
             scopes.append((indent, opened.group(1)))
-        for pattern in (CONSTANT, ENUMERATOR, FUNCTION):
+        for pattern in (CONSTANT, ENUMERATOR, ALIAS, FUNCTION):
             found = pattern.match(stripped)
             if found:
                 value = found.group(2) if pattern is not FUNCTION else ""
@@ -126,6 +127,11 @@ def callbacks() -> str:
     return table("call|meaning", (["`%s`" % entry.name] + meaning(entry) for entry in found))
 
 
+def media_callbacks() -> str:
+    found = [entry for entry in entries("ExternlMediaTransfer/DownloadRecords.h") if entry.name.endswith("Callback")]
+    return table("function|meaning", (["`%s`" % entry.name] + meaning(entry) for entry in found))
+
+
 def calls_within() -> str:
     rows = []
     for path in sorted(INCLUDE.glob("ExternlMediaTransfer/**/*.h")):
@@ -159,6 +165,7 @@ def page() -> str:
         ("Events of an upload", "", numbers(transfer, "TransferEvent", "meaning|value|text", event)),
         ("Values of the error event", "", numbers(transfer, "TransferErrorValue", "codes", meaning)),
         ("Calls of a manager", "", callbacks()),
+        ("Functions of listings and downloads", "", media_callbacks()),
         (
             "Types of records",
             "",

@@ -84,7 +84,7 @@ static_assert(offsetof(hostProgressRecord, bytesSoFar) == 8);
 /// An album of a list. The result 0 leaves out the rest of the same page; the pages behind it still come.
 using AlbumCallback = std::int32_t (*)(void* context, IExternlMediaTransfer* transfer,
                                        const hostAlbumRecord* album);
-/// A picture or video of a list; the result as above.
+/// A picture or video of a list. The result as of an AlbumCallback.
 using MediaCallback = std::int32_t (*)(void* context, IExternlMediaTransfer* transfer,
                                        const hostMediaRecord* media);
 /// A failure; the result is ignored.

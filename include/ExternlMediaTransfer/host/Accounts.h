@@ -88,13 +88,16 @@ class Accounts {
 
   /// Signs somebody in: `openBrowser` gets the address that he has to visit. One login at a time: another one
   /// ends the one before.
+  /// Calls back within itself: the end of the login before, without a queue.
   Eventual<SignInEnd> signIn(const SignInRequest& request,
                              std::function<void(const std::string& address)> openBrowser);
   /// Ends the login that runs.
+  /// Calls back within itself: the end of that login, without a queue.
   void cancelSignIn();
   /// Checks a cached login and renews its token; empty: who signed in last.
   Eventual<Failure> verify(const std::string& user = {});
   /// False when there was no such user. Ends the login that runs, whoever signs out.
+  /// Calls back within itself: the end of that login, without a queue.
   bool signOut(const std::string& user = {}) {
     cancelSignIn();
     return manager_->logout(user.c_str()) == resultOk;

@@ -33,8 +33,8 @@ class Eventual {
     return state_->value;
   }
 
-  /// Calls `next` with the value, through the executor of whatever brings it; at the earliest within this
-  /// call.
+  /// Calls `next` with the value, through the executor of whatever brings it.
+  /// Calls back within itself: a value that is there already, without a queue.
   void then(std::function<void(const Value&)> next) const {
     {
       const std::lock_guard<std::mutex> lock(state_->mutex);

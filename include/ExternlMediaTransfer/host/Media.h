@@ -72,6 +72,7 @@ class Media {
 
   /// Ends the job: no function of its begins behind this. Outside callbacks it waits for one that runs
   /// directly, so that the caller holds no lock which that takes. With a queue: on the queue's thread.
+  /// Calls back within itself: the end of the job, without a queue; so does each new job.
   void stop();
   /// From the next download on.
   void keepErrorPages(bool keep) {

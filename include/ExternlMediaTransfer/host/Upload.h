@@ -91,6 +91,8 @@ class Upload {
   /// Begins an upload. Some of them end in silence, as the host guide tells: `waitForEnd` and `endAfter` know
   /// about that, the value itself does not come then. What an upload that was stopped still tells counts as
   /// this one's: wait for the end of one ahead of the next.
+  /// Calls back within itself: the end of an upload that ran, and `onUploadRefused` of the platform's
+  /// Accounts for a user who is not cached, without a queue.
   Eventual<UploadEnd> start(const UploadJob& job);
   /// Ends it soon; whether and what is told of that is the platform's affair.
   void stop() { (void)transfer_->Stop(); }
