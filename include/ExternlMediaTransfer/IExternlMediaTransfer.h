@@ -9,7 +9,8 @@ namespace KBL {
 /// The host's handle to one upload (`createEMTUpTransfer`) or to listings and downloads
 /// (`createEMTDlTransfer`). Numbered commands take 64-bit arguments, read in order as pointers unless a
 /// command says otherwise: hand over pointers of exactly the type that is named, a null as
-/// `static_cast<void*>(nullptr)`, never a plain 0. One thread at a time, and any event of the transfer's own.
+/// `static_cast<void*>(nullptr)`, never a plain 0. An upload takes one thread at a time, and any event of
+/// its own; a download any thread.
 /// Name for QueryInterfaceByName: "IExternlMediaTransfer".
 ///
 /// Commands and queries with their arguments and results stand in TransferNumbers.h. No operation throws.
