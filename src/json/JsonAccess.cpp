@@ -29,8 +29,18 @@ Json::CharReaderBuilder readerSettings(bool strict) {
   return builder;
 }
 
+/// A reader of one text.
+std::unique_ptr<Json::CharReader> makeReader(bool strict) {
+  // Settings are a tree of values themselves; a worker may read while the process ends.
+  static const Json::CharReaderBuilder& lenientReaders =
+      neverFreed<Json::CharReaderBuilder>(readerSettings(false));
+  static const Json::CharReaderBuilder& strictReaders =
+      neverFreed<Json::CharReaderBuilder>(readerSettings(true));
+  return std::unique_ptr<Json::CharReader>((strict ? strictReaders : lenientReaders).newCharReader());
+}
+
 bool isTooLarge(const std::string& text, const JsonForm& form) {
-  return text.size() > form.longestText || jsonTreeCost(text, highestTreeCost) > highestTreeCost;
+  return text.size() > form.longestText || costsMoreThan(highestTreeCost, text);
 }
 }  // namespace
 
@@ -38,7 +48,7 @@ JsonOutcome readJson(const std::string& text, const JsonForm& form, Json::Value&
   root = Json::Value();
   if (isTooLarge(text, form)) return JsonOutcome::tooLarge;
   try {
-    const std::unique_ptr<Json::CharReader> reader(readerSettings(form.strict).newCharReader());
+    const std::unique_ptr<Json::CharReader> reader = makeReader(form.strict);
     Json::Value parsed;
     if (!reader->parse(text.data(), text.data() + text.size(), &parsed, nullptr)) return JsonOutcome::notJson;
     root = std::move(parsed);
@@ -60,8 +70,18 @@ const Json::Value& jsonMember(const Json::Value& object, const char* name) {
 }
 
 std::string jsonText(const Json::Value& object, const char* name) {
-  const Json::Value& member = jsonMember(object, name);
-  return member.isString() ? member.asString() : std::string();
+  return std::string(jsonTextView(object, name));
+}
+
+std::string_view jsonTextView(const Json::Value& object, const char* name) {
+  return jsonTextView(jsonMember(object, name));
+}
+
+std::string_view jsonTextView(const Json::Value& value) {
+  const char* begin = nullptr;
+  const char* end = nullptr;
+  if (!value.isString() || !value.getString(&begin, &end)) return {};
+  return {begin, static_cast<std::size_t>(end - begin)};
 }
 
 int jsonInt(const Json::Value& object, const char* name, int otherwise) {

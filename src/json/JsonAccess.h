@@ -40,6 +40,9 @@ enum class JsonOutcome {
 [[nodiscard]] const Json::Value& jsonMember(const Json::Value& object, const char* name);
 /// Text of a string member, else empty.
 [[nodiscard]] std::string jsonText(const Json::Value& object, const char* name);
+/// The same without a copy, good as long as `object` is unchanged.
+[[nodiscard]] std::string_view jsonTextView(const Json::Value& object, const char* name);
+[[nodiscard]] std::string_view jsonTextView(const Json::Value& value);
 /// A whole-number member that fits, else `otherwise`.
 [[nodiscard]] int jsonInt(const Json::Value& object, const char* name, int otherwise = 0);
 /// The code that decides whether a service did what it was asked, found from `root` along the names of
@@ -63,5 +66,7 @@ void appendJsonText(std::string& document, const std::string& text);
 /// pass, without building anything. A text that is no JSON gets the bound of what a parser builds of it
 /// before it gives up. The count ends as soon as it is above `limit`.
 [[nodiscard]] std::size_t jsonTreeCost(std::string_view text, std::size_t limit);
+/// Whether that is more than `limit`. A text that is too short for it is not looked at.
+[[nodiscard]] bool costsMoreThan(std::size_t limit, std::string_view text);
 
 }  // namespace KBL

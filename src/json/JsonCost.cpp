@@ -12,6 +12,8 @@ namespace {
 constexpr std::size_t valueCost = 96;      // a node of the tree
 constexpr std::size_t containerCost = 64;  // the list of an array's or object's members
 constexpr std::size_t textCost = 32;       // beside the bytes of the text
+/// The most that one byte of a text can cost, a bracket's.
+constexpr std::size_t costOfAByte = valueCost + containerCost;
 
 constexpr std::string_view endOfScalar = " \t\r\n,:[]{}\"/";
 
@@ -87,6 +89,10 @@ std::size_t jsonTreeCost(std::string_view text, std::size_t limit) {
     afterString = false;
   }
   return cost;
+}
+
+bool costsMoreThan(std::size_t limit, std::string_view text) {
+  return text.size() > limit / costOfAByte && jsonTreeCost(text, limit) > limit;
 }
 
 }  // namespace KBL

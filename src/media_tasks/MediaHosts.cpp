@@ -30,16 +30,23 @@ std::string flickrRestHost() {
   return hostForKey("urlMediaFlickrRest", MediaHost::flickrRest);
 }
 
-std::string flickrPhotoHost(int farm) {
-  std::string host = hostForKey("urlMediaFlickrPhoto", MediaHost::flickrPhoto);
-  // A configured text is never a format: the mark is replaced as text.
-  const std::size_t mark = host.find(farmMark);
-  if (mark != std::string::npos) host.replace(mark, farmMark.size(), std::to_string(farm));
-  return host;
-}
-
 std::string instagramApiHost() {
   return hostForKey("urlMediaInstagramApi", MediaHost::instagramApi);
+}
+
+FlickrPhotoHosts::FlickrPhotoHosts()
+    : beforeFarm_(hostForKey("urlMediaFlickrPhoto", MediaHost::flickrPhoto)) {
+  // A configured text is never a format: the mark is replaced as text.
+  const std::size_t mark = beforeFarm_.find(farmMark);
+  if (mark == std::string::npos) return;
+  hasFarm_ = true;
+  behindFarm_ = beforeFarm_.substr(mark + farmMark.size());
+  beforeFarm_.resize(mark);
+}
+
+void FlickrPhotoHosts::append(std::string& url, int farm) const {
+  url += beforeFarm_;
+  if (hasFarm_) (url += std::to_string(farm)) += behindFarm_;
 }
 
 }  // namespace KBL

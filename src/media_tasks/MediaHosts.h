@@ -17,7 +17,19 @@ inline constexpr const char* instagramApi = "https://api.instagram.com";
 // key. Any thread.
 [[nodiscard]] std::string facebookGraphHost();
 [[nodiscard]] std::string flickrRestHost();
-[[nodiscard]] std::string flickrPhotoHost(int farm);
 [[nodiscard]] std::string instagramApiHost();
+
+/// The hosts of Flickr's photos, looked up once for a page of them.
+class FlickrPhotoHosts {
+ public:
+  FlickrPhotoHosts();
+  /// Adds the host of a farm with this number to an address.
+  void append(std::string& url, int farm) const;
+
+ private:
+  std::string beforeFarm_;  ///< all of it, where the farm has no place in it
+  std::string behindFarm_;
+  bool hasFarm_ = false;
+};
 
 }  // namespace KBL

@@ -44,7 +44,8 @@ void SNRFacebookEnumAlbumInfoTask::walk(const Json::Value& albums) {
   if (!albums.isArray()) return;
   for (const Json::Value& album : albums) {
     if (isCancelled()) return;
-    if (!deliver(itemCallback_, albumRecord(jsonText(album, "id"), jsonText(album, "name"), true))) return;
+    if (!deliver(itemCallback_, albumRecord(jsonTextView(album, "id"), jsonTextView(album, "name"), true)))
+      return;
   }
 }
 

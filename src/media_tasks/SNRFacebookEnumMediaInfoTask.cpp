@@ -20,8 +20,8 @@ std::int32_t areaOf(const Json::Value& image) {
 }
 
 /// The address of the largest image, the first of equal ones; the photo's own source where none has a size.
-std::string largestSource(const Json::Value& photo) {
-  std::string source = jsonText(photo, "source");
+std::string_view largestSource(const Json::Value& photo) {
+  std::string_view source = jsonTextView(photo, "source");
   const Json::Value& images = jsonMember(photo, "images");
   if (!images.isArray()) return source;
   std::int32_t best = 0;
@@ -29,7 +29,7 @@ std::string largestSource(const Json::Value& photo) {
     const std::int32_t area = areaOf(image);
     if (best >= area) continue;
     best = area;
-    source = jsonText(image, "source");
+    source = jsonTextView(image, "source");
   }
   return source;
 }
@@ -38,7 +38,7 @@ std::string largestSource(const Json::Value& photo) {
 constexpr int toleratedStalls = 2;
 
 bool isAddedVideo(const Json::Value& post) {
-  return jsonText(post, "type") == "video" && jsonText(post, "status_type") == "added_video";
+  return jsonTextView(post, "type") == "video" && jsonTextView(post, "status_type") == "added_video";
 }
 
 }  // namespace
@@ -83,7 +83,7 @@ std::string SNRFacebookEnumMediaInfoTask::readPage(const std::string& url, ReadI
 void SNRFacebookEnumMediaInfoTask::readPhotos(const Json::Value& photos) {
   for (const Json::Value& photo : photos) {
     if (isCancelled()) return;
-    const auto record = mediaRecord(mediaImage, largestSource(photo), jsonText(photo, "picture"));
+    const auto record = mediaRecord(mediaImage, largestSource(photo), jsonTextView(photo, "picture"));
     if (!deliver(itemCallback_, record)) return;
   }
 }
@@ -99,10 +99,10 @@ bool SNRFacebookEnumMediaInfoTask::deliverVideo(const Json::Value& post) {
   Json::Value video;
   const std::string objectId = jsonText(post, "object_id");
   if (!objectId.empty()) video = fetchVideo(objectId);
-  const bool isComplete = !jsonText(video, "source").empty() && !jsonText(video, "picture").empty();
+  const bool isComplete = !jsonTextView(video, "source").empty() && !jsonTextView(video, "picture").empty();
   const Json::Value& chosen = isComplete ? video : post;
   return deliver(itemCallback_,
-                 mediaRecord(mediaVideo, jsonText(chosen, "source"), jsonText(chosen, "picture")));
+                 mediaRecord(mediaVideo, jsonTextView(chosen, "source"), jsonTextView(chosen, "picture")));
 }
 
 Json::Value SNRFacebookEnumMediaInfoTask::fetchVideo(const std::string& objectId) {

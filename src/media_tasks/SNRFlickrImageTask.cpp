@@ -8,6 +8,7 @@
 
 #include <json/value.h>
 
+#include <string_view>
 #include <utility>
 
 namespace KBL {
@@ -15,10 +16,45 @@ namespace KBL {
 namespace {
 
 constexpr int photosPerPage = 50;
+constexpr std::size_t usualAddress = 128;
 
-std::string thumbnailUrl(const Json::Value& photo) {
-  return flickrPhotoHost(jsonInt(photo, "farm")) + "/" + jsonText(photo, "server") + "/" +
-         jsonText(photo, "id") + "_" + jsonText(photo, "secret") + "_t.jpg";
+/// What is read of a photo, found in one pass over its members.
+struct Photo {
+  explicit Photo(const Json::Value& photo);
+
+  int farm = 0;
+  std::string_view server, id, secret, url;
+};
+
+Photo::Photo(const Json::Value& photo) {
+  if (!photo.isObject()) return;
+  const auto last = photo.end();
+  for (auto member = photo.begin(); member != last; ++member) {
+    const char* end = nullptr;
+    const char* const begin = member.memberName(&end);
+    const std::string_view name(begin, static_cast<std::size_t>(end - begin));
+    if (name == "farm") {
+      farm = member->isInt() ? member->asInt() : 0;
+    } else if (name == "server") {
+      server = jsonTextView(*member);
+    } else if (name == "id") {
+      id = jsonTextView(*member);
+    } else if (name == "secret") {
+      secret = jsonTextView(*member);
+    } else if (name == "url_o") {
+      url = jsonTextView(*member);
+    }
+  }
+}
+
+std::string thumbnailUrl(const FlickrPhotoHosts& hosts, const Photo& photo) {
+  std::string url;
+  url.reserve(usualAddress);
+  hosts.append(url, photo.farm);
+  (url += '/') += photo.server;
+  (url += '/') += photo.id;
+  (url += '_') += photo.secret;
+  return url += "_t.jpg";
 }
 
 }  // namespace
@@ -61,9 +97,11 @@ std::string SNRFlickrImageTask::readPage(const std::string& url) {
 }
 
 void SNRFlickrImageTask::walk(const Json::Value& photos) {
-  for (const Json::Value& photo : photos) {
+  const FlickrPhotoHosts hosts;
+  for (const Json::Value& item : photos) {
     if (isCancelled()) return;
-    const auto record = mediaRecord(mediaImage, jsonText(photo, "url_o"), thumbnailUrl(photo));
+    const Photo photo(item);
+    const auto record = mediaRecord(mediaImage, photo.url, thumbnailUrl(hosts, photo));
     if (!deliver(itemCallback_, record)) return;
   }
 }

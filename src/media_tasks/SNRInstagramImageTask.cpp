@@ -19,8 +19,8 @@ constexpr const char* deployedSecret = KBL_INSTAGRAM_SECRET;
 
 constexpr int goodCode = 200;
 
-std::string standardUrl(const Json::Value& sizes) {
-  return jsonText(jsonMember(sizes, "standard_resolution"), "url");
+std::string_view standardUrl(const Json::Value& sizes) {
+  return jsonTextView(jsonMember(sizes, "standard_resolution"), "url");
 }
 
 }  // namespace
@@ -76,7 +76,7 @@ void SNRInstagramImageTask::walk(const Json::Value& elements) {
     const Json::Value& videos = jsonMember(element, "videos");
     const bool isVideo = videos.isObject();
     const auto record = mediaRecord(isVideo ? mediaVideo : mediaImage, standardUrl(isVideo ? videos : images),
-                                    jsonText(jsonMember(images, "thumbnail"), "url"));
+                                    jsonTextView(jsonMember(images, "thumbnail"), "url"));
     if (!deliver(itemCallback_, record)) return;
   }
 }

@@ -47,6 +47,7 @@ std::size_t textBytes(const Json::Value& value) {
 /// least, and its texts.
 std::size_t takenBy(const std::string& text) {
   Json::Value root;
+  EXPECT_TRUE(parseJson("[]", lenient, root));  // makes what all readers share
   const AllocatedBytes heap;
   EXPECT_TRUE(parseJson(text, lenient, root)) << text.substr(0, 100);
   const std::size_t nodes = heap.live();
@@ -139,6 +140,25 @@ TEST(JsonCost, EndsAtTheEndOfBrokenText) {
 
 TEST(JsonCost, TheCountEndsBehindItsLimit) {
   EXPECT_LE(jsonTreeCost(listOf("[]", 100000), 1000), 1000U + 160);
+}
+
+TEST(JsonCost, IsHeldAgainstTheLimitWhereTheTextIsLongEnoughForIt) {
+  const std::string nested(100, '[');
+  const std::size_t cost = jsonTreeCost(nested, anyCost);
+  EXPECT_EQ(cost, 100U * 160);  // no byte costs more
+  EXPECT_TRUE(costsMoreThan(cost - 1, nested));
+  EXPECT_FALSE(costsMoreThan(cost, nested));
+  EXPECT_FALSE(costsMoreThan(cost, std::string(500, ' ')));
+  EXPECT_FALSE(costsMoreThan(0, ""));
+  EXPECT_TRUE(costsMoreThan(95, "1"));
+  EXPECT_TRUE(costsMoreThan(0, "1"));
+}
+
+TEST(JsonCost, NoTextCostsMoreThanItsBytesInBrackets) {
+  for (const char* const text :
+       {"\"\"", "\"", "1", "{}", "{\"\":1}", "[1,\"\"]", "1\"\"1\"\"", "[[]]", "{\"\":[]}"}) {
+    EXPECT_LE(jsonTreeCost(text, anyCost), std::string(text).size() * 160) << text;
+  }
 }
 
 TEST(JsonCost, RandomTreesTakeNoMoreThanTheirCost) {

@@ -42,12 +42,18 @@ class FlickrTest : public ListFixture {
 
 using Flickr = FlickrTest;
 
+std::string photoHost(int farm) {
+  std::string url;
+  KBL::FlickrPhotoHosts().append(url, farm);
+  return url;
+}
+
 }  // namespace
 
 TEST(MediaHosts, ArePublicWithoutAConfiguration) {
   EXPECT_EQ(KBL::facebookGraphHost(), "https://graph.facebook.com");
   EXPECT_EQ(KBL::flickrRestHost(), "https://api.flickr.com");
-  EXPECT_EQ(KBL::flickrPhotoHost(66), "https://farm66.staticflickr.com");
+  EXPECT_EQ(photoHost(66), "https://farm66.staticflickr.com");
   EXPECT_EQ(KBL::instagramApiHost(), "https://api.instagram.com");
 }
 
@@ -55,16 +61,16 @@ TEST(MediaHosts, ArePublicWhereTheConfigurationLacksTheKey) {
   KBL::setCloudConfig({{"urlMediaFlickrRest", "http://rest.example/prefix"}});
   EXPECT_EQ(KBL::flickrRestHost(), "http://rest.example/prefix");
   EXPECT_EQ(KBL::facebookGraphHost(), "https://graph.facebook.com");
-  EXPECT_EQ(KBL::flickrPhotoHost(1), "https://farm1.staticflickr.com");
+  EXPECT_EQ(photoHost(1), "https://farm1.staticflickr.com");
   EXPECT_EQ(KBL::instagramApiHost(), "https://api.instagram.com");
   KBL::clearCloudConfig();
 }
 
 TEST(MediaHosts, ReplaceTheFarmAsText) {
   KBL::setCloudConfig({{"urlMediaFlickrPhoto", "http://%s%n.example/f%d/%d"}});
-  EXPECT_EQ(KBL::flickrPhotoHost(7), "http://%s%n.example/f7/%d");
+  EXPECT_EQ(photoHost(7), "http://%s%n.example/f7/%d");
   KBL::setCloudConfig({{"urlMediaFlickrPhoto", "http://one.example"}});
-  EXPECT_EQ(KBL::flickrPhotoHost(7), "http://one.example");
+  EXPECT_EQ(photoHost(7), "http://one.example");
   KBL::clearCloudConfig();
 }
 
@@ -133,6 +139,13 @@ TEST_F(Flickr, GivesAPhotoWithoutAnOriginalAnEmptyAddress) {
   list();
   EXPECT_THAT(host.media(),
               ElementsAre(Media{0, "", fetcher.url() + "/farm-9/65535/a_sec_t.jpg", 1}, closing));
+}
+
+TEST_F(Flickr, TakesMembersOfWrongTypesForMissingOnes) {
+  answer({page(1, 1, R"({"id":7,"secret":["sec"],"server":{},"farm":"9","url_o":true,"ids":"a"},[1],3)")});
+  list();
+  const Media nothing{0, "", fetcher.url() + "/farm-0//__t.jpg", 1};
+  EXPECT_THAT(host.media(), ElementsAre(nothing, nothing, nothing, closing));
 }
 
 TEST_F(Flickr, ReportsTheServicesFailureAndEndsTheList) {

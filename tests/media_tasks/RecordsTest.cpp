@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <new>
 #include <string>
 
 using KBL::copyWide;
@@ -88,6 +89,19 @@ TEST(WideText, ReplacesWhatIsNoUtf8) {
   EXPECT_EQ(wideText("\xed\xa0\x80z").back(), u'z');
   EXPECT_EQ(wideText("\xed\xa0\x80z").front(), u'\uFFFD');
   EXPECT_EQ(wideText("\xe2\x82"), u"\uFFFD");
+}
+
+TEST(MediaRecord, LeavesNothingOfTheMemoryBelowIt) {
+  alignas(KBL::hostMediaRecord) unsigned char memory[sizeof(KBL::hostMediaRecord)];
+  std::memset(memory, 0xEE, sizeof(memory));
+  const auto* const record =
+      new (memory) KBL::hostMediaRecord(KBL::mediaRecord(KBL::mediaVideo, "url", "t\xc3\xa9"));
+  KBL::hostMediaRecord wanted{};
+  wanted.type = KBL::mediaVideo;
+  wanted.more = 1;
+  copyWide("url", wanted.mediaUrl);
+  copyWide("t\xc3\xa9", wanted.thumbnailUrl);
+  EXPECT_EQ(std::memcmp(record, &wanted, sizeof(wanted)), 0);
 }
 
 TEST(WideText, FillsAFieldAndItsRestWithZeros) {
