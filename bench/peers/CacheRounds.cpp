@@ -3,6 +3,7 @@
 //   sqlite CACHE USERS COUNT    SQLite alone writes a text of the length that the file of these users holds
 // Makes the users first where the folder CACHE has none. Prints the seconds of the middle update.
 #include "CacheUsers.h"
+#include "SqliteSave.h"
 #include "authorize/switchboard/SwitchboardInterfaces.h"
 #include <BsNet/BsInfoReader.h>
 #include <BsNet/IBsInfoReader.h>
@@ -12,8 +13,6 @@
 #include <ExternlMediaTransfer/IBsExternlMediaAuthorize.h>
 #include <KblUtils/CastByName.h>
 #include <KblUtils/RefPtr.h>
-
-#include <sqlite3.h>
 
 #include <algorithm>
 #include <chrono>
@@ -71,25 +70,6 @@ int printMiddle(int count, Save save) {
 int runOurs(const std::string& cache, int count) {
   const Host host(cache);
   return printMiddle(count, [&](int round) { return host.update(0, round); });
-}
-
-/// With the same care for the disk and for other processes: opened for each save, and synchronised.
-bool saveBySqlite(const std::string& path, const std::string& text) {
-  sqlite3* database = nullptr;
-  sqlite3_stmt* statement = nullptr;
-  const bool isDone =
-      sqlite3_open(path.c_str(), &database) == SQLITE_OK &&
-      sqlite3_exec(database,
-                   "PRAGMA synchronous=EXTRA; PRAGMA secure_delete=ON; CREATE TABLE IF NOT EXISTS AppSetting "
-                   "(key TEXT NOT NULL PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID",
-                   nullptr, nullptr, nullptr) == SQLITE_OK &&
-      sqlite3_prepare_v2(database, "REPLACE INTO AppSetting VALUES ('Authorize', ?1)", -1, &statement,
-                         nullptr) == SQLITE_OK &&
-      sqlite3_bind_text(statement, 1, text.c_str(), -1, SQLITE_STATIC) == SQLITE_OK &&
-      sqlite3_step(statement) == SQLITE_DONE;
-  sqlite3_finalize(statement);
-  sqlite3_close(database);
-  return isDone;
 }
 
 int runSqlite(const std::string& cache, int count) {

@@ -1,8 +1,11 @@
 // The limits that uploads are compared with. `loop URL FILE [AUTHORITY]`: a bare libcurl loop of 2 MiB chunks
-// on one handle, in its best form. `parts URL FILE ROUNDS ACCOUNT`: the same of parts of 4 MiB by POST, the
-// last one twice, behind two requests to the account server and one that opens the upload; round follows
-// round, and the seconds of the middle one are printed. `raw URL FILE`: one PUT of the whole file, which the
+// on one handle, in its best form. `parts URL FILE ROUNDS ACCOUNT CACHE`: the same of parts of 4 MiB by POST,
+// the last one twice, behind two requests to the account server, of which the first one's token is kept in
+// the file CACHE, and one that opens the upload; round follows round, and the seconds of the middle one are
+// printed. `raw URL FILE`: one PUT of the whole file, which the
 // kernel sends to a plain socket.
+#include "SqliteSave.h"
+
 #include <arpa/inet.h>
 #include <curl/curl.h>
 #include <fcntl.h>
@@ -104,18 +107,28 @@ bool sendParts(CURL* easy, Range& range, curl_off_t fileSize) {
   return isSent && sendChunk(easy, range, fileSize);
 }
 
-/// What an upload asks the account server, in the same words.
-bool askAccountServer(CURL* account, const std::string& server) {
+constexpr std::size_t userBytes = 1500;  // about what the file of one user holds
+
+/// What an upload asks the account server, in the same words, and the save of the token that it is given.
+bool askAccountServer(CURL* account, const std::string& server, const std::string& cache) {
   curl_easy_setopt(account, CURLOPT_URL, (server + "/client_credentials").c_str());
   curl_easy_setopt(account, CURLOPT_POSTFIELDS,
                    R"({"app_secret":"sandbox-app-secret","grant_type":"client_credentials"})");
   if (curl_easy_perform(account) != CURLE_OK) return false;
+  if (!saveBySqlite(cache, std::string(userBytes, '0'))) return false;
   curl_easy_setopt(account, CURLOPT_URL, (server + "/consume").c_str());
   curl_easy_setopt(account, CURLOPT_POSTFIELDS, R"({"action_type":1,"use_client":1})");
   return curl_easy_perform(account) == CURLE_OK;
 }
 
-int runParts(const char* url, int file, curl_off_t fileSize, int rounds, const std::string& server) {
+/// What the command line says of `parts`.
+struct Parts {
+  int rounds;
+  std::string server;
+  std::string cache;
+};
+
+int runParts(const char* url, int file, curl_off_t fileSize, Parts parts) {
   using Clock = std::chrono::steady_clock;
   Range range{file, 0, 0, 0};
   CURL* const easy = makeHandle(url, range, nullptr);
@@ -123,9 +136,9 @@ int runParts(const char* url, int file, curl_off_t fileSize, int rounds, const s
   CURL* const account = curl_easy_init();
   curl_easy_setopt(account, CURLOPT_WRITEFUNCTION, &dropReply);
   std::vector<double> seconds;
-  while (rounds-- > 0) {
+  while (parts.rounds-- > 0) {
     const auto begun = Clock::now();
-    if (!askAccountServer(account, server) || !sendParts(easy, range, fileSize)) return 1;
+    if (!askAccountServer(account, parts.server, parts.cache) || !sendParts(easy, range, fileSize)) return 1;
     seconds.push_back(std::chrono::duration<double>(Clock::now() - begun).count());
   }
   curl_easy_cleanup(easy);
@@ -169,8 +182,8 @@ int main(int count, char** arguments) {
   if (file < 0 || ::fstat(file, &about) != 0) return 2;
   if (std::string(arguments[1]) == "raw") return runRaw(arguments[2], file, about.st_size);
   if (std::string(arguments[1]) == "parts") {
-    return count != 6 ? 2
-                      : runParts(arguments[2], file, about.st_size, std::atoi(arguments[4]), arguments[5]);
+    if (count != 7) return 2;
+    return runParts(arguments[2], file, about.st_size, {std::atoi(arguments[4]), arguments[5], arguments[6]});
   }
   return runLoop(arguments[2], file, about.st_size, count > 4 ? arguments[4] : nullptr);
 }

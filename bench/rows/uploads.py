@@ -62,9 +62,10 @@ def multipart(work):
 
 
 def parts(work):
-    """Parts of 4 MiB, in processes that run. Both ask the account server first."""
+    """Parts of 4 MiB, in processes that run. Both ask the account server first, and keep its token."""
     file = work.make_file("parts", work.scaled(100 * MIB))
-    loop = [work.program("chunk_loop"), "parts", work.told["http"] + "/", file, "3", work.account_server()]
+    account = [work.account_server(), work.path("token.db")]
+    loop = [work.program("chunk_loop"), "parts", work.told["http"] + "/", file, "3", *account]
     pairs = in_turn(
         work.pairs,
         lambda: work.upload(file, platform=DOUYIN, rounds=3).timed_by_itself(),

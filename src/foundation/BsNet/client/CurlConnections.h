@@ -1,6 +1,7 @@
 #pragma once
 
 #include "foundation/BsNet/client/CurlHandle.h"
+#include "foundation/BsNet/client/CurlTrust.h"
 
 #include <cstddef>
 #include <memory>
@@ -11,8 +12,8 @@ namespace KBL {
 
 /// What connections are handed on within; not left to libcurl, which need not compare the users of a proxy.
 struct CurlRoute {
-  std::string proxy;                         ///< with user and password; empty: none
-  std::shared_ptr<const std::string> trust;  ///< PEM text; null: libcurl's default authorities
+  std::string proxy;                       ///< with user and password; empty: none
+  std::shared_ptr<const CurlTrust> trust;  ///< null: libcurl's default authorities
   bool operator==(const CurlRoute& other) const;
 };
 

@@ -43,6 +43,11 @@ Origin originOf(const std::string& address) {
           partOf(url.get(), CURLUPART_PORT)};
 }
 
+bool isPlain(const std::string& address) {
+  constexpr std::string_view scheme = "http://";
+  return lowerCase(address.substr(0, scheme.size())) == scheme;
+}
+
 /// libcurl's text where it gave one that names no address with a query: that may carry a token.
 std::string messageOf(const char* curlText, CURLcode code) {
   const std::string_view text = curlText;
@@ -183,9 +188,7 @@ void CurlExchange::configureTrust() {
   easy_.set(CURLOPT_SSL_VERIFYPEER, 1L);
   easy_.set(CURLOPT_SSL_VERIFYHOST, 2L);
   easy_.set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
-  if (settings_.trust == nullptr) return;
-  curl_blob blob{const_cast<char*>(settings_.trust->data()), settings_.trust->size(), CURL_BLOB_NOCOPY};
-  easy_.set(CURLOPT_CAINFO_BLOB, &blob);
+  if (settings_.trust != nullptr && !isPlain(call_.address)) settings_.trust->applyTo(easy_);
 }
 
 void CurlExchange::configureTime() {

@@ -7,6 +7,7 @@
 #include "foundation/BsNet/client/CurlReply.h"
 #include "foundation/BsNet/client/CurlSending.h"
 #include "foundation/BsNet/client/CurlTransfer.h"
+#include "foundation/BsNet/client/CurlTrust.h"
 #include <BsNet/NetworkClients.h>
 
 #include <array>
@@ -21,7 +22,7 @@ namespace KBL {
 /// What a client was told before an exchange.
 struct CurlClientSettings {
   NetSettings net;
-  std::shared_ptr<const std::string> trust;  ///< PEM text; null: libcurl's default authorities
+  std::shared_ptr<const CurlTrust> trust;  ///< null: libcurl's default authorities
   CurlProxy proxy;
   int connectTimeoutMs = 0;
   int totalTimeoutMs = 0;

@@ -1,13 +1,8 @@
 #include "foundation/BsNet/client/CurlNetworkClient.h"
 
 #include "foundation/neverFreed.h"
-#include "foundation/system/NetworkSystem.h"
-#include "foundation/system/System.h"
-#include <KblUtils/FileStream.h>
 #include <KblUtils/HostCode.h>
 
-#include <array>
-#include <cstdint>
 #include <mutex>
 #include <new>
 #include <set>
@@ -15,72 +10,6 @@
 
 namespace KBL {
 namespace {
-
-/// Empty for a file that cannot be read.
-std::string contentsOf(const std::string& utf8Path) {
-  std::string contents;
-  FileStream file;
-  if (!file.open(Path(utf8Path), "rb")) return contents;
-  std::array<char, 1 << 14> piece{};
-  while (const std::uint64_t bytes = file.read(piece.data(), piece.size())) {
-    contents.append(piece.data(), static_cast<std::size_t>(bytes));
-  }
-  return contents;
-}
-
-/// The file of libcurl's default certificate authorities; null where the system keeps them.
-const char* defaultFile() {
-  return curl_version_info(CURLVERSION_NOW)->cainfo;
-}
-
-/// The text that was put together last, with what it was read from.
-struct KeptTrust {
-  std::mutex mutex;
-  std::string extraFile;
-  System::FileVersion extra;
-  System::FileVersion defaults;
-  std::shared_ptr<const std::string> text;
-};
-
-// Workers make clients while the process ends.
-KeptTrust& keptTrust() {
-  static KeptTrust& instance = neverFreed<KeptTrust>();
-  return instance;
-}
-
-/// The default certificate authorities of libcurl with those of a PEM file (UTF-8 path) added, as PEM text.
-/// Null without a readable further file: libcurl's own defaults hold then.
-std::shared_ptr<const std::string> trustWith(const std::string& extraCaFile) {
-  if (extraCaFile.empty()) return nullptr;
-  // Ahead of reading: what changes meanwhile is another version.
-  const auto extraVersion = System::fileVersion(extraCaFile);
-  const auto defaultVersion = defaultFile() == nullptr ? std::nullopt : System::fileVersion(defaultFile());
-  const bool isKeepable = extraVersion.has_value() && defaultVersion.has_value();
-  KeptTrust& kept = keptTrust();
-  if (isKeepable) {
-    const std::lock_guard lock(kept.mutex);
-    const bool isSame = kept.text != nullptr && kept.extraFile == extraCaFile &&
-                        kept.extra == *extraVersion && kept.defaults == *defaultVersion;
-    if (isSame) return kept.text;
-  }
-  const std::string extra = contentsOf(extraCaFile);
-  if (extra.empty()) return nullptr;
-  const std::string defaults =
-      defaultFile() != nullptr ? contentsOf(defaultFile()) : System::keptAuthorities();
-  auto text = std::make_shared<const std::string>(defaults + "\n" + extra);
-  // A file that could not be read to its end is read again by the next client.
-  const bool isWhole =
-      isKeepable && extra.size() == extraVersion->size && defaults.size() == defaultVersion->size;
-  if (isWhole) {
-    std::string file = extraCaFile;
-    const std::lock_guard lock(kept.mutex);
-    kept.extraFile = std::move(file);
-    kept.extra = *extraVersion;
-    kept.defaults = *defaultVersion;
-    kept.text = text;
-  }
-  return text;
-}
 
 /// The clients of this kind that live. What a host's factory makes can be told from them by its address
 /// alone: it may come from a compiler that was told to leave the types of objects out.
@@ -99,7 +28,7 @@ LiveClients& live() {
 
 CurlNetworkClient::CurlNetworkClient(const NetSettings& settings) {
   settings_.net = settings;
-  settings_.trust = trustWith(settings.extraCaFile);
+  settings_.trust = CurlTrust::with(settings.extraCaFile);
   const std::lock_guard lock(live().mutex);
   live().clients.insert(this);
 }

@@ -1,10 +1,14 @@
 // Whom the network client trusts.
 #include "foundation/BsNet/client/NetClientFixture.h"
 #include "foundation/BsNet/client/TlsServer.h"
+#include "support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <fstream>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -99,6 +103,40 @@ TEST_F(ClientTls, AClientTakesUpTheSessionOfAnEarlierOne) {
   EXPECT_EQ(get(server.url()).content, "secure");
 
   EXPECT_EQ(server.resumed(), 1);
+}
+
+TEST_F(ClientTls, ASessionIsNotTakenUpUnderOtherTrust) {
+  const TlsServer server(authority.sign("IP:127.0.0.1"));
+  TestAuthority other;
+  const ScopedNetSettings settings(trusting(authority.file()));
+  EXPECT_EQ(get(server.url()).content, "secure");
+
+  KBL::setNetSettings(trusting(other.file()));
+  EXPECT_EQ(get(server.url()).resultCode, 60);
+  KBL::setNetSettings({});
+  EXPECT_EQ(get(server.url()).resultCode, 60);
+
+  EXPECT_EQ(server.resumed(), 0);
+}
+
+TEST_F(ClientTls, AFurtherFileWithMoreThanCertificatesIsTrustedAllTheSame) {
+  const TestAuthority::Files signedHere = authority.sign("IP:127.0.0.1");
+  const TlsServer server(signedHere);
+  const TemporaryDirectory place;
+  std::ofstream(place.file("more.pem"))
+      << std::ifstream(signedHere.key).rdbuf() << std::ifstream(authority.file()).rdbuf();
+  const ScopedNetSettings settings(trusting(place.file("more.pem")));
+
+  EXPECT_EQ(get(server.url()).content, "secure");
+}
+
+TEST_F(ClientTls, AFurtherFileWithoutACertificateAddsNone) {
+  const TlsServer server(authority.sign("IP:127.0.0.1"));
+  const TemporaryDirectory place;
+  std::ofstream(place.file("words.pem")) << "no certificate";
+  const ScopedNetSettings settings(trusting(place.file("words.pem")));
+
+  EXPECT_EQ(get(server.url()).resultCode, 60);
 }
 
 TEST_F(ClientTls, ClientsShareSessionsFromManyThreads) {
