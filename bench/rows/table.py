@@ -30,7 +30,7 @@ LOOP = "a bare libcurl loop of the same pieces on one handle, in its best form"
 # What a line of the result compares: ours, and what with. A line whose figure is no ratio has no peer.
 MEANING = {
     "server-limit": ("one PUT of 1 GiB that the kernel sends from the file, with no copy", "the bare loop"),
-    "upload-http": ("1 GiB to the YouTube protocol in chunks of 2 MiB, with its login", "`curl -T`, one PUT"),
+    "upload-http": ("1 GiB to the YouTube protocol in chunks of 2 MiB, signed in before", "`curl -T`, one PUT"),
     "upload-http-cpu": ("processor time of the same", "that of `curl -T`"),
     "upload-https": ("the same over TLS 1.3", "`curl -T` over TLS with the same authorities"),
     "upload-raw": ("the same over HTTP", LOOP),
@@ -39,7 +39,7 @@ MEANING = {
     "upload-node-client": ("the same", "axios, a loop of PUT"),
     "upload-small": ("2 MiB, a whole process, signed in before", "Google's client for Python"),
     "multipart": ("a form of 52,428,799 bytes to TikTok, in a process that runs", "`curl -F`"),
-    "parts": ("100 MiB to Douyin in parts of 4 MiB, in a process that runs", f"{LOOP}, in a process that runs"),
+    "parts": ("100 MiB to Douyin in parts of 4 MiB, in a process that runs", f"{LOOP}, and the save of its token"),
     "download": ("512 MiB to a file", "`curl -o`"),
     "download-cpu": ("processor time of the same", "that of `curl -o`"),
     "download-mib": ("most memory of it, in MiB", None),

@@ -75,14 +75,15 @@ def parts(work):
 
 
 def parallel(work):
-    """A hundred uploads at once beside one of as many bytes, and the memory that each of them takes."""
+    """A hundred uploads at once beside one of as many bytes, and the memory that each of them takes. They may use
+    both cores, of which the servers have one."""
     one = work.make_hollow_file("one", work.scaled(20 * MIB) // (10 if work.is_quick else 1))
     count = 100
     whole = work.make_hollow_file("whole", count * os.path.getsize(one))
     pairs = in_turn(
         work.pairs,
-        lambda: work.upload(one, uploads=count).timed_by_itself(),
-        lambda: work.upload(whole).timed_by_itself(),
+        lambda: work.upload(one, sends=False, uploads=count).timed_by_itself(),
+        lambda: work.upload(whole, sends=False).timed_by_itself(),
     )
     more = [(many.told("kib") - single.told("kib")) / 1024 / count for many, single in pairs]
     return ratios("parallel", pairs, wall=1.3) + [Result("parallel-mib", more, 6)]
