@@ -15,3 +15,6 @@ find_path(KBL_MBEDTLS_INCLUDE mbedtls/aes.h REQUIRED)
 add_library(kbl_mbedcrypto INTERFACE IMPORTED GLOBAL)
 target_link_libraries(kbl_mbedcrypto INTERFACE ${KBL_MBEDCRYPTO})
 target_include_directories(kbl_mbedcrypto INTERFACE ${KBL_MBEDTLS_INCLUDE})
+
+# For the desktop example alone, which is left out without it.
+find_package(Qt6 QUIET COMPONENTS Widgets)

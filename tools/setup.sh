@@ -9,8 +9,8 @@ build_packages=(build-essential cmake ninja-build ccache pkg-config
   libcli11-dev libcpp-httplib-dev)
 # libpython3-dev brings the shared library of the system's Python, whichever version that is.
 python_packages=(python3 libpython3-dev)
-# The proxies and the browser are servers and clients that the tests start themselves.
-test_packages=(libgtest-dev libgmock-dev libbenchmark-dev clang openssl sqlite3 curl "${python_packages[@]}"
+# The proxies, the browser and the screen are servers and clients that the tests start themselves; Qt is for the desktop example.
+test_packages=(qt6-base-dev xvfb xdotool fonts-dejavu-core libgtest-dev libgmock-dev libbenchmark-dev clang openssl sqlite3 curl "${python_packages[@]}"
   python3-oauthlib tinyproxy dante-server chromium chromium-driver)
 check_packages=(git clang-format black doxygen graphviz mypy pyflakes3 shellcheck)
 lint_packages=("${check_packages[@]}" clang-tidy-16)
