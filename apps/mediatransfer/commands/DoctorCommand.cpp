@@ -75,7 +75,9 @@ class DoctorJob {
   void probe(const std::vector<Address>& addresses) {
     std::vector<std::string> asked;
     for (const Address& address : addresses) asked.push_back(address.origin);
+    report_.waitsFor("the addresses to answer");
     const auto results = ask(asked, proxy_);
+    report_.waitsFor({});
     if (!results) return;
     for (std::size_t i = 0; i < addresses.size(); ++i) {
       show(checkReply(addresses[i], results->at(i), proxy_.has_value()));

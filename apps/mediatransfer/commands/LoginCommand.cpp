@@ -62,6 +62,7 @@ class LoginJob {
     // Somebody may need minutes in the browser, in which other commands go on with the former login.
     host_.unlockLogins();
     try {
+      report_.waitsFor("the account server");
       if (host_.manager().toExternlMediaAuth(record) != KBL::resultOk) {
         throw Failure(Cause::login, "the login cannot be started; run again with -v to see why");
       }
@@ -98,10 +99,14 @@ class LoginJob {
     }
     if (event.kind == Event::Kind::answer) return takeAnswer(event);
     host_.reportShared(event);
-    if (event.kind == Event::Kind::tokenChanged) tokensCame_ = true;
+    if (event.kind == Event::Kind::tokenChanged) {
+      tokensCame_ = true;
+      report_.waitsFor(std::string(options_.platform->name) + " to say who signed in");
+    }
     if (event.kind == Event::Kind::loginUrl) {
       // The account server's own token is written before; from here on it is the login.
       host_.watchLogins();
+      report_.waitsFor({});
       if (wantsBrowser(options_)) openBrowser(event.text);
     }
     return std::nullopt;
@@ -110,6 +115,7 @@ class LoginJob {
   std::optional<int> takeAnswer(const Event& event) {
     if (event.code == KBL::ErrorCode::none) {
       isStored_ = true;
+      report_.waitsFor(std::string(options_.platform->name) + " to complete the login");
       user_ = event.user;
       deadline_ = std::min(deadline_, Host::Clock::now() + closingLimit);
       return std::nullopt;

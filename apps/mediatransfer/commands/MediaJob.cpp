@@ -1,9 +1,12 @@
 #include "commands/MediaJob.h"
 
 #include "host/Interrupt.h"
+#include "host/ServerOrigin.h"
 #include "options/Failure.h"
 #include <ExternlMediaTransfer/ExternlMediaTransfer.h>
 #include <ExternlMediaTransfer/TransferNumbers.h>
+
+#include <utility>
 
 namespace host {
 namespace {
@@ -28,6 +31,7 @@ MediaJob::~MediaJob() {
 }
 
 int MediaJob::listAlbums(const std::string& token) {
+  what_ = "facebook";
   transfer_->Command(KBL::commandListFacebookAlbums, token.c_str(), &MediaEvents::onAlbum,
                      &MediaEvents::onError);
   return follow(true);
@@ -36,6 +40,7 @@ int MediaJob::listAlbums(const std::string& token) {
 int MediaJob::listMedia(const MediaService& service, const MediaRequest& request,
                         std::vector<MediaEvent>* list) {
   list_ = list;
+  what_ = service.name;
   const char* const token = request.token.c_str();
   if (service.hasAlbums) {
     transfer_->Command(service.listCommand, token, request.album.c_str(), &MediaEvents::onMedia,
@@ -50,6 +55,8 @@ int MediaJob::listMedia(const MediaService& service, const MediaRequest& request
 }
 
 int MediaJob::download(const std::string& url, const std::string& path, bool keepErrors) {
+  const std::string origin = originOf(url);
+  what_ = origin.empty() ? "the server" : origin;
   auto* const news =
       KBL::queryInterface<KBL::IExternlMediaDownloadNews>(transfer_.get(), "IExternlMediaDownloadNews");
   if (news != nullptr) news->RefuseErrorStatus(!keepErrors);
@@ -62,11 +69,13 @@ int MediaJob::download(const std::string& url, const std::string& path, bool kee
 int MediaJob::follow(bool endsWithError) {
   constexpr std::chrono::milliseconds slice(100);
   report_.mediaStarts();
+  report_.waitsFor(what_);
   transfer_->Start();
   bool isOver = false;
   while (!isOver && !interrupted()) {
     const auto event = events_.pop(slice);
     if (event) {
+      if (isNews(*event)) report_.waitsFor(what_);
       isOver = show(*event) || (endsWithError && failed_);
     } else {
       report_.tick();
@@ -79,6 +88,12 @@ int MediaJob::follow(bool endsWithError) {
   }
   report_.mediaEnds(failed_ ? MediaEnd::failed : MediaEnd::good);
   return failed_ ? Exit::refused : Exit::done;
+}
+
+/// A download may tell again and again that nothing has come.
+bool MediaJob::isNews(const MediaNews& event) {
+  const auto* const download = std::get_if<DownloadEvent>(&event);
+  return download == nullptr || std::exchange(bytes_, download->bytes) != download->bytes;
 }
 
 bool MediaJob::show(const MediaNews& event) {

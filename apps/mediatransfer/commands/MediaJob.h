@@ -39,11 +39,14 @@ class MediaJob {
 
  private:
   int follow(bool endsWithError);
+  [[nodiscard]] bool isNews(const MediaNews& event);
   [[nodiscard]] bool show(const MediaNews& event);
 
   Report& report_;
   MediaEvents events_;
   KBL::RefPtr<KBL::IExternlMediaTransfer> transfer_;
+  std::string what_;  ///< that is waited for
+  int bytes_ = 0;
   bool failed_ = false;
   std::vector<MediaEvent>* list_ = nullptr;
 };

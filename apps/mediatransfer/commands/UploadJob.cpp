@@ -130,8 +130,11 @@ UploadJob::UploadJob(Host& host, const Options& options, Report& report,
 int UploadJob::run(const KBL::hostTransferRecord& record, std::uint64_t fileSize) {
   dropFormer();
   report_.uploadStarts(fileSize);
+  tellWait();
   start(record);
-  return follow();
+  const int exit = follow();
+  report_.waitsFor({});
+  return exit;
 }
 
 /// A former upload's last events must not end this one.
@@ -230,7 +233,16 @@ bool UploadJob::isGivenUp(const Event& event) const {
   return completesAlways_ && !stopping_ && splitUploadError(event.text).code == KBL::ErrorCode::userCancelled;
 }
 
+/// The library tries again in silence.
+void UploadJob::tellWait() {
+  report_.waitsFor(std::string(options_.platform->name) +
+                   " to take the video; what it refuses is tried again");
+}
+
 void UploadJob::report(const Event& event) {
+  const bool isNews = event.kind != Event::Kind::progress || event.value != newest_;
+  if (isNews) tellWait();
+  if (event.kind == Event::Kind::progress) newest_ = event.value;
   remember(event);
   host_.reportShared(event);
   switch (event.kind) {

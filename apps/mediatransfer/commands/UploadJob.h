@@ -40,6 +40,7 @@ class UploadJob {
   void dropFormer();
   void start(const KBL::hostTransferRecord& record);
   int follow();
+  void tellWait();
   int stop();
   void report(const Event& event);
   void remember(const Event& event);
@@ -60,6 +61,7 @@ class UploadJob {
   enum class Last { nothing, progress, finished, error } last_ = Last::nothing;
   int finishedCount_ = 0;
   int sentPercent_ = -1;        ///< the highest before the first `finished`, which brings 100s of its own
+  int newest_ = -1;             ///< the last percentage
   bool failed_ = false;         ///< the last event that told of an end was an error
   bool refusedAtOnce_ = false;  ///< the manager itself refused the upload
   bool stopping_ = false;       ///< Ctrl-C came

@@ -43,11 +43,13 @@ Verification judge(const Event& answer, Host& host, const Options& options, Repo
 
 Verification verifyLogin(Host& host, const Options& options, Report& report) {
   // Its result tells no more than the answer, which comes in any case.
+  report.waitsFor("the account server");
   host.manager().toVerifyAccessToken(options.user.c_str());
   for (;;) {
     const auto event = host.next(Host::Clock::now() + silenceLimit);
     if (!event) break;
     if (event->kind == Event::Kind::answer && event->infoType == KBL::infoTypeVerifyAccessToken) {
+      report.waitsFor({});
       return judge(*event, host, options, report);
     }
     host.reportShared(*event);

@@ -47,6 +47,7 @@ class Host {
   [[nodiscard]] static bool hasLogins(const Options& options);
 
   [[nodiscard]] KBL::IBsExternlMediaAuthorize& manager() { return *manager_; }
+  [[nodiscard]] Report& report() { return report_; }
 
   /// Sets up what transfers need, until the host ends; once is enough. Transfers made afterwards must end
   /// before it.

@@ -2,6 +2,7 @@
 
 #include "options/Failure.h"
 #include "report/Advice.h"
+#include "report/SlowCall.h"
 #include "sandbox/base/SandboxOptions.h"
 #include "system/Utf8Path.h"
 #include <ExternlMediaTransfer/ExternlMediaTransfer.h>
@@ -104,7 +105,7 @@ void requireScriptsToRun(const Options& options) {
 }
 
 ScriptSession::ScriptSession(Host& host, const Options& options, const std::string& redirect)
-    : options_(options) {
+    : options_(options), report_(host.report()) {
   requirePythonHome(options_.pythonHome,
                     std::string(options_.platform->name) + " goes through a script, which");
   host.openTransfers();
@@ -131,6 +132,7 @@ void ScriptSession::setApplication(const std::string& redirect) {
 }
 
 std::string ScriptSession::loginUrl() {
+  const SlowCall call(report_, serviceName());
   std::vector<char> url(loginUrlRoom);
   if (transfer_->Query(KBL::queryLoginUrl, url.data()) == KBL::resultOk) return url.data();
   throw Failure(Cause::network, "the script for " + std::string(options_.platform->name) +
@@ -140,6 +142,7 @@ std::string ScriptSession::loginUrl() {
 }
 
 ScriptSession::Answer ScriptSession::verify(const std::string& redirectUrl) {
+  const SlowCall call(report_, serviceName());
   // Scripts take texts; what is none is no address.
   if (!utf8::is_valid(redirectUrl)) return {Verdict::notUsable, {}};
   ErrorText error{};
@@ -154,6 +157,7 @@ ScriptSession::Answer ScriptSession::verify(const std::string& redirectUrl) {
 }
 
 std::optional<std::string> ScriptSession::takeToken(const std::string& token) {
+  const SlowCall call(report_, serviceName());
   ErrorText error{};
   if (transfer_->Command(KBL::commandSetAccessToken, token.c_str(), error.data()) == KBL::resultOk)
     return std::nullopt;
@@ -161,6 +165,7 @@ std::optional<std::string> ScriptSession::takeToken(const std::string& token) {
 }
 
 ScriptSession::CheckResult ScriptSession::checkToken(const std::string& token) {
+  const SlowCall call(report_, serviceName());
   ErrorText said{};
   const bool isTaken =
       transfer_->Command(KBL::commandSetAccessToken, token.c_str(), said.data()) == KBL::resultOk;
@@ -176,6 +181,7 @@ ScriptSession::CheckResult ScriptSession::checkToken(const std::string& token) {
 }
 
 std::optional<ScriptLogin> ScriptSession::login() {
+  const SlowCall call(report_, serviceName());
   std::vector<std::max_align_t> room((sizeof(KBL::hostAccountRecord) + categoriesRoom) /
                                      sizeof(std::max_align_t));
   auto* const account = new (room.data()) KBL::hostAccountRecord{};
@@ -191,6 +197,7 @@ std::optional<ScriptLogin> ScriptSession::login() {
 }
 
 void ScriptSession::logout() {
+  const SlowCall call(report_, serviceName());
   transfer_->Query(KBL::queryLogout);
 }
 

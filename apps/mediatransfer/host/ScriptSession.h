@@ -69,7 +69,11 @@ class ScriptSession {
  private:
   void setApplication(const std::string& redirect);
 
+  /// The service that a call asks, for people who wait.
+  [[nodiscard]] std::string serviceName() const { return std::string(options_.platform->name); }
+
   const Options& options_;
+  Report& report_;
   KBL::RefPtr<KBL::IExternlMediaTransfer> transfer_;
 };
 

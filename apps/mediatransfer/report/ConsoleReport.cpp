@@ -6,6 +6,7 @@
 #include "report/MediaMeter.h"
 #include "report/Progress.h"
 #include "report/Report.h"
+#include "report/SlowCall.h"
 #include "system/Terminal.h"
 #include <ExternlMediaTransfer/DownloadRecords.h>
 #include <KblUtils/Result.h>
@@ -336,13 +337,33 @@ class ConsoleReport final : public Report {
     // A login's notes say what people have to do.
     if (!quiet_ || command_ == Command::login) line(withoutGivenSecrets(text));
   }
+  void waitsFor(const std::string& what) override {
+    if (what == wait_ && waitIsTold_) return;
+    wait_ = what;
+    waitIsTold_ = false;
+    waitBegan_ = Progress::Clock::now();
+  }
+  void waiting(const std::string& what) override {
+    if (!quiet_) std::cerr << "waiting for " + singleLine(withoutGivenSecrets(what)) + "\n" << std::flush;
+  }
   void tick() override {
+    tellWaiting();
     if (meter_) meter_->tick();
     if (Progress::Clock::now() - drawn_ > std::chrono::milliseconds(500)) draw();
   }
   void done(int) override { keepBar(); }
 
  private:
+  void tellWaiting() {
+    if (wait_.empty() || waitIsTold_ || Progress::Clock::now() - waitBegan_ < waitingIsTold) return;
+    waitIsTold_ = true;
+    if (meter_) meter_->close();
+    wipeBar();
+    std::cout << std::flush;
+    waiting(wait_);
+    draw();
+  }
+
   void complain(const std::string& text) {
     keepBar();
     std::cout << std::flush;
@@ -409,6 +430,9 @@ class ConsoleReport final : public Report {
   std::optional<Progress> progress_;
   Progress::Clock::time_point drawn_{};
   bool barShown_ = false;
+  std::string wait_;  ///< what is waited for; empty: nothing
+  Progress::Clock::time_point waitBegan_{};
+  bool waitIsTold_ = false;
   int lastPrinted_ = -1;
   bool stopping_ = false;
   bool finishedBefore_ = false;

@@ -231,6 +231,8 @@ class JsonReport final : public Report {
               .number("unaddressed", count.unaddressed));
   }
   void note(const std::string&) override {}
+  void waitsFor(const std::string&) override {}
+  void waiting(const std::string&) override {}
   void tick() override {}
   void done(int exitCode) override { write(JsonLine("done").number("exit", exitCode)); }
 

@@ -168,6 +168,12 @@ class Report {
 
   /// A line for people alone.
   virtual void note(const std::string& line) = 0;
+  /// From now on the program waits for this, which people are told when it takes longer than a moment; each
+  /// call begins anew, and an empty text ends it.
+  virtual void waitsFor(const std::string& what) = 0;
+  /// The wait goes on, and is told at once. The one call that may come on another thread, while the main one
+  /// is inside a call of the library.
+  virtual void waiting(const std::string& what) = 0;
   /// Comes about ten times a second while the program waits.
   virtual void tick() = 0;
   /// The last call.
