@@ -129,6 +129,34 @@ TEST_F(TypedAccounts, EndTheLoginThatRunsWhenSomebodySignsOut) {
   EXPECT_EQ(endOf(second).failure.code, KBL::ErrorCode::userCancelled);
 }
 
+TEST_F(TypedAccounts, TellTheEndOfALoginWithinTheCallThatEndsIt) {
+  server_.setConsent(sandbox::Consent::ask);
+  Accounts accounts(KBL::ema_youtube, settings());
+  std::mutex mutex;
+  std::vector<std::thread::id> threads;
+  const auto begin = [&] {
+    accounts.signIn({"0"}, {}).then([&](const SignInEnd&) {
+      const std::lock_guard lock(mutex);
+      threads.push_back(std::this_thread::get_id());
+    });
+  };
+  const auto ended = [&] {
+    const std::lock_guard lock(mutex);
+    return threads.size();
+  };
+  begin();
+  EXPECT_EQ(ended(), 0U);
+  begin();
+  EXPECT_EQ(ended(), 1U);
+  accounts.cancelSignIn();
+  EXPECT_EQ(ended(), 2U);
+  begin();
+  (void)accounts.signOut();
+  EXPECT_EQ(ended(), 3U);
+  const std::lock_guard lock(mutex);
+  EXPECT_THAT(threads, testing::Each(std::this_thread::get_id()));
+}
+
 TEST_F(TypedAccounts, EndALoginThatNobodyAnswersInTime) {
   server_.setConsent(sandbox::Consent::ask);
   Accounts accounts(KBL::ema_youtube, settings());
