@@ -9,9 +9,10 @@ build_packages=(build-essential cmake ninja-build ccache pkg-config
   libcli11-dev libcpp-httplib-dev)
 # libpython3-dev brings the shared library of the system's Python, whichever version that is.
 python_packages=(python3 libpython3-dev)
-# The proxies, the browser and the screen are servers and clients that the tests start themselves; Qt is for the desktop example.
+# The proxies, the browser and the screen are servers and clients that the tests start themselves; Qt is for the desktop example,
+# the shells complete calls of the program, and the last two check its manual.
 test_packages=(qt6-base-dev xvfb xdotool fonts-dejavu-core libgtest-dev libgmock-dev libbenchmark-dev clang openssl sqlite3 curl "${python_packages[@]}"
-  python3-oauthlib tinyproxy dante-server chromium chromium-driver)
+  python3-oauthlib tinyproxy dante-server chromium chromium-driver zsh fish groff-base mandoc)
 check_packages=(git clang-format black doxygen graphviz mypy pyflakes3 shellcheck)
 lint_packages=("${check_packages[@]}" clang-tidy-16)
 fuzz_packages=(clang-16 libclang-rt-16-dev)

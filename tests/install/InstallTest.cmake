@@ -28,6 +28,18 @@ expect_equal("${top}" "bin;${INCLUDEDIR};lib;share" "top folders")
 expect_equal("${folders}" "BsCloudConfig;BsNet;ExternlMediaTransfer;KblLogger;KblUtils;MediaTransferSandbox"
   "include folders")
 
+# What the program has written about itself.
+file(READ ${prefix}/share/man/man1/mediatransfer.1 manual LIMIT 20)
+expect_equal("${manual}" ".TH MEDIATRANSFER 1 " "manual")
+foreach(completion bash-completion/completions/mediatransfer zsh/site-functions/_mediatransfer
+                   fish/vendor_completions.d/mediatransfer.fish)
+  file(READ ${prefix}/share/${completion} script)
+  string(FIND "${script}" "youtube" place)
+  if(place LESS 0)
+    message(FATAL_ERROR "${completion} names no platform")
+  endif()
+endforeach()
+
 # What is installed is what stands in include/, and it is complete.
 set(public ${SOURCE}/../../include)
 file(GLOB_RECURSE headers RELATIVE ${prefix}/${INCLUDEDIR} ${prefix}/${INCLUDEDIR}/*.h)

@@ -1,13 +1,20 @@
 #include "options/CommandLine.h"
 
+#include "options/Completion.h"
+#include "options/Description.h"
 #include "options/Failure.h"
+#include "options/HelpText.h"
+#include "options/ManPage.h"
 #include "options/Secrets.h"
 #include "options/SettingSources.h"
 #include "options/Suggestion.h"
+#include "system/Terminal.h"
 #include <ExternlMediaTransfer/Version.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <map>
+#include <set>
 
 namespace host {
 namespace {
@@ -45,6 +52,15 @@ std::vector<std::string> mediaServiceNames(bool withAlbums) {
     if (service.hasAlbums || !withAlbums) names.emplace_back(service.name);
   }
   return names;
+}
+
+/// Those of all platforms, each once.
+std::vector<std::string> privacyWords() {
+  std::set<std::string> words;
+  for (const Platform& platform : platforms) {
+    for (std::string& word : wordsOf(platform.privacyWords)) words.insert(std::move(word));
+  }
+  return {words.begin(), words.end()};
 }
 
 /// "one, other or last"
@@ -106,12 +122,11 @@ class Parser {
     app_.allow_windows_style_options(false);
     app_.require_subcommand(1);
     app_.fallthrough();
-    app_.get_formatter()->label("SUBCOMMAND", "COMMAND");
     app_.set_version_flag("--version", std::string("mediatransfer ") + KBL::transferVersion,
                           "Print the version and exit");
     app_.footer(
-        "Options in front of the command may also follow it. The environment stands for each that is not\n"
-        "given: MEDIATRANSFER_APP_SECRET for --app-secret and so on, MEDIATRANSFER_TOKEN for --token; and\n"
+        "Options in front of the command may also follow it. The environment stands for each that is not "
+        "given: MEDIATRANSFER_APP_SECRET for --app-secret and so on, MEDIATRANSFER_TOKEN for --token; and "
         "behind it what 'mediatransfer config set' has written.");
     addSharedOptions();
     addLogin();
@@ -126,6 +141,7 @@ class Parser {
     addSandbox();
     addConfig();
     addCommand(Command::doctor, "doctor", "Check all that commands need, and say what to do about it");
+    addCompletion();
   }
 
   std::variant<Options, Help> parse(std::vector<std::string> arguments) {
@@ -140,6 +156,8 @@ class Parser {
     } catch (const CLI::ParseError& error) {
       throw Failure(Exit::wrongUse, explain(error) + "; see " + helpCall());
     }
+    if (calledCommand() == "completion") return Help{completion()};
+    if (calledCommand() == "manual") return Help{manPage(described())};
     check();
     return options_;
   }
@@ -155,8 +173,10 @@ class Parser {
 
   void addSharedOptions() {
     addFlag("--sandbox", options_.sandbox, "Use stand-in servers inside this process");
-    addText("--consent", consent_, "auto|ask", "Who consents to a login of the stand-in servers")
-        ->check(CLI::IsMember({"auto", "ask"}));
+    CLI::Option* const consent =
+        addText("--consent", consent_, "auto|ask", "Who consents to a login of the stand-in servers")
+            ->check(CLI::IsMember({"auto", "ask"}));
+    choices_[consent] = {"auto", "ask"};
     addText("--cloud-config", options_.cloudConfigFile, "FILE", "JSON object from URL key to server address");
     addText("--cache-dir", options_.cacheDir, "DIR", "Folder of the enciphered logins");
     addText("--profile", options_.profile, "NAME",
@@ -201,7 +221,7 @@ class Parser {
 
   CLI::App* addPlatformCommand(Command command, const std::string& name, const std::string& description) {
     CLI::App* const sub = addCommand(command, name, description);
-    sub->add_option("PLATFORM", platform_, platformNames())->required();
+    choices_[sub->add_option("PLATFORM", platform_, platformNames())->required()] = platformList();
     return sub;
   }
 
@@ -255,9 +275,11 @@ class Parser {
     sub.add_option("--category", options_.category,
                    "One of the categories that whoami shows, for scripted platforms")
         ->option_text("T");
-    sub.add_option("--privacy", options_.privacy,
-                   "Who may see it: public, unlisted or another word of the platform (private)")
-        ->option_text("P");
+    CLI::Option* const privacy =
+        sub.add_option("--privacy", options_.privacy,
+                       "Who may see it: public, unlisted or another word of the platform (private)")
+            ->option_text("P");
+    choices_[privacy] = privacyWords();
     sub.add_option("--thumbnail", options_.thumbnail,
                    "A picture that stands for the video, for scripted platforms")
         ->option_text("FILE");
@@ -276,7 +298,7 @@ class Parser {
   }
 
   void addService(CLI::App& sub, const std::vector<std::string>& names) {
-    sub.add_option("SERVICE", service_, choiceText(names))->required();
+    choices_[sub.add_option("SERVICE", service_, choiceText(names))->required()] = names;
   }
 
   void addAlbums() {
@@ -347,16 +369,39 @@ class Parser {
 
   void addConfig() {
     CLI::App& sub = *addCommand(Command::config, "config", "Keep options for later calls");
-    sub.add_option("ACTION", configAction_, "set, unset, show or list")->required();
-    sub.add_option("KEY", options_.configKey, "An option in front of the command, without its --");
+    choices_[sub.add_option("ACTION", configAction_, "set, unset, show or list")->required()] = {
+        "set", "unset", "show", "list"};
+    choices_[sub.add_option("KEY", options_.configKey, "An option in front of the command, without its --")] =
+        settingKeys();
     sub.add_option("VALUE", options_.configValue, "true or false for a flag; - reads a line of the input");
     sub.footer(
         "config set KEY VALUE       keeps the value, for all profiles or that of --profile\n"
         "config unset KEY           forgets it\n"
         "config show [KEY]          shows what holds, and where it comes from (list is the same)\n"
-        "The command line goes before the environment, that before the profile's file, and that before the\n"
+        "The command line goes before the environment, that before the profile's file, and that before the "
         "general one.");
   }
+
+  void addCompletion() {
+    CLI::App& sub =
+        *app_.add_subcommand("completion", "Print what a shell reads to complete calls")->group("Commands");
+    CLI::Option* const shell = sub.add_option("SHELL", shell_, "bash, zsh or fish")->required();
+    choices_[shell] = {completionShells.begin(), completionShells.end()};
+    // For those who install the program.
+    app_.add_subcommand("manual", "Print the manual page")->group("");
+  }
+
+  std::string completion() {
+    const std::string shell = lowerCase(shell_);
+    const std::vector<std::string> shells(completionShells.begin(), completionShells.end());
+    if (std::find(shells.begin(), shells.end(), shell) == shells.end()) {
+      throw Failure(Exit::wrongUse, "no completion for the shell '" + shell_ + "'" +
+                                        didYouMean(shell, shells) + "; give " + choiceText(shells));
+    }
+    return completionScript(described(), shell);
+  }
+
+  [[nodiscard]] ProgramText described() const { return describe(app_, choices_); }
 
   [[nodiscard]] std::string calledCommand() const {
     const auto called = app_.get_subcommands();
@@ -421,8 +466,9 @@ class Parser {
   }
 
   std::string helpOfCalledCommand() {
-    const auto called = app_.get_subcommands();
-    return called.empty() ? app_.help() : called.front()->help("mediatransfer");
+    constexpr int usualWidth = 80;
+    const int width = outputIsTerminal() ? std::min(terminalWidth(), usualWidth) : usualWidth;
+    return helpText(described(), calledCommand(), width);
   }
 
   void check() {
@@ -589,6 +635,8 @@ class Parser {
   std::string consent_;
   std::string platform_;
   std::string service_;
+  std::string shell_;
+  std::map<const CLI::Option*, std::vector<std::string>> choices_;  ///< the words that they take
   std::string configAction_;
 };
 
