@@ -44,9 +44,16 @@ struct SignInRequest {
 
 /// How a login ended.
 struct SignInEnd {
+  enum class How {
+    signedIn,
+    failed,
+    cancelled,  ///< by cancelSignIn, by another signIn or by signOut
+    dropped     ///< the Accounts went meanwhile
+  };
   Failure failure{};  ///< none: it is good
   std::string user{};
   std::string closingUrl{};  ///< may be shown; from a server, so nothing but http and https
+  How how = How::failed;
 
   [[nodiscard]] bool isGood() const { return !failure; }
 };
@@ -157,7 +164,16 @@ struct Accounts::Session {
     return std::exchange(signIn, std::nullopt);
   }
   void endSignIn(const Failure& failure) {
-    if (const auto ended = takeSignIn([](const SignIn&) { return true; })) ended->end.set({failure, {}, {}});
+    if (const auto ended = takeSignIn([](const SignIn&) { return true; })) ended->end.set(failedEnd(failure));
+  }
+  [[nodiscard]] SignInEnd failedEnd(const Failure& failure) const {
+    const bool isCancelled = failure.code == ErrorCode::userCancelled;
+    return {failure,
+            {},
+            {},
+            !isCancelled ? SignInEnd::How::failed
+            : isClosed   ? SignInEnd::How::dropped
+                         : SignInEnd::How::cancelled};
   }
   void takeSignInAnswer(const Failure& failure);
   std::uint64_t addVerification(const std::string& user, const Promise<Failure>& end);
@@ -232,6 +248,7 @@ class Accounts::Relay final : public IExternlMediaAuthCallback {
       SignInEnd good;
       good.user = textOf(uuid);
       good.closingUrl = textOf(url);
+      good.how = SignInEnd::How::signedIn;
       ended->end.set(std::move(good));
     });
   }
@@ -321,7 +338,7 @@ inline Eventual<SignInEnd> Accounts::signIn(const SignInRequest& request,
     former.swap(session_->signIn);
   }
   // Whoever heard of the cancelling may have begun one.
-  if (former) former->end.set({{ErrorCode::userCancelled, "Cancelled."}, {}, {}});
+  if (former) former->end.set(session_->failedEnd({ErrorCode::userCancelled, "Cancelled."}));
   const auto record = recordOf(request);
   if (!record || manager_->toExternlMediaAuth(record.get()) != resultOk) {
     session_->endSignIn({resultFailed, "The login could not be started."});
@@ -378,7 +395,7 @@ inline void Accounts::Session::takeSignInAnswer(const Failure& failure) {
   }
   // Behind the profile only the list of categories is missing.
   const auto ended = takeSignIn([](const SignIn& running) { return !running.isKnown; });
-  if (ended) ended->end.set({failure, {}, {}});
+  if (ended) ended->end.set(failedEnd(failure));
 }
 
 inline std::uint64_t Accounts::Session::addVerification(const std::string& user,

@@ -89,6 +89,7 @@ TEST_F(TypedAccounts, HearOfAWrongSecretAtOnce) {
   const SignInEnd end = endOf(accounts.signIn({"0"}, {}));
   EXPECT_FALSE(end.isGood());
   EXPECT_EQ(end.failure.message, "invalid app_secret");
+  EXPECT_EQ(end.how, SignInEnd::How::failed);
 }
 
 TEST_F(TypedAccounts, CancelALogin) {
@@ -100,8 +101,10 @@ TEST_F(TypedAccounts, CancelALogin) {
   EXPECT_FALSE(first.get());
   const auto second = accounts.signIn({"0"}, {});
   EXPECT_EQ(endOf(first).failure.code, KBL::ErrorCode::userCancelled) << "one at a time";
+  EXPECT_EQ(endOf(first).how, SignInEnd::How::cancelled);
   accounts.cancelSignIn();
   EXPECT_EQ(endOf(second).failure.code, KBL::ErrorCode::userCancelled);
+  EXPECT_EQ(endOf(second).how, SignInEnd::How::cancelled);
 }
 
 TEST_F(TypedAccounts, EndALoginThatBeganWhileAnotherOneDid) {
@@ -114,6 +117,7 @@ TEST_F(TypedAccounts, EndALoginThatBeganWhileAnotherOneDid) {
   const auto last = accounts.signIn({"0"}, {});
   ASSERT_TRUE(between);
   EXPECT_EQ(endOf(*between).failure.code, KBL::ErrorCode::userCancelled);
+  EXPECT_EQ(endOf(*between).how, SignInEnd::How::cancelled);
   EXPECT_FALSE(last.get());
 }
 
@@ -121,6 +125,7 @@ TEST_F(TypedAccounts, EndTheLoginThatRunsWhenSomebodySignsOut) {
   Accounts accounts(KBL::ema_youtube, settings());
   const SignInEnd first = endOf(accounts.signIn({"0"}, {}));
   ASSERT_TRUE(first.isGood()) << first.failure.message;
+  EXPECT_EQ(first.how, SignInEnd::How::signedIn);
   server_.setConsent(sandbox::Consent::ask);
   Flag opened;
   const auto second = accounts.signIn({"0"}, [&](const std::string&) { opened.raise(); });
@@ -226,6 +231,7 @@ TEST_F(TypedAccounts, AnswerWhatWaitsWhenTheyGo) {
   }
   ASSERT_TRUE(login->get());
   EXPECT_FALSE(login->get()->isGood());
+  EXPECT_EQ(login->get()->how, SignInEnd::How::dropped);
 }
 
 TEST_F(TypedAccounts, AnswerAVerificationThatRunsWhenTheyGo) {
