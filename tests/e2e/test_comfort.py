@@ -1,8 +1,10 @@
 """What spares people words: settings in the environment, and calls that say little."""
 
+import os
+import shutil
 import unittest
 
-from harness import HostTest
+from harness import BIN, SECRET, HostTest
 
 
 class Environment(HostTest):
@@ -36,6 +38,43 @@ class Environment(HostTest):
         result = self.run_program("whoami", "youtube")
         self.assertEqual(result.code, 2, result)
         self.assert_one_line(result.err, "exclude each other")
+
+
+class Hints(HostTest):
+    def paste(self, hint):
+        """What somebody's shell makes of the line."""
+        return self.run_command(["sh", "-c", hint], env={**self.env, "PATH": f"{BIN}:{os.environ['PATH']}"})
+
+    def hint(self, result):
+        self.assertEqual(result.code, 1, result)
+        self.assert_one_line(result.err, "sign in with: ")
+        return result.err.split("sign in with: ", 1)[1].strip()
+
+    def test_can_be_pasted_as_they_are(self):
+        servers = self.start_servers()
+        secret = self.folder / "it's secret.txt"
+        secret.write_text(SECRET + "\n")
+        config = self.folder / "my $servers & mine.json"
+        shutil.copy(servers.config, config)
+        options = ["--cloud-config", config, "--app-secret", f"@{secret}", "--profile", "work"]
+        options += ["--cache-dir", self.folder / "the cache"]
+        hint = self.hint(self.run_program(*options, "verify", "tiktok"))
+        pasted = self.paste(hint)
+        self.assertEqual(pasted.code, 0, pasted)
+        self.assertEqual(self.run_program(*options, "verify", "tiktok").code, 0)
+
+    def test_leave_out_what_is_in_force_anyway(self):
+        servers = self.start_servers()
+        self.env["MEDIATRANSFER_CLOUD_CONFIG"] = str(servers.config)
+        self.assertEqual(self.run_program("config", "set", "app-secret", SECRET).code, 0)
+        hint = self.hint(self.run_program("verify", "tiktok"))
+        self.assertEqual(hint, "mediatransfer login tiktok")
+        self.assertEqual(self.paste(hint).code, 0)
+
+    def test_tell_no_secret(self):
+        servers = self.start_servers()
+        result = self.run_program(*self.with_servers(servers, "verify", "tiktok"))
+        self.assertTrue(self.hint(result).endswith("--app-secret SECRET login tiktok"), result)
 
 
 class Quiet(HostTest):

@@ -79,7 +79,7 @@ class StoredLogin(Scripted):
         self.sign_in_there("instagram")
         result = self.run_program("--cloud-config", servers.config, "media", "instagram")
         self.assertEqual(result.code, 1, result)
-        self.assert_one_line(result.err, "has expired", "mediatransfer verify instagram")
+        self.assert_one_line(result.err, "has expired", " verify instagram")
 
     def test_shows_the_token_nowhere(self):
         servers = self.start_services()

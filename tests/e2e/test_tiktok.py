@@ -65,7 +65,7 @@ class TiktokUpload(LimitedUpload, SignedInTest):
         plain = self.upload(self.video())
         self.assertEqual(plain.code, 1, plain)
         self.assertIn(
-            "the service refused (2190008: Access token expired); sign in with: " "mediatransfer login tiktok",
+            "the service refused (2190008: Access token expired); sign in with: mediatransfer --cloud-config ",
             plain.err,
         )
 

@@ -46,7 +46,7 @@ class Verify(HostTest):
         (self.folder / "data/mediatransfer/cache/ema_youtube_cache.db").write_bytes(former)
         plain = self.run_program(*self.with_servers(servers, "verify", "youtube"))
         self.assertEqual(plain.code, 1, plain)
-        self.assert_one_line(plain.err, "does not renew the login (40103", "mediatransfer login youtube")
+        self.assert_one_line(plain.err, "does not renew the login (40103", " login youtube")
         upload = self.run_program(*self.with_servers(servers, "upload", "youtube", self.video()))
         self.assertEqual(upload.code, 0, upload)
         self.assert_one_line(upload.err, "does not renew the login (40103", "going on with the stored token")

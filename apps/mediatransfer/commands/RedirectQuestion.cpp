@@ -100,6 +100,11 @@ std::optional<std::string> RedirectQuestion::given(std::chrono::milliseconds lim
     case StandardInput::State::ended:
       inputEnded_ = true;
       if (isListening()) return std::nullopt;
+      // The stand-ins of this process go with it, and with them the login that has begun.
+      if (options_.sandbox) {
+        throw Failure(Cause::login, "nobody gave the address that the browser reached; sign in again with: " +
+                                        signInCall(options_));
+      }
       throw Failure(Cause::login, "nobody gave the address that the browser reached; give it to: " +
                                       signInCall(options_) + " --redirect-url URL");
     case StandardInput::State::nothing:

@@ -21,7 +21,7 @@ ScriptLogin requiredLogin(const Host& host, const Options& options) {
   }
   if (options.user.empty() || options.user == login->user) return *login;
   throw Failure(Cause::login, "no user " + options.user + " is signed in to " + platform + "; " +
-                                  nextCall(options) + " whoami " + platformAndWay(options) + " shows who is");
+                                  whoCall(options) + " shows who is");
 }
 
 [[noreturn]] void refuseLogin(const Options& options, const std::string& text) {

@@ -27,15 +27,14 @@ bool reportQueued(Host& host) {
                   "nobody is signed in to " + platform + "; sign in with: " + signInCall(options));
   }
   throw Failure(Cause::login, "no user " + options.user + " is signed in to " + platform + "; " +
-                                  nextCall(options) + " whoami " + platformAndWay(options) + " shows who is");
+                                  whoCall(options) + " shows who is");
 }
 
 }  // namespace
 
 int runVerify(const Options& options, Report& report) {
   if (options.offline) {
-    throw Failure(Exit::wrongUse, "--offline is for platforms that go through a script; " +
-                                      nextCall(options) + " whoami " + platformAndWay(options) +
+    throw Failure(Exit::wrongUse, "--offline is for platforms that go through a script; " + whoCall(options) +
                                       " shows a stored login without asking anybody");
   }
   Host host(options, report, Servers::needed);

@@ -72,7 +72,7 @@ Check checkFolder(const std::string& folder) {
   if (there != folder) return {"cache folder", State::ok, folder + " (the first login makes it)", {}};
   if (isOpenToOthers(folder)) {
     return {"cache folder", State::warning, "'" + folder + "' is open to other users of this machine",
-            "close it with: chmod 700 " + quoted(folder)};
+            "close it with: chmod 700 " + shellWord(folder)};
   }
   return {"cache folder", State::ok, folder, {}};
 }
@@ -101,7 +101,7 @@ Check checkKey(const DataFolders& folders) {
   }
   if (isOpenToOthers(path)) {
     return {"key", State::warning, "'" + path + "' is open to other users of this machine",
-            "close it with: chmod 600 " + quoted(path)};
+            "close it with: chmod 600 " + shellWord(path)};
   }
   return {"key", State::ok, path, {}};
 }
@@ -141,7 +141,7 @@ std::vector<Check> checkConfiguration(const Options& options) {
     if (isOpenToOthers(path)) {
       checks.push_back({"configuration", State::warning,
                         "'" + path + "' is open to other users of this machine",
-                        "close it with: chmod 600 " + quoted(path)});
+                        "close it with: chmod 600 " + shellWord(path)});
     } else if (options.configTrouble.empty()) {
       checks.push_back({"configuration", State::ok, path, {}});
     }
@@ -193,10 +193,10 @@ std::vector<Check> checkScripts(const Options& options, Report& report) {
     for (const Platform& platform : platforms) {
       if (!platform.native) names += (names.empty() ? "" : ", ") + std::string(platform.name);
     }
-    return {
-        {"python home", State::warning, "none is set, which " + names + " need",
-         "make one with: tools/make_python_home DIR, and keep it with: mediatransfer config set python-home "
-         "DIR"}};
+    return {{"python home", State::warning, "none is set, which " + names + " need",
+             "make one with: tools/make_python_home DIR, and keep it with: " + nextCall(options) +
+                 " config set python-home "
+                 "DIR"}};
   }
   try {
     requirePythonHome(options.pythonHome, "the platforms that go through a script");

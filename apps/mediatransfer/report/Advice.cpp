@@ -23,8 +23,9 @@ std::string signInAgain(std::string_view platform, std::string_view program) {
          (platform.empty() ? "PLATFORM" : std::string(platform));
 }
 
-std::string seeWho(std::string_view program) {
-  return "see who is with: " + std::string(program) + " whoami";
+std::string seeWho(std::string_view platform, std::string_view program) {
+  return "see who is with: " + std::string(program) + " whoami " +
+         (platform.empty() ? "PLATFORM" : std::string(platform));
 }
 
 bool isTransportFailure(int code) {
@@ -133,7 +134,7 @@ std::string meaningOf(int code, const std::string& text) {
 
 std::string nextStepForParameter(const InvalidParameter& known, std::string_view platform,
                                  std::string_view program) {
-  if (known.text == noSuchUser) return seeWho(program);
+  if (known.text == noSuchUser) return seeWho(platform, program);
   return known.nextStep.empty() ? signInAgain(platform, program) : std::string(known.nextStep);
 }
 
@@ -141,7 +142,7 @@ std::string nextStep(int code, const std::string& text, std::string_view platfor
   if (code == KBL::ErrorCode::paramInvalid) {
     return nextStepForParameter(invalidParameter(text), platform, program);
   }
-  if (isUnknownUser(code, text)) return seeWho(program);
+  if (isUnknownUser(code, text)) return seeWho(platform, program);
   const char* const step = knownError(code).nextStep;
   if (step == toSignIn) return signInAgain(platform, program);
   if (*step != '\0') return step;
@@ -175,14 +176,62 @@ std::string detailOf(int code, const std::string& text) {
   return reason.empty() ? std::string() : " (" + reason + ")";
 }
 
-}  // namespace
-
-std::string nextCall(const Options& options) {
-  return std::string("mediatransfer") + (options.sandbox ? " --sandbox" : "") +
-         (options.profile.empty() ? "" : " --profile " + options.profile);
+/// Without settings, what the options hold was given.
+SettingValue settingOf(const Options& options, std::string_view key, const std::string& value) {
+  for (const SettingValue& one : options.settings) {
+    if (one.key == key) return one;
+  }
+  return {key, value, value.empty() ? SettingSource::nowhere : SettingSource::commandLine, {}};
 }
 
-std::string quoted(const std::string& text) {
+std::string profileOption(const Options& options) {
+  const SettingValue given = settingOf(options, "profile", options.profile);
+  const std::string ambient = given.value == usualProfile ? std::string() : given.value;
+  const bool isGiven = given.source == SettingSource::commandLine && !given.value.empty();
+  if (!isGiven && options.profile == ambient) return {};
+  return "--profile " + (options.profile.empty() ? usualProfile : options.profile);
+}
+
+std::string sandboxOption(const Options& options) {
+  const SettingValue given = settingOf(options, "sandbox", options.sandbox ? "true" : "");
+  if (given.source != SettingSource::commandLine) return {};
+  return options.sandbox ? "--sandbox" : given.value == "false" ? "--sandbox=false" : "";
+}
+
+/// What of these the next call needs as well, as it was given; the environment and the files are there still.
+std::string givenOption(const Options& options, const Setting& setting) {
+  struct Text {
+    std::string_view key;
+    const std::string& value;
+  };
+  const std::string consent = options.consentAsk ? "ask" : "";
+  const std::array<Text, 8> texts{{{"consent", consent},
+                                   {"cloud-config", options.cloudConfigFile},
+                                   {"cache-dir", options.cacheDir},
+                                   {"proxy", options.proxy},
+                                   {"app-id", options.appId},
+                                   {"app-secret", options.appSecret},
+                                   {"app-redirect", options.appRedirect},
+                                   {"python-home", options.pythonHome}}};
+  if (setting.key == "profile") return profileOption(options);
+  if (setting.key == "sandbox") return sandboxOption(options);
+  for (const Text& text : texts) {
+    if (text.key != setting.key || text.value.empty()) continue;
+    SettingValue given = settingOf(options, text.key, text.value);
+    if (given.source != SettingSource::commandLine) return {};
+    // No secret is printed, not even to whoever gave it: a word stands where it has to be filled in.
+    given.value = shownValue(given);
+    if (const std::size_t mask = given.value.find("***"); mask != std::string::npos) {
+      given.value.replace(mask, 3, "SECRET");
+    }
+    return "--" + std::string(text.key) + " " + shellWord(given.value);
+  }
+  return {};
+}
+
+}  // namespace
+
+std::string shellWord(const std::string& text) {
   constexpr std::string_view plain =
       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-./:,+@%=";
   if (!text.empty() && text.find_first_not_of(plain) == std::string::npos) return text;
@@ -197,6 +246,15 @@ std::string quoted(const std::string& text) {
   return word + "'";
 }
 
+std::string nextCall(const Options& options) {
+  std::string call = "mediatransfer";
+  for (const Setting& setting : allSettings) {
+    const std::string word = givenOption(options, setting);
+    if (!word.empty()) call += " " + word;
+  }
+  return call;
+}
+
 std::string platformAndWay(const Options& options) {
   if (options.platform == nullptr) return {};
   return std::string(options.platform->name) + (options.script    ? " --script"
@@ -206,6 +264,10 @@ std::string platformAndWay(const Options& options) {
 
 std::string signInCall(const Options& options) {
   return nextCall(options) + " login " + platformAndWay(options);
+}
+
+std::string whoCall(const Options& options) {
+  return nextCall(options) + " whoami " + platformAndWay(options);
 }
 
 std::string explainError(int code, const std::string& text, std::string_view platform,

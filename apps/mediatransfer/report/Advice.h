@@ -9,18 +9,24 @@
 
 namespace host {
 
-/// How a next call of the program begins: with the stand-in servers if this one has them, whose logins are
-/// apart from all others, and with its profile.
+// Every printed call of the program comes from these, so that it can be pasted as it stands.
+
+/// How a next call of the program begins: with those options of this one's command line that say which
+/// servers, logins and application it is about, each as one word of a shell. What the environment and the
+/// configuration give is in force there, too.
 [[nodiscard]] std::string nextCall(const Options& options);
 /// The platform of the options with the way that was chosen for it, as it stands behind a command; empty
 /// without a platform.
 [[nodiscard]] std::string platformAndWay(const Options& options);
 
 /// The text as one word of a command line.
-[[nodiscard]] std::string quoted(const std::string& text);
+[[nodiscard]] std::string shellWord(const std::string& text);
 
 /// The next call that signs in anew.
 [[nodiscard]] std::string signInCall(const Options& options);
+
+/// The next call that shows who is signed in.
+[[nodiscard]] std::string whoCall(const Options& options);
 
 // `platform` is what stands behind the command of a next call, and may be empty; `program` is how that
 // begins.

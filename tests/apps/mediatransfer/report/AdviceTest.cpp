@@ -1,5 +1,8 @@
+#include "options/CommandLine.h"
 #include "options/Secrets.h"
 #include "report/Advice.h"
+#include "support/TemporaryDirectory.h"
+#include "system/Files.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -66,7 +69,7 @@ TEST(Advice, AnUnknownUserIsNotNobody) {
   EXPECT_EQ(
       explainError(-10021, "ema_youtube.1, uuid empty data", "youtube"),
       "no such user is signed in (-10021: ema_youtube.1, uuid empty data); see who is with: mediatransfer "
-      "whoami");
+      "whoami youtube");
 }
 
 TEST(Advice, ARefusedRenewalSaysWhatComesOfIt) {
@@ -90,7 +93,7 @@ TEST(Advice, InvalidParameterIsToldByItsText) {
 
   EXPECT_EQ(line("ema_douyin.1, empty data"),
             "no such user is signed in (-10002: ema_douyin.1, empty data); see who is with: "
-            "mediatransfer whoami");
+            "mediatransfer whoami douyin");
   for (const char* text : {"ema_douyin.1, no uploader", "account uid param invalid", "account uid invalid",
                            "refresh token param invalid"}) {
     EXPECT_TRUE(line(text).starts_with("the stored login ")) << line(text);
@@ -158,6 +161,59 @@ TEST(Advice, TokenInAServersReplyIsMasked) {
   const std::string text =
       withoutSecrets(R"(can't read json. response:{"access_token":"abcdefgh12345678","ex)");
   EXPECT_EQ(text.find("abcdefgh12345678"), std::string::npos);
+}
+
+std::string callAfter(const std::vector<std::string>& arguments) {
+  return nextCall(std::get<Options>(parseCommandLine(arguments)));
+}
+
+TEST(Hints, HaveTheOptionsInForce) {
+  struct Row {
+    std::vector<std::string> arguments;
+    const char* call;
+  };
+  const std::vector<Row> table{
+      {{"status"}, "mediatransfer"},
+      {{"--json", "-q", "-v", "--log", "x", "status"}, "mediatransfer"},
+      {{"status", "--sandbox"}, "mediatransfer --sandbox"},
+      {{"--sandbox", "--consent", "ask", "status"}, "mediatransfer --sandbox --consent ask"},
+      {{"--profile", "work", "status"}, "mediatransfer --profile work"},
+      {{"--cloud-config", "my servers.json", "status"}, "mediatransfer --cloud-config 'my servers.json'"},
+      {{"--cache-dir", "it's", "status"}, "mediatransfer --cache-dir 'it'\\''s'"},
+      {{"--app-id", "$(id)", "--app-redirect", "http://h/?a=1&b", "status"},
+       "mediatransfer --app-id '$(id)' --app-redirect 'http://h/?a=1&b'"},
+      {{"--python-home", "/home", "status"}, "mediatransfer --python-home /home"},
+      {{"--proxy", "http://h:1", "status"}, "mediatransfer --proxy http://h:1"},
+      {{"--proxy", "http://u:hush@h:1", "status"}, "mediatransfer --proxy http://u:SECRET@h:1"},
+      {{"--app-secret", "hush-hush", "status"}, "mediatransfer --app-secret SECRET"},
+  };
+  for (const Row& row : table) EXPECT_EQ(callAfter(row.arguments), row.call);
+}
+
+TEST(Hints, LeaveOutWhatTheConfigurationGives) {
+  const TemporaryDirectory folder;
+  const std::string path = folder.path().string();
+  ASSERT_TRUE(writeFile(path + "/config", "profile = work\nsandbox = true\napp-id = mine\n"));
+  const auto after = [&](const std::vector<std::string>& arguments) {
+    return nextCall(std::get<Options>(parseCommandLine(arguments, path)));
+  };
+  EXPECT_EQ(after({"status"}), "mediatransfer");
+  EXPECT_EQ(after({"--profile", "default", "status"}), "mediatransfer --profile default");
+  EXPECT_EQ(after({"--sandbox=false", "status"}), "mediatransfer --sandbox=false");
+  EXPECT_EQ(after({"--cloud-config", "c", "status"}), "mediatransfer --cloud-config c");
+}
+
+TEST(Hints, NameTheProfileThatTheyAreAbout) {
+  Options options = std::get<Options>(parseCommandLine({"status"}));
+  options.profile = "club";
+  EXPECT_EQ(nextCall(options), "mediatransfer --profile club");
+}
+
+TEST(Hints, QuoteWhatAShellWouldRead) {
+  EXPECT_EQ(shellWord("/a/b-c_d.e:f"), "/a/b-c_d.e:f");
+  EXPECT_EQ(shellWord(""), "''");
+  EXPECT_EQ(shellWord("~/x"), "'~/x'");
+  EXPECT_EQ(shellWord("a'b"), "'a'\\''b'");
 }
 
 TEST(Advice, TellsKindsOfTroubleApart) {
