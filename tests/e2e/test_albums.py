@@ -124,6 +124,12 @@ class Albums(HostTest):
         own.unlink()
         self.assert_whole(14)
 
+    def test_the_longest_names_are_known_again(self):
+        template = "a" * 300 + ".{ext}"
+        self.assert_ends(self.fetch("facebook", *VIDEOS, "--name-template", template), 0)
+        self.count(self.fetch("facebook", *VIDEOS, "--name-template", template), stored=0, there=14)
+        self.assert_whole(14)
+
     def test_names_by_template(self):
         self.assert_ends(self.fetch("facebook", *VIDEOS, "--name-template", "{index} {type}.{ext}"), 0)
         self.assertEqual(self.files(), [f"{number:02} video.mp4" for number in range(1, 15)])

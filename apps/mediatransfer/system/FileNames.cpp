@@ -9,7 +9,7 @@
 namespace host {
 namespace {
 
-/// Bytes; systems take 255, and a number and the names of temporary files want room.
+/// Bytes; systems take 255, and the names of temporary files want room.
 constexpr std::size_t longestName = 200;
 constexpr std::size_t longestEnding = 16;
 
@@ -86,7 +86,7 @@ std::string safeFileName(std::string_view text) {
   while (name.ends_with('.') || name.ends_with(' ')) name.pop_back();
   if (name.starts_with('.') || name.starts_with('-')) name.front() = '_';
   if (name.empty()) name = "_";
-  return isReserved(name) ? "_" + name : name;
+  return isReserved(name) ? safeFileName("_" + name) : name;
 }
 
 std::string foldedFileName(std::string_view name) {
@@ -100,8 +100,10 @@ std::string foldedFileName(std::string_view name) {
 
 std::string numberedFileName(std::string_view name, int number) {
   const std::size_t ending = endingOf(name);
-  return std::string(name.substr(0, ending)) + " (" + std::to_string(number) + ")" +
-         std::string(name.substr(ending));
+  const std::string mark = " (" + std::to_string(number) + ")" + std::string(name.substr(ending));
+  std::string numbered(name.substr(0, ending));
+  shorten(numbered, longestName - mark.size());
+  return numbered + mark;
 }
 
 }  // namespace host

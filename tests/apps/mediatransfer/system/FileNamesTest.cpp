@@ -49,7 +49,10 @@ TEST(SafeFileName, IsShortAndKeepsItsEndingAndItsLetters) {
 }
 
 TEST(SafeFileName, TakesItsOwnNames) {
-  for (const char* text : {"../x", "CON", " a. ", "-", "\x01", "x.."}) {
+  const std::string tail(500, 'x');
+  for (const std::string& text :
+       {std::string("../x"), std::string("CON"), std::string(" a. "), std::string("-"), std::string("\x01"),
+        std::string("x.."), "nul." + tail + ".jpg", tail}) {
     const std::string name = safeFileName(text);
     EXPECT_EQ(safeFileName(name), name) << text;
   }
@@ -64,6 +67,16 @@ TEST(FoldedFileName, IsTheSameForNamesThatDifferInCase) {
 TEST(NumberedFileName, NumbersInFrontOfTheEnding) {
   EXPECT_EQ(numberedFileName("a.b.jpg", 2), "a.b (2).jpg");
   EXPECT_EQ(numberedFileName("a", 10), "a (10)");
+}
+
+TEST(NumberedFileName, IsSafeForTheLongestNames) {
+  std::string letters;
+  for (int i = 0; i < 300; ++i) letters += "ü";
+  for (const std::string& text : {std::string(500, 'x') + ".jpg", letters, letters + ".jpg"}) {
+    const std::string name = numberedFileName(safeFileName(text), 1234);
+    EXPECT_EQ(safeFileName(name), name);
+    EXPECT_NE(name.find(" (1234)"), std::string::npos);
+  }
 }
 
 }  // namespace
