@@ -124,6 +124,18 @@ class Albums(HostTest):
         own.unlink()
         self.assert_whole(14)
 
+    def test_a_file_that_came_in_place_of_a_failed_one_is_not_replaced(self):
+        self.servers.fault("mediaVideo", "status", nth=3, code=503, text="no")
+        self.assertEqual(self.fetch("facebook", *VIDEOS).code, 1)
+        failed = [entry for entry in self.manifest().values() if entry["status"] == "failed"]
+        self.assertEqual(len(failed), 1)
+        own = self.target / failed[0]["name"]
+        own.write_text("mine")
+        self.count(self.fetch("facebook", *VIDEOS), stored=1, there=13)
+        self.assertEqual(own.read_text(), "mine")
+        own.unlink()
+        self.assert_whole(14)
+
     def test_the_longest_names_are_known_again(self):
         template = "a" * 300 + ".{ext}"
         self.assert_ends(self.fetch("facebook", *VIDEOS, "--name-template", template), 0)

@@ -4,11 +4,10 @@
 #include "commands/AlbumManifest.h"
 #include "commands/FetchPool.h"
 #include "host/Interrupt.h"
+#include "host/LoginFile.h"
 #include "options/Failure.h"
 #include "system/FileNames.h"
 #include "system/Utf8Path.h"
-#include <KblUtils/FileUtil.h>
-#include <KblUtils/Path.h>
 
 #include <algorithm>
 #include <chrono>
@@ -53,11 +52,16 @@ class Names {
     return name;
   }
 
- private:
-  [[nodiscard]] bool isTaken(const std::string& name) const {
+  /// Whether the folder has something of that name.
+  [[nodiscard]] bool isThere(const std::string& name) const {
     std::error_code error;
     const auto status = std::filesystem::symlink_status(pathFromUtf8(manifest_.pathOf(name)), error);
-    return taken_.contains(foldedFileName(name)) || std::filesystem::exists(status);
+    return std::filesystem::exists(status);
+  }
+
+ private:
+  [[nodiscard]] bool isTaken(const std::string& name) const {
+    return taken_.contains(foldedFileName(name)) || isThere(name);
   }
 
   const AlbumManifest& manifest_;
@@ -105,8 +109,11 @@ class AlbumDownload {
       }
       AlbumManifest::Entry planned;
       planned.id = entry.id;
-      planned.name = known != nullptr ? known->name
-                                      : names.take(entryName(options_.nameTemplate, entry, entries_.size()));
+      // A download that failed has left no file: what is there now is somebody's own.
+      const bool keepsName =
+          known != nullptr && (known->status != Status::failed || !names.isThere(known->name));
+      planned.name =
+          keepsName ? known->name : names.take(entryName(options_.nameTemplate, entry, entries_.size()));
       planned.address = entry.address;
       planned.isVideo = entry.isVideo;
       manifest_.put(planned);
@@ -195,10 +202,7 @@ void checkAlbumFolder(const Options& options) {
   const std::filesystem::path folder = standing(pathFromUtf8(options.downloadDir));
   std::error_code error;
   if (!std::filesystem::is_directory(folder, error)) refuseFolder(options.downloadDir);
-  const KBL::Path probe(utf8FromPath(folder / ".mediatransfer-probe"));
-  const bool isTaken = KBL::FileUtil::writePrivateFile(probe, "probe");
-  KBL::FileUtil::remove(probe);
-  if (!isTaken) refuseFolder(options.downloadDir);
+  if (!folderTakesAFile(utf8FromPath(folder))) refuseFolder(options.downloadDir);
   // One that cannot be read is told before anything is asked.
   (void)AlbumManifest(options.downloadDir);
 }

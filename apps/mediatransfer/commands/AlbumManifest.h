@@ -44,8 +44,6 @@ class AlbumManifest {
   void save() const;
 
  private:
-  void read(const std::string& text);
-
   std::string folder_;
   std::vector<Entry> entries_;
   std::map<std::string, std::size_t> places_;
