@@ -98,11 +98,12 @@ std::string shownValue(const SettingValue& value) {
   const bool isSecret = setting != nullptr && setting->kind == Setting::Kind::secret;
   if (isSecret && !value.value.empty() && !value.value.starts_with('@')) return "***";
   if (value.key != "proxy") return value.value;
-  const std::size_t begin = value.value.find("://");
+  // One that cannot be used, without a scheme, may have a password all the same.
+  const std::size_t scheme = value.value.find("://");
+  const std::size_t begin = scheme == value.value.find(':') && scheme != std::string::npos ? scheme + 3 : 0;
   const std::size_t end = value.value.rfind('@');
-  if (begin == std::string::npos || end == std::string::npos || end < begin) return value.value;
-  const std::size_t colon = value.value.find(':', begin + 3);
-  if (colon > end) return value.value;
+  const std::size_t colon = value.value.find(':', begin);
+  if (end == std::string::npos || colon > end) return value.value;
   return value.value.substr(0, colon + 1) + "***" + value.value.substr(end);
 }
 
