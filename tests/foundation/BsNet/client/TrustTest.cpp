@@ -20,12 +20,15 @@ class Trust : public testing::Test {
  protected:
   /// What libcurl says of a server that `authority` has signed.
   CURLcode resultUnder(const KBL::CurlTrust& trust) {
-    const TlsServer server(authority.sign("IP:127.0.0.1"));
+    return resultUnder(trust, TlsServer(authority.sign("IP:127.0.0.1")));
+  }
+  static CURLcode resultUnder(const KBL::CurlTrust& trust, const TlsServer& server) {
     const KBL::CurlStay stay;
     KBL::CurlEasy easy;
     easy.set(CURLOPT_URL, server.url());
     easy.set(CURLOPT_NOPROXY, "*");
     easy.set(CURLOPT_NOBODY, 1L);
+    easy.set(CURLOPT_SHARE, KBL::curlShare());
     trust.applyTo(easy);
     EXPECT_EQ(easy.failure(), CURLE_OK);
     return curl_easy_perform(easy.get());
@@ -56,6 +59,16 @@ TEST_F(Trust, OfEachConnectionIsTheSame) {
   const KBL::CurlTrust trust(good, foreign);
   EXPECT_EQ(resultUnder(trust), CURLE_OK);
   EXPECT_EQ(resultUnder(trust), CURLE_OK);
+}
+
+// Who takes a session up looks at no certificate.
+TEST_F(Trust, OfOtherDefaultsTakesNoSessionUp) {
+  const TlsServer server(authority.sign("IP:127.0.0.1"));
+  EXPECT_EQ(resultUnder({good, foreign}, server), CURLE_OK);
+  EXPECT_EQ(resultUnder({foreign, foreign}, server), CURLE_PEER_FAILED_VERIFICATION);
+  EXPECT_EQ(server.resumed(), 0);
+  EXPECT_EQ(resultUnder({good, foreign}, server), CURLE_OK);
+  EXPECT_EQ(server.resumed(), 1);
 }
 
 TEST_F(Trust, IsToldApartByAllOfTheText) {
