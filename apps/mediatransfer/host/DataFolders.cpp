@@ -72,7 +72,7 @@ std::string configFolder() {
 #else
 
 std::string configFolder() {
-  // The specification of these folders wants paths alone that do not hang on where somebody is.
+  // A relative path would lead elsewhere from each folder.
   const auto usable = [](const std::string& path) { return path.starts_with('/'); };
   const std::string own = KBL::Environment::variable("XDG_CONFIG_HOME");
   if (usable(own)) return own + "/mediatransfer";

@@ -1,7 +1,5 @@
 #include "system/Environment.h"
 
-#include <KblUtils/Process.h>
-
 #include <cstdlib>
 
 #if defined(_WIN32)
@@ -23,10 +21,5 @@ void setEnvironment(const char* name, const std::string& value) {
 }
 
 #endif
-
-bool environmentAsksFor(const char* name) {
-  const std::string value = KBL::Environment::variable(name);
-  return !value.empty() && value != "0" && value != "false";
-}
 
 }  // namespace host

@@ -8,7 +8,4 @@ namespace host {
 /// it.
 void setEnvironment(const char* name, const std::string& value);
 
-/// Whether the variable is there and says neither "0" nor "false".
-[[nodiscard]] bool environmentAsksFor(const char* name);
-
 }  // namespace host
