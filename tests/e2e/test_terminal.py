@@ -55,6 +55,21 @@ class Terminal(HostTest):
         self.assertRegex(text, r"\r\x1b\[K\[#+\] 100%  (\d+\.\d)/\1 [KM]iB  \d+\.\d [KMG]iB/s\r?\n")
         self.assertTrue(text.endswith(f"stored in {target}\r\n"), text)
 
+    def test_states_have_colours(self):
+        self.env["TERM"] = "xterm"
+        self.env.pop("NO_COLOR", None)
+        code, text = self.run_on_terminal("--sandbox", "doctor")
+        self.assertEqual(code, 0, text)
+        self.assertIn("\x1b[32mok\x1b[0m       configuration: ", text)
+        self.assertIn("\x1b[33mwarning\x1b[0m  python home: ", text)
+
+    def test_colours_can_be_refused(self):
+        for name, value in (("NO_COLOR", "1"), ("TERM", "dumb")):
+            self.env.update({"TERM": "xterm", "NO_COLOR": "", name: value})
+            code, text = self.run_on_terminal("--sandbox", "doctor")
+            self.assertEqual(code, 0, text)
+            self.assertNotIn("\x1b", text)
+
     def test_json_lines_stay_json_lines(self):
         self.signed_in()
         code, text = self.run_on_terminal("--sandbox", "--json", "upload", "youtube", self.video())

@@ -63,16 +63,19 @@ std::string categoriesText(std::string text) {
   return shown;
 }
 
-std::string stateCell(Check::State state) {
-  switch (state) {
-    case Check::State::ok:
-      return "ok       ";
-    case Check::State::warning:
-      return "warning  ";
-    case Check::State::fault:
-      return "fault    ";
-  }
-  return {};
+/// The word in its column, green, yellow or red where there are colours.
+std::string stateCell(Check::State state, bool coloured) {
+  struct Word {
+    std::string_view text;
+    std::string_view colour;
+  };
+  const Word word = state == Check::State::ok        ? Word{"ok", "\x1b[32m"}
+                    : state == Check::State::warning ? Word{"warning", "\x1b[33m"}
+                                                     : Word{"fault", "\x1b[31m"};
+  constexpr std::size_t width = 9;
+  const std::string blanks(width - word.text.size(), ' ');
+  if (!coloured) return std::string(word.text) + blanks;
+  return std::string(word.colour) + std::string(word.text) + "\x1b[0m" + blanks;
 }
 
 /// Lines for people on the standard output, errors on the standard error stream; on a terminal the progress
@@ -143,7 +146,7 @@ class ConsoleReport final : public Report {
     if (quiet_ && check.state == Check::State::ok) return;
     const std::string text =
         check.name + ": " + check.text + (check.remedy.empty() ? "" : "; " + check.remedy);
-    line(stateCell(check.state) + singleLine(withoutGivenSecrets(text), 1000));
+    line(stateCell(check.state, outputTakesColours()) + singleLine(withoutGivenSecrets(text), 1000));
   }
   void checksEnd(const CheckCount& count) override {
     if (quiet_) return;

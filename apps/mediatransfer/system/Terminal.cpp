@@ -1,5 +1,7 @@
 #include "system/Terminal.h"
 
+#include <KblUtils/Process.h>
+
 #if defined(_WIN32)
 #include <windows.h>
 // windows.h has to come first
@@ -74,5 +76,10 @@ std::vector<std::string> utf8Arguments(int argc, char** argv) {
 }
 
 #endif
+
+bool outputTakesColours() {
+  return outputIsTerminal() && KBL::Environment::variable("NO_COLOR").empty() &&
+         KBL::Environment::variable("TERM") != "dumb";
+}
 
 }  // namespace host

@@ -11,6 +11,8 @@ namespace host {
 void secureStandardStreams();
 /// True when people watch the standard output.
 [[nodiscard]] bool outputIsTerminal();
+/// True when they also want it in colours: NO_COLOR is not set, and the terminal is not dumb.
+[[nodiscard]] bool outputTakesColours();
 /// Columns of the terminal; 80 when it does not tell.
 [[nodiscard]] int terminalWidth();
 /// The arguments without the program's name, in UTF-8 on every system.
