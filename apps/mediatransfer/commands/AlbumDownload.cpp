@@ -133,6 +133,7 @@ class AlbumDownload {
 
   void fetch() {
     constexpr std::chrono::milliseconds slice(100);
+    constexpr std::chrono::milliseconds noTime(0);
     FetchPool pool(std::min(options_.jobs, std::max(count_.wanted, 1)));
     report_.fetchesStart(count_);
     std::size_t next = 0;
@@ -144,7 +145,11 @@ class AlbumDownload {
     }
     isStopped_ = next < wanted_.size() || !pool.isIdle();
     pool.stop();
-    while (const auto end = pool.next(std::chrono::milliseconds(0))) take(*end);
+    for (;;) {
+      const auto end = pool.next(noTime);
+      if (!end) break;
+      take(*end);
+    }
     manifest_.save();
   }
 

@@ -79,7 +79,7 @@ void setNames(AlbumEntry& entry, std::string_view path) {
 }
 
 std::string filled(std::size_t number, std::size_t width) {
-  std::string text = std::to_string(number);
+  const std::string text = std::to_string(number);
   return std::string(std::max(width, text.size()) - text.size(), '0') + text;
 }
 

@@ -145,7 +145,7 @@ class UploadBatch {
     if (!options_.dryRun) return way_.upload(upload.options, upload.record, upload.size);
     if (isTooLarge(upload)) {
       // As the library tells it.
-      const std::string limit = std::to_string(options_.platform->native->tooLargeMiB) + "MB";
+      const std::string limit = std::to_string(tooLargeMiB()) + "MB";
       report_.uploadError(KBL::transferEventError, std::to_string(KBL::ErrorCode::fileTooLarge) + "," +
                                                        upload.options.file + ", limit " + limit);
       return Exit::refused;
@@ -154,17 +154,23 @@ class UploadBatch {
     return Exit::done;
   }
 
+  /// 0: nothing is.
+  [[nodiscard]] std::uint64_t tooLargeMiB() const {
+    const std::optional<NativeUpload>& native = options_.platform->native;
+    return native && !usesScript(options_) ? native->tooLargeMiB : 0;
+  }
+
   [[nodiscard]] bool isTooLarge(const Upload& upload) const {
-    if (usesScript(options_) || options_.platform->native->tooLargeMiB == 0) return false;
-    return upload.size >= options_.platform->native->tooLargeMiB << 20;
+    return tooLargeMiB() != 0 && upload.size >= tooLargeMiB() << 20;
   }
 
   [[nodiscard]] UploadPlan planOf(const Upload& upload) const {
     UploadPlan plan;
     plan.file = upload.options.file;
     plan.bytes = upload.size;
-    const bool isNative = !usesScript(options_);
-    if (isNative && options_.platform->native->unsent == NativeUpload::Unsent::allButTheVideo) return plan;
+    const std::optional<NativeUpload>& native = options_.platform->native;
+    const bool isNative = native && !usesScript(options_);
+    if (isNative && native->unsent == NativeUpload::Unsent::allButTheVideo) return plan;
     plan.title = upload.record.title;
     plan.description = upload.record.description;
     plan.tags = upload.record.tags;

@@ -91,8 +91,9 @@ std::string safeFileName(std::string_view text) {
 
 std::string foldedFileName(std::string_view name) {
   std::string folded;
-  for (auto place = name.begin(); place != name.end();) {
-    const auto letter = static_cast<char32_t>(utf8::next(place, name.end()));
+  const char* const end = name.data() + name.size();
+  for (const char* place = name.data(); place != end;) {
+    const auto letter = static_cast<char32_t>(utf8::next(place, end));
     utf8::append(lowerLetter(letter), std::back_inserter(folded));
   }
   return folded;
