@@ -89,6 +89,8 @@ class Config(HostTest):
             (("set", "json", "perhaps"), "true or false"),
             (("set", "consent", "never"), "auto or ask"),
             (("set", "proxy", "host"), "no scheme"),
+            (("set", "app-id", " x"), "begins or ends with a blank"),
+            (("set", "app-id", "x\t"), "begins or ends with a blank"),
             (("list", "json", "1"), "too many"),
         ):
             result = self.run_program("config", *arguments)

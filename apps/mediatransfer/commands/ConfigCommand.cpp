@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <iostream>
 #include <string>
+#include <string_view>
 
 namespace host {
 namespace {
@@ -48,7 +49,8 @@ std::string newValue(const Setting& setting, const Options& options) {
     if (value.ends_with('\r')) value.pop_back();
   }
   if (value.empty()) throw Failure(Exit::wrongUse, "the value is empty; give one, or use config unset");
-  if (value.front() == ' ' || value.back() == ' ') {
+  constexpr std::string_view blanks = " \t";
+  if (blanks.find(value.front()) != blanks.npos || blanks.find(value.back()) != blanks.npos) {
     throw Failure(Exit::wrongUse, "the value begins or ends with a blank; give it without");
   }
   const std::string trouble = troubleOfValue(setting, value);

@@ -73,7 +73,7 @@ void ConfigFile::check(Line& line, std::size_t number) {
   const Setting* const setting = findSetting(line.key);
   // What stands in a line that is none of ours may be a secret.
   std::string reason;
-  if (line.key.empty() || line.value.empty()) {
+  if (line.key.empty() || line.value.empty() || line.key.find_first_of(" \t:") != std::string::npos) {
     reason = "is not KEY = VALUE; mend or remove it";
   } else if (setting == nullptr) {
     reason = "has the unknown key '" + line.key.substr(0, 64) + "'" + didYouMean(line.key, settingKeys()) +

@@ -9,6 +9,7 @@
 namespace host {
 namespace {
 
+using testing::AllOf;
 using testing::HasSubstr;
 
 class ConfigFiles : public testing::Test {
@@ -51,6 +52,9 @@ TEST_F(ConfigFiles, NameTheLineThatTheyCannotUse) {
 TEST_F(ConfigFiles, TroubleTellsNoValue) {
   EXPECT_THAT(withText("app-secrte = hush-hush\n").trouble(), Not(HasSubstr("hush")));
   EXPECT_THAT(withText("proxy = http://u:hush-hush@h\n").trouble(), Not(HasSubstr("hush")));
+  for (const char* text : {"app-secret: hush=hush\n", "app-secret hush=hush\n", "app-secret\thush=hush\n"}) {
+    EXPECT_THAT(withText(text).trouble(), AllOf(HasSubstr("is not KEY = VALUE"), Not(HasSubstr("hush"))));
+  }
 }
 
 TEST_F(ConfigFiles, GoodLinesHoldBesideABadOne) {
