@@ -9,6 +9,16 @@
 
 using KBL::host::SignInEnd;
 
+namespace {
+
+/// The address comes from a server: nothing but a page is opened.
+void openPage(const std::string& address) {
+  const QUrl page(QString::fromStdString(address));
+  if (page.scheme() == "http" || page.scheme() == "https") QDesktopServices::openUrl(page);
+}
+
+}  // namespace
+
 SignInBar::SignInBar(const KBL::host::AccountSettings& settings, KBL::host::Executor executor,
                      QWidget* parent)
     : QWidget(parent),
@@ -38,15 +48,10 @@ void SignInBar::press() {
 
 void SignInBar::signIn() {
   show(Stage::waiting, tr("Waiting for your browser …"));
-  accounts_
-      .signIn({"0"},
-              [](const std::string& address) {
-                QDesktopServices::openUrl(QUrl(QString::fromStdString(address)));
-              })
-      .then([this](const SignInEnd& end) {
-        if (end.isGood()) return showWhoIsThere();
-        show(Stage::nobody, QString::fromStdString(end.failure.message));
-      });
+  accounts_.signIn({"0"}, &openPage).then([this](const SignInEnd& end) {
+    if (end.isGood()) return showWhoIsThere();
+    show(Stage::nobody, QString::fromStdString(end.failure.message));
+  });
 }
 
 void SignInBar::showWhoIsThere() {

@@ -50,8 +50,12 @@ class Browser : public QObject {
   Q_OBJECT
 
  public:
-  Browser() { QDesktopServices::setUrlHandler("http", this, "open"); }
-  ~Browser() override { QDesktopServices::unsetUrlHandler("http"); }
+  Browser() {
+    for (const char* scheme : {"http", "other"}) QDesktopServices::setUrlHandler(scheme, this, "open");
+  }
+  ~Browser() override {
+    for (const char* scheme : {"http", "other"}) QDesktopServices::unsetUrlHandler(scheme);
+  }
 
   QList<QUrl> opened;
 
@@ -115,6 +119,17 @@ TEST_F(Desktop, SignsInByTheBrowserAndOutAgain) {
   EXPECT_EQ(signInText(), "Ada Quill (ada.quill@example.com)");
   click(signInButton());
   EXPECT_EQ(signInText(), "Nobody is signed in.");
+}
+
+TEST_F(Desktop, OpensNothingButPages) {
+  mediatransfer::SandboxFault fault{"session", "replaceMember"};
+  fault.path = "data.open_url";
+  fault.text = "\"other:program\"";
+  servers.orderFault(fault);
+  click(signInButton());
+  ASSERT_TRUE(becomes([&] { return !servers.requests("code").empty(); })) << "behind the address";
+  QTest::qWait(0);
+  EXPECT_TRUE(browser.opened.isEmpty());
 }
 
 TEST_F(Desktop, TellsOfALoginThatIsCancelled) {

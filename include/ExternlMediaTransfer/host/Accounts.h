@@ -93,8 +93,8 @@ class Accounts {
   Accounts(const Accounts&) = delete;
   Accounts& operator=(const Accounts&) = delete;
 
-  /// Signs somebody in: `openBrowser` gets the address that he has to visit. One login at a time: another one
-  /// ends the one before.
+  /// Signs somebody in: `openBrowser` gets the address that he has to visit, from a server: open nothing but
+  /// http and https. One login at a time: another one ends the one before.
   /// Calls back within itself: the end of the login before, without a queue.
   Eventual<SignInEnd> signIn(const SignInRequest& request,
                              std::function<void(const std::string& address)> openBrowser);
