@@ -56,7 +56,7 @@ class CurlConnections {
   [[nodiscard]] CURLM* on(CurlRoute route);
   /// That handle with its sockets, behind a call of `on` that gave one.
   [[nodiscard]] CurlWires& wires() const { return *wires_; }
-  /// Whether the last exchange went well. Only then the handle is handed on.
+  /// Whether the last exchange went well, and left connections that last. Only then the handle is handed on.
   void setSound(bool isSound) { isSound_ = isSound; }
 
   /// Whether this client has sent a request on the connection.

@@ -43,11 +43,6 @@ Origin originOf(const std::string& address) {
           partOf(url.get(), CURLUPART_PORT)};
 }
 
-bool isPlain(const std::string& address) {
-  constexpr std::string_view scheme = "http://";
-  return lowerCase(address.substr(0, scheme.size())) == scheme;
-}
-
 /// libcurl's text where it gave one that names no address with a query: that may carry a token.
 std::string messageOf(const char* curlText, CURLcode code) {
   const std::string_view text = curlText;
@@ -134,6 +129,11 @@ NetReply CurlExchange::runHops() {
   }
 }
 
+bool CurlExchange::isPlain() const {
+  constexpr std::string_view scheme = "http://";
+  return lowerCase(call_.address.substr(0, scheme.size())) == scheme;
+}
+
 void CurlExchange::configure(CurlReply& reply) {
   errorText_.fill('\0');
   easy_.set(CURLOPT_ERRORBUFFER, errorText_.data());
@@ -188,7 +188,7 @@ void CurlExchange::configureTrust() {
   easy_.set(CURLOPT_SSL_VERIFYPEER, 1L);
   easy_.set(CURLOPT_SSL_VERIFYHOST, 2L);
   easy_.set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
-  if (settings_.trust != nullptr && !isPlain(call_.address)) settings_.trust->applyTo(easy_);
+  if (settings_.trust != nullptr && !isPlain()) settings_.trust->applyTo(easy_);
 }
 
 void CurlExchange::configureTime() {

@@ -50,6 +50,8 @@ class CurlExchange {
   CurlExchange& operator=(const CurlExchange&) = delete;
 
   [[nodiscard]] NetReply run();
+  /// Whether its last request goes without TLS.
+  [[nodiscard]] bool isPlain() const;
 
   [[nodiscard]] static NetReply failure(int resultCode, std::string message);
 

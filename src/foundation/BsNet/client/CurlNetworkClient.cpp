@@ -88,7 +88,9 @@ NetReply CurlNetworkClient::perform(const URL& url, int method, IBsResponseWrite
     CurlExchange exchange(easy_, connections_, settings_,
                           {url.string(), method, writer, writerContext, progress});
     NetReply reply = exchange.run();
-    connections_.setSound(reply.resultCode == CURLE_OK);
+    // A proxy may close a connection behind each reply without a word, and the next client's request be lost.
+    const bool endsAtProxy = settings_.proxy.type == proxyHttp && exchange.isPlain();
+    connections_.setSound(reply.resultCode == CURLE_OK && !endsAtProxy);
     return reply;
   } catch (const std::bad_alloc&) {
     return CurlExchange::failure(CURLE_OUT_OF_MEMORY, transportFailureText(CURLE_OUT_OF_MEMORY));

@@ -1,5 +1,6 @@
 // How a network client goes on with the connections of an earlier one, and when it must not.
 #include "foundation/BsNet/client/NetClientFixture.h"
+#include "foundation/BsNet/client/RealProxy.h"
 #include "foundation/BsNet/client/TlsServer.h"
 #include "support/ChildProcess.h"
 #include "support/TemporaryDirectory.h"
@@ -254,20 +255,40 @@ TEST_F(ClientReuse, AConnectionOverTlsOfWhichTheServerHasTakenLeaveIsNotInherite
   EXPECT_EQ(server.connections(), 2);
 }
 
-TEST_F(ClientReuse, UsersOfOneProxyDoNotShareConnections) {
+TEST_F(ClientReuse, AConnectionThatEndsAtAProxyIsNotInherited) {
   const KeepingServer proxy("by proxy");
-  const auto through = [&](const std::string& user, const std::string& password) {
+  const auto through = [&] {
     const auto client = newClient();
-    client->setProxy(KBL::proxyHttp, "127.0.0.1", proxy.port(), user, password);
+    client->setProxy(KBL::proxyHttp, "127.0.0.1", proxy.port(), "", "");
+    EXPECT_EQ(perform(*client, "http://host.test/", KBL::httpGet).content, "by proxy");
     EXPECT_EQ(perform(*client, "http://host.test/", KBL::httpGet).content, "by proxy");
     return proxy.connections();
   };
 
-  EXPECT_EQ(through("one", "secret"), 1);
-  EXPECT_EQ(through("other", "secret"), 2);
-  EXPECT_EQ(through("one", "another secret"), 3);
-  EXPECT_EQ(through("one", "secret"), 3);
-  EXPECT_EQ(through("other", "secret"), 3);
+  EXPECT_EQ(through(), 1);
+  EXPECT_EQ(through(), 2);
+}
+
+TEST_F(ClientReuse, TunnelsThroughAProxyAreForItsUser) {
+  TestAuthority authority;
+  const TlsServer server(authority.sign("IP:127.0.0.1"));
+  const ScopedNetSettings settings({.extraCaFile = authority.file()});
+  const auto proxy = RealProxy::http("one", "secret");
+  ASSERT_TRUE(proxy->isListening());
+  const auto through = [&](const std::string& user, const std::string& password) {
+    const auto client = newClient();
+    client->setProxy(KBL::proxyHttp, "127.0.0.1", proxy->port(), user, password);
+    return perform(*client, server.url(), KBL::httpGet).content;
+  };
+
+  EXPECT_EQ(through("one", "secret"), "secure");
+  EXPECT_EQ(through("one", "secret"), "secure");
+  EXPECT_EQ(server.connections(), 1);
+  EXPECT_EQ(through("other", "secret"), "");
+  EXPECT_EQ(through("one", "another secret"), "");
+  EXPECT_EQ(through("", ""), "");
+  EXPECT_EQ(through("one", "secret"), "secure");
+  EXPECT_EQ(server.connections(), 1);
 }
 
 TEST_F(ClientReuse, ANewProxyOfAClientTakesEffectAtOnce) {
