@@ -74,6 +74,9 @@ socks pass {{ from: 127.0.0.0/8 to: 127.0.0.0/8 log: connect }}
         self.assertEqual(result.code, 0, result)
         wait_until(lambda: str(servers.port) in self.log.read_text(errors="replace"), "the proxy's log")
         self.assertEqual(self.run_program("--proxy", f"http://127.0.0.1:{self.port}", *download).code, 1)
+        for name in ("no_proxy", "NO_PROXY"):
+            around = self.run_program("--proxy", f"http://127.0.0.1:{self.port}", *download, env={name: "127.0.0.1"})
+            self.assertEqual(around.code, 1, around)
 
     def test_http_proxy_with_user_and_password(self):
         self.start_tinyproxy("BasicAuth visitor s3cret")

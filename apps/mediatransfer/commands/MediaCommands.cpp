@@ -33,6 +33,8 @@ void useProxy(const Options& options) {
   if (options.proxy.empty()) return;
   (void)parseProxyUrl(options.proxy);
   for (const char* name : {"http_proxy", "https_proxy"}) setEnvironment(name, options.proxy);
+  // Who names a proxy wants it for all addresses, as logins and uploads take it.
+  for (const char* name : {"no_proxy", "NO_PROXY"}) setEnvironment(name, "");
 }
 
 /// Looks first for what would be found only when all of the file has arrived.

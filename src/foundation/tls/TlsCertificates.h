@@ -13,6 +13,9 @@ class TlsCertificates {
   TlsCertificates(const TlsCertificates&) = delete;
   TlsCertificates& operator=(const TlsCertificates&) = delete;
 
+  /// The TLS library that takes them, as libcurl names its own; empty where none does.
+  [[nodiscard]] static std::string library();
+
   /// Those of a PEM text. Null when it holds none, something else too, or anything that cannot be read, when
   /// memory is short, and where the TLS library takes none.
   [[nodiscard]] static std::unique_ptr<const TlsCertificates> read(const std::string& pem);

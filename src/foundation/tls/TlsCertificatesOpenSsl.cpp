@@ -1,6 +1,7 @@
 #include "foundation/tls/TlsCertificates.h"
 
 #include <openssl/bio.h>
+#include <openssl/crypto.h>
 #include <openssl/pem.h>
 #include <openssl/ssl.h>
 #include <openssl/x509.h>
@@ -55,10 +56,19 @@ Entries entriesOf(const std::string& pem) {
 
 }  // namespace
 
+std::string TlsCertificates::library() {
+#ifdef OPENSSL_VERSION_STRING
+  return std::string("OpenSSL/") + OpenSSL_version(OPENSSL_VERSION_STRING);
+#else
+  return {};
+#endif
+}
+
 std::unique_ptr<const TlsCertificates> TlsCertificates::read(const std::string& pem) {
   const Entries entries = entriesOf(pem);
-  const int count = entries == nullptr ? 0 : sk_X509_INFO_num(entries.get());
+  const int count = entries == nullptr ? 0 : std::max(sk_X509_INFO_num(entries.get()), 0);
   std::vector<Certificate> certificates;
+  certificates.reserve(static_cast<std::size_t>(count));
   for (int place = 0; place < count; ++place) {
     X509_INFO* const entry = sk_X509_INFO_value(entries.get(), place);
     if (entry->x509 == nullptr || entry->crl != nullptr || entry->x_pkey != nullptr) return nullptr;

@@ -3,6 +3,10 @@
 
 namespace KBL {
 
+std::string TlsCertificates::library() {
+  return {};
+}
+
 std::unique_ptr<const TlsCertificates> TlsCertificates::read(const std::string&) {
   return nullptr;
 }

@@ -10,7 +10,6 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
-#include <string_view>
 #include <utility>
 
 namespace KBL {
@@ -48,10 +47,10 @@ KeptTrust& keptTrust() {
   return instance;
 }
 
-/// libcurl has one TLS library, or several of which this is not the one in use.
-bool hasOpenSsl() {
+/// libcurl may have another TLS library, a version of its own, or several of which one is in use.
+bool takesCertificates() {
   const char* const library = curl_version_info(CURLVERSION_NOW)->ssl_version;
-  return library != nullptr && std::string_view(library).substr(0, 8) == "OpenSSL/";
+  return library != nullptr && library == TlsCertificates::library();
 }
 
 /// Text outside of certificates is no part of a PEM file.
@@ -129,7 +128,7 @@ void CurlTrust::applyTo(CurlEasy& easy) const {
 /// something else than certificates, of which libcurl is to make what it always does.
 const TlsCertificates* CurlTrust::readDefaults() const {
   std::call_once(areDefaultsRead_, [this] {
-    if (!hasOpenSsl() || TlsCertificates::read(further_) == nullptr) return;
+    if (!takesCertificates() || TlsCertificates::read(further_) == nullptr) return;
     defaults_ = TlsCertificates::read(text_.substr(0, defaultsEnd_));
   });
   return defaults_.get();

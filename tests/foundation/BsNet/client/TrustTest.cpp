@@ -55,6 +55,10 @@ TEST_F(Trust, IsTheSameWhereLibcurlReadsAllOfThem) {
   EXPECT_EQ(resultUnder({good, "no certificate"}), CURLE_OK);
 }
 
+TEST_F(Trust, IsReadOnceForTheTlsLibraryOfLibcurl) {
+  EXPECT_EQ(KBL::TlsCertificates::library(), curl_version_info(CURLVERSION_NOW)->ssl_version);
+}
+
 TEST_F(Trust, OfEachConnectionIsTheSame) {
   const KBL::CurlTrust trust(good, foreign);
   EXPECT_EQ(resultUnder(trust), CURLE_OK);
