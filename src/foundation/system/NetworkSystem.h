@@ -18,6 +18,13 @@ int closeSocket(curl_socket_t socket);
 /// socket is one that does not block, as libcurl's are.
 [[nodiscard]] bool isQuiet(curl_socket_t socket);
 
+/// The port of its own end; 0 when that cannot be told.
+[[nodiscard]] int localPort(curl_socket_t socket);
+
+/// Has what is written wait until it fills a packet, for a fifth of a second at most, or go on at once. Does
+/// nothing where the system has no such thing.
+void holdBack(curl_socket_t socket, bool isHeldBack);
+
 /// The certificate authorities that the system itself keeps, as PEM text; empty where it keeps them in a file
 /// that libcurl knows of.
 [[nodiscard]] std::string keptAuthorities();

@@ -46,6 +46,17 @@ bool isQuiet(curl_socket_t socket) {
   return recv(socket, &byte, 1, MSG_PEEK) < 0 && WSAGetLastError() == WSAEWOULDBLOCK;
 }
 
+int localPort(curl_socket_t socket) {
+  sockaddr_storage address{};
+  int size = sizeof(address);
+  if (getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size) != 0) return 0;
+  if (address.ss_family == AF_INET) return ntohs(reinterpret_cast<const sockaddr_in&>(address).sin_port);
+  if (address.ss_family == AF_INET6) return ntohs(reinterpret_cast<const sockaddr_in6&>(address).sin6_port);
+  return 0;
+}
+
+void holdBack(curl_socket_t, bool) {}
+
 std::string keptAuthorities() {
   const Store store(CertOpenSystemStoreW(0, L"ROOT"));
   std::string authorities;

@@ -1,6 +1,7 @@
 #include "foundation/BsNet/client/CurlBody.h"
 
 #include "foundation/BsNet/client/hostAnswer.h"
+#include "foundation/system/NetworkSystem.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -32,6 +33,13 @@ const char* CurlBody::small() const {
 void CurlBody::rewind() {
   offset_ = 0;
   isCut_ = false;
+  packed_ = CURL_SOCKET_BAD;
+}
+
+void CurlBody::restart(curl_socket_t packed) {
+  offset_ = 0;
+  packed_ = packed;
+  if (packed_ != CURL_SOCKET_BAD) System::holdBack(packed_, false);  // the request's head
 }
 
 bool CurlBody::copyOut(char* buffer, std::size_t count) {
@@ -49,7 +57,10 @@ std::size_t CurlBody::read(char* buffer, std::size_t size, std::size_t count, vo
     body.isCut_ = true;
     return CURL_READFUNC_ABORT;
   }
+  const bool isFirst = body.offset_ == 0;
   body.offset_ += static_cast<curl_off_t>(bytes);
+  const bool isLast = body.offset_ == body.size_;
+  if (body.packed_ != CURL_SOCKET_BAD && isFirst != isLast) System::holdBack(body.packed_, isFirst);
   return bytes;
 }
 

@@ -23,8 +23,9 @@ class CurlBody {
   void rewind();
   /// Goes back to the first byte, ahead of every request that goes out. After a reset on a reused connection
   /// libcurl sends the request again and may go on reading from the middle of the body; then the server waits
-  /// for bytes that never come.
-  void restart() { offset_ = 0; }
+  /// for bytes that never come. Over `packed`, a socket, pieces wait until they fill packets, but for the
+  /// last; CURL_SOCKET_BAD: they go out as they are written.
+  void restart(curl_socket_t packed);
   /// Whether the source of the bytes has failed since then.
   [[nodiscard]] bool isCut() const { return isCut_; }
 
@@ -40,6 +41,7 @@ class CurlBody {
   curl_off_t size_ = 0;
   curl_off_t offset_ = 0;
   bool isCut_ = false;
+  curl_socket_t packed_ = CURL_SOCKET_BAD;
 };
 
 }  // namespace KBL

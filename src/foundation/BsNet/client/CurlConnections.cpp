@@ -148,18 +148,30 @@ bool CurlRoute::operator==(const CurlRoute& other) const {
 curl_socket_t CurlWires::open(curlsocktype purpose, curl_sockaddr* address) {
   sockets_.reserve(sockets_.size() + 1);
   const curl_socket_t socket = System::openOwnSocket(nullptr, purpose, address);
-  if (socket != CURL_SOCKET_BAD) sockets_.push_back(socket);
+  if (socket != CURL_SOCKET_BAD) sockets_.push_back({socket});
   return socket;
 }
 
 int CurlWires::close(void* wires, curl_socket_t socket) {
   auto& sockets = static_cast<CurlWires*>(wires)->sockets_;
-  sockets.erase(std::remove(sockets.begin(), sockets.end(), socket), sockets.end());
+  std::erase_if(sockets, [socket](const Wire& wire) { return wire.socket == socket; });
   return System::closeSocket(socket);
 }
 
 bool CurlWires::areQuiet() const {
-  return std::all_of(sockets_.begin(), sockets_.end(), &System::isQuiet);
+  return std::all_of(sockets_.begin(), sockets_.end(),
+                     [](const Wire& wire) { return System::isQuiet(wire.socket); });
+}
+
+void CurlWires::setHttp1(int localPort) {
+  for (Wire& wire : sockets_) wire.isHttp1 = wire.isHttp1 || System::localPort(wire.socket) == localPort;
+}
+
+curl_socket_t CurlWires::http1(int localPort) const {
+  for (const Wire& wire : sockets_) {
+    if (wire.isHttp1 && System::localPort(wire.socket) == localPort) return wire.socket;
+  }
+  return CURL_SOCKET_BAD;
 }
 
 CURLM* CurlConnections::on(CurlRoute route) {

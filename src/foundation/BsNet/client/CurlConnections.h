@@ -37,8 +37,19 @@ class CurlWires {
   /// Whether nothing has come in on any connection since the last exchange, not even its end.
   [[nodiscard]] bool areQuiet() const;
 
+  /// Keeps that the server at the other end of the connection from a local port speaks HTTP/1.1, which it
+  /// does to its end.
+  void setHttp1(int localPort);
+  /// The socket of that connection, where that is known; else CURL_SOCKET_BAD.
+  [[nodiscard]] curl_socket_t http1(int localPort) const;
+
  private:
-  std::vector<curl_socket_t> sockets_;
+  struct Wire {
+    curl_socket_t socket;
+    bool isHttp1 = false;
+  };
+
+  std::vector<Wire> sockets_;
   CurlMulti multi_{curl_multi_init()};  // ends ahead of the sockets, which it closes
 };
 

@@ -124,6 +124,9 @@ NetReply CurlExchange::runHops() {
 
     const CurlTransfer::Outcome outcome = transfer(multi);
     const bool isDone = outcome.end == CurlTransfer::End::finished && outcome.code == CURLE_OK;
+    if (isDone && easy_.info<long>(CURLINFO_HTTP_VERSION, 0) == CURL_HTTP_VERSION_1_1) {
+      connections_.wires().setHttp1(localPort_);
+    }
     if (!isDone || !reply.isHeldBack() || !follow()) return conclude(outcome, reply);
     if (++redirects_ > maxRedirects) return transportFailure(CURLE_TOO_MANY_REDIRECTS);
   }
@@ -257,7 +260,11 @@ int CurlExchange::prepareRequest(void* self, char* server, char* local, int serv
     passThreadEnd();
     return CURL_PREREQFUNC_ABORT;
   }
-  exchange.settings_.body.restart();
+  exchange.localPort_ = localPort;
+  // OpenSSL writes each record of 16 KiB for itself. Over HTTP/2 the server may wait for the rest of a packet
+  // before it lets more be sent.
+  exchange.settings_.body.restart(exchange.isPlain() ? CURL_SOCKET_BAD
+                                                     : exchange.connections_.wires().http1(localPort));
   return CURL_PREREQFUNC_OK;
 }
 

@@ -91,6 +91,7 @@ class CurlExchange {
   CurlList headerLines_;
   bool withCredentials_ = true;
   int redirects_ = 0;
+  int localPort_ = 0;                        // of the connection of the last sending
   std::chrono::milliseconds stallLimit_{0};  // 0: none
   Clock::time_point deadline_;
 };

@@ -21,6 +21,7 @@ class TlsServer {
   TlsServer(const TlsServer&) = delete;
   TlsServer& operator=(const TlsServer&) = delete;
 
+  [[nodiscard]] int port() const { return port_; }
   [[nodiscard]] std::string url(const std::string& path = "/") const;
   [[nodiscard]] int connections() const;
   /// Replies to "/" on connections that took up an earlier session.
