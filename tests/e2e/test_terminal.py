@@ -33,6 +33,31 @@ class Terminal(HostTest):
         os.close(master)
         return code, text.decode("utf-8")
 
+    def setUp(self):
+        super().setUp()
+        self.env["NO_COLOR"] = "1"
+
+    def wants_colours(self):
+        self.env.update({"TERM": "xterm", "NO_COLOR": ""})
+
+    def test_bar_result_and_table_heads_have_colours(self):
+        self.signed_in()
+        self.wants_colours()
+        code, text = self.run_on_terminal("--sandbox", "upload", "youtube", self.video(5 * 1024 * 1024))
+        self.assertEqual(code, 0, text)
+        self.assertRegex(text, r"\r\x1b\[K\[\x1b\[32m#+\x1b\[0m-+\]  ?\d+%")
+        self.assertRegex(text, r"\[\x1b\[32m#+\x1b\[0m\] 100%")
+        self.assertRegex(text, r"\n\x1b\[32muploaded\x1b\[0m: https://\S+\r\n$")
+        code, text = self.run_on_terminal("--sandbox", "status")
+        self.assertEqual(code, 0, text)
+        self.assertTrue(text.startswith("\x1b[1mPROFILE"), text)
+
+    def test_errors_have_a_colour(self):
+        self.wants_colours()
+        code, text = self.run_on_terminal("--sandbox", "whoami", "youtube")
+        self.assertEqual(code, 1, text)
+        self.assertTrue(text.startswith("\x1b[31mmediatransfer:\x1b[0m nobody is signed in"), text)
+
     def test_bar_shows_percent_bytes_rate_and_time_left(self):
         self.signed_in()
         code, text = self.run_on_terminal("--sandbox", "upload", "youtube", self.video(25 * 1024 * 1024))
@@ -56,8 +81,7 @@ class Terminal(HostTest):
         self.assertTrue(text.endswith(f"stored in {target}\r\n"), text)
 
     def test_states_have_colours(self):
-        self.env["TERM"] = "xterm"
-        self.env.pop("NO_COLOR", None)
+        self.wants_colours()
         code, text = self.run_on_terminal("--sandbox", "doctor")
         self.assertEqual(code, 0, text)
         self.assertIn("\x1b[32mok\x1b[0m       configuration: ", text)

@@ -2,6 +2,8 @@
 #include "options/Options.h"
 #include "options/Secrets.h"
 #include "report/Advice.h"
+#include "report/Colours.h"
+#include "report/ConsoleTexts.h"
 #include "report/FetchMeter.h"
 #include "report/MediaMeter.h"
 #include "report/Progress.h"
@@ -28,56 +30,6 @@ constexpr std::size_t platformColumn = 20;
 constexpr std::size_t keyColumn = 14;
 constexpr std::size_t valueColumn = 26;
 
-/// The text, filled up to the column's width, with two blanks behind it at least.
-std::string cell(const std::string& text, std::size_t width) {
-  return text + std::string(std::max(width, text.size() + 2) - text.size(), ' ');
-}
-
-template <class Number>
-std::string counted(Number count, const char* one, const char* many) {
-  return std::to_string(count) + " " + (count == 1 ? one : many);
-}
-
-/// "Ada Lovelace (ada@example.org)", as much of it as is known.
-std::string personText(const Person& person) {
-  std::string name = person.name;
-  if (name.empty() && !(person.firstName.empty() && person.lastName.empty())) {
-    name =
-        person.firstName + (person.firstName.empty() || person.lastName.empty() ? "" : " ") + person.lastName;
-  }
-  const std::string& account = person.account.empty() ? person.accountUid : person.account;
-  if (name.empty()) return account.empty() ? "user " + person.user : account;
-  return account.empty() ? name : name + " (" + account + ")";
-}
-
-std::string categoriesText(std::string text) {
-  if (text.ends_with('|')) text.pop_back();
-  std::string shown;
-  for (const char c : text) {
-    if (c == '|') {
-      shown += ", ";
-    } else {
-      shown += c;
-    }
-  }
-  return shown;
-}
-
-/// The word in its column, green, yellow or red where there are colours.
-std::string stateCell(Check::State state, bool coloured) {
-  struct Word {
-    std::string_view text;
-    std::string_view colour;
-  };
-  const Word word = state == Check::State::ok        ? Word{"ok", "\x1b[32m"}
-                    : state == Check::State::warning ? Word{"warning", "\x1b[33m"}
-                                                     : Word{"fault", "\x1b[31m"};
-  constexpr std::size_t width = 9;
-  const std::string blanks(width - word.text.size(), ' ');
-  if (!coloured) return std::string(word.text) + blanks;
-  return std::string(word.colour) + std::string(word.text) + "\x1b[0m" + blanks;
-}
-
 /// Lines for people on the standard output, errors on the standard error stream; on a terminal the progress
 /// of an upload or a download is a bar that stays on the last line.
 class ConsoleReport final : public Report {
@@ -95,7 +47,9 @@ class ConsoleReport final : public Report {
         standIns_(options.sandbox && !options.consentAsk),
         sendsCategories_(usesScript(options)),
         quiet_(options.quiet),
-        terminal_(outputIsTerminal()) {}
+        terminal_(outputIsTerminal()),
+        coloured_(outputTakesColours()),
+        colouredErrors_(errorsTakeColours()) {}
 
   void loginUrl(const std::string&, const std::string& url) override {
     line("sign in with a browser at: " + singleLine(withoutGivenSecrets(url)));
@@ -109,7 +63,8 @@ class ConsoleReport final : public Report {
     if (quiet_ && news != PersonNews::user) return;
     switch (news) {
       case PersonNews::loginDone:
-        return line("signed in to " + std::string(platform_) + " as " + personText(person));
+        return line(coloured("signed in", Colour::green, coloured_) + " to " + std::string(platform_) +
+                    " as " + personText(person));
       case PersonNews::verified:
         if (command_ == Command::upload) {
           return line((isDryRun_ ? "would upload as " : "uploading as ") + personText(person));
@@ -126,7 +81,7 @@ class ConsoleReport final : public Report {
   }
   void signedIn(const SignedIn& login) override {
     if (rows_++ == 0) {
-      std::cout << cell("PROFILE", profileColumn) << cell("PLATFORM", platformColumn) << "USER\n";
+      head(cell("PROFILE", profileColumn) + cell("PLATFORM", platformColumn) + "USER");
     }
     std::cout << cell(singleLine(login.profile), profileColumn) << cell(login.platformAndWay, platformColumn)
               << singleLine(personText(login.person)) << '\n'
@@ -136,7 +91,7 @@ class ConsoleReport final : public Report {
     const std::string shown = singleLine(shownValue(value));
     if (alone) return line(shown);
     if (rows_++ == 0) {
-      std::cout << cell("KEY", keyColumn) << cell("VALUE", valueColumn) << "FROM\n";
+      head(cell("KEY", keyColumn) + cell("VALUE", valueColumn) + "FROM");
     }
     std::cout << cell(std::string(value.key), keyColumn) << cell(shown.empty() ? "-" : shown, valueColumn)
               << (value.source == SettingSource::nowhere ? "default" : singleLine(value.place)) << '\n'
@@ -146,7 +101,7 @@ class ConsoleReport final : public Report {
     if (quiet_ && check.state == Check::State::ok) return;
     const std::string text =
         check.name + ": " + check.text + (check.remedy.empty() ? "" : "; " + check.remedy);
-    line(stateCell(check.state, outputTakesColours()) + singleLine(withoutGivenSecrets(text), 1000));
+    line(stateCell(check.state, coloured_) + singleLine(withoutGivenSecrets(text), 1000));
   }
   void checksEnd(const CheckCount& count) override {
     if (quiet_) return;
@@ -213,7 +168,8 @@ class ConsoleReport final : public Report {
     progress_.reset();
     // Douyin tells its end twice.
     const std::string news = std::exchange(finishedBefore_, true) ? "uploaded, told once more" : "uploaded";
-    line(text.empty() ? news : news + ": " + singleLine(withoutGivenSecrets(text)));
+    const std::string shown = coloured(news, Colour::green, coloured_);
+    line(text.empty() ? shown : shown + ": " + singleLine(withoutGivenSecrets(text)));
   }
   void error(int code, const std::string& text) override {
     complain(explainError(code, text, way_, program_));
@@ -263,7 +219,7 @@ class ConsoleReport final : public Report {
   }
   void album(const AlbumEvent& album) override {
     if (album.id.empty() && album.more == 0) return;  // the end of the list, and nothing else
-    if (rows_++ == 0) std::cout << cell("ALBUM", idColumn) << "NAME\n";
+    if (rows_++ == 0) head(cell("ALBUM", idColumn) + "NAME");
     std::cout << cell(singleLine(album.id), idColumn) << singleLine(album.name) << '\n' << std::flush;
   }
   void media(const MediaEvent& media) override {
@@ -272,7 +228,7 @@ class ConsoleReport final : public Report {
       ++rows_;
       return;
     }
-    if (rows_++ == 0) std::cout << cell("TYPE", typeColumn) << "ADDRESS  THUMBNAIL\n";
+    if (rows_++ == 0) head(cell("TYPE", typeColumn) + "ADDRESS  THUMBNAIL");
     const std::string url = media.url.empty() ? "-" : singleLine(media.url);
     std::cout << cell(media.type == KBL::mediaVideo ? "video" : "picture", typeColumn) << url << "  "
               << singleLine(media.thumbnail) << '\n'
@@ -370,7 +326,8 @@ class ConsoleReport final : public Report {
   void complain(const std::string& text) {
     keepBar();
     std::cout << std::flush;
-    std::cerr << "mediatransfer: " << singleLine(withoutGivenSecrets(text)) << std::endl;
+    std::cerr << coloured("mediatransfer:", Colour::red, colouredErrors_) << ' '
+              << singleLine(withoutGivenSecrets(text)) << std::endl;
   }
 
   /// Without a terminal a line every ten per cent is enough.
@@ -392,6 +349,8 @@ class ConsoleReport final : public Report {
     std::cout << std::flush;
   }
 
+  void head(const std::string& text) const { std::cout << coloured(text, Colour::bold, coloured_) << '\n'; }
+
   void line(const std::string& text) {
     wipeBar();
     std::cout << text << std::endl;
@@ -402,7 +361,7 @@ class ConsoleReport final : public Report {
     if (!terminal_ || !progress_) return;
     drawn_ = Progress::Clock::now();
     wipeBar();
-    std::cout << progress_->bar(drawn_, terminalWidth() - 1) << std::flush;
+    std::cout << colouredBar(progress_->bar(drawn_, terminalWidth() - 1), coloured_) << std::flush;
     barShown_ = true;
   }
 
@@ -430,6 +389,8 @@ class ConsoleReport final : public Report {
   bool sendsCategories_;  ///< the platform's uploads have a place for them on this way
   bool quiet_;
   bool terminal_;
+  bool coloured_;  ///< the standard output
+  bool colouredErrors_;
   std::optional<Progress> progress_;
   Progress::Clock::time_point drawn_{};
   bool barShown_ = false;

@@ -1,5 +1,6 @@
 #include "report/FetchMeter.h"
 
+#include "report/Colours.h"
 #include "system/Terminal.h"
 
 #include <algorithm>
@@ -49,7 +50,10 @@ void FetchMeter::tick() {
   const auto now = Progress::Clock::now();
   if (!terminal_ || now - drawn_ < betweenDrawings) return;
   drawn_ = now;
-  std::cout << "\r\x1b[K" << bar(done_, wanted_, bytes_, now - start_, terminalWidth() - 1) << std::flush;
+  std::cout << "\r\x1b[K"
+            << colouredBar(bar(done_, wanted_, bytes_, now - start_, terminalWidth() - 1),
+                           outputTakesColours())
+            << std::flush;
   isShown_ = true;
 }
 

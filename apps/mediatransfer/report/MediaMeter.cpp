@@ -1,5 +1,6 @@
 #include "report/MediaMeter.h"
 
+#include "report/Colours.h"
 #include "system/Terminal.h"
 
 #include <iostream>
@@ -54,7 +55,8 @@ void MediaMeter::draw() {
   drawnOnce_ = true;
   drawnPercent_ = progress_ ? progress_->percent() : -1;
   const std::string line =
-      progress_ ? progress_->bar(drawn_, terminalWidth() - 1) : amountLine(bytes_, drawn_ - start_);
+      progress_ ? colouredBar(progress_->bar(drawn_, terminalWidth() - 1), outputTakesColours())
+                : amountLine(bytes_, drawn_ - start_);
   std::cout << "\r\x1b[K" << line << std::flush;
 }
 

@@ -21,13 +21,21 @@ namespace host {
 // The system opens no file in the place of a closed stream, and knows no signal for pipes.
 void secureStandardStreams() {}
 
-bool outputIsTerminal() {
-  const HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
+/// Has the console read escape sequences, without which the line of the bar could not be wiped.
+static bool isConsole(DWORD stream) {
+  const HANDLE output = GetStdHandle(stream);
   DWORD mode = 0;
   if (GetConsoleMode(output, &mode) == 0) return false;
   SetConsoleOutputCP(CP_UTF8);
-  // Without it the line of the bar could not be wiped.
   return SetConsoleMode(output, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING) != 0;
+}
+
+bool outputIsTerminal() {
+  return isConsole(STD_OUTPUT_HANDLE);
+}
+
+static bool errorsAreTerminal() {
+  return isConsole(STD_ERROR_HANDLE);
 }
 
 int terminalWidth() {
@@ -66,6 +74,10 @@ bool outputIsTerminal() {
   return isatty(STDOUT_FILENO) == 1;
 }
 
+static bool errorsAreTerminal() {
+  return isatty(STDERR_FILENO) == 1;
+}
+
 int terminalWidth() {
   winsize size{};
   return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
@@ -77,9 +89,20 @@ std::vector<std::string> utf8Arguments(int argc, char** argv) {
 
 #endif
 
+namespace {
+
+bool coloursAreWanted() {
+  return KBL::Environment::variable("NO_COLOR").empty() && KBL::Environment::variable("TERM") != "dumb";
+}
+
+}  // namespace
+
 bool outputTakesColours() {
-  return outputIsTerminal() && KBL::Environment::variable("NO_COLOR").empty() &&
-         KBL::Environment::variable("TERM") != "dumb";
+  return outputIsTerminal() && coloursAreWanted();
+}
+
+bool errorsTakeColours() {
+  return errorsAreTerminal() && coloursAreWanted();
 }
 
 }  // namespace host

@@ -13,6 +13,8 @@ void secureStandardStreams();
 [[nodiscard]] bool outputIsTerminal();
 /// True when they also want it in colours: NO_COLOR is not set, and the terminal is not dumb.
 [[nodiscard]] bool outputTakesColours();
+/// The same of the standard error stream.
+[[nodiscard]] bool errorsTakeColours();
 /// Columns of the terminal; 80 when it does not tell.
 [[nodiscard]] int terminalWidth();
 /// The arguments without the program's name, in UTF-8 on every system.
