@@ -24,6 +24,8 @@ using Transfer = KBL::RefPtr<IExternlMediaTransfer>;
 constexpr int moreThanAnyCallNeeds = 1000;
 
 const std::string longText(100, 'x');
+/// One that the record of an item cannot take over without memory, as it does with ASCII.
+const std::string foreignText = "\xC3\xA9" + longText;
 
 /// The commands that make a task, with texts too long to be kept without memory.
 std::int32_t command(IExternlMediaTransfer& transfer, int number) {
@@ -130,7 +132,7 @@ void listShortOfMemory(int number, const std::string& page, MediaHost& host) {
 TEST(TransferMemory, AListOfMediaThatRunsOutOfItTellsSoAndSendsItsClosingRecord) {
   MediaHost host;
   const std::string item =
-      R"({"images":{"standard_resolution":{"url":")" + longText + R"("},"thumbnail":{}}})";
+      R"({"images":{"standard_resolution":{"url":")" + foreignText + R"("},"thumbnail":{}}})";
   listShortOfMemory(
       14, R"({"meta":{"code":200},"data":[)" + item + "," + item + R"(],"pagination":{"next_max_id":"7"}})",
       host);
@@ -140,7 +142,7 @@ TEST(TransferMemory, AListOfMediaThatRunsOutOfItTellsSoAndSendsItsClosingRecord)
 
 TEST(TransferMemory, AListOfAlbumsThatRunsOutOfItEndsWithTheError) {
   MediaHost host;
-  const std::string item = R"({"id":")" + longText + R"("})";
+  const std::string item = R"({"id":")" + foreignText + R"("})";
   listShortOfMemory(11, R"({"data":[)" + item + "," + item + R"(],"paging":{"next":"http://127.0.0.1:1/"}})",
                     host);
   EXPECT_THAT(host.albums(), testing::SizeIs(1));
