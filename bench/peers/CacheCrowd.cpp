@@ -3,6 +3,7 @@
 // the users first, with the refresh token REFRESH, where the folder CACHE has none. Prints the seconds from
 // the first verification to the last answer, the writes of the file, and the milliseconds of the logout.
 #include "CacheUsers.h"
+#include "support/FileWrites.h"
 #include <BsCloudConfig/BsCloudConfig.h>
 #include <BsNet/BsInfoReader.h>
 #include <BsNet/NetKeys.h>
@@ -13,13 +14,11 @@
 #include <KblUtils/CastByName.h>
 #include <KblUtils/RefPtr.h>
 
-#include <array>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <mutex>
 #include <string>
 
@@ -69,17 +68,6 @@ KBL::RefPtr<KBL::IBsExternlMediaAuthorize> makeManager(const std::string& cache,
   manager->setPubParam(KBL::queryInterface<KBL::IBsPubInfo>(pubInfo.get(), "IBsPubInfo"));
   manager->addAuthCallback(&answers);
   return manager;
-}
-
-/// How often the file was written: SQLite counts it at this place of its head.
-std::uint32_t writesOf(const std::string& path) {
-  std::array<unsigned char, 4> digits{};
-  std::ifstream file(path, std::ios::binary);
-  file.seekg(24);
-  file.read(reinterpret_cast<char*>(digits.data()), digits.size());
-  std::uint32_t count = 0;
-  for (const unsigned char digit : digits) count = count << 8 | digit;
-  return count;
 }
 
 }  // namespace

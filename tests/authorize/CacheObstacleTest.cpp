@@ -4,6 +4,7 @@
 #include "authorize/CacheFile.h"
 #include "authorize/ManagerFixture.h"
 #include "boundary/records/Records.h"
+#include "support/FileWrites.h"
 #include "support/Flag.h"
 #include "support/WaitUntil.h"
 #include <BsNet/cipher.h>
@@ -13,11 +14,9 @@
 #include <sqlite3.h>
 
 #include <algorithm>
-#include <array>
 #include <atomic>
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <thread>
 #include <vector>
@@ -50,17 +49,6 @@ class Locker {
  private:
   sqlite3* database_ = nullptr;
 };
-
-/// How often the file was written: SQLite counts it at this place of its head.
-std::uint32_t writesOf(const std::string& path) {
-  std::array<unsigned char, 4> digits{};
-  std::ifstream file(path, std::ios::binary);
-  file.seekg(24);
-  file.read(reinterpret_cast<char*>(digits.data()), digits.size());
-  std::uint32_t count = 0;
-  for (const unsigned char digit : digits) count = count << 8 | digit;
-  return count;
-}
 
 class CacheObstacle : public ManagerFixture {
  protected:
