@@ -30,9 +30,5 @@ export LSAN_OPTIONS=suppressions=$PWD/tests/lsan.supp:print_suppressions=0
 export UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
 export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:atexit_sleep_ms=100:suppressions=$PWD/tests/tsan.supp
 
-# Most tests wait more than they compute; a sanitizer makes them compute more.
-case $preset in
-  asan | tsan) jobs=$(($(nproc) * 2)) ;;
-  *) jobs=$(($(nproc) * 3)) ;;
-esac
-exec ctest --preset "$preset" --parallel "$jobs" "$@"
+# Most tests wait more than they compute.
+exec ctest --preset "$preset" --parallel $(($(nproc) * 3)) "$@"
