@@ -8,8 +8,8 @@ from urllib.parse import quote, quote_plus, urlsplit
 
 from .errors import UploadError
 
-# Hosts keep a failure in a buffer of at least 256 bytes.
-LONGEST_MESSAGE = 255
+# Hosts keep a text of the interface in a buffer of 1024 bytes.
+LONGEST_MESSAGE = 1023
 LONGEST_USER_NAME = 99
 LONGEST_USER_ID = 255
 LONGEST_KEY = 127

@@ -33,6 +33,10 @@ SESSIONS = 2
 
 RESUME = 308
 PASSING_REASONS = frozenset(("rateLimitExceeded", "userRateLimitExceeded", "backendError"))
+# Of a login that does not count any more. The status alone is no proof: a user without a channel gets it as well.
+LOGIN_REASONS = frozenset(("authError", "authorizationRequired", "expired", "required"))
+LOGIN_STATUS = "UNAUTHENTICATED"
+NO_CHANNEL = "youtubeSignupRequired"
 
 
 class SessionExpired(UploadError):
@@ -203,9 +207,12 @@ def read(answer: Answer) -> Dict[str, Any]:
     # The API tells an object, the token endpoint a word and its description.
     said = text_member(content, "error", "message") or text_member(content, "error_description")
     message = "YouTube: " + (said or text_member(content, "error") or "status %d" % answer.status)
-    if answer.status == 401 and isinstance(content.get("error"), dict):
+    why = reasons(content)
+    if NO_CHANNEL in why:
+        raise Refused("YouTube: the user has no channel yet; make one on youtube.com first", answer.status)
+    if answer.status == 401 and (why & LOGIN_REASONS or member(content, "error", "status") == LOGIN_STATUS):
         raise TokenInvalid(message)
-    if answer.status == 403 and reasons(content) & PASSING_REASONS:
+    if answer.status == 403 and why & PASSING_REASONS:
         raise Transient(message)
     raise Refused(message, answer.status, text_member(content, "error"))
 

@@ -25,7 +25,14 @@ class Youtube(PlatformCase):
 
     def test_errors_are_told_apart(self):
         cases = (
-            (401, {"error": {"message": "Invalid Credentials"}}, TokenInvalid),
+            (401, {"error": {"errors": [{"reason": "authError"}]}}, TokenInvalid),
+            (401, {"error": {"errors": [{"reason": "required"}]}}, TokenInvalid),
+            (401, {"error": {"errors": [{"reason": "expired"}]}}, TokenInvalid),
+            (401, {"error": {"errors": [{"reason": "x"}, {"reason": "authorizationRequired"}]}}, TokenInvalid),
+            (401, {"error": {"status": "UNAUTHENTICATED"}}, TokenInvalid),
+            (401, {"error": {"message": "Unauthorized", "errors": [{"reason": "youtubeSignupRequired"}]}}, Refused),
+            (401, {"error": {"message": "Unauthorized"}}, Refused),
+            (403, {"error": {"errors": [{"reason": "authError"}]}}, Refused),
             (401, {"error": "invalid_client"}, Refused),
             (400, {"error": "invalid_grant", "error_description": "spent"}, Refused),
             (403, {"error": {"errors": [{"reason": "rateLimitExceeded"}]}}, Transient),
