@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that are missing, as root or with sudo; says nothing when all are there.
-#   tools/setup.sh [build|python|test|check|lint|fuzz|bench|all]...     (default: build)
-# "build" is enough for the library and the programs; the others add to it what their name says.
+#   tools/setup.sh [build|python|test|check|lint|fuzz|bench|windows|all]...     (default: build)
+# "build" is enough for the library and the programs; the others add to it what their name says. "windows" also builds the
+# third-party libraries for Windows, once.
 set -euo pipefail
+cd "$(dirname "$0")/.."
 
 build_packages=(build-essential cmake ninja-build ccache pkg-config
   libcurl4-openssl-dev libjsoncpp-dev libmbedtls-dev libsqlite3-dev libspdlog-dev libfmt-dev libutfcpp-dev
@@ -19,6 +21,9 @@ fuzz_packages=(clang-16 libclang-rt-16-dev)
 # The clients that uploads are measured beside, what draws the result, and what counts instructions.
 bench_packages=(openssl libssl-dev curl "${python_packages[@]}" python3-googleapi nodejs node-axios python3-matplotlib
   valgrind libgtest-dev libgmock-dev)
+# The compiler, what runs the result, the two libraries that there are for Windows (GoogleTest as source), and what the
+# others are made with from their sources.
+windows_packages=(g++-mingw-w64-x86-64-posix wine64 libz-mingw-w64-dev googletest libgtest-dev libssl-dev dpkg-dev python3 tcl)
 
 fail() {
   printf 'setup: %s\n' "$*" >&2
@@ -37,8 +42,9 @@ wanted() {
       lint) printf '%s\n' "${lint_packages[@]}" ;;
       fuzz) printf '%s\n' "${fuzz_packages[@]}" ;;
       bench) printf '%s\n' "${bench_packages[@]}" ;;
-      all) wanted test lint fuzz bench ;;
-      *) fail "unknown group $group; use: tools/setup.sh [build|python|test|check|lint|fuzz|bench|all]..." ;;
+      windows) printf '%s\n' "${windows_packages[@]}" ;;
+      all) wanted test lint fuzz bench windows ;;
+      *) fail "unknown group $group; use: tools/setup.sh [build|python|test|check|lint|fuzz|bench|windows|all]..." ;;
     esac
   done
 }
@@ -92,3 +98,4 @@ command -v dpkg-query >/dev/null || fail "no Debian system; install the counterp
 lacking=$(missing $names)
 # shellcheck disable=SC2086
 [ -z "$lacking" ] || install $lacking
+case " $* " in *" windows "* | *" all "*) tools/windows/libraries.sh ;; esac

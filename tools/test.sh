@@ -1,21 +1,26 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, and runs every test; ends with ctest's closing lines and its exit code.
-#   tools/test.sh [release|debug|asan|tsan] [options of ctest]...     (default: release)
+#   tools/test.sh [release|debug|asan|tsan|windows] [options of ctest]...     (default: release)
+# "windows" builds for 64-bit Windows and runs under wine, each test program as one test.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 preset=${1:-release}
 shift || true
 case $preset in
-  release | debug | asan | tsan) ;;
+  release | debug | asan | tsan) groups='test' ;;
+  windows)
+    preset=mingw
+    groups='windows'
+    ;;
   *)
-    printf 'test: unknown build %s; use: tools/test.sh [release|debug|asan|tsan] [options of ctest]...\n' \
+    printf 'test: unknown build %s; use: tools/test.sh [release|debug|asan|tsan|windows] [options of ctest]...\n' \
       "$preset" >&2
     exit 2
     ;;
 esac
 
-tools/setup.sh test
+tools/setup.sh "$groups"
 
 mkdir -p build
 cmake --preset "$preset" -DKBL_BUILD_TESTS=ON >"build/configure-$preset.log" || {
@@ -29,6 +34,16 @@ export ASAN_OPTIONS=halt_on_error=1:detect_leaks=1:detect_stack_use_after_return
 export LSAN_OPTIONS=suppressions=$PWD/tests/lsan.supp:print_suppressions=0
 export UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
 export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:atexit_sleep_ms=100:suppressions=$PWD/tests/tsan.supp
+
+# Wine has a system of its own in the build folder, which is made before the tests and whose server ends behind them.
+if [ "$preset" = mingw ]; then
+  export WINEPREFIX=$PWD/build/mingw/wine WINEDEBUG=-all WINEDLLOVERRIDES='mscoree,mshtml='
+  trap '/usr/lib/wine/wineserver64 -k || true' EXIT
+  mkdir -p "$WINEPREFIX"
+  /usr/lib/wine/wine64 wineboot --init
+  ctest --preset mingw --parallel "$(nproc)" "$@"
+  exit
+fi
 
 # Most tests wait more than they compute.
 exec ctest --preset "$preset" --parallel $(($(nproc) * 3)) "$@"
