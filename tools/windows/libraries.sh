@@ -9,9 +9,8 @@ cd "$(dirname "$0")/../.."
 
 recipe=tools/windows/libraries.sh
 # The packages whose versions count; of the first lines the source is fetched.
-built=(libcurl4-openssl-dev libjsoncpp-dev libmbedtls-dev libsqlite3-dev libfmt-dev libspdlog-dev libcpp-httplib-dev libssl-dev
-  libutfcpp-dev)
-taken=(libgtest-dev libcli11-dev libz-mingw-w64-dev g++-mingw-w64-x86-64-posix)
+built=(libcurl4-openssl-dev libjsoncpp-dev libmbedtls-dev libsqlite3-dev libfmt-dev libspdlog-dev libcpp-httplib-dev libssl-dev)
+taken=(libgtest-dev libutfcpp-dev libcli11-dev libz-mingw-w64-dev g++-mingw-w64-x86-64-posix)
 host=x86_64-w64-mingw32
 
 where() {
@@ -148,16 +147,16 @@ Libs: -L$prefix/lib -lcpp-httplib -lssl -lcrypto /usr/$host/lib/libz.a -lws2_32 
 END
 }
 
-utfcpp() {
-  source_of libutfcpp-dev
-  with_cmake utfcpp -DUTF8_TESTS=OFF -DUTF8_SAMPLES=OFF
-}
-
-# Headers alone, and the files by which CMake finds them.
-cli11() {
-  mkdir -p "$staged/include" "$staged/lib/cmake"
-  cp -r /usr/include/CLI "$staged/include"
-  cp -r /usr/share/cmake/CLI11 "$staged/lib/cmake"
+# Headers alone, and the files by which CMake finds them; that of utf8cpp's package holds only where it stands.
+headers() {
+  local found=$staged/lib/cmake
+  mkdir -p "$staged/include" "$found/utf8cpp"
+  cp -r /usr/include/CLI /usr/include/utf8cpp "$staged/include"
+  cp -r /usr/share/cmake/CLI11 "$found"
+  cat >"$found/utf8cpp/utf8cppConfig.cmake" <<'END'
+add_library(utf8cpp INTERFACE IMPORTED)
+target_include_directories(utf8cpp INTERFACE ${CMAKE_CURRENT_LIST_DIR}/../../../include/utf8cpp)
+END
 }
 
 # in_turn STEP...: each with its output in a file, which is shown if the step fails.
@@ -185,7 +184,8 @@ esac
 
 mkdir -p "$(dirname "$prefix")"
 work=$(mktemp -d "$prefix.building.XXXXXX")
-trap 'rm -rf "$work"' EXIT
+openssl_step=
+trap '[ -z "$openssl_step" ] || kill "$openssl_step" 2>/dev/null || true; rm -rf "$work"' EXIT
 staged=$work/staged$prefix
 jobs=$(nproc)
 mkdir -p "$staged"
@@ -193,7 +193,7 @@ mkdir -p "$staged"
 archives
 in_turn openssl &
 openssl_step=$!
-in_turn googletest jsoncpp utfcpp cli11 curl sqlite mbedtls fmt spdlog
+in_turn googletest jsoncpp headers curl sqlite mbedtls fmt spdlog
 wait "$openssl_step"
 in_turn httplib
 
