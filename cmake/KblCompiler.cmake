@@ -48,8 +48,8 @@ endif()
 # Under a sanitizer, what most of our own code includes is compiled once. The release build goes without, so that it
 # finds a file that does not include what it needs.
 if(KBL_SANITIZE)
-  file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/prelude.cpp CONTENT "")
-  add_library(kbl_prelude OBJECT ${CMAKE_BINARY_DIR}/prelude.cpp)
+  file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/prelude.cpp CONTENT "")
+  add_library(kbl_prelude OBJECT ${PROJECT_BINARY_DIR}/prelude.cpp)
   target_link_libraries(kbl_prelude PRIVATE kbl_options)
   target_precompile_headers(kbl_prelude PRIVATE
     <algorithm> <array> <atomic> <chrono> <condition_variable> <filesystem> <functional> <map> <memory> <mutex>

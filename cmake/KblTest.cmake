@@ -27,8 +27,8 @@ function(kbl_test_compiler_options target)
 endfunction()
 
 # What nearly every test includes, compiled once for all of them: a program without a test.
-file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/test_prelude.cpp CONTENT "")
-add_executable(test_prelude ${CMAKE_BINARY_DIR}/test_prelude.cpp)
+file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/test_prelude.cpp CONTENT "")
+add_executable(test_prelude ${PROJECT_BINARY_DIR}/test_prelude.cpp)
 target_link_libraries(test_prelude PRIVATE kbl_options GTest::gmock_main)
 kbl_test_compiler_options(test_prelude)
 target_precompile_headers(test_prelude PRIVATE

@@ -1,4 +1,4 @@
-# Configures a project that adds ours, and looks at what it would compile and test.
+# Configures a project that adds ours, and looks at what it would compile, test and install.
 cmake_minimum_required(VERSION 3.25)
 include(${CMAKE_CURRENT_LIST_DIR}/Run.cmake)
 
@@ -15,8 +15,8 @@ foreach(wanted "${OURS}/src/boundary/" " -Wconversion ")
   endif()
 endforeach()
 
-# No warning is an error, and no test is compiled.
-foreach(unwanted " -Werror" "${OURS}/tests/")
+# No warning is an error, and neither tests nor the program are compiled.
+foreach(unwanted " -Werror" "${OURS}/tests/" "${OURS}/apps/")
   string(FIND "${commands}" "${unwanted}" place)
   if(NOT place EQUAL -1)
     message(FATAL_ERROR "${unwanted} stands in ${WORK}/build/compile_commands.json")
@@ -27,4 +27,10 @@ endforeach()
 run(${CMAKE_CTEST_COMMAND} --test-dir ${WORK}/build --show-only)
 if(NOT output MATCHES "Test #1: Outer.Runs\n" OR NOT output MATCHES "Total Tests: 1\n")
   message(FATAL_ERROR "not the outer project's one test:\n${output}")
+endif()
+
+# Its installation holds nothing of ours, built or not.
+run(${CMAKE_COMMAND} --install ${WORK}/build --prefix ${WORK}/installed)
+if(EXISTS ${WORK}/installed)
+  message(FATAL_ERROR "something of ours would be installed: ${output}")
 endif()
