@@ -3,6 +3,7 @@
 #include "options/NameTemplate.h"
 #include "options/Suggestion.h"
 #include "system/FileNames.h"
+#include "system/PercentDecoding.h"
 #include <ExternlMediaTransfer/DownloadRecords.h>
 
 #include <algorithm>
@@ -36,23 +37,6 @@ AddressParts partsOf(std::string_view url) {
   return parts;
 }
 
-int hexDigit(char digit) {
-  if (digit >= '0' && digit <= '9') return digit - '0';
-  if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
-  return digit >= 'A' && digit <= 'F' ? digit - 'A' + 10 : -1;
-}
-
-std::string decoded(std::string_view text) {
-  std::string plain;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const int high = text[i] == '%' && i + 2 < text.size() ? hexDigit(text[i + 1]) : -1;
-    const int low = high < 0 ? -1 : hexDigit(text[i + 2]);
-    plain += low < 0 ? text[i] : static_cast<char>(high * 16 + low);
-    if (low >= 0) i += 2;
-  }
-  return plain;
-}
-
 /// 16 hexadecimal digits (FNV-1a), which nobody has to trust.
 std::string hashOf(std::string_view text) {
   std::uint64_t hash = 0xcbf29ce484222325U;
@@ -70,7 +54,7 @@ bool isEnding(std::string_view text) {
 }
 
 void setNames(AlbumEntry& entry, std::string_view path) {
-  const std::string last = decoded(path.substr(path.rfind('/') + 1));
+  const std::string last = percentDecoded(path.substr(path.rfind('/') + 1)).text;
   const std::size_t dot = last.rfind('.');
   const bool hasEnding = dot != std::string::npos && isEnding(std::string_view(last).substr(dot + 1));
   entry.title = hasEnding ? last.substr(0, dot) : last;

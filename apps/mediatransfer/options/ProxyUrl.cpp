@@ -1,6 +1,7 @@
 #include "options/ProxyUrl.h"
 
 #include "options/Failure.h"
+#include "system/PercentDecoding.h"
 #include <BsNet/INetworkClient.h>
 
 #include <charconv>
@@ -23,25 +24,10 @@ int typeOfScheme(std::string_view scheme) {
   refuse("unknown scheme");
 }
 
-int hexDigit(char digit) {
-  if (digit >= '0' && digit <= '9') return digit - '0';
-  if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
-  if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
-  refuse("a '%' without two hexadecimal digits");
-}
-
-std::string percentDecoded(std::string_view text) {
-  std::string decoded;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] != '%') {
-      decoded += text[i];
-      continue;
-    }
-    if (i + 2 >= text.size()) refuse("a '%' without two hexadecimal digits");
-    decoded += static_cast<char>(hexDigit(text[i + 1]) * 16 + hexDigit(text[i + 2]));
-    i += 2;
-  }
-  return decoded;
+std::string decoded(std::string_view text) {
+  PercentDecoded plain = percentDecoded(text);
+  if (!plain.isSound) refuse("a '%' without two hexadecimal digits");
+  return std::move(plain.text);
 }
 
 int portOf(std::string_view text) {
@@ -79,8 +65,8 @@ ProxyAddress parseProxyUrl(const std::string& url) {
   if (const std::size_t at = rest.rfind('@'); at != std::string_view::npos) {
     const std::string_view credentials = rest.substr(0, at);
     const std::size_t colon = credentials.find(':');
-    address.user = percentDecoded(credentials.substr(0, colon));
-    if (colon != std::string_view::npos) address.password = percentDecoded(credentials.substr(colon + 1));
+    address.user = decoded(credentials.substr(0, colon));
+    if (colon != std::string_view::npos) address.password = decoded(credentials.substr(colon + 1));
     rest = rest.substr(at + 1);
   }
   readAuthority(rest, address);
