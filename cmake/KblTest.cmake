@@ -1,5 +1,6 @@
 # kbl_test(ROOM_tests SOURCES file... LIBS target...): one GoogleTest program, each of its tests a ctest test.
 # Built for another system, a whole program is one: each process costs an emulator's start there.
+# With PREFIX its tests have names that begin with it, for a source that is built into several programs.
 # With PER_PYTHON every test is one a version of Python, labelled with it, so that the closing lines name the versions.
 find_package(GTest REQUIRED)
 include(GoogleTest)
@@ -44,7 +45,7 @@ function(kbl_test_objects name source)
 endfunction()
 
 function(kbl_test name)
-  cmake_parse_arguments(ARG "PER_PYTHON" "TIMEOUT" "SOURCES;LIBS" ${ARGN})
+  cmake_parse_arguments(ARG "PER_PYTHON" "TIMEOUT;PREFIX" "SOURCES;LIBS" ${ARGN})
   if(NOT ARG_TIMEOUT)
     set(ARG_TIMEOUT 120)
   endif()
@@ -59,7 +60,7 @@ function(kbl_test name)
     return()
   endif()
   if(NOT ARG_PER_PYTHON)
-    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT ${ARG_TIMEOUT})
+    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST TEST_PREFIX "${ARG_PREFIX}" PROPERTIES TIMEOUT ${ARG_TIMEOUT})
     return()
   endif()
   foreach(version IN LISTS KBL_PYTHON_VERSIONS)

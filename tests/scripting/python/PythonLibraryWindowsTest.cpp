@@ -55,4 +55,56 @@ TEST(PythonSearch, TakesTheLibraryThatTheVariableNames) {
   EXPECT_THAT(log->linesWith(BARE_PYTHON " (no function Py_SetPythonHome)"), SizeIs(1));
 }
 
+TEST(PythonSearch, WithoutAnyInterpreterTellsEveryNameItTried) {
+  forgetOtherInterpreters();
+  const TemporaryDirectory directory;
+  const ScopedRecordingLogger log;
+
+  LinesBehindLock told;
+  EXPECT_EQ(findPython(directory.file("") + "/", told), nullptr);
+  told.write();
+
+  const auto lines = log->linesWith("python runtime not found, tried: ");
+  ASSERT_THAT(lines, SizeIs(1));
+  EXPECT_THAT(lines[0].text, HasSubstr(" (no interpreter that serves in it); python38.dll ("));
+  for (int minor = 9; minor <= 13; ++minor) {
+    EXPECT_THAT(lines[0].text, HasSubstr("; python3" + std::to_string(minor) + ".dll ("));
+  }
+}
+
+TEST(PythonSearch, EndsAtAnOldInterpreterBehindTheStableInterface) {
+  forgetOtherInterpreters();
+  std::string reason;
+  const auto stable = SharedLibrary::open(Path(STABLE_PYTHON), reason);
+  ASSERT_NE(stable, nullptr) << reason;
+  const auto interpreter = SharedLibrary::open(Path(OLD_PYTHON39), reason);
+  ASSERT_NE(interpreter, nullptr) << reason;
+  const ScopedRecordingLogger log;
+
+  LinesBehindLock told;
+  EXPECT_EQ(findPython("nowhere/", told), nullptr);
+  told.write();
+
+  EXPECT_THAT(log->linesWith("the process's own interpreter (version 3.7.16 is none from 3.8 upwards)"),
+              SizeIs(1));
+}
+
+TEST(PythonSearch, GoesOnWhereTheStableInterfaceHasNoInterpreter) {
+  forgetOtherInterpreters();
+  const TemporaryDirectory directory;
+  std::filesystem::copy_file(STABLE_PYTHON, directory.path() / "python3.dll");
+  {
+    std::string reason;
+    const auto stable = SharedLibrary::open(Path(directory.file("python3.dll")), reason);
+    ASSERT_NE(stable, nullptr) << reason;
+    const ScopedRecordingLogger log;
+
+    LinesBehindLock told;
+    EXPECT_EQ(findPython("nowhere/", told), nullptr);
+    told.write();
+
+    EXPECT_THAT(log->linesWith("python runtime not found, tried: nowhere/ ("), SizeIs(1));
+  }
+}
+
 }  // namespace

@@ -1,0 +1,51 @@
+# kbl_python_names(FOLDER [OLD|NEW]): writes FOLDER/python_names.h out of the table of the library, so that a stand-in for an
+# interpreter has what the library looks up and nothing else:
+#   NOTING_NAME(name)     for each function and variable of an interpreter of that age
+#   NOTING_REST(name)     for each one that NotingPython.cpp doesn't define
+# Of rows with several names OLD, which is 3.8, has the last, and NEW the first. NEW has nothing that is optional.
+function(kbl_python_names folder age)
+  set(table ${PROJECT_SOURCE_DIR}/src/scripting/python/PythonApi.cpp)
+  set(stand_in ${PROJECT_SOURCE_DIR}/tests/scripting/python/NotingPython.cpp)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${table} ${stand_in})
+
+  file(READ ${stand_in} defined)
+  string(REGEX MATCHALL "NOTING_EXPORT [A-Za-z_ ]+[*]* ?_?Py[A-Za-z0-9_]+" defined "${defined}")
+  list(TRANSFORM defined REPLACE "^.*[ *]" "")
+
+  file(READ ${table} text)
+  string(REPLACE ";" "" text "${text}")
+  string(REGEX MATCHALL "find\\.(required|optional)\\(api\\." begun "${text}")
+  string(REGEX MATCHALL "find\\.(required|optional)\\(api\\.[A-Za-z0-9_]+,[ \n]*{[^}]*}" rows "${text}")
+  list(LENGTH begun expected)
+  list(LENGTH rows count)
+  if(count LESS 40 OR NOT count EQUAL expected)
+    message(FATAL_ERROR "${table} has ${expected} rows, of which ${count} can be read")
+  endif()
+
+  set(content "")
+  set(known NOTING_GET_UNCHECKED NOTING_AS_INT)
+  foreach(row IN LISTS rows)
+    string(REGEX MATCHALL "\"[^\"]+\"" names "${row}")
+    string(REPLACE "\"" "" names "${names}")
+    list(APPEND known ${names})
+    if(age STREQUAL NEW AND row MATCHES "optional")
+      continue()
+    endif()
+    if(age STREQUAL OLD)
+      list(REVERSE names)
+    endif()
+    list(GET names 0 name)
+    string(APPEND content "NOTING_NAME(${name})\n")
+    # Rows with more names stand in the stand-in under macros, by which it gets one of them.
+    list(LENGTH names alternatives)
+    if(alternatives EQUAL 1 AND NOT name IN_LIST defined)
+      string(APPEND content "NOTING_REST(${name})\n")
+    endif()
+  endforeach()
+  foreach(name IN LISTS defined)
+    if(NOT name IN_LIST known)
+      message(FATAL_ERROR "${stand_in} defines ${name}, which ${table} doesn't look up")
+    endif()
+  endforeach()
+  file(CONFIGURE OUTPUT ${folder}/python_names.h CONTENT "${content}" @ONLY)
+endfunction()
