@@ -16,7 +16,7 @@ if(KBL_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   # The two let it keep what is compiled with a precompiled header.
   set(CMAKE_CXX_COMPILER_LAUNCHER
       ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros ${KBL_CCACHE})
-  add_compile_options($<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess>)
+  add_compile_options($<$<COMPILE_LANG_AND_ID:CXX,GNU>:-fpch-preprocess>)
 endif()
 
 add_library(kbl_options INTERFACE)
