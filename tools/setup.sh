@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that are missing, as root or with sudo; says nothing when all are there.
-#   tools/setup.sh [build|python|test|check|lint|fuzz|bench|windows|all]...     (default: build)
+#   tools/setup.sh [build|python|test|check|lint|abi|fuzz|bench|windows|all]...     (default: build)
 # "build" is enough for the library and the programs; the others add to it what their name says. "windows" also builds the
 # third-party libraries for Windows, once.
 set -euo pipefail
@@ -17,6 +17,8 @@ test_packages=(qt6-base-dev xvfb xdotool fonts-dejavu-core libgtest-dev libgmock
   python3-oauthlib tinyproxy dante-server chromium chromium-driver zsh fish groff-base mandoc)
 check_packages=(git clang-format black doxygen graphviz mypy pyflakes3 shellcheck)
 lint_packages=("${check_packages[@]}" clang-tidy-16)
+# Reads the binary interface out of a library.
+abi_packages=(abigail-tools)
 fuzz_packages=(clang-16 libclang-rt-16-dev)
 # The clients that uploads are measured beside, what draws the result, and what counts instructions.
 bench_packages=(openssl libssl-dev curl "${python_packages[@]}" python3-googleapi nodejs node-axios python3-matplotlib
@@ -40,11 +42,12 @@ wanted() {
       test) printf '%s\n' "${test_packages[@]}" ;;
       check) printf '%s\n' "${check_packages[@]}" ;;
       lint) printf '%s\n' "${lint_packages[@]}" ;;
+      abi) printf '%s\n' "${abi_packages[@]}" ;;
       fuzz) printf '%s\n' "${fuzz_packages[@]}" ;;
       bench) printf '%s\n' "${bench_packages[@]}" ;;
       windows) printf '%s\n' "${windows_packages[@]}" ;;
-      all) wanted test lint fuzz bench windows ;;
-      *) fail "unknown group $group; use: tools/setup.sh [build|python|test|check|lint|fuzz|bench|windows|all]..." ;;
+      all) wanted test lint abi fuzz bench windows ;;
+      *) fail "unknown group $group; use: tools/setup.sh [build|python|test|check|lint|abi|fuzz|bench|windows|all]..." ;;
     esac
   done
 }

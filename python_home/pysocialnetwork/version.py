@@ -1,3 +1,3 @@
 """The library's version, by which the scripts name themselves to the services."""
 
-VERSION = "1.0.0"
+VERSION = "1.1.0"

@@ -156,6 +156,25 @@ class Package(unittest.TestCase):
             self.assertIn(f"ExternlMediaTransferConfig.cmake, version: {version}", said)
         self.assertEqual(self.asked(f"{version} COMPONENTS Host Sandbox BsNet")[0], 0)
 
+    def test_all_parts_have_one_version(self):
+        version = os.environ["KBL_VERSION"]
+        self.assertEqual(run(PREFIX / "bin/mediatransfer", "--version").strip(), f"mediatransfer {version}")
+        for path, text in (
+            ("include/ExternlMediaTransfer/Version.h", f'#define KBL_TRANSFER_VERSION "{version}"\n'),
+            ("lib/pkgconfig/ExternlMediaTransfer.pc", f"\nVersion: {version}\n"),
+            ("share/ExternlMediaTransfer/python_home/pysocialnetwork/version.py", f'VERSION = "{version}"\n'),
+            (
+                "lib/cmake/ExternlMediaTransfer/ExternlMediaTransferConfigVersion.cmake",
+                f'(PACKAGE_VERSION "{version}")\n',
+            ),
+            ("share/doc/ExternlMediaTransfer/CHANGELOG.md", f"\n## [{version}]"),
+        ):
+            self.assertIn(text, (PREFIX / path).read_text(), path)
+        major = version.split(".", maxsplit=1)[0]
+        for name in ("ExternlMediaTransfer", "BsNet", "KblUtils", "KblLogger", "BsCloudConfig"):
+            library = PREFIX / f"lib/lib{name}.so.{version}"
+            self.assertIn(f"[lib{name}.so.{major}]", run("readelf", "-d", library))
+
 
 if __name__ == "__main__":
     unittest.main()
