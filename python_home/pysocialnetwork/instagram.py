@@ -19,7 +19,6 @@ from .texts import split_tags
 from .wire import Wire
 
 NAME = "Instagram"
-VERSION = "/v21.0/"
 
 LONGEST_CAPTION = 2200
 MOST_TAGS = 30
@@ -63,7 +62,7 @@ class Uploader(OAuth2Uploader):
         self.keep_secret(short_token)
         answer = self._get(
             wire,
-            "/access_token",
+            self._tokens("access_token"),
             {
                 "grant_type": "ig_exchange_token",
                 "client_secret": self.app_secret,
@@ -86,7 +85,7 @@ class Uploader(OAuth2Uploader):
         self._me(wire, login.access)
 
     def _me(self, wire: Wire, token: str) -> Dict[str, Any]:
-        return self._get(wire, VERSION + "me", {"fields": "user_id,username", "access_token": token})
+        return self._get(wire, self._api("me"), {"fields": "user_id,username", "access_token": token})
 
     def _wants_renewal(self, login: Login) -> bool:
         return renewable(login) and login.has_expired(RENEWED_BEFORE_END)
@@ -96,7 +95,7 @@ class Uploader(OAuth2Uploader):
             return None
         query = {"grant_type": "ig_refresh_token", "access_token": login.access}
         try:
-            answer = self._get(wire, "/refresh_access_token", query)
+            answer = self._get(wire, self._tokens("refresh_access_token"), query)
         except Refused:
             return None  # the token itself is still good
         return replace(
@@ -140,7 +139,7 @@ class Uploader(OAuth2Uploader):
         fields = {"media_type": "REELS", "upload_type": "resumable", "caption": caption(request)}
         # A container that is never published ends by itself, so a second one does no harm.
         body = form({**fields, "access_token": login.access})
-        address = self._graph(VERSION + quote(login.user_id) + "/media")
+        address = self._api(quote(login.user_id) + "/media")
         answer = wire.run(lambda: read(wire.exchange("POST", address, body=body), NAME))
         return required_text(answer, "id")
 
@@ -202,7 +201,7 @@ class Uploader(OAuth2Uploader):
 
     def _publish_once(self, wire: Wire, login: Login, container: str) -> str:
         fields = {"creation_id": container, "access_token": login.access}
-        address = self._graph(VERSION + quote(login.user_id) + "/media_publish")
+        address = self._api(quote(login.user_id) + "/media_publish")
         published = text_member(read(wire.exchange("POST", address, body=form(fields)), NAME), "id")
         if not published:
             raise Transient("Instagram does not name the reel")
@@ -213,14 +212,16 @@ class Uploader(OAuth2Uploader):
 
     def _look_once(self, wire: Wire, login: Login, name: str, fields: str) -> Dict[str, Any]:
         query = urlencode({"fields": fields, "access_token": login.access})
-        return read(wire.exchange("GET", self._graph(VERSION + quote(name, safe="")) + "?" + query), NAME)
+        return read(wire.exchange("GET", self._api(quote(name, safe="")) + "?" + query), NAME)
 
-    def _get(self, wire: Wire, path: str, query: Mapping[str, str]) -> Dict[str, Any]:
-        address = self._graph(path) + "?" + urlencode(query)
-        return wire.run(lambda: read(wire.exchange("GET", address), NAME))
+    def _get(self, wire: Wire, address: str, query: Mapping[str, str]) -> Dict[str, Any]:
+        return wire.run(lambda: read(wire.exchange("GET", address + "?" + urlencode(query)), NAME))
 
-    def _graph(self, path: str) -> str:
-        return self.address("instagramGraph") + path
+    def _tokens(self, call: str) -> str:
+        return self.address("instagramGraph") + "/" + call
+
+    def _api(self, path: str) -> str:
+        return self.address("instagramApi") + "/" + path
 
 
 def unusable(state: Mapping[str, Any]) -> str:

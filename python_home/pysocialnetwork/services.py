@@ -14,10 +14,13 @@ from .errors import UploadError
 
 ENVIRONMENT_VARIABLE = "MEDIATRANSFER_SERVICES"
 
+# The version of the Graph API that Facebook and Instagram are spoken to in; each lives about two years.
+GRAPH_VERSION = "v24.0"
+
 DEFAULTS: Mapping[str, str] = {
-    "facebookLogin": "https://www.facebook.com/v19.0/dialog/oauth",
-    "facebookGraph": "https://graph.facebook.com/v19.0",
-    "facebookGraphVideo": "https://graph-video.facebook.com/v19.0",
+    "facebookLogin": "https://www.facebook.com/" + GRAPH_VERSION + "/dialog/oauth",
+    "facebookGraph": "https://graph.facebook.com/" + GRAPH_VERSION,
+    "facebookGraphVideo": "https://graph-video.facebook.com/" + GRAPH_VERSION,
     "googleLogin": "https://accounts.google.com/o/oauth2/v2/auth",
     "googleToken": "https://oauth2.googleapis.com/token",
     "googleRevoke": "https://oauth2.googleapis.com/revoke",
@@ -31,8 +34,10 @@ DEFAULTS: Mapping[str, str] = {
     "flickrUpload": "https://up.flickr.com/services/upload",
     "instagramLogin": "https://www.instagram.com/oauth/authorize",
     "instagramToken": "https://api.instagram.com/oauth/access_token",
+    # Calls that change tokens are in no version.
     "instagramGraph": "https://graph.instagram.com",
-    "instagramUpload": "https://rupload.facebook.com/ig-api-upload/v21.0",
+    "instagramApi": "https://graph.instagram.com/" + GRAPH_VERSION,
+    "instagramUpload": "https://rupload.facebook.com/ig-api-upload/" + GRAPH_VERSION,
     "twitchLogin": "https://id.twitch.tv/oauth2/authorize",
     "twitchToken": "https://id.twitch.tv/oauth2/token",
     "twitchRevoke": "https://id.twitch.tv/oauth2/revoke",

@@ -17,12 +17,12 @@ struct Place {
 };
 
 constexpr Place places[] = {
-    {Route::facebookLogin, "GET", "/facebook/v19.0/dialog/oauth"},
-    {Route::facebookToken, "GET", "/facebook/v19.0/oauth/access_token"},
-    {Route::facebookProfile, "GET", "/facebook/v19.0/me"},
-    {Route::facebookFeed, "POST", "/facebook/v19.0/me/feed"},
-    {Route::facebookPermissions, "DELETE", "/facebook/v19.0/me/permissions"},
-    {Route::facebookVideos, "POST", "/facebook-video/v19.0/me/videos"},
+    {Route::facebookLogin, "GET", "/facebook/v24.0/dialog/oauth"},
+    {Route::facebookToken, "GET", "/facebook/v24.0/oauth/access_token"},
+    {Route::facebookProfile, "GET", "/facebook/v24.0/me"},
+    {Route::facebookFeed, "POST", "/facebook/v24.0/me/feed"},
+    {Route::facebookPermissions, "DELETE", "/facebook/v24.0/me/permissions"},
+    {Route::facebookVideos, "POST", "/facebook-video/v24.0/me/videos"},
     {Route::vimeoLogin, "GET", "/vimeo/oauth/authorize"},
     {Route::vimeoToken, "POST", "/vimeo/oauth/access_token"},
     {Route::vimeoProfile, "GET", "/vimeo/me"},
@@ -46,11 +46,11 @@ constexpr Place places[] = {
     {Route::instagramToken, "POST", "/instagram/oauth/access_token"},
     {Route::instagramLongToken, "GET", "/instagram-graph/access_token"},
     {Route::instagramLongToken, "GET", "/instagram-graph/refresh_access_token"},
-    {Route::instagramProfile, "GET", "/instagram-graph/v21.0/me"},
-    {Route::instagramContainer, "POST", "/instagram-graph/v21.0/1/media"},
-    {Route::instagramPublish, "POST", "/instagram-graph/v21.0/1/media_publish"},
-    {Route::instagramStatus, "GET", "/instagram-graph/v21.0/1"},
-    {Route::instagramUpload, "POST", "/instagram-upload/v21.0/1"},
+    {Route::instagramProfile, "GET", "/instagram-graph/v24.0/me"},
+    {Route::instagramContainer, "POST", "/instagram-graph/v24.0/1/media"},
+    {Route::instagramPublish, "POST", "/instagram-graph/v24.0/1/media_publish"},
+    {Route::instagramStatus, "GET", "/instagram-graph/v24.0/1"},
+    {Route::instagramUpload, "POST", "/instagram-upload/v24.0/1"},
     {Route::twitchLogin, "GET", "/twitch/oauth2/authorize"},
     {Route::twitchToken, "POST", "/twitch/oauth2/token"},
     {Route::twitchRevoke, "POST", "/twitch/oauth2/revoke"},
@@ -97,10 +97,10 @@ TEST_F(ScriptRoutes, EachIsServedUnderItsNameAndDisturbed) {
 }
 
 TEST_F(ScriptRoutes, NoneAnswersAnotherMethod) {
-  EXPECT_EQ(client.post("/facebook/v19.0/me", "").status, 405);
+  EXPECT_EQ(client.post("/facebook/v24.0/me", "").status, 405);
   EXPECT_EQ(client.get("/google/token").status, 405);
-  EXPECT_EQ(client.get("/instagram-upload/v21.0/1").status, 405);
-  EXPECT_EQ(client.post("/instagram-graph/v21.0//media", "").status, 405) << "no user in front of the ending";
+  EXPECT_EQ(client.get("/instagram-upload/v24.0/1").status, 405);
+  EXPECT_EQ(client.post("/instagram-graph/v24.0//media", "").status, 405) << "no user in front of the ending";
 }
 
 TEST_F(ScriptRoutes, VisitTellsWhereAPageLeads) {

@@ -1,6 +1,7 @@
 #include "sandbox/services/facebook/FacebookAccount.h"
 
 #include "sandbox/base/Text.h"
+#include "sandbox/services/GraphPaths.h"
 #include "sandbox/services/facebook/FacebookError.h"
 
 #include <sstream>
@@ -9,20 +10,19 @@ namespace sandbox {
 
 namespace {
 
-constexpr const char* graphPath = "/facebook/v19.0";
 constexpr std::chrono::hours shortLife{1};
 constexpr std::chrono::hours longLife{60 * 24};
 
 }  // namespace
 
 const OauthTraits FacebookAccount::traits{
-    Platform::facebook, Route::facebookLogin, "facebookLogin", "/facebook/v19.0/dialog/oauth", false, false};
+    Platform::facebook, Route::facebookLogin, "facebookLogin", GraphPaths::facebookLogin, false, false};
 
 FacebookAccount::FacebookAccount(ServiceContext& context) : OauthService(context, traits) {}
 
 void FacebookAccount::addTo(Router& router) {
   addLoginTo(router);
-  const std::string graph = graphPath;
+  const std::string graph = GraphPaths::facebook;
   router.add({Route::facebookToken, "GET", graph + "/oauth/access_token",
               [this](Call& call) { return token(call); }});
   router.add({Route::facebookProfile, "GET", graph + "/me", [this](Call& call) { return profile(call); }});
@@ -32,7 +32,7 @@ void FacebookAccount::addTo(Router& router) {
 }
 
 std::vector<std::pair<std::string, std::string>> FacebookAccount::scriptKeys() const {
-  return {loginKey(), {"facebookGraph", graphPath}};
+  return {loginKey(), {"facebookGraph", GraphPaths::facebook}};
 }
 
 Reply FacebookAccount::token(const Call& call) {

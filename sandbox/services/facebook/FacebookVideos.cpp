@@ -2,6 +2,7 @@
 
 #include "sandbox/base/JsonText.h"
 #include "sandbox/base/Text.h"
+#include "sandbox/services/GraphPaths.h"
 #include "sandbox/services/facebook/FacebookAccount.h"
 #include "sandbox/services/facebook/FacebookError.h"
 
@@ -12,7 +13,6 @@ namespace sandbox {
 
 namespace {
 
-constexpr const char* videoGraph = "/facebook-video/v19.0";
 constexpr std::size_t keptBytes = std::size_t{16} * 1024 * 1024;
 constexpr std::size_t titleLimit = 255;
 constexpr std::chrono::seconds busyLimit{5};
@@ -39,12 +39,12 @@ bool isTextArray(const std::string& text) {
 FacebookVideos::FacebookVideos(ServiceContext& context) : OauthService(context, FacebookAccount::traits) {}
 
 void FacebookVideos::addTo(Router& router) {
-  router.add({Route::facebookVideos, "POST", std::string(videoGraph) + "/me/videos",
+  router.add({Route::facebookVideos, "POST", std::string(GraphPaths::facebookVideos) + "/me/videos",
               [this](Call& call) { return upload(call); }});
 }
 
 std::vector<std::pair<std::string, std::string>> FacebookVideos::scriptKeys() const {
-  return {{"facebookGraphVideo", videoGraph}};
+  return {{"facebookGraphVideo", GraphPaths::facebookVideos}};
 }
 
 Reply FacebookVideos::upload(const Call& call) {

@@ -1,6 +1,7 @@
 #include "sandbox/services/instagram/InstagramAccount.h"
 
 #include "sandbox/base/MediaAccounts.h"
+#include "sandbox/services/GraphPaths.h"
 #include "sandbox/services/facebook/FacebookError.h"
 
 #include <sstream>
@@ -26,18 +27,21 @@ InstagramAccount::InstagramAccount(ServiceContext& context) : OauthService(conte
 
 void InstagramAccount::addTo(Router& router) {
   addLoginTo(router);
-  const std::string graph = graphPath;
+  const std::string tokens = GraphPaths::instagramTokens;
   router.add({Route::instagramToken, "POST", tokenPath, [this](Call& call) { return token(call); }});
-  router.add({Route::instagramLongToken, "GET", graph + "/access_token",
+  router.add({Route::instagramLongToken, "GET", tokens + "/access_token",
               [this](Call& call) { return longLived(call); }});
-  router.add({Route::instagramLongToken, "GET", graph + "/refresh_access_token",
+  router.add({Route::instagramLongToken, "GET", tokens + "/refresh_access_token",
               [this](Call& call) { return renewed(call); }});
-  router.add(
-      {Route::instagramProfile, "GET", graph + "/v21.0/me", [this](Call& call) { return profile(call); }});
+  router.add({Route::instagramProfile, "GET", std::string(GraphPaths::instagram) + "/me",
+              [this](Call& call) { return profile(call); }});
 }
 
 std::vector<std::pair<std::string, std::string>> InstagramAccount::scriptKeys() const {
-  return {loginKey(), {"instagramToken", tokenPath}, {"instagramGraph", graphPath}};
+  return {loginKey(),
+          {"instagramToken", tokenPath},
+          {"instagramGraph", GraphPaths::instagramTokens},
+          {"instagramApi", GraphPaths::instagram}};
 }
 
 Reply InstagramAccount::token(const Call& call) {

@@ -13,7 +13,6 @@ class InstagramAccount final : public OauthService {
   [[nodiscard]] std::vector<std::pair<std::string, std::string>> scriptKeys() const override;
 
   static const OauthTraits traits;
-  static constexpr const char* graphPath = "/instagram-graph";
 
  private:
   Reply token(const Call& call);

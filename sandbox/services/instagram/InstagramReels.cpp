@@ -2,6 +2,7 @@
 
 #include "sandbox/base/JsonText.h"
 #include "sandbox/base/Text.h"
+#include "sandbox/services/GraphPaths.h"
 #include "sandbox/services/facebook/FacebookError.h"
 #include "sandbox/services/instagram/InstagramAccount.h"
 
@@ -11,8 +12,6 @@ namespace sandbox {
 
 namespace {
 
-constexpr const char* versionPath = "/v21.0/";
-constexpr const char* uploadPath = "/instagram-upload/v21.0";
 constexpr std::size_t captionLimit = 2200;
 constexpr std::ptrdiff_t hashtagLimit = 30;
 constexpr std::ptrdiff_t mentionLimit = 20;
@@ -49,7 +48,7 @@ bool asksFor(const std::string& fields, const std::string& field) {
 InstagramReels::InstagramReels(ServiceContext& context) : OauthService(context, InstagramAccount::traits) {}
 
 void InstagramReels::addTo(Router& router) {
-  const std::string objects = std::string(InstagramAccount::graphPath) + versionPath;
+  const std::string objects = std::string(GraphPaths::instagram) + "/";
   const auto post = [&](Route route, const char* ending, Handler handler) {
     router.add({route, "POST", objects, std::move(handler), Endpoint::Body::whole, Endpoint::Path::withRest,
                 ending});
@@ -58,13 +57,13 @@ void InstagramReels::addTo(Router& router) {
   post(Route::instagramPublish, "/media_publish", [this](Call& call) { return publish(call); });
   router.add({Route::instagramStatus, "GET", objects, [this](Call& call) { return look(call); },
               Endpoint::Body::whole, Endpoint::Path::withRest});
-  router.add({Route::instagramUpload, "POST", std::string(uploadPath) + "/",
+  router.add({Route::instagramUpload, "POST", std::string(GraphPaths::instagramUploads) + "/",
               [this](Call& call) { return receive(call); }, Endpoint::Body::streamed,
               Endpoint::Path::withRest});
 }
 
 std::vector<std::pair<std::string, std::string>> InstagramReels::scriptKeys() const {
-  return {{"instagramUpload", uploadPath}};
+  return {{"instagramUpload", GraphPaths::instagramUploads}};
 }
 
 std::optional<Reply> InstagramReels::refusedCaller(const Call& call, const FormFields& fields) const {
@@ -105,7 +104,7 @@ Reply InstagramReels::open(const Call& call) {
   upload.metadata = compactJson(metadata);
   Json::Value value;
   value["id"] = upload.uploadId;
-  value["uri"] = context_.baseUrl + uploadPath + "/" + upload.uploadId;
+  value["uri"] = context_.baseUrl + GraphPaths::instagramUploads + "/" + upload.uploadId;
   context_.uploads.open(std::move(upload));
   return json(value);
 }

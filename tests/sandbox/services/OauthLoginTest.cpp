@@ -30,7 +30,7 @@ class OauthLogin : public testing::TestWithParam<Login> {
 };
 
 INSTANTIATE_TEST_SUITE_P(Services, OauthLogin,
-                         testing::Values(Login{"facebook", "/facebook/v19.0/dialog/oauth", false, false},
+                         testing::Values(Login{"facebook", "/facebook/v24.0/dialog/oauth", false, false},
                                          Login{"vimeo", "/vimeo/oauth/authorize", false, false},
                                          Login{"google", "/google/o/oauth2/v2/auth", true, true},
                                          Login{"instagram", "/instagram/oauth/authorize", false, true},
@@ -128,11 +128,11 @@ TEST(OauthLogins, ServicesStandInOneTable) {
   const sandbox::Sandbox server;
   const auto table = server.scriptServices();
   const std::vector<std::string> keys{
-      "facebookLogin",  "facebookGraph",  "facebookGraphVideo", "flickrOauth", "flickrRest",
-      "flickrUpload",   "googleLogin",    "googleRevoke",       "googleToken", "instagramGraph",
-      "instagramLogin", "instagramToken", "instagramUpload",    "twitchApi",   "twitchHelix",
-      "twitchLogin",    "twitchRevoke",   "twitchToken",        "vimeoApi",    "vimeoLogin",
-      "vimeoToken",     "youtubeApi",     "youtubeUpload"};
+      "facebookLogin", "facebookGraph",  "facebookGraphVideo", "flickrOauth",     "flickrRest",
+      "flickrUpload",  "googleLogin",    "googleRevoke",       "googleToken",     "instagramGraph",
+      "instagramApi",  "instagramLogin", "instagramToken",     "instagramUpload", "twitchApi",
+      "twitchHelix",   "twitchLogin",    "twitchRevoke",       "twitchToken",     "vimeoApi",
+      "vimeoLogin",    "vimeoToken",     "youtubeApi",         "youtubeUpload"};
   EXPECT_EQ(table.size(), keys.size());
   for (const std::string& key : keys) {
     ASSERT_TRUE(table.contains(key)) << key;

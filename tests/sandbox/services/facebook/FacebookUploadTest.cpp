@@ -10,8 +10,8 @@ namespace {
 
 using sandbox::Platform;
 
-constexpr const char* tokenPath = "/facebook/v19.0/oauth/access_token";
-constexpr const char* videos = "/facebook-video/v19.0/me/videos";
+constexpr const char* tokenPath = "/facebook/v24.0/oauth/access_token";
+constexpr const char* videos = "/facebook-video/v24.0/me/videos";
 constexpr std::size_t chunk = 1000;
 
 sandbox::SandboxOptions smallChunks() {
@@ -23,7 +23,7 @@ sandbox::SandboxOptions smallChunks() {
 class FacebookScripts : public testing::Test {
  protected:
   Answer token(const Fields& fields) { return client.get(targetWith(tokenPath, fields)); }
-  std::string freshCode() { return codeFrom(client, "/facebook/v19.0/dialog/oauth"); }
+  std::string freshCode() { return codeFrom(client, "/facebook/v24.0/dialog/oauth"); }
 
   Answer start(std::size_t size) {
     return client.post(
@@ -68,7 +68,7 @@ TEST_F(FacebookScripts, CodeBecomesAShortTokenAndThatALongOne) {
   ASSERT_EQ(second.status, 200) << second.body;
   EXPECT_EQ(second.json()["expires_in"], 5184000);
   const Answer me = client.get(
-      targetWith("/facebook/v19.0/me",
+      targetWith("/facebook/v24.0/me",
                  {{"fields", "id,name"}, {"access_token", second.json()["access_token"].asString()}}));
   EXPECT_EQ(me.json()["name"], server.users()[0].name);
   EXPECT_EQ(me.json()["id"], server.users()[0].openId);
@@ -91,17 +91,17 @@ TEST_F(FacebookScripts, CodeIsGoodOnceAndForItsOwnLoginOnly) {
 
 TEST_F(FacebookScripts, ProfileTellsTheFieldsThatWereAskedFor) {
   const auto me = [&](const std::string& fields) {
-    return client.get(targetWith("/facebook/v19.0/me", {{"fields", fields}, {"access_token", accessToken}}));
+    return client.get(targetWith("/facebook/v24.0/me", {{"fields", fields}, {"access_token", accessToken}}));
   };
   EXPECT_EQ(me("id").json().getMemberNames(), std::vector<std::string>{"id"});
   EXPECT_EQ(code(me("id,shoe_size")), 100);
-  EXPECT_EQ(client.get("/facebook/v19.0/me?access_token=none").status, 401);
-  EXPECT_EQ(code(client.get("/facebook/v19.0/me")), 190);
+  EXPECT_EQ(client.get("/facebook/v24.0/me?access_token=none").status, 401);
+  EXPECT_EQ(code(client.get("/facebook/v24.0/me")), 190);
 }
 
 TEST_F(FacebookScripts, LinkIsPosted) {
   const auto post = [&](const Fields& fields) {
-    return client.post("/facebook/v19.0/me/feed", formOf(fields), {formType()});
+    return client.post("/facebook/v24.0/me/feed", formOf(fields), {formType()});
   };
   const Answer good =
       post({{"access_token", accessToken}, {"message", "m"}, {"link", "https://example.com"}});
@@ -115,10 +115,10 @@ TEST_F(FacebookScripts, RemovedPermissionsEndEveryTokenOfTheUser) {
   const std::string other = server.issueTokens(Platform::facebook, server.users()[1].openId).accessToken;
 
   EXPECT_TRUE(
-      client.remove("/facebook/v19.0/me/permissions?access_token=" + accessToken).json()["success"].asBool());
+      client.remove("/facebook/v24.0/me/permissions?access_token=" + accessToken).json()["success"].asBool());
 
-  EXPECT_EQ(client.get("/facebook/v19.0/me?access_token=" + accessToken).status, 401);
-  EXPECT_EQ(client.get("/facebook/v19.0/me?access_token=" + other).status, 200);
+  EXPECT_EQ(client.get("/facebook/v24.0/me?access_token=" + accessToken).status, 401);
+  EXPECT_EQ(client.get("/facebook/v24.0/me?access_token=" + other).status, 200);
 }
 
 TEST_F(FacebookScripts, VideoArrivesWholeInItsPhases) {

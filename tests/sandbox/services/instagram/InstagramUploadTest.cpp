@@ -29,7 +29,7 @@ class InstagramScripts : public testing::Test {
         {{"grant_type", "ig_exchange_token"}, {"client_secret", appSecret}, {"access_token", shortLived}});
   }
   Answer post(const std::string& what, const Fields& fields) {
-    return client.post("/instagram-graph/v21.0/" + user + "/" + what, formOf(fields), {formType()});
+    return client.post("/instagram-graph/v24.0/" + user + "/" + what, formOf(fields), {formType()});
   }
   Fields reel() {
     return {{"media_type", "REELS"},
@@ -39,13 +39,13 @@ class InstagramScripts : public testing::Test {
   }
   std::string container() { return post("media", reel()).json()["id"].asString(); }
   Answer send(const std::string& id, std::size_t offset, std::size_t size, const std::string& bytes) {
-    return client.post("/instagram-upload/v21.0/" + id, bytes,
+    return client.post("/instagram-upload/v24.0/" + id, bytes,
                        {{"Authorization", "OAuth " + accessToken},
                         {"offset", std::to_string(offset)},
                         {"file_size", std::to_string(size)}});
   }
   Json::Value status(const std::string& id) {
-    return graph("/v21.0/" + id,
+    return graph("/v24.0/" + id,
                  {{"fields", "status_code,status,video_status"}, {"access_token", accessToken}})
         .json();
   }
@@ -69,7 +69,7 @@ TEST_F(InstagramScripts, CodeBecomesAShortTokenAndThatALongOne) {
 
   ASSERT_EQ(second.status, 200) << second.body;
   EXPECT_EQ(second.json()["expires_in"], 5184000);
-  const Answer me = graph("/v21.0/me", {{"fields", "user_id,username"},
+  const Answer me = graph("/v24.0/me", {{"fields", "user_id,username"},
                                         {"access_token", second.json()["access_token"].asString()}});
   EXPECT_EQ(me.json()["username"], "ada");
   EXPECT_EQ(me.json()["user_id"], user);
@@ -92,7 +92,7 @@ TEST_F(InstagramScripts, TokenEndpointsAreStrict) {
   EXPECT_EQ(renew(longLived).status, 200);
   EXPECT_EQ(code(renew(shortLived)), 452);
   EXPECT_EQ(renew("unknown").status, 401);
-  EXPECT_EQ(code(graph("/v21.0/me", {{"fields", "shoe_size"}, {"access_token", longLived}})), 100);
+  EXPECT_EQ(code(graph("/v24.0/me", {{"fields", "shoe_size"}, {"access_token", longLived}})), 100);
 }
 
 TEST_F(InstagramScripts, ReelIsPublishedWhenItIsReady) {
@@ -117,7 +117,7 @@ TEST_F(InstagramScripts, ReelIsPublishedWhenItIsReady) {
   EXPECT_TRUE(upload.complete);
   EXPECT_EQ(upload.sha256, sha256Of(file));
   const Json::Value media =
-      graph("/v21.0/" + upload.mediaId, {{"fields", "permalink"}, {"access_token", accessToken}}).json();
+      graph("/v24.0/" + upload.mediaId, {{"fields", "permalink"}, {"access_token", accessToken}}).json();
   EXPECT_EQ(media["permalink"], "https://www.instagram.com/reel/" + upload.mediaId + "/");
 }
 
@@ -126,7 +126,7 @@ TEST_F(InstagramScripts, BytesOfABrokenRequestCount) {
   const std::string id = container();
   {
     const RawConnection connection(server.port());
-    connection.send("POST /instagram-upload/v21.0/" + id + " HTTP/1.1\r\nHost: x\r\nAuthorization: OAuth " +
+    connection.send("POST /instagram-upload/v24.0/" + id + " HTTP/1.1\r\nHost: x\r\nAuthorization: OAuth " +
                     accessToken + "\r\noffset: 0\r\nfile_size: 3000\r\nContent-Length: 3000\r\n\r\n" +
                     file.substr(0, 1300));
   }
@@ -166,7 +166,7 @@ TEST_F(InstagramScripts, ContainersAreStrict) {
   const std::string stranger = server.issueTokens(Platform::instagram, server.users()[1].openId).accessToken;
   EXPECT_EQ(code(post("media", with(reel(), "access_token", stranger))), 100);
   EXPECT_EQ(code(publish("1")), 24);
-  EXPECT_EQ(code(graph("/v21.0/1", {{"access_token", accessToken}})), 100);
+  EXPECT_EQ(code(graph("/v24.0/1", {{"access_token", accessToken}})), 100);
 }
 
 }  // namespace
