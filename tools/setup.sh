@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that are missing, as root or with sudo; says nothing when all are there.
-#   tools/setup.sh [build|python|test|check|lint|abi|fuzz|bench|windows|all]...     (default: build)
+#   tools/setup.sh [build|python|test|check|lint|abi|package|fuzz|bench|windows|all]...     (default: build)
 # "build" is enough for the library and the programs; the others add to it what their name says. "windows" also builds the
 # third-party libraries for Windows, once.
 set -euo pipefail
@@ -19,6 +19,8 @@ check_packages=(git clang-format black doxygen graphviz mypy pyflakes3 shellchec
 lint_packages=("${check_packages[@]}" clang-tidy-16)
 # Reads the binary interface out of a library.
 abi_packages=(abigail-tools)
+# Make packages, look at them, and install them in a system of their own.
+package_packages=(dpkg-dev lintian debootstrap unzip)
 fuzz_packages=(clang-16 libclang-rt-16-dev)
 # The clients that uploads are measured beside, what draws the result, and what counts instructions.
 bench_packages=(openssl libssl-dev curl "${python_packages[@]}" python3-googleapi nodejs node-axios python3-matplotlib
@@ -43,11 +45,12 @@ wanted() {
       check) printf '%s\n' "${check_packages[@]}" ;;
       lint) printf '%s\n' "${lint_packages[@]}" ;;
       abi) printf '%s\n' "${abi_packages[@]}" ;;
+      package) printf '%s\n' "${package_packages[@]}" ;;
       fuzz) printf '%s\n' "${fuzz_packages[@]}" ;;
       bench) printf '%s\n' "${bench_packages[@]}" ;;
       windows) printf '%s\n' "${windows_packages[@]}" ;;
-      all) wanted test lint abi fuzz bench windows ;;
-      *) fail "unknown group $group; use: tools/setup.sh [build|python|test|check|lint|abi|fuzz|bench|windows|all]..." ;;
+      all) wanted test lint abi package fuzz bench windows ;;
+      *) fail "unknown group $group; use: tools/setup.sh [build|python|test|check|lint|abi|package|fuzz|bench|windows|all]..." ;;
     esac
   done
 }

@@ -122,6 +122,16 @@ class Examples(HostTest):
         run(build / "outer_bin/outer")
         self.assert_hosts_work(build / "outer_bin")
 
+    def test_the_home_that_was_made_where_the_program_is(self):
+        without = self.run_program("--sandbox", "login", "vimeo")
+        self.assertEqual(without.code, 1, without)
+        self.assertIn("needs a Python home", without.err)
+        home = PREFIX / "lib/ExternlMediaTransfer/python_home"
+        self.addCleanup(shutil.rmtree, home)
+        run(PREFIX / "share/ExternlMediaTransfer/tools/make_python_home", home)
+        login = self.run_program("--sandbox", "login", "vimeo")
+        self.assertEqual(login.code, 0, login)
+
 
 class Package(unittest.TestCase):
     """What find_package says to a project that asks for what is not there."""

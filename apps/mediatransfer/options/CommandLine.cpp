@@ -12,6 +12,7 @@
 #include "options/Secrets.h"
 #include "options/SettingSources.h"
 #include "options/Suggestion.h"
+#include "system/InstalledHome.h"
 #include "system/Terminal.h"
 
 #include <CLI/CLI.hpp>
@@ -129,6 +130,7 @@ class Parser {
     for (const SharedOption& shared : declared_.shared()) {
       if (shared.setting != profile->setting) takeSetting(shared);
     }
+    if (options_.pythonHome.empty()) options_.pythonHome = installedPythonHome();
     options_.configTrouble = sources_.trouble();
     // The commands that mend it go on.
     if (!options_.configTrouble.empty() && !mends(options_.command)) {
