@@ -76,7 +76,8 @@ class KBL_BSNET_API KblBaseRequest : public RefCnt<KblBaseRequest>,
   INetworkClient* creatNetworkClient();
 
   /// Runs `work` on a new thread, exceptions caught. The handle is joinable; whoever lets go of it last
-  /// detaches the thread, so dropping it never waits. Null when no thread could be made.
+  /// detaches the thread, so dropping it never waits. Null when no thread could be made. Joined by
+  /// `clearAsyncRequest`: where each shared library has a run-time library of its own, nobody else can.
   [[nodiscard]] static std::shared_ptr<std::thread> startThread(std::function<void()> work);
 
   /// The last thing that a worker does with its request: detaches its own thread, unless somebody waits for

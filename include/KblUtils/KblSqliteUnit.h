@@ -8,14 +8,14 @@
 
 namespace KBL {
 
+/// How long a `KblSqliteUnit` waits for other processes, all in all, unless `open` is told another deadline.
+inline constexpr std::chrono::milliseconds sqlitePatience{5000};
+
 /// A key and value table in one SQLite file. A save that is interrupted at any instant leaves the old value
 /// or the new one; the file is readable by its owner only; two processes that save at once both succeed, the
 /// last one wins. One thread at a time.
 class KBL_UTILS_API KblSqliteUnit {
  public:
-  /// How long a unit waits for other processes, all in all, unless `open` is told another deadline.
-  static constexpr std::chrono::milliseconds patience{5000};
-
   KblSqliteUnit();
   ~KblSqliteUnit();
   KblSqliteUnit(const KblSqliteUnit&) = delete;
@@ -24,7 +24,8 @@ class KBL_UTILS_API KblSqliteUnit {
   /// Opens the file at a UTF-8 path and makes a missing one. From here to `close` everything together waits
   /// for processes that hold the file until `deadline`; what still needs it then fails.
   _Result open(const char* path,
-               std::chrono::steady_clock::time_point deadline = std::chrono::steady_clock::now() + patience);
+               std::chrono::steady_clock::time_point deadline = std::chrono::steady_clock::now() +
+                                                                sqlitePatience);
   _Result close();
   int isOpened();
   _Result createSettingTable(const char* table);

@@ -27,7 +27,7 @@ std::string cacheFilePath(const std::string& directory, std::int32_t platform) {
 }
 
 CacheDeadline cacheDeadline() {
-  return std::chrono::steady_clock::now() + KblSqliteUnit::patience;
+  return std::chrono::steady_clock::now() + sqlitePatience;
 }
 
 bool readDBAuthorize(KblSqliteUnit& unit, std::string& text) {

@@ -36,9 +36,10 @@ std::optional<std::string> bytesOf(std::string_view text) {
 
 std::optional<std::string> inflated(const std::string& packed) {
   std::string content(largestContent, '\0');
-  uLongf size = content.size();
+  auto size = static_cast<uLongf>(content.size());
   if (::uncompress(reinterpret_cast<Bytef*>(content.data()), &size,
-                   reinterpret_cast<const Bytef*>(packed.data()), packed.size()) != Z_OK) {
+                   reinterpret_cast<const Bytef*>(packed.data()),
+                   static_cast<uLong>(packed.size())) != Z_OK) {
     return std::nullopt;
   }
   content.resize(size);
