@@ -21,7 +21,11 @@ endif()
 
 add_library(kbl_options INTERFACE)
 if(MSVC)
-  target_compile_options(kbl_options INTERFACE /W4 /utf-8 $<$<BOOL:${KBL_WARNINGS_AS_ERRORS}>:/WX>)
+  # What MSVC does by the standard only when it is asked to. C4251 and C4275 tell of classes that cross the boundary with
+  # members and bases of the standard library's: host and libraries come from one compiler family.
+  target_compile_options(kbl_options INTERFACE /W4 /utf-8 /permissive- /Zc:__cplusplus /Zc:preprocessor /EHsc /wd4251 /wd4275
+    $<$<BOOL:${KBL_WARNINGS_AS_ERRORS}>:/WX>)
+  target_compile_definitions(kbl_options INTERFACE NOMINMAX)
 else()
   target_compile_options(kbl_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion
     $<$<BOOL:${KBL_WARNINGS_AS_ERRORS}>:-Werror>)

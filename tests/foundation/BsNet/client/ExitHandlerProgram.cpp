@@ -37,7 +37,7 @@ class Waiting : public KBL::IBsProgressCallback {
   bool onReplyStarted(int) override { return true; }
 };
 
-void exchange(const std::string& url, KBL::IBsProgressCallback* progress) {
+void exchangeWith(const std::string& url, KBL::IBsProgressCallback* progress) {
   const KBL::OwnedNetworkClient client(KBL::makeNetworkClient());
   (void)client->perform(KBL::URL::FromString(url), KBL::httpGet, nullptr, nullptr, progress, nullptr);
 }
@@ -62,11 +62,11 @@ int main(int count, char** arguments) {
   KBL::NetSettings settings;
   settings.extraCaFile = arguments[3];
   KBL::setNetSettings(settings);
-  if (way == "exchange") exchange(url, nullptr);
+  if (way == "exchange") exchangeWith(url, nullptr);
   if (way == "callback") {
     std::thread([url] {
       Waiting waiting;
-      exchange(url, &waiting);
+      exchangeWith(url, &waiting);
       hasReturned = true;
     }).detach();
     while (!isInside) aMoment();
