@@ -1,7 +1,10 @@
 #include "foundation/BsNet/client/CurlHandle.h"
 
+#include <KblLogger/KblLogger.h>
+
 #include <array>
 #include <mutex>
+#include <string_view>
 
 namespace KBL {
 namespace {
@@ -31,10 +34,32 @@ CURLSH* makeShare() {
   return nullptr;
 }
 
+/// The first that knows every option that is set here; the last to come was CURLOPT_QUICK_EXIT.
+constexpr unsigned int oldestVersion = 0x075700;
+constexpr const char* oldestName = "7.87.0";
+
+bool speaks(const curl_version_info_data& library, std::string_view protocol) {
+  for (const char* const* one = library.protocols; one != nullptr && *one != nullptr; ++one) {
+    if (*one == protocol) return true;
+  }
+  return false;
+}
+
+/// Whether the libcurl that was loaded, which need not be the one that we were built with, has what is
+/// needed. Asked before anything else of it is called.
+bool canServe() {
+  const curl_version_info_data* const library = curl_version_info(CURLVERSION_NOW);
+  if (library->version_num >= oldestVersion && speaks(*library, "http") && speaks(*library, "https"))
+    return true;
+  KBL_LOG(severityError, "libcurl " << library->version << " cannot serve: " << oldestName
+                                    << " or later with HTTP and HTTPS is needed; no exchange can be made");
+  return false;
+}
+
 }  // namespace
 
 bool isCurlReady() {
-  static const bool isReady = curl_global_init(CURL_GLOBAL_ALL) == CURLE_OK;
+  static const bool isReady = canServe() && curl_global_init(CURL_GLOBAL_ALL) == CURLE_OK;
   return isReady;
 }
 

@@ -69,7 +69,8 @@ class CurlEasy {
   CURLcode failure_ = CURLE_OK;
 };
 
-/// Sets libcurl up, once a process; true when it can be used. Any thread.
+/// Sets libcurl up, once a process; true when it can be used. One that is too old, or lacks HTTP or HTTPS, is
+/// not, and a line of the log says so. Any thread.
 [[nodiscard]] bool isCurlReady();
 
 /// What the clients of the process share: resolved names and TLS sessions. Made on first use and never freed,
