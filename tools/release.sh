@@ -137,8 +137,9 @@ windows() {
   }
   unzip -q build/packages/mediatransfer-*-Windows-x86_64.zip -d "$work/windows"
   unpacked=$(echo "$work"/windows/*)
-  settings=("-DCMAKE_TOOLCHAIN_FILE=$PWD/cmake/mingw-w64.cmake" "-DCMAKE_PREFIX_PATH=$unpacked" "-DCMAKE_FIND_ROOT_PATH=$unpacked"
-    -DCMAKE_FIND_ROOT_PATH_MODE_PACKAGE=BOTH -DCMAKE_CXX_STANDARD=17)
+  # As a host would that knows nothing of our own build.
+  settings=(-DCMAKE_SYSTEM_NAME=Windows -DCMAKE_CXX_COMPILER=x86_64-w64-mingw32-g++-posix -DCMAKE_CXX_STANDARD=17
+    -DCMAKE_EXE_LINKER_FLAGS=-static "-DCMAKE_PREFIX_PATH=$unpacked")
   cmake -S "$unpacked/share/doc/ExternlMediaTransfer/examples" -B "$work/example" -G Ninja "${settings[@]}" >"$work/example.log"
   cmake --build "$work/example" --target minimal_list >>"$work/example.log" || {
     tail "$work/example.log"
