@@ -4,15 +4,10 @@
 #include "media_tasks/ReceivedBody.h"
 #include "support/ManualTimeSource.h"
 #include "support/PageServer.h"
+#include "support/RawServer.h"
 
 #include <curl/curl.h>
 #include <gmock/gmock.h>
-
-#if defined(__linux__)
-#include <arpa/inet.h>
-#include <sys/socket.h>
-#include <unistd.h>
-#endif
 
 #include <atomic>
 #include <random>
@@ -41,31 +36,6 @@ void* countHandle() {
   ++handlesMade;
   return nullptr;
 }
-
-#if defined(__linux__)
-/// Takes connections on a free port of this machine, and says nothing.
-class ListeningSocket {
- public:
-  ListeningSocket() {
-    address_.sin_family = AF_INET;
-    address_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof(address_);
-    auto* const plain = reinterpret_cast<sockaddr*>(&address_);
-    EXPECT_EQ(bind(socket_, plain, size), 0);
-    EXPECT_EQ(listen(socket_, 8), 0);
-    EXPECT_EQ(getsockname(socket_, plain, &size), 0);
-  }
-  ~ListeningSocket() { (void)close(socket_); }
-  ListeningSocket(const ListeningSocket&) = delete;
-  ListeningSocket& operator=(const ListeningSocket&) = delete;
-
-  [[nodiscard]] int port() const { return ntohs(address_.sin_port); }
-
- private:
-  const int socket_ = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address_{};
-};
-#endif
 
 std::string headerOf(const PageRequest& request, const std::string& name) {
   const auto found = request.headers.find(name);
@@ -237,11 +207,10 @@ TEST(Fetch, LeavesAnAddressWithoutASchemeToLibcurl) {
   EXPECT_EQ(fetch("localhost" + address.substr(address.find(':')) + "/a").body, "body");
 }
 
-#if defined(__linux__)
 // libcurl follows a redirection to this protocol, and takes an address for it whose host is called so.
 TEST(Fetch, SpeaksNoOtherProtocolBehindARedirection) {
   const ScopedManualTime time;
-  const ListeningSocket other;
+  const RawServer other([](RawConnection& connection) { connection.holdUntilClosed(); });
   PageServer server;
   server.answer([&](const std::string&) {
     return PageReply{.status = 302,
@@ -251,7 +220,6 @@ TEST(Fetch, SpeaksNoOtherProtocolBehindARedirection) {
   EXPECT_FALSE(result.good);
   EXPECT_EQ(result.error, "Unsupported protocol");
 }
-#endif
 
 TEST(Fetch, GivesUpABodyThatUnpacksToTooMuch) {
   PageServer server;

@@ -1,9 +1,6 @@
 #include "media_tasks/FlickrUrl.h"
 #include "media_tasks/SNRInstagramImageTask.h"
 #include "media_tasks/signing.h"
-#include "support/ChildProcess.h"
-#include "support/Seed.h"
-#include "support/TemporaryDirectory.h"
 
 #include <gmock/gmock.h>
 
@@ -44,14 +41,6 @@ std::string parameterOf(const std::string& url, const std::string& name) {
   if (place == std::string::npos) return "missing";
   const std::size_t begin = place + name.size() + 1;
   return url.substr(begin, url.find('&', begin) - begin);
-}
-
-std::string randomName(std::mt19937_64& generator) {
-  constexpr char alphabet[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-._~";
-  std::uniform_int_distribution<std::size_t> character(0, sizeof(alphabet) - 2);
-  std::string text(1 + generator() % 40, '-');
-  for (char& place : text) place = alphabet[character(generator)];
-  return text;
 }
 
 }  // namespace
@@ -213,30 +202,6 @@ TEST(FlickrOauthUrl, EncodesNothingOfTheSigningKey) {
   EXPECT_EQ(parameterOf(flickrPageUrl(credentials, host, 1, 50, signingTime), "oauth_signature"),
             percentEncoded(
                 base64(hmacSha1("SEC RET&X/Y", flickrBaseString(credentials, host, 1, 50, signingTime)))));
-}
-
-TEST(FlickrOauthUrl, IsSignedAsAnIndependentLibrarySigns) {
-  auto generator = seededGenerator();
-  const TemporaryDirectory directory;
-  std::ostringstream questions;
-  std::ostringstream signatures;
-  for (int round = 0; round < 20; ++round) {
-    const std::string key = randomName(generator);
-    const std::string secret = randomName(generator);
-    const std::string token = randomName(generator);
-    const std::string tokenSecret = randomName(generator);
-    const int page = static_cast<int>(generator() % 1000);
-    const std::uint64_t now = generator() % 4'000'000'000'000;
-    const FlickrCredentials credentials(key, secret, std::string(token).append("|").append(tokenSecret));
-    questions << key << ' ' << secret << ' ' << token << ' ' << tokenSecret << ' ' << page << ' ' << now
-              << '\n';
-    signatures << parameterOf(flickrPageUrl(credentials, host, page, 50, now), "oauth_signature") << '\n';
-  }
-  const std::string input = directory.write("questions", questions.str());
-  ChildProcess signer({KBL_TEST_PYTHON, KBL_TEST_SOURCE_DIR "/flickr_signatures.py", host, input},
-                      directory.file("signatures"));
-  ASSERT_EQ(signer.wait(), 0) << directory.read("signatures");
-  EXPECT_EQ(directory.read("signatures"), signatures.str());
 }
 
 TEST(InstagramUrl, OfTheFirstPageHasNoId) {

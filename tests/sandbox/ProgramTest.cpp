@@ -6,7 +6,6 @@
 
 #include <gmock/gmock.h>
 
-#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -64,7 +63,7 @@ TEST_F(SandboxProgram, PrintsItsConfigurationAndEndsOnTerminate) {
   const Json::Value table = sandbox::parseJson(readFile(services)).value_or(Json::Value(Json::objectValue));
   EXPECT_EQ(table["vimeoApi"], base + "/vimeo");
   EXPECT_EQ(TestClient(base, "").get("/sandbox/services").json(), table);
-  program.signal(SIGTERM);
+  program.terminate();
   EXPECT_EQ(program.wait(), 0);
   EXPECT_FALSE(std::filesystem::exists(services));
 }
@@ -78,7 +77,7 @@ TEST_F(SandboxProgram, WritesItsConfigurationAndEndsOnInterrupt) {
   EXPECT_THAT(folder.read("config.json"), HasSubstr(base + "/account/code"));
   EXPECT_EQ(pathAfter("MEDIATRANSFER_SERVICES="), folder.file("state") + "/script_services.json");
   EXPECT_THAT(folder.read("state/script_services.json"), HasSubstr(base + "/vimeo"));
-  program.signal(SIGINT);
+  program.interrupt();
   EXPECT_EQ(program.wait(), 0);
   EXPECT_THAT(folder.read("state/sandbox.json"), HasSubstr("tokens"));
 }

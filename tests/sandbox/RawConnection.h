@@ -1,6 +1,7 @@
 #pragma once
 
-#include <chrono>
+#include "support/Sockets.h"
+
 #include <string>
 
 /// A plain connection to 127.0.0.1, for tests of the bytes themselves.
@@ -13,9 +14,9 @@ class RawConnection {
   RawConnection(const RawConnection&) = delete;
   RawConnection& operator=(const RawConnection&) = delete;
 
-  [[nodiscard]] bool connected() const { return connected_; }
+  [[nodiscard]] bool connected() const { return outcome_ == sockets::Outcome::done; }
   /// The system refused the connection.
-  [[nodiscard]] bool refused() const { return refused_; }
+  [[nodiscard]] bool refused() const { return outcome_ == sockets::Outcome::refused; }
   /// False when the other side has gone.
   bool send(const std::string& bytes) const;
   /// Reads until the other side ends the connection.
@@ -29,8 +30,7 @@ class RawConnection {
   /// False at the end of the connection.
   bool receive(std::string& into, std::size_t most);
 
-  int handle_ = -1;
-  bool connected_ = false;
-  bool refused_ = false;
+  sockets::Handle handle_ = sockets::none;
+  const sockets::Outcome outcome_;
   End end_ = End::open;
 };

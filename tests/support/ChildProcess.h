@@ -1,8 +1,6 @@
 #pragma once
 
-#include <sys/types.h>
-
-#include <csignal>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -19,15 +17,24 @@ class ChildProcess {
 
   /// Blocks until a whole line is there; false when the output has ended.
   bool readLine(std::string& line);
-  void signal(int number) const;
-  void kill() const { signal(SIGKILL); }
+  /// As a user does it on a keyboard: Ctrl-C, or Ctrl-Break on Windows, where no other key reaches one
+  /// program.
+  void interrupt() const;
+  /// As a system that wants it to end. Windows has no other word for that than `interrupt`.
+  void terminate() const;
+  void kill() const;
   /// Waits for its end: the exit code, or minus the signal that ended it.
   int wait();
 
- private:
-  ChildProcess() = default;
+  /// What `wait` tells of one that was killed, on Windows as well.
+  static constexpr int killed = -9;
 
-  pid_t process_ = -1;
-  int output_ = -1;
+ private:
+  struct Process;
+
+  /// What the output has, at least a byte; nothing at its end.
+  [[nodiscard]] std::string readSome();
+
+  std::unique_ptr<Process> process_;
   std::string pending_;
 };

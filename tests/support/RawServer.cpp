@@ -1,41 +1,14 @@
 #include "support/RawServer.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cctype>
+#include <chrono>
 #include <sstream>
-#include <stdexcept>
 #include <utility>
 
 namespace {
 
-constexpr int patienceSeconds = 60;
-
-sockaddr_in loopback(int port) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(static_cast<std::uint16_t>(port));
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  return address;
-}
-
-int listenOnLoopback(int queue, int& port) {
-  const int listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address = loopback(0);
-  socklen_t size = sizeof(address);
-  auto* const generic = reinterpret_cast<sockaddr*>(&address);
-  const bool isListening = ::bind(listener, generic, size) == 0 && ::listen(listener, queue) == 0 &&
-                           ::getsockname(listener, generic, &size) == 0;
-  if (!isListening) throw std::runtime_error("cannot listen on 127.0.0.1");
-  port = ntohs(address.sin_port);
-  return listener;
-}
+constexpr std::chrono::seconds patience(60);
 
 std::string lowered(std::string text) {
   std::transform(text.begin(), text.end(), text.begin(),
@@ -61,23 +34,19 @@ void parseHead(RawConnection::Request& request) {
 
 }  // namespace
 
-RawConnection::RawConnection(int descriptor) : descriptor_(descriptor) {
-  const timeval patience{patienceSeconds, 0};
-  ::setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof(patience));
-  ::setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof(patience));
-  const int on = 1;
-  ::setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
+RawConnection::RawConnection(sockets::Handle handle) : handle_(handle) {
+  sockets::setPatience(handle, patience);
+  sandbox::socket::setNoDelay(handle);
 }
 
 RawConnection::~RawConnection() {
-  if (descriptor_ >= 0) ::close(descriptor_);
+  if (handle_ != sockets::none) sandbox::socket::close(handle_);
 }
 
 std::string RawConnection::readSome() {
   if (!pending_.empty()) return std::exchange(pending_, {});
   std::string bytes(256 << 10, '\0');
-  const ssize_t count = ::recv(descriptor_, bytes.data(), bytes.size(), 0);
-  bytes.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+  bytes.resize(sandbox::socket::receive(handle_, bytes.data(), bytes.size()));
   return bytes;
 }
 
@@ -120,12 +89,7 @@ bool RawConnection::readRequest(Request& request) {
 }
 
 bool RawConnection::send(const std::string& bytes) {
-  for (std::size_t sent = 0; sent < bytes.size();) {
-    const ssize_t count = ::send(descriptor_, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
-    if (count <= 0) return false;
-    sent += static_cast<std::size_t>(count);
-  }
-  return true;
+  return sandbox::socket::sendAll(handle_, bytes.data(), bytes.size());
 }
 
 bool RawConnection::reply(int status, const std::string& body, const std::string& headers) {
@@ -134,9 +98,7 @@ bool RawConnection::reply(int status, const std::string& body, const std::string
 }
 
 void RawConnection::holdUntilClosed() {
-  // The peer's end shows as a half close or an error, which poll tells without reading.
-  pollfd watched{descriptor_, POLLRDHUP, 0};
-  (void)::poll(&watched, 1, patienceSeconds * 1000);
+  sockets::waitForPeerEnd(handle_, interrupted_, patience);
 }
 
 void RawConnection::waitForClose() {
@@ -145,24 +107,25 @@ void RawConnection::waitForClose() {
 }
 
 void RawConnection::reset() {
-  const linger atOnce{1, 0};
-  ::setsockopt(descriptor_, SOL_SOCKET, SO_LINGER, &atOnce, sizeof(atOnce));
-  ::close(descriptor_.exchange(-1));
+  sandbox::socket::closeWithReset(handle_.exchange(sockets::none));
 }
 
 void RawConnection::interrupt() {
-  if (descriptor_ >= 0) ::shutdown(descriptor_, SHUT_RDWR);
+  interrupted_ = true;
+  if (handle_ != sockets::none) sandbox::socket::shutDown(handle_);
 }
 
-RawServer::RawServer(Serve serve) : serve_(std::move(serve)) {
-  listener_ = listenOnLoopback(64, port_);
-  acceptor_ = std::thread([this] { acceptAll(); });
-}
+RawServer::RawServer(Serve serve)
+    : serve_(std::move(serve)),
+      listener_(sockets::listenOnLoopback(64)),
+      port_(sandbox::socket::portOf(listener_)),
+      acceptor_([this] { acceptAll(); }) {}
 
 RawServer::~RawServer() {
-  ::shutdown(listener_, SHUT_RDWR);
+  stopping_ = true;
+  sockets::stopAccepting(listener_);
   acceptor_.join();
-  ::close(listener_);
+  sandbox::socket::close(listener_);
   {
     const std::lock_guard lock(mutex_);
     for (const auto& connection : open_) connection->interrupt();
@@ -176,9 +139,10 @@ std::string RawServer::url(const std::string& path) const {
 
 void RawServer::acceptAll() {
   while (true) {
-    const int descriptor = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
-    if (descriptor < 0) return;
-    auto connection = std::make_shared<RawConnection>(descriptor);
+    const sockets::Handle handle = sockets::accept(listener_);
+    if (handle == sockets::none) return;
+    auto connection = std::make_shared<RawConnection>(handle);
+    if (stopping_) return;
     connection->number = ++connections_;
     const std::lock_guard lock(mutex_);
     open_.push_back(connection);
@@ -201,13 +165,8 @@ RawServer::Serve eachRequest(std::function<void(RawConnection&, const RawConnect
 }
 
 std::unique_ptr<RawConnection> connectTo(int port) {
-  const int descriptor = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  const sockaddr_in address = loopback(port);
-  if (::connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0) {
-    return std::make_unique<RawConnection>(descriptor);
-  }
-  ::close(descriptor);
-  return nullptr;
+  const sockets::Handle handle = sandbox::socket::connectTo(port);
+  return handle == sockets::none ? nullptr : std::make_unique<RawConnection>(handle);
 }
 
 int freePort() {
@@ -215,16 +174,13 @@ int freePort() {
   return passing.port();
 }
 
-FullListener::FullListener() : sockets_{listenOnLoopback(0, port_)} {
+FullListener::FullListener()
+    : sockets_{sockets::listenOnLoopback(0)}, port_(sandbox::socket::portOf(sockets_.front())) {
   // A queue of no length takes one or two.
   constexpr int callers = 4;
-  const sockaddr_in address = loopback(port_);
-  for (int caller = 0; caller < callers; ++caller) {
-    sockets_.push_back(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    (void)::connect(sockets_.back(), reinterpret_cast<const sockaddr*>(&address), sizeof(address));
-  }
+  for (int caller = 0; caller < callers; ++caller) sockets_.push_back(sockets::beginToConnect(port_));
 }
 
 FullListener::~FullListener() {
-  for (const int descriptor : sockets_) ::close(descriptor);
+  for (const sockets::Handle handle : sockets_) sandbox::socket::close(handle);
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "support/Sockets.h"
+
 #include <atomic>
 #include <cstddef>
 #include <functional>
@@ -13,7 +15,7 @@
 /// One end of a connection, byte for byte. Ends with its owner.
 class RawConnection {
  public:
-  explicit RawConnection(int descriptor);
+  explicit RawConnection(sockets::Handle handle);
   ~RawConnection();
   RawConnection(const RawConnection&) = delete;
   RawConnection& operator=(const RawConnection&) = delete;
@@ -51,7 +53,8 @@ class RawConnection {
   int number = 0;
 
  private:
-  std::atomic<int> descriptor_;
+  std::atomic<sockets::Handle> handle_;
+  std::atomic<bool> interrupted_{false};
   std::string pending_;
 };
 
@@ -73,8 +76,9 @@ class RawServer {
   void acceptAll();
 
   Serve serve_;
-  int listener_ = -1;
-  int port_ = 0;
+  const sockets::Handle listener_;
+  const int port_;
+  std::atomic<bool> stopping_{false};
   std::atomic<int> connections_{0};
   std::mutex mutex_;
   std::vector<std::shared_ptr<RawConnection>> open_;
@@ -93,8 +97,8 @@ class FullListener {
   [[nodiscard]] std::string url() const { return "http://127.0.0.1:" + std::to_string(port_) + "/"; }
 
  private:
+  std::vector<sockets::Handle> sockets_;
   int port_ = 0;
-  std::vector<int> sockets_;
 };
 
 /// Answers every request of every connection by `answer`, over kept connections.

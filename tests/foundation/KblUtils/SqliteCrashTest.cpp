@@ -53,7 +53,7 @@ TEST(SqliteCrash, KilledWriterLeavesTheOldValueOrTheNewOne) {
     sleepMicroseconds(random, 30'000);
     child.kill();
     const long reported = lastReported(child, std::stol(line));
-    ASSERT_EQ(child.wait(), -SIGKILL);
+    ASSERT_EQ(child.wait(), ChildProcess::killed);
 
     const std::string left = load(path).value_or("nothing");
     const long number = numberOfSavedValue(left);

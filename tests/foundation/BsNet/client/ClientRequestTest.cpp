@@ -1,5 +1,4 @@
 // What the network client sends.
-#include "foundation/BsNet/client/FailingHeaderList.h"
 #include "foundation/BsNet/client/NetClientFixture.h"
 #include "support/Seed.h"
 #include "support/TemporaryDirectory.h"
@@ -285,20 +284,6 @@ TEST(ClientRequest, UnknownMethodAndUnusableAddressAreRefused) {
   EXPECT_EQ(perform(*client, server.url(), -1).resultCode, 43);
   EXPECT_EQ(perform(*client, "ftp://127.0.0.1/", KBL::httpGet).resultCode, 3);
   EXPECT_EQ(server.connections(), 0);
-}
-
-TEST(ClientRequest, IsNotMadeWithoutItsHeadersWhenMemoryIsShort) {
-  const KeepingServer server;
-  const auto client = newClient();
-  client->setHeaders({{"X-Needed", "1"}});
-
-  headerListFails = true;
-  const auto reply = perform(*client, server.url(), KBL::httpPost);
-  headerListFails = false;
-
-  EXPECT_EQ(reply.resultCode, 27);
-  EXPECT_EQ(server.connections(), 0);
-  EXPECT_EQ(perform(*client, server.url(), KBL::httpPost).httpCode, 200);
 }
 
 }  // namespace

@@ -1,8 +1,6 @@
 // How a network client goes on with the connections of an earlier one, and when it must not.
 #include "foundation/BsNet/client/NetClientFixture.h"
-#include "foundation/BsNet/client/RealProxy.h"
 #include "foundation/BsNet/client/TlsServer.h"
-#include "support/ChildProcess.h"
 #include "support/TemporaryDirectory.h"
 #include "support/WaitUntil.h"
 #include <BsNet/IBodySource.h>
@@ -269,28 +267,6 @@ TEST_F(ClientReuse, AConnectionThatEndsAtAProxyIsNotInherited) {
   EXPECT_EQ(through(), 2);
 }
 
-TEST_F(ClientReuse, TunnelsThroughAProxyAreForItsUser) {
-  TestAuthority authority;
-  const TlsServer server(authority.sign("IP:127.0.0.1"));
-  const ScopedNetSettings settings({.extraCaFile = authority.file()});
-  const auto proxy = RealProxy::http("one", "secret");
-  ASSERT_TRUE(proxy->isListening());
-  const auto through = [&](const std::string& user, const std::string& password) {
-    const auto client = newClient();
-    client->setProxy(KBL::proxyHttp, "127.0.0.1", proxy->port(), user, password);
-    return perform(*client, server.url(), KBL::httpGet).content;
-  };
-
-  EXPECT_EQ(through("one", "secret"), "secure");
-  EXPECT_EQ(through("one", "secret"), "secure");
-  EXPECT_EQ(server.connections(), 1);
-  EXPECT_EQ(through("other", "secret"), "");
-  EXPECT_EQ(through("one", "another secret"), "");
-  EXPECT_EQ(through("", ""), "");
-  EXPECT_EQ(through("one", "secret"), "secure");
-  EXPECT_EQ(server.connections(), 1);
-}
-
 TEST_F(ClientReuse, ANewProxyOfAClientTakesEffectAtOnce) {
   const KeepingServer proxy("by proxy");
   const auto client = newClient();
@@ -433,17 +409,6 @@ TEST_F(ClientReuse, AClientWhoseLastExchangeFailedLeavesNothing) {
   }
 
   EXPECT_TRUE(server.seesEnded(1));
-}
-
-TEST_F(ClientReuse, AForkedChildDoesNotInherit) {
-  const KeepingServer server;
-  const TemporaryDirectory place;
-  ChildProcess program({KBL_FORKING_PROGRAM, server.url()}, place.file("log"));
-
-  EXPECT_EQ(program.wait(), 0) << place.read("log");
-
-  EXPECT_EQ(server.requests().size(), 3U);
-  EXPECT_GE(server.connections(), 2);  // three where the child takes its time
 }
 
 TEST_F(ClientReuse, AnAuthorityFileThatChangesIsReadAnew) {
