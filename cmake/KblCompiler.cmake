@@ -9,6 +9,7 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
 if(WIN32)
   set(CMAKE_SHARED_LIBRARY_PREFIX "")  # one name a library, whichever compiler builds it
+  add_compile_definitions(_WIN32_WINNT=0x0A00)  # Windows 10, as the server library of sandbox and tests asks for
 endif()
 
 find_program(KBL_CCACHE ccache)

@@ -5,6 +5,9 @@
 #include <memory>
 #include <string>
 
+/// Of a server on this machine, by its number and by the name that Schannel wants.
+inline constexpr const char* loopbackNames = "IP:127.0.0.1,DNS:localhost";
+
 /// A certificate authority of the test's own; what it signs is written as PEM files.
 class TestAuthority {
  public:

@@ -14,6 +14,7 @@ class ExitGate {
  public:
   /// Lets the calling thread in; false once the gate is closing.
   [[nodiscard]] bool enter() {
+    if (isClosing_) return false;  // a thread that is no more may have the lock
     const std::lock_guard lock(mutex_);
     if (isClosing_) return false;
     ++inside_;

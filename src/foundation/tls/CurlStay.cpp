@@ -78,15 +78,14 @@ WakeUps& wakeUps() {
   return instance;
 }
 
-/// A forked child has none of the threads that were inside, and maybe a mutex that one of them held.
+/// A forked child has none of the threads that were inside, and maybe a mutex that one of them held. So it is
+/// on Windows, which has ended the other threads by now and whose TLS library needs no leave.
 void closeAtExit() {
-  if (gate().process == processNumber()) {
-    gate().closeAtOnce();
-    wakeUps().callAll();
-    gate().close(closingPatience);
-  } else {
-    gate().closeAtOnce();
-  }
+  const long process = processNumber();
+  if (process == 0 || process != gate().process) return gate().closeAtOnce();
+  gate().closeAtOnce();
+  wakeUps().callAll();
+  gate().close(closingPatience);
 }
 
 }  // namespace

@@ -68,7 +68,7 @@ KBL::NetReply put(KBL::INetworkClient& client, const std::string& url, Source& s
 class ClientPackets : public testing::Test {
  protected:
   TestAuthority authority;
-  const TlsServer server{authority.sign("IP:127.0.0.1")};
+  const TlsServer server{authority.sign(loopbackNames)};
   const ScopedNetSettings settings{{.extraCaFile = authority.file()}};
   Source source{server.port()};
 };

@@ -12,7 +12,7 @@ namespace {
 std::string gzipped(const std::string& plain) {
   z_stream stream{};
   deflateInit2(&stream, 9, Z_DEFLATED, 15 + 16, 9, Z_DEFAULT_STRATEGY);
-  std::string out(deflateBound(&stream, plain.size()) + 64, '\0');
+  std::string out(deflateBound(&stream, static_cast<uLong>(plain.size())) + 64, '\0');
   stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(plain.data()));
   stream.avail_in = static_cast<uInt>(plain.size());
   stream.next_out = reinterpret_cast<Bytef*>(out.data());

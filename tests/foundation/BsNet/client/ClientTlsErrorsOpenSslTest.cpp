@@ -44,7 +44,7 @@ const std::vector<std::string>& hostsErrors() {
 class ClientTlsErrors : public testing::Test {
  protected:
   TestAuthority authority_;
-  TlsServer server_{authority_.sign("IP:127.0.0.1")};
+  TlsServer server_{authority_.sign(loopbackNames)};
 };
 
 TEST_F(ClientTlsErrors, PendingOnTheThreadOutliveGoodAndFailedExchanges) {

@@ -4,6 +4,8 @@
 #include <BsNet/INetworkClient.h>
 #include <BsNet/NetworkClients.h>
 
+#include <gmock/gmock.h>
+
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -27,6 +29,16 @@ inline KBL::NetReply perform(KBL::INetworkClient& client, const std::string& url
 
 inline KBL::NetReply get(const std::string& url) {
   return perform(*newClient(), url, KBL::httpGet);
+}
+
+/// What libcurl tells of a connection that is reset ahead of an answer. Wine, unlike Windows, hands some
+/// resets on as an orderly end.
+inline testing::Matcher<int> aReset() {
+#if defined(_WIN32)
+  return testing::AnyOf(52, 56);
+#else
+  return testing::Eq(56);
+#endif
 }
 
 using Clock = std::chrono::steady_clock;
@@ -160,3 +172,13 @@ class ScopedNetSettings {
   ScopedNetSettings(const ScopedNetSettings&) = delete;
   ScopedNetSettings& operator=(const ScopedNetSettings&) = delete;
 };
+
+/// Settings under which the authority of a test's server is unknown. Wine's Schannel, unlike that of Windows,
+/// trusts every authority when the check is left to it; with a strange one named libcurl checks by itself.
+inline KBL::NetSettings knowingAStrangerAtMost([[maybe_unused]] const std::string& strangeAuthority) {
+  KBL::NetSettings settings;
+#if defined(_WIN32)
+  settings.extraCaFile = strangeAuthority;
+#endif
+  return settings;
+}

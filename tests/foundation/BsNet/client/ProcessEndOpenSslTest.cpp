@@ -17,7 +17,7 @@ namespace {
 std::string toldAtTheEnd(const std::string& way) {
   const TemporaryDirectory place;
   TestAuthority authority;
-  const TlsServer server(authority.sign("IP:127.0.0.1"));
+  const TlsServer server(authority.sign(loopbackNames));
   ChildProcess program({KBL_EXIT_HANDLER_PROGRAM, way, server.url(), authority.file()}, place.file("log"));
   EXPECT_EQ(program.wait(), 0);
   return place.read("log");
@@ -32,7 +32,7 @@ TEST(ProcessEnd, LeavesTheHostItsHandlersInTheTlsLibrary) {
 TEST(ProcessEnd, TakesLeaveOfIdleTlsConnections) {
   const TemporaryDirectory place;
   TestAuthority authority;
-  const TlsServer server(authority.sign("IP:127.0.0.1"));
+  const TlsServer server(authority.sign(loopbackNames));
   const std::string url = server.url();
   const int port = std::stoi(url.substr(url.rfind(':') + 1));
   std::atomic<std::size_t> lastPiece{0};

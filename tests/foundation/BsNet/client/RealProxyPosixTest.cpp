@@ -24,7 +24,7 @@ TEST(HttpProxy, RealProxyForwardsWithUserAndPassword) {
 
 TEST(HttpProxy, RealProxyTunnelsTls) {
   TestAuthority authority;
-  const TlsServer server(authority.sign("IP:127.0.0.1"));
+  const TlsServer server(authority.sign(loopbackNames));
   const ScopedNetSettings settings({.extraCaFile = authority.file()});
   const auto proxy = RealProxy::http("user", "password");
   ASSERT_TRUE(proxy->isListening()) << proxy->log();
@@ -64,7 +64,7 @@ TEST(SocksProxy, RealProxyServesBothVersions) {
 
 TEST(HttpProxy, TunnelsOfARealProxyAreForTheirUser) {
   TestAuthority authority;
-  const TlsServer server(authority.sign("IP:127.0.0.1"));
+  const TlsServer server(authority.sign(loopbackNames));
   const ScopedNetSettings settings({.extraCaFile = authority.file()});
   const auto proxy = RealProxy::http("one", "secret");
   ASSERT_TRUE(proxy->isListening());

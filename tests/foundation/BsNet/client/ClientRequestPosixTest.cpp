@@ -1,8 +1,11 @@
-// Stands before libcurl's own function, so that memory can be short for the lines of a header.
+// Requests with what POSIX systems alone allow: a quotation mark in a file's name, and a function that stands
+// before libcurl's own, so that memory can be short for the lines of a header.
 #include "foundation/BsNet/client/NetClientFixture.h"
+#include "support/TemporaryDirectory.h"
 
 #include <curl/curl.h>
 #include <dlfcn.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -33,4 +36,15 @@ TEST(ClientRequest, IsNotMadeWithoutItsHeadersWhenMemoryIsShort) {
   EXPECT_EQ(reply.resultCode, 27);
   EXPECT_EQ(server.connections(), 0);
   EXPECT_EQ(perform(*client, server.url(), KBL::httpPost).httpCode, 200);
+}
+
+TEST(ClientRequest, FormEncodesAQuotationMarkInAFilesName) {
+  const TemporaryDirectory place;
+  const KeepingServer server;
+  const auto client = newClient();
+  client->setUploadSource({{"video", place.write("vid\"eo.mp4", "contents")}});
+
+  ASSERT_EQ(perform(*client, server.url(), KBL::httpPost).httpCode, 200);
+
+  EXPECT_THAT(server.requests().at(0).body, testing::HasSubstr("filename=\"vid%22eo.mp4\""));
 }
