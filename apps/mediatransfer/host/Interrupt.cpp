@@ -30,6 +30,9 @@ void watchInterrupts() {
 #endif
   (void)std::signal(SIGINT, mediatransferOnInterrupt);
   (void)std::signal(SIGTERM, mediatransferOnInterrupt);
+#if defined(SIGBREAK)
+  (void)std::signal(SIGBREAK, mediatransferOnInterrupt);  // Ctrl-Break
+#endif
 }
 
 bool interrupted() {
