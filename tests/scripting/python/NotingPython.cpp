@@ -144,7 +144,7 @@ NOTING_EXPORT const char* Py_GetVersion() {
 NOTING_EXPORT void Py_SetPythonHome(const wchar_t* home) {
   std::string letters;
   for (; *home != L'\0'; ++home) {
-    const auto value = static_cast<unsigned long>(*home);
+    const auto value = std::char_traits<wchar_t>::to_int_type(*home);
     letters += value < 128 ? std::string(1, static_cast<char>(value)) : "<" + std::to_string(value) + ">";
   }
   note("Py_SetPythonHome " + letters);
