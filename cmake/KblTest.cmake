@@ -1,5 +1,5 @@
 # kbl_test(ROOM_tests SOURCES file... LIBS target...): one GoogleTest program, each of its tests a ctest test.
-# Built for another system, a whole program is one: each process costs an emulator's start there.
+# Built for another system, a whole program is one, or as many as SHARDS says: each process costs an emulator's start there.
 # With PREFIX its tests have names that begin with it, for a source that is built into several programs.
 # With PER_PYTHON every test is one a version of Python, labelled with it, so that the closing lines name the versions.
 find_package(GTest REQUIRED)
@@ -45,7 +45,7 @@ function(kbl_test_objects name source)
 endfunction()
 
 function(kbl_test name)
-  cmake_parse_arguments(ARG "PER_PYTHON" "TIMEOUT;PREFIX" "SOURCES;LIBS" ${ARGN})
+  cmake_parse_arguments(ARG "PER_PYTHON" "TIMEOUT;PREFIX;SHARDS" "SOURCES;LIBS" ${ARGN})
   if(NOT ARG_TIMEOUT)
     set(ARG_TIMEOUT 120)
   endif()
@@ -55,8 +55,15 @@ function(kbl_test name)
   kbl_test_compiler_options(${name})
   target_precompile_headers(${name} REUSE_FROM test_prelude)
   if(CMAKE_CROSSCOMPILING)
-    add_test(NAME ${name} COMMAND ${name})
-    set_tests_properties(${name} PROPERTIES TIMEOUT 600)
+    if(NOT ARG_SHARDS)
+      set(ARG_SHARDS 1)
+    endif()
+    foreach(shard RANGE 1 ${ARG_SHARDS})
+      math(EXPR index "${shard} - 1")
+      add_test(NAME ${name}.${shard} COMMAND ${name})
+      set_tests_properties(${name}.${shard} PROPERTIES TIMEOUT 600 COST ${ARG_SHARDS}
+        ENVIRONMENT "GTEST_TOTAL_SHARDS=${ARG_SHARDS};GTEST_SHARD_INDEX=${index}")
+    endforeach()
     return()
   endif()
   if(NOT ARG_PER_PYTHON)

@@ -41,7 +41,7 @@ if [ "$preset" = mingw ]; then
   trap '/usr/lib/wine/wineserver64 -k || true' EXIT
   mkdir -p "$WINEPREFIX"
   /usr/lib/wine/wine64 wineboot --init
-  ctest --preset mingw --parallel "$(nproc)" "$@"
+  ctest --preset mingw --parallel $(($(nproc) * 2)) "$@"
   exit
 fi
 

@@ -17,9 +17,14 @@
 #include <atomic>
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <thread>
 #include <vector>
+
+#if defined(_WIN32)
+#include <windows.h>
+#endif
 
 using namespace KBL;
 using namespace std::chrono_literals;
@@ -60,9 +65,30 @@ class CacheObstacle : public ManagerFixture {
     for (const char* const uuid : uuids) list.emplace_back(makeUser(uuid, nowSeconds() + 3600));
     ASSERT_TRUE(saveCacheFile(cacheFile(), list));
   }
+  [[nodiscard]] std::filesystem::path journal() const { return cacheFile() + "-journal"; }
+#if defined(_WIN32)
+  /// SQLite cannot read past a journal that another program keeps for itself.
+  static constexpr const char* reason = "unable to open database file";
+  void block() {
+    std::ofstream(journal()) << "of another program";
+    kept_ = CreateFileW(journal().c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    ASSERT_NE(kept_, INVALID_HANDLE_VALUE);
+  }
+  void unblock() const {
+    CloseHandle(kept_);
+    std::filesystem::remove(journal());
+  }
+  HANDLE kept_ = INVALID_HANDLE_VALUE;
+#else
   /// SQLite cannot read past a journal that is no file.
-  void block() const { std::filesystem::create_directory(cacheFile() + "-journal"); }
-  void unblock() const { std::filesystem::remove(cacheFile() + "-journal"); }
+  static constexpr const char* reason = "disk I/O error";
+  void block() const {
+    std::filesystem::create_directory(journal());
+  }
+  void unblock() const {
+    std::filesystem::remove(journal());
+  }
+#endif
 
   void learnNick(const std::string& uuid, const std::string& nick) {
     const auto info = makeRef<BsExternlMediaAuthMixedInfo>();
@@ -77,8 +103,12 @@ class CacheObstacle : public ManagerFixture {
   [[nodiscard]] std::size_t savesThat(const char* outcome) const {
     return logger->linesWith(std::string(", save cloud disk cache, ") + outcome).size();
   }
-  [[nodiscard]] std::vector<std::string> usersInMemory() const { return uuidsOf(context().cacheEntries); }
-  [[nodiscard]] std::string fileBytes() const { return directory.read("cache/ema_youtube_cache.db"); }
+  [[nodiscard]] std::vector<std::string> usersInMemory() const {
+    return uuidsOf(context().cacheEntries);
+  }
+  [[nodiscard]] std::string fileBytes() const {
+    return directory.read("cache/ema_youtube_cache.db");
+  }
 };
 
 }  // namespace
@@ -137,7 +167,7 @@ TEST_F(CacheObstacle, TheReasonIsALineOfItsOwnBehindTheToldOne) {
   ASSERT_NE(told, lines.end());
   EXPECT_EQ(told->severity, IBsLogger::severityInfo);
   ASSERT_NE(told + 1, lines.end());
-  EXPECT_EQ((told + 1)->text, tag + reasonLine + "disk I/O error");
+  EXPECT_EQ((told + 1)->text, tag + reasonLine + reason);
   EXPECT_EQ((told + 1)->severity, IBsLogger::severityWarning);
   unblock();
 }
@@ -247,6 +277,7 @@ TEST_F(CacheObstacle, AFileThatHasGoneMeanwhileIsMadeAnew) {
   makeManager();
   signIn("b");
 
+  unblock();
   std::filesystem::remove_all(directory.path() / "cache");
   std::filesystem::create_directory(directory.path() / "cache");
   learnNick("b", "nick");

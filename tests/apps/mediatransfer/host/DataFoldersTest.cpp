@@ -4,16 +4,21 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <string>
+
 using host::dataFolders;
 using host::knownProfiles;
 using testing::ElementsAre;
 
 TEST(DataFolders, OfAProfileLieApartFromAllOthers) {
-  const auto own = dataFolders("/some/cache", "work", false);
-  EXPECT_EQ(own.cache, "/some/cache.profiles/work");
-  EXPECT_EQ(own.key, "/some/cache.profiles/work.key");
-  EXPECT_EQ(own.sandboxState, "/some/cache.profiles/work.sandbox");
-  EXPECT_EQ(dataFolders("/some/cache", "work", true).cache, "/some/cache.profiles/work.sandbox/cache");
+  // With the letter of a drive where there are such.
+  const std::string cache = std::filesystem::absolute("/some/cache").generic_string();
+  const auto own = dataFolders(cache, "work", false);
+  EXPECT_EQ(own.cache, cache + ".profiles/work");
+  EXPECT_EQ(own.key, cache + ".profiles/work.key");
+  EXPECT_EQ(own.sandboxState, cache + ".profiles/work.sandbox");
+  EXPECT_EQ(dataFolders(cache, "work", true).cache, cache + ".profiles/work.sandbox/cache");
 }
 
 TEST(DataFolders, KnowTheProfileWithoutANameAlways) {

@@ -74,6 +74,7 @@ TEST_F(ConfigFiles, ChangeOneKeyAndKeepTheRest) {
   EXPECT_EQ(text(), "# mine\napp-id = three\nproxy = http://h:1\n");
 }
 
+#if !defined(_WIN32)  // files have the rights of their folder there, and links need rights of their own
 TEST_F(ConfigFiles, AreForTheirOwnerAlone) {
   ConfigFile file(configPath((folder_.path() / "new").string(), "work"));
   file.set("app-secret", "hush-hush");
@@ -83,7 +84,6 @@ TEST_F(ConfigFiles, AreForTheirOwnerAlone) {
   EXPECT_EQ(std::filesystem::status(path).permissions() & perms::all, perms::owner_read | perms::owner_write);
 }
 
-#if !defined(_WIN32)
 TEST_F(ConfigFiles, ALinkStaysOne) {
   const auto target = folder_.path() / "kept-elsewhere";
   EXPECT_TRUE(writeFile(target.string(), "json = true\n"));
