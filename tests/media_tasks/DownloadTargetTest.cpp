@@ -113,7 +113,11 @@ TEST_P(FileReplacementTest, LeavesNothingWhenItIsNotPutInPlace) {
     const auto replacement = FileReplacement::begin(directory.file("f"), GetParam());
     ASSERT_NE(replacement, nullptr);
     ASSERT_TRUE(replacement->append("something", 9));
+#if defined(_WIN32)
+    const bool hasName = true;  // no file there goes without
+#else
     const bool hasName = GetParam() == FileReplacement::Name::own;
+#endif
     EXPECT_EQ(nameCount(), hasName ? 2U : 1U);
   }
   EXPECT_EQ(nameCount(), 1U);

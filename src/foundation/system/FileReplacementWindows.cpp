@@ -86,7 +86,9 @@ std::unique_ptr<FileReplacement> FileReplacement::begin(const std::string& targe
 
 std::optional<std::uint64_t> FileReplacement::freeBytes() const {
   std::error_code failure;
-  const std::filesystem::space_info room = std::filesystem::space(file_->name.parent_path(), failure);
+  // An empty path, which a relative name has for its folder, would end the process.
+  const std::filesystem::path folder = file_->name.parent_path();
+  const auto room = std::filesystem::space(folder.empty() ? std::filesystem::path(".") : folder, failure);
   if (failure) return std::nullopt;
   return room.available;
 }
