@@ -9,7 +9,6 @@ from __future__ import annotations
 import importlib
 import os
 import sys
-import threading
 from typing import Any
 
 PLATFORMS = ("facebook", "youtube", "vimeo", "flickr", "instagram", "twitch")
@@ -27,20 +26,6 @@ def _make_package_importable() -> None:
             return
 
 
-def _let_the_end_be_quiet() -> None:
-    """CPython 3.8 expects at its end that the thread which first imported `threading` is still known, and complains if
-    not. That thread is the host's and may be gone, so its lock is taken in its place."""
-    shut_down = getattr(threading, "_shutdown")
-
-    def take_lock_and_shut_down() -> None:
-        lock = getattr(threading.main_thread(), "_tstate_lock")
-        if lock is not None:
-            lock.acquire(False)
-        shut_down()
-
-    setattr(threading, "_shutdown", take_lock_and_shut_down)
-
-
 def CreateAuInstance(name: str) -> Any:
     """The uploader of a platform; its methods are told in `pysocialnetwork.uploader`."""
     if name not in PLATFORMS:
@@ -49,5 +34,3 @@ def CreateAuInstance(name: str) -> Any:
 
 
 _make_package_importable()
-if sys.version_info < (3, 9):
-    _let_the_end_be_quiet()

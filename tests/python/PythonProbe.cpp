@@ -51,6 +51,9 @@ int main(int count, char** arguments) {
   // Paths are UTF-8, whatever the locale of the process.
   *resolve<int*>(library, "Py_UTF8Mode") = 1;
   resolve<void (*)()>(library, "Py_Initialize")();
+  // As the library does: CPython 3.8 expects at its end that the thread which first imported this is still
+  // there.
+  if (run("import threading", nullptr) != 0) return 2;
   resolve<void* (*)()>(library, "PyEval_SaveThread")();
   int result = 0;
   const auto work = [&] {
