@@ -8,13 +8,13 @@ import http.client
 import ipaddress
 import selectors
 import socket
-import threading
 import urllib.request
 from dataclasses import dataclass
 from email.message import Message
-from typing import Any, Iterator, Mapping, NamedTuple, Optional
+from typing import Iterator, Mapping, NamedTuple, Optional
 from urllib.parse import SplitResult, unquote, urlsplit
 
+from . import deadlines, tls
 from .bodies import Body
 from .errors import Transient, UploadError
 from .lookup import addresses_of
@@ -66,13 +66,12 @@ def origin_of(url: str) -> Origin:
 
 
 class Connection:
-    """Close it when it has raised. `tls` is the context that https needs."""
+    """Close it when it has raised."""
 
-    def __init__(self, origin: Origin, stop: StopSignal, limits: TimeLimits, tls: Any) -> None:
+    def __init__(self, origin: Origin, stop: StopSignal, limits: TimeLimits) -> None:
         self.origin = origin
         self._stop = stop
         self._limits = limits
-        self._tls = tls
         self._proxy = proxy_for(origin)
         self._socket: Optional[socket.socket] = None
         self._http = http.client.HTTPConnection(origin.host, origin.port)
@@ -126,15 +125,16 @@ class Connection:
 
     def _open(self) -> None:
         proxy = self._proxy
+        context = tls.client_context() if self.origin.scheme == "https" else None
         host, port = (proxy.hostname, proxy.port) if proxy is not None else (self.origin.host, self.origin.port)
         connection = self._connect(str(host), int(port or 80))
         self._use(connection)
         with self._deadline(self._limits.connect * 2):
             if proxy is not None and self.origin.scheme == "https":
                 self._tunnel(connection, proxy)
-            if self.origin.scheme == "https":
+            if context is not None:
                 # Registered before the handshake, so that a stop breaks the handshake too.
-                secured = self._tls.wrap_socket(
+                secured = context.wrap_socket(
                     connection, server_hostname=self.origin.host, do_handshake_on_connect=False
                 )
                 self._use(secured)
@@ -242,27 +242,21 @@ class Connection:
     @contextlib.contextmanager
     def _deadline(self, seconds: float) -> Iterator[None]:
         """A peer that sends a byte now and then would outlast the limit of silence: its connection is broken."""
-        connection = self._socket
-        assert connection is not None
-        expired = threading.Event()
 
         def expire() -> None:
-            expired.set()
             current = self._socket
             if current is not None:
                 self._stop.shut_down(current)
 
-        timer = threading.Timer(seconds, expire)
-        timer.daemon = True
-        timer.start()
+        deadline = deadlines.clock.start(seconds, expire)
         try:
             yield
         except (OSError, http.client.HTTPException, ValueError):
-            if expired.is_set():
+            if deadline.expired:
                 raise socket.timeout("took longer than %d s" % seconds) from None
             raise
         finally:
-            timer.cancel()
+            deadline.cancel()
 
 
 def proxy_for(origin: Origin) -> Optional[SplitResult]:

@@ -9,6 +9,8 @@ from email.utils import parsedate_to_datetime
 from datetime import datetime, timezone
 from typing import Callable, Optional
 
+from .texts import whole_number
+
 # Answers that may be better at the next try.
 BUSY = frozenset((408, 429, 500, 502, 503, 504))
 # Of those, the ones that say that the request was not worked on.
@@ -36,6 +38,15 @@ class RetryPolicy:
         return max(random.uniform(whole / 2, whole), retry_after or 0.0)
 
 
+@dataclass(frozen=True)
+class Looks:
+    """How a service is watched at work: seconds between the first two looks, between two at most, and in all."""
+
+    first: float
+    longest: float
+    longest_wait: float = 3600.0
+
+
 # Calls that the host waits for.
 FOREGROUND = RetryPolicy(attempts=3, first_pause=0.5, longest_pause=2.0, longest_retry_after=5.0)
 
@@ -55,22 +66,26 @@ def pause_asked_for(status: int, header: Callable[[str], Optional[str]]) -> Opti
 
 def retry_after_seconds(header: Optional[str], now: Optional[float] = None) -> Optional[float]:
     """The header is a number of seconds or a date; anything else counts as absent."""
-    text = (header or "").strip()
-    if text.isascii() and text.isdigit() and len(text) < 10:
-        return float(text)
-    moment = _http_date(text)
+    seconds = whole_number(header)
+    if seconds is not None:
+        return float(seconds)
+    moment = _http_date(header)
     return None if moment is None else max(0.0, moment - (time.time() if now is None else now))
 
 
 def _window_seconds(header: Optional[str], now: Optional[float]) -> Optional[float]:
     """The header is a number of seconds since the epoch, or a date as ISO 8601 writes it."""
-    text = (header or "").strip()
+    number = whole_number(header)
     try:
-        moment = float(text) if text.isdigit() else _moment(datetime.fromisoformat(text.replace("Z", "+00:00")))
+        moment = float(number) if number is not None else _moment(_iso_date(header or ""))
     except (ValueError, OverflowError, OSError):
         return None
     seconds = moment - (time.time() if now is None else now)
     return seconds if 0 < seconds <= LONGEST_WINDOW else None
+
+
+def _iso_date(text: str) -> datetime:
+    return datetime.fromisoformat(text.strip().replace("Z", "+00:00"))
 
 
 def _http_date(text: Optional[str]) -> Optional[float]:

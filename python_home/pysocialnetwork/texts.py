@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 import re
-from typing import Iterable, List, Mapping, Set
+from typing import Iterable, List, Mapping, Optional, Set
 from urllib.parse import quote, quote_plus, urlsplit
 
 from .errors import UploadError
@@ -15,6 +15,9 @@ LONGEST_USER_ID = 255
 LONGEST_KEY = 127
 LONGEST_CATEGORIES = 2047
 
+# Of a number that a service can mean; reading a million of them would stop all of Python.
+MOST_DIGITS = 20
+
 # Shorter ones would mask ordinary words.
 _SHORTEST_SECRET = 4
 _CONTROLS = re.compile("[\\x00-\\x1f\\x7f]+")
@@ -23,6 +26,12 @@ _CONTROLS = re.compile("[\\x00-\\x1f\\x7f]+")
 def cut_bytes(text: str, limit: int) -> str:
     """The longest beginning that takes no more than `limit` bytes as UTF-8."""
     return text.encode("utf-8", "replace")[:limit].decode("utf-8", "ignore")
+
+
+def whole_number(text: Optional[str]) -> Optional[int]:
+    """The number of a text of ASCII digits alone; None for any other. Blanks around it are no matter."""
+    digits = (text or "").strip()
+    return int(digits) if digits.isascii() and digits.isdigit() and len(digits) <= MOST_DIGITS else None
 
 
 def message_for_host(text: str, secrets: Iterable[str]) -> str:

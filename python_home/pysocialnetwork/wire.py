@@ -3,12 +3,12 @@
 from __future__ import annotations
 
 import time
-from typing import Any, Callable, Dict, Mapping, Optional, TypeVar
+from typing import Callable, Dict, Mapping, Optional, TypeVar
 
 from .bodies import Body
 from .connection import Answer, Connection, Origin, TimeLimits, origin_of
 from .errors import Transient, UploadError
-from .retry import BUSY, UNPROCESSED, RetryPolicy, pause_asked_for
+from .retry import BUSY, UNPROCESSED, Looks, RetryPolicy, pause_asked_for
 from .stopsignal import StopSignal
 
 T = TypeVar("T")
@@ -30,7 +30,6 @@ class Wire:
         self._limits = limits
         self._agent = agent
         self._debug = debug
-        self._tls: Any = None
         self._idle: Dict[Origin, Connection] = {}
 
     def __enter__(self) -> Wire:
@@ -88,6 +87,18 @@ class Wire:
         self._debug("%s; next try in %.1f s" % (trouble, seconds))
         self.stop.wait(seconds)
 
+    def watch(self, look: Callable[[], Optional[T]], looks: Looks, late: str) -> T:
+        """Looks until there is something to see; `late` is the error's text when there never is."""
+        pause, end = looks.first, time.monotonic() + looks.longest_wait
+        while True:
+            seen = look()
+            if seen is not None:
+                return seen
+            if time.monotonic() >= end:
+                raise UploadError(late)
+            self.stop.wait(pause)
+            pause = min(looks.longest, pause * 1.5)
+
     def transfer(self, offset: int, size: int, send: Callable[[int], int], ask: Callable[[int], int]) -> None:
         """Sends a file from `offset` to its end.
 
@@ -121,24 +132,13 @@ class Wire:
             if not idle.is_stale():
                 return idle
             idle.close()
-        tls = self._tls_context() if origin.scheme == "https" else None
-        connection = Connection(origin, self.stop, self._limits, tls)
+        connection = Connection(origin, self.stop, self._limits)
         try:
             connection.open()
         except BaseException:
             connection.close()
             raise
         return connection
-
-    def _tls_context(self) -> Any:
-        if self._tls is None:
-            try:
-                import ssl
-            except ImportError:
-                raise UploadError("this Python has no ssl module, which https needs") from None
-            self._tls = ssl.create_default_context()
-            self._tls.minimum_version = ssl.TLSVersion.TLSv1_2
-        return self._tls
 
 
 def require_same_safety(service: str, address: object) -> str:

@@ -1,0 +1,102 @@
+"""One thread for all the deadlines of the process."""
+
+from __future__ import annotations
+
+import atexit
+import heapq
+import itertools
+import threading
+import time
+from typing import Callable, List, Optional, Tuple
+
+# Seconds without a deadline after which the thread ends.
+IDLE = 10.0
+
+
+class Deadline:
+    """Calls `expire` once, on the clock's thread, unless it is cancelled first."""
+
+    def __init__(self, expire: Callable[[], None]) -> None:
+        self._expire = expire
+        self._lock = threading.Lock()
+        self._over = False
+        self.expired = False
+
+    def cancel(self) -> None:
+        """Afterwards `expire` is not running and never will be."""
+        with self._lock:
+            self._over = True
+            self._expire = _nothing
+
+    def is_over(self) -> bool:
+        return self._over
+
+    def strike(self) -> None:
+        with self._lock:
+            if not self._over:
+                self._over = self.expired = True
+                self._expire()
+
+
+def _nothing() -> None:
+    pass
+
+
+class DeadlineClock:
+    def __init__(self, idle: float = IDLE) -> None:
+        self._idle = idle
+        self._changed = threading.Condition()
+        self._waiting: List[Tuple[float, int, Deadline]] = []
+        self._serial = itertools.count()
+        self._thread: Optional[threading.Thread] = None
+        self._closed = False
+
+    def start(self, seconds: float, expire: Callable[[], None]) -> Deadline:
+        """`expire` must be short: all the other deadlines wait for it."""
+        deadline = Deadline(expire)
+        with self._changed:
+            heapq.heappush(self._waiting, (time.monotonic() + seconds, next(self._serial), deadline))
+            # A fork leaves the thread behind.
+            if (self._thread is None or not self._thread.is_alive()) and not self._closed:
+                self._thread = threading.Thread(target=self._run, name="deadlines", daemon=True)
+                self._thread.start()
+            if self._waiting[0][2] is deadline:
+                self._changed.notify()
+        return deadline
+
+    def close(self) -> None:
+        with self._changed:
+            self._closed = True
+            thread = self._thread
+            self._changed.notify()
+        if thread is not None:
+            thread.join()
+
+    def _run(self) -> None:
+        while True:
+            deadline = self._next()
+            if deadline is None:
+                return
+            deadline.strike()
+
+    def _next(self) -> Optional[Deadline]:
+        """The next one whose time has come; None when the thread is to end."""
+        with self._changed:
+            idle_until = time.monotonic() + self._idle
+            while not self._closed:
+                while self._waiting and self._waiting[0][2].is_over():
+                    heapq.heappop(self._waiting)
+                now = time.monotonic()
+                if self._waiting and self._waiting[0][0] <= now:
+                    return heapq.heappop(self._waiting)[2]
+                if self._waiting:
+                    idle_until = now + self._idle
+                elif now >= idle_until:
+                    break
+                self._changed.wait((self._waiting[0][0] if self._waiting else idle_until) - now)
+            self._thread = None
+            return None
+
+
+clock = DeadlineClock()
+atexit.register(clock.close)
