@@ -2,14 +2,12 @@
 
 from __future__ import annotations
 
-import hmac
-import time
 import xml.etree.ElementTree
-from typing import Any, Dict, Mapping, Tuple
+from typing import Any, Dict, Mapping, Optional, Tuple
 from urllib.parse import parse_qs, urlencode
 
-from . import begun
 from .account import Account
+from .begun import PendingLogin
 from .bodies import LocalFile, Multipart
 from .connection import Answer
 from .errors import Refused, TokenInvalid, Transient, UploadError
@@ -18,7 +16,8 @@ from .login import Login, require_token
 from .oauth1 import authorization, signed_fields
 from .oauth2 import single_values
 from .replies import json_object, member, text_member
-from .texts import chosen_privacy, split_tags
+from .retry import Looks
+from .texts import chosen_privacy, split_tags, whole_number
 from .uploader import ACCEPTED, NOT_USABLE, Uploader as BaseUploader
 from .wire import Wire
 
@@ -44,14 +43,12 @@ PASSING_ERRORS = frozenset(("105", "106"))
 class Uploader(BaseUploader):
     platform = "flickr"
 
-    # Seconds between two looks at a ticket, and how long at most the service may need. Tests shorten them.
-    first_look = 1.0
-    longest_look = 15.0
-    longest_wait = 3600.0
+    # Tests shorten them.
+    looks = Looks(first=1.0, longest=15.0)
 
     def __init__(self) -> None:
         super().__init__()
-        self._pending: Tuple[str, str] = ("", "")
+        self._pending = PendingLogin(self.platform, self.keep_secret)
 
     def _login_url(self) -> str:
         self.require_app()
@@ -59,10 +56,9 @@ class Uploader(BaseUploader):
             answer = self._handshake(wire, "/request_token", {"oauth_callback": self.redirect_url}, ("", ""))
         if answer.get("oauth_callback_confirmed") != "true":
             raise UploadError("Flickr did not accept the redirect address")
-        self._pending = token_pair(answer)
-        self.keep_secret(self._pending[1])
-        begun.keep(self.platform, self._pending)
-        query = urlencode({"oauth_token": self._pending[0], "perms": "write"})
+        token, secret = token_pair(answer)
+        self._pending.begin(token, secret)
+        query = urlencode({"oauth_token": token, "perms": "write"})
         return self.address("flickrOauth") + "/authorize?" + query
 
     def _finish_login(self, url: str) -> int:
@@ -70,20 +66,11 @@ class Uploader(BaseUploader):
         if not query.keys() & {"oauth_verifier", "error", "denied"}:
             self._fail("the redirect address carries no verifier yet")
             return NOT_USABLE
-        if not self._pending[0]:
-            self._pending = self._begun_elsewhere()
-        if not self._pending[0]:
-            raise UploadError("no login has been begun")
-        # Somebody else's address must not cost the user the login that is going on.
-        token = query.get("denied", "") or query.get("oauth_token", "")
-        if not hmac.compare_digest(token.encode("utf-8"), self._pending[0].encode("utf-8")):
-            raise UploadError("the redirect address belongs to another login (its token differs)")
+        begun = query.get("denied", "") or query.get("oauth_token", "")
+        pending = (begun, self._pending.secret_of(begun, "token"))
+        self._pending.end()
         if "oauth_verifier" not in query or "denied" in query:
-            self._pending = ("", "")
-            begun.forget()
             raise UploadError("the login was refused")
-        pending, self._pending = self._pending, ("", "")
-        begun.forget()
         self.keep_secret(query["oauth_verifier"])
         with self.calling() as wire:
             answer = self._handshake(wire, "/access_token", {"oauth_verifier": query["oauth_verifier"]}, pending)
@@ -91,13 +78,6 @@ class Uploader(BaseUploader):
         name = answer.get("fullname", "") or answer.get("username", "")
         self.set_login(Login(self.platform, token, secret=secret, user_id=answer.get("user_nsid", ""), user_name=name))
         return ACCEPTED
-
-    def _begun_elsewhere(self) -> Tuple[str, str]:
-        values = begun.recall(self.platform, 2)
-        if values is None:
-            return "", ""
-        self.keep_secret(values[1])
-        return values[0], values[1]
 
     def _confirm(self, wire: Wire, login: Login) -> None:
         self._upload_status(wire, login)
@@ -109,8 +89,8 @@ class Uploader(BaseUploader):
         status = self.authorized(wire, lambda login: self._upload_status(wire, login))
         bandwidth = member(status, "user", "bandwidth")
         unlimited = text_member(bandwidth, "unlimited") == "1"
-        remaining = text_member(bandwidth, "remainingkb")
-        return Account(space=int(remaining) // 1024 if not unlimited and remaining.isdecimal() else 0)
+        remaining = whole_number(text_member(bandwidth, "remainingkb")) or 0
+        return Account(space=0 if unlimited else remaining // 1024)
 
     def _upload(self, job: UploadJob, wire: Wire) -> str:
         request = job.request
@@ -160,8 +140,7 @@ class Uploader(BaseUploader):
         return wire.run(attempt, repeatable=False)
 
     def _wait_for(self, wire: Wire, ticket: str) -> str:
-        pause, end = self.first_look, time.monotonic() + self.longest_wait
-        while True:
+        def look() -> Optional[str]:
             answer = self.authorized(
                 wire, lambda login: self._rest(wire, login, "flickr.photos.upload.checkTickets", {"tickets": ticket})
             )
@@ -171,10 +150,9 @@ class Uploader(BaseUploader):
                 return text_member(state, "photoid")
             if complete != TICKET_RUNNING:
                 raise UploadError("Flickr could not make a video of the file")
-            if time.monotonic() >= end:
-                raise UploadError("Flickr has not made a video of the file in time")
-            wire.stop.wait(pause)
-            pause = min(self.longest_look, pause * 1.5)
+            return None
+
+        return wire.watch(look, self.looks, "Flickr has not made a video of the file in time")
 
     def _rest(self, wire: Wire, login: Login, method: str, arguments: Mapping[str, str]) -> Dict[str, Any]:
         service = self.address("flickrRest")

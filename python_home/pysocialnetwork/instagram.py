@@ -15,6 +15,7 @@ from .job import UploadJob, VideoRequest
 from .login import Login, expiry, require_token
 from .oauth2 import OAuth2Uploader
 from .replies import json_object, member, required_text, text_member
+from .retry import Looks
 from .texts import split_tags
 from .wire import Wire
 
@@ -40,10 +41,8 @@ class Uploader(OAuth2Uploader):
     login_service = "instagramLogin"
     scope = "instagram_business_basic,instagram_business_content_publish"
 
-    # Seconds between two looks at a container, and how long at most the service may need. Tests shorten them.
-    first_look = 2.0
-    longest_look = 60.0
-    longest_wait = 3600.0
+    # Tests shorten them.
+    looks = Looks(first=2.0, longest=60.0)
 
     def _exchange_code(self, wire: Wire, code: str, verifier: str) -> Login:
         fields = {
@@ -172,8 +171,8 @@ class Uploader(OAuth2Uploader):
 
     def _wait_for(self, wire: Wire, container: str) -> str:
         """The state in which nothing is left to wait for: FINISHED, or PUBLISHED."""
-        pause, end = self.first_look, time.monotonic() + self.longest_wait
-        while True:
+
+        def look() -> Optional[str]:
             state = self.authorized(wire, lambda login: self._look(wire, login, container, "status_code,status"))
             code = text_member(state, "status_code")
             if code in ("FINISHED", "PUBLISHED"):
@@ -182,10 +181,9 @@ class Uploader(OAuth2Uploader):
                 raise ContainerLost(unusable(state), 200)
             if code != "IN_PROGRESS":
                 raise UploadError(unusable(state))
-            if time.monotonic() >= end:
-                raise UploadError("Instagram has not got the video ready in time")
-            wire.stop.wait(pause)
-            pause = min(self.longest_look, pause * 1.5)
+            return None
+
+        return wire.watch(look, self.looks, "Instagram has not got the video ready in time")
 
     def _publish(self, wire: Wire, container: str) -> str:
         """The reel's number. Published twice it would be there twice, so that after a trouble the container is asked

@@ -88,6 +88,37 @@ class UploadJob:
         return hostcallback.ERROR, unexpected(error)
 
 
+class UploadSlot:
+    """The place for one upload at a time. `work` and `report` are those of its jobs."""
+
+    def __init__(self, name: str, work: Callable[[UploadJob], str], report: Callable[[int, str], None]) -> None:
+        self.job: Optional[UploadJob] = None
+        self._name = name
+        self._work = work
+        self._report = report
+
+    def start(self, request: VideoRequest) -> None:
+        """A second upload beside the first leaves that one alone and ends with an event of its own."""
+        previous = self.job
+        busy = previous is not None and previous.is_running() and not previous.stop.is_set()
+        job = UploadJob(self._name, request, _refuse_second if busy else self._work, self._report)
+        if not busy:
+            self.job = job
+        try:
+            job.start()
+        except RuntimeError as error:
+            self.job = None if self.job is job else self.job
+            self._report(hostcallback.ERROR, "cannot start a thread: %s" % error)
+
+    def stop(self) -> None:
+        if self.job is not None:
+            self.job.stop.set()
+
+
+def _refuse_second(job: UploadJob) -> str:
+    raise UploadError("an upload is running already")
+
+
 def unexpected(error: Exception) -> str:
     """Names the place and not the text, which may hold anything."""
     trace = error.__traceback__

@@ -11,6 +11,7 @@ from dataclasses import dataclass, replace
 from typing import Any, List, Mapping, Optional
 
 from .errors import UploadError
+from .texts import whole_number
 
 # The host's field has 4096 bytes, the ending zero included.
 LONGEST_TEXT = 4095
@@ -104,8 +105,8 @@ def require_token(value: object) -> str:
 def expiry(answer: Mapping[str, Any], now: Optional[float] = None) -> int:
     """When the token of a token answer ends; 0 when the answer does not say."""
     seconds = answer.get("expires_in")
-    if isinstance(seconds, str) and seconds.isdigit():
-        seconds = int(seconds)
+    if isinstance(seconds, str):
+        seconds = whole_number(seconds)
     if not isinstance(seconds, (int, float)) or isinstance(seconds, bool) or not 0 < seconds < 10**10:
         return 0
     return int((time.time() if now is None else now) + seconds)

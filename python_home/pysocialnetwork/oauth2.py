@@ -4,26 +4,17 @@ from __future__ import annotations
 
 import base64
 import hashlib
-import hmac
 import secrets
 from abc import abstractmethod
-from dataclasses import dataclass, replace
+from dataclasses import replace
 from typing import Any, ClassVar, Dict, Mapping, Optional
 from urllib.parse import parse_qs, urlencode, urlsplit
 
-from . import begun
+from .begun import PendingLogin
 from .errors import Refused, TokenInvalid, UploadError
 from .login import Login, expiry, require_token
 from .uploader import ACCEPTED, NOT_USABLE, Uploader
 from .wire import Wire
-
-
-@dataclass(frozen=True)
-class PendingLogin:
-    """One login that waits for the browser. The verifier is empty without PKCE."""
-
-    state: str
-    verifier: str
 
 
 class OAuth2Uploader(Uploader):
@@ -34,7 +25,7 @@ class OAuth2Uploader(Uploader):
 
     def __init__(self) -> None:
         super().__init__()
-        self._pending: Optional[PendingLogin] = None
+        self._pending = PendingLogin(self.platform, self.keep_secret)
 
     @abstractmethod
     def _exchange_code(self, wire: Wire, code: str, verifier: str) -> Login:
@@ -42,23 +33,21 @@ class OAuth2Uploader(Uploader):
 
     def _login_url(self) -> str:
         self.require_app()
-        pending = PendingLogin(secrets.token_urlsafe(24), secrets.token_urlsafe(48) if self.uses_pkce else "")
+        state, verifier = secrets.token_urlsafe(24), secrets.token_urlsafe(48) if self.uses_pkce else ""
         fields = {
             "client_id": self.app_key,
             "redirect_uri": self.redirect_url,
             "response_type": "code",
             "scope": self.scope,
-            "state": pending.state,
+            "state": state,
             **self.extra_login_fields,
         }
-        if pending.verifier:
-            digest = hashlib.sha256(pending.verifier.encode("ascii")).digest()
+        if verifier:
+            digest = hashlib.sha256(verifier.encode("ascii")).digest()
             fields["code_challenge"] = base64.urlsafe_b64encode(digest).decode("ascii").rstrip("=")
             fields["code_challenge_method"] = "S256"
         address = self.address(self.login_service)
-        self.keep_secret(pending.verifier)
-        self._pending = pending
-        begun.keep(self.platform, (pending.state, pending.verifier))
+        self._pending.begin(state, verifier)
         return address + "?" + urlencode(fields)
 
     def _finish_login(self, url: str) -> int:
@@ -66,27 +55,14 @@ class OAuth2Uploader(Uploader):
         if not query.keys() & {"code", "error"}:
             self._fail("the redirect address carries no code yet")
             return NOT_USABLE
-        pending = self._pending or self._begun_elsewhere()
-        if pending is None:
-            raise UploadError("no login has been begun")
-        # Somebody else's address must not cost the user the login that is going on.
-        if not hmac.compare_digest(query.get("state", "").encode("utf-8"), pending.state.encode("utf-8")):
-            raise UploadError("the redirect address belongs to another login (its state differs)")
-        self._pending = None
-        begun.forget()
+        verifier = self._pending.secret_of(query.get("state", ""), "state")
+        self._pending.end()
         if "error" in query:
             raise UploadError("the login was refused: " + (query.get("error_description") or query["error"]))
         self.keep_secret(query["code"])
         with self.calling() as wire:
-            self.set_login(self._exchange_code(wire, query["code"], pending.verifier))
+            self.set_login(self._exchange_code(wire, query["code"], verifier))
         return ACCEPTED
-
-    def _begun_elsewhere(self) -> Optional[PendingLogin]:
-        values = begun.recall(self.platform, 2)
-        if values is None:
-            return None
-        self.keep_secret(values[1])
-        return PendingLogin(values[0], values[1])
 
 
 class RefreshingUploader(OAuth2Uploader):

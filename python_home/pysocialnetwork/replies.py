@@ -7,10 +7,7 @@ from typing import Any, Dict, Optional
 
 from .connection import Answer
 from .errors import UploadError
-
-
-# A number with more digits is none that a service means, and reading a million of them would stop all of Python.
-MOST_DIGITS = 20
+from .texts import MOST_DIGITS, whole_number
 
 
 def json_object(answer: Answer) -> Dict[str, Any]:
@@ -60,7 +57,7 @@ def required_text(value: Any, *path: str) -> str:
 
 def required_number(value: Any, *path: str) -> int:
     """A number that is not negative, also where it is written as text."""
-    text = text_member(value, *path)
-    if not (text.isascii() and text.isdigit() and len(text) < 20):
+    number = whole_number(text_member(value, *path))
+    if number is None:
         raise UploadError("the service's answer lacks %s" % ".".join(path))
-    return int(text)
+    return number

@@ -1,6 +1,7 @@
-"""What the library calls: the base of the six platforms.
+"""What the library calls: the base of the six platforms, and the adapter between host and service.
 
-The library calls each method by name, on a thread of the host. A method that raised would count as good in some
+Whose login it is stands in `tokenstore`, how it is kept fresh in `renewal`, an upload in `job`, and what no text may
+hold in `masking`. The library calls each method by name, on a thread of the host. A method that raised would count as good in some
 places, so none does: a failure is a neutral result and a text in `GetLastError`.
 """
 
@@ -8,20 +9,22 @@ from __future__ import annotations
 
 import threading
 from abc import abstractmethod
-from dataclasses import replace
-from typing import Any, Callable, ClassVar, List, Optional, Set, TypeVar
+from typing import Any, Callable, ClassVar, Optional, TypeVar
 
 from . import hostcallback, logincheck, texts
-from .account import Account, AccountMemory
+from .account import Account
 from .connection import TimeLimits
 from .details import Details
-from .errors import Stopped, TokenInvalid, UploadError
+from .errors import Stopped, UploadError
 from .hostcallback import HostCallback
-from .job import UploadJob, VideoRequest, unexpected
-from .login import SAFETY_SECONDS, Login
+from .job import UploadJob, UploadSlot, VideoRequest, unexpected
+from .login import Login
+from .masking import Mask
+from .renewal import Renewal
 from .retry import FOREGROUND, RetryPolicy
 from .services import Services
 from .stopsignal import StopSignal
+from .tokenstore import TokenStore
 from .version import VERSION
 from .wire import Wire
 
@@ -52,14 +55,15 @@ class Uploader(Details):
         self.redirect_url = ""
         self._brand = ""
         self._callback = HostCallback()
-        self._lock = threading.Lock()
-        self._renewal = threading.Lock()
+        self._mask = Mask()
+        self._store = TokenStore(self._mask)
+        self._renewal = Renewal(
+            self._store, self._renew, self._wants_renewal, lambda: self.call_limits.answer, self._debug
+        )
+        self._slot = UploadSlot(self.platform, self._upload_now, self._report)
         self._services: Optional[Services] = None
-        self._login: Optional[Login] = None
-        self._secrets: Set[str] = set()
+        self._lock = threading.Lock()
         self._last_error = ""
-        self._account = AccountMemory()
-        self._job: Optional[UploadJob] = None
 
     # --- Settings
 
@@ -96,7 +100,7 @@ class Uploader(Details):
         return self._guarded(lambda: self._take_token(token or ""), 0)
 
     def GetAccessToken(self) -> str:
-        return self._guarded(self._token_text, NO_LOGIN)
+        return self._guarded(self._store.text, NO_LOGIN)
 
     def Logout(self) -> None:
         self._guarded(self._log_out, None)
@@ -137,21 +141,10 @@ class Uploader(Details):
     def StartUpload(
         self, path: str, title: str, description: str, privacy: str, tags: str, category: str, thumbnail: str = ""
     ) -> None:
-        request = VideoRequest(path, title, description, privacy, tags, category, thumbnail)
-        previous = self._job
-        busy = previous is not None and previous.is_running() and not previous.stop.is_set()
-        job = UploadJob(self.platform, request, self._refuse_second if busy else self._upload_now, self._report)
-        if not busy:
-            self._job = job
-        try:
-            job.start()
-        except RuntimeError as error:
-            self._job = None if self._job is job else self._job
-            self._report(hostcallback.ERROR, "cannot start a thread: %s" % error)
+        self._slot.start(VideoRequest(path, title, description, privacy, tags, category, thumbnail))
 
     def StopUpload(self) -> None:
-        if self._job is not None:
-            self._job.stop.set()
+        self._slot.stop()
 
     # --- What the platforms say
 
@@ -189,24 +182,14 @@ class Uploader(Details):
 
     @property
     def login(self) -> Optional[Login]:
-        with self._lock:
-            return self._login
+        return self._store.login
 
     def set_login(self, login: Optional[Login]) -> None:
-        if login is not None:
-            # A service's texts of any length or with broken letters must not keep the token from the host.
-            name = texts.cut_bytes(login.user_name, texts.LONGEST_USER_NAME)
-            login = replace(login, user_name=name, user_id=texts.cut_bytes(login.user_id, texts.LONGEST_USER_ID))
-        with self._lock:
-            self._login = login
-            if login is not None:
-                self._secrets.update(login.secrets())
-        self._account.forget()
+        self._store.set(login)
 
     def keep_secret(self, *secrets: str) -> None:
         """These never appear in a text for the host."""
-        with self._lock:
-            self._secrets.update(secrets)
+        self._mask.keep(*secrets)
 
     def address(self, key: str) -> str:
         if self._services is None:
@@ -220,19 +203,7 @@ class Uploader(Details):
     def authorized(self, wire: Wire, call: Callable[[Login], T]) -> T:
         """Makes a call with the login; once more with a renewed one when the service does not take it. A login that the
         service does not take either way is forgotten."""
-        login = self._usable_login(wire)
-        try:
-            try:
-                return call(login)
-            except TokenInvalid:
-                renewed = self._renewed(wire, login)
-                if renewed is None:
-                    raise
-                login = renewed
-                return call(login)
-        except TokenInvalid:
-            self._forget(login)
-            raise
+        return self._renewal.authorized(wire, call)
 
     def afterwards(self, what: str, operation: Callable[[], None]) -> None:
         """A step on a video that is there already: a refusal is told, but does not make the upload a failure."""
@@ -264,28 +235,20 @@ class Uploader(Details):
         with self.calling() as wire:
             if how:
                 self._check(how, login, wire)
-            elif login.has_expired(SAFETY_SECONDS) or self._wants_renewal(login):
-                self._usable_login(wire)
+            elif self._renewal.is_due(login):
+                self._renewal.usable_login(wire)
         return 1
 
     def _check(self, how: str, login: Login, wire: Wire) -> None:
         outcome = logincheck.verdict(how, login, lambda: self.authorized(wire, lambda now: self._confirm(wire, now)))
         if outcome != logincheck.GOOD:
             # Nor is the account asked for, which the host reads next.
-            self._account.get(lambda: None)
+            self._store.account.get(lambda: None)
         # The host finds it where it finds what went wrong.
         self._fail(outcome)
 
     def _wants_renewal(self, login: Login) -> bool:
         return False
-
-    def _token_text(self) -> str:
-        login = self.login
-        if login is None:
-            raise UploadError("nobody is signed in")
-        if login.has_expired() and not login.refresh:
-            raise UploadError("the login has expired")
-        return login.to_text()
 
     def _log_out(self) -> None:
         login = self.login
@@ -301,59 +264,15 @@ class Uploader(Details):
     def _known_account(self) -> Account:
         if self.login is None:
             return Account()
-        return self._account.get(lambda: self._guarded(self._ask_account, None))
+        return self._store.account.get(lambda: self._guarded(self._ask_account, None))
 
     def _ask_account(self) -> Optional[Account]:
         with self.calling() as wire:
             return self._read_account(wire)
 
-    def _usable_login(self, wire: Wire) -> Login:
-        login = self.login
-        if login is None:
-            raise TokenInvalid("nobody is signed in")
-        if not login.has_expired(SAFETY_SECONDS) and not self._wants_renewal(login):
-            return login
-        renewed = self._renewed(wire, login)
-        if renewed is not None:
-            return renewed
-        if login.has_expired():
-            self._forget(login)
-            raise TokenInvalid("the login has expired; sign in again")
-        return login
-
-    def _renewed(self, wire: Wire, stale: Login) -> Optional[Login]:
-        # Some services take a refresh token only once, so that two threads must not use the same one.
-        if not self._renewal.acquire(timeout=self.call_limits.answer):
-            raise UploadError("the login is being renewed")
-        try:
-            current = self.login
-            if current is None:
-                raise TokenInvalid("nobody is signed in any more")
-            if current.access != stale.access:
-                return current
-            try:
-                renewed = self._renew(wire, stale)
-            except TokenInvalid:
-                self._forget(stale)
-                raise
-            if renewed is not None:
-                self.set_login(renewed)
-                self._debug("the login was renewed")
-            return renewed
-        finally:
-            self._renewal.release()
-
-    def _forget(self, login: Login) -> None:
-        current = self.login
-        if current is not None and current.access == login.access:
-            self.set_login(None)
-
     def _upload_now(self, job: UploadJob) -> str:
         with Wire(job.stop, self.job_policy, self.job_limits, self._agent(), self._debug) as wire:
             return self._upload(job, wire)
-
-    def _refuse_second(self, job: UploadJob) -> str:
-        raise UploadError("an upload is running already")
 
     def _report(self, event: int, text: str) -> None:
         if event in (hostcallback.ERROR, hostcallback.TOKEN_INVALID):
@@ -361,7 +280,7 @@ class Uploader(Details):
         self._callback.emit(event, text)
 
     def _debug(self, text: str) -> None:
-        self._callback.emit(hostcallback.DEBUG, self._masked(text))
+        self._callback.emit(hostcallback.DEBUG, self._mask.over(text))
 
     def _guarded(self, operation: Callable[[], T], failed: T) -> T:
         with self._lock:
@@ -375,15 +294,10 @@ class Uploader(Details):
         return failed
 
     def _fail(self, text: str) -> str:
-        masked = self._masked(text)
+        masked = self._mask.over(text)
         with self._lock:
             self._last_error = masked
         return masked
-
-    def _masked(self, text: str) -> str:
-        with self._lock:
-            secrets: List[str] = list(self._secrets)
-        return texts.message_for_host(text, secrets)
 
     def _agent(self) -> str:
         return (self._brand + " " if self._brand else "") + "media-transfer/" + VERSION

@@ -14,7 +14,7 @@ from .job import UploadJob
 from .login import Login, require_token
 from .oauth2 import OAuth2Uploader
 from .replies import json_object, member, required_text, text_member
-from .texts import chosen_privacy, split_tags
+from .texts import chosen_privacy, split_tags, whole_number
 from .wire import Wire, require_same_safety
 
 ACCEPT = "application/vnd.vimeo.*+json;version=3.4"
@@ -188,10 +188,10 @@ def refusal(answer: Answer) -> UploadError:
 
 
 def position_of(answer: Answer) -> int:
-    text = (answer.header("Upload-Offset") or "").strip()
-    if not (text.isascii() and text.isdigit() and len(text) < 20):
+    position = whole_number(answer.header("Upload-Offset"))
+    if position is None:
         raise UploadError("Vimeo does not tell how far the upload is")
-    return int(text)
+    return position
 
 
 def entries(content: Mapping[str, Any]) -> List[Any]:

@@ -15,7 +15,7 @@ from .job import UploadJob, VideoRequest
 from .login import Login
 from .oauth2 import RefreshingUploader
 from .replies import json_object, member, required_text, text_member
-from .texts import chosen_privacy, cut_bytes
+from .texts import chosen_privacy, cut_bytes, whole_number
 from .wire import Wire, require_same_safety
 
 PRIVACY = {"public": "public", "unlisted": "unlisted", "private": "private"}
@@ -227,10 +227,11 @@ def received(answer: Answer) -> int:
     header = answer.header("Range")
     if header is None:
         return 0
-    match = re.fullmatch(r"(?:bytes=)?0-(\d{1,18})", header.strip())
-    if match is None:
+    match = re.fullmatch(r"(?:bytes=)?0-([0-9]+)", header.strip())
+    last = whole_number(match.group(1)) if match is not None else None
+    if last is None:
         raise UploadError("YouTube does not tell how far the upload is")
-    return int(match.group(1)) + 1
+    return last + 1
 
 
 def items(content: Mapping[str, Any]) -> List[Any]:

@@ -66,4 +66,4 @@ class UploaderCase(unittest.TestCase):
         self.uploader.StartUpload(path, *values.values())
 
     def state(self):
-        return self.uploader._pending.state
+        return self.uploader._pending.values[0]

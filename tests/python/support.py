@@ -18,7 +18,7 @@ from unittest import mock
 
 from pysocialnetwork import hostcallback
 from pysocialnetwork.connection import TimeLimits
-from pysocialnetwork.retry import RetryPolicy
+from pysocialnetwork.retry import Looks, RetryPolicy
 from pysocialnetwork.stopsignal import StopSignal
 from pysocialnetwork.wire import Wire
 
@@ -222,8 +222,7 @@ def quick(uploader):
     """The same uploader with short pauses, for an impatient test."""
     uploader.job_policy = QUICK
     uploader.call_policy = QUICK
-    uploader.first_look = 0.01
-    uploader.longest_look = 0.05
+    uploader.looks = Looks(first=0.01, longest=0.05)
     return uploader
 
 

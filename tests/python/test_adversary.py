@@ -6,6 +6,7 @@ import random
 import unittest
 from unittest import mock
 
+from pysocialnetwork.retry import Looks
 from pysocialnetwork.wire import Wire
 
 from sandboxed import PLATFORMS, STEPS, ServicesCase, fresh_video
@@ -51,7 +52,7 @@ class AdversaryCase(ServicesCase):
         """One who is signed in, also after an upload that cost the login."""
         if platform not in self.users or self.users[platform].login is None:
             self.users[platform] = self.signed_in(platform)
-            self.users[platform].longest_wait = 0.5
+            self.users[platform].looks = Looks(0.01, 0.05, 0.5)
         return self.users[platform]
 
     def assert_ended(self, end, host):

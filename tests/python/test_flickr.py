@@ -5,6 +5,7 @@ import unittest
 from pysocialnetwork import flickr
 from pysocialnetwork.errors import Refused, TokenInvalid, Transient, UploadError
 from pysocialnetwork.job import VideoRequest
+from pysocialnetwork.retry import Looks
 
 from platformcase import FINISHED, PlatformCase, answer, as_reply
 from support import Reply, in_turn
@@ -34,7 +35,7 @@ class Flickr(PlatformCase):
         ):
             with self.serve(in_turn(self.ticket, reply)):
                 self.assertIn("could not make a video", self.upload().text)
-        self.uploader.longest_wait = 0.0
+        self.uploader.looks = Looks(0.0, 0.0, 0.0)
         with self.serve(in_turn(self.ticket, self.state(0))):
             self.assertIn("not made a video of the file in time", self.upload().text)
 

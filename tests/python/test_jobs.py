@@ -100,7 +100,7 @@ class Jobs(UploaderCase):
             self.uploader.StopUpload()
             end = self.host.wait_for_end()
             self.assertEqual((end.code, end.text), (ERROR, "User cancelled!"))
-            wait_until(lambda: not self.uploader._job.is_running(), "the job's end")
+            wait_until(lambda: not self.uploader._slot.job.is_running(), "the job's end")
             done.set()
         self.assertEqual(len(self.host.closing()), 1)
 
@@ -206,7 +206,7 @@ class Jobs(UploaderCase):
         go = threading.Event()
         self.uploader.upload = lambda job, wire: go.wait(LIMIT) and "x"
         self.start()
-        self.assertTrue(self.uploader._job._thread.daemon)
+        self.assertTrue(self.uploader._slot.job._thread.daemon)
         go.set()
         self.host.wait_for_end()
 

@@ -37,9 +37,9 @@ class Logins(ServicesCase):
             with self.subTest(platform):
                 uploader = self.uploader(platform)
                 address = follow(uploader.GetLoginURL())
-                pending = uploader._pending
+                pending = uploader._pending.values
                 self.assertEqual(uploader.VerifyRedirectURL(address), 0)
-                uploader._pending = pending
+                uploader._pending.values = pending
                 self.assertEqual(uploader.VerifyRedirectURL(address), 2)
 
     def test_categories_are_what_the_service_offers(self):

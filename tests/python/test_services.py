@@ -146,7 +146,7 @@ class Uploads(ServicesCase):
                 end, host, _ = self.upload(uploader, 6000)
                 self.assertEqual(end.code, ERROR)
                 said = host.texts() + uploader.GetLastError()
-                for secret in filter(None, [APP[1], *uploader._secrets]):
+                for secret in filter(None, [APP[1], *uploader._mask.secrets()]):
                     self.assertNotIn(secret, said)
 
 

@@ -33,7 +33,7 @@ class Callback(UploaderCase):
     def test_without_a_callback_nothing_is_told_and_nothing_fails(self):
         uploader = Probe()
         uploader.StartUpload("/x", "", "", "", "", "")
-        wait_until(lambda: not uploader._job.is_running(), "the job's end")
+        wait_until(lambda: not uploader._slot.job.is_running(), "the job's end")
 
     def test_the_host_may_call_back_into_the_uploader(self):
         def on_event(event):
@@ -240,7 +240,7 @@ class Tokens(UploaderCase):
     def test_a_call_does_not_wait_for_ever_for_anothers_renewal(self):
         self.sign_in(expires=1)
         self.uploader.call_limits = TimeLimits(answer=0.05)
-        with self.uploader._renewal, support.make_wire() as wire:
+        with self.uploader._renewal.lock, support.make_wire() as wire:
             with self.assertRaisesRegex(UploadError, "is being renewed"):
                 self.uploader.authorized(wire, lambda login: None)
 
