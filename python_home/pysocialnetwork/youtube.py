@@ -31,6 +31,9 @@ CHUNK = 8 * 1024 * 1024
 # How many sessions one upload may use up: a file whose session has expired is sent from its beginning.
 SESSIONS = 2
 
+# Whose categories count where the user's country is not known, or the service has none for it.
+FALLBACK_REGION = "US"
+
 RESUME = 308
 PASSING_REASONS = frozenset(("rateLimitExceeded", "userRateLimitExceeded", "backendError"))
 # Of a login that does not count any more. The status alone is no proof: a user without a channel gets it as well.
@@ -124,9 +127,27 @@ class Uploader(RefreshingUploader):
         raise UploadError("YouTube has no category %r" % category)
 
     def _categories(self, wire: Wire) -> List[Any]:
-        query = {"part": "snippet", "regionCode": "US"}
-        found = self.authorized(wire, lambda login: self._get(wire, login, "/videoCategories", query))
+        region = self._region(wire)
+        try:
+            found = self._categories_of(wire, region)
+        except Refused:
+            if region == FALLBACK_REGION:
+                raise
+            found = self._categories_of(wire, FALLBACK_REGION)
         return [item for item in items(found) if member(item, "snippet", "assignable") is not False]
+
+    def _categories_of(self, wire: Wire, region: str) -> Dict[str, Any]:
+        query = {"part": "snippet", "regionCode": region}
+        return self.authorized(wire, lambda login: self._get(wire, login, "/videoCategories", query))
+
+    def _region(self, wire: Wire) -> str:
+        """The country of the user's channel, where its owner has named one."""
+        try:
+            channel = first_item(self.authorized(wire, lambda login: self._channels(wire, login)))
+        except Refused:
+            return FALLBACK_REGION
+        country = text_member(channel, "snippet", "country").upper()
+        return country if re.fullmatch("[A-Z]{2}", country) else FALLBACK_REGION
 
     def _open_session(self, wire: Wire, login: Login, video: LocalFile, resource: Mapping[str, Any]) -> str:
         service = self.address("youtubeUpload")

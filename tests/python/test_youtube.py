@@ -2,6 +2,7 @@
 
 import time
 import unittest
+from urllib.parse import parse_qs, urlsplit
 
 from pysocialnetwork import youtube
 from pysocialnetwork.errors import Refused, TokenInvalid, Transient, UploadError
@@ -141,6 +142,36 @@ class Youtube(PlatformCase):
             self.assertEqual(self.uploader._category_id(wire, "1"), "1")
             with self.assertRaises(UploadError):
                 self.uploader._category_id(wire, "Shows")
+
+    def test_categories_are_those_of_the_users_own_country(self):
+        music = {"items": [{"id": "10", "snippet": {"title": "Music"}}]}
+        unknown = as_reply({"error": {"code": 400, "message": "regionCodeInvalid"}}, 400)
+        for channel, refused, asked in (
+            ({"country": "de"}, (), ["DE"]),
+            ({"country": "XK"}, ("XK",), ["XK", "US"]),
+            ({}, (), ["US"]),
+            ({"country": "D&part=id"}, (), ["US"]),
+            ({"country": 49}, (), ["US"]),
+            (None, (), ["US"]),
+        ):
+            regions = []
+
+            def respond(request, channel=channel, refused=refused, regions=regions):
+                if "/channels?" in request.path:
+                    return Reply(404, "{}") if channel is None else as_reply({"items": [{"snippet": channel}]})
+                regions.append(parse_qs(urlsplit(request.path).query)["regionCode"][0])
+                return unknown if regions[-1] in refused else as_reply(music)
+
+            self.uploader.set_login(Login("youtube", "token"))
+            with self.subTest(channel), self.serve(respond):
+                self.assertEqual(self.uploader.GetVideoCategories(), "Music|")
+            self.assertEqual(regions, asked)
+
+    def test_without_categories_of_any_country_there_are_none(self):
+        with self.serve(in_turn(Reply(400, "{}"))) as server:
+            self.assertEqual(self.uploader.GetVideoCategories(), "")
+            self.assertEqual(len(server.requests), 2)
+        self.assertIn("status 400", self.uploader.GetLastError())
 
 
 if __name__ == "__main__":
