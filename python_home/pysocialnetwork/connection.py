@@ -14,7 +14,7 @@ from email.message import Message
 from typing import Iterator, Mapping, NamedTuple, Optional
 from urllib.parse import SplitResult, unquote, urlsplit
 
-from . import deadlines, tls
+from . import deadlines, dialing, tls
 from .bodies import Body
 from .errors import Transient, UploadError
 from .lookup import addresses_of
@@ -127,8 +127,12 @@ class Connection:
         proxy = self._proxy
         context = tls.client_context() if self.origin.scheme == "https" else None
         host, port = (proxy.hostname, proxy.port) if proxy is not None else (self.origin.host, self.origin.port)
-        connection = self._connect(str(host), int(port or 80))
+        limit = self._limits.connect
+        addresses = addresses_of(str(host), int(port or 80), self._stop, limit)
+        connection = dialing.connect(addresses, self._stop, limit)
         self._use(connection)
+        connection.settimeout(limit)
+        connection.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
         with self._deadline(self._limits.connect * 2):
             if proxy is not None and self.origin.scheme == "https":
                 self._tunnel(connection, proxy)
@@ -146,25 +150,6 @@ class Connection:
     def _use(self, connection: socket.socket) -> None:
         self._socket = connection
         self._stop.watch(connection)
-
-    def _connect(self, host: str, port: int) -> socket.socket:
-        failure: Optional[OSError] = None
-        for family, kind, protocol, _, address in addresses_of(host, port, self._stop, self._limits.connect):
-            self._stop.check()
-            connection = socket.socket(family, kind, protocol)
-            try:
-                connection.settimeout(self._limits.connect)
-                self._stop.watch(connection)
-                connection.connect(address)
-                connection.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
-                return connection
-            except OSError as error:
-                failure = error
-                self._stop.close(connection)
-            except BaseException:
-                self._stop.close(connection)
-                raise
-        raise failure or OSError("no address")
 
     def _tunnel(self, connection: socket.socket, proxy: SplitResult) -> None:
         host = "[%s]" % self.origin.host if ":" in self.origin.host else self.origin.host
@@ -274,8 +259,14 @@ def proxy_for(origin: Origin) -> Optional[SplitResult]:
         parts.port
     except ValueError:
         raise UploadError("the proxy of the environment is no URL") from None
-    if parts.scheme != "http" or not parts.hostname:
-        raise UploadError("the proxy of the environment is not of the kind http://HOST:PORT")
+    if parts.scheme != "http":
+        # The rest of it may hold a password.
+        raise UploadError(
+            "the proxy of the environment is of the kind %s; uploads by scripts take http://[USER:PASSWORD@]HOST:PORT "
+            "alone (in https_proxy), or go straight to hosts that no_proxy names" % (parts.scheme or "unknown")
+        )
+    if not parts.hostname:
+        raise UploadError("the proxy of the environment names no host")
     return parts
 
 

@@ -3,11 +3,14 @@
 import base64
 import unittest
 
+from pysocialnetwork import hostcallback
 from pysocialnetwork.connection import Origin, proxy_for
 from pysocialnetwork.errors import UploadError
+from pysocialnetwork.login import Login
+from pysocialnetwork.vimeo import Uploader
 
 import support
-from support import Reply, Server, in_turn, make_wire
+from support import Host, Reply, Server, in_turn, make_wire
 
 
 class Proxies(unittest.TestCase):
@@ -53,11 +56,28 @@ class Proxies(unittest.TestCase):
             self.assertIsNone(proxy_for(https))
         with support.environment(http_proxy="http://p:1", no_proxy="other,.example"):
             self.assertIsNone(proxy_for(http))
-        for address in ("socks5://p:1", "http://p:x", "http://"):
+        for address, told in (("http://p:x", "is no URL"), ("http://", "names no host")):
             with support.environment(http_proxy=address), self.assertRaisesRegex(
-                UploadError, "proxy of the environment"
+                UploadError, "^the proxy of the environment " + told
             ):
                 proxy_for(http)
+
+    def test_a_proxy_of_another_kind_is_one_clear_line(self):
+        for address in ("socks5://user:pass-word@p:1", "socks5h://p:1", "socks4://p:1", "https://p:1", "SOCKS://p"):
+            kind = address.split(":")[0].lower()
+            told = (
+                "the proxy of the environment is of the kind %s; uploads by scripts take "
+                "http://[USER:PASSWORD@]HOST:PORT alone (in https_proxy), or go straight to hosts that no_proxy names"
+            ) % kind
+            host = Host()
+            uploader = host.attach(Uploader())
+            uploader.set_login(Login("vimeo", "token"))
+            with self.subTest(address), support.environment(all_proxy=address), support.video_file(10) as (path, _):
+                uploader.StartUpload(path, "", "", "", "", "")
+                end = host.wait_for_end()
+                self.assertEqual((end.code, end.text), (hostcallback.ERROR, told))
+                self.assertEqual(uploader.GetVideoCategories(), "")
+                self.assertEqual(uploader.GetLastError(), told)
 
 
 if __name__ == "__main__":
