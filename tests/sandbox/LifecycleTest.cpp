@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <csignal>
 #include <future>
 #include <memory>
 #include <stdexcept>
@@ -118,25 +117,6 @@ TEST(Lifecycle, StopEndsSlowAndHugeAnswers) {
   server.stop();
 
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
-}
-
-TEST(Lifecycle, BrokenPipesKeepTheHandlingOfTheProcess) {
-  const auto former = std::signal(SIGPIPE, SIG_DFL);
-  {
-    Sandbox server;
-    server.setListening(false);
-    server.setListening(true);
-    const auto found = std::signal(SIGPIPE, SIG_DFL);
-    EXPECT_EQ(found, SIG_DFL);
-
-    // The sandbox itself does not die of a client that goes away.
-    const FaultId id = server.orderFault(Route::avatar, Fault::hugeBody(std::uint64_t{1} << 40));
-    RawConnection connection(server.port());
-    connection.send("GET /avatar/x HTTP/1.1\r\nHost: x\r\n\r\n");
-    EXPECT_EQ(connection.read(1000).size(), 1000U);
-    EXPECT_EQ(server.faultsDelivered(id), 1U);
-  }
-  (void)std::signal(SIGPIPE, former);
 }
 
 TEST(Lifecycle, StopTwiceAndQuestionsAfterwardsAreFine) {

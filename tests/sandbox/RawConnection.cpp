@@ -36,6 +36,13 @@ std::string RawConnection::read(std::size_t count) {
   return text;
 }
 
+bool RawConnection::wasReset() const {
+#if defined(_WIN32)
+  if (end_ == End::closed) return true;
+#endif
+  return end_ == End::reset;
+}
+
 bool RawConnection::receive(std::string& into, std::size_t most) {
   std::array<char, 65536> buffer;
   std::size_t count = 0;

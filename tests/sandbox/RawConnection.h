@@ -25,6 +25,8 @@ class RawConnection {
   std::string read(std::size_t count);
   /// How reading ended.
   [[nodiscard]] End end() const { return end_; }
+  /// Reading ended by a reset. Wine tells some of them as an end in order, which counts there.
+  [[nodiscard]] bool wasReset() const;
 
  private:
   /// False at the end of the connection.

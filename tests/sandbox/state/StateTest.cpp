@@ -127,18 +127,6 @@ TEST_F(State, FileThatCannotBeReadCountsAsEmpty) {
   }
 }
 
-TEST_F(State, FolderIsForItsOwnerOnly) {
-  Sandbox server(options());
-  server.issueAccountToken();
-  const auto permissions = [&](const std::string& name) {
-    return std::filesystem::status(folder.file(name)).permissions() & std::filesystem::perms::all;
-  };
-
-  EXPECT_EQ(permissions("state"), std::filesystem::perms::owner_all);
-  EXPECT_EQ(permissions("state/sandbox.json"),
-            std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
-}
-
 TEST_F(State, FolderThatCannotBeUsedIsAnError) {
   folder.write("state", "a file");
 
