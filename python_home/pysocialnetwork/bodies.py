@@ -56,8 +56,11 @@ class LocalFile:
         # Machines name strange kinds for some endings, ".ts" among them, which services refuse.
         self.content_type = kind if kind.startswith(("video/", "image/")) else "application/octet-stream"
         self._file = _open(path)
-        self._begun = self._state()
-        self.size = self._begun[0]
+        status = os.fstat(self._file.fileno())
+        self._begun = _state(status)
+        self.size = status.st_size
+        # Another file, and a later version of this one, has another; the last number counts what a time may hide.
+        self.identity = (*self._begun, status.st_dev, status.st_ino, status.st_ctime_ns)
         if self.size == 0:
             self._file.close()
             raise UploadError("the file %s is empty" % path)
@@ -79,7 +82,7 @@ class LocalFile:
         try:
             self._file.seek(offset)
             block = self._file.read(length)
-            state = self._state()
+            state = _state(os.fstat(self._file.fileno()))
         except OSError as error:
             raise UploadError("cannot read the file %s: %s" % (self.name, error.strerror)) from None
         # Half of one version and half of the next would be a broken video.
@@ -87,9 +90,9 @@ class LocalFile:
             raise UploadError("the file %s changed while it was being sent" % self.name)
         return block
 
-    def _state(self) -> Tuple[int, int]:
-        status = os.fstat(self._file.fileno())
-        return status.st_size, status.st_mtime_ns
+
+def _state(status: os.stat_result) -> Tuple[int, int]:
+    return status.st_size, status.st_mtime_ns
 
 
 class FilePart(Body):

@@ -297,4 +297,4 @@ def _trouble(what: str, error: BaseException, unprocessed: bool = False) -> Uplo
         reason = error.strerror or type(error).__name__
     else:
         reason = "the answer is incomplete or none of HTTP"
-    return Transient("%s: %s" % (what, reason), unprocessed)
+    return Transient("%s: %s" % (what, reason), unprocessed, offline=True)

@@ -33,10 +33,14 @@ class Transient(UploadError):
     """A trouble that may pass: a broken connection or a service that is busy.
 
     `unprocessed` tells that the service did certainly not act on the request, so that even a request that must not
-    be done twice can be sent again. `retry_after` is the pause in seconds that the service asked for.
+    be done twice can be sent again. `retry_after` is the pause in seconds that the service asked for. `offline` tells
+    that nobody answered.
     """
 
-    def __init__(self, text: str, unprocessed: bool = False, retry_after: Optional[float] = None) -> None:
+    def __init__(
+        self, text: str, unprocessed: bool = False, retry_after: Optional[float] = None, offline: bool = False
+    ) -> None:
         super().__init__(text)
         self.unprocessed = unprocessed
         self.retry_after = retry_after
+        self.offline = offline

@@ -9,6 +9,7 @@ from email.utils import parsedate_to_datetime
 from datetime import datetime, timezone
 from typing import Callable, Optional
 
+from .errors import Transient
 from .texts import whole_number
 
 # Answers that may be better at the next try.
@@ -20,13 +21,15 @@ UNPROCESSED = frozenset((TOO_MANY, 503))
 
 @dataclass(frozen=True)
 class RetryPolicy:
-    """Seconds throughout. The pause doubles with every failure and is drawn from its upper half."""
+    """Seconds throughout. The pause doubles with every failure and is drawn from its upper half. `patience` is how long
+    failures in a row are borne, however many, where nobody answers; `attempts` count where somebody does."""
 
     attempts: int = 6
     first_pause: float = 1.0
     longest_pause: float = 30.0
     # A service that asks for more is given up.
     longest_retry_after: float = 120.0
+    patience: float = 0.0
 
     def pause_after(self, failures: int, retry_after: Optional[float]) -> Optional[float]:
         """How long to wait after that many failures in a row; None to give up."""
@@ -34,8 +37,41 @@ class RetryPolicy:
             return None
         if retry_after is not None and retry_after > self.longest_retry_after:
             return None
-        whole = min(self.longest_pause, self.first_pause * 2.0 ** (failures - 1))
-        return max(random.uniform(whole / 2, whole), retry_after or 0.0)
+        return max(self.drawn_pause(failures), retry_after or 0.0)
+
+    def drawn_pause(self, failures: int) -> float:
+        whole = min(self.longest_pause, self.first_pause * 2.0 ** min(failures - 1, 30))
+        return random.uniform(whole / 2, whole)
+
+
+class Setbacks:
+    """Failures in a row, and whether to go on in spite of them. `clock` gives seconds."""
+
+    def __init__(self, policy: RetryPolicy, clock: Callable[[], float]) -> None:
+        self._policy = policy
+        self._clock = clock
+        self.forgive()
+
+    def forgive(self) -> None:
+        """Something moved on: the row ends."""
+        self._failures = self._answered = 0
+        self._since = 0.0
+
+    def pause(self, trouble: Transient) -> Optional[float]:
+        """How long to wait before the next try; None to give up."""
+        now = self._clock()
+        if self._failures == 0:
+            self._since = now
+        self._failures += 1
+        if trouble.offline and now - self._since < self._policy.patience:
+            return self._policy.drawn_pause(self._failures)
+        self._answered += 1
+        counted = self._answered if self._policy.patience else self._failures
+        return self._policy.pause_after(counted, trouble.retry_after)
+
+    def lasting(self) -> float:
+        """Seconds since the row began."""
+        return self._clock() - self._since
 
 
 @dataclass(frozen=True)
@@ -46,6 +82,9 @@ class Looks:
     longest: float
     longest_wait: float = 3600.0
 
+
+# Uploads, whose host does not wait and whose networks come and go.
+BACKGROUND = RetryPolicy(patience=600.0)
 
 # Calls that the host waits for.
 FOREGROUND = RetryPolicy(attempts=3, first_pause=0.5, longest_pause=2.0, longest_retry_after=5.0)

@@ -7,21 +7,24 @@ places, so none does: a failure is a neutral result and a text in `GetLastError`
 
 from __future__ import annotations
 
+import contextlib
 import threading
+import time
 from abc import abstractmethod
-from typing import Any, Callable, ClassVar, Optional, TypeVar
+from typing import Any, Callable, ClassVar, Dict, Iterator, Optional, TypeVar
 
-from . import hostcallback, logincheck, texts
+from . import hostcallback, logincheck, texts, unfinished
 from .account import Account
+from .bodies import LocalFile
 from .connection import TimeLimits
 from .details import Details
-from .errors import Stopped, UploadError
+from .errors import Stopped, TokenInvalid, Transient, UploadError
 from .hostcallback import HostCallback
 from .job import UploadJob, UploadSlot, VideoRequest, unexpected
 from .login import Login
 from .masking import Mask
 from .renewal import Renewal
-from .retry import FOREGROUND, RetryPolicy
+from .retry import BACKGROUND, FOREGROUND
 from .services import Services
 from .stopsignal import StopSignal
 from .tokenstore import TokenStore
@@ -44,10 +47,11 @@ class Uploader(Details):
     platform: ClassVar[str]
 
     # Tests shorten them.
-    job_policy = RetryPolicy()
+    job_policy = BACKGROUND
     job_limits = TimeLimits()
     call_policy = FOREGROUND
     call_limits = TimeLimits(connect=10.0, silence=20.0, answer=20.0)
+    clock = staticmethod(time.monotonic)
 
     def __init__(self) -> None:
         self.app_key = ""
@@ -205,6 +209,22 @@ class Uploader(Details):
         service does not take either way is forgotten."""
         return self._renewal.authorized(wire, call)
 
+    @contextlib.contextmanager
+    def going_on(self, wire: Wire, service: str, request: VideoRequest, video: LocalFile) -> Iterator[Dict[str, str]]:
+        """What is known of an upload of the same video to the same account that broke off, empty for none. What the
+        caller has put there is kept if this one breaks off as well. `service` is the address that takes it in."""
+        subject = unfinished.subject_of(service, self._renewal.usable_login(wire), video.identity, request)
+        values = unfinished.kept.take(subject)
+        self.keep_secret(*values.values())
+        if values:
+            self._debug("the upload goes on that broke off before")
+        try:
+            yield values
+        except (Stopped, TokenInvalid, Transient):
+            if values:
+                unfinished.kept.keep(subject, values)
+            raise
+
     def afterwards(self, what: str, operation: Callable[[], None]) -> None:
         """A step on a video that is there already: a refusal is told, but does not make the upload a failure."""
         try:
@@ -271,7 +291,7 @@ class Uploader(Details):
             return self._read_account(wire)
 
     def _upload_now(self, job: UploadJob) -> str:
-        with Wire(job.stop, self.job_policy, self.job_limits, self._agent(), self._debug) as wire:
+        with Wire(job.stop, self.job_policy, self.job_limits, self._agent(), self._debug, self.clock) as wire:
             return self._upload(job, wire)
 
     def _report(self, event: int, text: str) -> None:

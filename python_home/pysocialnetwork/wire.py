@@ -8,7 +8,7 @@ from typing import Callable, Dict, Mapping, Optional, TypeVar
 from .bodies import Body
 from .connection import Answer, Connection, Origin, TimeLimits, origin_of
 from .errors import Transient, UploadError
-from .retry import BUSY, UNPROCESSED, Looks, RetryPolicy, pause_asked_for
+from .retry import BUSY, UNPROCESSED, Looks, RetryPolicy, Setbacks, pause_asked_for
 from .stopsignal import StopSignal
 
 T = TypeVar("T")
@@ -24,12 +24,14 @@ class Wire:
         limits: TimeLimits,
         agent: str,
         debug: Callable[[str], None],
+        clock: Callable[[], float] = time.monotonic,
     ) -> None:
         self.stop = stop
         self._policy = policy
         self._limits = limits
         self._agent = agent
         self._debug = debug
+        self._clock = clock
         self._idle: Dict[Origin, Connection] = {}
 
     def __enter__(self) -> Wire:
@@ -69,15 +71,26 @@ class Wire:
 
     def run(self, attempt: Callable[[], T], repeatable: bool = True) -> T:
         """Tries again after Transient; what is not repeatable only if the service did not work on it."""
-        failures = 0
+        setbacks = self.setbacks()
         while True:
             try:
                 return attempt()
             except Transient as trouble:
-                failures += 1
                 if not (repeatable or trouble.unprocessed):
                     raise
-                self.pause(failures, trouble)
+                self.bear(setbacks, trouble)
+
+    def setbacks(self) -> Setbacks:
+        return Setbacks(self._policy, self._clock)
+
+    def bear(self, setbacks: Setbacks, trouble: Transient) -> None:
+        """Waits before the next try, or raises the trouble when there is to be none."""
+        seconds = setbacks.pause(trouble)
+        if seconds is None:
+            raise trouble
+        lasting = " (for %d s now)" % setbacks.lasting() if setbacks.lasting() >= 1 else ""
+        self._debug("%s%s; next try in %.1f s" % (trouble, lasting, seconds))
+        self.stop.wait(seconds)
 
     def pause(self, failures: int, trouble: Transient) -> None:
         """Waits before the next try, or raises the trouble when there is to be none."""
@@ -89,26 +102,27 @@ class Wire:
 
     def watch(self, look: Callable[[], Optional[T]], looks: Looks, late: str) -> T:
         """Looks until there is something to see; `late` is the error's text when there never is."""
-        pause, end = looks.first, time.monotonic() + looks.longest_wait
+        pause, end = looks.first, self._clock() + looks.longest_wait
         while True:
             seen = look()
             if seen is not None:
                 return seen
-            if time.monotonic() >= end:
+            if self._clock() >= end:
                 raise UploadError(late)
             self.stop.wait(pause)
             pause = min(looks.longest, pause * 1.5)
 
-    def transfer(self, offset: int, size: int, send: Callable[[int], int], ask: Callable[[int], int]) -> None:
-        """Sends a file from `offset` to its end.
+    def transfer(
+        self, offset: int, size: int, send: Callable[[int], int], ask: Callable[[int], int], asking: bool = False
+    ) -> None:
+        """Sends a file from `offset` to its end, or with `asking` from where the service is by now.
 
         `send(offset)` sends the next part and returns how far the service is then. After a trouble `ask(offset)`
         returns how far the service came, which may be before or after where the part began. Only news from beyond
         the farthest point forgives earlier failures, so that a service that turns in circles is given up.
         """
-        failures = 0
+        setbacks = self.setbacks()
         farthest = offset
-        asking = False
         while offset < size:
             try:
                 reached = ask(offset) if asking else send(offset)
@@ -117,14 +131,14 @@ class Wire:
                 if not asking and reached <= offset:
                     raise Transient("the service did not take the part")
             except Transient as trouble:
-                failures += 1
-                self.pause(failures, trouble)
+                self.bear(setbacks, trouble)
                 asking = True
                 continue
             asking = False
             offset = reached
             if offset > farthest:
-                farthest, failures = offset, 0
+                farthest = offset
+                setbacks.forgive()
 
     def _connection(self, origin: Origin) -> Connection:
         idle = self._idle.pop(origin, None)

@@ -96,15 +96,22 @@ class Uploader(RefreshingUploader):
 
     def _send_whole(self, job: UploadJob, wire: Wire, video: LocalFile, resource: Mapping[str, Any]) -> Dict[str, Any]:
         used = 0
-        while True:
-            session = self.authorized(wire, lambda login: self._open_session(wire, login, video, resource))
-            try:
-                return self._send(job, wire, video, session)
-            except SessionExpired:
-                used += 1
-                if used == SESSIONS:
-                    raise
-                self._debug("YouTube has given the upload up; it begins anew")
+        with self.going_on(wire, self.address("youtubeUpload"), job.request, video) as kept:
+            while True:
+                former = "session" in kept
+                if not former:
+                    kept["session"] = self.authorized(
+                        wire, lambda login: self._open_session(wire, login, video, resource)
+                    )
+                try:
+                    return self._send(job, wire, video, kept["session"], former)
+                except (SessionExpired, Refused) as trouble:
+                    # A session of an earlier upload is given up for any reason, one of this upload only for its age.
+                    del kept["session"]
+                    used += not former
+                    if not former and (used == SESSIONS or isinstance(trouble, Refused)):
+                        raise
+                    self._debug("YouTube has given the upload up; it begins anew")
 
     def _resource(self, wire: Wire, request: VideoRequest) -> Dict[str, Any]:
         privacy = chosen_privacy(request.privacy, PRIVACY)
@@ -168,7 +175,7 @@ class Uploader(RefreshingUploader):
         self.keep_secret(session)
         return session
 
-    def _send(self, job: UploadJob, wire: Wire, video: LocalFile, session: str) -> Dict[str, Any]:
+    def _send(self, job: UploadJob, wire: Wire, video: LocalFile, session: str, asking: bool) -> Dict[str, Any]:
         finished: Dict[str, Any] = {}
 
         def put(content_range: str, body: Optional[Body]) -> int:
@@ -186,7 +193,7 @@ class Uploader(RefreshingUploader):
         def ask(offset: int) -> int:
             return put("bytes */%d" % video.size, None)
 
-        wire.transfer(0, video.size, send, ask)
+        wire.transfer(0, video.size, send, ask, asking)
         if not finished:
             raise UploadError("YouTube has all of the video but does not name it")
         return finished

@@ -1,0 +1,59 @@
+"""Uploads that broke off, kept in memory so that the next one of the same video goes on where the service stands."""
+
+from __future__ import annotations
+
+import hashlib
+import threading
+import time
+from typing import Callable, Dict, NamedTuple, Tuple
+
+from .job import VideoRequest
+from .login import Login
+
+# Seconds; services keep what is unfinished for a day or longer.
+LIFETIME = 24 * 3600.0
+MOST = 100
+
+
+class Subject(NamedTuple):
+    """Whose video is meant, which file, and what is said of it. Anything else is another upload."""
+
+    service: str
+    user: str
+    file: Tuple[int, ...]
+    details: Tuple[str, ...]
+
+
+def subject_of(service: str, login: Login, file: Tuple[int, ...], request: VideoRequest) -> Subject:
+    """`service` is the address that takes the video in, `file` what tells the file from any other and from its own later
+    versions."""
+    # A token that is renewed changes, the user's number does not; some logins have none.
+    secret = hashlib.sha256((login.refresh or login.access).encode("utf-8", "surrogatepass")).hexdigest()
+    user = "number " + login.user_id if login.user_id else "token " + secret
+    details = (request.title, request.description, request.privacy, request.tags, request.category, request.thumbnail)
+    return Subject(service, login.platform + " " + user, file, details)
+
+
+class Unfinished:
+    """Safe from every thread. What is taken out is gone, so that no two uploads go on with the same."""
+
+    def __init__(self, clock: Callable[[], float] = time.monotonic) -> None:
+        self._clock = clock
+        self._lock = threading.Lock()
+        self._kept: Dict[Subject, Tuple[float, Dict[str, str]]] = {}
+
+    def take(self, subject: Subject) -> Dict[str, str]:
+        """What was kept of it; empty where there is nothing, or nothing that a service still knows."""
+        with self._lock:
+            since, values = self._kept.pop(subject, (0.0, {}))
+        return values if self._clock() - since < LIFETIME else {}
+
+    def keep(self, subject: Subject, values: Dict[str, str]) -> None:
+        with self._lock:
+            self._kept.pop(subject, None)
+            self._kept[subject] = (self._clock(), values)
+            while len(self._kept) > MOST:
+                self._kept.pop(next(iter(self._kept)))
+
+
+kept = Unfinished()
