@@ -1,5 +1,7 @@
 """What the end-to-end tests share: the program as a process, stand-in servers in another, temporary folders.
 
+With KBL_E2E_EMULATOR the program is one for Windows, and that is wine: it sees this system's files on its drive Z.
+
 Nothing here sleeps to wait: every wait is for a condition, with a limit that a loaded machine with sanitizers keeps.
 """
 
@@ -20,11 +22,25 @@ import urllib.request
 
 BIN = pathlib.Path(os.environ["KBL_E2E_BIN"])
 MEDIA = pathlib.Path(os.environ["KBL_E2E_MEDIA"])
+EMULATOR = os.environ.get("KBL_E2E_EMULATOR")
+PROGRAM = [EMULATOR, str(BIN / "mediatransfer.exe")] if EMULATOR else [str(BIN / "mediatransfer")]
 SECRET = "sandbox-app-secret"
 LIMIT = 120
 
 # Straight to 127.0.0.1, whatever proxies the machine's environment names.
 opener = urllib.request.build_opener(urllib.request.ProxyHandler({}))
+
+
+def told(argument):
+    """An argument as the program takes it."""
+    if EMULATOR and isinstance(argument, pathlib.Path):
+        return "Z:" + str(argument)
+    return str(argument)
+
+
+def text_of(output):
+    """What a program wrote, with the same ends of lines on every system."""
+    return output.decode("utf-8").replace("\r\n", "\n") if EMULATOR else output.decode("utf-8")
 
 
 def wait_until(condition, what, limit=LIMIT):
@@ -60,7 +76,7 @@ class Lines:
 
     def _read(self, stream):
         for line in stream:
-            self._queue.put(line.decode("utf-8").rstrip("\n"))
+            self._queue.put(text_of(line).rstrip("\n"))
         stream.close()
         self._queue.put(None)
 
@@ -147,8 +163,8 @@ class Servers:
         if "--state-dir" not in options:
             options = ("--state-dir", own, *options)
         self.state = pathlib.Path(options[options.index("--state-dir") + 1]) / "sandbox.json"
-        command = [BIN / "mediatransfer", "--json", "sandbox", "--config-file", self.config, *options]
-        self.running = Running([str(part) for part in command], env)
+        command = [*PROGRAM, "--json", "sandbox", "--config-file", self.config, *options]
+        self.running = Running([told(part) for part in command], env)
         event = self.running.wait_for_event("sandbox")
         self.url = event["url"]
         self.services = event["script_services"]
@@ -199,9 +215,12 @@ class HostTest(unittest.TestCase):
         self.env["HOME"] = str(self.folder)
         self.env["XDG_DATA_HOME"] = str(self.folder / "data")
         self.env["TMPDIR"] = str(self.folder)
+        if EMULATOR:
+            # The user's own folder is one for all there, and no variable moves it.
+            self.env["MEDIATRANSFER_CACHE_DIR"] = told(self.folder / CACHE)
 
     def command(self, *arguments):
-        return [str(BIN / "mediatransfer"), *[str(argument) for argument in arguments]]
+        return [*PROGRAM, *[told(argument) for argument in arguments]]
 
     def run_command(self, command, stdout=subprocess.PIPE, **options):
         """Any program from its start to its end; the options are those of subprocess."""
@@ -214,7 +233,7 @@ class HostTest(unittest.TestCase):
             check=False,
             **{"env": self.env, **options},
         )
-        return Result(done.returncode, (done.stdout or b"").decode("utf-8"), done.stderr.decode("utf-8"))
+        return Result(done.returncode, text_of(done.stdout or b""), text_of(done.stderr))
 
     def run_program(self, *arguments, env=None):
         return self.run_command(self.command(*arguments), env={**self.env, **(env or {})})
@@ -295,6 +314,19 @@ class SignedInTest(HostTest):
         return self.start_program(*self.with_servers(self.servers, "upload", self.PLATFORM, path, *options))
 
 
+CACHE = "data/mediatransfer/cache"
+
+
+def login_folders(folder, servers):
+    """Where the program keeps the logins of a test, and their key; those of the stand-ins within it lie with these."""
+    own = folder / CACHE
+    if EMULATOR:
+        stand_ins, key = own.with_name("cache.sandbox"), own.with_name("cache.key")
+    else:
+        stand_ins, key = own.with_name("sandbox"), own.parent
+    return (own, key) if servers else (stand_ins / "cache", stand_ins)
+
+
 class Donor:
     """Logins of one kind, in a folder of their own, for the tests to copy."""
 
@@ -313,20 +345,22 @@ class Donor:
         """Copies the platform's login into a test's folder and returns its user."""
         if platform not in self._users:
             self._users[platform] = self._host.sign_in(self._servers, platform)
-        place = "data/mediatransfer" if servers else "data/mediatransfer/sandbox"
-        source, target = self._host.folder / place, folder / place
-        for new in (folder / "data/mediatransfer", target, target / "cache"):
+        (source, source_key), (target, target_key) = [
+            login_folders(place, servers) for place in (self._host.folder, folder)
+        ]
+        for new in ((folder / CACHE).parent, target_key, target):
             new.mkdir(mode=0o700, parents=True, exist_ok=True)
-        for path in [source / "cipher.key", *source.glob(f"cache/*{platform}*")]:
-            shutil.copy2(path, target / path.relative_to(source))
+        for path in source.glob(f"*{platform}*"):
+            shutil.copy2(path, target)
+        shutil.copy2(source_key / "cipher.key", target_key)
         if servers is None:
-            shutil.copy2(source / "sandbox.json", target)
+            shutil.copy2(source_key / "sandbox.json", target_key)
         else:
             # The file appears at once, as it does when the stand-ins write it.
             draft = servers.state.with_suffix(".copy")
             shutil.copy2(self._servers.state, draft)
             draft.replace(servers.state)
-            (target / "cache" / f"{platform}_origin").write_text(servers.url + "\n")
+            (target / f"{platform}_origin").write_text(servers.url + "\n")
         return self._users[platform]
 
 

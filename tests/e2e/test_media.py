@@ -4,7 +4,7 @@ import http.server
 import threading
 import unittest
 
-from harness import HostTest, opener, sha256_of, wait_until
+from harness import HostTest, opener, sha256_of, told, wait_until
 
 MEBI = 1024 * 1024
 
@@ -128,7 +128,7 @@ class Media(HostTest):
         result = self.run_program("--sandbox", "download", "/media/videos/7.mp4", target)
         self.assertEqual(result.code, 0, result)
         self.assertRegex(result.out.splitlines()[0], r"^100% of 57\.\d KiB")
-        self.assertEqual(result.out.splitlines()[-1], f"stored in {target}")
+        self.assertEqual(result.out.splitlines()[-1], f"stored in {told(target)}")
         self.assertEqual(target.read_bytes()[4:8], b"ftyp")
 
     def test_download_of_an_error_status_fails_and_leaves_the_former_file(self):
@@ -209,7 +209,7 @@ class Media(HostTest):
         *amounts, last = result.out.splitlines()
         self.assertRegex(amounts[-1], r"^5\.0 MiB, \d+\.\d [KMG]iB/s$")
         self.assertLessEqual(len(amounts), 4)
-        self.assertEqual(last, f"stored in {target}")
+        self.assertEqual(last, f"stored in {told(target)}")
         self.assertEqual(target.stat().st_size, 5 * MEBI)
 
     def test_wrong_use(self):
