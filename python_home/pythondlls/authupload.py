@@ -1,36 +1,37 @@
 """The script that the library loads: makes the object behind an upload to a social network.
 
 The library runs this text as module "pythonrt" and has put `python38.zip`, `pythondlls` and `pysocialnetwork` at the
-end of `sys.path` before. The folder `pysocialnetwork` is a package, so the folder above it has to be there too.
+end of `sys.path` before. The folder `pysocialnetwork` is a package, and is imported as one from where it lies: the
+interpreter may be a host's, whose path may lead to others of that name, or of the standard library's.
 """
 
 from __future__ import annotations
 
-import importlib
 import os
 import sys
-from typing import Any
 
 PLATFORMS = ("facebook", "youtube", "vimeo", "flickr", "instagram", "twitch")
 
-PACKAGE = "pysocialnetwork"
+FOLDER = "pysocialnetwork"
+# Nobody else's.
+PACKAGE = "_mediatransfer_pysocialnetwork"
 
 
-def _make_package_importable() -> None:
-    for entry in reversed(sys.path):
-        folder = os.path.normpath(entry)
-        if os.path.basename(folder) == PACKAGE:
-            home = os.path.dirname(folder)
-            if home not in sys.path:
-                sys.path.append(home)
-            return
+def _load_package() -> None:
+    # The library's entry is the last of the name.
+    folder = next(entry for entry in reversed(sys.path) if os.path.basename(os.path.normpath(entry)) == FOLDER)
+    place = os.path.join(folder, "ownimports.py")
+    names = {"__name__": PACKAGE + ".ownimports", "__file__": place}
+    with open(place, "rb") as file:
+        exec(compile(file.read(), place, "exec"), names)
+    names["load_package"](PACKAGE, os.path.normpath(folder))  # type: ignore[operator]
 
 
-def CreateAuInstance(name: str) -> Any:
+def CreateAuInstance(name: str) -> object:
     """The uploader of a platform; its methods are told in `pysocialnetwork.uploader`."""
     if name not in PLATFORMS:
         raise ValueError("there is no uploader for %r" % name)
-    return importlib.import_module(PACKAGE + "." + name).Uploader()
+    return __import__(PACKAGE + "." + name, fromlist=("Uploader",)).Uploader()
 
 
-_make_package_importable()
+_load_package()

@@ -44,7 +44,7 @@ import sys
 home = {home!r}
 sys.path += [home + "python38.zip", home + "pythondlls", home + "pysocialnetwork"]
 import socket, tempfile, authupload
-from pysocialnetwork import hostcallback, login
+from _mediatransfer_pysocialnetwork import hostcallback, login
 uploader = authupload.CreateAuInstance("vimeo")
 told = hostcallback._Function(lambda user, code, text: print(code, text.decode(), flush=True))
 uploader._callback._function = told

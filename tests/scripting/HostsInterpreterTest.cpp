@@ -8,6 +8,7 @@
 #include "scripting/python/ScriptObject.h"
 #include "support/RecordingLogger.h"
 #include "support/RecordingSink.h"
+#include "support/TemporaryDirectory.h"
 #include "support/WaitUntil.h"
 
 #include <gmock/gmock.h>
@@ -20,6 +21,7 @@
 
 using namespace KBL;
 using testing::ElementsAre;
+using testing::HasSubstr;
 
 namespace {
 
@@ -102,6 +104,33 @@ TEST(HostsOwnInterpreter, ThatFollowsTheOneOfTheSetupGetsNoScript) {
   EXPECT_EQ(hostsPython().PyRun_SimpleStringFlags("import sys\nassert not hasattr(sys, 'loaded')", nullptr),
             0);
   CPythonRunTime::teardown();
+  hostsPython().Py_Finalize();
+}
+
+TEST(HostsOwnInterpreter, WhosePathHasModulesOfOthersServesTheScriptsThatComeWithTheLibrary) {
+  const TemporaryDirectory foreign;
+  for (const char* const name : {"json.py", "ssl.py", "pysocialnetwork.py"}) {
+    (void)foreign.write(name, "FOREIGN = True\n");
+  }
+  (void)startHostsPython();
+  ASSERT_EQ(hostsPython().PyRun_SimpleStringFlags(
+                ("import sys\nsys.path.insert(0, '" + foreign.path().string() + "')\nimport json\n").c_str(),
+                nullptr),
+            0);
+  ASSERT_TRUE(CPythonRunTime::setHomePath(PYTHON_HOME "/", 0));
+  const auto object = makeObject(2);
+  object->SetAppKey("the-id");
+  object->SetAppSecret("the-secret");
+  object->SetRedirectURL("https://back.example/");
+  EXPECT_THAT(object->GetLoginURL(), HasSubstr("client_id=the-id"));
+  EXPECT_EQ(object->SetAccessToken("no token of its"), 0);
+  EXPECT_EQ(object->GetLastError(), "the access token is damaged or none of this uploader");
+  CPythonRunTime::teardown();
+  EXPECT_EQ(
+      hostsPython().PyRun_SimpleStringFlags("import ssl, pysocialnetwork\n"
+                                            "assert json.FOREIGN and ssl.FOREIGN and pysocialnetwork.FOREIGN",
+                                            nullptr),
+      0);
   hostsPython().Py_Finalize();
 }
 

@@ -1,0 +1,128 @@
+"""The script in a host's interpreter, whose path has modules of its own under names that the package imports."""
+
+import json
+import os
+import pathlib
+import subprocess
+import sys
+import tempfile
+import unittest
+
+import support
+from support import LIMIT, Reply, Server, video_file
+
+HOME = str(pathlib.Path(__file__).resolve().parents[2] / "python_home") + "/"
+
+# What an interpreter of the host's does before and after the library has loaded the script into it.
+PROGRAM = """
+import sys
+sys.path[:1] = {path!r}
+for name in {loaded!r}:
+    __import__(name)
+before = list(sys.path)
+
+home = {home!r}
+sys.path += [home + "python38.zip", home + "pythondlls", home + "pysocialnetwork"]
+with open(home + "pythondlls/authupload.py", encoding="utf-8") as file:
+    code = compile(file.read(), "pythonrt", "exec")
+script = sys.modules["pythonrt"] = type(sys)("pythonrt")
+exec(code, script.__dict__)
+for platform in ("facebook", "vimeo", "flickr", "instagram", "twitch"):
+    assert script.CreateAuInstance(platform).platform == platform
+uploader = script.CreateAuInstance("youtube")
+
+import threading
+ended = threading.Event()
+def told(user, code, text):
+    if code != 99:
+        print(code, text.decode(), flush=True)
+    if code in (2, 3, 4):
+        ended.set()
+uploader._callback._function = told
+package = type(uploader).__module__.rpartition(".")[0]
+uploader.set_login(sys.modules[package + ".login"].Login("youtube", "token"))
+uploader.StartUpload({video!r}, "T", "", "", "", "")
+assert ended.wait({limit})
+
+import _ssl
+assert isinstance(sys.modules[package + ".tls"].client_context(), _ssl._SSLContext)
+print("copies", sum(name.startswith(package + ".standard.") for name in sys.modules) > 0)
+assert sys.path == before + [home + "python38.zip", home + "pythondlls", home + "pysocialnetwork"], sys.path
+for name in {foreign!r}:
+    assert __import__(name).FOREIGN, name
+"""
+
+FOREIGN = {
+    "json.py": "def loads(*all, **more):\n    raise RuntimeError('not as expected')\n\n\ndumps = loads\n",
+    "ssl.py": "def create_default_context():\n    return None\n",
+    "socket.py": "SOCK_STREAM = 'old'\n",
+    "selectors.py": "",
+    "pysocialnetwork/__init__.py": "",
+    "pysocialnetwork/youtube.py": "class Uploader:\n    platform = 'another'\n",
+}
+
+
+class Surroundings(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+
+    def foreign(self, files):
+        for name, text in files.items():
+            place = self.folder / "foreign" / name
+            place.parent.mkdir(parents=True, exist_ok=True)
+            place.write_text(text + "\nFOREIGN = True\n")
+        return [str(self.folder / "foreign")]
+
+    def run_host(self, path=(), loaded=(), foreign=()):
+        """What the host's program prints: the events of an upload, and whether the package has copies."""
+
+        def respond(request):
+            if request.method == "POST":
+                return Reply(200, "{}", {"Location": server.url + "/session"})
+            return Reply(200, json.dumps({"id": "v1"}))
+
+        with Server(respond) as server, video_file(3000) as (video, _):
+            services = self.folder / "services.json"
+            services.write_text(json.dumps({"youtubeUpload": server.url}))
+            program = PROGRAM.format(
+                path=list(path), loaded=loaded, home=HOME, video=video, limit=LIMIT, foreign=foreign
+            )
+            with support.environment(MEDIATRANSFER_SERVICES=str(services), PYTHONUTF8="1"):
+                os.environ.pop("PYTHONPATH", None)
+                result = subprocess.run(
+                    [sys.executable, "-B", "-c", program],
+                    env=os.environ,
+                    cwd=str(self.folder),
+                    timeout=2 * LIMIT,
+                    stdout=subprocess.PIPE,
+                    stderr=subprocess.PIPE,
+                )
+        self.assertEqual((result.returncode, result.stderr.decode()), (0, ""))
+        lines = result.stdout.decode().splitlines()
+        self.assertIn("2 https://www.youtube.com/watch?v=v1", lines)
+        return lines
+
+    def test_a_host_without_modules_of_such_names_shares_its_own(self):
+        self.assertIn("copies False", self.run_host())
+
+    def test_modules_of_other_makers_change_nothing(self):
+        names = ("json", "ssl", "socket", "selectors", "pysocialnetwork")
+        path = self.foreign(FOREIGN)
+        self.assertIn("copies True", self.run_host(path, foreign=names))
+
+    def test_nor_do_those_that_the_host_has_loaded(self):
+        names = ("json", "ssl", "pysocialnetwork")
+        path = self.foreign({name: text for name, text in FOREIGN.items() if name.split(".")[0].split("/")[0] in names})
+        # The standard library's own client has taken up the foreign ssl.
+        loaded = ("json", "ssl", "pysocialnetwork", "pysocialnetwork.youtube", "http.client", "urllib.request")
+        self.assertIn("copies True", self.run_host(path, loaded, names))
+
+    def test_a_package_of_our_name_alone_needs_no_copies(self):
+        path = self.foreign({name: text for name, text in FOREIGN.items() if name.startswith("pysocial")})
+        self.assertIn("copies False", self.run_host(path, ("pysocialnetwork.youtube",), ("pysocialnetwork",)))
+
+
+if __name__ == "__main__":
+    unittest.main()
