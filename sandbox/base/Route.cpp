@@ -7,7 +7,7 @@ namespace sandbox {
 
 namespace {
 
-constexpr std::array<std::pair<Route, std::string_view>, 67> names{{
+constexpr std::array<std::pair<Route, std::string_view>, 69> names{{
     {Route::clientCredentials, "clientCredentials"},
     {Route::session, "session"},
     {Route::consentPage, "consentPage"},
@@ -39,6 +39,7 @@ constexpr std::array<std::pair<Route, std::string_view>, 67> names{{
     {Route::facebookFeed, "facebookFeed"},
     {Route::facebookPermissions, "facebookPermissions"},
     {Route::facebookVideos, "facebookVideos"},
+    {Route::facebookVideo, "facebookVideo"},
     {Route::vimeoLogin, "vimeoLogin"},
     {Route::vimeoToken, "vimeoToken"},
     {Route::vimeoProfile, "vimeoProfile"},
@@ -66,6 +67,7 @@ constexpr std::array<std::pair<Route, std::string_view>, 67> names{{
     {Route::twitchRevoke, "twitchRevoke"},
     {Route::twitchUsers, "twitchUsers"},
     {Route::twitchVideos, "twitchVideos"},
+    {Route::twitchVideo, "twitchVideo"},
     {Route::twitchPart, "twitchPart"},
     {Route::twitchComplete, "twitchComplete"},
     {Route::flickrRequestToken, "flickrRequestToken"},

@@ -40,6 +40,7 @@ enum class Route {
   facebookFeed,          ///< POST  a post with a link
   facebookPermissions,   ///< DELETE
   facebookVideos,        ///< POST  all phases of a video upload
+  facebookVideo,         ///< GET and DELETE of one video
   vimeoLogin,            ///< GET   the login page
   vimeoToken,            ///< POST  code -> token
   vimeoProfile,          ///< GET
@@ -47,7 +48,7 @@ enum class Route {
   vimeoTokens,           ///< DELETE
   vimeoVideos,           ///< POST  opens a video with its upload
   vimeoUpload,           ///< HEAD and PATCH of the bytes
-  vimeoDetails,          ///< PUT, POST and PATCH of tags, categories and pictures
+  vimeoDetails,          ///< a video itself, and its tags, categories and pictures
   vimeoPicture,          ///< PUT   a thumbnail's bytes
   googleLogin,           ///< GET   the login page
   googleToken,           ///< POST  code or refresh token -> token
@@ -60,13 +61,14 @@ enum class Route {
   instagramProfile,      ///< GET
   instagramContainer,    ///< POST  opens a container
   instagramUpload,       ///< POST  the bytes
-  instagramStatus,       ///< GET   a container, or a published video
+  instagramStatus,       ///< GET   a container, a published video, or the list of those
   instagramPublish,      ///< POST
   twitchLogin,           ///< GET   the login page
   twitchToken,           ///< POST  code or refresh token -> token
   twitchRevoke,          ///< POST
   twitchUsers,           ///< GET
   twitchVideos,          ///< POST  opens a video
+  twitchVideo,           ///< GET and DELETE of one video
   twitchPart,            ///< PUT   one part
   twitchComplete,        ///< POST
   flickrRequestToken,    ///< GET and POST

@@ -107,7 +107,7 @@ std::string UploadBook::addComplete(UploadRecord record) {
 bool UploadBook::knows(const std::string& uploadId) const {
   const std::lock_guard lock(mutex_);
   return std::any_of(entries_.begin(), entries_.end(),
-                     [&](const Entry& entry) { return entry.record.uploadId == uploadId; });
+                     [&](const Entry& entry) { return !entry.removed && entry.record.uploadId == uploadId; });
 }
 
 std::optional<UploadBook::Loan> UploadBook::borrow(const std::string& uploadId,
@@ -138,15 +138,27 @@ std::optional<UploadRecord> UploadBook::byMediaId(const std::string& service,
                                                   const std::string& mediaId) const {
   const std::lock_guard lock(mutex_);
   const auto found = std::find_if(entries_.begin(), entries_.end(), [&](const Entry& entry) {
-    return entry.record.service == service && entry.record.mediaId == mediaId;
+    return !entry.removed && entry.record.service == service && entry.record.mediaId == mediaId;
   });
   return found == entries_.end() ? std::nullopt : std::optional(found->record);
+}
+
+bool UploadBook::remove(const std::string& service, const std::string& mediaId) {
+  const std::lock_guard lock(mutex_);
+  const auto found = std::find_if(entries_.begin(), entries_.end(), [&](const Entry& entry) {
+    return !entry.removed && entry.record.service == service && entry.record.mediaId == mediaId;
+  });
+  if (found == entries_.end()) return false;
+  found->removed = true;
+  return true;
 }
 
 std::vector<UploadRecord> UploadBook::all() const {
   const std::lock_guard lock(mutex_);
   std::vector<UploadRecord> records;
-  for (const Entry& entry : entries_) records.push_back(entry.record);
+  for (const Entry& entry : entries_) {
+    if (!entry.removed) records.push_back(entry.record);
+  }
   return records;
 }
 
@@ -174,7 +186,7 @@ Json::Value UploadBook::kept() const {
   const std::lock_guard lock(mutex_);
   Json::Value value(Json::objectValue);
   for (const Entry& entry : entries_) {
-    if (entry.record.complete) value[entry.record.uploadId] = jsonOf(entry.record);
+    if (entry.record.complete && !entry.removed) value[entry.record.uploadId] = jsonOf(entry.record);
   }
   return value;
 }
@@ -206,8 +218,9 @@ const UploadRecord& UploadBook::add(UploadRecord record) {
 }
 
 UploadBook::Entry* UploadBook::find(const std::string& uploadId) {
-  const auto found = std::find_if(entries_.begin(), entries_.end(),
-                                  [&](const Entry& entry) { return entry.record.uploadId == uploadId; });
+  const auto found = std::find_if(entries_.begin(), entries_.end(), [&](const Entry& entry) {
+    return !entry.removed && entry.record.uploadId == uploadId;
+  });
   return found == entries_.end() ? nullptr : &*found;
 }
 

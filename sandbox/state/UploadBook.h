@@ -23,6 +23,7 @@ class UploadBook {
     Sha256 hash;
     Sha256 hashBeforeLast;
     bool borrowed = false;
+    bool removed = false;  ///< kept in its place, since a loan may point here
   };
 
  public:
@@ -66,6 +67,8 @@ class UploadBook {
   /// Puts a member into the metadata of the upload with this media id; false when the service has none such.
   bool annotate(const std::string& service, const std::string& mediaId, const std::string& member,
                 const Json::Value& value);
+  /// Takes the upload with this media id away; false when the service has none such.
+  bool remove(const std::string& service, const std::string& mediaId);
   [[nodiscard]] std::optional<UploadRecord> byMediaId(const std::string& service,
                                                       const std::string& mediaId) const;
   [[nodiscard]] std::vector<UploadRecord> all() const;

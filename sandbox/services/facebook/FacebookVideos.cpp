@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <sstream>
 
 namespace sandbox {
 
@@ -28,10 +29,8 @@ Reply uploadProblem(int subcode, const Json::Value& data = Json::Value()) {
                        "There was a problem uploading your video. Please try again.", subcode, data);
 }
 
-bool isTextArray(const std::string& text) {
-  const std::optional<Json::Value> value = parseJson(text);
-  if (!value || !value->isArray()) return false;
-  return std::all_of(value->begin(), value->end(), [](const Json::Value& tag) { return tag.isString(); });
+Reply noSuchObject(const std::string& id) {
+  return facebookError(100, "Unsupported request. Object with ID '" + id + "' does not exist.", 33);
 }
 
 }  // namespace
@@ -41,6 +40,11 @@ FacebookVideos::FacebookVideos(ServiceContext& context) : OauthService(context, 
 void FacebookVideos::addTo(Router& router) {
   router.add({Route::facebookVideos, "POST", std::string(GraphPaths::facebookVideos) + "/me/videos",
               [this](Call& call) { return upload(call); }});
+  const std::string objects = std::string(GraphPaths::facebook) + "/";
+  router.add({Route::facebookVideo, "GET", objects, [this](Call& call) { return look(call); },
+              Endpoint::Body::whole, Endpoint::Path::withRest});
+  router.add({Route::facebookVideo, "DELETE", objects, [this](Call& call) { return remove(call); },
+              Endpoint::Body::whole, Endpoint::Path::withRest});
 }
 
 std::vector<std::pair<std::string, std::string>> FacebookVideos::scriptKeys() const {
@@ -113,10 +117,11 @@ Reply FacebookVideos::transfer(const Step& step, UploadBook::Loan& upload) const
 
 Reply FacebookVideos::finish(const Step& step, UploadBook::Loan& upload) {
   const UploadRecord& record = upload.record();
+  if (record.complete) return facebookBadParameter("Param upload_session_id must be an upload that goes on");
   if (record.receivedSize != record.announcedSize) return uploadProblem(wrongOffset, offsetsOf(record));
   if (const auto refused = refusedMetadata(step)) return *refused;
   Json::Value metadata(Json::objectValue);
-  for (const char* name : {"title", "description", "privacy", "content_tags", "content_category"}) {
+  for (const char* name : {"title", "description", "privacy", "content_category"}) {
     if (const auto value = fieldOf(step.fields, name)) metadata[name] = *value;
   }
   if (const UploadForm::File* const thumb = step.form ? step.form->file("thumb") : nullptr) {
@@ -125,6 +130,53 @@ Reply FacebookVideos::finish(const Step& step, UploadBook::Loan& upload) {
   }
   upload.describe(compactJson(metadata));
   upload.finish(context_.options.hashUploads ? upload.hash().hex() : std::string());
+  context_.state.save();
+  Json::Value value;
+  value["success"] = true;
+  return json(value);
+}
+
+std::optional<UploadRecord> FacebookVideos::theirs(const Call& call, const std::string& openId) const {
+  std::optional<UploadRecord> upload = context_.uploads.byMediaId("facebook", call.rest);
+  return upload && upload->openId == openId ? std::move(upload) : std::nullopt;
+}
+
+Json::Value FacebookVideos::statusOf(const UploadRecord& upload) {
+  const bool whole = upload.receivedSize == upload.announcedSize;
+  Json::Value value;
+  value["video_status"] = upload.complete ? "ready" : whole ? "upload_complete" : "uploading";
+  value["uploading_phase"]["status"] = whole ? "complete" : "in_progress";
+  value["processing_phase"]["status"] = upload.complete ? "complete" : "not_started";
+  value["publishing_phase"]["status"] = upload.complete ? "complete" : "not_started";
+  if (upload.complete) value["publishing_phase"]["publish_status"] = "published";
+  return value;
+}
+
+Reply FacebookVideos::look(const Call& call) {
+  const std::optional<User> user = userOf(facebookToken(call, call.request.query));
+  if (!user) return facebookUnauthorized();
+  const std::optional<UploadRecord> upload = theirs(call, user->openId);
+  if (!upload) return noSuchObject(call.rest);
+  Json::Value value;
+  value["id"] = upload->mediaId;
+  std::istringstream wanted(call.request.parameter("fields").value_or("id"));
+  for (std::string field; std::getline(wanted, field, ',');) {
+    if (field == "status") {
+      value["status"] = statusOf(*upload);
+    } else if (field == "published") {
+      value["published"] = upload->complete;
+    } else if (field != "id") {
+      return facebookBadParameter("Tried accessing nonexisting field (" + field + ")");
+    }
+  }
+  return json(value);
+}
+
+Reply FacebookVideos::remove(const Call& call) {
+  const std::optional<User> user = userOf(facebookToken(call, allFields(call)));
+  if (!user) return facebookUnauthorized();
+  if (!theirs(call, user->openId)) return noSuchObject(call.rest);
+  context_.uploads.remove("facebook", call.rest);
   context_.state.save();
   Json::Value value;
   value["success"] = true;
@@ -141,9 +193,6 @@ std::optional<Reply> FacebookVideos::refusedMetadata(const Step& step) {
     if (std::find(privacies.begin(), privacies.end(), word) == privacies.end()) {
       return facebookBadParameter("Param privacy is no privacy setting");
     }
-  }
-  if (const auto tags = fieldOf(step.fields, "content_tags"); tags && !isTextArray(*tags)) {
-    return facebookBadParameter("Param content_tags must be an array");
   }
   const auto category = fieldOf(step.fields, "content_category");
   if (category && std::find(allCategories.begin(), allCategories.end(), *category) == allCategories.end()) {

@@ -7,7 +7,7 @@ namespace sandbox {
 
 /// Facebook's video upload in three phases. "start" tells the size; "transfer" sends exactly the bytes from
 /// the offset that the service named, no further than its end; "finish" brings the metadata. Offsets are
-/// texts.
+/// texts. A video tells how far its publication is, and can be removed.
 class FacebookVideos final : public OauthService {
  public:
   explicit FacebookVideos(ServiceContext& context);
@@ -29,6 +29,11 @@ class FacebookVideos final : public OauthService {
   Reply start(const Step& step);
   Reply transfer(const Step& step, UploadBook::Loan& upload) const;
   Reply finish(const Step& step, UploadBook::Loan& upload);
+  /// The caller's video of the path.
+  [[nodiscard]] std::optional<UploadRecord> theirs(const Call& call, const std::string& openId) const;
+  Reply look(const Call& call);
+  Reply remove(const Call& call);
+  [[nodiscard]] static Json::Value statusOf(const UploadRecord& upload);
   [[nodiscard]] Reply offsets(const UploadRecord& upload) const;
   [[nodiscard]] Json::Value offsetsOf(const UploadRecord& upload) const;
   [[nodiscard]] static std::optional<Reply> refusedMetadata(const Step& step);

@@ -6,6 +6,7 @@
 #include "sandbox/services/HtmlPage.h"
 #include "sandbox/services/flickr/FlickrError.h"
 
+#include <algorithm>
 #include <sstream>
 
 namespace sandbox {
@@ -173,6 +174,7 @@ Reply FlickrPublishing::method(const Call& call) {
   }
   const std::string name = fieldText(fields, "method");
   if (name == "flickr.photos.upload.checkTickets") return checkTickets(fields, *caller.user);
+  if (name == "flickr.people.getPhotos") return photos(fields, *caller.user);
   if (name == "flickr.test.login") return testLogin(*caller.user);
   if (name == "flickr.people.getUploadStatus") return uploadStatus(*caller.user);
   return flickrError(unknownMethod, "Method \"" + name + "\" not found");
@@ -196,6 +198,35 @@ Reply FlickrPublishing::checkTickets(const FormFields& fields, const User& user)
       if (ready) entry["photoid"] = found->second.mediaId;
     }
     value["uploader"]["ticket"].append(entry);
+  }
+  return ok(std::move(value));
+}
+
+/// The caller's own, the newest first.
+Reply FlickrPublishing::photos(const FormFields& fields, const User& user) {
+  if (fieldText(fields, "user_id") != "me") return flickrError(1, "User not found");
+  unsigned long long room = 100;
+  if (const auto asked = fieldOf(fields, "per_page"); asked && !parseNumber(*asked, room)) room = 100;
+  std::vector<UploadRecord> uploads = context_.uploads.all();
+  std::reverse(uploads.begin(), uploads.end());
+  Json::Value value;
+  Json::Value& list = value["photos"]["photo"] = Json::Value(Json::arrayValue);
+  const std::lock_guard lock(mutex_);
+  for (const UploadRecord& upload : uploads) {
+    const auto posted = posted_.find(upload.mediaId);
+    if (upload.service != "flickr" || upload.openId != user.openId || posted == posted_.end()) continue;
+    if (list.size() >= room) break;
+    const Json::Value metadata = parseJson(upload.metadata).value_or(Json::Value());
+    Json::Value entry;
+    entry["id"] = upload.mediaId;
+    entry["owner"] = nsidOf(user);
+    entry["title"] = textMember(metadata, "title").value_or("");
+    const std::string extras = "," + fieldText(fields, "extras") + ",";
+    if (extras.find(",date_upload,") != std::string::npos) {
+      entry["dateupload"] = std::to_string(std::chrono::system_clock::to_time_t(posted->second));
+    }
+    if (extras.find(",media,") != std::string::npos) entry["media"] = "video";
+    list.append(entry);
   }
   return ok(std::move(value));
 }
@@ -243,12 +274,25 @@ Reply FlickrPublishing::upload(const Call& call) {
   return take(call, fields, *photo, *caller.user, arrival.uploadId());
 }
 
+std::optional<std::string> FlickrPublishing::twinOf(const UploadForm::File& photo, const User& user) const {
+  for (const UploadRecord& upload : context_.uploads.all()) {
+    const bool theirs = upload.service == "flickr" && upload.openId == user.openId;
+    if (theirs && !upload.sha256.empty() && upload.sha256 == photo.sha256) return upload.mediaId;
+  }
+  return std::nullopt;
+}
+
 Reply FlickrPublishing::take(const Call& call, const FormFields& fields, const UploadForm::File& photo,
                              const User& user, const std::string& uploadId) {
-  for (const char* name : {"is_public", "is_friend", "is_family", "async"}) {
+  for (const char* name : {"is_public", "is_friend", "is_family", "async", "dedup_check"}) {
     if (!isFlag(fieldText(fields, name))) return xmlFailure(5, std::string(name) + " must be 0 or 1");
   }
   if (characterCount(fieldText(fields, "title")) > titleLimit) return xmlFailure(5, "The title is too long");
+  if (const auto twin = fieldText(fields, "dedup_check") == "1" ? twinOf(photo, user) : std::nullopt) {
+    return xml("stat=\"fail\"",
+               "<err code=\"9\" msg=\"Duplicate photo/video detected\" duplicate_photo_id=\"" + *twin +
+                   "\" duplicate_photo_status=\"1\" />");
+  }
   Json::Value metadata;
   for (const char* name : {"title", "description", "tags", "is_public", "is_friend", "is_family"}) {
     if (const auto value = fieldOf(fields, name)) metadata[name] = *value;
@@ -267,6 +311,10 @@ Reply FlickrPublishing::take(const Call& call, const FormFields& fields, const U
   record.sha256 = context_.options.hashUploads ? photo.sha256 : std::string();
   record.chunks.push_back({0, photo.size, fieldText(fields, "oauth_token")});
   const std::string mediaId = context_.uploads.addComplete(std::move(record));
+  {
+    const std::lock_guard lock(mutex_);
+    posted_[mediaId] = std::chrono::system_clock::now();
+  }
   context_.state.save();
   if (fieldText(fields, "async") != "1") return xml("stat=\"ok\"", "<photoid>" + mediaId + "</photoid>");
   const std::string ticket = randomDigits(12) + "-" + randomDigits(8);

@@ -7,6 +7,8 @@
 #include "sandbox/services/instagram/InstagramAccount.h"
 
 #include <algorithm>
+#include <array>
+#include <ctime>
 
 namespace sandbox {
 
@@ -41,6 +43,16 @@ std::optional<std::uint64_t> numberHeader(const Call& call, const char* name) {
 
 bool asksFor(const std::string& fields, const std::string& field) {
   return ("," + fields + ",").find("," + field + ",") != std::string::npos;
+}
+
+/// As the Graph API writes times.
+std::string timeText(std::chrono::system_clock::time_point moment) {
+  const std::time_t seconds = std::chrono::system_clock::to_time_t(moment);
+  std::tm parts{};
+  gmtime_r(&seconds, &parts);
+  std::array<char, 32> text{};
+  std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S+0000", &parts);
+  return text.data();
 }
 
 }  // namespace
@@ -152,11 +164,41 @@ Reply InstagramReels::append(const Call& call, std::uint64_t offset, std::uint64
   return json(value);
 }
 
-/// A container, or what was published.
+Json::Value InstagramReels::mediaOf(const UploadRecord& upload, const std::string& fields) {
+  Json::Value value;
+  value["id"] = upload.mediaId;
+  const Json::Value metadata = parseJson(upload.metadata).value_or(Json::Value());
+  if (asksFor(fields, "caption")) value["caption"] = textMember(metadata, "caption").value_or("");
+  if (asksFor(fields, "media_product_type")) value["media_product_type"] = "REELS";
+  if (asksFor(fields, "timestamp")) {
+    const std::lock_guard lock(mutex_);
+    value["timestamp"] = timeText(published_[upload.mediaId]);
+  }
+  if (asksFor(fields, "permalink")) {
+    value["permalink"] = "https://www.instagram.com/reel/" + upload.mediaId + "/";
+  }
+  return value;
+}
+
+/// The newest first.
+Reply InstagramReels::published(const User& user, const std::string& fields) {
+  Json::Value value;
+  Json::Value& list = value["data"] = Json::Value(Json::arrayValue);
+  std::vector<UploadRecord> uploads = context_.uploads.all();
+  std::reverse(uploads.begin(), uploads.end());
+  for (const UploadRecord& upload : uploads) {
+    if (upload.service != "instagram" || upload.openId != user.openId || !upload.complete) continue;
+    list.append(mediaOf(upload, fields));
+  }
+  return json(value);
+}
+
+/// A container, what was published, or the list of it.
 Reply InstagramReels::look(const Call& call) {
   const std::optional<User> user = userOf(call.request.parameter("access_token").value_or(""));
   if (!user) return facebookUnauthorized();
   const std::string fields = call.request.parameter("fields").value_or("id");
+  if (call.rest == user->openId + "/media") return published(*user, fields);
   // Borrowed, so that bytes which are being taken in are counted.
   if (const auto container = context_.uploads.borrow(call.rest, busyLimit)) {
     const UploadRecord& upload = container->record();
@@ -164,14 +206,7 @@ Reply InstagramReels::look(const Call& call) {
     if (theirs) return json(statusOf(upload, fields));
   }
   const std::optional<UploadRecord> media = context_.uploads.byMediaId("instagram", call.rest);
-  if (media && media->complete && media->openId == user->openId) {
-    Json::Value value;
-    value["id"] = media->mediaId;
-    if (asksFor(fields, "permalink")) {
-      value["permalink"] = "https://www.instagram.com/reel/" + media->mediaId + "/";
-    }
-    return json(value);
-  }
+  if (media && media->complete && media->openId == user->openId) return json(mediaOf(*media, fields));
   return facebookError(100, "Unsupported get request. Object with ID '" + call.rest + "' does not exist.",
                        33);
 }
@@ -218,6 +253,10 @@ Reply InstagramReels::publish(const Call& call) {
     return facebookError(notReady, "Media ID is not available", 2207027);
   }
   upload->finish(context_.options.hashUploads ? upload->hash().hex() : std::string());
+  {
+    const std::lock_guard lock(mutex_);
+    published_[upload->record().mediaId] = std::chrono::system_clock::now();
+  }
   context_.state.save();
   Json::Value value;
   value["id"] = upload->record().mediaId;

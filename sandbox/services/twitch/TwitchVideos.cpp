@@ -33,6 +33,11 @@ TwitchVideos::TwitchVideos(ServiceContext& context) : OauthService(context, Twit
 void TwitchVideos::addTo(Router& router) {
   router.add({Route::twitchVideos, "POST", std::string(apiPath) + "/videos",
               [this](Call& call) { return create(call); }});
+  const std::string videos = std::string(apiPath) + "/videos/";
+  router.add({Route::twitchVideo, "GET", videos, [this](Call& call) { return look(call); },
+              Endpoint::Body::whole, Endpoint::Path::withRest});
+  router.add({Route::twitchVideo, "DELETE", videos, [this](Call& call) { return remove(call); },
+              Endpoint::Body::whole, Endpoint::Path::withRest});
   router.add({Route::twitchPart, "PUT", uploadPath, [this](Call& call) { return part(call); },
               Endpoint::Body::streamed, Endpoint::Path::withRest});
   router.add({Route::twitchComplete, "POST", uploadPath, [this](Call& call) { return complete(call); },
@@ -84,6 +89,35 @@ Reply TwitchVideos::create(const Call& call) {
   return json(value);
 }
 
+TwitchVideos::Found TwitchVideos::found(const Call& call) const {
+  if (call.request.header("Accept") != accept) return {{}, twitchError(400, "The API version must be 5")};
+  if (!isTwitchClient(context_, call)) return {{}, twitchError(400, "No client id specified")};
+  const std::optional<User> user = userOf(authorization(call, "OAuth"));
+  if (!user) return {{}, twitchError(401, "invalid oauth token")};
+  const std::string id = call.rest.starts_with('v') ? call.rest.substr(1) : call.rest;
+  std::optional<UploadRecord> upload = context_.uploads.byMediaId("twitch", id);
+  if (!upload || upload->openId != user->openId) return {{}, twitchError(404, "video does not exist")};
+  return {std::move(upload), {}};
+}
+
+Reply TwitchVideos::look(const Call& call) {
+  const Found video = found(call);
+  if (!video.upload) return video.refusal;
+  Json::Value value;
+  value["_id"] = "v" + video.upload->mediaId;
+  value["status"] = video.upload->complete ? "recorded" : "created";
+  value["url"] = "https://www.twitch.tv/videos/" + video.upload->mediaId;
+  return json(value);
+}
+
+Reply TwitchVideos::remove(const Call& call) {
+  const Found video = found(call);
+  if (!video.upload) return video.refusal;
+  context_.uploads.remove("twitch", video.upload->mediaId);
+  context_.state.save();
+  return {204, "", "application/json", {}};
+}
+
 std::optional<UploadBook::Loan> TwitchVideos::lent(const Call& call) {
   const std::string token = call.request.parameter("upload_token").value_or("");
   std::optional<UploadBook::Loan> upload = context_.uploads.borrow(token, busyLimit);
@@ -132,6 +166,7 @@ Reply TwitchVideos::receive(const Call& call, std::uint64_t number, UploadBook::
 Reply TwitchVideos::complete(const Call& call) {
   std::optional<UploadBook::Loan> upload = lent(call);
   if (!upload) return twitchError(403, "the upload token is invalid");
+  if (upload->record().complete) return twitchError(400, "the upload is complete");
   if (upload->record().chunks.empty()) return twitchError(400, "no part was uploaded");
   upload->finish(context_.options.hashUploads ? upload->hash().hex() : std::string());
   context_.state.save();

@@ -6,7 +6,7 @@ namespace sandbox {
 
 /// Twitch's video upload, which the service has withdrawn: a video is created, sent in numbered parts, then
 /// completed. The upload token is the permission to send. Only the last part may be small, and a part whose
-/// answer was lost may come again.
+/// answer was lost may come again. A video tells its state, and can be removed.
 class TwitchVideos final : public OauthService {
  public:
   explicit TwitchVideos(ServiceContext& context);
@@ -21,6 +21,14 @@ class TwitchVideos final : public OauthService {
   Reply part(const Call& call);
   Reply receive(const Call& call, std::uint64_t number, UploadBook::Loan& upload);
   Reply complete(const Call& call);
+  Reply look(const Call& call);
+  Reply remove(const Call& call);
+  /// The caller's video of the path, whose number may have a "v" in front; else why not.
+  struct Found {
+    std::optional<UploadRecord> upload;
+    Reply refusal;
+  };
+  [[nodiscard]] Found found(const Call& call) const;
   /// The upload of the path, lent when the token fits.
   std::optional<UploadBook::Loan> lent(const Call& call);
 };

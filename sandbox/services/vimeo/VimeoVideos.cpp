@@ -81,7 +81,7 @@ void VimeoVideos::addTo(Router& router) {
   withRest(
       Route::vimeoUpload, "PATCH", uploadPath, [this](Call& call) { return append(call); },
       Endpoint::Body::streamed);
-  for (const char* method : {"PUT", "POST", "PATCH"}) {
+  for (const char* method : {"GET", "DELETE", "PUT", "POST", "PATCH"}) {
     withRest(Route::vimeoDetails, method, videoPath, [this](Call& call) { return detail(call); });
   }
   withRest(Route::vimeoPicture, "PUT", picturePath, [this](Call& call) { return takePicture(call); });
@@ -191,13 +191,16 @@ bool VimeoVideos::isTheirs(const Call& call, const std::string& mediaId) const {
   return user && upload && upload->openId == user->openId;
 }
 
-/// "VIDEO/tags", "VIDEO/categories", "VIDEO/pictures" or "VIDEO/pictures/PICTURE".
+/// "VIDEO", "VIDEO/tags", "VIDEO/categories", "VIDEO/pictures" or "VIDEO/pictures/PICTURE".
 Reply VimeoVideos::detail(const Call& call) {
   if (!userOf(call.request.bearer())) return vimeoUnauthorized();
   const std::size_t slash = std::min(call.rest.find('/'), call.rest.size());
   const std::string mediaId = call.rest.substr(0, slash);
   const std::string what = call.rest.substr(std::min(slash + 1, call.rest.size()));
   if (!isTheirs(call, mediaId)) return notFound();
+  const UploadRecord upload = context_.uploads.byMediaId("vimeo", mediaId).value_or(UploadRecord());
+  if (call.request.method == "GET" && what.empty()) return look(call, upload);
+  if (call.request.method == "DELETE" && what.empty()) return remove(upload);
   const std::string pictures = "pictures/";
   if (call.request.method == "PUT" && what == "tags") return setTags(call, mediaId);
   if (call.request.method == "PUT" && what == "categories") return setCategories(call, mediaId);
@@ -206,6 +209,25 @@ Reply VimeoVideos::detail(const Call& call) {
     return showPicture(call, mediaId, what.substr(pictures.size()));
   }
   return vimeoError(405, 5001, "The method isn't allowed here.");
+}
+
+/// Of the members that `fields` names, those that there are.
+Reply VimeoVideos::look(const Call& call, const UploadRecord& upload) const {
+  const std::string fields = "," + call.request.parameter("fields").value_or("uri,link,upload.status") + ",";
+  const auto wants = [&](const char* field) {
+    return fields.find("," + std::string(field) + ",") != std::string::npos;
+  };
+  Json::Value value(Json::objectValue);
+  if (wants("uri")) value["uri"] = "/videos/" + upload.mediaId;
+  if (wants("link")) value["link"] = "https://vimeo.com/" + upload.mediaId;
+  if (wants("upload.status")) value["upload"]["status"] = upload.complete ? "complete" : "in_progress";
+  return json(value);
+}
+
+Reply VimeoVideos::remove(const UploadRecord& upload) {
+  context_.uploads.remove("vimeo", upload.mediaId);
+  context_.state.save();
+  return {204, "", "application/json", {}};
 }
 
 Reply VimeoVideos::setTags(const Call& call, const std::string& mediaId) {

@@ -6,7 +6,8 @@ namespace sandbox {
 
 /// Vimeo's video upload by tus 1.0.0: one POST opens the video and names the address of its bytes, PATCHes
 /// bring them in order, HEAD tells how far they came. The address is the permission to send. Bytes of a PATCH
-/// that broke off count as far as they arrived. Then tags, categories and a thumbnail.
+/// that broke off count as far as they arrived. Then tags, categories and a thumbnail. A video tells whether
+/// its upload is complete, and can be removed.
 class VimeoVideos final : public OauthService {
  public:
   explicit VimeoVideos(ServiceContext& context);
@@ -20,6 +21,8 @@ class VimeoVideos final : public OauthService {
   Reply receive(const Call& call, UploadBook::Loan& upload);
 
   Reply detail(const Call& call);
+  [[nodiscard]] Reply look(const Call& call, const UploadRecord& upload) const;
+  Reply remove(const UploadRecord& upload);
   Reply setTags(const Call& call, const std::string& mediaId);
   Reply setCategories(const Call& call, const std::string& mediaId);
   Reply openPicture(const std::string& mediaId);

@@ -40,6 +40,10 @@ class FacebookScripts : public testing::Test {
                                       {"video_file_chunk", bytes, "chunk"}});
     return client.post(videos, form.body, {form.type});
   }
+  Answer look(const std::string& video, const std::string& fields) {
+    return client.get(
+        targetWith("/facebook/v24.0/" + video, {{"fields", fields}, {"access_token", accessToken}}));
+  }
   Answer finish(const std::string& session, std::vector<FormPart> more) {
     more.insert(more.begin(),
                 {{"access_token", accessToken}, {"upload_phase", "finish"}, {"upload_session_id", session}});
@@ -174,11 +178,50 @@ TEST_F(FacebookScripts, FinishNeedsEveryByteAndSoundMetadata) {
   transfer(session, 0, someFile(10));
   for (const FormPart& part :
        {FormPart{"privacy", "SELF"}, FormPart{"privacy", R"({"value":"ME"})"},
-        FormPart{"content_tags", "a,b"}, FormPart{"content_category", "FISHING"},
-        FormPart{"title", std::string(256, 't')}, FormPart{"thumb", "x", "x.txt", "text/plain"}}) {
+        FormPart{"content_category", "FISHING"}, FormPart{"title", std::string(256, 't')},
+        FormPart{"thumb", "x", "x.txt", "text/plain"}}) {
     EXPECT_EQ(code(finish(session, {part})), 100) << part.name << "=" << part.content;
   }
   EXPECT_EQ(finish(session, {{"content_tags", R"(["a"])"}, {"content_category", "MUSIC"}}).status, 200);
+  EXPECT_EQ(server.uploads()[0].metadata.find("content_tags"), std::string::npos)
+      << "users' videos have none";
+  EXPECT_EQ(code(finish(session, {{"content_category", "MUSIC"}})), 100) << "it is published already";
+}
+
+TEST_F(FacebookScripts, VideoTellsWhetherItIsPublished) {
+  const Answer started = start(10);
+  const std::string session = started.json()["upload_session_id"].asString();
+  const std::string video = started.json()["video_id"].asString();
+  const auto status = [&] { return look(video, "status").json()["status"]; };
+  EXPECT_EQ(status()["video_status"], "uploading");
+  transfer(session, 0, someFile(10));
+  EXPECT_EQ(status()["uploading_phase"]["status"], "complete");
+  EXPECT_EQ(status()["publishing_phase"]["status"], "not_started");
+  finish(session, {});
+  EXPECT_EQ(status()["publishing_phase"]["publish_status"], "published");
+  EXPECT_TRUE(look(video, "published").json()["published"].asBool());
+  EXPECT_EQ(look(video, "published").json().getMemberNames(), (std::vector<std::string>{"id", "published"}));
+  EXPECT_EQ(code(look(video, "shoe_size")), 100);
+  EXPECT_EQ(subcode(look("1", "status")), 33);
+  accessToken = server.issueTokens(Platform::facebook, server.users()[1].openId).accessToken;
+  EXPECT_EQ(subcode(look(video, "status")), 33) << "another user's";
+  accessToken = "none";
+  EXPECT_EQ(code(look(video, "status")), 190);
+}
+
+TEST_F(FacebookScripts, RemovedVideoIsGone) {
+  const Answer started = start(10);
+  const std::string video = started.json()["video_id"].asString();
+  const auto remove = [&](const std::string& token) {
+    return client.remove("/facebook/v24.0/" + video + "?access_token=" + token);
+  };
+  EXPECT_EQ(code(remove("none")), 190);
+  EXPECT_EQ(subcode(remove(server.issueTokens(Platform::facebook, server.users()[1].openId).accessToken)),
+            33);
+  EXPECT_TRUE(remove(accessToken).json()["success"].asBool());
+  EXPECT_EQ(subcode(remove(accessToken)), 33);
+  EXPECT_EQ(code(transfer(started.json()["upload_session_id"].asString(), 0, someFile(10))), 100);
+  EXPECT_TRUE(server.uploads().empty());
 }
 
 TEST_F(FacebookScripts, SessionIsItsUsersAlone) {

@@ -185,6 +185,39 @@ TEST_F(FlickrScripts, VideoArrivesWholeAndItsTicketGetsReady) {
   EXPECT_THAT(kept.metadata, HasSubstr("a & b"));
 }
 
+TEST_F(FlickrScripts, WhatWasPostedIsListedTheNewestFirst) {
+  const TokenPair pair = signedIn();
+  const Fields mine{{"user_id", "me"}, {"extras", "date_upload,media"}};
+  EXPECT_TRUE(method(pair, "flickr.people.getPhotos", mine)["photos"]["photo"].empty());
+  upload(pair, with(video(), "title", "old"), "a");
+  upload(pair, with(video(), "title", "new"), "b");
+
+  const Json::Value list = method(pair, "flickr.people.getPhotos", mine)["photos"]["photo"];
+
+  ASSERT_EQ(list.size(), 2U);
+  EXPECT_EQ(list[0]["title"], "new");
+  EXPECT_EQ(list[0]["media"], "video");
+  EXPECT_EQ(list[0]["id"], server.uploads().at(1).mediaId);
+  EXPECT_FALSE(list[0]["dateupload"].asString().empty());
+  EXPECT_EQ(method(pair, "flickr.people.getPhotos", with(mine, "per_page", "1"))["photos"]["photo"].size(),
+            1U);
+  EXPECT_FALSE(
+      method(pair, "flickr.people.getPhotos", {{"user_id", "me"}})["photos"]["photo"][0].isMember("media"));
+  EXPECT_EQ(method(pair, "flickr.people.getPhotos", {{"user_id", "x"}})["code"], 1);
+}
+
+TEST_F(FlickrScripts, TwinIsFoundOnlyWhereItIsLookedFor) {
+  const TokenPair pair = signedIn();
+  upload(pair, video(), "bytes");
+  const Fields checked = with(video(), "dedup_check", "1");
+
+  EXPECT_THAT(upload(pair, video(), "bytes").body, HasSubstr("<ticketid>"));
+  EXPECT_THAT(upload(pair, checked, "others").body, HasSubstr("<ticketid>"));
+  const std::string refused = upload(pair, checked, "bytes").body;
+  EXPECT_THAT(refused, HasSubstr("code=\"9\""));
+  EXPECT_THAT(refused, HasSubstr("duplicate_photo_id=\"" + server.uploads().at(0).mediaId + "\""));
+}
+
 TEST_F(FlickrScripts, PhotoWithoutATicketHasItsIdAtOnce) {
   const Answer answer = upload(signedIn(), without(video(), "async"), "jpeg");
   EXPECT_THAT(answer.body, HasSubstr("<photoid>" + server.uploads().at(0).mediaId + "</photoid>"));

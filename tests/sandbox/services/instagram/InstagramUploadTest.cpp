@@ -121,6 +121,27 @@ TEST_F(InstagramScripts, ReelIsPublishedWhenItIsReady) {
   EXPECT_EQ(media["permalink"], "https://www.instagram.com/reel/" + upload.mediaId + "/");
 }
 
+TEST_F(InstagramScripts, WhatIsPublishedIsListed) {
+  const auto list = [&](const std::string& fields) {
+    return graph("/v24.0/" + user + "/media", {{"fields", fields}, {"access_token", accessToken}})
+        .json()["data"];
+  };
+  const std::string id = container();
+  send(id, 0, 5, "bytes");
+  status(id);
+  status(id);
+  EXPECT_TRUE(list("id").empty()) << "not published yet";
+  const std::string published = publish(id).json()["id"].asString();
+
+  ASSERT_EQ(list("id").size(), 1U);
+  EXPECT_EQ(list("id")[0].getMemberNames(), std::vector<std::string>{"id"});
+  EXPECT_EQ(list("id")[0]["id"], published);
+  const Json::Value reel = list("caption,media_product_type,timestamp")[0];
+  EXPECT_EQ(reel["caption"], "c");
+  EXPECT_EQ(reel["media_product_type"], "REELS");
+  EXPECT_EQ(reel["timestamp"].asString().substr(19), "+0000");
+}
+
 TEST_F(InstagramScripts, BytesOfABrokenRequestCount) {
   const std::string file = someFile(3000);
   const std::string id = container();

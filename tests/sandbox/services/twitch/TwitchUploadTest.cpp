@@ -119,6 +119,29 @@ TEST_F(TwitchScripts, VideoArrivesWholeInParts) {
   EXPECT_EQ(part(upload, 3, "x").status, 400) << "it is complete";
 }
 
+TEST_F(TwitchScripts, VideoTellsItsStateAndCanBeRemoved) {
+  const Json::Value answer = create(video(), headers()).json();
+  const std::string target = "/twitch/kraken/videos/" + answer["video"]["_id"].asString();
+  const auto status = [&] { return client.get(target, headers()).json()["status"]; };
+  EXPECT_EQ(status(), "created");
+  EXPECT_EQ(client.get("/twitch/kraken/videos/" + target.substr(target.find("/v") + 8), headers()).status,
+            200)
+      << "with or without the letter in front";
+  part(answer["upload"], 1, "x");
+  EXPECT_EQ(complete(answer["upload"]).status, 200);
+  EXPECT_EQ(status(), "recorded");
+  EXPECT_EQ(complete(answer["upload"]).status, 400) << "it is complete already";
+
+  EXPECT_EQ(client.get(target, without(headers(), "Accept")).status, 400);
+  EXPECT_EQ(client.get(target, without(headers(), "Client-ID")).status, 400);
+  EXPECT_EQ(client.get(target, without(headers(), "Authorization")).status, 401);
+  EXPECT_EQ(client.get("/twitch/kraken/videos/1", headers()).status, 404);
+  const std::string other = server.issueTokens(Platform::twitch, server.users()[1].openId).accessToken;
+  EXPECT_EQ(client.remove(target, with(headers(), "Authorization", "OAuth " + other)).status, 404);
+  EXPECT_EQ(client.remove(target, headers()).status, 204);
+  EXPECT_EQ(client.remove(target, headers()).status, 404);
+}
+
 TEST_F(TwitchScripts, CreatingIsStrict) {
   EXPECT_EQ(create(with(video(), "channel_id", server.users()[1].openId), headers()).status, 403);
   EXPECT_EQ(create(with(video(), "channel_id", "ada"), headers()).status, 403);

@@ -124,6 +124,26 @@ TEST_F(VimeoScripts, VideoArrivesWholeByTus) {
   EXPECT_EQ(upload.sha256, sha256Of(file));
 }
 
+TEST_F(VimeoScripts, VideoTellsWhetherItsUploadIsCompleteAndCanBeRemoved) {
+  const Json::Value opened = open(video(10)).json();
+  const std::string target = "/vimeo" + opened["uri"].asString();
+  const std::string link = targetOf(opened["upload"]["upload_link"].asString());
+  const auto look = [&] {
+    return client.get(target + "?fields=upload.status", {bearer(accessToken)}).json();
+  };
+  EXPECT_EQ(look()["upload"]["status"], "in_progress");
+  EXPECT_EQ(look().getMemberNames(), std::vector<std::string>{"upload"}) << "only what was asked for";
+  append(link, 0, someFile(10));
+  EXPECT_EQ(look()["upload"]["status"], "complete");
+
+  const std::string other = server.issueTokens(Platform::vimeo, server.users()[1].openId).accessToken;
+  EXPECT_EQ(client.get(target).status, 401);
+  EXPECT_EQ(client.remove(target, {bearer(other)}).status, 404);
+  EXPECT_EQ(client.remove(target, {bearer(accessToken)}).status, 204);
+  EXPECT_EQ(client.remove(target, {bearer(accessToken)}).status, 404);
+  EXPECT_EQ(client.head(link, {{"Tus-Resumable", "1.0.0"}}).status, 404);
+}
+
 TEST_F(VimeoScripts, OpeningIsStrict) {
   EXPECT_EQ(
       client.post("/vimeo/me/videos", video(5), {bearer(accessToken), {"Content-Type", "application/json"}})
