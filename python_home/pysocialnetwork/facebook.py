@@ -4,17 +4,18 @@ from __future__ import annotations
 
 import json
 from typing import Any, Dict, List, Mapping, Optional, Tuple
-from urllib.parse import urlencode
+from urllib.parse import quote, urlencode
 
 from .account import Account
 from .bodies import Fields, FilePart, LocalFile, Multipart, form
-from .errors import UploadError
+from .errors import Refused, Transient, UploadError
 from .graph import WrongOffset, read, stretch
 from .job import UploadJob, VideoRequest
 from .login import Login, expiry, require_token
 from .oauth2 import OAuth2Uploader
-from .replies import required_text, text_member
-from .texts import chosen_privacy, split_tags
+from .outcome import once, removed_if_refused
+from .replies import member, required_text, text_member
+from .texts import chosen_privacy
 from .wire import Wire
 
 NAME = "Facebook"
@@ -51,6 +52,9 @@ CATEGORIES = (
 )
 
 LONGEST_TITLE = 255
+
+# States of a video behind its "finish", where the phase of its publication is not told.
+FINISHED_STATES = frozenset(("processing", "ready"))
 
 
 class Uploader(OAuth2Uploader):
@@ -108,10 +112,11 @@ class Uploader(OAuth2Uploader):
             started = self.authorized(
                 wire, lambda login: self._phase(wire, login, "start", [("file_size", str(video.size))])
             )
-            session = required_text(started, "upload_session_id")
-            self._transfer(job, wire, video, session, started)
-        self._finish(job, wire, [("upload_session_id", session), *details])
-        return "https://www.facebook.com/watch/?v=" + required_text(started, "video_id")
+            session, name = required_text(started, "upload_session_id"), required_text(started, "video_id")
+            with removed_if_refused(lambda: self._remove(wire, name), self._debug):
+                self._transfer(job, wire, video, session, started)
+        self._finish(job, wire, name, [("upload_session_id", session), *details])
+        return "https://www.facebook.com/watch/?v=" + name
 
     def _transfer(self, job: UploadJob, wire: Wire, video: LocalFile, session: str, started: Mapping[str, Any]) -> None:
         start, end = stretch(started)
@@ -143,9 +148,8 @@ class Uploader(OAuth2Uploader):
             ("description", request.description),
             ("privacy", json.dumps({"value": privacy}, separators=(",", ":"))),
         ]
-        tags = split_tags(request.tags)
-        if tags:
-            fields.append(("content_tags", json.dumps(tags)))
+        # The service's own tags are numbers of its catalogue, and only pages have them.
+        self.leave_out("tags", request.tags)
         if request.category:
             category = request.category.strip().upper().replace(" ", "_")
             if category not in CATEGORIES:
@@ -153,25 +157,54 @@ class Uploader(OAuth2Uploader):
             fields.append(("content_category", category))
         return fields
 
-    def _finish(self, job: UploadJob, wire: Wire, details: Fields) -> None:
-        def publish(picture: Optional[LocalFile]) -> bool:
-            answer = self.authorized(wire, lambda login: self._phase(wire, login, "finish", details, picture))
-            return answer.get("success") is True
+    def _finish(self, job: UploadJob, wire: Wire, name: str, details: Fields) -> None:
+        if not job.request.thumbnail:
+            return self._publish(wire, name, details, None)
+        with LocalFile(job.request.thumbnail) as picture:
+            try:
+                return self._publish(wire, name, details, picture)
+            except Refused as refusal:
+                # What else may have been wrong is wrong without the picture, too.
+                self._publish(wire, name, details, None)
+                self.missing("thumbnail", refusal)
 
-        published: List[bool] = []
-        if job.request.thumbnail:
-            with LocalFile(job.request.thumbnail) as picture:
-                self.afterwards("thumbnail", lambda: published.append(publish(picture)))
-        if not published:
-            published.append(publish(None))
-        if not published[-1]:
-            raise UploadError("Facebook did not publish the video")
-
-    def _phase(
-        self, wire: Wire, login: Login, phase: str, fields: Fields, picture: Optional[LocalFile] = None
-    ) -> Dict[str, Any]:
+    def _publish(self, wire: Wire, name: str, details: Fields, picture: Optional[LocalFile]) -> None:
         part = picture.whole() if picture is not None else None
-        return wire.run(lambda: self._phase_once(wire, login, phase, fields, "thumb", picture, part))
+
+        def publish(login: Login) -> bool:
+            answer = self._phase_once(wire, login, "finish", details, "thumb", picture, part)
+            if answer.get("success") is False:
+                raise UploadError("Facebook did not publish the video")
+            if answer.get("success") is not True:
+                raise Transient("Facebook does not tell whether it published the video")
+            return True
+
+        once(wire, lambda: self.authorized(wire, publish), lambda: self._is_out(wire, name) or None)
+
+    def _is_out(self, wire: Wire, name: str) -> bool:
+        query = {"fields": "status,published"}
+        try:
+            video = self.authorized(wire, lambda login: self._video(wire, login, "GET", name, query))
+        except Refused:
+            return False  # a video that is not published may not be shown
+        phase = member(video, "status", "publishing_phase")
+        if phase is not None:
+            return text_member(phase, "publish_status") == "published" or text_member(phase, "status") in (
+                "in_progress",
+                "complete",
+            )
+        state = text_member(video, "status", "video_status")
+        return state in FINISHED_STATES and video.get("published") is not False
+
+    def _remove(self, wire: Wire, name: str) -> None:
+        self.authorized(wire, lambda login: self._video(wire, login, "DELETE", name, {}))
+
+    def _video(self, wire: Wire, login: Login, method: str, name: str, query: Mapping[str, str]) -> Dict[str, Any]:
+        address = "%s/%s?" % (self.address("facebookGraph"), quote(name, safe=""))
+        return read(wire.exchange(method, address + urlencode({**query, "access_token": login.access})), NAME)
+
+    def _phase(self, wire: Wire, login: Login, phase: str, fields: Fields) -> Dict[str, Any]:
+        return wire.run(lambda: self._phase_once(wire, login, phase, fields, "", None, None))
 
     def _phase_once(
         self,

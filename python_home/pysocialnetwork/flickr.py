@@ -2,19 +2,21 @@
 
 from __future__ import annotations
 
+import time
 import xml.etree.ElementTree
-from typing import Any, Dict, Mapping, Optional, Tuple
+from typing import Any, Dict, List, Mapping, Optional, Set, Tuple
 from urllib.parse import parse_qs, urlencode
 
 from .account import Account
 from .begun import PendingLogin
-from .bodies import LocalFile, Multipart
+from .bodies import FilePart, LocalFile, Multipart
 from .connection import Answer
 from .errors import Refused, TokenInvalid, Transient, UploadError
 from .job import UploadJob, VideoRequest
 from .login import Login, require_token
 from .oauth1 import authorization, signed_fields
 from .oauth2 import single_values
+from .outcome import moment_at_service, once
 from .replies import json_object, member, text_member
 from .retry import Looks
 from .texts import chosen_privacy, split_tags, whole_number
@@ -32,10 +34,18 @@ PRIVACY = {
 
 LONGEST_TITLE = 255
 
+# The newest photos and videos, among which one may be whose answer was lost.
+LISTING = "flickr.people.getPhotos"
+NEWEST = {"user_id": "me", "per_page": "50", "extras": "date_upload,media"}
+# By how many seconds the service's times may differ among themselves.
+TIME_TOLERANCE = 10.0
+
 TICKET_RUNNING, TICKET_READY = "0", "1"
 
 # Error numbers of the API.
 TOKEN_ERRORS = frozenset(("98", "99"))
+# The video is there already, as far as the service was told to look.
+DUPLICATE = "9"
 # The service was not there, or could not write: nothing was done.
 PASSING_ERRORS = frozenset(("105", "106"))
 
@@ -45,6 +55,8 @@ class Uploader(BaseUploader):
 
     # Tests shorten them.
     looks = Looks(first=1.0, longest=15.0)
+    # While nobody knows whether a video came: it is listed when it is ready.
+    doubts = Looks(first=1.0, longest=15.0, longest_wait=120.0)
 
     def __init__(self) -> None:
         super().__init__()
@@ -98,8 +110,8 @@ class Uploader(BaseUploader):
         self.leave_out("category", request.category)
         self.leave_out("thumbnail", request.thumbnail)
         with LocalFile(request.path) as video:
-            ticket = self.authorized(wire, lambda login: self._post(job, wire, login, video, fields))
-        photo = self._wait_for(wire, ticket)
+            ticket, photo = self._post(job, wire, video, fields)
+        photo = photo or self._wait_for(wire, ticket)
         login = self.login
         return "https://www.flickr.com/photos/%s/%s" % (login.user_id if login is not None else "me", photo)
 
@@ -116,28 +128,59 @@ class Uploader(BaseUploader):
         }
         return {name: value for name, value in fields.items() if value}
 
-    def _post(self, job: UploadJob, wire: Wire, login: Login, video: LocalFile, fields: Mapping[str, str]) -> str:
-        """The upload can't be resumed. It is sent again only where the service cannot have had all of it, since it
-        would make a second video otherwise."""
-        url = self.address("flickrUpload")
+    def _post(self, job: UploadJob, wire: Wire, video: LocalFile, fields: Mapping[str, str]) -> Tuple[str, str]:
+        """The ticket, or the video's number where the service has the video already. The upload can't be resumed. Sent
+        again after the service may have had all of it, it has the service look for a twin."""
+        known = self._listed(wire)
+        sent, lost, started = [0], [False], [time.monotonic()]
 
-        def attempt() -> str:
-            sent = [0]
+        def on_sent(position: int) -> None:
+            sent[0] = position
+            job.progress(position, video.size)
 
-            def on_sent(position: int) -> None:
-                sent[0] = position
-                job.progress(position, video.size)
+        def attempt(login: Login) -> Tuple[str, str]:
+            sent[0] = 0
+            started[0] = started[0] if lost[0] else time.monotonic()
+            asked = {**fields, "dedup_check": "1"} if lost[0] else fields
+            return self._post_once(wire, login, asked, video, video.part(0, video.size, on_sent))
 
-            header = authorization(signed_fields("POST", url, fields, self._app(), (login.access, login.secret)))
-            body = Multipart(list(fields.items()), "photo", video.name, video.part(0, video.size, on_sent))
+        def act() -> Tuple[str, str]:
             try:
-                return ticket_of(wire.exchange("POST", url, header, body))
+                return self.authorized(wire, attempt)
             except Transient as trouble:
-                if sent[0] < video.size:
-                    trouble.unprocessed = True
+                trouble.unprocessed = trouble.unprocessed or sent[0] < video.size
+                lost[0] = lost[0] or not trouble.unprocessed
                 raise
 
-        return wire.run(attempt, repeatable=False)
+        return once(wire, act, lambda: self._posted_since(wire, started[0], fields.get("title", ""), known))
+
+    def _listed(self, wire: Wire) -> Set[str]:
+        """The numbers of what is there already, which no lost answer can have been about."""
+        try:
+            found = self.authorized(wire, lambda login: self._rest(wire, login, LISTING, NEWEST))
+        except Refused as refusal:
+            self._debug("what is there already is not told: %s" % refusal)
+            return set()
+        return {text_member(entry, "id") for entry in photos(found)}
+
+    def _post_once(
+        self, wire: Wire, login: Login, fields: Mapping[str, str], video: LocalFile, part: FilePart
+    ) -> Tuple[str, str]:
+        url = self.address("flickrUpload")
+        header = authorization(signed_fields("POST", url, fields, self._app(), (login.access, login.secret)))
+        return ticket_of(wire.exchange("POST", url, header, Multipart(list(fields.items()), "photo", video.name, part)))
+
+    def _posted_since(self, wire: Wire, started: float, title: str, known: Set[str]) -> Optional[Tuple[str, str]]:
+        """The video that came after `started`, for which it is waited a while."""
+
+        def look() -> Optional[str]:
+            answer, content = self.authorized(wire, lambda login: self._ask(wire, login, LISTING, NEWEST))
+            earliest = moment_at_service(answer, started) - TIME_TOLERANCE
+            fresh = (entry for entry in photos(content) if is_video_since(entry, earliest, title))
+            return next((name for name in (text_member(entry, "id") for entry in fresh) if name not in known), None)
+
+        found = wire.look_for(look, self.doubts)
+        return None if found is None else ("", found)
 
     def _wait_for(self, wire: Wire, ticket: str) -> str:
         def look() -> Optional[str]:
@@ -155,18 +198,19 @@ class Uploader(BaseUploader):
         return wire.watch(look, self.looks, "Flickr has not made a video of the file in time")
 
     def _rest(self, wire: Wire, login: Login, method: str, arguments: Mapping[str, str]) -> Dict[str, Any]:
+        return wire.run(lambda: self._ask(wire, login, method, arguments)[1])
+
+    def _ask(
+        self, wire: Wire, login: Login, method: str, arguments: Mapping[str, str]
+    ) -> Tuple[Answer, Dict[str, Any]]:
         service = self.address("flickrRest")
         fields = {"method": method, "format": "json", "nojsoncallback": "1", **arguments}
-
-        def attempt() -> Dict[str, Any]:
-            oauth = signed_fields("GET", service, fields, self._app(), (login.access, login.secret))
-            answer = wire.exchange("GET", service + "?" + urlencode({**fields, **oauth}))
-            content = json_object(answer)
-            if content.get("stat") != "ok":
-                raise failure(answer, text_member(content, "code"), text_member(content, "message"))
-            return content
-
-        return wire.run(attempt)
+        oauth = signed_fields("GET", service, fields, self._app(), (login.access, login.secret))
+        answer = wire.exchange("GET", service + "?" + urlencode({**fields, **oauth}))
+        content = json_object(answer)
+        if content.get("stat") != "ok":
+            raise failure(answer, text_member(content, "code"), text_member(content, "message"))
+        return answer, content
 
     def _handshake(self, wire: Wire, path: str, fields: Mapping[str, str], token: Tuple[str, str]) -> Dict[str, str]:
         url = self.address("flickrOauth") + path
@@ -197,21 +241,37 @@ def token_pair(answer: Mapping[str, str]) -> Tuple[str, str]:
     return require_token(answer.get("oauth_token")), require_token(answer.get("oauth_token_secret"))
 
 
-def ticket_of(answer: Answer) -> str:
+def ticket_of(answer: Answer) -> Tuple[str, str]:
+    """The ticket; or nothing, and the number of the twin that the service found."""
     # An answer of the service needs no entities, and they could blow it up.
     if answer.status != 200 or b"<!" in answer.body:
         raise failure(answer)
     try:
         reply = xml.etree.ElementTree.fromstring(answer.body)
     except xml.etree.ElementTree.ParseError:
-        raise UploadError("Flickr's answer to the upload is no XML") from None
+        raise Transient("Flickr's answer to the upload is no XML") from None
     problem = reply.find("err")
     if problem is not None:
+        twin = problem.get("duplicate_photo_id", "")
+        if problem.get("code") == DUPLICATE and whole_number(twin) is not None:
+            return "", twin
         raise failure(answer, problem.get("code", ""), problem.get("msg", ""))
     ticket = (reply.findtext("ticketid") or "").strip()
     if reply.get("stat") != "ok" or not ticket:
-        raise UploadError("Flickr's answer to the upload has no ticket")
-    return ticket
+        raise Transient("Flickr's answer to the upload has no ticket")
+    return ticket, ""
+
+
+def photos(content: Mapping[str, Any]) -> List[Any]:
+    found = member(content, "photos", "photo")
+    return found if isinstance(found, list) else []
+
+
+def is_video_since(entry: Any, moment: float, title: str) -> bool:
+    """Without a title the service makes one of its own."""
+    posted = whole_number(text_member(entry, "dateupload"))
+    recent = posted is not None and posted >= moment
+    return recent and text_member(entry, "media") == "video" and title in ("", text_member(entry, "title"))
 
 
 def ticket_state(answer: Mapping[str, Any], ticket: str) -> Any:

@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import time
 from dataclasses import replace
+from datetime import datetime
 from typing import Any, Dict, Mapping, Optional
 from urllib.parse import quote, urlencode
 
@@ -14,6 +15,7 @@ from .graph import ContainerLost, read
 from .job import UploadJob, VideoRequest
 from .login import Login, expiry, require_token
 from .oauth2 import OAuth2Uploader
+from .outcome import moment_at_service, once
 from .replies import json_object, member, required_text, text_member
 from .retry import Looks
 from .texts import split_tags
@@ -23,6 +25,9 @@ NAME = "Instagram"
 
 LONGEST_CAPTION = 2200
 MOST_TAGS = 30
+
+# By how many seconds the service's times may differ among themselves.
+TIME_TOLERANCE = 60.0
 
 # How many containers one upload may use up.
 CONTAINERS = 2
@@ -110,7 +115,7 @@ class Uploader(OAuth2Uploader):
         with LocalFile(request.path) as video:
             published = self._published(job, wire, video)
         if not published:
-            self._debug("the reel is published, but the service's answer that names it was lost")
+            self._debug("the reel is published, but the service does not name it")
             return "https://www.instagram.com/" + self.GetUserName()
         seen: Dict[str, Any] = {}
         # The reel is there: without its address the upload is no failure.
@@ -124,7 +129,7 @@ class Uploader(OAuth2Uploader):
             container = self.authorized(wire, lambda login: self._make_container(wire, login, job.request))
             try:
                 self._send(job, wire, video, container)
-                return self._publish(wire, container)
+                return self._publish(wire, container, caption(job.request))
             except ContainerLost as trouble:
                 used += 1
                 if used == CONTAINERS:
@@ -185,17 +190,31 @@ class Uploader(OAuth2Uploader):
 
         return wire.watch(look, self.looks, "Instagram has not got the video ready in time")
 
-    def _publish(self, wire: Wire, container: str) -> str:
-        """The reel's number. Published twice it would be there twice, so that after a trouble the container is asked
-        first whether it is out; the number is empty when it is."""
-        failures = 0
-        while self._wait_for(wire, container) != "PUBLISHED":
-            try:
-                return self.authorized(wire, lambda login: self._publish_once(wire, login, container))
-            except Transient as trouble:
-                failures += 1
-                wire.pause(failures, trouble)
-        return ""
+    def _publish(self, wire: Wire, container: str, text: str) -> str:
+        """The reel's number; empty where the answer that names it was lost and the account does not show it."""
+        started = time.monotonic()
+
+        def find() -> Optional[str]:
+            if self._wait_for(wire, container) != "PUBLISHED":
+                return None
+            found = [""]
+            self.afterwards("address", lambda: found.append(self._newest(wire, started, text)))
+            return found[-1]
+
+        published = find()
+        if published is not None:
+            return published
+        return once(wire, lambda: self.authorized(wire, lambda login: self._publish_once(wire, login, container)), find)
+
+    def _newest(self, wire: Wire, started: float, text: str) -> str:
+        """The number of the reel with this caption that came out after `started`."""
+
+        def ask(login: Login) -> str:
+            query = urlencode({"fields": "id,caption,timestamp,media_product_type", "access_token": login.access})
+            answer = wire.exchange("GET", self._api(quote(login.user_id) + "/media") + "?" + query)
+            return reel_since(read(answer, NAME), moment_at_service(answer, started) - TIME_TOLERANCE, text)
+
+        return self.authorized(wire, lambda login: wire.run(lambda: ask(login)))
 
     def _publish_once(self, wire: Wire, login: Login, container: str) -> str:
         fields = {"creation_id": container, "access_token": login.access}
@@ -240,6 +259,19 @@ def refuse_part(answer: Answer) -> None:
         raise ContainerLost(message, answer.status)
     if problem is not None:
         raise Refused(message, answer.status)
+
+
+def reel_since(content: Mapping[str, Any], moment: float, text: str) -> str:
+    found = content.get("data")
+    for entry in found if isinstance(found, list) else []:
+        try:
+            posted = datetime.strptime(text_member(entry, "timestamp"), "%Y-%m-%dT%H:%M:%S%z").timestamp()
+        except (ValueError, OverflowError):
+            continue
+        same = text_member(entry, "caption").strip() == text.strip()
+        if posted >= moment and same and text_member(entry, "media_product_type") == "REELS":
+            return text_member(entry, "id")
+    return ""
 
 
 def renewable(login: Login) -> bool:

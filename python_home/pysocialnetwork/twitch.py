@@ -7,8 +7,8 @@ service's refusal is told.
 from __future__ import annotations
 
 from dataclasses import replace
-from typing import Any, Dict, Mapping
-from urllib.parse import urlencode
+from typing import Any, Dict, Mapping, Optional
+from urllib.parse import quote, urlencode
 
 from .bodies import LocalFile, form
 from .connection import Answer
@@ -16,6 +16,7 @@ from .errors import Refused, TokenInvalid
 from .job import UploadJob
 from .login import Login
 from .oauth2 import RefreshingUploader
+from .outcome import once, removed_if_refused
 from .replies import json_object, member, required_text, text_member
 from .texts import chosen_privacy
 from .wire import Wire, require_same_safety
@@ -27,6 +28,9 @@ LONGEST_TITLE = 100
 LONGEST_TAG = 100
 TAG_LIST = 500
 GONE = 410
+
+# States of a video that is not completed yet.
+UNFINISHED_STATES = frozenset(("", "created", "uploading"))
 
 # A part has 5 to 25 MiB, but for the last one.
 PART = 20 * 1024 * 1024
@@ -78,10 +82,11 @@ class Uploader(RefreshingUploader):
             place = require_same_safety(self.address("twitchApi"), member(created, "upload", "url"))
             token = required_text(created, "upload", "token")
             self.keep_secret(token)
-            self._send(job, wire, video, place, token)
+            name = required_text(created, "video", "_id").lstrip("v")
+            with removed_if_refused(lambda: self._video(wire, "DELETE", name), self._debug):
+                self._send(job, wire, video, place, token)
         complete = place + "/complete?" + urlencode({"upload_token": token})
-        wire.run(lambda: read(wire.exchange("POST", complete)))
-        name = text_member(created, "video", "_id").lstrip("v")
+        once(wire, lambda: read(wire.exchange("POST", complete)), lambda: self._completed(wire, name))
         return text_member(created, "video", "url") or "https://www.twitch.tv/videos/" + name
 
     def _create(self, wire: Wire, login: Login, job: UploadJob, viewable: str) -> Dict[str, Any]:
@@ -95,14 +100,27 @@ class Uploader(RefreshingUploader):
                 "viewable": viewable,
             }
         )
-        headers = {
+        address = self.address("twitchApi") + "/videos?" + query
+        # Done twice it leaves an empty video behind that nobody sees.
+        return wire.run(lambda: read(wire.exchange("POST", address, self._headers(login))))
+
+    def _headers(self, login: Login) -> Dict[str, str]:
+        return {
             "Accept": "application/vnd.twitchtv.v5+json",
             "Client-ID": self.app_key,
             "Authorization": "OAuth " + login.access,
         }
-        address = self.address("twitchApi") + "/videos?" + query
-        # Done twice it would leave an empty video behind.
-        return wire.run(lambda: read(wire.exchange("POST", address, headers)), repeatable=False)
+
+    def _completed(self, wire: Wire, name: str) -> Optional[Dict[str, Any]]:
+        try:
+            video = self._video(wire, "GET", name)
+        except Refused:
+            return None
+        return None if text_member(video, "status") in UNFINISHED_STATES else video
+
+    def _video(self, wire: Wire, method: str, name: str) -> Dict[str, Any]:
+        address = "%s/videos/%s" % (self.address("twitchApi"), quote(name, safe=""))
+        return self.authorized(wire, lambda login: read(wire.exchange(method, address, self._headers(login))))
 
     def _send(self, job: UploadJob, wire: Wire, video: LocalFile, place: str, token: str) -> None:
         def send(offset: int) -> int:

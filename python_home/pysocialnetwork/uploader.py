@@ -232,7 +232,10 @@ class Uploader(Details):
         except Stopped:
             raise
         except UploadError as error:
-            self._debug(self._fail("the video is uploaded, but without its %s: %s" % (what, error)))
+            self.missing(what, error)
+
+    def missing(self, what: str, why: UploadError) -> None:
+        self._debug(self._fail("the video is uploaded, but without its %s: %s" % (what, why)))
 
     def require_app(self, with_redirect: bool = True) -> None:
         if not self.app_key or not self.app_secret:

@@ -13,6 +13,7 @@ from .errors import Refused, TokenInvalid, Transient, UploadError
 from .job import UploadJob
 from .login import Login, require_token
 from .oauth2 import OAuth2Uploader
+from .outcome import removed_if_refused
 from .replies import json_object, member, required_text, text_member
 from .texts import chosen_privacy, split_tags, whole_number
 from .wire import Wire, require_same_safety
@@ -40,12 +41,14 @@ CHUNK = 32 * 1024 * 1024
 
 # An earlier request, which broke here, is still at work there.
 LOCKED = 423
+# An upload that is over: given up by the service, or done.
+OVER = frozenset((403, 404, 410))
 
 
 class Uploader(OAuth2Uploader):
     platform = "vimeo"
     login_service = "vimeoLogin"
-    scope = "public private create edit upload"
+    scope = "public private create edit delete upload"
 
     def _exchange_code(self, wire: Wire, code: str, verifier: str) -> Login:
         pair = "%s:%s" % (self.app_key, self.app_secret)
@@ -85,8 +88,9 @@ class Uploader(OAuth2Uploader):
         with LocalFile(request.path) as video:
             created = self.authorized(wire, lambda login: self._create(wire, login, job, video.size, view))
             link = require_same_safety(self.address("vimeoApi"), member(created, "upload", "upload_link"))
-            self._send(job, wire, video, link)
-        place = required_text(created, "uri")
+            place = required_text(created, "uri")
+            with removed_if_refused(lambda: self._remove(wire, place), self._debug):
+                self._send(job, wire, video, place, link)
         self._describe(wire, place, split_tags(request.tags)[:MOST_TAGS], category)
         if request.thumbnail:
             self.afterwards("thumbnail", lambda: self._set_picture(wire, place, request.thumbnail))
@@ -99,27 +103,42 @@ class Uploader(OAuth2Uploader):
             "description": job.request.description[:LONGEST_DESCRIPTION],
             "privacy": {"view": view},
         }
-        # Done twice it would leave an empty video behind.
-        return self._call(wire, login, "POST", "/me/videos", json_body(content), repeatable=False)
+        # Done twice it leaves an empty video behind that nobody sees.
+        return self._call(wire, login, "POST", "/me/videos", json_body(content))
 
-    def _send(self, job: UploadJob, wire: Wire, video: LocalFile, link: str) -> None:
+    def _send(self, job: UploadJob, wire: Wire, video: LocalFile, place: str, link: str) -> None:
         def send(offset: int) -> int:
             length = min(CHUNK, video.size - offset)
             part = TusPart(video.part(offset, length, lambda position: job.progress(position, video.size)))
             answer = wire.exchange("PATCH", link, {"Tus-Resumable": "1.0.0", "Upload-Offset": str(offset)}, part)
             if answer.status == 409:
                 return ask(offset)
+            if answer.status in OVER and self._is_complete(wire, place):
+                return video.size
             if answer.status // 100 != 2:
                 raise refusal(answer)
             return position_of(answer)
 
         def ask(offset: int) -> int:
             answer = wire.exchange("HEAD", link, {"Tus-Resumable": "1.0.0"})
+            if answer.status in OVER and self._is_complete(wire, place):
+                return video.size
             if answer.status // 100 != 2:
                 raise refusal(answer)
             return position_of(answer)
 
         wire.transfer(0, video.size, send, ask)
+
+    def _is_complete(self, wire: Wire, place: str) -> bool:
+        query = "?fields=upload.status"
+        try:
+            video = self.authorized(wire, lambda login: self._call_once(wire, login, "GET", place, query=query))
+        except Refused:
+            return False
+        return text_member(video, "upload", "status") == "complete"
+
+    def _remove(self, wire: Wire, place: str) -> None:
+        self.authorized(wire, lambda login: self._call_once(wire, login, "DELETE", place))
 
     def _category_name(self, wire: Wire, category: str) -> str:
         """The last part of the category's address, which is what a video is given; the host says its title."""
@@ -152,12 +171,15 @@ class Uploader(OAuth2Uploader):
         uri = required_text(slot, "uri")
         self.authorized(wire, lambda login: self._call(wire, login, "PATCH", uri, json_body({"active": True})))
 
-    def _call(
-        self, wire: Wire, login: Login, method: str, path: str, body: Optional[Body] = None, repeatable: bool = True
+    def _call(self, wire: Wire, login: Login, method: str, path: str, body: Optional[Body] = None) -> Dict[str, Any]:
+        return wire.run(lambda: self._call_once(wire, login, method, path, body))
+
+    def _call_once(
+        self, wire: Wire, login: Login, method: str, path: str, body: Optional[Body] = None, query: str = ""
     ) -> Dict[str, Any]:
         headers = {"Accept": ACCEPT, "Authorization": "Bearer " + login.access}
-        address = self.address("vimeoApi") + quote(path, safe="/:")
-        return wire.run(lambda: read(wire.exchange(method, address, headers, body)), repeatable)
+        address = self.address("vimeoApi") + quote(path, safe="/:") + query
+        return read(wire.exchange(method, address, headers, body))
 
 
 class TusPart(Body):

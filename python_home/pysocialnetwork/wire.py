@@ -92,23 +92,20 @@ class Wire:
         self._debug("%s%s; next try in %.1f s" % (trouble, lasting, seconds))
         self.stop.wait(seconds)
 
-    def pause(self, failures: int, trouble: Transient) -> None:
-        """Waits before the next try, or raises the trouble when there is to be none."""
-        seconds = self._policy.pause_after(failures, trouble.retry_after)
-        if seconds is None:
-            raise trouble
-        self._debug("%s; next try in %.1f s" % (trouble, seconds))
-        self.stop.wait(seconds)
-
     def watch(self, look: Callable[[], Optional[T]], looks: Looks, late: str) -> T:
         """Looks until there is something to see; `late` is the error's text when there never is."""
+        seen = self.look_for(look, looks)
+        if seen is None:
+            raise UploadError(late)
+        return seen
+
+    def look_for(self, look: Callable[[], Optional[T]], looks: Looks) -> Optional[T]:
+        """Looks until there is something to see, or as long as told."""
         pause, end = looks.first, self._clock() + looks.longest_wait
         while True:
             seen = look()
-            if seen is not None:
+            if seen is not None or self._clock() >= end:
                 return seen
-            if self._clock() >= end:
-                raise UploadError(late)
             self.stop.wait(pause)
             pause = min(looks.longest, pause * 1.5)
 

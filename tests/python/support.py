@@ -223,6 +223,7 @@ def quick(uploader):
     uploader.job_policy = QUICK
     uploader.call_policy = QUICK
     uploader.looks = Looks(first=0.01, longest=0.05)
+    uploader.doubts = Looks(first=0.01, longest=0.05, longest_wait=0.02)
     return uploader
 
 

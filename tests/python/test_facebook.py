@@ -8,6 +8,7 @@ from pysocialnetwork.errors import Refused, TokenInvalid, Transient, UploadError
 from pysocialnetwork.job import VideoRequest
 
 from platformcase import ERROR, FINISHED, PlatformCase, answer, as_reply
+from support import Host, Reply, video_file
 
 
 class Graph(unittest.TestCase):
@@ -71,7 +72,7 @@ class Facebook(PlatformCase):
         def respond(request):
             if b'"upload_phase"\r\n\r\nstart' in request.body:
                 return as_reply({"video_id": "7", "upload_session_id": "s", "start_offset": "0", "end_offset": "2000"})
-            if b'"upload_phase"\r\n\r\nfinish' in request.body:
+            if request.method == "DELETE" or b'"upload_phase"\r\n\r\nfinish' in request.body:
                 return as_reply({"success": True})
             return waiting.pop(0)
 
@@ -129,9 +130,12 @@ class Facebook(PlatformCase):
                 self.assertEqual(self.upload().code, ERROR)
 
     def test_details_are_in_the_services_words(self):
+        host = Host()
+        host.attach(self.uploader)
         fields = dict(self.uploader._details(VideoRequest("p", "T" * 300, "D", "Friends", "a,b", "cars trucks")))
         self.assertEqual(json.loads(fields["privacy"]), {"value": "ALL_FRIENDS"})
-        self.assertEqual(json.loads(fields["content_tags"]), ["a", "b"])
+        self.assertNotIn("content_tags", fields)
+        self.assertIn("facebook takes no tags", host.texts())
         self.assertEqual(fields["content_category"], "CARS_TRUCKS")
         self.assertEqual(len(fields["title"]), 255)
 
@@ -141,7 +145,70 @@ class Facebook(PlatformCase):
             if b"finish" in request.body
             else as_reply({"video_id": "7", "upload_session_id": "s", "start_offset": "5000", "end_offset": "5000"})
         ):
+            self.assertIn("does not tell whether it published the video", self.upload().text)
+
+    def finishes(self, finish, status):
+        """Answers "finish" and the questions about the video in turn, and anything else as usual."""
+        waiting = {"finish": list(finish), "status": list(status)}
+        usual = self.phases([self.at(2000, 5000), self.at(5000, 5000)])
+        seen = []
+
+        def respond(request):
+            kind = "status" if request.method == "GET" else "finish" if b"\r\nfinish" in request.body else ""
+            seen.append(kind or request.method)
+            return waiting[kind].pop(0) if kind else usual(request)
+
+        server = self.serve(respond)
+        server.seen = seen
+        return server
+
+    @staticmethod
+    def state(**status):
+        return as_reply({"id": "7", "status": status, "published": True})
+
+    def test_a_lost_publication_is_told_by_the_videos_state(self):
+        lost, done = Reply(502), as_reply({"success": True})
+        out = (
+            self.state(publishing_phase={"status": "complete", "publish_status": "published"}),
+            self.state(publishing_phase={"status": "in_progress"}),
+            self.state(video_status="processing"),
+        )
+        not_out = (
+            self.state(publishing_phase={"status": "not_started"}, video_status="ready"),
+            self.state(video_status="upload_complete"),
+            as_reply({"id": "7", "published": True}),
+            as_reply({"error": {"code": 100, "error_subcode": 33}}, 400),
+        )
+        for state in out:
+            with self.finishes([lost], [state]) as server:
+                self.assertEqual(self.upload().text, "https://www.facebook.com/watch/?v=7")
+                self.assertEqual(server.seen[-2:], ["finish", "status"])
+        for state in not_out:
+            with self.finishes([lost, done], [state]) as server:
+                self.assertEqual(self.upload().code, FINISHED)
+                self.assertEqual(server.seen[-3:], ["finish", "status", "finish"])
+
+    def test_a_publication_that_failed_is_no_doubt(self):
+        with self.finishes([as_reply({"success": False})], []):
             self.assertEqual(self.upload().text, "Facebook did not publish the video")
+
+    def test_the_thumbnail_is_blamed_only_where_the_video_goes_without_it(self):
+        refused = as_reply({"error": {"code": 100, "message": "no such privacy"}}, 400)
+        with video_file(10, ".png") as (picture, _):
+            with self.finishes([refused, refused], []):
+                end = self.upload(thumbnail=picture)
+                self.assertEqual((end.code, end.text), (ERROR, "Facebook: no such privacy"))
+                self.assertNotIn("thumbnail", self.uploader.GetLastError())
+            with self.finishes([refused, as_reply({"success": True})], []):
+                self.assertEqual(self.upload(thumbnail=picture).code, FINISHED)
+                self.assertIn("without its thumbnail", self.uploader.GetLastError())
+
+    def test_a_video_that_will_never_be_whole_is_removed(self):
+        refused = as_reply({"error": {"code": 6000, "error_subcode": 1363022, "message": "no video"}}, 400)
+        with self.serve(self.phases([refused])) as server:
+            self.assertEqual(self.upload().text, "Facebook: no video")
+            last = server.requests[-1]
+        self.assertEqual((last.method, last.path.split("?")[0]), ("DELETE", "/facebookGraph/7"))
 
 
 if __name__ == "__main__":

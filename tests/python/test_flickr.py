@@ -1,9 +1,10 @@
 """What is special about Flickr: its tickets, its errors, its way to sign in."""
 
+import time
 import unittest
 
 from pysocialnetwork import flickr
-from pysocialnetwork.errors import Refused, TokenInvalid, Transient, UploadError
+from pysocialnetwork.errors import Refused, TokenInvalid, Transient
 from pysocialnetwork.job import VideoRequest
 from pysocialnetwork.retry import Looks
 
@@ -15,6 +16,7 @@ class Flickr(PlatformCase):
     module = flickr
     login = {"secret": "token-secret", "user_id": "1@N01"}
 
+    listed = as_reply({"stat": "ok", "photos": {"photo": []}})
     ticket = Reply(200, b'<?xml version="1.0"?><rsp stat="ok"><ticketid>9-1</ticketid></rsp>')
 
     @staticmethod
@@ -23,7 +25,7 @@ class Flickr(PlatformCase):
         return as_reply({"stat": "ok", "uploader": {"ticket": [{**entry, **({"photoid": photo} if photo else {})}]}})
 
     def test_the_ticket_is_looked_at_until_the_video_is_there(self):
-        with self.serve(in_turn(self.ticket, self.state(0), self.state(0), self.state(1, "77"))):
+        with self.serve(in_turn(self.listed, self.ticket, self.state(0), self.state(0), self.state(1, "77"))):
             self.assertEqual(self.upload().text, "https://www.flickr.com/photos/1@N01/77")
 
     def test_tickets_that_lead_nowhere_end_the_upload(self):
@@ -33,10 +35,10 @@ class Flickr(PlatformCase):
             self.state(1, "7", "other"),
             as_reply({"stat": "ok", "uploader": {"ticket": "x"}}),
         ):
-            with self.serve(in_turn(self.ticket, reply)):
+            with self.serve(in_turn(self.listed, self.ticket, reply)):
                 self.assertIn("could not make a video", self.upload().text)
         self.uploader.looks = Looks(0.0, 0.0, 0.0)
-        with self.serve(in_turn(self.ticket, self.state(0))):
+        with self.serve(in_turn(self.listed, self.ticket, self.state(0))):
             self.assertIn("not made a video of the file in time", self.upload().text)
 
     def test_answers_to_the_upload_are_told_apart(self):
@@ -44,8 +46,9 @@ class Flickr(PlatformCase):
             (b'<rsp stat="fail"><err code="98" msg="Invalid auth token"/></rsp>', TokenInvalid),
             (b'<rsp stat="fail"><err code="105" msg="Down"/></rsp>', Transient),
             (b'<rsp stat="fail"><err code="5" msg="Filetype"/></rsp>', Refused),
-            (b'<rsp stat="ok"></rsp>', UploadError),
-            (b"nonsense", UploadError),
+            (b'<rsp stat="ok"></rsp>', Transient),
+            (b"nonsense", Transient),
+            (b'<rsp stat="fail"><err code="9" msg="Twin" duplicate_photo_id="x"/></rsp>', Refused),
             (b'<!DOCTYPE x [<!ENTITY a "b">]><rsp stat="ok"><ticketid>&a;</ticketid></rsp>', Refused),
         )
         for body, kind in cases:
@@ -55,9 +58,45 @@ class Flickr(PlatformCase):
     def test_a_service_that_says_it_did_nothing_is_sent_the_video_again(self):
         for code in ("105", "106"):
             down = Reply(200, '<rsp stat="fail"><err code="%s" msg="Down"/></rsp>' % code)
-            with self.serve(in_turn(down, self.ticket, self.state(1, "9"))) as server:
+            with self.serve(in_turn(self.listed, down, self.ticket, self.state(1, "9"))) as server:
                 self.assertEqual(self.upload().code, FINISHED)
-                self.assertEqual(len(server.requests), 3)
+                self.assertEqual(len(server.requests), 4)
+
+    @staticmethod
+    def photo(name, posted, title="T", media="video"):
+        return {"id": name, "dateupload": str(int(posted)), "title": title, "media": media}
+
+    def test_only_a_new_video_with_the_title_is_what_was_sent(self):
+        now = time.time()
+        wanted = self.photo("77", now)
+        others = [
+            self.photo("1", now - 3600),
+            self.photo("2", now, title="Other"),
+            self.photo("3", now, media="photo"),
+            {"id": "4"},
+            {**wanted, "id": "5", "dateupload": "soon"},
+            {**wanted, "id": "6", "dateupload": "9" * 30},
+            "7",
+        ]
+        known = as_reply({"stat": "ok", "photos": {"photo": [self.photo("8", now)]}})
+        found = as_reply({"stat": "ok", "photos": {"photo": [self.photo("8", now), *others, wanted]}})
+        with self.serve(in_turn(known, Reply(500), found)):
+            self.assertEqual(self.upload().text, "https://www.flickr.com/photos/1@N01/77")
+
+    def test_a_second_try_has_the_service_look_for_a_twin(self):
+        twin = Reply(200, b'<rsp stat="fail"><err code="9" msg="Twin" duplicate_photo_id="55"/></rsp>')
+        with self.serve(in_turn(self.listed, Reply(500), self.listed, self.listed, twin)) as server:
+            self.uploader.doubts = Looks(0.0, 0.0, 0.0)
+            server_answer = server._answer
+            server._answer = lambda request: twin if b"dedup_check" in request.body else server_answer(request)
+            self.assertEqual(self.upload().text, "https://www.flickr.com/photos/1@N01/55")
+            posts = [request.body for request in server.requests if request.method == "POST"]
+        self.assertEqual([b"dedup_check" in body for body in posts], [False, True])
+
+    def test_a_listing_that_is_refused_does_not_stop_an_upload(self):
+        refused = as_reply({"stat": "fail", "code": 1, "message": "no"})
+        with self.serve(in_turn(refused, self.ticket, self.state(1, "77"))):
+            self.assertEqual(self.upload().code, FINISHED)
 
     def test_problems_of_oauth_are_told_apart(self):
         self.assertIsInstance(flickr.failure(answer(401, b"oauth_problem=token_rejected")), TokenInvalid)

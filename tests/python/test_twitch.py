@@ -7,7 +7,7 @@ from pysocialnetwork import twitch
 from pysocialnetwork.errors import Refused, TokenInvalid, UploadError
 from pysocialnetwork.login import Login
 
-from platformcase import ERROR, TOKEN_INVALID, PlatformCase, answer, as_reply
+from platformcase import ERROR, FINISHED, TOKEN_INVALID, PlatformCase, answer, as_reply
 from support import Reply, in_turn
 
 
@@ -42,6 +42,35 @@ class Twitch(PlatformCase):
             ["/put?part=%d&upload_token=up-token" % n for n in (1, 2, 3)] + ["/put/complete?upload_token=up-token"],
         )
         self.assertEqual(sizes[1:4], [twitch.PART, twitch.PART, 5])
+
+    def twitch(self, *answers, **states):
+        """Answers what belongs to the video by itself, and anything else in turn."""
+        waiting = list(answers)
+
+        def respond(request):
+            if request.method in states:
+                return states[request.method]
+            if request.path.startswith("/twitchApi/videos?"):
+                return as_reply({"upload": {"url": server.url + "/put", "token": "up-token"}, "video": {"_id": "v12"}})
+            return waiting.pop(0)
+
+        server = self.serve(respond)
+        return server
+
+    def test_a_lost_completion_is_told_by_the_videos_state(self):
+        for state in ("recorded", "transcoding", "pending_transcode"):
+            with self.twitch(Reply(200), Reply(500), GET=as_reply({"status": state})) as server:
+                self.assertEqual(self.upload().code, FINISHED)
+                self.assertEqual(server.requests[-1].path, "/twitchApi/videos/12")
+        for state in (as_reply({"status": "created"}), as_reply({"status": "uploading"}), as_reply([]), Reply(404)):
+            with self.twitch(Reply(200), Reply(500), Reply(200), GET=state) as server:
+                self.assertEqual(self.upload().code, FINISHED)
+                self.assertEqual(server.requests[-1].path, "/put/complete?upload_token=up-token")
+
+    def test_a_video_that_will_never_be_whole_is_removed(self):
+        with self.twitch(Reply(400), DELETE=Reply(204)) as server:
+            self.assertEqual(self.upload().code, ERROR)
+            self.assertEqual((server.requests[-1].method, server.requests[-1].path), ("DELETE", "/twitchApi/videos/12"))
 
     def test_the_upload_address_of_a_protected_service_is_protected(self):
         created = {"upload": {"url": "http://uploads.example/put", "token": "up-token"}, "video": {"_id": "v12"}}

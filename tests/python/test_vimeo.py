@@ -18,7 +18,7 @@ class Vimeo(PlatformCase):
         def respond(request):
             if request.method == "POST":
                 return as_reply({"uri": "/videos/5", "upload": {"upload_link": server.url + "/tus"}}, 201)
-            return waiting.pop(0)
+            return Reply(204) if request.method == "DELETE" else waiting.pop(0)
 
         server = self.serve(respond)
         return server
@@ -43,10 +43,30 @@ class Vimeo(PlatformCase):
             methods = [request.method for request in server.requests[1:]]
         self.assertEqual(methods, ["PATCH", "HEAD", "HEAD", "PATCH"])
 
-    def test_answers_without_an_offset_end_the_upload(self):
+    def test_answers_without_an_offset_end_the_upload_and_remove_the_video(self):
+        unknown = Reply(404)
         for reply in (Reply(204), self.at("x"), self.at(-1), self.at(6000), Reply(404), Reply(410)):
-            with self.tus(reply):
+            with self.tus(reply, unknown) as server:
                 self.assertEqual(self.upload().code, ERROR)
+                last = server.requests[-1]
+            self.assertEqual((last.method, last.path), ("DELETE", "/vimeoApi/videos/5"))
+
+    def test_an_upload_that_is_over_is_complete_where_the_video_says_so(self):
+        complete = as_reply({"upload": {"status": "complete"}})
+        for status in (403, 404, 410):
+            for moves in ([Reply(status), complete], [Reply(502), Reply(status), complete]):
+                with self.tus(*moves) as server:
+                    self.assertEqual(self.upload().code, FINISHED)
+                    self.assertEqual(server.requests[-1].path, "/vimeoApi/videos/5?fields=upload.status")
+            for reply in (as_reply({"upload": {"status": "in_progress"}}), as_reply({"upload": []}), Reply(404)):
+                with self.tus(Reply(status), reply):
+                    self.assertEqual(self.upload().code, ERROR)
+
+    def test_a_video_that_was_not_made_at_once_is_made_again(self):
+        created = as_reply({"uri": "/videos/5", "upload": {"upload_link": ""}}, 201)
+        with self.serve(in_turn(Reply(500), created)) as server:
+            self.upload()
+            self.assertEqual([request.path for request in server.requests[:2]], ["/vimeoApi/me/videos"] * 2)
 
     def test_the_upload_address_must_be_as_safe_as_the_service(self):
         created = {"uri": "/videos/5", "upload": {"upload_link": "ftp://x/"}}

@@ -1,0 +1,199 @@
+"""What became of a video when the answer of its last step is lost: asked first, never published twice."""
+
+import time
+import unittest
+from email.utils import formatdate
+
+from pysocialnetwork import outcome
+from pysocialnetwork.errors import Refused, Stopped, TokenInvalid, Transient, UploadError
+
+from platformcase import answer
+from sandboxed import ServicesCase, fresh_video
+from support import QUICK, make_wire
+
+FINISHED, ERROR = 2, 3
+
+# The request that makes a video public or whole, in uploads of one part, and which one of its route it is.
+ENDS = {
+    "facebook": ("facebookVideos", 3),
+    "instagram": ("instagramPublish", 1),
+    "twitch": ("twitchComplete", 1),
+    "vimeo": ("vimeoUpload", 1),
+    "flickr": ("flickrUpload", 1),
+}
+# Where the service tells what became of it.
+QUESTIONS = {
+    "facebook": "facebookVideo",
+    "instagram": "instagramStatus",
+    "twitch": "twitchVideo",
+    "vimeo": "vimeoUpload",
+    "flickr": "flickrMethods",
+}
+
+BEFORE = (
+    {"kind": "closeAtOnce"},
+    {"kind": "resetAtOnce"},
+    *({"kind": "status", "code": code} for code in (500, 502, 504)),
+)
+AFTER = (
+    {"kind": "resetAnswerAfter", "bytes": 0},
+    {"kind": "resetAnswerAfter", "bytes": 20},
+    {"kind": "truncatedBody", "bytes": 0},
+)
+# Only what answers with a content can answer rubbish.
+RUBBISH = {"kind": "brokenJson"}
+
+
+class LostEnds(ServicesCase):
+    def finished_once(self, platform, **fault):
+        route, nth = ENDS[platform]
+        order = self.order(route, nth=nth, **fault)
+        uploader = self.signed_in(platform)
+        end, host, content = self.upload(uploader, 5000)
+        self.assertEqual(self.delivered(order), 1, "the trouble did not come")
+        self.assert_finished(end, host, content)
+        return uploader
+
+    def test_an_end_that_the_service_has_not_heard_of_is_repeated(self):
+        for platform in ENDS:
+            for fault in BEFORE:
+                with self.subTest(platform, **fault):
+                    self.finished_once(platform, **fault)
+
+    def test_an_end_whose_answer_is_lost_is_found(self):
+        for platform in ENDS:
+            for fault in (*AFTER, *([] if platform in ("twitch", "vimeo") else [RUBBISH])):
+                with self.subTest(platform, **fault):
+                    self.finished_once(platform, **fault)
+
+    def test_the_question_may_be_lost_as_well(self):
+        for platform in ENDS:
+            nth = 2 if QUESTIONS[platform] == ENDS[platform][0] else 1
+            if platform == "instagram":
+                nth = 4  # behind those that wait until the video is ready
+            if platform == "flickr":
+                nth = 2  # behind the one about what was there before
+            for fault in ({"kind": "resetAnswerAfter", "bytes": 0}, {"kind": "status", "code": 500}):
+                with self.subTest(platform, **fault):
+                    asked = self.order(QUESTIONS[platform], nth=nth, **fault)
+                    self.finished_once(platform, kind="resetAnswerAfter", bytes=0)
+                    self.assertEqual(self.delivered(asked), 1, "the question was not lost")
+
+    def test_a_service_that_cannot_be_asked_leaves_the_end_open(self):
+        route, nth = ENDS["facebook"]
+        self.order(route, "resetAnswerAfter", nth=nth, bytes=0)
+        self.order(QUESTIONS["facebook"], "status", code=500, times=1000)
+        end, host, content = self.upload(self.signed_in("facebook"), 5000)
+        self.assertEqual((end.code, host.closing()), (ERROR, [end]))
+        self.assertIn("could not be found out", end.text)
+        self.assertEqual(len(self.stored(content)), 1)
+
+    def test_the_same_video_again_is_no_answer_that_was_lost(self):
+        for platform in ENDS:
+            with self.subTest(platform), fresh_video(5000) as (path, content):
+                uploader = self.signed_in(platform)
+                ends = [self.start(uploader, path).wait_for_end() for _ in range(2)]
+                self.assertEqual([end.code for end in ends], [FINISHED, FINISHED], ends)
+                self.assertNotEqual(ends[0].text, ends[1].text)
+                self.assertEqual(len(self.stored(content)), 2)
+
+    def test_a_lost_answer_finds_the_new_video_and_not_an_old_one_with_its_title(self):
+        for platform in ("instagram", "flickr"):
+            with self.subTest(platform):
+                uploader = self.signed_in(platform)
+                first, _, _ = self.upload(uploader, 5000)
+                route, nth = ENDS[platform]
+                self.order(route, "resetAnswerAfter", nth=nth, bytes=0)
+                self.assert_finished(*self.upload(uploader, 5000))
+                self.assertEqual(first.code, FINISHED)
+
+
+class Once(unittest.TestCase):
+    def done(self, acts, finds=()):
+        """What comes of acts and questions that end as told, in their order."""
+        waiting = {"act": list(acts), "find": list(finds)}
+        seen = []
+
+        def step(name):
+            seen.append(name)
+            result = waiting[name].pop(0)
+            if isinstance(result, Exception):
+                raise result
+            return result
+
+        with make_wire(QUICK) as wire:
+            try:
+                result = outcome.once(wire, lambda: step("act"), lambda: step("find"))
+            except UploadError as error:
+                result = error
+        return result, seen
+
+    def test_what_was_not_worked_on_is_repeated_without_a_question(self):
+        busy = Transient("busy", unprocessed=True)
+        self.assertEqual(self.done([busy, busy, "done"]), ("done", ["act", "act", "act"]))
+
+    def test_what_may_be_done_is_asked_after_first(self):
+        lost = Transient("lost")
+        self.assertEqual(self.done([lost], ["done"]), ("done", ["act", "find"]))
+        self.assertEqual(self.done([lost, "done"], [None]), ("done", ["act", "find", "act"]))
+        self.assertEqual(self.done([lost], [lost, "done"]), ("done", ["act", "find", "find"]))
+
+    def test_a_question_that_was_not_worked_on_is_asked_again(self):
+        lost, busy = Transient("lost"), Transient("busy", unprocessed=True)
+        self.assertEqual(self.done([lost], [busy, "done"]), ("done", ["act", "find", "find"]))
+
+    def test_a_refusal_after_a_lost_answer_may_mean_that_it_is_done(self):
+        lost, refused = Transient("lost"), Refused("done already", 400)
+        self.assertEqual(self.done([lost, refused], [None, "done"]), ("done", ["act", "find", "act", "find"]))
+        self.assertEqual(self.done([lost, refused], [None, None]), (refused, ["act", "find", "act", "find"]))
+        self.assertEqual(self.done([refused]), (refused, ["act"]))
+
+    def test_tries_end(self):
+        lost, busy = Transient("lost"), Transient("busy", unprocessed=True)
+        result, seen = self.done([lost], [lost] * 10)
+        self.assertEqual(str(result), "lost; whether the video is out could not be found out")
+        self.assertEqual(seen.count("act"), 1)
+        self.assertIs(self.done([busy] * 10)[0], busy)
+
+    def test_a_stop_is_no_trouble(self):
+        stop = Stopped()
+        self.assertIs(self.done([stop])[0], stop)
+
+
+class RemovedIfRefused(unittest.TestCase):
+    def test_only_what_will_never_be_whole_is_removed(self):
+        for error, removed in (
+            (Refused("no", 400), True),
+            (UploadError("the file changed"), True),
+            (Stopped(), False),
+            (Transient("busy"), False),
+            (TokenInvalid("over"), False),
+        ):
+            calls, lines = [], []
+            with self.assertRaises(type(error)), outcome.removed_if_refused(lambda: calls.append(1), lines.append):
+                raise error
+            self.assertEqual((len(calls), len(lines)), (int(removed), int(removed)), error)
+
+    def test_a_removal_that_fails_is_told_and_hides_nothing(self):
+        def refuse():
+            raise Refused("not yours", 403)
+
+        lines = []
+        with self.assertRaisesRegex(UploadError, "changed"), outcome.removed_if_refused(refuse, lines.append):
+            raise UploadError("the file changed")
+        self.assertEqual(lines, ["the unfinished video is left behind: not yours"])
+
+
+class Moments(unittest.TestCase):
+    def test_the_services_clock_counts_where_it_is_told(self):
+        started = time.monotonic() - 60
+        past = int(time.time()) - 100000
+        dated = answer(200, {}, Date=formatdate(past, usegmt=True))
+        self.assertAlmostEqual(outcome.moment_at_service(dated, started), past - 60, delta=2)
+        for header in ({}, {"Date": "soon"}, {"Date": "Mon, 99 Foo 2020 00:00:00 GMT"}):
+            moment = outcome.moment_at_service(answer(200, {}, **header), started)
+            self.assertAlmostEqual(moment, time.time() - 60, delta=2)
+
+
+if __name__ == "__main__":
+    unittest.main()
