@@ -8,7 +8,7 @@
 
 #include <algorithm>
 #include <array>
-#include <ctime>
+#include <cstdio>
 
 namespace sandbox {
 
@@ -47,11 +47,14 @@ bool asksFor(const std::string& fields, const std::string& field) {
 
 /// As the Graph API writes times.
 std::string timeText(std::chrono::system_clock::time_point moment) {
-  const std::time_t seconds = std::chrono::system_clock::to_time_t(moment);
-  std::tm parts{};
-  gmtime_r(&seconds, &parts);
-  std::array<char, 32> text{};
-  std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S+0000", &parts);
+  const auto day = std::chrono::floor<std::chrono::days>(moment);
+  const std::chrono::year_month_day date(day);
+  const std::chrono::hh_mm_ss time(std::chrono::floor<std::chrono::seconds>(moment - day));
+  std::array<char, 64> text{};
+  std::snprintf(text.data(), text.size(), "%04d-%02u-%02uT%02d:%02d:%02d+0000", static_cast<int>(date.year()),
+                static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+                static_cast<int>(time.hours().count()), static_cast<int>(time.minutes().count()),
+                static_cast<int>(time.seconds().count()));
   return text.data();
 }
 
