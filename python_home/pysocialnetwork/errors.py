@@ -20,6 +20,10 @@ class TokenInvalid(UploadError):
     """The service does not accept the login any more; somebody has to sign in again."""
 
 
+class Undecided(UploadError):
+    """Nobody could be asked whether the service has published the video."""
+
+
 class Refused(UploadError):
     """The service said no, with an HTTP status; `word` is its machine-readable reason where it gives one."""
 

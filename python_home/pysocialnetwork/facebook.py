@@ -53,6 +53,9 @@ CATEGORIES = (
 
 LONGEST_TITLE = 255
 
+# What tells where an upload goes on.
+SESSION = ("upload_session_id", "video_id", "start_offset", "end_offset")
+
 # States of a video behind its "finish", where the phase of its publication is not told.
 FINISHED_STATES = frozenset(("processing", "ready"))
 
@@ -109,21 +112,39 @@ class Uploader(OAuth2Uploader):
         details = self._details(request)
         self.check_thumbnail(request.thumbnail)
         with LocalFile(request.path) as video:
-            started = self.authorized(
-                wire, lambda login: self._phase(wire, login, "start", [("file_size", str(video.size))])
-            )
-            session, name = required_text(started, "upload_session_id"), required_text(started, "video_id")
-            with removed_if_refused(lambda: self._remove(wire, name), self._debug):
-                self._transfer(job, wire, video, session, started)
-        self._finish(job, wire, name, [("upload_session_id", session), *details])
-        return "https://www.facebook.com/watch/?v=" + name
+            with self.going_on(wire, self.address("facebookGraphVideo"), request, video) as kept:
+                if not kept or not wire.run(lambda: self._is_out(wire, kept["video_id"])):
+                    if not self._went_on(job, wire, video, kept):
+                        self._start(wire, video, kept)
+                        with removed_if_refused(lambda: self._remove(wire, kept["video_id"]), self._debug):
+                            self._transfer(job, wire, video, kept)
+                    session = ("upload_session_id", kept["upload_session_id"])
+                    self._finish(job, wire, kept["video_id"], [session, *details])
+        return "https://www.facebook.com/watch/?v=" + kept["video_id"]
 
-    def _transfer(self, job: UploadJob, wire: Wire, video: LocalFile, session: str, started: Mapping[str, Any]) -> None:
-        start, end = stretch(started)
-        wanted = {"end": end}
+    def _start(self, wire: Wire, video: LocalFile, kept: Dict[str, str]) -> None:
+        size = [("file_size", str(video.size))]
+        started = self.authorized(wire, lambda login: self._phase(wire, login, "start", size))
+        stretch(started)
+        kept.update({name: required_text(started, name) for name in SESSION})
+
+    def _went_on(self, job: UploadJob, wire: Wire, video: LocalFile, kept: Dict[str, str]) -> bool:
+        """Whether the service has all of a video whose upload broke off before."""
+        if not kept:
+            return False
+        try:
+            self._transfer(job, wire, video, kept)
+        except Refused as refused:
+            self._debug("%s; the upload begins anew" % refused)
+            kept.clear()
+        return bool(kept)
+
+    def _transfer(self, job: UploadJob, wire: Wire, video: LocalFile, kept: Dict[str, str]) -> None:
+        """From the stretch that the service wanted last, which is kept as it says another one."""
+        session = kept["upload_session_id"]
 
         def send(offset: int) -> int:
-            length = min(wanted["end"], video.size) - offset
+            length = min(int(kept["end_offset"]), video.size) - offset
             if length <= 0:
                 raise UploadError("the service asks for an empty part")
             part = video.part(offset, length, lambda position: job.progress(position, video.size))
@@ -133,13 +154,14 @@ class Uploader(OAuth2Uploader):
                     wire,
                     lambda login: self._phase_once(wire, login, "transfer", fields, "video_file_chunk", video, part),
                 )
-                reached, wanted["end"] = stretch(answer)
+                start, end = stretch(answer)
             except WrongOffset as other:
-                reached, wanted["end"] = other.start, other.end
-            return reached
+                start, end = other.start, other.end
+            kept.update(start_offset=str(start), end_offset=str(end))
+            return start
 
         # The same part again is the question how far the service came: a wrong one is answered with the right one.
-        wire.transfer(start, video.size, send, ask=send)
+        wire.transfer(int(kept["start_offset"]), video.size, send, ask=send)
 
     def _details(self, request: VideoRequest) -> Fields:
         privacy = chosen_privacy(request.privacy, PRIVACY)

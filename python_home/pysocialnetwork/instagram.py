@@ -125,16 +125,23 @@ class Uploader(OAuth2Uploader):
     def _published(self, job: UploadJob, wire: Wire, video: LocalFile) -> str:
         """The reel's number; empty where the answer that names it was lost."""
         used = 0
-        while True:
-            container = self.authorized(wire, lambda login: self._make_container(wire, login, job.request))
-            try:
-                self._send(job, wire, video, container)
-                return self._publish(wire, container, caption(job.request))
-            except ContainerLost as trouble:
-                used += 1
-                if used == CONTAINERS:
-                    raise
-                self._debug("%s; the video is uploaded anew" % trouble)
+        with self.going_on(wire, self.address("instagramUpload"), job.request, video) as kept:
+            while True:
+                former = "container" in kept
+                if not former:
+                    kept["container"] = self.authorized(
+                        wire, lambda login: self._make_container(wire, login, job.request)
+                    )
+                try:
+                    self._send(job, wire, video, kept["container"], former)
+                    return self._publish(wire, kept["container"], caption(job.request))
+                except (ContainerLost, Refused) as trouble:
+                    # One of an earlier upload is given up for any reason, one of this upload only when it is lost.
+                    del kept["container"]
+                    used += not former
+                    if not former and (used == CONTAINERS or not isinstance(trouble, ContainerLost)):
+                        raise
+                    self._debug("%s; the video is uploaded anew" % trouble)
 
     def _permalink(self, wire: Wire, published: str) -> Dict[str, Any]:
         return self.authorized(wire, lambda login: self._look(wire, login, published, "permalink"))
@@ -147,7 +154,7 @@ class Uploader(OAuth2Uploader):
         answer = wire.run(lambda: read(wire.exchange("POST", address, body=body), NAME))
         return required_text(answer, "id")
 
-    def _send(self, job: UploadJob, wire: Wire, video: LocalFile, container: str) -> None:
+    def _send(self, job: UploadJob, wire: Wire, video: LocalFile, container: str, asking: bool) -> None:
         address = self.address("instagramUpload") + "/" + quote(container, safe="")
 
         def send(offset: int) -> int:
@@ -165,7 +172,7 @@ class Uploader(OAuth2Uploader):
             reached = member(state, "video_status", "uploading_phase", "bytes_transferred")
             return reached if isinstance(reached, int) and not isinstance(reached, bool) else 0
 
-        wire.transfer(0, video.size, send, ask)
+        wire.transfer(0, video.size, send, ask, asking)
 
     def _send_once(self, wire: Wire, login: Login, address: str, offset: int, size: int, part: Any) -> None:
         headers = {"Authorization": "OAuth " + login.access, "offset": str(offset), "file_size": str(size)}

@@ -8,7 +8,7 @@ from email.utils import parsedate_to_datetime
 from typing import Callable, Iterator, Optional, TypeVar
 
 from .connection import Answer
-from .errors import Refused, Stopped, TokenInvalid, Transient, UploadError
+from .errors import Refused, Stopped, TokenInvalid, Transient, Undecided, UploadError
 from .retry import Setbacks
 from .wire import Wire
 
@@ -47,7 +47,7 @@ def _bear(wire: Wire, setbacks: Setbacks, trouble: Transient, lost: bool) -> Non
     except Transient:
         if not lost:
             raise
-        raise UploadError("%s; whether the video is out could not be found out" % trouble) from None
+        raise Undecided("%s; whether the video is out could not be found out" % trouble) from None
 
 
 @contextmanager
@@ -56,7 +56,7 @@ def removed_if_refused(remove: Callable[[], object], debug: Callable[[str], None
     it may go on."""
     try:
         yield
-    except (Stopped, TokenInvalid, Transient):
+    except (Stopped, TokenInvalid, Transient, Undecided):
         raise
     except UploadError:
         try:

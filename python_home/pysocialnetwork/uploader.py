@@ -18,7 +18,7 @@ from .account import Account
 from .bodies import LocalFile
 from .connection import TimeLimits
 from .details import Details
-from .errors import Stopped, TokenInvalid, Transient, UploadError
+from .errors import Stopped, TokenInvalid, Transient, Undecided, UploadError
 from .hostcallback import HostCallback
 from .job import UploadJob, UploadSlot, VideoRequest, unexpected
 from .login import Login
@@ -215,12 +215,11 @@ class Uploader(Details):
         caller has put there is kept if this one breaks off as well. `service` is the address that takes it in."""
         subject = unfinished.subject_of(service, self._renewal.usable_login(wire), video.identity, request)
         values = unfinished.kept.take(subject)
-        self.keep_secret(*values.values())
         if values:
             self._debug("the upload goes on that broke off before")
         try:
             yield values
-        except (Stopped, TokenInvalid, Transient):
+        except (Stopped, TokenInvalid, Transient, Undecided):
             if values:
                 unfinished.kept.keep(subject, values)
             raise

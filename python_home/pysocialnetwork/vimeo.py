@@ -85,16 +85,32 @@ class Uploader(OAuth2Uploader):
         view = chosen_privacy(request.privacy, PRIVACY)
         category = self._category_name(wire, request.category)
         self.check_thumbnail(request.thumbnail)
-        with LocalFile(request.path) as video:
-            created = self.authorized(wire, lambda login: self._create(wire, login, job, video.size, view))
-            link = require_same_safety(self.address("vimeoApi"), member(created, "upload", "upload_link"))
-            place = required_text(created, "uri")
-            with removed_if_refused(lambda: self._remove(wire, place), self._debug):
-                self._send(job, wire, video, place, link)
+        service = self.address("vimeoApi")
+        with LocalFile(request.path) as video, self.going_on(wire, service, request, video) as kept:
+            if not self._went_on(job, wire, video, kept):
+                created = self.authorized(wire, lambda login: self._create(wire, login, job, video.size, view))
+                link = require_same_safety(service, member(created, "upload", "upload_link"))
+                kept.update(place=required_text(created, "uri"), link=link, page=text_member(created, "link"))
+                with removed_if_refused(lambda: self._remove(wire, kept["place"]), self._debug):
+                    self._send(job, wire, video, kept["place"], link)
+        place = kept["place"]
         self._describe(wire, place, split_tags(request.tags)[:MOST_TAGS], category)
         if request.thumbnail:
             self.afterwards("thumbnail", lambda: self._set_picture(wire, place, request.thumbnail))
-        return text_member(created, "link") or "https://vimeo.com/" + place.rsplit("/", 1)[-1]
+        return kept["page"] or "https://vimeo.com/" + place.rsplit("/", 1)[-1]
+
+    def _went_on(self, job: UploadJob, wire: Wire, video: LocalFile, kept: Dict[str, str]) -> bool:
+        """Whether the video of an upload that broke off is whole now."""
+        if not kept:
+            return False
+        try:
+            self._send(job, wire, video, kept["place"], kept["link"], asking=True)
+        except Refused as refused:
+            # A whole video is none that may be uploaded again.
+            if not wire.run(lambda: self._is_complete(wire, kept["place"])):
+                self._debug("%s; the upload begins anew" % refused)
+                kept.clear()
+        return bool(kept)
 
     def _create(self, wire: Wire, login: Login, job: UploadJob, size: int, view: str) -> Dict[str, Any]:
         content = {
@@ -106,7 +122,7 @@ class Uploader(OAuth2Uploader):
         # Done twice it leaves an empty video behind that nobody sees.
         return self._call(wire, login, "POST", "/me/videos", json_body(content))
 
-    def _send(self, job: UploadJob, wire: Wire, video: LocalFile, place: str, link: str) -> None:
+    def _send(self, job: UploadJob, wire: Wire, video: LocalFile, place: str, link: str, asking: bool = False) -> None:
         def send(offset: int) -> int:
             length = min(CHUNK, video.size - offset)
             part = TusPart(video.part(offset, length, lambda position: job.progress(position, video.size)))
@@ -127,7 +143,7 @@ class Uploader(OAuth2Uploader):
                 raise refusal(answer)
             return position_of(answer)
 
-        wire.transfer(0, video.size, send, ask)
+        wire.transfer(0, video.size, send, ask, asking)
 
     def _is_complete(self, wire: Wire, place: str) -> bool:
         query = "?fields=upload.status"

@@ -103,6 +103,8 @@ class Uploader(RefreshingUploader):
                     kept["session"] = self.authorized(
                         wire, lambda login: self._open_session(wire, login, video, resource)
                     )
+                # Whoever has it may send to it.
+                self.keep_secret(kept["session"])
                 try:
                     return self._send(job, wire, video, kept["session"], former)
                 except (SessionExpired, Refused) as trouble:
@@ -172,7 +174,6 @@ class Uploader(RefreshingUploader):
 
         # A session that nothing is sent to leaves no video behind, so a second one does no harm.
         session = require_same_safety(service, wire.run(attempt).header("Location"))
-        self.keep_secret(session)
         return session
 
     def _send(self, job: UploadJob, wire: Wire, video: LocalFile, session: str, asking: bool) -> Dict[str, Any]:

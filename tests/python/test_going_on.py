@@ -1,0 +1,109 @@
+"""Uploads of each resumable platform that break off, against the sandbox's services, and are started again."""
+
+import unittest
+from dataclasses import replace
+from unittest import mock
+
+from pysocialnetwork import vimeo, youtube
+
+from sandboxed import CARRIER, ServicesCase, fresh_video
+
+FINISHED, ERROR = 2, 3
+# What Facebook's stand-in asks for at a time.
+PART = 4 << 20
+RESUMABLE = ("facebook", "youtube", "vimeo", "instagram")
+
+BREAKS = (("closeAtOnce", {}), ("status", {"code": 503}), ("resetAnswerAfter", {"bytes": 0}))
+# The last request of an upload of one part, and where the service tells what became of it.
+ENDS = {
+    "facebook": ("facebookVideos", 3, "facebookVideo"),
+    "instagram": ("instagramPublish", 1, "instagramStatus"),
+    "youtube": ("youtubeUploadChunk", 1, "youtubeUploadChunk"),
+}
+
+
+class GoingOn(ServicesCase):
+    size = 9 << 20
+
+    def setUp(self):
+        super().setUp()
+        for module in (youtube, vimeo):
+            smaller = mock.patch.object(module, "CHUNK", PART)
+            smaller.start()
+            self.addCleanup(smaller.stop)
+
+    def uploads(self):
+        return {entry["media_id"] for entry in self.sandbox.get("/sandbox/uploads")}
+
+    def broken_off(self, platform, path, kind="closeAtOnce", **more):
+        """Something of the video arrives, then nothing does."""
+        uploader = self.signed_in(platform)
+        route, nth = CARRIER[platform]
+        first = self.order(route, "resetRequestAfter", nth=nth, bytes=PART) if platform == "instagram" else None
+        order = self.order(route, kind, nth=nth + 1, times=1000, **more)
+        end = self.start(uploader, path).wait_for_end()
+        self.assertEqual(end.code, ERROR, end.text)
+        self.assertGreaterEqual(self.delivered(order), 1)
+        if first is not None:
+            self.assertEqual(self.delivered(first), 1)
+        self.sandbox.post("/sandbox/faults/clear")
+        return uploader
+
+    def test_the_next_start_goes_on_with_the_same_video(self):
+        for platform in RESUMABLE:
+            # Where the lost answer is that of a whole video, as Instagram's, the upload does not end there.
+            for kind, more in BREAKS[: 2 if platform == "instagram" else 3]:
+                with self.subTest(platform, kind=kind), fresh_video(self.size) as (path, content):
+                    before = self.uploads()
+                    uploader = self.broken_off(platform, path, kind, **more)
+                    begun = self.uploads() - before
+                    self.assertEqual(len(begun), 1)
+                    host = self.start(uploader, path)
+                    video = self.assert_finished(host.wait_for_end(), host, content)
+                    self.assertEqual(self.uploads() - before, begun)
+                    self.assertEqual({video["media_id"]}, begun)
+                    self.assertIn("the upload goes on that broke off before", host.texts())
+                    # All that arrived the first time stays there.
+                    self.assertGreaterEqual(int(host.of(1)[0].text), 33)
+
+    def test_what_the_service_has_given_up_begins_anew(self):
+        for platform in RESUMABLE:
+            with self.subTest(platform), fresh_video(self.size) as (path, content):
+                uploader = self.broken_off(platform, path)
+                route = "instagramStatus" if platform == "instagram" else CARRIER[platform][0]
+                order = self.order(route, "status", code=404)
+                host = self.start(uploader, path)
+                self.assert_finished(host.wait_for_end(), host, content)
+                self.assertEqual(self.delivered(order), 1)
+                self.assertIn("anew", host.texts())
+
+    def test_one_that_may_be_out_is_asked_after_and_not_published_again(self):
+        for platform, (route, nth, question) in ENDS.items():
+            with self.subTest(platform), fresh_video(5000) as (path, content):
+                uploader = self.signed_in(platform)
+                self.order(route, "resetAnswerAfter", nth=nth, times=1000, bytes=0)
+                if platform != "youtube":
+                    # Instagram is asked before as well, until the video is ready.
+                    nth = 3 if platform == "instagram" else 1
+                    self.order(question, "status", code=500, nth=nth, times=1000)
+                self.assertEqual(self.start(uploader, path).wait_for_end().code, ERROR)
+                self.assertEqual(len(self.stored(content)), 1)
+                self.sandbox.post("/sandbox/faults/clear")
+                host = self.start(uploader, path)
+                end = host.wait_for_end()
+                self.assertEqual(end.code, FINISHED, end.text)
+                self.assertEqual(len(self.stored(content)), 1)
+
+    def test_another_user_begins_a_video_of_its_own(self):
+        for platform in RESUMABLE:
+            with self.subTest(platform), fresh_video(self.size) as (path, content):
+                uploader = self.broken_off(platform, path)
+                own = uploader.login
+                uploader.set_login(replace(own, user_id=own.user_id + "0"))
+                host = self.start(uploader, path)
+                host.wait_for_end()
+                self.assertNotIn("goes on", host.texts())
+
+
+if __name__ == "__main__":
+    unittest.main()
