@@ -1,6 +1,7 @@
 #include "foundation/BsNet/client/SocksServer.h"
 
-#include <thread>
+#include "foundation/BsNet/client/Relay.h"
+
 #include <utility>
 
 namespace {
@@ -34,13 +35,6 @@ std::string dotted(const std::string& address) {
   return text;
 }
 
-void relay(RawConnection& from, RawConnection& to) {
-  for (std::string bytes = from.readSome(); !bytes.empty() && to.send(bytes); bytes = from.readSome()) {
-  }
-  from.interrupt();
-  to.interrupt();
-}
-
 }  // namespace
 
 SocksServer::SocksServer(std::string user, std::string password)
@@ -70,9 +64,7 @@ void SocksServer::serve(RawConnection& client) {
   if (version == 4 ? !greetVersion4(client, port) : version != 5 || !greetVersion5(client, port)) return;
   const auto target = connectTo(port);
   if (target == nullptr) return;
-  std::thread back([&] { relay(*target, client); });
-  relay(client, *target);
-  back.join();
+  relayBothWays(client, *target);
 }
 
 bool SocksServer::greetVersion4(RawConnection& client, int& port) {
