@@ -112,7 +112,7 @@ class Uploader(OAuth2Uploader):
         details = self._details(request)
         self.check_thumbnail(request.thumbnail)
         with LocalFile(request.path) as video:
-            with self.going_on(wire, self.address("facebookGraphVideo"), request, video) as kept:
+            with self.going_on(wire, self.address("facebookGraphVideo"), request, video, SESSION) as kept:
                 if not kept or not wire.run(lambda: self._is_out(wire, kept["video_id"])):
                     if not self._went_on(job, wire, video, kept):
                         self._start(wire, video, kept)
@@ -132,6 +132,7 @@ class Uploader(OAuth2Uploader):
         """Whether the service has all of a video whose upload broke off before."""
         if not kept:
             return False
+        stretch(kept)
         try:
             self._transfer(job, wire, video, kept)
         except Refused as refused:

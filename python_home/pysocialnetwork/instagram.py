@@ -125,7 +125,7 @@ class Uploader(OAuth2Uploader):
     def _published(self, job: UploadJob, wire: Wire, video: LocalFile) -> str:
         """The reel's number; empty where the answer that names it was lost."""
         used = 0
-        with self.going_on(wire, self.address("instagramUpload"), job.request, video) as kept:
+        with self.going_on(wire, self.address("instagramUpload"), job.request, video, ("container",)) as kept:
             while True:
                 former = "container" in kept
                 if not former:

@@ -5,7 +5,7 @@ from __future__ import annotations
 import hashlib
 import threading
 import time
-from typing import Callable, Dict, NamedTuple, Tuple
+from typing import Callable, Collection, Dict, NamedTuple, Tuple
 
 from .job import VideoRequest
 from .login import Login
@@ -42,11 +42,15 @@ class Unfinished:
         self._lock = threading.Lock()
         self._kept: Dict[Subject, Tuple[float, Dict[str, str]]] = {}
 
-    def take(self, subject: Subject) -> Dict[str, str]:
-        """What was kept of it; empty where there is nothing, or nothing that a service still knows."""
+    def take(self, subject: Subject, names: Collection[str]) -> Dict[str, str]:
+        """What was kept of it; empty where there is nothing, nothing that a service still knows, or not what these names
+        stand for."""
         with self._lock:
             since, values = self._kept.pop(subject, (0.0, {}))
-        return values if self._clock() - since < LIFETIME else {}
+        usable = values.keys() == set(names) and all(
+            isinstance(value, str) and value.isprintable() for value in values.values()
+        )
+        return values if usable and self._clock() - since < LIFETIME else {}
 
     def keep(self, subject: Subject, values: Dict[str, str]) -> None:
         with self._lock:

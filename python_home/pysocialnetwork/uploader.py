@@ -11,7 +11,7 @@ import contextlib
 import threading
 import time
 from abc import abstractmethod
-from typing import Any, Callable, ClassVar, Dict, Iterator, Optional, TypeVar
+from typing import Any, Callable, ClassVar, Collection, Dict, Iterator, Optional, TypeVar
 
 from . import hostcallback, logincheck, texts, unfinished
 from .account import Account
@@ -210,11 +210,14 @@ class Uploader(Details):
         return self._renewal.authorized(wire, call)
 
     @contextlib.contextmanager
-    def going_on(self, wire: Wire, service: str, request: VideoRequest, video: LocalFile) -> Iterator[Dict[str, str]]:
+    def going_on(
+        self, wire: Wire, service: str, request: VideoRequest, video: LocalFile, names: Collection[str]
+    ) -> Iterator[Dict[str, str]]:
         """What is known of an upload of the same video to the same account that broke off, empty for none. What the
-        caller has put there is kept if this one breaks off as well. `service` is the address that takes it in."""
+        caller has put there, which is to have these names, is kept if this one breaks off as well. `service` is the
+        address that takes it in."""
         subject = unfinished.subject_of(service, self._renewal.usable_login(wire), video.identity, request)
-        values = unfinished.kept.take(subject)
+        values = unfinished.kept.take(subject, names)
         if values:
             self._debug("the upload goes on that broke off before")
         try:

@@ -35,6 +35,9 @@ LONGEST_TITLE = 128
 LONGEST_DESCRIPTION = 5000
 MOST_TAGS = 20
 
+# What tells where an upload goes on.
+KEPT = ("place", "link", "page")
+
 # What one PATCH carries; after a broken connection at most this much is sent again.
 CHUNK = 32 * 1024 * 1024
 
@@ -86,7 +89,7 @@ class Uploader(OAuth2Uploader):
         category = self._category_name(wire, request.category)
         self.check_thumbnail(request.thumbnail)
         service = self.address("vimeoApi")
-        with LocalFile(request.path) as video, self.going_on(wire, service, request, video) as kept:
+        with LocalFile(request.path) as video, self.going_on(wire, service, request, video, KEPT) as kept:
             if not self._went_on(job, wire, video, kept):
                 created = self.authorized(wire, lambda login: self._create(wire, login, job, video.size, view))
                 link = require_same_safety(service, member(created, "upload", "upload_link"))
@@ -103,6 +106,7 @@ class Uploader(OAuth2Uploader):
         """Whether the video of an upload that broke off is whole now."""
         if not kept:
             return False
+        require_same_safety(self.address("vimeoApi"), kept["link"])
         try:
             self._send(job, wire, video, kept["place"], kept["link"], asking=True)
         except Refused as refused:

@@ -95,8 +95,8 @@ class Uploader(RefreshingUploader):
         return "https://www.youtube.com/watch?v=" + name
 
     def _send_whole(self, job: UploadJob, wire: Wire, video: LocalFile, resource: Mapping[str, Any]) -> Dict[str, Any]:
-        used = 0
-        with self.going_on(wire, self.address("youtubeUpload"), job.request, video) as kept:
+        used, service = 0, self.address("youtubeUpload")
+        with self.going_on(wire, service, job.request, video, ("session",)) as kept:
             while True:
                 former = "session" in kept
                 if not former:
@@ -104,7 +104,7 @@ class Uploader(RefreshingUploader):
                         wire, lambda login: self._open_session(wire, login, video, resource)
                     )
                 # Whoever has it may send to it.
-                self.keep_secret(kept["session"])
+                self.keep_secret(require_same_safety(service, kept["session"]))
                 try:
                     return self._send(job, wire, video, kept["session"], former)
                 except (SessionExpired, Refused) as trouble:

@@ -140,12 +140,15 @@ class ServicesCase(unittest.TestCase):
     def delivered(self, order):
         return next(entry["delivered"] for entry in self.sandbox.get("/sandbox/faults") if entry["id"] == order)
 
-    def stored(self, content):
-        """What the sandbox has of a video that arrived whole."""
+    def copies(self, content):
+        """The videos with this content that arrived whole."""
         digest = sha256(content).hexdigest()
-        found = [
-            entry for entry in self.sandbox.get("/sandbox/uploads") if entry["complete"] and entry["sha256"] == digest
-        ]
+        uploads = self.sandbox.get("/sandbox/uploads")
+        return [entry for entry in uploads if entry["complete"] and entry["sha256"] == digest]
+
+    def stored(self, content):
+        """The same, where there has to be one."""
+        found = self.copies(content)
         self.assertTrue(found, "the video did not arrive")
         return found
 

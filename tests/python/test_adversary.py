@@ -3,9 +3,11 @@
 import json
 import os
 import random
+import time
 import unittest
 from unittest import mock
 
+from pysocialnetwork import unfinished
 from pysocialnetwork.retry import Looks
 from pysocialnetwork.wire import Wire
 
@@ -252,10 +254,84 @@ class Files(AdversaryCase):
                     self.assertEqual(end.code, ERROR)
                     self.assertIn("changed while it was being sent", end.text)
 
+    def test_a_file_that_is_gone_before_it_is_sent_is_told(self):
+        for platform in PLATFORMS:
+            with self.subTest(platform):
+                end, host, _ = self.upload_of(platform, "/nowhere/at all.mp4")
+                self.assert_ended(end, host)
+                self.assertEqual(end.text, "cannot open the file /nowhere/at all.mp4: No such file or directory")
+
+    def upload_of(self, platform, path):
+        host = self.start(self.user_of(platform), path)
+        return host.wait_for_end(), host, None
+
     def test_a_file_that_is_removed_while_it_is_sent_is_still_whole(self):
         for platform in PLATFORMS:
             with self.subTest(platform):
                 self.assertEqual(self.changed(platform, os.remove).code, FINISHED)
+
+
+class ClocksThatJump(AdversaryCase):
+    def jumped(self, platform, days, nth):
+        """An upload whose wall clock jumps before its `nth` exchange."""
+        user = self.user_of(platform)
+        now, exchange, seen = time.time, Wire.exchange, []
+        self.exchanges = 0
+
+        def watched(wire, *request, **more):
+            seen.append(1)
+            return exchange(wire, *request, **more)
+
+        with mock.patch.object(Wire, "exchange", watched):
+            with mock.patch("time.time", lambda: now() + (days * 86400 if len(seen) >= nth else 0)):
+                end, host, content = self.upload(user, 5000)
+        self.assert_ended(end, host)
+        self.assertLessEqual(len(self.copies(content)), 1, "there is a second video")
+        return end
+
+    def test_each_upload_has_one_end_and_no_second_video(self):
+        for platform in PLATFORMS:
+            for days in (-4000, -1, 1, 4000):
+                for nth in (0, 1, 2, 3):
+                    with self.subTest(platform, days=days, nth=nth):
+                        end = self.jumped(platform, days, nth)
+                        if days in (-1, 1) and platform != "flickr":
+                            self.assertEqual(end.code, FINISHED, end.text)
+                        self.users.clear()
+
+
+class Anything(dict):
+    """Has the same for every key."""
+
+    def __init__(self, value):
+        super().__init__()
+        self._value = value
+
+    def pop(self, *unused):
+        return time.monotonic(), dict(self._value)
+
+
+class RubbishRecords(AdversaryCase):
+    """What is kept of an upload that broke off may be anything."""
+
+    names = {
+        "facebook": ("upload_session_id", "video_id", "start_offset", "end_offset"),
+        "youtube": ("session",),
+        "vimeo": ("place", "link", "page"),
+        "instagram": ("container",),
+    }
+
+    def test_they_end_in_order_and_in_no_second_video(self):
+        for platform, names in self.names.items():
+            for value in ("", "rubbish", "\ud800", "7", "-1", "9" * 400, "http://127.0.0.1:9/x", "a\r\nb", "../.."):
+                with self.subTest(platform, value=value), fresh_video(5000) as (path, content):
+                    rubbish = dict.fromkeys(names, value)
+                    user, self.exchanges = self.user_of(platform), 0
+                    with mock.patch.object(unfinished.kept, "_kept", Anything(rubbish)):
+                        host = self.start(user, path)
+                        end = host.wait_for_end()
+                    self.assert_ended(end, host)
+                    self.assertEqual(len(self.copies(content)), 1 if end.code == FINISHED else 0, end.text)
 
 
 if __name__ == "__main__":

@@ -49,6 +49,44 @@ class HostileAnswers(WireCase):
         self.assertIsInstance(self.trouble_with(headers), Transient)
         self.assertRegex(str(self.trouble_with(body)), "larger than expected")
 
+    def test_a_doubled_answer_is_never_that_of_the_next_request(self):
+        for late in (False, True):
+            doubled, served = threading.Event(), []
+
+            def serve(connection, late=late, doubled=doubled, served=served):
+                while connection.recv(65536):
+                    served.append(1)
+                    reply = b"HTTP/1.1 200 OK\r\nContent-Length: 1\r\n\r\n%d" % len(served)
+                    connection.sendall(reply if late else reply * 2)
+                    if late:
+                        time.sleep(0.01)
+                        connection.sendall(reply)
+                    doubled.set()
+
+            with self.subTest(late=late), raw_server(serve) as port, make_wire() as wire:
+                for number in (b"1", b"2", b"3"):
+                    self.assertEqual(wire.exchange("GET", "http://127.0.0.1:%d/" % port).body, number)
+                    self.assertTrue(doubled.wait(LIMIT))
+                    doubled.clear()
+
+    def test_an_answer_that_comes_too_late_is_never_that_of_the_next_request(self):
+        served, go_on = [], threading.Event()
+
+        def serve(connection):
+            while connection.recv(65536):
+                served.append(1)
+                number = len(served)
+                if number == 1:
+                    go_on.wait(LIMIT)
+                connection.sendall(b"HTTP/1.1 200 OK\r\nContent-Length: 1\r\n\r\n%d" % number)
+
+        with raw_server(serve) as port, make_wire(limits=TimeLimits(5, 0.2, LIMIT)) as wire:
+            url = "http://127.0.0.1:%d/" % port
+            with self.assertRaises(Transient):
+                wire.exchange("GET", url)
+            go_on.set()
+            self.assertEqual(wire.exchange("GET", url).body, b"2")
+
     def test_silence_ends(self):
         waiting = threading.Event()
         trouble = self.trouble_with(lambda connection: waiting.wait(LIMIT), TimeLimits(5, 0.1, LIMIT))

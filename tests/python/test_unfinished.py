@@ -24,14 +24,17 @@ class Records(unittest.TestCase):
         self.now = 0.0
         self.unfinished = Unfinished(lambda: self.now)
 
+    def take(self, subject):
+        return self.unfinished.take(subject, ("session",))
+
     def subject(self, service="https://s", login=None, file=FILE, **details):
         request = VideoRequest(**{**vars(REQUEST), **details})
         return subject_of(service, login or Login("youtube", "t", user_id="1"), file, request)
 
     def test_what_is_taken_is_gone(self):
         self.unfinished.keep(self.subject(), {"session": "s"})
-        self.assertEqual(self.unfinished.take(self.subject()), {"session": "s"})
-        self.assertEqual(self.unfinished.take(self.subject()), {})
+        self.assertEqual(self.take(self.subject()), {"session": "s"})
+        self.assertEqual(self.take(self.subject()), {})
 
     def test_anything_else_is_another_upload(self):
         self.unfinished.keep(self.subject(), {"session": "s"})
@@ -43,8 +46,8 @@ class Records(unittest.TestCase):
             self.subject(login=Login("vimeo", "t", user_id="1")),
             *(self.subject(**{name: "other"}) for name in vars(REQUEST) if name != "path"),
         ):
-            self.assertEqual(self.unfinished.take(other), {}, other)
-        self.assertEqual(self.unfinished.take(self.subject(path="another name of it")), {"session": "s"})
+            self.assertEqual(self.take(other), {}, other)
+        self.assertEqual(self.take(self.subject(path="another name of it")), {"session": "s"})
 
     def test_a_user_without_a_number_is_known_by_what_a_renewal_keeps(self):
         def user(**fields):
@@ -58,13 +61,18 @@ class Records(unittest.TestCase):
     def test_what_is_too_old_is_not_tried(self):
         self.unfinished.keep(self.subject(), {"session": "s"})
         self.now = unfinished.LIFETIME
-        self.assertEqual(self.unfinished.take(self.subject()), {})
+        self.assertEqual(self.take(self.subject()), {})
+
+    def test_rubbish_is_nothing(self):
+        for values in ({"session": 5}, {"other": "s"}, {"session": "s", "other": "s"}, {"session": None}):
+            self.unfinished.keep(self.subject(), values)
+            self.assertEqual(self.take(self.subject()), {}, values)
 
     def test_the_oldest_make_room(self):
         for number in range(unfinished.MOST + 1):
             self.unfinished.keep(self.subject(file=(number,)), {"session": str(number)})
-        self.assertEqual(self.unfinished.take(self.subject(file=(0,))), {})
-        self.assertEqual(self.unfinished.take(self.subject(file=(1,))), {"session": "1"})
+        self.assertEqual(self.take(self.subject(file=(0,))), {})
+        self.assertEqual(self.take(self.subject(file=(1,))), {"session": "1"})
 
 
 class FileIdentities(unittest.TestCase):
