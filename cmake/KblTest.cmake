@@ -1,5 +1,6 @@
 # kbl_test(ROOM_tests SOURCES file... LIBS target...): one GoogleTest program, each of its tests a ctest test.
-# Built for another system, a whole program is one, or as many as SHARDS says: each process costs an emulator's start there.
+# Built for another system or with a sanitizer, a whole program is one, or as many as SHARDS says: each process costs an
+# emulator's or a sanitizer's start there.
 # With PREFIX its tests have names that begin with it, for a source that is built into several programs.
 # With PER_PYTHON every test is one a version of Python, labelled with it, so that the closing lines name the versions.
 find_package(GTest REQUIRED)
@@ -54,7 +55,7 @@ function(kbl_test name)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
   kbl_test_compiler_options(${name})
   target_precompile_headers(${name} REUSE_FROM test_prelude)
-  if(CMAKE_CROSSCOMPILING)
+  if(CMAKE_CROSSCOMPILING OR (KBL_SANITIZE AND NOT ARG_PER_PYTHON))
     if(NOT ARG_SHARDS)
       set(ARG_SHARDS 1)
     endif()
@@ -70,6 +71,7 @@ function(kbl_test name)
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST TEST_PREFIX "${ARG_PREFIX}" PROPERTIES TIMEOUT ${ARG_TIMEOUT})
     return()
   endif()
+  # An interpreter is started once in a process: each of these tests has its own, in every build.
   foreach(version IN LISTS KBL_PYTHON_VERSIONS)
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST TEST_PREFIX "Python${version}."
       TEST_LIST ${name}_${version}
