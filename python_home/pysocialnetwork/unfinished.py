@@ -27,11 +27,14 @@ class Subject(NamedTuple):
 def subject_of(service: str, login: Login, file: Tuple[int, ...], request: VideoRequest) -> Subject:
     """`service` is the address that takes the video in, `file` what tells the file from any other and from its own later
     versions."""
+    details = (request.title, request.description, request.privacy, request.tags, request.category, request.thumbnail)
+    return Subject(service, user_of(login), file, details)
+
+
+def user_of(login: Login) -> str:
     # A token that is renewed changes, the user's number does not; some logins have none.
     secret = hashlib.sha256((login.refresh or login.access).encode("utf-8", "surrogatepass")).hexdigest()
-    user = "number " + login.user_id if login.user_id else "token " + secret
-    details = (request.title, request.description, request.privacy, request.tags, request.category, request.thumbnail)
-    return Subject(service, login.platform + " " + user, file, details)
+    return login.platform + (" number " + login.user_id if login.user_id else " token " + secret)
 
 
 class Unfinished:
@@ -58,6 +61,11 @@ class Unfinished:
             self._kept[subject] = (self._clock(), values)
             while len(self._kept) > MOST:
                 self._kept.pop(next(iter(self._kept)))
+
+    def forget(self, user: str) -> None:
+        """All that was kept of this user's uploads; `user` is as `user_of` tells it."""
+        with self._lock:
+            self._kept = {subject: record for subject, record in self._kept.items() if subject.user != user}
 
 
 kept = Unfinished()

@@ -279,6 +279,7 @@ class Uploader(Details):
         login = self.login
         self.set_login(None)
         if login is not None:
+            unfinished.kept.forget(unfinished.user_of(login))
             with self.calling() as wire:
                 self._revoke(wire, login)
 

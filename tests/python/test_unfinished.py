@@ -63,6 +63,14 @@ class Records(unittest.TestCase):
         self.now = unfinished.LIFETIME
         self.assertEqual(self.take(self.subject()), {})
 
+    def test_a_users_uploads_are_forgotten_alone(self):
+        other = Login("youtube", "t", user_id="2")
+        for subject in (self.subject(), self.subject(title="U"), self.subject(login=other)):
+            self.unfinished.keep(subject, {"session": "s"})
+        self.unfinished.forget(unfinished.user_of(Login("youtube", "renewed", user_id="1")))
+        self.assertEqual((self.take(self.subject()), self.take(self.subject(title="U"))), ({}, {}))
+        self.assertEqual(self.take(self.subject(login=other)), {"session": "s"})
+
     def test_rubbish_is_nothing(self):
         for values in ({"session": 5}, {"other": "s"}, {"session": "s", "other": "s"}, {"session": None}):
             self.unfinished.keep(self.subject(), values)
@@ -189,6 +197,13 @@ class GoingOn(unittest.TestCase):
         self.assertEqual(end.text, "User cancelled!")
         end, _ = self.upload()
         self.assert_one_video(end)
+
+    def test_who_logs_out_leaves_nothing_behind(self):
+        self.broken_off()
+        self.uploader().Logout()
+        end, _ = self.upload()
+        self.assertEqual(end.code, FINISHED)
+        self.assertNotIn("/session0", dict(self.sessions.asked))
 
     def test_one_that_breaks_off_again_goes_on_again(self):
         self.broken_off(at=1000)
