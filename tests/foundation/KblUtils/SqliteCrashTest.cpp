@@ -1,4 +1,5 @@
 #include "SavedValue.h"
+#include "Saver.h"
 #include "SqliteTools.h"
 #include "support/ChildProcess.h"
 #include "support/Seed.h"
@@ -6,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <filesystem>
 #include <memory>
 #include <thread>
@@ -17,14 +17,6 @@ using KBL::resultOk;
 namespace fs = std::filesystem;
 
 namespace {
-
-std::vector<std::string> saver(const std::string& path, long first, long count,
-                               const std::string& bytes = "") {
-  std::vector<std::string> arguments = {SAVER_PROGRAM, path, key, std::to_string(first),
-                                        std::to_string(count)};
-  if (!bytes.empty()) arguments.push_back(bytes);
-  return arguments;
-}
 
 void sleepMicroseconds(std::mt19937_64& random, unsigned most) {
   std::this_thread::sleep_for(std::chrono::microseconds(random() % most));
@@ -84,41 +76,6 @@ TEST(SqliteCrash, KillDuringTheRescueOfAGarbageFileLeavesItUsable) {
     ASSERT_EQ(store(path, "next"), resultOk) << "in round " << round;
     ASSERT_EQ(load(path), "next") << "in round " << round;
   }
-}
-
-TEST(SqliteCrash, FullDiskLeavesTheOldValue) {
-  const TemporaryDirectory directory;
-  std::mt19937_64 random = seededGenerator();
-  const std::string path = directory.file("cache.db");
-  constexpr long large = 6;  // its value is the largest
-  constexpr int rounds = 40;
-  int refused = 0;
-  for (int round = 0; round < rounds; ++round) {
-    ASSERT_EQ(store(path, "old"), resultOk);
-    const std::string bytes = std::to_string(random() % 45'000);
-
-    ChildProcess child(saver(path, large, 1, bytes));
-    const int code = child.wait();
-
-    ASSERT_TRUE(code == 0 || code == 1) << "with " << bytes << " bytes: " << code;
-    refused += code;
-    const std::string left = load(path).value_or("nothing");
-    ASSERT_TRUE(code == 0 ? numberOfSavedValue(left) == large : left == "old")
-        << "with " << bytes << " bytes: " << left.substr(0, 40);
-  }
-  EXPECT_GT(refused, 0);
-}
-
-TEST(SqliteCrash, FullDiskDuringTheRescueOfAGarbageFileLeavesItUsable) {
-  const TemporaryDirectory directory;
-  const std::string path = directory.write("cache.db", std::string(9'000, 'g'));
-
-  ChildProcess child(saver(path, 6, 1, "12000"));
-  ASSERT_EQ(child.wait(), 1);
-
-  EXPECT_FALSE(load(path));
-  EXPECT_EQ(store(path, "next"), resultOk);
-  EXPECT_EQ(load(path), "next");
 }
 
 TEST(SqliteCrash, TwoProcessesSavingAtOnceBothSucceed) {

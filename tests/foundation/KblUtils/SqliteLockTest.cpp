@@ -1,15 +1,12 @@
-// A file that another process holds, that the rights or the disk keep away, or that is not ours: how long a
+// A file that another process holds, that the disk keeps away, or that is not ours: how long a
 // unit waits, and what it says of the failure.
 
 #include "SqliteTools.h"
 #include "support/ChildProcess.h"
-#include "support/ForkedProcesses.h"
 #include "support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <filesystem>
@@ -39,17 +36,6 @@ OtherProgram openedElsewhere(const std::string& path, const char* sql) {
   EXPECT_EQ(sqlite3_open(path.c_str(), &database), SQLITE_OK);
   EXPECT_EQ(sqlite3_exec(database, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(database);
   return OtherProgram(database);
-}
-
-/// What `work` returns in a child process that the file rights bind, whoever runs the test.
-template <class Work>
-int asAnybody(Work work) {
-  return inForkedProcesses(1,
-                           [&](int) {
-                             constexpr uid_t nobody = 65534;
-                             return ::geteuid() == 0 && ::setuid(nobody) != 0 ? 99 : work();
-                           })
-      .front();
 }
 
 }  // namespace
@@ -160,21 +146,6 @@ TEST(SqliteLock, WhatTheFileLacksIsToldFromWhatKeepsItAway) {
   EXPECT_FALSE(unit.failedByContents());
 }
 
-TEST(SqliteLock, AJournalThatCannotBeReadIsNoticedOnOpening) {
-  const TemporaryDirectory directory;
-  const std::string path = directory.file("cache.db");
-  ASSERT_EQ(store(path, "value"), resultOk);
-  fs::create_directory(path + "-journal");
-  KblSqliteUnit unit;
-
-  EXPECT_EQ(unit.open(path.c_str()), resultFailed);
-  EXPECT_FALSE(unit.failedByContents());
-  EXPECT_STREQ(unit.failure(), "disk I/O error");
-
-  fs::remove(path + "-journal");
-  EXPECT_EQ(load(path), "value");
-}
-
 TEST(SqliteLock, AJournalThatCannotBeMadeIsNoDefectOfANewFile) {
   const TemporaryDirectory directory;
   const std::string path = directory.write("cache.db", "");
@@ -185,43 +156,6 @@ TEST(SqliteLock, AJournalThatCannotBeMadeIsNoDefectOfANewFile) {
   EXPECT_EQ(unit.createSettingTable(table), resultFailed);
 
   EXPECT_FALSE(unit.failedByContents());
-}
-
-TEST(SqliteLock, AWriteProtectedFileIsReadAndNotTakenForADamagedOne) {
-  const TemporaryDirectory directory;
-  const std::string path = directory.file("cache.db");
-  ASSERT_EQ(store(path, "value"), resultOk);
-  ASSERT_EQ(::chmod(directory.path().c_str(), 0755), 0);
-  ASSERT_EQ(::chmod(path.c_str(), 0444), 0);
-
-  const int code = asAnybody([&] {
-    KblSqliteUnit unit;
-    if (unit.open(path.c_str()) != resultOk) return 1;
-    if (load(path) != "value") return 2;
-    if (unit.setSettingValue(table, key, "other") != resultFailed) return 3;
-    return unit.failedByContents() ? 4 : 0;
-  });
-
-  EXPECT_EQ(code, 0);
-  EXPECT_EQ(load(path), "value");
-}
-
-TEST(SqliteLock, AFileThatMayNotBeReadIsNotTakenForADamagedOne) {
-  const TemporaryDirectory directory;
-  const std::string path = directory.file("cache.db");
-  ASSERT_EQ(store(path, "value"), resultOk);
-  ASSERT_EQ(::chmod(directory.path().c_str(), 0755), 0);
-  ASSERT_EQ(::chmod(path.c_str(), 0000), 0);
-
-  const int code = asAnybody([&] {
-    KblSqliteUnit unit;
-    char* value = nullptr;
-    const bool isRead =
-        unit.open(path.c_str()) == resultOk && unit.getSettingValue(table, key, &value) == resultOk;
-    return isRead ? 1 : unit.failedByContents() ? 2 : 0;
-  });
-
-  EXPECT_EQ(code, 0);
 }
 
 TEST(SqliteLock, AValueAboveTheLimitIsNoneOfOursAndIsReplaced) {
