@@ -1,4 +1,4 @@
-#include "sandbox/system/Socket.h"
+#include "sandbox/system/SocketCalls.h"
 #include <ExternlMediaTransfer/LoopbackRedirect.h>
 
 #include <gmock/gmock.h>
@@ -39,8 +39,7 @@ class Visit {
     ASSERT_TRUE(sandbox::socket::sendAll(socket_, text.data(), text.size()));
   }
   [[nodiscard]] bool hasAnswer() const {
-    pollfd news{socket_, POLLIN, 0};
-    return ::poll(&news, 1, 0) > 0;
+    return sandbox::socket::waitReadable(socket_, std::chrono::milliseconds(0));
   }
   /// All that comes until the other side ends.
   [[nodiscard]] std::string answer() const {
@@ -222,16 +221,16 @@ namespace {
 /// Whether something listens at the address of this family and port.
 bool listens(int family, const char* address, int port) {
   sockaddr_storage place{};
-  place.ss_family = static_cast<sa_family_t>(family);
+  place.ss_family = static_cast<decltype(place.ss_family)>(family);
   auto* const four = reinterpret_cast<sockaddr_in*>(&place);
   auto* const six = reinterpret_cast<sockaddr_in6*>(&place);
   void* const number = family == AF_INET ? static_cast<void*>(&four->sin_addr) : &six->sin6_addr;
   ::inet_pton(family, address, number);
   // The port stands at the same place of both.
   four->sin_port = htons(static_cast<std::uint16_t>(port));
-  const int probe = ::socket(family, SOCK_STREAM, 0);
+  const sandbox::socket::Handle probe = ::socket(family, SOCK_STREAM, 0);
   const bool isThere = ::connect(probe, reinterpret_cast<sockaddr*>(&place), sizeof place) == 0;
-  ::close(probe);
+  sandbox::socket::close(probe);
   return isThere;
 }
 
@@ -239,9 +238,9 @@ bool hasIpv6() {
   sockaddr_in6 place{};
   place.sin6_family = AF_INET6;
   place.sin6_addr = IN6ADDR_LOOPBACK_INIT;
-  const int probe = ::socket(AF_INET6, SOCK_STREAM, 0);
+  const sandbox::socket::Handle probe = ::socket(AF_INET6, SOCK_STREAM, 0);
   const bool isThere = ::bind(probe, reinterpret_cast<sockaddr*>(&place), sizeof place) == 0;
-  ::close(probe);
+  sandbox::socket::close(probe);
   return isThere;
 }
 
