@@ -4,15 +4,15 @@ from __future__ import annotations
 
 import json
 from typing import Any, Dict, List, Mapping, Optional, Tuple
-from urllib.parse import quote, urlencode
+from urllib.parse import quote
 
 from .account import Account
 from .bodies import Fields, FilePart, LocalFile, Multipart, form
 from .errors import Refused, Transient, UploadError
 from .graph import WrongOffset, read, stretch
+from .graphlogin import GraphUploader
 from .job import UploadJob, VideoRequest
-from .login import Login, expiry, require_token
-from .oauth2 import OAuth2Uploader
+from .login import Login
 from .outcome import once, removed_if_refused
 from .replies import member, required_text, text_member
 from .texts import chosen_privacy
@@ -60,36 +60,25 @@ SESSION = ("upload_session_id", "video_id", "start_offset", "end_offset")
 FINISHED_STATES = frozenset(("processing", "ready"))
 
 
-class Uploader(OAuth2Uploader):
+class Uploader(GraphUploader):
     platform = "facebook"
+    service_name = NAME
+    graph_service = "facebookGraph"
     login_service = "facebookLogin"
     scope = "public_profile,publish_video"
 
     def _exchange_code(self, wire: Wire, code: str, verifier: str) -> Login:
-        address = self.address("facebookGraph") + "/oauth/access_token"
-        app = {"client_id": self.app_key, "client_secret": self.app_secret}
-        first = self._get(wire, address, {**app, "redirect_uri": self.redirect_url, "code": code}, repeatable=False)
-        short = require_token(first.get("access_token"))
-        self.keep_secret(short)
-        # The first token lives an hour or two, the exchanged one about sixty days.
-        answer = self._get(wire, address, {**app, "grant_type": "fb_exchange_token", "fb_exchange_token": short})
-        token = require_token(answer.get("access_token"))
-        self.keep_secret(token)
+        token, expires = self._long_token(wire, code)
         me = self._me(wire, token)
         return Login(
-            self.platform,
-            token,
-            expires=expiry(answer),
-            user_id=required_text(me, "id"),
-            user_name=text_member(me, "name"),
+            self.platform, token, expires=expires, user_id=required_text(me, "id"), user_name=text_member(me, "name")
         )
 
     def _confirm(self, wire: Wire, login: Login) -> None:
         self._me(wire, login.access)
 
     def _me(self, wire: Wire, token: str) -> Dict[str, Any]:
-        query = {"fields": "id,name", "access_token": token}
-        return self._get(wire, self.address("facebookGraph") + "/me", query)
+        return self._get(wire, "me", {"fields": "id,name", "access_token": token})
 
     def _read_account(self, wire: Wire) -> Account:
         return Account(categories=CATEGORIES)
@@ -99,13 +88,12 @@ class Uploader(OAuth2Uploader):
 
     def _post_link(self, wire: Wire, login: Login, message: str, link: str) -> None:
         fields = {"message": message, "link": link, "access_token": login.access}
-        address = self.address("facebookGraph") + "/me/feed"
+        address = self._graph("me/feed")
         # Posted twice it would stand there twice.
         wire.run(lambda: read(wire.exchange("POST", address, body=form(fields)), NAME), repeatable=False)
 
     def _revoke(self, wire: Wire, login: Login) -> None:
-        address = self.address("facebookGraph") + "/me/permissions?" + urlencode({"access_token": login.access})
-        wire.run(lambda: read(wire.exchange("DELETE", address), NAME))
+        wire.run(lambda: self._graph_once(wire, "DELETE", "me/permissions", {"access_token": login.access}))
 
     def _upload(self, job: UploadJob, wire: Wire) -> str:
         request = job.request
@@ -223,8 +211,7 @@ class Uploader(OAuth2Uploader):
         self.authorized(wire, lambda login: self._video(wire, login, "DELETE", name, {}))
 
     def _video(self, wire: Wire, login: Login, method: str, name: str, query: Mapping[str, str]) -> Dict[str, Any]:
-        address = "%s/%s?" % (self.address("facebookGraph"), quote(name, safe=""))
-        return read(wire.exchange(method, address + urlencode({**query, "access_token": login.access})), NAME)
+        return self._graph_once(wire, method, quote(name, safe=""), {**query, "access_token": login.access})
 
     def _phase(self, wire: Wire, login: Login, phase: str, fields: Fields) -> Dict[str, Any]:
         return wire.run(lambda: self._phase_once(wire, login, phase, fields, "", None, None))
@@ -242,6 +229,3 @@ class Uploader(OAuth2Uploader):
         whole: List[Tuple[str, str]] = [("access_token", login.access), ("upload_phase", phase), *fields]
         body = Multipart(whole, file_field, file.name if file is not None else "", part)
         return read(wire.exchange("POST", self.address("facebookGraphVideo") + "/me/videos", body=body), NAME)
-
-    def _get(self, wire: Wire, address: str, query: Mapping[str, str], repeatable: bool = True) -> Dict[str, Any]:
-        return wire.run(lambda: read(wire.exchange("GET", address + "?" + urlencode(query)), NAME), repeatable)

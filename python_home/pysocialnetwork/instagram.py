@@ -3,7 +3,6 @@
 from __future__ import annotations
 
 import time
-from dataclasses import replace
 from datetime import datetime
 from typing import Any, Dict, Mapping, Optional
 from urllib.parse import quote, urlencode
@@ -12,9 +11,9 @@ from .bodies import LocalFile, form
 from .connection import Answer
 from .errors import Refused, TokenInvalid, Transient, UploadError
 from .graph import ContainerLost, read
+from .graphlogin import GraphUploader
 from .job import UploadJob, VideoRequest
-from .login import Login, expiry, require_token
-from .oauth2 import OAuth2Uploader
+from .login import Login
 from .outcome import moment_at_service, once
 from .replies import json_object, member, required_text, text_member
 from .retry import Looks
@@ -36,75 +35,38 @@ CONTAINERS = 2
 LOST_PARTS = frozenset(("OffsetInvalidError", "PartialRequestError"))
 LOST_VIDEO = "ProcessingFailedError"
 
-DAY = 24 * 3600
-# A token lives sixty days and can be renewed once it is a day old, but never after its end.
-RENEWED_BEFORE_END = 10 * DAY
 
-
-class Uploader(OAuth2Uploader):
+class Uploader(GraphUploader):
     platform = "instagram"
+    service_name = NAME
+    graph_service = "instagramGraph"
     login_service = "instagramLogin"
-    scope = "instagram_business_basic,instagram_business_content_publish"
+    # The service takes videos as bytes behind Facebook's login alone.
+    scope = "instagram_basic,instagram_content_publish,pages_show_list,pages_read_engagement"
 
     # Tests shorten them.
     looks = Looks(first=2.0, longest=60.0)
 
     def _exchange_code(self, wire: Wire, code: str, verifier: str) -> Login:
-        fields = {
-            "client_id": self.app_key,
-            "client_secret": self.app_secret,
-            "grant_type": "authorization_code",
-            "redirect_uri": self.redirect_url,
-            "code": code,
-        }
-        address = self.address("instagramToken")
-        first = wire.run(lambda: read(wire.exchange("POST", address, body=form(fields)), NAME), repeatable=False)
-        # The service answers with the object or with a list of one.
-        wrapped = first.get("data")
-        short = wrapped[0] if isinstance(wrapped, list) and wrapped else first
-        short_token = require_token(member(short, "access_token"))
-        self.keep_secret(short_token)
-        answer = self._get(
-            wire,
-            self._tokens("access_token"),
-            {
-                "grant_type": "ig_exchange_token",
-                "client_secret": self.app_secret,
-                "access_token": short_token,
-            },
-        )
-        token = require_token(answer.get("access_token"))
-        self.keep_secret(token)
-        me = self._me(wire, token)
-        return Login(
-            self.platform,
-            token,
-            expires=expiry(answer),
-            obtained=int(time.time()),
-            user_id=required_text(me, "user_id"),
-            user_name=text_member(me, "username"),
-        )
+        token, expires = self._long_token(wire, code)
+        account = self._account_of(wire, token)
+        name = text_member(account, "username")
+        return Login(self.platform, token, expires=expires, user_id=required_text(account, "id"), user_name=name)
+
+    def _account_of(self, wire: Wire, token: str) -> Any:
+        """The first account that is connected to a page of those that the user chose in the login."""
+        query = {"fields": "instagram_business_account{id,username}", "access_token": token}
+        pages = self._get(wire, "me/accounts", query).get("data")
+        accounts = [member(page, "instagram_business_account") for page in pages] if isinstance(pages, list) else []
+        found = [account for account in accounts if text_member(account, "id")]
+        if not found:
+            raise UploadError("Instagram: none of the user's Facebook pages is connected to a professional account")
+        if len(found) > 1:
+            self._debug("Instagram: %d accounts may be used; it is the first" % len(found))
+        return found[0]
 
     def _confirm(self, wire: Wire, login: Login) -> None:
-        self._me(wire, login.access)
-
-    def _me(self, wire: Wire, token: str) -> Dict[str, Any]:
-        return self._get(wire, self._api("me"), {"fields": "user_id,username", "access_token": token})
-
-    def _wants_renewal(self, login: Login) -> bool:
-        return renewable(login) and login.has_expired(RENEWED_BEFORE_END)
-
-    def _renew(self, wire: Wire, login: Login) -> Optional[Login]:
-        if not renewable(login):
-            return None
-        query = {"grant_type": "ig_refresh_token", "access_token": login.access}
-        try:
-            answer = self._get(wire, self._tokens("refresh_access_token"), query)
-        except Refused:
-            return None  # the token itself is still good
-        return replace(
-            login, access=require_token(answer.get("access_token")), expires=expiry(answer), obtained=int(time.time())
-        )
+        self._look(wire, login, login.user_id, "username")
 
     def _upload(self, job: UploadJob, wire: Wire) -> str:
         request = job.request
@@ -150,7 +112,7 @@ class Uploader(OAuth2Uploader):
         fields = {"media_type": "REELS", "upload_type": "resumable", "caption": caption(request)}
         # A container that is never published ends by itself, so a second one does no harm.
         body = form({**fields, "access_token": login.access})
-        address = self._api(quote(login.user_id) + "/media")
+        address = self._graph(quote(login.user_id) + "/media")
         answer = wire.run(lambda: read(wire.exchange("POST", address, body=body), NAME))
         return required_text(answer, "id")
 
@@ -218,14 +180,14 @@ class Uploader(OAuth2Uploader):
 
         def ask(login: Login) -> str:
             query = urlencode({"fields": "id,caption,timestamp,media_product_type", "access_token": login.access})
-            answer = wire.exchange("GET", self._api(quote(login.user_id) + "/media") + "?" + query)
+            answer = wire.exchange("GET", self._graph(quote(login.user_id) + "/media") + "?" + query)
             return reel_since(read(answer, NAME), moment_at_service(answer, started) - TIME_TOLERANCE, text)
 
         return self.authorized(wire, lambda login: wire.run(lambda: ask(login)))
 
     def _publish_once(self, wire: Wire, login: Login, container: str) -> str:
         fields = {"creation_id": container, "access_token": login.access}
-        address = self._api(quote(login.user_id) + "/media_publish")
+        address = self._graph(quote(login.user_id) + "/media_publish")
         published = text_member(read(wire.exchange("POST", address, body=form(fields)), NAME), "id")
         if not published:
             raise Transient("Instagram does not name the reel")
@@ -235,17 +197,8 @@ class Uploader(OAuth2Uploader):
         return wire.run(lambda: self._look_once(wire, login, name, fields))
 
     def _look_once(self, wire: Wire, login: Login, name: str, fields: str) -> Dict[str, Any]:
-        query = urlencode({"fields": fields, "access_token": login.access})
-        return read(wire.exchange("GET", self._api(quote(name, safe="")) + "?" + query), NAME)
-
-    def _get(self, wire: Wire, address: str, query: Mapping[str, str]) -> Dict[str, Any]:
-        return wire.run(lambda: read(wire.exchange("GET", address + "?" + urlencode(query)), NAME))
-
-    def _tokens(self, call: str) -> str:
-        return self.address("instagramGraph") + "/" + call
-
-    def _api(self, path: str) -> str:
-        return self.address("instagramApi") + "/" + path
+        query = {"fields": fields, "access_token": login.access}
+        return self._graph_once(wire, "GET", quote(name, safe=""), query)
 
 
 def unusable(state: Mapping[str, Any]) -> str:
@@ -279,10 +232,6 @@ def reel_since(content: Mapping[str, Any], moment: float, text: str) -> str:
         if posted >= moment and same and text_member(entry, "media_product_type") == "REELS":
             return text_member(entry, "id")
     return ""
-
-
-def renewable(login: Login) -> bool:
-    return not login.has_expired() and time.time() - login.obtained >= DAY
 
 
 def caption(request: VideoRequest) -> str:

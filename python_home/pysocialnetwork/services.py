@@ -32,11 +32,8 @@ DEFAULTS: Mapping[str, str] = {
     "flickrOauth": "https://www.flickr.com/services/oauth",
     "flickrRest": "https://api.flickr.com/services/rest",
     "flickrUpload": "https://up.flickr.com/services/upload",
-    "instagramLogin": "https://www.instagram.com/oauth/authorize",
-    "instagramToken": "https://api.instagram.com/oauth/access_token",
-    # Calls that change tokens are in no version.
-    "instagramGraph": "https://graph.instagram.com",
-    "instagramApi": "https://graph.instagram.com/" + GRAPH_VERSION,
+    "instagramLogin": "https://www.facebook.com/" + GRAPH_VERSION + "/dialog/oauth",
+    "instagramGraph": "https://graph.facebook.com/" + GRAPH_VERSION,
     "instagramUpload": "https://rupload.facebook.com/ig-api-upload/" + GRAPH_VERSION,
     "twitchLogin": "https://id.twitch.tv/oauth2/authorize",
     "twitchToken": "https://id.twitch.tv/oauth2/token",
@@ -46,13 +43,18 @@ DEFAULTS: Mapping[str, str] = {
 }
 
 
+# Keys of earlier versions, whose services are not called any more.
+RETIRED = frozenset(("instagramToken", "instagramApi"))
+
+
 class Services:
     """Address by key, without a slash at the end."""
 
     def __init__(self, replacements: Optional[Mapping[str, str]] = None) -> None:
         self._addresses: Dict[str, str] = dict(DEFAULTS)
         for key, address in (replacements or {}).items():
-            self._addresses[key] = _checked(key, address)
+            if key not in RETIRED:
+                self._addresses[key] = _checked(key, address)
 
     @classmethod
     def from_environment(cls, environment: Optional[Mapping[str, str]] = None) -> Services:

@@ -7,7 +7,7 @@ namespace sandbox {
 
 namespace {
 
-constexpr std::array<std::pair<Route, std::string_view>, 69> names{{
+constexpr std::array<std::pair<Route, std::string_view>, 68> names{{
     {Route::clientCredentials, "clientCredentials"},
     {Route::session, "session"},
     {Route::consentPage, "consentPage"},
@@ -56,8 +56,7 @@ constexpr std::array<std::pair<Route, std::string_view>, 69> names{{
     {Route::youtubeThumbnail, "youtubeThumbnail"},
     {Route::instagramLogin, "instagramLogin"},
     {Route::instagramToken, "instagramToken"},
-    {Route::instagramLongToken, "instagramLongToken"},
-    {Route::instagramProfile, "instagramProfile"},
+    {Route::instagramAccounts, "instagramAccounts"},
     {Route::instagramContainer, "instagramContainer"},
     {Route::instagramUpload, "instagramUpload"},
     {Route::instagramStatus, "instagramStatus"},

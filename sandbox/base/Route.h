@@ -56,9 +56,8 @@ enum class Route {
   youtubeChannels,       ///< GET
   youtubeThumbnail,      ///< POST
   instagramLogin,        ///< GET   the login page
-  instagramToken,        ///< POST  code -> short-lived token
-  instagramLongToken,    ///< GET   short-lived token -> long-lived one, and its refresh
-  instagramProfile,      ///< GET
+  instagramToken,        ///< GET   code -> token, short-lived token -> long-lived one
+  instagramAccounts,     ///< GET   the pages of a user, and the accounts behind them
   instagramContainer,    ///< POST  opens a container
   instagramUpload,       ///< POST  the bytes
   instagramStatus,       ///< GET   a container, a published video, or the list of those

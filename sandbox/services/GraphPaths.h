@@ -8,10 +8,9 @@ struct GraphPaths {
   static constexpr const char* facebookLogin = "/facebook/v24.0/dialog/oauth";
   static constexpr const char* facebook = "/facebook/v24.0";
   static constexpr const char* facebookVideos = "/facebook-video/v24.0";
+  static constexpr const char* instagramLogin = "/instagram-login/v24.0/dialog/oauth";
   static constexpr const char* instagram = "/instagram-graph/v24.0";
   static constexpr const char* instagramUploads = "/instagram-upload/v24.0";
-  /// Calls that change tokens are in no version.
-  static constexpr const char* instagramTokens = "/instagram-graph";
 };
 
 }  // namespace sandbox

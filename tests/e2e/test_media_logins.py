@@ -74,8 +74,10 @@ class StoredLogin(Scripted):
 
     def test_expired_login_says_how_to_renew_it(self):
         servers = self.start_services()
-        servers.fault("instagramLongToken", "status", code=200, text='{"access_token":"long","expires_in":30}')
-        servers.fault("instagramProfile", "status", code=200, text='{"user_id":"1","username":"ada"}')
+        short = '{"access_token":"long","expires_in":30}'
+        servers.fault("instagramToken", "status", code=200, text=short, nth=2)
+        page = '{"data":[{"instagram_business_account":{"id":"1","username":"ada"}}]}'
+        servers.fault("instagramAccounts", "status", code=200, text=page)
         self.sign_in_there("instagram")
         result = self.run_program("--cloud-config", servers.config, "media", "instagram")
         self.assertEqual(result.code, 1, result)

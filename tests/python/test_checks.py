@@ -15,7 +15,7 @@ ROUTES = {
     "youtube": "youtubeChannels",
     "vimeo": "vimeoProfile",
     "flickr": "flickrMethods",
-    "instagram": "instagramProfile",
+    "instagram": "instagramStatus",
     "twitch": "twitchUsers",
 }
 

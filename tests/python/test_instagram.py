@@ -1,14 +1,14 @@
 """What is special about Instagram: its containers, its tokens, its captions."""
 
-import time
 import unittest
 
 from pysocialnetwork import instagram
+from pysocialnetwork.errors import UploadError
 from pysocialnetwork.job import VideoRequest
 from pysocialnetwork.login import Login
 
 from platformcase import ERROR, FINISHED, TOKEN_INVALID, PlatformCase, as_reply
-from support import Reply, in_turn
+from support import Host, Reply, in_turn
 
 
 class Instagram(PlatformCase):
@@ -24,39 +24,27 @@ class Instagram(PlatformCase):
         for words, tags in (("", 30), ("#a #b", 30), ("#" * 40, 40)):
             self.assertEqual(instagram.caption(VideoRequest("p", "", words, "", many, "")).count("#"), tags)
 
-    def test_a_token_is_renewed_between_its_first_day_and_its_end(self):
-        now, day = int(time.time()), 24 * 3600
-        cases = (
-            (now - 2 * day, now + 5 * day, True),
-            (now - 2 * day, now + 30 * day, False),
-            (now - 100, now + 5 * day, False),
-            (now - 70 * day, now - 1, False),
-        )
-        for obtained, expires, wanted in cases:
-            login = Login("instagram", "t", obtained=obtained, expires=expires)
-            self.assertEqual(self.uploader._wants_renewal(login), wanted)
-
-    def test_a_token_that_is_handed_in_is_renewed_or_kept(self):
-        now, day = int(time.time()), 24 * 3600
-        text = Login("instagram", "old", obtained=now - 2 * day, expires=now + day).to_text()
-        with self.serve(in_turn(as_reply({"access_token": "new", "expires_in": 60 * day}))):
-            self.assertEqual(self.uploader.SetAccessToken(text), 1)
-        self.assertEqual(self.uploader.login.access, "new")
-        self.assertGreater(self.uploader.login.expires, now + 59 * day)
-        with self.serve(in_turn(Reply(400))):
-            self.assertEqual(self.uploader.SetAccessToken(text), 1)
-        self.assertEqual(self.uploader.login.access, "old")
-
-    def test_the_first_token_may_come_in_a_list(self):
-        for first in ({"access_token": "s", "user_id": 1}, {"data": [{"access_token": "s", "user_id": "1"}]}):
-            replies = in_turn(
-                as_reply(first),
-                as_reply({"access_token": "long", "expires_in": 100}),
-                as_reply({"user_id": 17, "username": "ada"}),
-            )
-            with self.serve(replies), self.uploader.calling() as wire:
-                login = self.uploader._exchange_code(wire, "c", "")
+    def test_the_account_behind_a_page_is_the_users(self):
+        account = {"instagram_business_account": {"id": "17", "username": "ada"}}
+        other = {"instagram_business_account": {"id": "18", "username": "bo"}}
+        tokens = (as_reply({"access_token": "short"}), as_reply({"access_token": "long", "expires_in": 100}))
+        for pages in ([account], [{"id": "1"}, account], [account, other], ["x", {}, account]):
+            host = Host()
+            host.attach(self.uploader)
+            with self.serve(in_turn(*tokens, as_reply({"data": pages}))) as server:
+                with self.uploader.calling() as wire:
+                    login = self.uploader._exchange_code(wire, "c", "")
+                paths = [request.path.split("?")[0] for request in server.requests]
             self.assertEqual((login.access, login.user_id, login.user_name), ("long", "17", "ada"))
+            self.assertEqual(paths, ["/instagramGraph/oauth/access_token"] * 2 + ["/instagramGraph/me/accounts"])
+            self.assertEqual("2 accounts" in host.texts(), other in pages)
+
+    def test_a_user_without_a_professional_account_is_told(self):
+        tokens = (as_reply({"access_token": "short"}), as_reply({"access_token": "long", "expires_in": 100}))
+        for content in ({}, {"data": []}, {"data": [{"id": "1"}]}, {"data": "x"}):
+            with self.serve(in_turn(*tokens, as_reply(content))), self.uploader.calling() as wire:
+                with self.assertRaisesRegex(UploadError, "connected to a professional account"):
+                    self.uploader._exchange_code(wire, "c", "")
 
     def test_a_lost_upload_goes_on_where_the_service_is(self):
         def respond(request):

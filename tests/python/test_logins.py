@@ -94,8 +94,8 @@ class Logins(ServicesCase):
             ("facebook", "facebookProfile", "id"),
             ("youtube", "googleToken", "access_token"),
             ("vimeo", "vimeoToken", "access_token"),
-            ("instagram", "instagramLongToken", "access_token"),
-            ("instagram", "instagramProfile", "user_id"),
+            ("instagram", "instagramToken", "access_token"),
+            ("instagram", "instagramAccounts", "data"),
             ("twitch", "twitchToken", "access_token"),
             ("twitch", "twitchUsers", "data"),
         )

@@ -95,7 +95,7 @@ inline constexpr std::array<Platform, 8> platforms{{
      0,
      "",
      "",
-     {"instagramLogin", "instagramToken", "instagramGraph", "instagramApi", "instagramUpload"}},
+     {"instagramLogin", "instagramGraph", "instagramUpload"}},
     {"twitch",
      KBL::transferTwitch,
      KBL::ema_none,

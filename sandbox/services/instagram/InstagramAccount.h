@@ -4,8 +4,8 @@
 
 namespace sandbox {
 
-/// Instagram for applications that publish: the login, short-lived tokens for codes, long-lived ones for
-/// those and their renewal, the profile.
+/// Instagram for applications that publish, behind Facebook's login: codes for short-lived tokens, those for
+/// long-lived ones, and the accounts that are connected to the user's pages.
 class InstagramAccount final : public OauthService {
  public:
   explicit InstagramAccount(ServiceContext& context);
@@ -16,10 +16,10 @@ class InstagramAccount final : public OauthService {
 
  private:
   Reply token(const Call& call);
-  Reply longLived(const Call& call);
-  Reply renewed(const Call& call);
-  Reply longReply(const std::string& openId);
-  [[nodiscard]] Reply profile(const Call& call) const;
+  Reply shortLived(const FormFields& fields);
+  Reply longLived(const FormFields& fields);
+  Reply tokenReply(const std::string& openId, std::chrono::seconds lifetime);
+  [[nodiscard]] Reply accounts(const Call& call) const;
 };
 
 }  // namespace sandbox

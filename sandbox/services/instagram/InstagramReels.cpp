@@ -1,6 +1,7 @@
 #include "sandbox/services/instagram/InstagramReels.h"
 
 #include "sandbox/base/JsonText.h"
+#include "sandbox/base/MediaAccounts.h"
 #include "sandbox/base/Text.h"
 #include "sandbox/services/GraphPaths.h"
 #include "sandbox/services/facebook/FacebookError.h"
@@ -202,6 +203,12 @@ Reply InstagramReels::look(const Call& call) {
   if (!user) return facebookUnauthorized();
   const std::string fields = call.request.parameter("fields").value_or("id");
   if (call.rest == user->openId + "/media") return published(*user, fields);
+  if (call.rest == user->openId) {
+    Json::Value value;
+    value["id"] = user->openId;
+    if (asksFor(fields, "username")) value["username"] = accountName(*user);
+    return json(value);
+  }
   // Borrowed, so that bytes which are being taken in are counted.
   if (const auto container = context_.uploads.borrow(call.rest, busyLimit)) {
     const UploadRecord& upload = container->record();

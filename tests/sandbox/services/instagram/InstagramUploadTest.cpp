@@ -12,22 +12,12 @@ using sandbox::Platform;
 
 class InstagramScripts : public testing::Test {
  protected:
-  Answer token(const Fields& fields) {
-    return client.post("/instagram/oauth/access_token", formOf(fields), {formType()});
-  }
   Answer graph(const std::string& path, const Fields& fields) {
-    return client.get(targetWith("/instagram-graph" + path, fields));
+    return client.get(targetWith("/instagram-graph/v24.0" + path, fields));
   }
-  std::string shortToken() {
-    return token(codeFields(codeFrom(client, "/instagram/oauth/authorize")))
-        .json()["access_token"]
-        .asString();
-  }
-  Answer exchange(const std::string& shortLived) {
-    return graph(
-        "/access_token",
-        {{"grant_type", "ig_exchange_token"}, {"client_secret", appSecret}, {"access_token", shortLived}});
-  }
+  Answer token(const Fields& fields) { return graph("/oauth/access_token", fields); }
+  std::string freshCode() { return codeFrom(client, "/instagram-login/v24.0/dialog/oauth"); }
+  Answer exchange(const Fields& fields) { return token(with(fields, "grant_type", "fb_exchange_token")); }
   Answer post(const std::string& what, const Fields& fields) {
     return client.post("/instagram-graph/v24.0/" + user + "/" + what, formOf(fields), {formType()});
   }
@@ -45,7 +35,7 @@ class InstagramScripts : public testing::Test {
                         {"file_size", std::to_string(size)}});
   }
   Json::Value status(const std::string& id) {
-    return graph("/v24.0/" + id,
+    return graph("/" + id,
                  {{"fields", "status_code,status,video_status"}, {"access_token", accessToken}})
         .json();
   }
@@ -61,38 +51,41 @@ class InstagramScripts : public testing::Test {
 };
 
 TEST_F(InstagramScripts, CodeBecomesAShortTokenAndThatALongOne) {
-  const Answer first = token(codeFields(codeFrom(client, "/instagram/oauth/authorize")));
+  const Answer first = token(codeFields(freshCode()));
   ASSERT_EQ(first.status, 200) << first.body;
-  EXPECT_EQ(first.json()["user_id"], user);
+  EXPECT_EQ(first.json()["expires_in"], 3600);
 
-  const Answer second = exchange(first.json()["access_token"].asString());
+  const Answer second = exchange({{"client_id", appId},
+                                  {"client_secret", appSecret},
+                                  {"fb_exchange_token", first.json()["access_token"].asString()}});
 
   ASSERT_EQ(second.status, 200) << second.body;
   EXPECT_EQ(second.json()["expires_in"], 5184000);
-  const Answer me = graph("/v24.0/me", {{"fields", "user_id,username"},
-                                        {"access_token", second.json()["access_token"].asString()}});
-  EXPECT_EQ(me.json()["username"], "ada");
-  EXPECT_EQ(me.json()["user_id"], user);
+}
+
+TEST_F(InstagramScripts, PagesNameTheAccountsBehindThem) {
+  const auto pages = [&](const std::string& fields) {
+    return graph("/me/accounts", {{"fields", fields}, {"access_token", accessToken}}).json()["data"];
+  };
+  const Json::Value named = pages("instagram_business_account{id,username}");
+  ASSERT_EQ(named.size(), 2U);
+  EXPECT_FALSE(named[0].isMember("instagram_business_account"));
+  EXPECT_EQ(named[1]["instagram_business_account"]["id"], user);
+  EXPECT_EQ(named[1]["instagram_business_account"]["username"], "ada");
+  EXPECT_FALSE(pages("id")[1].isMember("instagram_business_account")) << "only what was asked for";
+  EXPECT_EQ(code(graph("/me/accounts", {{"access_token", "none"}})), 190);
+  const Fields query{{"fields", "username"}, {"access_token", accessToken}};
+  EXPECT_EQ(graph("/" + user, query).json()["username"], "ada");
 }
 
 TEST_F(InstagramScripts, TokenEndpointsAreStrict) {
-  const Fields good = codeFields(codeFrom(client, "/instagram/oauth/authorize"));
-  EXPECT_EQ(token(without(good, "grant_type")).json()["error_type"], "OAuthException");
-  EXPECT_EQ(token(with(good, "client_secret", "wrong")).json()["code"], 400);
-  const std::string shortLived = shortToken();
-  const std::string longLived = exchange(shortLived).json()["access_token"].asString();
-  EXPECT_EQ(code(exchange(longLived)), 452) << "only a short-lived token is traded";
-  EXPECT_EQ(code(graph("/access_token", {{"grant_type", "ig_exchange_token"},
-                                         {"client_secret", "wrong"},
-                                         {"access_token", shortLived}})),
-            1);
-  const auto renew = [&](const std::string& old) {
-    return graph("/refresh_access_token", {{"grant_type", "ig_refresh_token"}, {"access_token", old}});
-  };
-  EXPECT_EQ(renew(longLived).status, 200);
-  EXPECT_EQ(code(renew(shortLived)), 452);
-  EXPECT_EQ(renew("unknown").status, 401);
-  EXPECT_EQ(code(graph("/v24.0/me", {{"fields", "shoe_size"}, {"access_token", longLived}})), 100);
+  EXPECT_EQ(code(token(codeFields("unknown"))), 100);
+  EXPECT_EQ(code(token(with(codeFields(freshCode()), "client_secret", "wrong"))), 1);
+  EXPECT_EQ(code(token(with(codeFields(freshCode()), "grant_type", "ig_exchange_token"))), 100);
+  EXPECT_EQ(code(token(codeFields(codeFrom(client, "/facebook/v24.0/dialog/oauth")))), 100);
+  const Fields trade{{"client_id", appId}, {"client_secret", appSecret}, {"fb_exchange_token", "none"}};
+  EXPECT_EQ(code(exchange(trade)), 190);
+  EXPECT_EQ(code(exchange(with(trade, "client_secret", "wrong"))), 1);
 }
 
 TEST_F(InstagramScripts, ReelIsPublishedWhenItIsReady) {
@@ -117,13 +110,13 @@ TEST_F(InstagramScripts, ReelIsPublishedWhenItIsReady) {
   EXPECT_TRUE(upload.complete);
   EXPECT_EQ(upload.sha256, sha256Of(file));
   const Json::Value media =
-      graph("/v24.0/" + upload.mediaId, {{"fields", "permalink"}, {"access_token", accessToken}}).json();
+      graph("/" + upload.mediaId, {{"fields", "permalink"}, {"access_token", accessToken}}).json();
   EXPECT_EQ(media["permalink"], "https://www.instagram.com/reel/" + upload.mediaId + "/");
 }
 
 TEST_F(InstagramScripts, WhatIsPublishedIsListed) {
   const auto list = [&](const std::string& fields) {
-    return graph("/v24.0/" + user + "/media", {{"fields", fields}, {"access_token", accessToken}})
+    return graph("/" + user + "/media", {{"fields", fields}, {"access_token", accessToken}})
         .json()["data"];
   };
   const std::string id = container();
@@ -187,7 +180,7 @@ TEST_F(InstagramScripts, ContainersAreStrict) {
   const std::string stranger = server.issueTokens(Platform::instagram, server.users()[1].openId).accessToken;
   EXPECT_EQ(code(post("media", with(reel(), "access_token", stranger))), 100);
   EXPECT_EQ(code(publish("1")), 24);
-  EXPECT_EQ(code(graph("/v24.0/1", {{"access_token", accessToken}})), 100);
+  EXPECT_EQ(code(graph("/1", {{"access_token", accessToken}})), 100);
 }
 
 }  // namespace
