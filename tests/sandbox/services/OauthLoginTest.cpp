@@ -33,7 +33,8 @@ INSTANTIATE_TEST_SUITE_P(Services, OauthLogin,
                          testing::Values(Login{"facebook", "/facebook/v24.0/dialog/oauth", false, false},
                                          Login{"vimeo", "/vimeo/oauth/authorize", false, false},
                                          Login{"google", "/google/o/oauth2/v2/auth", true, true},
-                                         Login{"instagram", "/instagram-login/v24.0/dialog/oauth", false, true},
+                                         Login{"instagram", "/instagram-login/v24.0/dialog/oauth", false,
+                                               true},
                                          Login{"twitch", "/twitch/oauth2/authorize", false, true}),
                          [](const auto& tested) { return std::string(tested.param.name); });
 
@@ -128,11 +129,11 @@ TEST(OauthLogins, ServicesStandInOneTable) {
   const sandbox::Sandbox server;
   const auto table = server.scriptServices();
   const std::vector<std::string> keys{
-      "facebookLogin", "facebookGraph",  "facebookGraphVideo", "flickrOauth",     "flickrRest",
-      "flickrUpload",  "googleLogin",    "googleRevoke",       "googleToken",     "instagramGraph",
-      "instagramLogin",     "instagramUpload", "twitchApi",
-      "twitchHelix",   "twitchLogin",    "twitchRevoke",       "twitchToken",     "vimeoApi",
-      "vimeoLogin",    "vimeoToken",     "youtubeApi",         "youtubeUpload"};
+      "facebookLogin",  "facebookGraph",   "facebookGraphVideo", "flickrOauth", "flickrRest",
+      "flickrUpload",   "googleLogin",     "googleRevoke",       "googleToken", "instagramGraph",
+      "instagramLogin", "instagramUpload", "twitchApi",          "twitchHelix", "twitchLogin",
+      "twitchRevoke",   "twitchToken",     "vimeoApi",           "vimeoLogin",  "vimeoToken",
+      "youtubeApi",     "youtubeUpload"};
   EXPECT_EQ(table.size(), keys.size());
   for (const std::string& key : keys) {
     ASSERT_TRUE(table.contains(key)) << key;

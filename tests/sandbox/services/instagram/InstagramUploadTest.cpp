@@ -35,8 +35,7 @@ class InstagramScripts : public testing::Test {
                         {"file_size", std::to_string(size)}});
   }
   Json::Value status(const std::string& id) {
-    return graph("/" + id,
-                 {{"fields", "status_code,status,video_status"}, {"access_token", accessToken}})
+    return graph("/" + id, {{"fields", "status_code,status,video_status"}, {"access_token", accessToken}})
         .json();
   }
   Answer publish(const std::string& id) {
@@ -116,8 +115,7 @@ TEST_F(InstagramScripts, ReelIsPublishedWhenItIsReady) {
 
 TEST_F(InstagramScripts, WhatIsPublishedIsListed) {
   const auto list = [&](const std::string& fields) {
-    return graph("/" + user + "/media", {{"fields", fields}, {"access_token", accessToken}})
-        .json()["data"];
+    return graph("/" + user + "/media", {{"fields", fields}, {"access_token", accessToken}}).json()["data"];
   };
   const std::string id = container();
   send(id, 0, 5, "bytes");
