@@ -18,13 +18,16 @@ inline constexpr int unknownUpload = 2111002;
 inline constexpr int wrongPart = 2111003;
 inline constexpr int uploadOver = 2111004;
 
+/// The query has these parameters, each with a value.
+[[nodiscard]] inline bool hasAll(const RecordedRequest& request, std::initializer_list<const char*> names) {
+  return std::all_of(names.begin(), names.end(),
+                     [&](const char* name) { return !request.parameter(name).value_or("").empty(); });
+}
+
 /// The query has these parameters, each once and with a value, and no others.
 [[nodiscard]] inline bool hasExactly(const RecordedRequest& request,
                                      std::initializer_list<const char*> names) {
-  const bool allThere = std::all_of(names.begin(), names.end(), [&](const char* name) {
-    return !request.parameter(name).value_or("").empty();
-  });
-  return allThere && request.query.size() == names.size();
+  return hasAll(request, names) && request.query.size() == names.size();
 }
 
 }  // namespace sandbox::open_platform

@@ -24,6 +24,13 @@ Reply failure(int code, const std::string& message) {
   return answer(Json::Value(Json::objectValue), code, message);
 }
 
+Json::Value fieldsUnlessAsked() {
+  Json::Value fields(Json::arrayValue);
+  fields.append("open_id");
+  fields.append("avatar_url");
+  return fields;
+}
+
 }  // namespace
 
 void TiktokProfile::addTo(Router& router) {
@@ -38,7 +45,7 @@ Reply TiktokProfile::userInfo(const Call& call) {
   const std::optional<Json::Value> body = parseJson(call.body);
   if (!body || !body->isObject()) return failure(open_platform::invalidParameter, "Invalid parameters");
   const std::optional<std::string> token = textMember(*body, "access_token");
-  const Json::Value& fields = (*body)["fields"];
+  const Json::Value fields = body->get("fields", fieldsUnlessAsked());
   if (!token || !fields.isArray() || fields.empty())
     return failure(open_platform::invalidParameter, "Invalid parameters");
   const std::optional<User> user = context_.userOf(*token, Platform::tiktok);
@@ -51,7 +58,9 @@ Reply TiktokProfile::userInfo(const Call& call) {
   Json::Value known;
   known["open_id"] = user->openId;
   known["union_id"] = "union-" + user->openId;
-  known["avatar_url"] = Avatar::url(context_, *user);
+  for (const char* name : {"avatar_url", "avatar_url_100", "avatar_url_200", "avatar_large_url"}) {
+    known[name] = Avatar::url(context_, *user);
+  }
   known["display_name"] = user->name;
   Json::Value data;
   data["user"] = Json::Value(Json::objectValue);

@@ -38,7 +38,7 @@ std::vector<std::pair<std::string, std::string>> TiktokUpload::urlKeys() const {
 }
 
 Reply TiktokUpload::upload(const Call& call) {
-  if (!open_platform::hasExactly(call.request, {"access_token", "open_id"})) {
+  if (!open_platform::hasAll(call.request, {"access_token", "open_id"})) {
     return failure(open_platform::invalidParameter, "access_token and open_id are wanted");
   }
   const std::string token = call.request.parameter("access_token").value_or("");

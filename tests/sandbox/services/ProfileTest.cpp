@@ -115,13 +115,24 @@ TEST_F(Profile, TiktokAnswersTheFieldsThatWereAsked) {
   EXPECT_FALSE(answer["data"]["user"].isMember("union_id"));
 }
 
+TEST_F(Profile, TiktokHasFieldsOfItsOwnChoiceUnlessAsked) {
+  const Json::Value answer = tiktok(R"({"access_token":")" + token(Platform::tiktok) + R"(","open_id":"x"})");
+
+  EXPECT_EQ(answer["error"]["code"], 0);
+  EXPECT_EQ(answer["data"]["user"].getMemberNames(), (std::vector<std::string>{"avatar_url", "open_id"}));
+}
+
 TEST_F(Profile, TiktokRefusesWithItsOwnErrorShape) {
   const std::string good = token(Platform::tiktok);
   const std::string fields = R"(,"fields":["open_id"]})";
 
   EXPECT_EQ(tiktok("no json")["error"]["code"], 2100005);
-  EXPECT_EQ(tiktok(R"({"access_token":")" + good + "\"}")["error"]["code"], 2100005);
-  EXPECT_EQ(tiktok(R"({"access_token":")" + good + R"(","fields":["shoe_size"]})")["error"]["code"], 2100005);
+  EXPECT_EQ(tiktok("[]")["error"]["code"], 2100005);
+  EXPECT_EQ(tiktok("{\"access_token\":7" + fields)["error"]["code"], 2100005);
+  for (const char* wanted : {R"(["shoe_size"])", "[]", "[7]", R"("open_id")", "null"}) {
+    const std::string body = R"({"access_token":")" + good + R"(","fields":)" + wanted + "}";
+    EXPECT_EQ(tiktok(body)["error"]["code"], 2100005) << wanted;
+  }
   EXPECT_EQ(tiktok(R"({"access_token":"unknown")" + fields)["error"]["code"], 2190002);
   server.expireAccessTokens();
   const Json::Value expired = tiktok(R"({"access_token":")" + good + "\"" + fields);
