@@ -1,6 +1,6 @@
 # The part Sandbox of the package: found where everything is that the stand-in servers are linked with.
 set(ExternlMediaTransfer_Sandbox_FOUND TRUE)
-foreach(package OpenSSL ZLIB Threads PkgConfig)
+foreach(package OpenSSL SQLite3 ZLIB Threads PkgConfig)
   find_package(${package} QUIET)
   if(NOT ${package}_FOUND)
     set(ExternlMediaTransfer_Sandbox_FOUND FALSE)

@@ -44,7 +44,7 @@ and the scripts of some platforms with the tool that makes a home for Python.")
   set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${library} (= ${PROJECT_VERSION})")
   # What the component Sandbox of the CMake package looks for.
   set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_RECOMMENDS
-    "libssl-dev, zlib1g-dev, libjsoncpp-dev, libcpp-httplib-dev, pkg-config")
+    "libssl-dev, libsqlite3-dev, zlib1g-dev, libjsoncpp-dev, libcpp-httplib-dev, pkg-config")
 
   set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME mediatransfer-tools)
   set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION net)

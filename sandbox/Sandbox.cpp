@@ -39,9 +39,9 @@ class Sandbox::Impl {
   explicit Impl(SandboxOptions wanted)
       : options(std::move(wanted)),
         accounts(options),
+        uploads(!options.stateDir.empty()),
         log(options.recordedBodyLimit, options.recordedTotalLimit),
-        state(
-            options.stateDir, [this](const Json::Value& kept) { merge(kept); }, [this] { return kept(); }),
+        state(options.stateDir, stateTables()),
         tls(options.tls ? std::make_unique<TlsContext>(options.certificate) : nullptr),
         journal(options.page ? std::make_unique<ExchangeJournal>() : nullptr),
         arrivals(options.page ? std::make_unique<ArrivalBook>(options.keptVideoBytes) : nullptr),
@@ -50,7 +50,6 @@ class Sandbox::Impl {
                 journal.get(), state,    arrivals.get(), {},      {},     {}} {
     context.baseUrl =
         std::string(options.tls ? "https" : "http") + "://127.0.0.1:" + std::to_string(server.port());
-    state.load();
     services = makeServices(context);
     for (const std::unique_ptr<Service>& service : services) {
       service->addTo(router);
@@ -82,17 +81,10 @@ class Sandbox::Impl {
     }
   }
 
-  void merge(const Json::Value& keptState) {
-    if (!keptState.isObject()) return;
-    accounts.merge(keptState["accounts"]);
-    uploads.merge(keptState["uploads"]);
-  }
-
-  [[nodiscard]] Json::Value kept() const {
-    Json::Value value;
-    value["accounts"] = accounts.kept();
-    value["uploads"] = uploads.kept();
-    return value;
+  std::vector<StateTable> stateTables() {
+    std::vector<StateTable> tables = accounts.tables();
+    tables.push_back(uploads.table());
+    return tables;
   }
 
   const SandboxOptions options;

@@ -42,7 +42,15 @@ mediatransfer() { build/release/bin/mediatransfer --sandbox --cache-dir "$folder
 
 # The SHA-256 of what the service named $1 kept; the stand-ins run inside each call and keep their state in a file.
 received() {
-  sed -n "/\"service\" : \"$1\"/,/}/s/.*\"sha256\" : \"\([0-9a-f]\{64\}\)\".*/\1/p" "$folder/cache.sandbox/sandbox.json"
+  python3 - "$folder/cache.sandbox/sandbox.db" "$1" <<'END'
+import json, sqlite3, sys
+
+path, service = sys.argv[1:]
+for (record,) in sqlite3.connect(path).execute("select record from uploads"):
+    upload = json.loads(record)
+    if upload["service"] == service:
+        print(upload["sha256"])
+END
 }
 
 # The value of the member $1 in the first line that has it, of JSON lines or of JSON text.

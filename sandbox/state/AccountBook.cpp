@@ -28,6 +28,7 @@ AccountBook::AccountBook(const SandboxOptions& options)
     : accountTokenLifetime_(options.accountTokenLifetime),
       tokenLength_(options.tokenLength),
       rotateRefreshTokens_(options.rotateRefreshTokens),
+      isKept_(!options.stateDir.empty()),
       tokenLifetime_(options.tokenLifetime),
       consent_(options.consent),
       pollsBeforeConsent_(options.pollsBeforeConsent),
@@ -49,6 +50,7 @@ void AccountBook::addUser(const User& user) {
   const std::lock_guard lock(mutex_);
   std::erase_if(users_, [&](const User& known) { return known.openId == user.openId; });
   users_.push_back(user);
+  if (isKept_) unsavedUsers_.insert(user.openId);
 }
 
 bool AccountBook::chooseUser(const std::string& openId) {
@@ -153,7 +155,7 @@ std::optional<std::string> AccountBook::waitForPending(std::chrono::milliseconds
 std::string AccountBook::issueAccountToken() {
   const std::lock_guard lock(mutex_);
   std::string token = "sbx-account-" + randomText(32);
-  tokens_[token] = {TokenKind::account, Platform::youtube, {}, Clock::now() + accountTokenLifetime_, false};
+  add(token, {TokenKind::account, Platform::youtube, {}, Clock::now() + accountTokenLifetime_, false});
   return token;
 }
 
@@ -184,7 +186,7 @@ std::optional<IssuedTokens> AccountBook::refresh(const std::string& refreshToken
   const auto found = tokens_.find(refreshToken);
   if (found == tokens_.end() || found->second.kind != TokenKind::refresh || !isLive(found->second))
     return std::nullopt;
-  if (rotateRefreshTokens_) found->second.revoked = true;
+  if (rotateRefreshTokens_) end(found->first, found->second);
   // A copy: issuing changes the map.
   const TokenState spent = found->second;
   IssuedTokens tokens = issue(spent.platform, spent.openId);
@@ -203,28 +205,28 @@ void AccountBook::expire(TokenKind kind, const std::string& openId) {
   const std::lock_guard lock(mutex_);
   for (auto& [text, state] : tokens_) {
     if (state.kind != kind || (!openId.empty() && state.openId != openId)) continue;
-    state.expiry = std::min(state.expiry, Clock::now());
+    expireNow(text, state);
   }
 }
 
 void AccountBook::revoke(const std::string& openId) {
   const std::lock_guard lock(mutex_);
   for (auto& [text, state] : tokens_) {
-    if (state.kind != TokenKind::account && (openId.empty() || state.openId == openId)) state.revoked = true;
+    if (state.kind != TokenKind::account && (openId.empty() || state.openId == openId)) end(text, state);
   }
 }
 
 void AccountBook::revokeToken(const std::string& text) {
   const std::lock_guard lock(mutex_);
   const auto found = tokens_.find(text);
-  if (found != tokens_.end()) found->second.revoked = true;
+  if (found != tokens_.end()) end(found->first, found->second);
 }
 
 void AccountBook::revokeAt(Platform platform, const std::string& openId) {
   const std::lock_guard lock(mutex_);
   for (auto& [text, state] : tokens_) {
     const bool theirs = state.platform == platform && state.openId == openId;
-    if (state.kind != TokenKind::account && theirs) state.revoked = true;
+    if (state.kind != TokenKind::account && theirs) end(text, state);
   }
 }
 
@@ -232,7 +234,7 @@ void AccountBook::expireAt(Platform platform, const std::string& openId) {
   const std::lock_guard lock(mutex_);
   for (auto& [text, state] : tokens_) {
     const bool theirs = state.platform == platform && state.openId == openId;
-    if (state.kind == TokenKind::access && theirs) state.expiry = std::min(state.expiry, Clock::now());
+    if (state.kind == TokenKind::access && theirs) expireNow(text, state);
   }
 }
 
@@ -271,7 +273,7 @@ void AccountBook::stop() {
 IssuedTokens AccountBook::issue(Platform platform, const std::string& openId) {
   IssuedTokens tokens{newAccessToken(platform, openId, Clock::now() + tokenLifetime_),
                       "sbx-refresh-" + randomText(40), tokenLifetime_};
-  tokens_[tokens.refreshToken] = {TokenKind::refresh, platform, openId, Clock::time_point::max(), false};
+  add(tokens.refreshToken, {TokenKind::refresh, platform, openId, Clock::time_point::max(), false});
   return tokens;
 }
 
@@ -279,8 +281,29 @@ std::string AccountBook::newAccessToken(Platform platform, const std::string& op
                                         Clock::time_point expiry) {
   std::string token = "sbx-access-" + randomText(40);
   if (token.size() < tokenLength_) token.resize(tokenLength_, 'x');
-  tokens_[token] = {TokenKind::access, platform, openId, expiry, false};
+  add(token, {TokenKind::access, platform, openId, expiry, false});
   return token;
+}
+
+void AccountBook::add(const std::string& token, TokenState state) {
+  tokens_[token] = std::move(state);
+  keep(token);
+}
+
+void AccountBook::end(const std::string& token, TokenState& state) {
+  if (state.revoked) return;
+  state.revoked = true;
+  keep(token);
+}
+
+void AccountBook::expireNow(const std::string& token, TokenState& state) {
+  if (state.expiry <= Clock::now()) return;
+  state.expiry = Clock::now();
+  keep(token);
+}
+
+void AccountBook::keep(const std::string& token) {
+  if (isKept_) unsavedTokens_.insert(token);
 }
 
 void AccountBook::decideByItself(Login& login) {

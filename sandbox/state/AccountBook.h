@@ -2,15 +2,14 @@
 
 #include "sandbox/base/Account.h"
 #include "sandbox/base/SandboxOptions.h"
-
-#include <json/value.h>
+#include "sandbox/state/StateTable.h"
 
 #include <chrono>
 #include <condition_variable>
-#include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -76,9 +75,8 @@ class AccountBook {
   /// Whose access token of the platform this is; nothing when it is unknown, expired or revoked.
   [[nodiscard]] std::optional<User> userOf(const std::string& accessToken, Platform platform) const;
 
-  /// What is kept between processes, and its way back; both leave out and ignore what is long over.
-  [[nodiscard]] Json::Value kept() const;
-  void merge(const Json::Value& kept);
+  /// What is kept between processes: users that were added, and tokens that are not long over.
+  [[nodiscard]] std::vector<StateTable> tables();
 
   /// Ends all waits for good.
   void stop();
@@ -98,10 +96,20 @@ class AccountBook {
                  const std::string& pageUrl);
   [[nodiscard]] const User* find(const std::string& openId) const;
   Login* findLogin(const std::string& id);
+  void add(const std::string& token, TokenState state);
+  void end(const std::string& token, TokenState& state);
+  void expireNow(const std::string& token, TokenState& state);
+  void keep(const std::string& token);
+  std::vector<StateRow> takeUsers();
+  std::vector<StateRow> takeTokens();
+  void putBack(std::set<std::string>& unsaved, const std::vector<StateRow>& rows);
+  bool mergeUser(const StateRow& row);
+  bool mergeToken(const StateRow& row);
 
   const std::chrono::seconds accountTokenLifetime_;
   const std::size_t tokenLength_;
   const bool rotateRefreshTokens_;
+  const bool isKept_;  ///< there is a state folder
   mutable std::mutex mutex_;
   std::condition_variable changed_;
   std::chrono::seconds tokenLifetime_;
@@ -111,6 +119,8 @@ class AccountBook {
   std::string chosen_;
   std::vector<Login> logins_;
   std::map<std::string, TokenState> tokens_;
+  std::set<std::string> unsavedUsers_;
+  std::set<std::string> unsavedTokens_;
   bool stopping_ = false;
 };
 

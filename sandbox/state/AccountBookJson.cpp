@@ -78,37 +78,61 @@ bool isForgotten(const TokenState& state) {
 
 }  // namespace
 
-Json::Value AccountBook::kept() const {
-  const std::lock_guard lock(mutex_);
-  Json::Value value(Json::objectValue);
-  value["users"] = Json::Value(Json::objectValue);
-  value["tokens"] = Json::Value(Json::objectValue);
-  for (const User& user : users_) value["users"][user.openId] = jsonOf(user);
-  for (const auto& [text, state] : tokens_) {
-    if (!isForgotten(state)) value["tokens"][text] = jsonOf(state);
-  }
-  return value;
+std::vector<StateTable> AccountBook::tables() {
+  return {{"users", [this] { return takeUsers(); },
+           [this](const std::vector<StateRow>& rows) { putBack(unsavedUsers_, rows); },
+           [this](const StateRow& row) { return mergeUser(row); }},
+          {"tokens", [this] { return takeTokens(); },
+           [this](const std::vector<StateRow>& rows) { putBack(unsavedTokens_, rows); },
+           [this](const StateRow& row) { return mergeToken(row); }}};
 }
 
-void AccountBook::merge(const Json::Value& kept) {
-  if (!kept.isObject()) return;
+std::vector<StateRow> AccountBook::takeUsers() {
   const std::lock_guard lock(mutex_);
-  if (kept["users"].isObject()) {
-    for (const std::string& openId : kept["users"].getMemberNames()) {
-      const Json::Value& user = kept["users"][openId];
-      if (user.isObject() && !find(openId)) users_.push_back(userFrom(user));
-    }
+  std::vector<StateRow> rows;
+  for (const std::string& openId : std::exchange(unsavedUsers_, {})) {
+    if (const User* const user = find(openId)) rows.push_back({openId, jsonOf(*user)});
   }
-  if (!kept["tokens"].isObject()) return;
-  for (const std::string& text : kept["tokens"].getMemberNames()) {
-    if (!kept["tokens"][text].isObject()) continue;
-    const TokenState state = tokenFrom(kept["tokens"][text]);
-    if (isForgotten(state)) continue;
-    const auto [entry, fresh] = tokens_.try_emplace(text, state);
-    if (fresh) continue;
-    entry->second.revoked = entry->second.revoked || state.revoked;
-    entry->second.expiry = std::min(entry->second.expiry, state.expiry);
+  return rows;
+}
+
+std::vector<StateRow> AccountBook::takeTokens() {
+  const std::lock_guard lock(mutex_);
+  std::vector<StateRow> rows;
+  for (const std::string& text : std::exchange(unsavedTokens_, {})) {
+    const auto found = tokens_.find(text);
+    if (found != tokens_.end()) rows.push_back({text, jsonOf(found->second)});
   }
+  return rows;
+}
+
+void AccountBook::putBack(std::set<std::string>& unsaved, const std::vector<StateRow>& rows) {
+  const std::lock_guard lock(mutex_);
+  for (const StateRow& row : rows) unsaved.insert(row.id);
+}
+
+/// The one who wrote last is right, and that is this process while it has something to write.
+bool AccountBook::mergeUser(const StateRow& row) {
+  const std::lock_guard lock(mutex_);
+  if (unsavedUsers_.contains(row.id)) return true;
+  const auto known =
+      std::find_if(users_.begin(), users_.end(), [&](const User& user) { return user.openId == row.id; });
+  User user = userFrom(row.record);
+  user.openId = row.id;
+  known == users_.end() ? users_.push_back(std::move(user)) : void(*known = std::move(user));
+  return true;
+}
+
+/// A token never gets better.
+bool AccountBook::mergeToken(const StateRow& row) {
+  const std::lock_guard lock(mutex_);
+  const TokenState state = tokenFrom(row.record);
+  if (isForgotten(state)) return false;
+  const auto [entry, fresh] = tokens_.try_emplace(row.id, state);
+  if (fresh) return true;
+  entry->second.revoked = entry->second.revoked || state.revoked;
+  entry->second.expiry = std::min(entry->second.expiry, state.expiry);
+  return true;
 }
 
 }  // namespace sandbox

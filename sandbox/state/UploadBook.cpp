@@ -64,6 +64,7 @@ void UploadBook::Loan::commit(const UploadedChunk& chunk, const Sha256& hash, bo
   entry_->record.complete = last;
   entry_->record.sha256 = sha256;
   entry_->hashBeforeLast = std::exchange(entry_->hash, hash);
+  book_->keep(entry_->record);
   book_->changed_.notify_all();
 }
 
@@ -72,23 +73,27 @@ void UploadBook::Loan::replaceLast(const UploadedChunk& chunk, const Sha256& has
   entry_->record.chunks.back() = chunk;
   entry_->record.receivedSize = chunk.offset + chunk.size;
   entry_->hash = hash;
+  book_->keep(entry_->record);
 }
 
 void UploadBook::Loan::finish(const std::string& sha256) {
   const std::lock_guard lock(book_->mutex_);
   entry_->record.complete = true;
   entry_->record.sha256 = sha256;
+  book_->keep(entry_->record);
   book_->changed_.notify_all();
 }
 
 void UploadBook::Loan::announce(std::uint64_t size) {
   const std::lock_guard lock(book_->mutex_);
   entry_->record.announcedSize = size;
+  book_->keep(entry_->record);
 }
 
 void UploadBook::Loan::describe(const std::string& metadata) {
   const std::lock_guard lock(book_->mutex_);
   entry_->record.metadata = metadata;
+  book_->keep(entry_->record);
 }
 
 std::string UploadBook::open(UploadRecord record) {
@@ -129,6 +134,7 @@ bool UploadBook::annotate(const std::string& service, const std::string& mediaId
     Json::Value metadata = parseJson(entry.record.metadata).value_or(Json::Value(Json::objectValue));
     metadata[member] = value;
     entry.record.metadata = compactJson(metadata);
+    keep(entry.record);
     return true;
   }
   return false;
@@ -150,6 +156,7 @@ bool UploadBook::remove(const std::string& service, const std::string& mediaId) 
   });
   if (found == entries_.end()) return false;
   found->removed = true;
+  keep(found->record);
   return true;
 }
 
@@ -182,23 +189,39 @@ bool UploadBook::waitForComplete(std::size_t count, std::chrono::milliseconds li
   return reached();
 }
 
-Json::Value UploadBook::kept() const {
-  const std::lock_guard lock(mutex_);
-  Json::Value value(Json::objectValue);
-  for (const Entry& entry : entries_) {
-    if (entry.record.complete && !entry.removed) value[entry.record.uploadId] = jsonOf(entry.record);
-  }
-  return value;
+StateTable UploadBook::table() {
+  return {"uploads", [this] { return take(); },
+          [this](const std::vector<StateRow>& rows) {
+            const std::lock_guard lock(mutex_);
+            for (const StateRow& row : rows) unsaved_.insert(row.id);
+          },
+          [this](const StateRow& row) { return merge(row); }};
 }
 
-void UploadBook::merge(const Json::Value& kept) {
-  if (!kept.isObject()) return;
+std::vector<StateRow> UploadBook::take() {
   const std::lock_guard lock(mutex_);
-  for (const std::string& uploadId : kept.getMemberNames()) {
-    if (!kept[uploadId].isObject() || find(uploadId)) continue;
-    entries_.emplace_back();
-    entries_.back().record = recordFrom(kept[uploadId]);
+  std::vector<StateRow> rows;
+  for (const std::string& uploadId : std::exchange(unsaved_, {})) {
+    const Entry* const entry = findEvenRemoved(uploadId);
+    if (!entry) continue;
+    rows.push_back({uploadId, jsonOf(entry->record)});
+    if (entry->removed) rows.back().record["removed"] = true;
   }
+  return rows;
+}
+
+bool UploadBook::merge(const StateRow& row) {
+  const std::lock_guard lock(mutex_);
+  const bool removed = row.record["removed"].isBool() && row.record["removed"].asBool();
+  if (Entry* const known = findEvenRemoved(row.id)) {
+    known->removed = known->removed || removed;
+    return true;
+  }
+  if (removed) return false;
+  entries_.emplace_back();
+  entries_.back().record = recordFrom(row.record);
+  entries_.back().record.uploadId = row.id;
+  return true;
 }
 
 void UploadBook::stop() {
@@ -214,13 +237,22 @@ const UploadRecord& UploadBook::add(UploadRecord record) {
   if (record.mediaId.empty()) record.mediaId = randomText(mediaIdLength);
   entries_.emplace_back();
   entries_.back().record = std::move(record);
+  keep(entries_.back().record);
   return entries_.back().record;
 }
 
+void UploadBook::keep(const UploadRecord& record) {
+  if (isKept_ && record.complete) unsaved_.insert(record.uploadId);
+}
+
 UploadBook::Entry* UploadBook::find(const std::string& uploadId) {
-  const auto found = std::find_if(entries_.begin(), entries_.end(), [&](const Entry& entry) {
-    return !entry.removed && entry.record.uploadId == uploadId;
-  });
+  Entry* const found = findEvenRemoved(uploadId);
+  return found && !found->removed ? found : nullptr;
+}
+
+UploadBook::Entry* UploadBook::findEvenRemoved(const std::string& uploadId) {
+  const auto found = std::find_if(entries_.begin(), entries_.end(),
+                                  [&](const Entry& entry) { return entry.record.uploadId == uploadId; });
   return found == entries_.end() ? nullptr : &*found;
 }
 

@@ -2,6 +2,7 @@
 
 #include "sandbox/base/Sha256.h"
 #include "sandbox/base/UploadRecord.h"
+#include "sandbox/state/StateTable.h"
 
 #include <json/value.h>
 
@@ -10,6 +11,7 @@
 #include <deque>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -27,6 +29,9 @@ class UploadBook {
   };
 
  public:
+  /// With `isKept` the book remembers what `table` has to write.
+  explicit UploadBook(bool isKept = false) : isKept_(isKept) {}
+
   /// The right to add to one upload, held by one request at a time.
   class Loan {
    public:
@@ -76,8 +81,8 @@ class UploadBook {
   [[nodiscard]] std::vector<UploadRecord> latest(std::size_t count) const;
   bool waitForComplete(std::size_t count, std::chrono::milliseconds limit);
 
-  [[nodiscard]] Json::Value kept() const;
-  void merge(const Json::Value& kept);
+  /// Complete uploads are kept between processes.
+  [[nodiscard]] StateTable table();
 
   /// Ends all waits for good.
   void stop();
@@ -85,10 +90,16 @@ class UploadBook {
  private:
   const UploadRecord& add(UploadRecord record);
   Entry* find(const std::string& uploadId);
+  Entry* findEvenRemoved(const std::string& uploadId);
+  void keep(const UploadRecord& record);
+  std::vector<StateRow> take();
+  bool merge(const StateRow& row);
 
+  const bool isKept_;
   mutable std::mutex mutex_;
   std::condition_variable changed_;
   std::deque<Entry> entries_;  ///< a deque: loans point into it while it grows
+  std::set<std::string> unsaved_;
   bool stopping_ = false;
 };
 

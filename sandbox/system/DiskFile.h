@@ -36,8 +36,8 @@ class FileLock {
   const std::intptr_t handle_;
 };
 
-/// Writes a file for its owner alone, in place of what was there, and brings it to the disk. Throws
-/// std::runtime_error when that fails.
-void writeDurably(const std::string& path, const std::string& text);
+/// Makes an empty file for its owner alone where there is none. A file that is there is not even opened.
+/// Throws std::runtime_error when that fails.
+void makeForOwner(const std::string& path);
 
 }  // namespace sandbox

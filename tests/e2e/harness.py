@@ -5,6 +5,7 @@ With KBL_E2E_EMULATOR the program is one for Windows, and that is wine: it sees 
 Nothing here sleeps to wait: every wait is for a condition, with a limit that a loaded machine with sanitizers keeps.
 """
 
+import contextlib
 import hashlib
 import json
 import os
@@ -13,6 +14,7 @@ import queue
 import shutil
 import signal
 import socket
+import sqlite3
 import subprocess
 import tempfile
 import threading
@@ -154,6 +156,24 @@ class Running:
         self.process.wait(LIMIT)
 
 
+def kept_records(state, table):
+    """The rows of a table of the stand-ins' state file, by their ids."""
+    with contextlib.closing(sqlite3.connect(state)) as book:
+        return {key: json.loads(record) for key, record in book.execute(f"select id, record from {table}")}
+
+
+def lend_tokens(source, target):
+    """Has one run of the stand-ins know the tokens of another, written as a third that shares the folder would."""
+    with contextlib.closing(sqlite3.connect(target)) as book:
+        book.execute("attach ? as other", (str(source),))
+        with book:
+            book.execute("update main.counter set change = change + 1")
+            book.execute(
+                "insert or replace into main.tokens"
+                " select id, (select change from main.counter), record from other.tokens"
+            )
+
+
 class Servers:
     """The stand-in servers as a process of their own."""
 
@@ -162,7 +182,7 @@ class Servers:
         self.config = own / "cloud-config.json"
         if "--state-dir" not in options:
             options = ("--state-dir", own, *options)
-        self.state = pathlib.Path(options[options.index("--state-dir") + 1]) / "sandbox.json"
+        self.state = pathlib.Path(options[options.index("--state-dir") + 1]) / "sandbox.db"
         command = [*PROGRAM, "--json", "sandbox", "--config-file", self.config, *options]
         self.running = Running([told(part) for part in command], env)
         event = self.running.wait_for_event("sandbox")
@@ -354,12 +374,9 @@ class Donor:
             shutil.copy2(path, target)
         shutil.copy2(source_key / "cipher.key", target_key)
         if servers is None:
-            shutil.copy2(source_key / "sandbox.json", target_key)
+            shutil.copy2(source_key / "sandbox.db", target_key)
         else:
-            # The file appears at once, as it does when the stand-ins write it.
-            draft = servers.state.with_suffix(".copy")
-            shutil.copy2(self._servers.state, draft)
-            draft.replace(servers.state)
+            lend_tokens(self._servers.state, servers.state)
             (target / f"{platform}_origin").write_text(servers.url + "\n")
         return self._users[platform]
 

@@ -4,7 +4,7 @@ import stat
 import time
 import unittest
 
-from harness import SECRET, HostTest
+from harness import SECRET, HostTest, kept_records
 
 # Members of the lines about a user, as a sign-in to YouTube leaves them.
 KNOWN = {"event", "user", "account", "name", "first_name", "last_name", "account_uid", "categories"}
@@ -80,7 +80,7 @@ class Login(HostTest):
         result = self.run_program("--sandbox", "--cache-dir", cache, "login", "youtube")
         self.assertEqual(result.code, 0, result)
         sandbox = cache.parent / "logins.sandbox"
-        for name in ("cache/ema_youtube_cache.db", "cipher.key", "sandbox.json"):
+        for name in ("cache/ema_youtube_cache.db", "cipher.key", "sandbox.db"):
             self.assertTrue((sandbox / name).exists(), name)
         self.assertEqual([path.name for path in cache.parent.iterdir()], ["logins.sandbox"])
         self.assertFalse((self.folder / "data").exists())
@@ -101,12 +101,11 @@ class Login(HostTest):
                 result = self.run_program("--sandbox", "--log", log, "-v", *form, *command)
                 self.assertEqual(result.code, 0, result)
                 outputs += result.out + result.err
-        state = (self.folder / "data" / "mediatransfer" / "sandbox" / "sandbox.json").read_text()
-        tokens = [word for word in state.replace('"', " ").split() if len(word) >= 24 and word.isalnum()]
+        state = self.folder / "data" / "mediatransfer" / "sandbox" / "sandbox.db"
+        tokens = kept_records(state, "tokens")
         self.assertGreater(len(tokens), 3)
         outputs += log.read_text()
-        uploads = [word for word in tokens if "upload_id=" + word in outputs]
-        for token in set(tokens) - set(uploads):
+        for token in tokens:
             self.assertNotIn(token, outputs)
 
     def test_denied_by_a_wrong_application_secret(self):

@@ -6,7 +6,7 @@ import subprocess
 import unittest
 import urllib.parse
 
-from harness import sha256_of
+from harness import kept_records, sha256_of
 import scripted
 from scripted import APP, MIB, PLATFORMS, Scripted, location, make_home
 
@@ -36,8 +36,8 @@ class WithTheStandIns(Scripted):
                 ),
                 upload,
             )
-        state = json.loads((self.folder / "data" / "mediatransfer" / "sandbox" / "sandbox.json").read_text())
-        kept = {record["service"]: record for record in state["uploads"].values()}
+        uploads = kept_records(self.folder / "data" / "mediatransfer" / "sandbox" / "sandbox.db", "uploads")
+        kept = {record["service"]: record for record in uploads.values()}
         self.assertEqual(sorted(kept), sorted(platform for platform, *_ in PLATFORMS))
         for record in kept.values():
             self.assertEqual(record["sha256"], sha256_of(video), record)

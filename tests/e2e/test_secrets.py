@@ -6,7 +6,7 @@ import shutil
 import unittest
 import urllib.parse
 
-from harness import Running, accepts, free_port, wait_until
+from harness import Running, accepts, free_port, kept_records, wait_until
 from scripted import PLATFORMS, Scripted, location, make_home
 
 APP_SECRET = "marked+app/secret=7f3c"
@@ -68,8 +68,7 @@ class Secrets(Scripted):
 
     def issued_tokens(self):
         """All tokens that the servers gave out, of every kind and platform."""
-        book = json.loads((self.state / "sandbox.json").read_text())
-        tokens = [token for token in book["accounts"]["tokens"] if len(token) >= 16]
+        tokens = [token for token in kept_records(self.state / "sandbox.db", "tokens") if len(token) >= 16]
         self.assertGreater(len(tokens), 6)
         return tokens
 

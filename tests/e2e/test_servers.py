@@ -73,7 +73,7 @@ class SandboxCommand(HostTest):
         self.assertEqual(login.code, 0, login)
         running.interrupt()
         self.assert_ends(running.end(), 0)
-        self.assertTrue((self.folder / "state" / "sandbox.json").exists())
+        self.assertTrue((self.folder / "state" / "sandbox.db").exists())
 
     def test_prints_the_configuration_alone_to_the_standard_output(self):
         running = self.start_program("sandbox", "--port", "0")

@@ -29,7 +29,7 @@ TEST_F(SandboxProgram, KeepsItsStateOnInterrupt) {
   program.interrupt();
 
   EXPECT_EQ(program.wait(), 0);
-  EXPECT_THAT(folder.read("state/sandbox.json"), HasSubstr("tokens"));
+  EXPECT_THAT(folder.read("state/sandbox.db"), HasSubstr("tokens"));
 }
 
 }  // namespace

@@ -46,6 +46,36 @@ TEST_F(SandboxProgram, WritesItsConfiguration) {
   EXPECT_THAT(folder.read("state/script_services.json"), HasSubstr(base + "/vimeo"));
 }
 
+TEST_F(SandboxProgram, TokensOfAKilledRunAreKnownToTheNext) {
+  std::vector<std::string> tokens;
+  {
+    ChildProcess program = run({"--state-dir", folder.file("state")});
+    TestClient client(address(), "");
+    for (int turn = 0; turn < 20; ++turn) {
+      const std::string body = R"({"grant_type":"client_credentials","app_secret":"sandbox-app-secret"})";
+      tokens.push_back(
+          client.post("/account/client_credentials", body).json()["data"]["access_token"].asString());
+    }
+    program.kill();
+    program.wait();
+  }
+  sandbox::SandboxOptions options;
+  options.stateDir = folder.file("state");
+  const sandbox::Sandbox later(options);
+
+  for (const std::string& token : tokens) EXPECT_TRUE(later.token(token)) << token;
+}
+
+TEST_F(SandboxProgram, StateThatCannotBeReadEndsWithOneLine) {
+  folder.write("sandbox.db", std::string(1000, '#'));
+  ChildProcess program = run({"--state-dir", folder.file("")});
+
+  EXPECT_EQ(program.wait(), 1);
+  EXPECT_THAT(output(),
+              HasSubstr("mediatransfer: the stand-in servers cannot start: can't read the state in "));
+  EXPECT_EQ(output().find('\n'), output().size() - 1);
+}
+
 TEST_F(SandboxProgram, ServesTls) {
   const ChildProcess program = run({"--tls", "--state-dir", folder.file("state")});
   const std::string base = address();

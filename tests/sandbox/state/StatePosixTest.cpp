@@ -19,7 +19,7 @@ TEST(StateFiles, AreForTheirOwnerOnly) {
   };
 
   EXPECT_EQ(permissions("state"), std::filesystem::perms::owner_all);
-  EXPECT_EQ(permissions("state/sandbox.json"),
+  EXPECT_EQ(permissions("state/sandbox.db"),
             std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
 }
 

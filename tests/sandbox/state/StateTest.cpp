@@ -1,17 +1,25 @@
 #include "sandbox/Sandbox.h"
 #include "sandbox/TestClient.h"
 #include "sandbox/UploadSteps.h"
+#include "sandbox/state/Database.h"
 #include "support/TemporaryDirectory.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
+#include <cstdint>
 #include <filesystem>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
 
 namespace {
 
 using sandbox::Platform;
 using sandbox::Sandbox;
 using sandbox::SandboxOptions;
+using testing::HasSubstr;
 
 class State : public testing::Test {
  protected:
@@ -29,6 +37,19 @@ class State : public testing::Test {
               {bearer(server.issueAccountToken())})
         .json()["code"]
         .asInt();
+  }
+  /// The file as another program sees it.
+  [[nodiscard]] sandbox::Database database() const {
+    return sandbox::Database(folder.file("state/sandbox.db"));
+  }
+  /// Why no sandbox starts here.
+  [[nodiscard]] std::string refusal() const {
+    try {
+      const Sandbox server(options());
+    } catch (const std::runtime_error& error) {
+      return error.what();
+    }
+    return "it starts";
   }
 
   TemporaryDirectory folder;
@@ -114,17 +135,143 @@ TEST_F(State, TwoAtOnceKnowEachOthersTokensAndLoseNone) {
   EXPECT_EQ(userInfo(later, ofSecond.accessToken), 200);
 }
 
-TEST_F(State, FileThatCannotBeReadCountsAsEmpty) {
-  for (const char* text :
-       {"", "no json", "[1,2]", R"({"accounts":7,"uploads":[]})",
-        R"({"accounts":{"users":{"u":1},"tokens":{"t":{"expiry":"x"},"s":2}},"uploads":{"a":1}})"}) {
-    std::filesystem::create_directories(folder.file("state"));
-    folder.write("state/sandbox.json", text);
+TEST_F(State, WhatCannotBeWrittenIsWrittenNextTime) {
+  Sandbox server(options());
+  const sandbox::IssuedTokens tokens = server.issueTokens(Platform::youtube);
+  database().run("alter table tokens rename to elsewhere");
+  EXPECT_THROW(server.expireAccessTokens(), std::runtime_error);
+  database().run("alter table elsewhere rename to tokens");
+  server.stop();
+
+  EXPECT_EQ(userInfo(Sandbox(options()), tokens.accessToken), 401);
+}
+
+TEST_F(State, IsWrittenByTheRow) {
+  Sandbox server(options());
+  const std::string first = server.issueAccountToken();
+  const auto changeOf = [&](const std::string& token) {
+    return database().numberOf("select change from tokens where id = '" + token + "'");
+  };
+  const std::int64_t before = changeOf(first);
+  const std::string second = server.issueAccountToken();
+
+  EXPECT_GT(before, 0);
+  EXPECT_EQ(changeOf(first), before);
+  EXPECT_GT(changeOf(second), before);
+}
+
+TEST_F(State, TokensThatAreLongOverGo) {
+  { const Sandbox server(options()); }
+  database().run(R"(insert into tokens values('old', 0, '{"kind":"access","expiry":1,"revoked":false}'))");
+  { const Sandbox server(options()); }
+
+  EXPECT_EQ(database().numberOf("select count(*) from tokens where id = 'old'"), 0);
+}
+
+TEST_F(State, RowOfTheWrongTypesCountsForNothing) {
+  { const Sandbox server(options()); }
+  database().run(R"(insert into tokens values('a', 0, 'no json');
+                    insert into tokens values('b', 0, '[1]');
+                    insert into tokens values('c', 0, '{"kind":7,"expiry":"x","revoked":0}');
+                    insert into users values('d', 0, '1');
+                    insert into uploads values('e', 0, 'null'))");
+  const Sandbox server(options());
+
+  EXPECT_EQ(server.users().size(), 3U);
+  EXPECT_TRUE(server.uploads().empty());
+  for (const char* token : {"a", "b", "c"}) EXPECT_EQ(userInfo(server, token), 401) << token;
+}
+
+TEST_F(State, FileThatIsNoDatabaseIsRefusedAndLeftAsItIs) {
+  std::filesystem::create_directories(folder.file("state"));
+  const std::string text = "somebody's own words, longer than a database's head: " + std::string(200, '.');
+  folder.write("state/sandbox.db", text);
+
+  EXPECT_THAT(refusal(),
+              HasSubstr("can't read the state in " + folder.file("state") + "/sandbox.db: file is not"));
+  EXPECT_THAT(refusal(), HasSubstr("move the file away"));
+  EXPECT_EQ(folder.read("state/sandbox.db"), text);
+}
+
+TEST_F(State, DamagedDatabaseIsRefused) {
+  { Sandbox(options()).issueAccountToken(); }
+  std::string text = folder.read("state/sandbox.db");
+  const std::size_t page = 4096;
+  ASSERT_GT(text.size(), 2 * page);
+  text.replace(page, text.size() - page, text.size() - page, '#');
+  folder.write("state/sandbox.db", text);
+
+  EXPECT_THAT(refusal(), HasSubstr("can't read the state in "));
+}
+
+TEST_F(State, DatabaseOfAnotherProgramIsRefused) {
+  std::filesystem::create_directories(folder.file("state"));
+  folder.write("state/sandbox.db", "");
+  database().run("create table letters(text)");
+
+  EXPECT_THAT(refusal(), HasSubstr("it is a database of another program"));
+  EXPECT_EQ(database().numberOf("select count(*) from sqlite_master"), 1);
+}
+
+TEST_F(State, DatabaseOfALaterVersionIsRefused) {
+  { const Sandbox server(options()); }
+  database().run("pragma user_version = 2");
+
+  EXPECT_THAT(refusal(), HasSubstr("a later version of the sandbox wrote it"));
+}
+
+TEST_F(State, EmptyFileIsANewOne) {
+  std::filesystem::create_directories(folder.file("state"));
+  folder.write("state/sandbox.db", "");
+  Sandbox server(options());
+
+  EXPECT_EQ(userInfo(server, server.issueTokens(Platform::youtube).accessToken), 200);
+}
+
+TEST_F(State, JsonOfAFormerVersionIsTakenOverOnce) {
+  std::filesystem::create_directories(folder.file("state"));
+  folder.write("state/sandbox.json", R"({
+    "accounts": {
+      "users": {"new-1": {"open_id": "new-1", "name": "New One", "given_name": "New"}, "u": 1},
+      "tokens": {
+        "good": {"kind": "access", "platform": 0, "open_id": "new-1", "expiry": 0, "revoked": false},
+        "spent": {"kind": "refresh", "platform": 0, "open_id": "new-1", "expiry": 0, "revoked": true}, "s": 2}},
+    "uploads": {"1": {"service": "youtube", "upload_id": "1", "media_id": "m", "received_size": 7, "complete": true}}})");
+  for (const char* run : {"the first", "the second"}) {
     Sandbox server(options());
-    EXPECT_EQ(server.users().size(), 3U) << text;
-    EXPECT_EQ(userInfo(server, server.issueTokens(Platform::youtube).accessToken), 200) << text;
-    EXPECT_EQ(userInfo(server, "t"), 401) << text;
+    EXPECT_EQ(server.users().back().name, "New One") << run;
+    EXPECT_EQ(userInfo(server, "good"), 200) << run;
+    EXPECT_EQ(refresh(server, "spent"), 40103) << run;
+    ASSERT_TRUE(server.uploadByMediaId("m")) << run;
+    EXPECT_EQ(server.uploadByMediaId("m")->receivedSize, 7U) << run;
+    EXPECT_FALSE(std::filesystem::exists(folder.file("state/sandbox.json"))) << run;
   }
+}
+
+TEST_F(State, JsonThatCannotBeReadIsRefusedAndLeftAsItIs) {
+  std::filesystem::create_directories(folder.file("state"));
+  for (const char* text : {"", "no json", "[1,2]"}) {
+    folder.write("state/sandbox.json", text);
+
+    EXPECT_THAT(refusal(), HasSubstr("sandbox.json: it is no JSON object; move the file away")) << text;
+    EXPECT_EQ(folder.read("state/sandbox.json"), text);
+  }
+}
+
+TEST_F(State, ManyAtOnceBeginWithAnEmptyFolder) {
+  std::vector<std::unique_ptr<Sandbox>> servers(8);
+  std::vector<std::string> tokens(servers.size());
+  {
+    std::vector<std::jthread> starters;
+    for (std::size_t at = 0; at < servers.size(); ++at) {
+      starters.emplace_back([&, at] {
+        servers[at] = std::make_unique<Sandbox>(options());
+        tokens[at] = servers[at]->issueTokens(Platform::youtube).accessToken;
+      });
+    }
+  }
+
+  for (const std::string& token : tokens) EXPECT_EQ(userInfo(*servers.front(), token), 200);
 }
 
 TEST_F(State, FolderThatCannotBeUsedIsAnError) {
