@@ -30,6 +30,7 @@ namespace sandbox {
 
 std::vector<std::unique_ptr<Service>> makeServices(ServiceContext& context) {
   std::vector<std::unique_ptr<Service>> services;
+  const auto nonces = std::make_shared<NonceBook>();
   services.push_back(std::make_unique<AccountServer>(context));
   services.push_back(std::make_unique<ConsentPage>(context));
   services.push_back(std::make_unique<GoogleProfile>(context));
@@ -40,12 +41,12 @@ std::vector<std::unique_ptr<Service>> makeServices(ServiceContext& context) {
   services.push_back(std::make_unique<DouyinProfile>(context));
   services.push_back(std::make_unique<DouyinUpload>(context));
   services.push_back(std::make_unique<FacebookGraph>(context));
-  services.push_back(std::make_unique<FlickrRest>(context));
+  services.push_back(std::make_unique<FlickrRest>(context, nonces));
   services.push_back(std::make_unique<InstagramApi>(context));
   services.push_back(std::make_unique<MediaFiles>(context));
   services.push_back(std::make_unique<FacebookAccount>(context));
   services.push_back(std::make_unique<FacebookVideos>(context));
-  services.push_back(std::make_unique<FlickrPublishing>(context));
+  services.push_back(std::make_unique<FlickrPublishing>(context, *nonces));
   services.push_back(std::make_unique<GoogleAccount>(context));
   services.push_back(std::make_unique<InstagramAccount>(context));
   services.push_back(std::make_unique<InstagramReels>(context));

@@ -242,6 +242,8 @@ bool Sandbox::waitForUploads(std::size_t count, std::chrono::milliseconds limit)
 }
 
 FaultId Sandbox::orderFault(Route route, Fault fault, unsigned nth, unsigned times) {
+  if (const std::string mistake = mistakeIn(fault, route); !mistake.empty())
+    throw std::invalid_argument(mistake);
   return impl_->faults.order(route, std::move(fault), nth, times);
 }
 unsigned Sandbox::faultsDelivered(FaultId id) const {

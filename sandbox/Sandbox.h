@@ -124,7 +124,7 @@ class Sandbox {
 
   /// Disturbs the nth request of the route, counted from 1 at the time of the order, and the `times` - 1 that
   /// follow it (0: all that follow). Where two orders meet on one request, the older is delivered and the
-  /// younger waits for the next.
+  /// younger waits for the next. Throws std::invalid_argument for one that can never happen (`mistakeIn`).
   FaultId orderFault(Route route, Fault fault, unsigned nth = 1, unsigned times = 1);
   /// How often the order was carried out. A test that orders a fault checks this at its end.
   [[nodiscard]] unsigned faultsDelivered(FaultId id) const;

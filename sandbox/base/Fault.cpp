@@ -1,5 +1,7 @@
 #include "sandbox/base/Fault.h"
 
+#include <string_view>
+
 namespace sandbox {
 
 namespace {
@@ -9,6 +11,22 @@ Fault make(Fault::Kind kind, std::uint64_t bytes = 0) {
   fault.kind = kind;
   fault.bytes = bytes;
   return fault;
+}
+
+constexpr int leastStatus = 200;
+constexpr int largestStatus = 599;
+/// No array of an answer is nearly as long.
+constexpr std::size_t mostDigits = 6;
+
+/// "data.items.0.id": no part is empty, and one of digits alone may be an index.
+bool isPath(std::string_view path) {
+  while (true) {
+    const std::string_view part = path.substr(0, path.find('.'));
+    const bool isNumber = part.find_first_not_of("0123456789") == std::string_view::npos;
+    if (part.empty() || (isNumber && part.size() > mostDigits)) return false;
+    if (part.size() == path.size()) return true;
+    path.remove_prefix(part.size() + 1);
+  }
 }
 
 }  // namespace
@@ -98,10 +116,27 @@ Fault Fault::deepNesting(std::size_t depth) {
   return make(Kind::deepNesting, depth);
 }
 
+Fault Fault::acceptLess(std::uint64_t bytes) {
+  return make(Kind::acceptLess, bytes);
+}
+
 Fault Fault::withHeader(std::string name, std::string value) const {
   Fault fault = *this;
   fault.headers.emplace_back(std::move(name), std::move(value));
   return fault;
+}
+
+std::string mistakeIn(const Fault& fault, Route route) {
+  const bool hasPath = fault.kind == Fault::Kind::replaceMember || fault.kind == Fault::Kind::removeMember;
+  if (hasPath && !isPath(fault.path))
+    return "path \"" + fault.path + "\" is none: names of members and numbers, with a dot between two";
+  if (fault.kind == Fault::Kind::replaceMember && fault.text.empty())
+    return "text is the JSON that stands in the member's place, and is missing";
+  if (fault.kind == Fault::Kind::status && (fault.code < leastStatus || fault.code > largestStatus))
+    return "code is an HTTP status of 200 to 599";
+  if (fault.kind == Fault::Kind::acceptLess && route != Route::youtubeUploadChunk)
+    return "acceptLess is for the route youtubeUploadChunk alone";
+  return {};
 }
 
 }  // namespace sandbox

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "sandbox/base/Route.h"
+
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -36,7 +38,8 @@ struct Fault {
     gzip,
     gzipBomb,
     hugeBody,
-    deepNesting
+    deepNesting,
+    acceptLess
   };
 
   /// instead: the connection ends in order (FIN) before a byte of an answer; the request's body is not read.
@@ -84,6 +87,10 @@ struct Fault {
   /// instead: 200 with arrays nested this deep.
   static Fault deepNesting(std::size_t depth);
 
+  /// after: of a chunk of YouTube's resumable upload (route youtubeUploadChunk alone) `bytes` count, down to
+  /// a multiple of 256 KiB, although it came whole; 308 names the shorter Range.
+  static Fault acceptLess(std::uint64_t bytes);
+
   /// Adds a header to the answer (status, body).
   [[nodiscard]] Fault withHeader(std::string name, std::string value) const;
 
@@ -96,6 +103,10 @@ struct Fault {
   std::string path;         ///< of replaceMember and removeMember
   std::vector<std::pair<std::string, std::string>> headers;
 };
+
+/// Why the fault can never be delivered on the route, in words; empty when it can: a path that is none (as
+/// "data..token"), a replacement that is missing, a status that is none, a kind that needs another route.
+[[nodiscard]] std::string mistakeIn(const Fault& fault, Route route);
 
 /// Names one order of faults, to ask how often it was delivered.
 using FaultId = std::uint64_t;

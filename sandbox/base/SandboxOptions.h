@@ -37,8 +37,10 @@ struct SandboxOptions {
 
   std::chrono::seconds accountTokenLifetime{7200};
   std::chrono::seconds tokenLifetime{3600};  ///< of platform access tokens
-  std::size_t tokenLength = 0;               ///< platform access tokens are filled up to this many characters
-  bool rotateRefreshTokens = true;           ///< a refresh token is good once
+  /// Of the tokens that sign users in at the media services, from the start; 0: they don't end by themselves.
+  std::chrono::seconds mediaTokenLifetime{0};
+  std::size_t tokenLength = 0;      ///< platform access tokens are filled up to this many characters
+  bool rotateRefreshTokens = true;  ///< a refresh token is good once
 
   std::string locationHeader =
       "Location";              ///< header name of a resumable session's address; HTTP/2 has "location"

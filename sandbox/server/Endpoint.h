@@ -26,6 +26,9 @@ struct Call {
   /// The part of the path behind the endpoint's own, for endpoints that take one ("SESSION" of
   /// "/code/SESSION").
   std::string rest;
+  /// A fault orders that of the bytes so many count, whatever comes; `countedLess` says that it happened.
+  std::optional<std::uint64_t> acceptAtMost = {};
+  std::function<void()> countedLess = {};
 };
 
 struct Reply {

@@ -128,6 +128,10 @@ bool Exchange::resetHere() {
 Reply Exchange::askService() {
   if (!match_.endpoint) return noSuchEndpoint();
   Call call{head_.request, {}, head_.contentLength.value_or(0), {}, match_.rest};
+  if (const Fault* const less = faultIf(Fault::Kind::acceptLess)) {
+    call.acceptAtMost = less->bytes;
+    call.countedLess = [this] { faultDelivered(); };
+  }
   if (match_.endpoint->body == Endpoint::Body::streamed) {
     call.readBody = [this](const BodySink& sink) { return readBody(sink); };
     // A stall without a body has to come before the service, as one with a body does.

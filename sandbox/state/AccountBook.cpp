@@ -33,7 +33,9 @@ AccountBook::AccountBook(const SandboxOptions& options)
       consent_(options.consent),
       pollsBeforeConsent_(options.pollsBeforeConsent),
       users_(madeUpUsers()),
-      chosen_(users_.front().openId) {}
+      chosen_(users_.front().openId),
+      mediaEnd_(options.mediaTokenLifetime.count() > 0 ? Clock::now() + options.mediaTokenLifetime
+                                                       : Clock::time_point::max()) {}
 
 std::vector<User> AccountBook::users() const {
   const std::lock_guard lock(mutex_);
@@ -207,6 +209,7 @@ void AccountBook::expire(TokenKind kind, const std::string& openId) {
     if (state.kind != kind || (!openId.empty() && state.openId != openId)) continue;
     expireNow(text, state);
   }
+  if (kind == TokenKind::access) endMediaTokens({}, openId);
 }
 
 void AccountBook::revoke(const std::string& openId) {
@@ -214,6 +217,7 @@ void AccountBook::revoke(const std::string& openId) {
   for (auto& [text, state] : tokens_) {
     if (state.kind != TokenKind::account && (openId.empty() || state.openId == openId)) end(text, state);
   }
+  endMediaTokens({}, openId);
 }
 
 void AccountBook::revokeToken(const std::string& text) {
@@ -228,6 +232,7 @@ void AccountBook::revokeAt(Platform platform, const std::string& openId) {
     const bool theirs = state.platform == platform && state.openId == openId;
     if (state.kind != TokenKind::account && theirs) end(text, state);
   }
+  endMediaTokens(platform, openId);
 }
 
 void AccountBook::expireAt(Platform platform, const std::string& openId) {
@@ -235,6 +240,22 @@ void AccountBook::expireAt(Platform platform, const std::string& openId) {
   for (auto& [text, state] : tokens_) {
     const bool theirs = state.platform == platform && state.openId == openId;
     if (state.kind == TokenKind::access && theirs) expireNow(text, state);
+  }
+  endMediaTokens(platform, openId);
+}
+
+bool AccountBook::isMediaTokenGood(Platform platform, const std::string& openId) const {
+  const std::lock_guard lock(mutex_);
+  return Clock::now() < mediaEnd_ && !endedMedia_.contains({platform, openId});
+}
+
+/// An empty open id stands for all users, no platform for all of them.
+void AccountBook::endMediaTokens(std::optional<Platform> platform, const std::string& openId) {
+  for (const User& user : users_) {
+    if (!openId.empty() && user.openId != openId) continue;
+    for (const Platform place : {Platform::facebook, Platform::flickr, Platform::instagram}) {
+      if (!platform || *platform == place) endedMedia_.insert({place, user.openId});
+    }
   }
 }
 

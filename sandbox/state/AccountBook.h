@@ -64,6 +64,9 @@ class AccountBook {
   void expire(TokenKind kind, const std::string& openId);
   void revoke(const std::string& openId);
   void revokeToken(const std::string& text);
+  /// Whether the token that signs the user in at a media service (MediaAccounts.h) is still good. What ends a
+  /// user's access tokens ends these too, until the sandbox starts anew.
+  [[nodiscard]] bool isMediaTokenGood(Platform platform, const std::string& openId) const;
   /// Every token of the user at the platform.
   void revokeAt(Platform platform, const std::string& openId);
   /// The access tokens of the user at the platform; the refresh token stays good.
@@ -100,6 +103,7 @@ class AccountBook {
   void end(const std::string& token, TokenState& state);
   void expireNow(const std::string& token, TokenState& state);
   void keep(const std::string& token);
+  void endMediaTokens(std::optional<Platform> platform, const std::string& openId);
   std::vector<StateRow> takeUsers();
   std::vector<StateRow> takeTokens();
   void putBack(std::set<std::string>& unsaved, const std::vector<StateRow>& rows);
@@ -119,6 +123,8 @@ class AccountBook {
   std::string chosen_;
   std::vector<Login> logins_;
   std::map<std::string, TokenState> tokens_;
+  const std::chrono::system_clock::time_point mediaEnd_;  ///< of all media tokens that did not end before
+  std::set<std::pair<Platform, std::string>> endedMedia_;
   std::set<std::string> unsavedUsers_;
   std::set<std::string> unsavedTokens_;
   bool stopping_ = false;

@@ -152,10 +152,19 @@ TEST_F(InstalledSandbox, OrdersFaultsByName) {
 
 TEST_F(InstalledSandbox, TakesEveryNameThatItLists) {
   for (const std::string& route : Sandbox::faultRoutes()) {
-    for (const std::string& kind : Sandbox::faultKinds()) EXPECT_NE(servers.orderFault({route, kind}), 0U);
+    for (const std::string& kind : Sandbox::faultKinds()) {
+      mediatransfer::SandboxFault fault{route, kind};
+      fault.path = "data.0.id";
+      fault.text = "1";
+      if (kind == "acceptLess" && route != "youtubeUploadChunk") {
+        EXPECT_THROW(servers.orderFault(fault), std::invalid_argument) << route;
+      } else {
+        EXPECT_NE(servers.orderFault(fault), 0U);
+      }
+    }
   }
   EXPECT_THAT(Sandbox::faultRoutes(), AllOf(SizeIs(testing::Gt(60U)), Contains("consume")));
-  EXPECT_THAT(Sandbox::faultKinds(), AllOf(SizeIs(19), Contains("gzipBomb")));
+  EXPECT_THAT(Sandbox::faultKinds(), AllOf(SizeIs(20), Contains("gzipBomb")));
   EXPECT_THAT(Sandbox::faultRoutes(), Not(Contains("inspection"))) << "it is never disturbed";
   servers.clearFaults();
   EXPECT_EQ(client.get("/account/callback").status, 200);

@@ -72,11 +72,11 @@ Reply FacebookAccount::profile(const Call& call) const {
   const std::optional<User> user = userOf(facebookToken(call, call.request.query));
   if (!user) return facebookUnauthorized();
   Json::Value value;
+  value["id"] = user->openId;  // with any fields
   std::istringstream wanted(call.request.parameter("fields").value_or("id,name"));
   for (std::string field; std::getline(wanted, field, ',');) {
-    if (field == "id") {
-      value["id"] = user->openId;
-    } else if (field == "name") {
+    if (field == "id") continue;
+    if (field == "name") {
       value["name"] = user->name;
     } else if (field == "email") {
       value["email"] = user->email;

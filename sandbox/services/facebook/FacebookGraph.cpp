@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <sstream>
 
 namespace sandbox {
 
@@ -78,7 +79,37 @@ std::optional<FacebookGraph::Page> FacebookGraph::pageOf(const Call& call, std::
   return page;
 }
 
-Reply FacebookGraph::listing(const Call& call, const Page& page, Json::Value data) const {
+/// The entry's fields that the request names, and its id; all of them without "fields", as before
+/// version 2.4.
+Json::Value FacebookGraph::filtered(const Call& call, const Json::Value& entry) {
+  const std::optional<std::string> wanted = call.request.parameter("fields");
+  if (!wanted) return entry;
+  Json::Value value;
+  value["id"] = entry["id"];
+  std::istringstream names(*wanted);
+  for (std::string name; std::getline(names, name, ',');) {
+    if (entry.isMember(name)) value[name] = entry[name];
+  }
+  return value;
+}
+
+/// The first of the request's "fields" that the kind of entry does not have; empty when it has them all.
+std::string FacebookGraph::strangeField(const Call& call, std::initializer_list<std::string_view> known) {
+  std::istringstream names(call.request.parameter("fields").value_or("id"));
+  for (std::string name; std::getline(names, name, ',');) {
+    if (std::find(known.begin(), known.end(), name) == known.end()) return name;
+  }
+  return {};
+}
+
+Reply FacebookGraph::noSuchField(const Call& call, const std::string& name) {
+  return failure(call, unsupportedRequest, "OAuthException",
+                 "(#100) Tried accessing nonexisting field (" + name + ")");
+}
+
+Reply FacebookGraph::listing(const Call& call, const Page& page, const Json::Value& entries) const {
+  Json::Value data(Json::arrayValue);
+  for (const Json::Value& entry : entries) data.append(filtered(call, entry));
   Json::Value value;
   value["data"] = std::move(data);
   if (page.end > page.begin) value["paging"]["cursors"]["after"] = cursorText(page.end);
@@ -93,6 +124,8 @@ Reply FacebookGraph::listing(const Call& call, const Page& page, Json::Value dat
 }
 
 Reply FacebookGraph::albums(const Call& call, std::size_t user) const {
+  if (const auto name = strangeField(call, {"id", "name", "count", "type"}); !name.empty())
+    return noSuchField(call, name);
   const std::optional<Page> page = pageOf(call, library_.albumCount(user));
   if (!page) return failure(call, unsupportedRequest, "OAuthException", "Invalid cursor.");
   Json::Value data(Json::arrayValue);
@@ -104,15 +137,17 @@ Reply FacebookGraph::albums(const Call& call, std::size_t user) const {
     value["type"] = "normal";
     data.append(value);
   }
-  return listing(call, *page, std::move(data));
+  return listing(call, *page, data);
 }
 
 Reply FacebookGraph::posts(const Call& call, std::size_t user) const {
+  const auto name = strangeField(call, {"id", "type", "status_type", "source", "picture", "object_id"});
+  if (!name.empty()) return noSuchField(call, name);
   const std::optional<Page> page = pageOf(call, library_.postCount(user));
   if (!page) return failure(call, unsupportedRequest, "OAuthException", "Invalid cursor.");
   Json::Value data(Json::arrayValue);
   for (std::size_t place = page->begin; place < page->end; ++place) data.append(post(user, place));
-  return listing(call, *page, std::move(data));
+  return listing(call, *page, data);
 }
 
 /// Added videos stand between shared ones and posts of another type.
@@ -140,7 +175,8 @@ Reply FacebookGraph::object(const Call& call, std::size_t user) const {
   }
   for (std::size_t place = 0; place < library_.postCount(user); ++place) {
     if (MediaLibrary::isAddedVideo(place) && name == MediaLibrary::videoId(user, place)) {
-      return video(user, place);
+      const auto strange = strangeField(call, {"id", "source", "picture"});
+      return strange.empty() ? json(filtered(call, video(user, place))) : noSuchField(call, strange);
     }
   }
   return failure(call, unsupportedRequest, "GraphMethodException",
@@ -148,11 +184,13 @@ Reply FacebookGraph::object(const Call& call, std::size_t user) const {
 }
 
 Reply FacebookGraph::photos(const Call& call, std::size_t user, std::size_t album) const {
+  const auto name = strangeField(call, {"id", "source", "picture", "images"});
+  if (!name.empty()) return noSuchField(call, name);
   const std::optional<Page> page = pageOf(call, library_.photoCount(user, album));
   if (!page) return failure(call, unsupportedRequest, "OAuthException", "Invalid cursor.");
   Json::Value data(Json::arrayValue);
   for (std::size_t place = page->begin; place < page->end; ++place) data.append(photo(user, album, place));
-  return listing(call, *page, std::move(data));
+  return listing(call, *page, data);
 }
 
 /// Sizes come in no order; the largest is not the photo's own "source".
@@ -176,13 +214,13 @@ Json::Value FacebookGraph::photo(std::size_t user, std::size_t album, std::size_
 }
 
 /// Every sixth post's video hides its own source, as those of other people do.
-Reply FacebookGraph::video(std::size_t user, std::size_t place) const {
+Json::Value FacebookGraph::video(std::size_t user, std::size_t place) const {
   const std::string id = MediaLibrary::videoId(user, place);
   Json::Value value;
   value["id"] = id;
   value["picture"] = pictureUrl(id, 320, 180);
   if (place % 6 != 3) value["source"] = context_.baseUrl + MediaLibrary::videoPath(id);
-  return json(value);
+  return value;
 }
 
 }  // namespace sandbox

@@ -65,7 +65,8 @@ bool isFlag(const std::string& value) {
 
 }  // namespace
 
-FlickrPublishing::FlickrPublishing(ServiceContext& context) : context_(context), check_(context) {}
+FlickrPublishing::FlickrPublishing(ServiceContext& context, NonceBook& nonces)
+    : context_(context), check_(context, nonces) {}
 
 void FlickrPublishing::addTo(Router& router) {
   const std::string oauth = oauthPath;

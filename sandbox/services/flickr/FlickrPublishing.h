@@ -14,7 +14,7 @@ namespace sandbox {
 /// posted.
 class FlickrPublishing final : public Service {
  public:
-  explicit FlickrPublishing(ServiceContext& context);
+  FlickrPublishing(ServiceContext& context, NonceBook& nonces);
   void addTo(Router& router) override;
   [[nodiscard]] std::vector<std::pair<std::string, std::string>> scriptKeys() const override;
 

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <thread>
 
 namespace sandbox {
 
@@ -23,10 +24,12 @@ constexpr const char* serverNumber = "65535";
 constexpr const char* photoSecret = "5ec4e7";
 constexpr std::size_t usualPage = 100;
 constexpr std::size_t largestPage = 500;
-constexpr std::chrono::seconds clockTolerance(600);
 
 Reply invalidSignature() {
   return flickrError(96, "Invalid signature");
+}
+Reply usedNonce() {
+  return flickrError(96, "Invalid signature (nonce_used)");
 }
 Reply invalidToken() {
   return flickrError(98, "Invalid auth token");
@@ -40,7 +43,16 @@ bool isTimely(const std::string& timestamp) {
   if (!parseNumber(timestamp, seconds) || seconds > 100'000'000'000U) return false;
   const auto time = std::chrono::system_clock::time_point(std::chrono::seconds(seconds));
   const auto distance = std::chrono::system_clock::now() - time;
-  return distance < clockTolerance && distance > -clockTolerance;
+  return distance < NonceBook::clockTolerance && distance > -NonceBook::clockTolerance;
+}
+
+/// No answer crosses a network within the millisecond of its question, which is what clients make nonces of.
+void outlastThisMillisecond() {
+  using Clock = std::chrono::system_clock;
+  const auto begin = std::chrono::time_point_cast<std::chrono::milliseconds>(Clock::now());
+  while (std::chrono::time_point_cast<std::chrono::milliseconds>(Clock::now()) == begin) {
+    std::this_thread::sleep_for(std::chrono::microseconds(100));
+  }
 }
 
 }  // namespace
@@ -77,7 +89,11 @@ Reply FlickrRest::oauthRequest(const Call& call) const {
   if (!owner) return invalidToken();
   const std::string signature =
       oauthSignature(context_.baseUrl + oauthPath, call.request.query, *application, owner->secret);
-  return signature == text("oauth_signature") ? photos(call, owner->user) : invalidSignature();
+  if (signature != text("oauth_signature")) return invalidSignature();
+  const bool isFresh = nonces_->take(text("oauth_consumer_key"), text("oauth_token"), text("oauth_timestamp"),
+                                     text("oauth_nonce"));
+  outlastThisMillisecond();
+  return isFresh ? photos(call, owner->user) : usedNonce();
 }
 
 /// Of the application that lists alone, or of the one that people sign in to; nothing for another key.
@@ -93,7 +109,8 @@ std::optional<FlickrRest::TokenOwner> FlickrRest::ownerOf(const std::string& tok
   for (std::size_t user = 0; user < users.size(); ++user) {
     const std::string pair = mediaAccount(users[user]).flickrPair;
     const std::size_t bar = pair.find('|');
-    if (pair.substr(0, bar) == token) return TokenOwner{user, pair.substr(bar + 1)};
+    const bool isGood = context_.accounts.isMediaTokenGood(Platform::flickr, users[user].openId);
+    if (isGood && pair.substr(0, bar) == token) return TokenOwner{user, pair.substr(bar + 1)};
     if (signedIn && signedIn->openId == users[user].openId) {
       return TokenOwner{user, OauthOneCheck::secretOf(token)};
     }

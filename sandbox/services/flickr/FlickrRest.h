@@ -1,6 +1,10 @@
 #pragma once
 
+#include "sandbox/services/flickr/NonceBook.h"
 #include "sandbox/services/media/MediaService.h"
+
+#include <memory>
+#include <utility>
 
 namespace sandbox {
 
@@ -8,7 +12,8 @@ namespace sandbox {
 /// and the host of the small pictures.
 class FlickrRest final : public MediaService {
  public:
-  explicit FlickrRest(ServiceContext& context) : MediaService(context) {}
+  FlickrRest(ServiceContext& context, std::shared_ptr<NonceBook> nonces)
+      : MediaService(context), nonces_(std::move(nonces)) {}
   void addTo(Router& router) override;
   [[nodiscard]] std::vector<std::pair<std::string, std::string>> urlKeys() const override;
 
@@ -25,6 +30,8 @@ class FlickrRest final : public MediaService {
   [[nodiscard]] Reply photos(const Call& call, std::size_t user) const;
   [[nodiscard]] Json::Value photo(std::size_t user, std::size_t place, bool withOriginal) const;
   [[nodiscard]] static Reply thumbnail(const Call& call);
+
+  const std::shared_ptr<NonceBook> nonces_;  ///< shared with all else that is signed at Flickr
 };
 
 }  // namespace sandbox

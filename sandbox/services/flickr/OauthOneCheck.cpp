@@ -51,19 +51,14 @@ OauthOneCheck::Verdict OauthOneCheck::check(const Call& call, const FormFields& 
   const bool rightMethod = fieldText(fields, "oauth_signature_method") == "HMAC-SHA1" &&
                            fieldOf(fields, "oauth_version").value_or("1.0") == "1.0";
   if (!rightMethod || fieldText(fields, "oauth_nonce").empty()) return Verdict::missingField;
-  if (!isTimely(fieldText(fields, "oauth_timestamp"), clockTolerance)) return Verdict::badTimestamp;
+  if (!isTimely(fieldText(fields, "oauth_timestamp"), NonceBook::clockTolerance))
+    return Verdict::badTimestamp;
   const std::string expected = oauthSignature(context_.baseUrl + call.request.path, fields, known.appSecret,
                                               tokenSecret, call.request.method);
   if (fieldText(fields, "oauth_signature") != expected) return Verdict::badSignature;
-  return takeNonce(fieldText(fields, "oauth_nonce")) ? Verdict::good : Verdict::usedNonce;
-}
-
-/// A nonce has to be remembered only as long as a timestamp can be good.
-bool OauthOneCheck::takeNonce(const std::string& nonce) {
-  const auto now = std::chrono::steady_clock::now();
-  const std::lock_guard lock(mutex_);
-  std::erase_if(nonces_, [&](const auto& used) { return now - used.second > 2 * clockTolerance; });
-  return nonces_.emplace(nonce, now).second;
+  const bool isFresh = nonces_.take(key, fieldText(fields, "oauth_token"),
+                                    fieldText(fields, "oauth_timestamp"), fieldText(fields, "oauth_nonce"));
+  return isFresh ? Verdict::good : Verdict::usedNonce;
 }
 
 const char* OauthOneCheck::problemWord(Verdict verdict) {

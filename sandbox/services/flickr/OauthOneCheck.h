@@ -1,18 +1,15 @@
 #pragma once
 
 #include "sandbox/services/OauthService.h"
-
-#include <chrono>
-#include <map>
-#include <mutex>
+#include "sandbox/services/flickr/NonceBook.h"
 
 namespace sandbox {
 
 /// What makes a call under OAuth 1.0a good: the application's key, HMAC-SHA1 over the method, the address and
-/// all fields, a timestamp of now and a nonce that was never used. Thread-safe.
+/// all fields, a timestamp of now and a nonce that was never used with it. Thread-safe.
 class OauthOneCheck {
  public:
-  explicit OauthOneCheck(const ServiceContext& context) : context_(context) {}
+  OauthOneCheck(const ServiceContext& context, NonceBook& nonces) : context_(context), nonces_(nonces) {}
 
   enum class Verdict { good, unknownKey, badSignature, badTimestamp, usedNonce, missingField };
   /// `fields` are those of the query, the Authorization header and the form; `tokenSecret` is empty where no
@@ -27,13 +24,8 @@ class OauthOneCheck {
   [[nodiscard]] static std::string secretOf(const std::string& token);
 
  private:
-  bool takeNonce(const std::string& nonce);
-
-  static constexpr std::chrono::minutes clockTolerance{10};
-
   const ServiceContext& context_;
-  std::mutex mutex_;
-  std::map<std::string, std::chrono::steady_clock::time_point> nonces_;
+  NonceBook& nonces_;
 };
 
 }  // namespace sandbox

@@ -143,22 +143,37 @@ Reply YoutubeUpload::chunk(const Call& call, const Range& range, UploadBook::Loa
 
   const Arrival arrival = context_.arrivalOf(upload.record());
   Sha256 hash = upload.hash();
-  std::uint64_t known = received - range.first;  // bytes that were accepted before
+  const std::uint64_t known = received - range.first;  // bytes that were accepted before
+  const std::uint64_t counting = countingOf(call, range.first, size);
   std::uint64_t arrived = 0;
   const bool whole = call.readBody([&](const char* bytes, std::size_t count) {
-    const auto skipped = static_cast<std::size_t>(std::min<std::uint64_t>(known, count));
-    known -= skipped;
+    const std::uint64_t begin = std::clamp(known, arrived, arrived + count) - arrived;
+    const std::uint64_t end = std::clamp(counting, arrived, arrived + count) - arrived;
     arrival.take(range.first + arrived, bytes, count);
     arrived += count;
-    if (context_.options.hashUploads) hash.add(bytes + skipped, count - skipped);
+    if (context_.options.hashUploads && begin < end) {
+      hash.add(bytes + static_cast<std::size_t>(begin), static_cast<std::size_t>(end - begin));
+    }
     return arrived <= size;
   });
   if (!whole || arrived != size) return badRequest("Body does not agree with Content-Range", "invalidHeader");
-  if (range.last + 1 <= received) return state(upload.record());
+  if (counting < size) call.countedLess();
+  if (range.first + counting <= received) return state(upload.record());
+  if (counting < size) {
+    upload.commit({range.first, counting, call.request.bearer()}, hash, false, {});
+    return state(upload.record());
+  }
   const std::string sha256 = last && context_.options.hashUploads ? hash.hex() : std::string();
   upload.commit({range.first, size, call.request.bearer()}, hash, last, sha256);
   if (last) context_.state.save();
   return state(upload.record());
+}
+
+/// How many of the chunk's bytes count: all of them, unless a fault says less.
+std::uint64_t YoutubeUpload::countingOf(const Call& call, std::uint64_t first, std::uint64_t size) {
+  if (!call.acceptAtMost || *call.acceptAtMost >= size) return size;
+  const std::uint64_t end = (first + *call.acceptAtMost) / chunkUnit * chunkUnit;
+  return std::max(end, first) - first;
 }
 
 std::optional<YoutubeUpload::Range> YoutubeUpload::parseRange(const std::string& text) {

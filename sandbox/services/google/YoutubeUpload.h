@@ -33,6 +33,8 @@ class YoutubeUpload final : public Service {
   };
   [[nodiscard]] static std::optional<Range> parseRange(const std::string& text);
 
+  [[nodiscard]] static std::uint64_t countingOf(const Call& call, std::uint64_t first, std::uint64_t size);
+
   Reply open(const Call& call);
   Reply put(const Call& call);
   Reply chunk(const Call& call, const Range& range, UploadBook::Loan& upload);

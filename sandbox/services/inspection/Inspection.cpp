@@ -163,6 +163,7 @@ Reply Inspection::orderFault(const Call& call) {
   const long long times = integerMember(body, "times").value_or(1);
   if (!route || *route == Route::inspection) return refusal("unknown route");
   if (!fault) return refusal("unknown kind, or a member of the wrong type");
+  if (const std::string mistake = mistakeIn(*fault, *route); !mistake.empty()) return refusal(mistake);
   if (nth < 1 || nth > 1'000'000 || times < 0 || times > 1'000'000)
     return refusal("nth or times out of range");
   Json::Value value;

@@ -10,7 +10,8 @@ std::optional<std::size_t> MediaService::userWith(std::string MediaAccount::*fie
   const std::optional<User> signedIn = context_.userOf(text, platform);
   const std::vector<User> users = context_.accounts.users();
   for (std::size_t user = 0; user < users.size(); ++user) {
-    if (mediaAccount(users[user]).*field == text) return user;
+    const bool isGood = context_.accounts.isMediaTokenGood(platform, users[user].openId);
+    if (isGood && mediaAccount(users[user]).*field == text) return user;
     if (signedIn && signedIn->openId == users[user].openId) return user;
   }
   return std::nullopt;

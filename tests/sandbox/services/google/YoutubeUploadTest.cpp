@@ -8,7 +8,9 @@
 
 namespace {
 
+using sandbox::Fault;
 using sandbox::Platform;
+using sandbox::Route;
 using sandbox::Sandbox;
 using sandbox::SandboxOptions;
 
@@ -223,6 +225,27 @@ TEST_F(YoutubeUpload, BytesThatAreSentAgainCountOnce) {
   EXPECT_EQ(putChunk(client, target, token, file, 2 * unit, unit).status, 200)
       << "the answer of the end was lost";
 
+  EXPECT_EQ(server.uploads()[0].sha256, sha256Of(file));
+}
+
+TEST_F(YoutubeUpload, ChunkCountsInPartWhenToldSo) {
+  const std::string file = someFile(3 * unit + 7);
+  const std::string target = openUpload(client, token, file.size());
+  const auto none = server.orderFault(Route::youtubeUploadChunk, Fault::acceptLess(unit - 1));
+  EXPECT_EQ(putChunk(client, target, token, file, 0, 2 * unit).header("Range"), "");
+  EXPECT_EQ(server.faultsDelivered(none), 1U);
+
+  const auto one = server.orderFault(Route::youtubeUploadChunk, Fault::acceptLess(unit + 5), 1, 2);
+  const Answer first = putChunk(client, target, token, file, 0, 2 * unit);
+  EXPECT_EQ(first.status, 308);
+  EXPECT_EQ(first.header("Range"), "bytes=0-262143");
+  const Answer last = putChunk(client, target, token, file, unit, file.size() - unit);
+  EXPECT_EQ(last.status, 308) << "the last chunk";
+  EXPECT_EQ(last.header("Range"), "bytes=0-524287");
+  EXPECT_EQ(server.faultsDelivered(one), 2U);
+
+  EXPECT_EQ(putChunk(client, target, token, file, 3 * unit, 7).status, 400) << "what did not count is a gap";
+  EXPECT_EQ(putChunk(client, target, token, file, unit, file.size() - unit).status, 200);
   EXPECT_EQ(server.uploads()[0].sha256, sha256Of(file));
 }
 

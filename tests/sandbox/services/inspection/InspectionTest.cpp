@@ -2,15 +2,18 @@
 #include "sandbox/TestClient.h"
 #include "sandbox/UploadSteps.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace {
 
+using sandbox::Fault;
 using sandbox::Platform;
 using sandbox::Route;
+using testing::StartsWith;
 
 class Inspection : public testing::Test {
  protected:
@@ -190,6 +193,36 @@ TEST_F(Inspection, RefusesFaultsThatMakeNoSense) {
     EXPECT_EQ(post("faults", order).status, 400) << order;
   }
   EXPECT_EQ(get("faults").size(), 0U);
+}
+
+TEST_F(Inspection, SaysWhyAFaultCanNeverHappen) {
+  const auto why = [&](const std::string& members) {
+    return post("faults", R"({"route":"googleUserInfo",)" + members + "}").json()["error"].asString();
+  };
+  for (const char* path : {"", ".", "a.", ".a", "a..b", "0123456"}) {
+    EXPECT_EQ(
+        why(std::string(R"("kind":"removeMember","path":")") + path + '"'),
+        std::string("path \"") + path + "\" is none: names of members and numbers, with a dot between two");
+  }
+  EXPECT_THAT(why(R"("kind":"removeMember")"), StartsWith("path \"\" is none"));
+  EXPECT_THAT(why(R"("kind":"replaceMember","path":"id")"), StartsWith("text is the JSON"));
+  EXPECT_THAT(why(R"("kind":"status","code":99)"), StartsWith("code is an HTTP status"));
+  EXPECT_THAT(why(R"("kind":"acceptLess","bytes":1)"), StartsWith("acceptLess is for the route"));
+  EXPECT_EQ(why(R"("kind":"replaceMember","path":"a.0.b","text":"7")"), "");
+  EXPECT_EQ(get("faults").size(), 1U);
+  EXPECT_THROW(server.orderFault(Route::googleUserInfo, Fault::removeMember("a..b")), std::invalid_argument);
+}
+
+TEST_F(Inspection, EndsTheTokensOfTheMediaServices) {
+  const std::string albums = "/facebook/v2.2/me/albums?access_token=facebook-token-";
+  ASSERT_EQ(client.get(albums + "ada").status, 200);
+  const std::string ada = server.users()[0].openId;
+
+  EXPECT_EQ(post("tokens/end", R"({"kind":"access","platform":4,"open_id":")" + ada + "\"}").status, 200);
+  EXPECT_EQ(client.get(albums + "ada").json()["error"]["code"], 190);
+  EXPECT_EQ(client.get(albums + "bruno").status, 200);
+  EXPECT_EQ(post("tokens/expire", "{}").status, 200);
+  EXPECT_EQ(client.get(albums + "bruno").json()["error"]["code"], 190);
 }
 
 TEST_F(Inspection, RefusesPagesAndNamesFromElsewhere) {

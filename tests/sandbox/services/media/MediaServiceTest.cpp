@@ -6,10 +6,14 @@
 #include "sandbox/services/media/MediaLibrary.h"
 #include "sandbox/services/media/MediaSignatures.h"
 #include "sandbox/services/media/Mp4.h"
+#include "support/WaitUntil.h"
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <ctime>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -39,13 +43,13 @@ class MediaService : public testing::Test {
   }
 
   /// A request signed the OAuth way, at this time.
-  Answer oauth(std::time_t time) {
+  Answer oauth(std::time_t time, const std::string& nonce) {
     Parameters parameters{{"api_key", sandbox::flickrApplicationKey},
                           {"format", "json"},
                           {"method", "flickr.photos.getWithoutGeoData"},
                           {"nojsoncallback", "1"},
                           {"oauth_consumer_key", sandbox::flickrApplicationKey},
-                          {"oauth_nonce", "n"},
+                          {"oauth_nonce", nonce},
                           {"oauth_signature_method", "HMAC-SHA1"},
                           {"oauth_timestamp", std::to_string(time)},
                           {"oauth_token", "flickr-token-ada"},
@@ -112,8 +116,71 @@ TEST_F(MediaService, FlickrWrapsAnAnswerThatMayCallBack) {
 }
 
 TEST_F(MediaService, FlickrRefusesAnOldTimestamp) {
-  EXPECT_EQ(oauth(std::time(nullptr)).json()["stat"], "ok");
-  EXPECT_EQ(oauth(std::time(nullptr) - 3600).json()["code"], 96);
+  EXPECT_EQ(oauth(std::time(nullptr), "1").json()["stat"], "ok");
+  EXPECT_EQ(oauth(std::time(nullptr) - 3600, "2").json()["code"], 96);
+}
+
+TEST_F(MediaService, FlickrTakesANonceOnceForItsTimestamp) {
+  const std::time_t now = std::time(nullptr);
+  EXPECT_EQ(oauth(now, "n").json()["stat"], "ok");
+  const Json::Value again = oauth(now, "n").json();
+  EXPECT_EQ(again["code"], 96);
+  EXPECT_EQ(again["message"], "Invalid signature (nonce_used)");
+  EXPECT_EQ(oauth(now - 1, "n").json()["stat"], "ok");
+}
+
+TEST_F(MediaService, TokensEndAfterTheirLifetime) {
+  sandbox::SandboxOptions options;
+  options.mediaTokenLifetime = std::chrono::seconds(1);
+  sandbox::Sandbox brief(options);
+  TestClient visitor(brief);
+  const std::string albums = "/facebook/v2.2/me/albums?access_token=facebook-token-ada";
+
+  EXPECT_TRUE(waitUntil([&] { return visitor.get(albums).status == 400; }));
+  EXPECT_EQ(visitor.get(albums).json()["error"]["code"], 190);
+}
+
+TEST_F(MediaService, EndedTokensAreRefusedEverywhereAndGoodInTheNextSandbox) {
+  const Parameters list{
+      {"method", "flickr.photos.getWithoutGeoData"}, {"format", "json"}, {"nojsoncallback", "1"}};
+  ASSERT_EQ(flickr(list).json()["stat"], "ok");
+  server.expireAccessTokens(server.users()[0].openId);
+
+  EXPECT_EQ(albums("access_token=facebook-token-ada").json()["error"]["code"], 190);
+  EXPECT_EQ(albums("access_token=facebook-token-bruno").status, 200);
+  EXPECT_EQ(flickr(list).json()["code"], 98);
+  EXPECT_EQ(oauth(std::time(nullptr), "n").json()["code"], 98);
+  const sandbox::Sandbox next;
+  EXPECT_EQ(TestClient(next).get("/facebook/v2.2/me/albums?access_token=facebook-token-ada").status, 200);
+}
+
+TEST_F(MediaService, FacebookGivesTheFieldsThatAreAskedForAndTheId) {
+  using Names = std::vector<std::string>;
+  const std::string token = "access_token=facebook-token-ada";
+  const std::string album = "/facebook/v2.2/" + MediaLibrary::albumId(0, 0) + "/photos?" + token;
+  const std::string video = "/facebook/v2.2//" + MediaLibrary::videoId(0, 0) + "?" + token;
+  const std::string posts = "/facebook/v2.2//me/posts?" + token;
+
+  EXPECT_EQ(albums(token + "&fields=name").json()["data"][0].getMemberNames(), (Names{"id", "name"}));
+  EXPECT_EQ(client.get(album + "&fields=picture").json()["data"][0].getMemberNames(),
+            (Names{"id", "picture"}));
+  EXPECT_EQ(client.get(posts + "&fields=type").json()["data"][0].getMemberNames(), (Names{"id", "type"}));
+  EXPECT_EQ(client.get(video + "&fields=source").json().getMemberNames(), (Names{"id", "source"}));
+  EXPECT_EQ(client.get(video).json().getMemberNames(), (Names{"id", "picture", "source"}));
+  const std::string next = targetOf(albums(token + "&limit=2&fields=id").json()["paging"]["next"].asString());
+  EXPECT_EQ(client.get(next).json()["data"][0].getMemberNames(), (Names{"id"}));
+}
+
+TEST_F(MediaService, FacebookRefusesAFieldThatIsNone) {
+  const std::string token = "access_token=facebook-token-ada&fields=id,shoe_size";
+  for (const std::string& path : {std::string("me/albums"), std::string("/me/posts"),
+                                  MediaLibrary::albumId(0, 0) + "/photos", MediaLibrary::videoId(0, 0)}) {
+    const Answer answer = client.get("/facebook/v2.2/" + path + "?" + token);
+    EXPECT_EQ(answer.status, 400) << path;
+    EXPECT_EQ(answer.json()["error"]["code"], 100) << path;
+    EXPECT_EQ(answer.json()["error"]["message"], "(#100) Tried accessing nonexisting field (shoe_size)")
+        << path;
+  }
 }
 
 TEST_F(MediaService, InstagramRefusesUnsignedAndWronglySignedRequests) {
