@@ -47,5 +47,7 @@ if [ "$preset" = mingw ]; then
   exit
 fi
 
-# Most tests wait more than they compute.
-exec ctest --preset "$preset" --parallel $(($(nproc) * 4)) "$@"
+# Most tests wait more than they compute, but under a sanitizer.
+tests_at_once=$(($(nproc) * 4))
+case $preset in asan | tsan) tests_at_once=$(($(nproc) * 3)) ;; esac
+exec ctest --preset "$preset" --parallel "$tests_at_once" "$@"

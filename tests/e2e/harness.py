@@ -110,6 +110,11 @@ class Result:
         self.err = err
 
     @property
+    def complaints(self):
+        """The standard error but for the lines that a slow machine makes the program say: what it waits for."""
+        return "".join(line for line in self.err.splitlines(True) if not line.startswith("waiting for "))
+
+    @property
     def events(self):
         """The JSON lines of the standard output; every line has to be one."""
         return [json.loads(line) for line in self.out.splitlines()]

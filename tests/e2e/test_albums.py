@@ -230,7 +230,7 @@ class Albums(HostTest):
 
     def test_dry_run_tells_names_and_fetches_nothing(self):
         plain = self.run_program(*self.arguments("facebook", *VIDEOS, "--dry-run"))
-        self.assertEqual((plain.code, plain.err), (0, ""), plain)
+        self.assertEqual((plain.code, plain.complaints), (0, ""), plain)
         self.assertEqual(len(re.findall(r"^would fetch \d+\.mp4$", plain.out, re.MULTILINE)), 14, plain)
         self.assertEqual(plain.out.splitlines()[-1], f"14 of 14 entries would be fetched into {self.target}")
         self.assertFalse(self.target.exists())

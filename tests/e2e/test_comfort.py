@@ -81,7 +81,7 @@ class Quiet(HostTest):
     def test_prints_results_alone(self):
         self.signed_in()
         upload = self.run_program("--sandbox", "--quiet", "upload", "youtube", self.video())
-        self.assertEqual((upload.code, upload.err), (0, ""), upload)
+        self.assertEqual((upload.code, upload.complaints), (0, ""), upload)
         self.assertRegex(upload.out, r"^uploaded: https://[^\n]+\n$")
         target = self.folder / "x.jpg"
         for command in (

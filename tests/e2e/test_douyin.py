@@ -46,7 +46,7 @@ class DouyinUpload(LimitedUpload, SignedInTest):
 
     def test_for_people(self):
         result = self.upload(self.video(), "--tags", "a,b")
-        self.assertEqual((result.code, result.err), (0, ""), result)
+        self.assertEqual((result.code, result.complaints), (0, ""), result)
         lines = result.out.splitlines()
         self.assertEqual(lines[1], "douyin takes the video alone: its title and the like are not sent")
         self.assertEqual(lines[-2:], ["uploaded", "uploaded, told once more"])

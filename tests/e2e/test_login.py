@@ -29,7 +29,7 @@ class Login(HostTest):
     def test_tells_people_who_signed_in(self):
         result = self.run_program("--sandbox", "login", "youtube")
         self.assertEqual(result.code, 0, result)
-        self.assertEqual(result.err, "")
+        self.assertEqual(result.complaints, "")
         self.assertIn("sign in with a browser at: http://127.0.0.1:", result.out)
         self.assertRegex(result.out.splitlines()[-1], r"^signed in to youtube as .+ \(.+@.+\)$")
 

@@ -55,7 +55,7 @@ class Profiles(Scripted):
             result = self.run_program("--sandbox", *arguments)
             self.assertEqual(result.code, 0, result)
         plain = self.run_program("--sandbox", "status")
-        self.assertEqual((plain.code, plain.err), (0, ""), plain)
+        self.assertEqual((plain.code, plain.complaints), (0, ""), plain)
         rows = [re.split(" {2,}", line) for line in plain.out.splitlines()]
         self.assertEqual(
             [(row[0], row[1]) for row in rows],

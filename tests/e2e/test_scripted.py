@@ -45,10 +45,10 @@ class WithTheStandIns(Scripted):
 
     def test_tells_people(self):
         login = self.run_program("--sandbox", "login", "vimeo")
-        self.assertEqual((login.code, login.err), (0, ""), login)
+        self.assertEqual((login.code, login.complaints), (0, ""), login)
         self.assertIn("signed in to vimeo as Ada Quill", login.out)
         upload = self.run_program("--sandbox", "upload", "vimeo", self.video(2 * MIB))
-        self.assertEqual((upload.code, upload.err), (0, ""), upload)
+        self.assertEqual((upload.code, upload.complaints), (0, ""), upload)
         self.assertIn("uploading as Ada Quill", upload.out)
         self.assertIn("100% of 2.0 MiB", upload.out)
         self.assertIn("uploaded: https://vimeo.com/", upload.out)
@@ -254,13 +254,13 @@ class KeptLogin(Scripted):
         for platform in PLATFORMS:
             self.sign_in_there(*platform)
             result = self.run_program("verify", *platform)
-            self.assertEqual((result.code, result.err), (0, ""), result)
+            self.assertEqual((result.code, result.complaints), (0, ""), result)
             self.assertRegex(result.out, r" is good\n$")
         servers.ask("tokens/expire", {})
         for platform in PLATFORMS:
             result = self.run_program("verify", *platform)
             if platform[0] in ("youtube", "twitch"):
-                self.assertEqual((result.code, result.err), (0, ""), "it can be renewed")
+                self.assertEqual((result.code, result.complaints), (0, ""), "it can be renewed")
                 continue
             self.assertEqual((result.code, result.out), (1, ""), result)
             self.assert_one_line(result.err, "not good any more", "mediatransfer login " + " ".join(platform))
@@ -287,7 +287,7 @@ class KeptLogin(Scripted):
             self.assertEqual((result.code, result.out), (1, ""), result)
             self.assert_one_line(result.err, "cannot be reached", "--offline")
             offline = self.run_program("verify", *platform, "--offline")
-            self.assertEqual((offline.code, offline.err), (0, ""), offline)
+            self.assertEqual((offline.code, offline.complaints), (0, ""), offline)
             self.assertRegex(offline.out, r" is stored; the service was not asked\n$")
         lines = self.run_program("--json", "verify", "vimeo", "--offline")
         self.assert_ends(lines, 0)

@@ -34,7 +34,7 @@ class Several(SignedInTest):
 
     def test_tells_people_of_each_and_of_all(self):
         result = self.upload(self.video(name="a.mp4"), self.video(name="b.mp4"))
-        self.assertEqual((result.code, result.err), (0, ""), result)
+        self.assertEqual((result.code, result.complaints), (0, ""), result)
         for line in ("[1/2] " + str(self.folder / "a.mp4"), "[2/2] " + str(self.folder / "b.mp4")):
             self.assertIn(line, result.out.splitlines())
         self.assertEqual(result.out.count("uploaded: https://"), 2)

@@ -43,7 +43,7 @@ class TiktokUpload(LimitedUpload, SignedInTest):
 
     def test_for_people(self):
         result = self.upload(self.video(), "--title", "A title")
-        self.assertEqual((result.code, result.err), (0, ""), result)
+        self.assertEqual((result.code, result.complaints), (0, ""), result)
         lines = result.out.splitlines()
         self.assertEqual(lines[1], "tiktok takes the video alone: its title and the like are not sent")
         self.assertEqual(lines[-1], "uploaded: " + self.servers.uploads()[0]["media_id"])

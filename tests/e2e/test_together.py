@@ -22,7 +22,7 @@ class Together(SignedInTest):
     def assert_all_good(self, calls):
         with concurrent.futures.ThreadPoolExecutor(PROCESSES) as pool:
             for result in pool.map(lambda call: call(), calls):
-                self.assertEqual((result.code, result.err), (0, ""), result)
+                self.assertEqual((result.code, result.complaints), (0, ""), result)
 
     def test_no_login_is_lost(self):
         self.assert_all_good([self.verify] * (PROCESSES * ROUNDS))
@@ -109,7 +109,7 @@ class ScriptsTogether(Scripted):
             servers.ask("tokens/expire", {})
             with concurrent.futures.ThreadPoolExecutor(PROCESSES) as pool:
                 for result in pool.map(lambda _: self.run_program("verify", "twitch"), range(PROCESSES)):
-                    self.assertEqual((result.code, result.err), (0, ""), result)
+                    self.assertEqual((result.code, result.complaints), (0, ""), result)
 
     def test_login_stored_during_an_upload_stays(self):
         servers = self.start_services()
