@@ -153,7 +153,8 @@ TEST_F(RequestChain, ChainMode2DropsWithoutTellingThoseBehind) {
   EXPECT_TRUE(time->advanceUntil([this] { return liveRequests() == 1; }, 500));
 
   EXPECT_TRUE(log->linesWith("Third :queryResponse").empty());
-  EXPECT_EQ(references(*unheard), 1);
+  // One that goes is counted no more a moment before it lets go of those behind it.
+  EXPECT_TRUE(waitUntil([&] { return references(*unheard) == 1; }));
 }
 
 TEST_F(RequestChain, OneThatNobodyTellsGoesWithTheOneBeforeIt) {
