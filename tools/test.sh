@@ -35,14 +35,17 @@ export LSAN_OPTIONS=suppressions=$PWD/tests/lsan.supp:print_suppressions=0
 export UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
 export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:atexit_sleep_ms=100:suppressions=$PWD/tests/tsan.supp
 
-# Wine has a system of its own in the build folder, which is made before the tests and ends behind them. Its services start
-# here, and stay: started by a test, they would keep that test's output open for as long as they run.
+# Wine has a system of its own in the build folder, which is made before the tests and ends behind them. It is made to its end
+# first: some seconds behind the first start it still can't seal a key. Its services start here, and stay: started by a test,
+# they would keep that test's output open for as long as they run.
 if [ "$preset" = mingw ]; then
   export WINEPREFIX=$PWD/build/mingw/wine WINEDEBUG=-all WINEDLLOVERRIDES='mscoree,mshtml='
   trap '/usr/lib/wine/wineserver64 -k || true' EXIT
   mkdir -p "$WINEPREFIX"
-  /usr/lib/wine/wineserver64 --persistent >/dev/null 2>&1
   /usr/lib/wine/wine64 wineboot --init >/dev/null 2>&1
+  /usr/lib/wine/wineserver64 --wait
+  /usr/lib/wine/wineserver64 --persistent >/dev/null 2>&1
+  /usr/lib/wine/wine64 wineboot >/dev/null 2>&1
   ctest --preset mingw --parallel $(($(nproc) * 2)) "$@"
   exit
 fi
