@@ -4,9 +4,16 @@ from __future__ import annotations
 
 from typing import Optional
 
+# The one refusal of a question that tells that there is nothing.
+NOT_FOUND = 404
+
 
 class UploadError(Exception):
     """The operation failed and trying again will not help."""
+
+
+def in_doubt(why: object) -> str:
+    return "%s; whether the video is out could not be found out" % why
 
 
 class Stopped(UploadError):
@@ -23,6 +30,10 @@ class TokenInvalid(UploadError):
 class Undecided(UploadError):
     """Nobody could be asked whether the service has published the video."""
 
+    def __init__(self, why: object) -> None:
+        super().__init__(in_doubt(why))
+
+
 
 class Refused(UploadError):
     """The service said no, with an HTTP status; `word` is its machine-readable reason where it gives one."""
@@ -31,6 +42,22 @@ class Refused(UploadError):
         super().__init__(text)
         self.status = status
         self.word = word
+
+
+class Hindered(UploadError):
+    """Something on the way to the service was in the way, of which the service knows nothing."""
+
+
+class FileTrouble(UploadError):
+    """The file can't be sent as it is."""
+
+
+class FileUnreadable(FileTrouble, Hindered):
+    """The file could not be read, which may pass: it is the same as before."""
+
+
+class Discarded(Refused):
+    """The service has thrown away what was sent, and has surely not published it."""
 
 
 class Transient(UploadError):
@@ -48,3 +75,8 @@ class Transient(UploadError):
         self.unprocessed = unprocessed
         self.retry_after = retry_after
         self.offline = offline
+        self.given_up = False
+
+
+# What ends an upload that may go on when the host starts it again.
+GOES_ON = (Stopped, TokenInvalid, Transient, Undecided, Hindered)

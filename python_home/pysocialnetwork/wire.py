@@ -27,6 +27,8 @@ class Wire:
         clock: Callable[[], float] = time.monotonic,
     ) -> None:
         self.stop = stop
+        # Whose upload it is, by the number of the user, where it is known: no other one's login counts in it.
+        self.user = ""
         self._policy = policy
         self._limits = limits
         self._agent = agent
@@ -84,9 +86,11 @@ class Wire:
         return Setbacks(self._policy, self._clock)
 
     def bear(self, setbacks: Setbacks, trouble: Transient) -> None:
-        """Waits before the next try, or raises the trouble when there is to be none."""
-        seconds = setbacks.pause(trouble)
+        """Waits before the next try, or raises the trouble when there is to be none. One that was borne to the end
+        inside of another row is not borne again."""
+        seconds = None if trouble.given_up else setbacks.pause(trouble)
         if seconds is None:
+            trouble.given_up = True
             raise trouble
         lasting = " (for %d s now)" % setbacks.lasting() if setbacks.lasting() >= 1 else ""
         self._debug("%s%s; next try in %.1f s" % (trouble, lasting, seconds))

@@ -3,8 +3,8 @@
 import unittest
 from unittest import mock
 
-from pysocialnetwork import dialing, retry, youtube
-from pysocialnetwork.errors import Stopped, Transient
+from pysocialnetwork import dialing, outcome, retry, youtube
+from pysocialnetwork.errors import Stopped, Transient, UploadError
 from pysocialnetwork.login import Login
 from pysocialnetwork.retry import BACKGROUND, FOREGROUND, RetryPolicy, Setbacks
 from pysocialnetwork.stopsignal import StopSignal
@@ -14,7 +14,13 @@ import support
 from support import Host, Reply, Server
 
 MINUTE = 60.0
-OFFLINE, BUSY = Transient("cannot reach x: timed out", offline=True), Transient("x is busy")
+
+
+def offline():
+    return Transient("cannot reach x: timed out", offline=True)
+
+
+OFFLINE, BUSY = offline(), Transient("x is busy")
 
 
 class Clock:
@@ -115,7 +121,7 @@ class Transfers(unittest.TestCase):
 
         def reach(position):
             if 0 <= self.clock.now - begin < gone:
-                raise OFFLINE
+                raise offline()
             return position
 
         def ask(offset):
@@ -147,7 +153,7 @@ class Transfers(unittest.TestCase):
 
     def test_a_service_that_always_breaks_off_is_given_up(self):
         def send(offset):
-            raise OFFLINE
+            raise offline()
 
         wire = Wire(
             ClockedStop(self.clock), BACKGROUND, support.TimeLimits(), "tester", self.lines.append, self.clock.time
@@ -155,6 +161,31 @@ class Transfers(unittest.TestCase):
         with wire, self.assertRaises(Transient):
             wire.transfer(0, 100, send, lambda offset: 0)
         self.assertLess(self.clock.now, 1000 + 11 * MINUTE)
+
+
+    def test_rows_within_rows_do_not_add_up(self):
+        def gone():
+            raise offline()
+
+        def busy():
+            tries.append(1)
+            raise Transient("x is busy")
+
+        def wire():
+            return Wire(ClockedStop(self.clock), BACKGROUND, support.TimeLimits(), "tester", print, self.clock.time)
+
+        nestings = (
+            lambda wire, inner: outcome.once(wire, lambda: wire.run(inner), lambda: wire.run(inner)),
+            lambda wire, inner: wire.transfer(0, 9, lambda offset: wire.run(inner), lambda offset: wire.run(inner)),
+        )
+        for nested in nestings:
+            tries, began = [], self.clock.now
+            with wire() as outer, self.assertRaises(UploadError):
+                nested(outer, gone)
+            self.assertLess(self.clock.now - began, 11 * MINUTE)
+            with wire() as outer, self.assertRaises(UploadError):
+                nested(outer, busy)
+            self.assertEqual(len(tries), 6)
 
 
 class WholeUploads(unittest.TestCase):
