@@ -10,7 +10,7 @@ import stat
 from typing import Any, BinaryIO, Callable, Iterator, List, Mapping, Optional, Tuple, Union
 from urllib.parse import urlencode
 
-from .errors import UploadError
+from .errors import FileTrouble, FileUnreadable
 
 BLOCK = 64 * 1024
 
@@ -63,7 +63,7 @@ class LocalFile:
         self.identity = (*self._begun, status.st_dev, status.st_ino, status.st_ctime_ns)
         if self.size == 0:
             self._file.close()
-            raise UploadError("the file %s is empty" % path)
+            raise FileTrouble("the file %s is empty" % path)
 
     def __enter__(self) -> LocalFile:
         return self
@@ -84,10 +84,10 @@ class LocalFile:
             block = self._file.read(length)
             state = _state(os.fstat(self._file.fileno()))
         except OSError as error:
-            raise UploadError("cannot read the file %s: %s" % (self.name, error.strerror)) from None
+            raise FileUnreadable("cannot read the file %s: %s" % (self.name, error.strerror)) from None
         # Half of one version and half of the next would be a broken video.
         if len(block) != length or state != self._begun:
-            raise UploadError("the file %s changed while it was being sent" % self.name)
+            raise FileTrouble("the file %s changed while it was being sent" % self.name)
         return block
 
 
@@ -155,8 +155,8 @@ def _open(path: str) -> BinaryIO:
     try:
         # A pipe would let the opening wait for ever.
         if not stat.S_ISREG(os.stat(name).st_mode):
-            raise UploadError("cannot open the file %s: it is no regular file" % path)
+            raise FileTrouble("cannot open the file %s: it is no regular file" % path)
         return open(name, "rb")
     except (OSError, ValueError) as error:
         reason = error.strerror if isinstance(error, OSError) else str(error)
-        raise UploadError("cannot open the file %s: %s" % (path, reason)) from None
+        raise FileTrouble("cannot open the file %s: %s" % (path, reason)) from None

@@ -6,6 +6,8 @@ import base64
 import contextlib
 import http.client
 import ipaddress
+import os
+import re
 import selectors
 import socket
 import urllib.request
@@ -16,12 +18,14 @@ from urllib.parse import SplitResult, unquote, urlsplit
 
 from . import deadlines, dialing, tls
 from .bodies import Body
-from .errors import Transient, UploadError
+from .errors import Hindered, Transient, UploadError
 from .lookup import addresses_of
 from .response import Response
+from .retry import BUSY
 from .stopsignal import StopSignal
 
 LARGEST_ANSWER = 4 * 1024 * 1024
+WINDOWS = os.name == "nt"
 
 
 @dataclass(frozen=True)
@@ -163,7 +167,8 @@ class Connection:
         try:
             answer.begin()
             if answer.status // 100 != 2:
-                raise UploadError("the proxy refused the connection with status %d" % answer.status)
+                refusal = "the proxy refused the connection with status %d" % answer.status
+                raise Transient(refusal, unprocessed=True) if answer.status in BUSY else Hindered(refusal)
         finally:
             answer.close()
 
@@ -250,6 +255,9 @@ def proxy_for(origin: Origin) -> Optional[SplitResult]:
         return None
     proxies = urllib.request.getproxies()
     address = proxies.get(origin.scheme) or proxies.get("all")
+    if WINDOWS and address and not any(name.lower().endswith("_proxy") and os.environ[name] for name in os.environ):
+        # Some versions of Python give the system's own proxy the kind of the addresses that it is for.
+        address = re.sub("^https://", "http://", address)
     if not address or urllib.request.proxy_bypass(origin.host):
         return None
     if "://" not in address:
@@ -288,13 +296,13 @@ def _trouble(what: str, error: BaseException, unprocessed: bool = False) -> Uplo
     # Without the ssl module there is no certificate to refuse and no https either.
     if type(error).__name__ == "SSLCertVerificationError":
         reason = getattr(error, "verify_message", "") or "unknown"
-        return UploadError("%s: its certificate is not accepted (%s)" % (what, reason))
+        return Hindered("%s: its certificate is not accepted (%s)" % (what, reason))
     if isinstance(error, socket.timeout):
         reason = str(error) if "took" in str(error) else "timed out"
     elif isinstance(error, http.client.RemoteDisconnected):
         reason = "closed without an answer"
     elif isinstance(error, OSError):
-        reason = error.strerror or type(error).__name__
+        reason = error.strerror or str(error) or type(error).__name__
     else:
         reason = "the answer is incomplete or none of HTTP"
     return Transient("%s: %s" % (what, reason), unprocessed, offline=True)

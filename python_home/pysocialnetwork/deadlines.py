@@ -58,8 +58,13 @@ class DeadlineClock:
             heapq.heappush(self._waiting, (time.monotonic() + seconds, next(self._serial), deadline))
             # A fork leaves the thread behind.
             if (self._thread is None or not self._thread.is_alive()) and not self._closed:
-                self._thread = threading.Thread(target=self._run, name="deadlines", daemon=True)
-                self._thread.start()
+                thread = threading.Thread(target=self._run, name="deadlines", daemon=True)
+                try:
+                    thread.start()
+                except RuntimeError:
+                    deadline.cancel()
+                    raise OSError("no thread can be started") from None
+                self._thread = thread
             if self._waiting[0][2] is deadline:
                 self._changed.notify()
         return deadline

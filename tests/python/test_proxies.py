@@ -2,10 +2,11 @@
 
 import base64
 import unittest
+from unittest import mock
 
-from pysocialnetwork import hostcallback
+from pysocialnetwork import connection, hostcallback
 from pysocialnetwork.connection import Origin, proxy_for
-from pysocialnetwork.errors import UploadError
+from pysocialnetwork.errors import Transient, UploadError
 from pysocialnetwork.login import Login
 from pysocialnetwork.vimeo import Uploader
 
@@ -45,6 +46,25 @@ class Proxies(unittest.TestCase):
                 ("notlocalhost", False),
             ):
                 self.assertEqual(proxy_for(Origin("http", host, 80)) is None, direct, host)
+
+    def test_the_systems_plain_proxy_may_come_with_the_kind_of_what_it_is_for(self):
+        https = Origin("https", "h.example", 443)
+        found = mock.patch("urllib.request.getproxies", lambda: {"https": "https://p.example:8080"})
+        with support.environment(), found:
+            with mock.patch.object(connection, "WINDOWS", True):
+                self.assertEqual((proxy_for(https).hostname, proxy_for(https).port), ("p.example", 8080))
+                with support.environment(https_proxy="https://p.example:8080"):
+                    with self.assertRaisesRegex(UploadError, "of the kind https"):
+                        proxy_for(https)
+            with mock.patch.object(connection, "WINDOWS", False), self.assertRaises(UploadError):
+                proxy_for(https)
+
+    def test_a_proxy_that_is_busy_is_tried_again(self):
+        with Server(in_turn(Reply(502))) as proxy:
+            with support.environment(https_proxy="http://127.0.0.1:%d" % proxy.port), make_wire() as wire:
+                with self.assertRaisesRegex(Transient, "status 502"):
+                    wire.run(lambda: wire.exchange("GET", "https://service.invalid/"), repeatable=False)
+            self.assertEqual(len(proxy.requests), support.QUICK.attempts)
 
     def test_the_environment_chooses_the_proxy(self):
         http, https = Origin("http", "h.example", 80), Origin("https", "h.example", 443)
