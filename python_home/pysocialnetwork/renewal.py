@@ -2,10 +2,13 @@
 
 from __future__ import annotations
 
+import hashlib
 import threading
-from typing import Callable, Optional, TypeVar
+from contextlib import contextmanager
+from typing import Callable, Dict, Iterator, Optional, TypeVar
+from weakref import WeakValueDictionary
 
-from .errors import TokenInvalid, UploadError
+from .errors import TokenInvalid, Transient
 from .login import SAFETY_SECONDS, Login
 from .tokenstore import TokenStore
 from .wire import Wire
@@ -58,6 +61,7 @@ class Renewal:
         login = self._store.login
         if login is None:
             raise TokenInvalid("nobody is signed in")
+        of_same_user(wire, login)
         if not self.is_due(login):
             return login
         renewed = self._renewed(wire, login)
@@ -70,21 +74,85 @@ class Renewal:
 
     def _renewed(self, wire: Wire, stale: Login) -> Optional[Login]:
         if not self.lock.acquire(timeout=self._patience()):
-            raise UploadError("the login is being renewed")
+            raise Transient("the login is being renewed", unprocessed=True)
         try:
             current = self._store.login
             if current is None:
                 raise TokenInvalid("nobody is signed in any more")
             if current.access != stale.access:
-                return current
-            try:
-                renewed = self._renew(wire, stale)
-            except TokenInvalid:
-                self._store.drop(stale)
-                raise
-            if renewed is not None:
-                self._store.set(renewed)
-                self._debug("the login was renewed")
-            return renewed
+                return of_same_user(wire, current)
+            with renewals.turn(stale, self._patience()):
+                return self._renewed_now(wire, stale)
         finally:
             self.lock.release()
+
+    def _renewed_now(self, wire: Wire, stale: Login) -> Optional[Login]:
+        newest = renewals.newest(stale)
+        if newest.access != stale.access and not self.is_due(newest):
+            self._store.set(newest)
+            return newest
+        try:
+            renewed = self._renew(wire, newest)
+        except TokenInvalid:
+            self._store.drop(stale)
+            raise
+        if renewed is not None:
+            renewals.keep(newest, renewed)
+            self._store.set(renewed)
+            self._debug("the login was renewed")
+        return renewed
+
+
+class Renewals:
+    """What became of logins that several objects of the process may have. Safe from every thread."""
+
+    MOST = 100
+
+    def __init__(self) -> None:
+        self._lock = threading.Lock()
+        # Gone with the last who holds one or waits for it.
+        self._turns: "WeakValueDictionary[str, threading.Lock]" = WeakValueDictionary()
+        self._successors: Dict[str, Login] = {}
+
+    @contextmanager
+    def turn(self, login: Login, patience: float) -> Iterator[None]:
+        """A refresh token that is good once is used by one object at a time."""
+        with self._lock:
+            turn = self._turns.setdefault(_key(login), threading.Lock())
+        if not turn.acquire(timeout=patience):
+            raise Transient("the login is being renewed", unprocessed=True)
+        try:
+            yield
+        finally:
+            turn.release()
+
+    def newest(self, login: Login) -> Login:
+        with self._lock:
+            for _ in range(self.MOST):
+                successor = self._successors.get(_key(login), login)
+                if _key(successor) == _key(login):
+                    return successor
+                login = successor
+        return login
+
+    def keep(self, stale: Login, renewed: Login) -> None:
+        with self._lock:
+            self._successors.pop(_key(stale), None)
+            self._successors[_key(stale)] = renewed
+            while len(self._successors) > self.MOST:
+                self._successors.pop(next(iter(self._successors)))
+
+
+def _key(login: Login) -> str:
+    secret = login.refresh or login.access
+    return hashlib.sha256(("%s %s" % (login.platform, secret)).encode("utf-8", "surrogatepass")).hexdigest()
+
+
+renewals = Renewals()
+
+
+def of_same_user(wire: Wire, login: Login) -> Login:
+    """The rest of one user's upload is no business of another one's."""
+    if wire.user and login.user_id and wire.user != login.user_id:
+        raise TokenInvalid("another user has signed in meanwhile")
+    return login

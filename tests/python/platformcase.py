@@ -4,6 +4,7 @@ import json
 import unittest
 from unittest import mock
 
+from pysocialnetwork import renewal
 from pysocialnetwork.connection import Answer
 from pysocialnetwork.login import Login
 from pysocialnetwork.wire import Wire
@@ -33,6 +34,10 @@ class PlatformCase(unittest.TestCase):
         clean = support.environment()
         clean.start()
         self.addCleanup(clean.stop)
+        # What became of a login of another test's is none of this one's.
+        own = mock.patch.object(renewal, "renewals", renewal.Renewals())
+        own.start()
+        self.addCleanup(own.stop)
         self.uploader = quick(self.module.Uploader())
         self.uploader.SetAppKey("key")
         self.uploader.SetAppSecret("app-secret")

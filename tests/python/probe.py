@@ -1,8 +1,9 @@
 """A platform whose steps the test gives, and the ground that its tests stand on."""
 
 import unittest
+from unittest import mock
 
-from pysocialnetwork import oauth2
+from pysocialnetwork import oauth2, renewal
 from pysocialnetwork.login import Login
 from pysocialnetwork.account import Account
 
@@ -52,6 +53,10 @@ class UploaderCase(unittest.TestCase):
         clean = support.environment()
         clean.start()
         self.addCleanup(clean.stop)
+        # What became of a login of another test's is none of this one's.
+        own = mock.patch.object(renewal, "renewals", renewal.Renewals())
+        own.start()
+        self.addCleanup(own.stop)
         self.host = Host()
         self.uploader = quick(self.host.attach(Probe()))
         self.uploader.SetAppKey("key")

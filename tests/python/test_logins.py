@@ -1,6 +1,7 @@
 """Logins of each platform, and what a login gives, against the sandbox's services."""
 
 import unittest
+from dataclasses import replace
 
 from sandboxed import APP, PLATFORMS, ServicesCase, follow
 
@@ -20,6 +21,16 @@ class Logins(ServicesCase):
                 self.assertEqual(second.GetUserName(), first.GetUserName())
                 end, host, content = self.upload(second, 5000)
                 self.assert_finished(end, host, content)
+
+    def test_two_objects_with_one_login_renew_it_once(self):
+        for platform in ("twitch", "youtube"):
+            login = replace(self.signed_in(platform).login, expires=1)
+            for uploader in (self.uploader(platform), self.uploader(platform)):
+                with self.subTest(platform):
+                    uploader.set_login(login)
+                    with uploader.calling() as wire:
+                        uploader.authorized(wire, lambda now: uploader._confirm(wire, now))
+                    self.assertNotEqual(uploader.login.access, login.access)
 
     def test_a_wrong_application_secret_is_told(self):
         for platform in PLATFORMS:
