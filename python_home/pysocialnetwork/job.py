@@ -6,7 +6,7 @@ import atexit
 import threading
 import time
 from dataclasses import dataclass
-from typing import Callable, Optional, Set
+from typing import Callable, Optional, Set, Tuple
 
 from . import hostcallback
 from .errors import Stopped, TokenInvalid, UploadError
@@ -14,6 +14,9 @@ from .stopsignal import StopSignal
 
 # How long the end of the interpreter waits for uploads that it stops.
 EXIT_PATIENCE = 2.0
+
+# Seconds between two looks for the end of the upload before.
+LOOK_PAUSE = 0.02
 
 
 @dataclass(frozen=True)
@@ -38,11 +41,15 @@ class UploadJob:
         request: VideoRequest,
         work: Callable[[UploadJob], str],
         report: Callable[[int, str], None],
+        before: "Tuple[UploadJob, ...]" = (),
     ) -> None:
         self.request = request
+        self._before = before
         self.stop = StopSignal()
         self._work = work
         self._report = report
+        # How far into the file the requests of this upload have come.
+        self.position = 0
         self._percent = -1
         self._over = False
         self._thread = threading.Thread(target=self._run, name="upload-" + name, daemon=True)
@@ -59,6 +66,7 @@ class UploadJob:
 
     def progress(self, position: int, size: int) -> None:
         """Only news is told, and 100 is kept for the end: the service still has work when all bytes are there."""
+        self.position = position
         percent = min(99, position * 100 // size)
         if percent > self._percent:
             self._percent = percent
@@ -68,6 +76,7 @@ class UploadJob:
         with _running_lock:
             _running.add(self)
         try:
+            self._await_those_before()
             address = self._work(self)
             closing = (hostcallback.FINISHED, address)
             self._report(hostcallback.PROGRESS, "100")
@@ -77,6 +86,11 @@ class UploadJob:
         self._report(*closing)
         with _running_lock:
             _running.discard(self)
+
+    def _await_those_before(self) -> None:
+        """What a stopped upload leaves to go on with is known at its end."""
+        while any(job.is_running() for job in self._before):
+            self.stop.wait(LOOK_PAUSE)
 
     def _failure(self, error: Exception) -> "tuple[int, str]":
         if self.stop.is_set():
@@ -93,26 +107,36 @@ class UploadSlot:
 
     def __init__(self, name: str, work: Callable[[UploadJob], str], report: Callable[[int, str], None]) -> None:
         self.job: Optional[UploadJob] = None
+        # Stopped ones that have not ended yet, and the newest.
+        self._jobs: Tuple[UploadJob, ...] = ()
+        self._lock = threading.Lock()
         self._name = name
         self._work = work
         self._report = report
 
     def start(self, request: VideoRequest) -> None:
-        """A second upload beside the first leaves that one alone and ends with an event of its own."""
-        previous = self.job
-        busy = previous is not None and previous.is_running() and not previous.stop.is_set()
-        job = UploadJob(self._name, request, _refuse_second if busy else self._work, self._report)
-        if not busy:
-            self.job = job
+        """A second upload beside the first leaves that one alone and ends with an event of its own. One that was stopped
+        ends before the next begins its work."""
+        with self._lock:
+            running = tuple(job for job in self._jobs if job.is_running())
+            if any(not job.stop.is_set() for job in running):
+                job = UploadJob(self._name, request, _refuse_second, self._report)
+            else:
+                job = UploadJob(self._name, request, self._work, self._report, before=running)
+                self.job, self._jobs = job, (*running, job)
         try:
             job.start()
         except RuntimeError as error:
-            self.job = None if self.job is job else self.job
+            with self._lock:
+                self.job = None if self.job is job else self.job
+                self._jobs = tuple(other for other in self._jobs if other is not job)
             self._report(hostcallback.ERROR, "cannot start a thread: %s" % error)
 
     def stop(self) -> None:
-        if self.job is not None:
-            self.job.stop.set()
+        with self._lock:
+            job = self.job
+        if job is not None:
+            job.stop.set()
 
 
 def _refuse_second(job: UploadJob) -> str:

@@ -21,11 +21,18 @@ class TokenStore:
         self._mask = mask
         self._lock = threading.Lock()
         self._login: Optional[Login] = None
+        self._last: Optional[Login] = None
 
     @property
     def login(self) -> Optional[Login]:
         with self._lock:
             return self._login
+
+    @property
+    def last(self) -> Optional[Login]:
+        """The login, or the one that was there before it was dropped."""
+        with self._lock:
+            return self._last
 
     def set(self, login: Optional[Login]) -> None:
         if login is not None:
@@ -35,6 +42,7 @@ class TokenStore:
             self._mask.keep(*login.secrets())
         with self._lock:
             self._login = login
+            self._last = login or self._last
         self.account.forget()
 
     def drop(self, login: Login) -> None:

@@ -14,6 +14,9 @@ from .login import Login
 LIFETIME = 24 * 3600.0
 MOST = 100
 
+# In a record: the video may be out, since a request that makes it public ended without an answer.
+MAYBE_OUT = "maybe out"
+
 
 class Subject(NamedTuple):
     """Whose video is meant, which file, and what is said of it. Anything else is another upload."""
@@ -44,19 +47,31 @@ class Unfinished:
         self._clock = clock
         self._lock = threading.Lock()
         self._kept: Dict[Subject, Tuple[float, Dict[str, str]]] = {}
+        self._logouts: Dict[str, int] = {}
 
     def take(self, subject: Subject, names: Collection[str]) -> Dict[str, str]:
         """What was kept of it; empty where there is nothing, nothing that a service still knows, or not what these names
-        stand for."""
+        stand for, with or without `MAYBE_OUT`."""
         with self._lock:
-            since, values = self._kept.pop(subject, (0.0, {}))
-        usable = values.keys() == set(names) and all(
+            self._drop_old()
+            record = self._kept.pop(subject, None)
+        values = record[1] if record is not None else {}
+        usable = values.keys() - {MAYBE_OUT} == set(names) and all(
             isinstance(value, str) and value.isprintable() for value in values.values()
         )
-        return values if usable and self._clock() - since < LIFETIME else {}
+        return values if usable else {}
 
-    def keep(self, subject: Subject, values: Dict[str, str]) -> None:
+    def logouts(self, user: str) -> int:
+        """How often this user's uploads were forgotten so far."""
         with self._lock:
+            return self._logouts.get(user, 0)
+
+    def keep(self, subject: Subject, values: Dict[str, str], logouts: int = 0) -> None:
+        """Nothing, where the user has logged out since `logouts` was told."""
+        with self._lock:
+            if logouts != self._logouts.get(subject.user, 0):
+                return
+            self._drop_old()
             self._kept.pop(subject, None)
             self._kept[subject] = (self._clock(), values)
             while len(self._kept) > MOST:
@@ -65,7 +80,13 @@ class Unfinished:
     def forget(self, user: str) -> None:
         """All that was kept of this user's uploads; `user` is as `user_of` tells it."""
         with self._lock:
+            self._logouts[user] = self._logouts.get(user, 0) + 1
             self._kept = {subject: record for subject, record in self._kept.items() if subject.user != user}
+
+    def _drop_old(self) -> None:
+        oldest = self._clock() - LIFETIME
+        for subject in [subject for subject, (since, _) in self._kept.items() if since <= oldest]:
+            del self._kept[subject]
 
 
 kept = Unfinished()

@@ -18,7 +18,7 @@ from .account import Account
 from .bodies import LocalFile
 from .connection import TimeLimits
 from .details import Details
-from .errors import Stopped, TokenInvalid, Transient, Undecided, UploadError
+from .errors import GOES_ON, UploadError
 from .hostcallback import HostCallback
 from .job import UploadJob, UploadSlot, VideoRequest, unexpected
 from .login import Login
@@ -217,22 +217,22 @@ class Uploader(Details):
         caller has put there, which is to have these names, is kept if this one breaks off as well. `service` is the
         address that takes it in."""
         subject = unfinished.subject_of(service, self._renewal.usable_login(wire), video.identity, request)
+        logouts = unfinished.kept.logouts(subject.user)
         values = unfinished.kept.take(subject, names)
         if values:
             self._debug("the upload goes on that broke off before")
         try:
             yield values
-        except (Stopped, TokenInvalid, Transient, Undecided):
+        except GOES_ON:
             if values:
-                unfinished.kept.keep(subject, values)
+                unfinished.kept.keep(subject, values, logouts)
             raise
 
     def afterwards(self, what: str, operation: Callable[[], None]) -> None:
-        """A step on a video that is there already: a refusal is told, but does not make the upload a failure."""
+        """A step on a video that is out already: neither a refusal nor a stop makes the upload a failure, since the next
+        one of the file would make a second video."""
         try:
             operation()
-        except Stopped:
-            raise
         except UploadError as error:
             self.missing(what, error)
 
@@ -276,10 +276,12 @@ class Uploader(Details):
         return False
 
     def _log_out(self) -> None:
-        login = self.login
+        login, last = self.login, self._store.last
         self.set_login(None)
+        # Also where the service has ended the login already.
+        if last is not None:
+            unfinished.kept.forget(unfinished.user_of(last))
         if login is not None:
-            unfinished.kept.forget(unfinished.user_of(login))
             with self.calling() as wire:
                 self._revoke(wire, login)
 
@@ -298,6 +300,8 @@ class Uploader(Details):
 
     def _upload_now(self, job: UploadJob) -> str:
         with Wire(job.stop, self.job_policy, self.job_limits, self._agent(), self._debug, self.clock) as wire:
+            login = self.login
+            wire.user = login.user_id if login is not None else ""
             return self._upload(job, wire)
 
     def _report(self, event: int, text: str) -> None:

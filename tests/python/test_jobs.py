@@ -128,16 +128,32 @@ class Jobs(UploaderCase):
         go.set()
         self.assertEqual(self.host.wait_for_end(2).code, FINISHED)
 
-    def test_a_stopped_upload_need_not_have_ended_before_the_next_begins(self):
+    def test_a_stopped_upload_ends_before_the_next_does_its_work(self):
         go = threading.Event()
-        self.uploader.upload = lambda job, wire: go.wait(LIMIT) and wire.stop.check()
-        self.start()
+        done = []
+
+        def upload(job, wire):
+            if job.request.path == "/first":
+                go.wait(LIMIT)
+            done.append(job.request.path)
+            wire.stop.check()
+            return "https://second"
+
+        self.uploader.upload = upload
+        self.start("/first")
         self.uploader.StopUpload()
-        self.uploader.upload = lambda job, wire: "https://second"
-        self.start()
-        self.assertEqual(self.host.wait_for_end(1)[1:], (FINISHED, "https://second"))
+        self.start("/stopped")
+        self.uploader.StopUpload()
+        # One that waits is stopped at once.
+        self.assertEqual(self.host.wait_for_end(1)[1:], (ERROR, "User cancelled!"))
+        self.start("/second")
         go.set()
-        self.assertEqual(self.host.wait_for_end(2)[1:], (ERROR, "User cancelled!"))
+        self.host.wait_for_end(3)
+        self.assertEqual(done, ["/first", "/second"])
+        self.assertEqual(
+            sorted(event[1:] for event in self.host.closing()),
+            [(FINISHED, "https://second")] + [(ERROR, "User cancelled!")] * 2,
+        )
 
     def test_a_hundred_uploads_in_a_row_leave_nothing_behind(self):
         threads = threading.active_count()
@@ -171,7 +187,7 @@ class Jobs(UploaderCase):
         for secret in ("old-token", "refresh-me", "app-secret", "token/secret"):
             self.assertNotIn(secret, self.host.texts() + self.uploader.GetLastError())
 
-    def test_a_step_after_the_upload_may_fail_but_not_be_stopped(self):
+    def test_a_step_after_the_upload_may_fail_or_be_stopped(self):
         def fail(error):
             raise error
 
@@ -186,8 +202,8 @@ class Jobs(UploaderCase):
         # A second upload after a new login would make a second video.
         self.uploader.afterwards("tags", lambda: fail(TokenInvalid("ended")))
         self.assertIn("without its tags: ended", self.uploader.GetLastError())
-        with self.assertRaises(Stopped):
-            self.uploader.afterwards("tags", lambda: fail(Stopped()))
+        self.uploader.afterwards("tags", lambda: fail(Stopped()))
+        self.assertIn("without its tags: User cancelled!", self.uploader.GetLastError())
 
     def test_the_end_of_the_interpreter_stops_uploads(self):
         self.uploader.upload = lambda job, wire: wire.stop.wait(LIMIT)

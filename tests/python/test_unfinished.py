@@ -61,6 +61,9 @@ class Records(unittest.TestCase):
     def test_what_is_too_old_is_not_tried(self):
         self.unfinished.keep(self.subject(), {"session": "s"})
         self.now = unfinished.LIFETIME
+        # Nor is it held on to.
+        self.unfinished.keep(self.subject(title="U"), {"session": "t"})
+        self.assertEqual(len(self.unfinished._kept), 1)
         self.assertEqual(self.take(self.subject()), {})
 
     def test_a_users_uploads_are_forgotten_alone(self):
@@ -70,6 +73,15 @@ class Records(unittest.TestCase):
         self.unfinished.forget(unfinished.user_of(Login("youtube", "renewed", user_id="1")))
         self.assertEqual((self.take(self.subject()), self.take(self.subject(title="U"))), ({}, {}))
         self.assertEqual(self.take(self.subject(login=other)), {"session": "s"})
+
+    def test_what_breaks_off_after_a_logout_is_not_kept(self):
+        user = self.subject().user
+        before = self.unfinished.logouts(user)
+        self.unfinished.forget(user)
+        self.unfinished.keep(self.subject(), {"session": "s"}, before)
+        self.assertEqual(self.take(self.subject()), {})
+        self.unfinished.keep(self.subject(), {"session": "s"}, self.unfinished.logouts(user))
+        self.assertEqual(self.take(self.subject()), {"session": "s"})
 
     def test_rubbish_is_nothing(self):
         for values in ({"session": 5}, {"other": "s"}, {"session": "s", "other": "s"}, {"session": None}):
