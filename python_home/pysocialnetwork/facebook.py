@@ -8,14 +8,15 @@ from urllib.parse import quote
 
 from .account import Account
 from .bodies import Fields, FilePart, LocalFile, Multipart, form
-from .errors import Refused, Transient, UploadError
+from .errors import NOT_FOUND, FileTrouble, Refused, Transient, UploadError
 from .graph import WrongOffset, read, stretch
 from .graphlogin import GraphUploader
 from .job import UploadJob, VideoRequest
 from .login import Login
-from .outcome import once, removed_if_refused
+from .outcome import once, removed_if_refused, went_on
 from .replies import member, required_text, text_member
 from .texts import chosen_privacy
+from .unfinished import MAYBE_OUT
 from .wire import Wire
 
 NAME = "Facebook"
@@ -99,15 +100,17 @@ class Uploader(GraphUploader):
         request = job.request
         details = self._details(request)
         self.check_thumbnail(request.thumbnail)
-        with LocalFile(request.path) as video:
-            with self.going_on(wire, self.address("facebookGraphVideo"), request, video, SESSION) as kept:
-                if not kept or not wire.run(lambda: self._is_out(wire, kept["video_id"])):
-                    if not self._went_on(job, wire, video, kept):
-                        self._start(wire, video, kept)
-                        with removed_if_refused(lambda: self._remove(wire, kept["video_id"]), self._debug):
-                            self._transfer(job, wire, video, kept)
-                    session = ("upload_session_id", kept["upload_session_id"])
-                    self._finish(job, wire, kept["video_id"], [session, *details])
+        service = self.address("facebookGraphVideo")
+        with LocalFile(request.path) as video, self.going_on(wire, service, request, video, SESSION) as kept:
+
+            def remove() -> None:
+                self._remove(wire, kept["video_id"])
+
+            with removed_if_refused(kept, remove, self._debug):
+                if not went_on(kept, lambda: self._transfer(job, wire, video, kept), remove, self._debug):
+                    self._start(wire, video, kept)
+                    self._transfer(job, wire, video, kept)
+                self._finish(job, wire, kept, [("upload_session_id", kept["upload_session_id"]), *details])
         return "https://www.facebook.com/watch/?v=" + kept["video_id"]
 
     def _start(self, wire: Wire, video: LocalFile, kept: Dict[str, str]) -> None:
@@ -116,20 +119,11 @@ class Uploader(GraphUploader):
         stretch(started)
         kept.update({name: required_text(started, name) for name in SESSION})
 
-    def _went_on(self, job: UploadJob, wire: Wire, video: LocalFile, kept: Dict[str, str]) -> bool:
-        """Whether the service has all of a video whose upload broke off before."""
-        if not kept:
-            return False
-        stretch(kept)
-        try:
-            self._transfer(job, wire, video, kept)
-        except Refused as refused:
-            self._debug("%s; the upload begins anew" % refused)
-            kept.clear()
-        return bool(kept)
-
     def _transfer(self, job: UploadJob, wire: Wire, video: LocalFile, kept: Dict[str, str]) -> None:
         """From the stretch that the service wanted last, which is kept as it says another one."""
+        if MAYBE_OUT in kept:
+            return  # all of it is there
+        stretch(kept)
         session = kept["upload_session_id"]
 
         def send(offset: int) -> int:
@@ -168,18 +162,18 @@ class Uploader(GraphUploader):
             fields.append(("content_category", category))
         return fields
 
-    def _finish(self, job: UploadJob, wire: Wire, name: str, details: Fields) -> None:
+    def _finish(self, job: UploadJob, wire: Wire, kept: Dict[str, str], details: Fields) -> None:
         if not job.request.thumbnail:
-            return self._publish(wire, name, details, None)
-        with LocalFile(job.request.thumbnail) as picture:
-            try:
-                return self._publish(wire, name, details, picture)
-            except Refused as refusal:
-                # What else may have been wrong is wrong without the picture, too.
-                self._publish(wire, name, details, None)
-                self.missing("thumbnail", refusal)
+            return self._publish(wire, kept, details, None)
+        try:
+            with LocalFile(job.request.thumbnail) as picture:
+                return self._publish(wire, kept, details, picture)
+        except (Refused, FileTrouble) as trouble:
+            # What else may have been wrong is wrong without the picture, too.
+            self._publish(wire, kept, details, None)
+            self.missing("thumbnail", trouble)
 
-    def _publish(self, wire: Wire, name: str, details: Fields, picture: Optional[LocalFile]) -> None:
+    def _publish(self, wire: Wire, kept: Dict[str, str], details: Fields, picture: Optional[LocalFile]) -> None:
         part = picture.whole() if picture is not None else None
 
         def publish(login: Login) -> bool:
@@ -190,13 +184,16 @@ class Uploader(GraphUploader):
                 raise Transient("Facebook does not tell whether it published the video")
             return True
 
-        once(wire, lambda: self.authorized(wire, publish), lambda: self._is_out(wire, name) or None)
+        name = kept["video_id"]
+        once(wire, lambda: self.authorized(wire, publish), lambda: self._is_out(wire, name) or None, kept)
 
     def _is_out(self, wire: Wire, name: str) -> bool:
         query = {"fields": "status,published"}
         try:
             video = self.authorized(wire, lambda login: self._video(wire, login, "GET", name, query))
-        except Refused:
+        except Refused as refusal:
+            if refusal.status != NOT_FOUND:
+                raise
             return False  # a video that is not published may not be shown
         phase = member(video, "status", "publishing_phase")
         if phase is not None:

@@ -11,15 +11,16 @@ from .account import Account
 from .begun import PendingLogin
 from .bodies import FilePart, LocalFile, Multipart
 from .connection import Answer
-from .errors import Refused, TokenInvalid, Transient, UploadError
+from .errors import Discarded, Refused, TokenInvalid, Transient, UploadError
 from .job import UploadJob, VideoRequest
 from .login import Login, require_token
 from .oauth1 import authorization, signed_fields
 from .oauth2 import single_values
-from .outcome import moment_at_service, once
-from .replies import json_object, member, text_member
+from .outcome import moment_at_service, once, undecided_if_sent
+from .replies import json_object, member, required_number, text_member
 from .retry import Looks
 from .texts import chosen_privacy, split_tags, whole_number
+from .unfinished import MAYBE_OUT
 from .uploader import ACCEPTED, NOT_USABLE, Uploader as BaseUploader
 from .wire import Wire
 
@@ -40,7 +41,11 @@ NEWEST = {"user_id": "me", "per_page": "50", "extras": "date_upload,media"}
 # By how many seconds the service's times may differ among themselves.
 TIME_TOLERANCE = 10.0
 
-TICKET_RUNNING, TICKET_READY = "0", "1"
+TICKET_RUNNING, TICKET_READY, TICKET_FAILED = "0", "1", "2"
+
+# What is known of a video that may be at Flickr: the ticket once there is one, what was there before it, and when it was
+# sent.
+KEPT = ("ticket", "known", "started")
 
 # Error numbers of the API.
 TOKEN_ERRORS = frozenset(("98", "99"))
@@ -109,9 +114,11 @@ class Uploader(BaseUploader):
         fields = self._fields(request)
         self.leave_out("category", request.category)
         self.leave_out("thumbnail", request.thumbnail)
-        with LocalFile(request.path) as video:
-            ticket, photo = self._post(job, wire, video, fields)
-        photo = photo or self._wait_for(wire, ticket)
+        service = self.address("flickrUpload")
+        with LocalFile(request.path) as video, self.going_on(wire, service, request, video, KEPT) as kept:
+            photo = "" if kept.get("ticket") else self._post(job, wire, video, fields, kept)
+            with undecided_if_sent(kept):
+                photo = photo or self._wait_for(wire, kept["ticket"])
         login = self.login
         return "https://www.flickr.com/photos/%s/%s" % (login.user_id if login is not None else "me", photo)
 
@@ -128,31 +135,50 @@ class Uploader(BaseUploader):
         }
         return {name: value for name, value in fields.items() if value}
 
-    def _post(self, job: UploadJob, wire: Wire, video: LocalFile, fields: Mapping[str, str]) -> Tuple[str, str]:
-        """The ticket, or the video's number where the service has the video already. The upload can't be resumed. Sent
+    def _post(
+        self, job: UploadJob, wire: Wire, video: LocalFile, fields: Mapping[str, str], kept: Dict[str, str]
+    ) -> str:
+        """The video's number where the service has it already; else the ticket is kept. The upload can't be resumed. Sent
         again after the service may have had all of it, it has the service look for a twin."""
-        known = self._listed(wire)
-        sent, lost, started = [0], [False], [time.monotonic()]
+        if not kept:
+            kept.update(ticket="", known=" ".join(sorted(self._listed(wire))), started="0")
+        known = set(kept["known"].split())
+        job.position = 0
 
-        def on_sent(position: int) -> None:
-            sent[0] = position
-            job.progress(position, video.size)
+        def send(login: Login, asked: Mapping[str, str]) -> Tuple[str, str]:
+            job.position = 0
+            part = video.part(0, video.size, lambda position: job.progress(position, video.size))
+            return self._post_once(wire, login, asked, video, part)
 
         def attempt(login: Login) -> Tuple[str, str]:
-            sent[0] = 0
-            started[0] = started[0] if lost[0] else time.monotonic()
-            asked = {**fields, "dedup_check": "1"} if lost[0] else fields
-            return self._post_once(wire, login, asked, video, video.part(0, video.size, on_sent))
+            if not again:
+                kept["started"] = "%d" % time.monotonic()
+                return send(login, fields)
+            ticket, twin = send(login, {**fields, "dedup_check": "1"})
+            # A twin from before this upload is another video of the user's.
+            return send(login, fields) if twin in known else (ticket, twin)
+
+        again = MAYBE_OUT in kept
 
         def act() -> Tuple[str, str]:
+            nonlocal again
             try:
                 return self.authorized(wire, attempt)
             except Transient as trouble:
-                trouble.unprocessed = trouble.unprocessed or sent[0] < video.size
-                lost[0] = lost[0] or not trouble.unprocessed
+                trouble.unprocessed = trouble.unprocessed or job.position < video.size
+                again = again or not trouble.unprocessed
                 raise
 
-        return once(wire, act, lambda: self._posted_since(wire, started[0], fields.get("title", ""), known))
+        def find() -> Optional[Tuple[str, str]]:
+            return self._posted_since(wire, required_number(kept, "started"), fields.get("title", ""), known)
+
+        try:
+            kept["ticket"], photo = once(wire, act, find, kept)
+        except UploadError:
+            if not again and job.position < video.size:
+                kept.clear()
+            raise
+        return photo
 
     def _listed(self, wire: Wire) -> Set[str]:
         """The numbers of what is there already, which no lost answer can have been about."""
@@ -191,8 +217,10 @@ class Uploader(BaseUploader):
             complete = text_member(state, "complete")
             if complete == TICKET_READY and text_member(state, "photoid"):
                 return text_member(state, "photoid")
+            if complete == TICKET_FAILED:
+                raise Discarded("Flickr could not make a video of the file", 200)
             if complete != TICKET_RUNNING:
-                raise UploadError("Flickr could not make a video of the file")
+                raise UploadError("Flickr does not tell whether it made a video of the file")
             return None
 
         return wire.watch(look, self.looks, "Flickr has not made a video of the file in time")

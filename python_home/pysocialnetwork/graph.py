@@ -5,7 +5,7 @@ from __future__ import annotations
 from typing import Any, Dict
 
 from .connection import Answer
-from .errors import Refused, TokenInvalid, Transient, UploadError
+from .errors import NOT_FOUND, Discarded, Refused, TokenInvalid, Transient, UploadError
 from .replies import json_object, object_of, required_number, text_member
 
 # Error numbers of the Graph API.
@@ -14,6 +14,9 @@ TOKEN_ERRORS = frozenset((102, 190))
 PASSING_ERRORS = frozenset((1, 2, 4, 17, 32, 341, 613))
 # Something was wrong with the upload, which may be tried again unless the subcode tells what.
 UPLOAD_TROUBLE = 6000
+
+# An object that is not there; the status says something else.
+NO_OBJECT = (100, 33)
 
 # Error subcodes.
 WRONG_OFFSET = 1363037
@@ -33,7 +36,7 @@ class WrongOffset(UploadError):
         super().__init__("the service expects the part that begins at %d" % self.start)
 
 
-class ContainerLost(Refused):
+class ContainerLost(Discarded):
     """What was uploaded can't be used any more, but uploading it anew may help."""
 
 
@@ -66,7 +69,7 @@ def _failure(error: Dict[str, Any], status: int, service: str) -> UploadError:
     passes = code in PASSING_ERRORS or subcode in PASSING_SUBCODES or (code == UPLOAD_TROUBLE and not subcode)
     if (passes and subcode != RESTRICTED) or error.get("is_transient") is True:
         return Transient(message)
-    return Refused(message, status)
+    return Refused(message, NOT_FOUND if (code, subcode) == NO_OBJECT else status)
 
 
 def _decoded(data: Any) -> Any:

@@ -9,7 +9,7 @@ from urllib.parse import quote, urlencode
 
 from .bodies import LocalFile, form
 from .connection import Answer
-from .errors import Refused, TokenInvalid, Transient, UploadError
+from .errors import NOT_FOUND, Discarded, Refused, TokenInvalid, Transient, UploadError
 from .graph import ContainerLost, read
 from .graphlogin import GraphUploader
 from .job import UploadJob, VideoRequest
@@ -18,6 +18,7 @@ from .outcome import moment_at_service, once
 from .replies import json_object, member, required_text, text_member
 from .retry import Looks
 from .texts import split_tags
+from .unfinished import MAYBE_OUT
 from .wire import Wire
 
 NAME = "Instagram"
@@ -95,14 +96,15 @@ class Uploader(GraphUploader):
                         wire, lambda login: self._make_container(wire, login, job.request)
                     )
                 try:
-                    self._send(job, wire, video, kept["container"], former)
-                    return self._publish(wire, kept["container"], caption(job.request))
-                except (ContainerLost, Refused) as trouble:
-                    # One of an earlier upload is given up for any reason, one of this upload only when it is lost.
-                    del kept["container"]
+                    if MAYBE_OUT not in kept:
+                        self._send(job, wire, video, kept["container"], former)
+                    return self._publish(wire, kept, caption(job.request))
+                except Refused as trouble:
+                    lost = isinstance(trouble, ContainerLost) or (former and trouble.status == NOT_FOUND)
                     used += not former
-                    if not former and (used == CONTAINERS or not isinstance(trouble, ContainerLost)):
+                    if not lost or used == CONTAINERS:
                         raise
+                    kept.clear()
                     self._debug("%s; the video is uploaded anew" % trouble)
 
     def _permalink(self, wire: Wire, published: str) -> Dict[str, Any]:
@@ -153,15 +155,17 @@ class Uploader(GraphUploader):
                 return code
             if code == "EXPIRED":
                 raise ContainerLost(unusable(state), 200)
+            if code == "ERROR":
+                raise Discarded(unusable(state), 200)
             if code != "IN_PROGRESS":
                 raise UploadError(unusable(state))
             return None
 
         return wire.watch(look, self.looks, "Instagram has not got the video ready in time")
 
-    def _publish(self, wire: Wire, container: str, text: str) -> str:
+    def _publish(self, wire: Wire, kept: Dict[str, str], text: str) -> str:
         """The reel's number; empty where the answer that names it was lost and the account does not show it."""
-        started = time.monotonic()
+        started, container = time.monotonic(), kept["container"]
 
         def find() -> Optional[str]:
             if self._wait_for(wire, container) != "PUBLISHED":
@@ -170,10 +174,15 @@ class Uploader(GraphUploader):
             self.afterwards("address", lambda: found.append(self._newest(wire, started, text)))
             return found[-1]
 
-        published = find()
-        if published is not None:
-            return published
-        return once(wire, lambda: self.authorized(wire, lambda login: self._publish_once(wire, login, container)), find)
+        def publish() -> str:
+            return self.authorized(wire, lambda login: self._publish_once(wire, login, container))
+
+        if MAYBE_OUT not in kept:
+            # One that an upload before published is found, too.
+            published = find()
+            if published is not None:
+                return published
+        return once(wire, publish, find, kept)
 
     def _newest(self, wire: Wire, started: float, text: str) -> str:
         """The number of the reel with this caption that came out after `started`."""

@@ -5,22 +5,31 @@ from __future__ import annotations
 import time
 from contextlib import contextmanager
 from email.utils import parsedate_to_datetime
-from typing import Callable, Iterator, Optional, TypeVar
+from typing import Callable, Dict, Iterator, Mapping, Optional, TypeVar
 
 from .connection import Answer
-from .errors import Refused, Stopped, TokenInvalid, Transient, Undecided, UploadError
-from .retry import Setbacks
+from .errors import GOES_ON, Discarded, Refused, Stopped, TokenInvalid, Transient, Undecided, UploadError, in_doubt
+from .job import UploadJob
+from .unfinished import MAYBE_OUT
 from .wire import Wire
 
 T = TypeVar("T")
 
 
-def once(wire: Wire, act: Callable[[], T], find: Callable[[], Optional[T]]) -> T:
+def once(wire: Wire, act: Callable[[], T], find: Callable[[], Optional[T]], kept: Optional[Dict[str, str]] = None) -> T:
     """The result of `act`. It is done again only if the service did certainly not work on it, or if `find` finds
-    nothing that came of it. An answer that says nothing has to be a Transient."""
+    nothing that came of it; an answer that says nothing has to be a Transient. `find` returns None only where surely
+    nothing has come of it, and raises where nobody can tell. `kept` is the record of the upload, which tells whether
+    an earlier act had no answer."""
+    record = {} if kept is None else kept
+    with undecided_if_sent(record):
+        return _once(wire, act, find, record)
+
+
+def _once(wire: Wire, act: Callable[[], T], find: Callable[[], Optional[T]], kept: Dict[str, str]) -> T:
     setbacks = wire.setbacks()
-    lost = asking = False
-    refusal: Optional[Refused] = None
+    asking = MAYBE_OUT in kept
+    refusal: Optional[UploadError] = None
     while True:
         try:
             if asking:
@@ -28,43 +37,116 @@ def once(wire: Wire, act: Callable[[], T], find: Callable[[], Optional[T]]) -> T
                 if found is not None:
                     return found
                 if refusal is not None:
-                    raise refusal
-                asking = False
-            return act()
+                    raise Undecided(refusal)
+            asking = False
+            with sending(kept):
+                return act()
         except Transient as trouble:
-            lost = asking = lost or not trouble.unprocessed
-            _bear(wire, setbacks, trouble, lost)
-        except Refused as error:
+            asking = MAYBE_OUT in kept
+            wire.bear(setbacks, trouble)
+        except (Stopped, TokenInvalid, Undecided):
+            raise
+        except UploadError as error:
             # What is done already may be refused the second time.
-            if asking or not lost:
+            if asking or MAYBE_OUT not in kept:
                 raise
             refusal, asking = error, True
 
 
-def _bear(wire: Wire, setbacks: Setbacks, trouble: Transient, lost: bool) -> None:
+@contextmanager
+def sending(kept: Dict[str, str], all_sent: Callable[[], bool] = lambda: True) -> Iterator[None]:
+    """Around the request that makes the video public: where it ends without an answer, the record tells so from then
+    on. `all_sent` is false where the service can't have had the whole request."""
+    before = MAYBE_OUT in kept
+    kept[MAYBE_OUT] = "yes"
     try:
-        wire.bear(setbacks, trouble)
-    except Transient:
-        if not lost:
-            raise
-        raise Undecided("%s; whether the video is out could not be found out" % trouble) from None
+        yield
+    except UploadError as error:
+        answered = not isinstance(error, (Stopped, Transient)) or getattr(error, "unprocessed", False)
+        if not before and (answered or not all_sent()):
+            del kept[MAYBE_OUT]
+        raise
 
 
 @contextmanager
-def removed_if_refused(remove: Callable[[], object], debug: Callable[[str], None]) -> Iterator[None]:
-    """Takes away what the service has of a video that will never be whole. One whose upload broke off is kept, since
+def undecided_if_sent(kept: Mapping[str, str]) -> Iterator[None]:
+    """Whatever goes wrong while the video may be out, or is out, is told as a doubt."""
+    try:
+        yield
+    except (Stopped, Undecided, Discarded):
+        raise
+    except UploadError as error:
+        if MAYBE_OUT not in kept:
+            raise
+        raise (TokenInvalid(in_doubt(error)) if isinstance(error, TokenInvalid) else Undecided(error)) from None
+
+
+def transferred(
+    job: UploadJob,
+    wire: Wire,
+    size: int,
+    chunk: int,
+    send: Callable[[int], int],
+    ask: Callable[[int], int],
+    kept: Dict[str, str],
+    asking: bool,
+) -> None:
+    """As `Wire.transfer`, where the last part of the file makes the video whole and public."""
+
+    def reach(position: int) -> int:
+        if position < size:
+            kept.pop(MAYBE_OUT, None)
+        return position
+
+    def send_part(offset: int) -> int:
+        if offset + chunk < size:
+            return reach(send(offset))
+        job.position = offset
+        with sending(kept, lambda: job.position >= size):
+            return reach(send(offset))
+
+    with undecided_if_sent(kept):
+        wire.transfer(0, size, send_part, lambda offset: reach(ask(offset)), asking)
+
+
+def went_on(
+    kept: Dict[str, str], send: Callable[[], None], remove: Callable[[], object], debug: Callable[[str], None]
+) -> bool:
+    """Whether `send` brought all of a video to the service whose upload broke off before. One that the service refuses
+    is removed, and its record is empty then."""
+    if not kept:
+        return False
+    try:
+        send()
+    except Refused as refused:
+        debug("%s; the upload begins anew" % refused)
+        _removed(remove, debug)
+        kept.clear()
+    return bool(kept)
+
+
+@contextmanager
+def removed_if_refused(
+    kept: Dict[str, str], remove: Callable[[], object], debug: Callable[[str], None]
+) -> Iterator[None]:
+    """Takes away what the service has of a video that will never be out. One whose upload broke off is kept, since
     it may go on."""
     try:
         yield
-    except (Stopped, TokenInvalid, Transient, Undecided):
+    except GOES_ON:
         raise
     except UploadError:
-        try:
-            remove()
-            debug("the unfinished video is removed")
-        except UploadError as trouble:
-            debug("the unfinished video is left behind: %s" % trouble)
+        if kept:
+            _removed(remove, debug)
         raise
+
+
+def _removed(remove: Callable[[], object], debug: Callable[[str], None]) -> None:
+    try:
+        remove()
+        debug("the unfinished video is removed")
+    except UploadError as trouble:
+        debug("the unfinished video is left behind: %s" % trouble)
 
 
 def moment_at_service(answer: Answer, started: float) -> float:

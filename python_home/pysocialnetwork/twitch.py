@@ -12,13 +12,14 @@ from urllib.parse import quote, urlencode
 
 from .bodies import LocalFile, form
 from .connection import Answer
-from .errors import Refused, TokenInvalid
+from .errors import NOT_FOUND, Refused, TokenInvalid
 from .job import UploadJob
 from .login import Login
 from .oauth2 import RefreshingUploader
-from .outcome import once, removed_if_refused
-from .replies import json_object, member, required_text, text_member
+from .outcome import once, removed_if_refused, went_on
+from .replies import json_object, member, required_number, required_text, text_member
 from .texts import chosen_privacy
+from .unfinished import MAYBE_OUT
 from .wire import Wire, require_same_safety
 
 PRIVACY = {"public": "public", "private": "private"}
@@ -31,6 +32,9 @@ GONE = 410
 
 # States of a video that is not completed yet.
 UNFINISHED_STATES = frozenset(("", "created", "uploading"))
+
+# What tells where an upload goes on.
+KEPT = ("place", "token", "name", "page", "sent")
 
 # A part has 5 to 25 MiB, but for the last one.
 PART = 20 * 1024 * 1024
@@ -62,7 +66,7 @@ class Uploader(RefreshingUploader):
     def _token(self, wire: Wire, fields: Mapping[str, str], repeatable: bool = True) -> Dict[str, Any]:
         body = form({"client_id": self.app_key, "client_secret": self.app_secret, **fields})
         address = self.address("twitchToken")
-        return wire.run(lambda: read(wire.exchange("POST", address, body=body), login_call=True), repeatable)
+        return wire.run(lambda: read(wire.exchange("POST", address, body=body), with_login=False), repeatable)
 
     def _ends_login(self, refusal: Refused) -> bool:
         return refusal.status in (400, 401) and refusal.word.lower() == "invalid refresh token"
@@ -70,24 +74,38 @@ class Uploader(RefreshingUploader):
     def _revoke(self, wire: Wire, login: Login) -> None:
         body = form({"client_id": self.app_key, "token": login.access})
         address = self.address("twitchRevoke")
-        wire.run(lambda: read(wire.exchange("POST", address, body=body), login_call=True))
+        wire.run(lambda: read(wire.exchange("POST", address, body=body), with_login=False))
 
     def _upload(self, job: UploadJob, wire: Wire) -> str:
         request = job.request
         viewable = chosen_privacy(request.privacy, PRIVACY)
         self.leave_out("category", request.category)
         self.leave_out("thumbnail", request.thumbnail)
-        with LocalFile(request.path) as video:
-            created = self.authorized(wire, lambda login: self._create(wire, login, job, viewable))
-            place = require_same_safety(self.address("twitchApi"), member(created, "upload", "url"))
-            token = required_text(created, "upload", "token")
-            self.keep_secret(token)
-            name = required_text(created, "video", "_id").lstrip("v")
-            with removed_if_refused(lambda: self._video(wire, "DELETE", name), self._debug):
-                self._send(job, wire, video, place, token)
-        complete = place + "/complete?" + urlencode({"upload_token": token})
-        once(wire, lambda: read(wire.exchange("POST", complete)), lambda: self._completed(wire, name))
-        return text_member(created, "video", "url") or "https://www.twitch.tv/videos/" + name
+        service = self.address("twitchApi")
+        with LocalFile(request.path) as video, self.going_on(wire, service, request, video, KEPT) as kept:
+
+            def remove() -> None:
+                self._video(wire, "DELETE", kept["name"])
+
+            with removed_if_refused(kept, remove, self._debug):
+                if not went_on(kept, lambda: self._send(job, wire, video, kept), remove, self._debug):
+                    created = self.authorized(wire, lambda login: self._create(wire, login, job, viewable))
+                    kept.update(
+                        place=require_same_safety(service, member(created, "upload", "url")),
+                        token=required_text(created, "upload", "token"),
+                        name=required_text(created, "video", "_id").lstrip("v"),
+                        page=text_member(created, "video", "url"),
+                        sent="0",
+                    )
+                    self._send(job, wire, video, kept)
+                complete = kept["place"] + "/complete?" + urlencode({"upload_token": kept["token"]})
+                once(
+                    wire,
+                    lambda: read(wire.exchange("POST", complete), with_login=False),
+                    lambda: self._completed(wire, kept["name"]),
+                    kept,
+                )
+        return kept["page"] or "https://www.twitch.tv/videos/" + kept["name"]
 
     def _create(self, wire: Wire, login: Login, job: UploadJob, viewable: str) -> Dict[str, Any]:
         request = job.request
@@ -114,7 +132,9 @@ class Uploader(RefreshingUploader):
     def _completed(self, wire: Wire, name: str) -> Optional[Dict[str, Any]]:
         try:
             video = self._video(wire, "GET", name)
-        except Refused:
+        except Refused as refusal:
+            if refusal.status != NOT_FOUND:
+                raise
             return None
         return None if text_member(video, "status") in UNFINISHED_STATES else video
 
@@ -122,26 +142,34 @@ class Uploader(RefreshingUploader):
         address = "%s/videos/%s" % (self.address("twitchApi"), quote(name, safe=""))
         return self.authorized(wire, lambda login: read(wire.exchange(method, address, self._headers(login))))
 
-    def _send(self, job: UploadJob, wire: Wire, video: LocalFile, place: str, token: str) -> None:
+    def _send(self, job: UploadJob, wire: Wire, video: LocalFile, kept: Dict[str, str]) -> None:
+        """From the end of what was sent before."""
+        place, token = require_same_safety(self.address("twitchApi"), kept["place"]), kept["token"]
+        self.keep_secret(token)
+        if MAYBE_OUT in kept:
+            return  # all of it is there
+
         def send(offset: int) -> int:
             length = min(PART, video.size - offset)
             part = video.part(offset, length, lambda position: job.progress(position, video.size))
             query = urlencode({"part": str(offset // PART + 1), "upload_token": token})
-            read(wire.exchange("PUT", place + "?" + query, body=part))
+            read(wire.exchange("PUT", place + "?" + query, body=part), with_login=False)
+            kept["sent"] = str(offset + length)
             return offset + length
 
         # Parts are taken whole or not at all, and may be sent again.
-        wire.transfer(0, video.size, send, ask=lambda offset: offset)
+        wire.transfer(required_number(kept, "sent"), video.size, send, ask=lambda offset: offset)
 
 
-def read(answer: Answer, login_call: bool = False) -> Dict[str, Any]:
-    """Of the calls that make a login, a refusal says nothing about a login that there is."""
+def read(answer: Answer, with_login: bool = True) -> Dict[str, Any]:
+    """Where no login was sent, a refusal says nothing about it: in the calls that make one, and beside the token of an
+    upload."""
     content = json_object(answer)
     if answer.status // 100 == 2:
         return content
     message = "Twitch: " + (text_member(content, "message") or "status %d" % answer.status)
     if answer.status == GONE:
         raise Refused("Twitch has withdrawn video uploads from its API (%s)" % message, answer.status)
-    if answer.status == 401 and not login_call:
+    if answer.status == 401 and with_login:
         raise TokenInvalid(message)
     raise Refused(message, answer.status, text_member(content, "message"))

@@ -9,11 +9,11 @@ from urllib.parse import quote
 from .account import Account
 from .bodies import Body, FilePart, LocalFile, form, json_body
 from .connection import Answer
-from .errors import Refused, TokenInvalid, Transient, UploadError
+from .errors import NOT_FOUND, Refused, TokenInvalid, Transient, UploadError
 from .job import UploadJob
 from .login import Login, require_token
 from .oauth2 import OAuth2Uploader
-from .outcome import removed_if_refused
+from .outcome import removed_if_refused, transferred, went_on
 from .replies import json_object, member, required_text, text_member
 from .texts import chosen_privacy, split_tags, whole_number
 from .wire import Wire, require_same_safety
@@ -90,31 +90,21 @@ class Uploader(OAuth2Uploader):
         self.check_thumbnail(request.thumbnail)
         service = self.address("vimeoApi")
         with LocalFile(request.path) as video, self.going_on(wire, service, request, video, KEPT) as kept:
-            if not self._went_on(job, wire, video, kept):
-                created = self.authorized(wire, lambda login: self._create(wire, login, job, video.size, view))
-                link = require_same_safety(service, member(created, "upload", "upload_link"))
-                kept.update(place=required_text(created, "uri"), link=link, page=text_member(created, "link"))
-                with removed_if_refused(lambda: self._remove(wire, kept["place"]), self._debug):
-                    self._send(job, wire, video, kept["place"], link)
+
+            def remove() -> None:
+                self._remove(wire, kept["place"])
+
+            with removed_if_refused(kept, remove, self._debug):
+                if not went_on(kept, lambda: self._send(job, wire, video, kept, asking=True), remove, self._debug):
+                    created = self.authorized(wire, lambda login: self._create(wire, login, job, video.size, view))
+                    link = require_same_safety(service, member(created, "upload", "upload_link"))
+                    kept.update(place=required_text(created, "uri"), link=link, page=text_member(created, "link"))
+                    self._send(job, wire, video, kept)
         place = kept["place"]
         self._describe(wire, place, split_tags(request.tags)[:MOST_TAGS], category)
         if request.thumbnail:
             self.afterwards("thumbnail", lambda: self._set_picture(wire, place, request.thumbnail))
         return kept["page"] or "https://vimeo.com/" + place.rsplit("/", 1)[-1]
-
-    def _went_on(self, job: UploadJob, wire: Wire, video: LocalFile, kept: Dict[str, str]) -> bool:
-        """Whether the video of an upload that broke off is whole now."""
-        if not kept:
-            return False
-        require_same_safety(self.address("vimeoApi"), kept["link"])
-        try:
-            self._send(job, wire, video, kept["place"], kept["link"], asking=True)
-        except Refused as refused:
-            # A whole video is none that may be uploaded again.
-            if not wire.run(lambda: self._is_complete(wire, kept["place"])):
-                self._debug("%s; the upload begins anew" % refused)
-                kept.clear()
-        return bool(kept)
 
     def _create(self, wire: Wire, login: Login, job: UploadJob, size: int, view: str) -> Dict[str, Any]:
         content = {
@@ -126,7 +116,11 @@ class Uploader(OAuth2Uploader):
         # Done twice it leaves an empty video behind that nobody sees.
         return self._call(wire, login, "POST", "/me/videos", json_body(content))
 
-    def _send(self, job: UploadJob, wire: Wire, video: LocalFile, place: str, link: str, asking: bool = False) -> None:
+    def _send(self, job: UploadJob, wire: Wire, video: LocalFile, kept: Dict[str, str], asking: bool = False) -> None:
+        place, link = kept["place"], require_same_safety(self.address("vimeoApi"), kept["link"])
+        # Whoever has it may send to it.
+        self.keep_secret(link)
+
         def send(offset: int) -> int:
             length = min(CHUNK, video.size - offset)
             part = TusPart(video.part(offset, length, lambda position: job.progress(position, video.size)))
@@ -147,13 +141,15 @@ class Uploader(OAuth2Uploader):
                 raise refusal(answer)
             return position_of(answer)
 
-        wire.transfer(0, video.size, send, ask, asking)
+        transferred(job, wire, video.size, CHUNK, send, ask, kept, asking)
 
     def _is_complete(self, wire: Wire, place: str) -> bool:
         query = "?fields=upload.status"
         try:
             video = self.authorized(wire, lambda login: self._call_once(wire, login, "GET", place, query=query))
-        except Refused:
+        except Refused as refusal:
+            if refusal.status != NOT_FOUND:
+                raise
             return False
         return text_member(video, "upload", "status") == "complete"
 
@@ -232,7 +228,7 @@ def refusal(answer: Answer) -> UploadError:
 def position_of(answer: Answer) -> int:
     position = whole_number(answer.header("Upload-Offset"))
     if position is None:
-        raise UploadError("Vimeo does not tell how far the upload is")
+        raise Transient("Vimeo does not tell how far the upload is")
     return position
 
 

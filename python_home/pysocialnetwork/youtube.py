@@ -14,7 +14,8 @@ from .errors import Refused, TokenInvalid, Transient, UploadError
 from .job import UploadJob, VideoRequest
 from .login import Login
 from .oauth2 import RefreshingUploader
-from .replies import json_object, member, required_text, text_member
+from .outcome import transferred
+from .replies import json_object, member, text_member
 from .texts import chosen_privacy, cut_bytes, whole_number
 from .wire import Wire, require_same_safety
 
@@ -88,13 +89,13 @@ class Uploader(RefreshingUploader):
         resource = self._resource(wire, job.request)
         self.check_thumbnail(job.request.thumbnail)
         with LocalFile(job.request.path) as video:
-            finished = self._send_whole(job, wire, video, resource)
-        name = required_text(finished, "id")
+            name = self._send_whole(job, wire, video, resource)
         if job.request.thumbnail:
             self.afterwards("thumbnail", lambda: self._set_thumbnail(wire, name, job.request.thumbnail))
         return "https://www.youtube.com/watch?v=" + name
 
-    def _send_whole(self, job: UploadJob, wire: Wire, video: LocalFile, resource: Mapping[str, Any]) -> Dict[str, Any]:
+    def _send_whole(self, job: UploadJob, wire: Wire, video: LocalFile, resource: Mapping[str, Any]) -> str:
+        """The number of the video."""
         used, service = 0, self.address("youtubeUpload")
         with self.going_on(wire, service, job.request, video, ("session",)) as kept:
             while True:
@@ -106,7 +107,7 @@ class Uploader(RefreshingUploader):
                 # Whoever has it may send to it.
                 self.keep_secret(require_same_safety(service, kept["session"]))
                 try:
-                    return self._send(job, wire, video, kept["session"], former)
+                    return self._send(job, wire, video, kept, former)
                 except (SessionExpired, Refused) as trouble:
                     # A session of an earlier upload is given up for any reason, one of this upload only for its age.
                     del kept["session"]
@@ -142,6 +143,8 @@ class Uploader(RefreshingUploader):
         except Refused:
             if region == FALLBACK_REGION:
                 raise
+            found = {}
+        if not items(found) and region != FALLBACK_REGION:
             found = self._categories_of(wire, FALLBACK_REGION)
         return [item for item in items(found) if member(item, "snippet", "assignable") is not False]
 
@@ -176,15 +179,18 @@ class Uploader(RefreshingUploader):
         session = require_same_safety(service, wire.run(attempt).header("Location"))
         return session
 
-    def _send(self, job: UploadJob, wire: Wire, video: LocalFile, session: str, asking: bool) -> Dict[str, Any]:
-        finished: Dict[str, Any] = {}
+    def _send(self, job: UploadJob, wire: Wire, video: LocalFile, kept: Dict[str, str], asking: bool) -> str:
+        session, names = kept["session"], [""]
 
         def put(content_range: str, body: Optional[Body]) -> int:
             answer = self.authorized(wire, lambda login: self._put(wire, login, session, content_range, body))
-            if answer.status == RESUME:
-                return received(answer)
-            finished.update(json_object(answer))
-            return video.size
+            reached = received(answer) if answer.status == RESUME else video.size
+            if reached < video.size:
+                return reached
+            names.append(text_member(json_object(answer), "id"))
+            if not names[-1]:
+                raise Transient("YouTube has all of the video but does not name it")
+            return reached
 
         def send(offset: int) -> int:
             end = min(offset + CHUNK, video.size)
@@ -194,10 +200,8 @@ class Uploader(RefreshingUploader):
         def ask(offset: int) -> int:
             return put("bytes */%d" % video.size, None)
 
-        wire.transfer(0, video.size, send, ask, asking)
-        if not finished:
-            raise UploadError("YouTube has all of the video but does not name it")
-        return finished
+        transferred(job, wire, video.size, CHUNK, send, ask, kept, asking)
+        return names[-1]
 
     def _put(self, wire: Wire, login: Login, session: str, content_range: str, body: Optional[Body]) -> Answer:
         headers = {**self._session_login(login, session), "Content-Range": content_range}
@@ -259,7 +263,7 @@ def received(answer: Answer) -> int:
     match = re.fullmatch(r"(?:bytes=)?0-([0-9]+)", header.strip())
     last = whole_number(match.group(1)) if match is not None else None
     if last is None:
-        raise UploadError("YouTube does not tell how far the upload is")
+        raise Transient("YouTube does not tell how far the upload is")
     return last + 1
 
 

@@ -1,6 +1,7 @@
 """What is special about Facebook: the Graph API's errors, its phases, its words."""
 
 import json
+import os
 import unittest
 
 from pysocialnetwork import facebook, graph
@@ -202,6 +203,25 @@ class Facebook(PlatformCase):
             with self.finishes([refused, as_reply({"success": True})], []):
                 self.assertEqual(self.upload(thumbnail=picture).code, FINISHED)
                 self.assertIn("without its thumbnail", self.uploader.GetLastError())
+
+    def test_a_thumbnail_that_vanishes_does_not_cost_the_video(self):
+        with video_file(10, ".png") as (picture, _):
+            usual = self.phases([self.at(5000, 5000)])
+
+            def respond(request):
+                if b"transfer" in request.body:
+                    os.remove(picture)
+                return usual(request)
+
+            with self.serve(respond):
+                self.assertEqual(self.upload(thumbnail=picture).code, FINISHED)
+            self.assertIn("without its thumbnail: cannot open the file", self.uploader.GetLastError())
+
+    def test_a_video_that_is_refused_at_its_end_is_removed(self):
+        refused = as_reply({"error": {"code": 100, "message": "no such privacy"}}, 400)
+        with self.finishes([refused], []) as server:
+            self.assertEqual(self.upload().text, "Facebook: no such privacy")
+            self.assertEqual(server.seen[-2:], ["finish", "DELETE"])
 
     def test_a_video_that_will_never_be_whole_is_removed(self):
         refused = as_reply({"error": {"code": 6000, "error_subcode": 1363022, "message": "no video"}}, 400)

@@ -29,14 +29,15 @@ class Flickr(PlatformCase):
             self.assertEqual(self.upload().text, "https://www.flickr.com/photos/1@N01/77")
 
     def test_tickets_that_lead_nowhere_end_the_upload(self):
+        with self.serve(in_turn(self.listed, self.ticket, self.state(2))):
+            self.assertEqual(self.upload().text, "Flickr could not make a video of the file")
         for reply in (
-            self.state(2),
             self.state(1),
             self.state(1, "7", "other"),
             as_reply({"stat": "ok", "uploader": {"ticket": "x"}}),
         ):
             with self.serve(in_turn(self.listed, self.ticket, reply)):
-                self.assertIn("could not make a video", self.upload().text)
+                self.assertIn("does not tell whether it made a video of the file; whether", self.upload().text)
         self.uploader.looks = Looks(0.0, 0.0, 0.0)
         with self.serve(in_turn(self.listed, self.ticket, self.state(0))):
             self.assertIn("not made a video of the file in time", self.upload().text)
@@ -92,6 +93,22 @@ class Flickr(PlatformCase):
             self.assertEqual(self.upload().text, "https://www.flickr.com/photos/1@N01/55")
             posts = [request.body for request in server.requests if request.method == "POST"]
         self.assertEqual([b"dedup_check" in body for body in posts], [False, True])
+
+    def test_a_twin_from_before_is_another_video(self):
+        twin = Reply(200, b'<rsp stat="fail"><err code="9" msg="Twin" duplicate_photo_id="55"/></rsp>')
+        old = as_reply({"stat": "ok", "photos": {"photo": [self.photo("55", 1)]}})
+        self.uploader.doubts = Looks(0.0, 0.0, 0.0)
+        posts = []
+
+        def respond(request):
+            if request.method == "POST":
+                posts.append(b"dedup_check" in request.body)
+                return twin if posts[-1] else Reply(500) if len(posts) == 1 else self.ticket
+            return self.state(1, "77") if "checkTickets" in request.path else old
+
+        with self.serve(respond):
+            self.assertEqual(self.upload().text, "https://www.flickr.com/photos/1@N01/77")
+        self.assertEqual(posts, [False, True, False])
 
     def test_a_listing_that_is_refused_does_not_stop_an_upload(self):
         refused = as_reply({"stat": "fail", "code": 1, "message": "no"})

@@ -6,6 +6,8 @@ from unittest import mock
 
 from pysocialnetwork import vimeo, youtube
 
+from support import Host
+
 from sandboxed import CARRIER, ServicesCase, fresh_video
 
 FINISHED, ERROR = 2, 3
@@ -19,6 +21,9 @@ ENDS = {
     "facebook": ("facebookVideos", 3, "facebookVideo"),
     "instagram": ("instagramPublish", 1, "instagramStatus"),
     "youtube": ("youtubeUploadChunk", 1, "youtubeUploadChunk"),
+    "vimeo": ("vimeoUpload", 1, "vimeoUpload"),
+    "twitch": ("twitchComplete", 1, "twitchVideo"),
+    "flickr": ("flickrUpload", 1, "flickrMethods"),
 }
 
 
@@ -82,9 +87,9 @@ class GoingOn(ServicesCase):
             with self.subTest(platform), fresh_video(5000) as (path, content):
                 uploader = self.signed_in(platform)
                 self.order(route, "resetAnswerAfter", nth=nth, times=1000, bytes=0)
-                if platform != "youtube":
-                    # Instagram is asked before as well, until the video is ready.
-                    nth = 3 if platform == "instagram" else 1
+                if question != route:
+                    # Instagram is asked before as well, until the video is ready, and Flickr what is there already.
+                    nth = {"instagram": 3, "flickr": 2}.get(platform, 1)
                     self.order(question, "status", code=500, nth=nth, times=1000)
                 self.assertEqual(self.start(uploader, path).wait_for_end().code, ERROR)
                 self.assertEqual(len(self.stored(content)), 1)
@@ -93,6 +98,73 @@ class GoingOn(ServicesCase):
                 end = host.wait_for_end()
                 self.assertEqual(end.code, FINISHED, end.text)
                 self.assertEqual(len(self.stored(content)), 1)
+
+    def test_a_stop_and_a_start_at_once_go_on_with_the_same_video(self):
+        for platform in (*RESUMABLE[:3], "twitch"):
+            with self.subTest(platform), fresh_video(self.size) as (path, content):
+                before, uploader = self.uploads(), self.signed_in(platform)
+                stopped, start = [], []
+
+                def on_event(event):
+                    if event.code == 1 and int(event.text) >= 50 and not stopped:
+                        stopped.append(event)
+                        uploader.StopUpload()
+                        start[0]()
+
+                host = Host(on_event)
+                host.attach(uploader)
+                start.append(lambda: uploader.StartUpload(path, "T", "", "", "", ""))
+                start[0]()
+                ends = {host.wait_for_end(number).code for number in (1, 2)}
+                self.assertEqual(ends, {FINISHED, ERROR}, host.texts())
+                self.assertIn("the upload goes on that broke off before", host.texts())
+                self.assertEqual(len(self.stored(content)), 1)
+                self.assertEqual(len(self.uploads() - before), 1)
+
+    def test_a_wait_for_flickrs_ticket_goes_on(self):
+        with fresh_video(5000) as (path, content):
+            uploader = self.signed_in("flickr")
+            self.order("flickrMethods", "status", code=500, nth=2, times=1000)
+            self.assertEqual(self.start(uploader, path).wait_for_end().code, ERROR)
+            self.sandbox.post("/sandbox/faults/clear")
+            host = self.start(uploader, path)
+            self.assert_finished(host.wait_for_end(), host, content)
+
+    def test_who_logs_out_meanwhile_leaves_nothing_behind(self):
+        with fresh_video(self.size) as (path, content):
+            uploader = self.signed_in("youtube")
+            done = []
+
+            def on_event(event):
+                if event.code == 1 and not done:
+                    done.append(event)
+                    uploader.Logout()
+
+            host = Host(on_event)
+            host.attach(uploader)
+            uploader.StartUpload(path, "A title", "What it shows", "", "tag", "")
+            self.assertNotEqual(host.wait_for_end().code, FINISHED)
+            again = self.start(self.signed_in("youtube"), path)
+            self.assert_finished(again.wait_for_end(), again, content)
+            self.assertNotIn("goes on", again.texts())
+
+    def test_another_user_who_signs_in_meanwhile_does_not_get_the_rest(self):
+        for platform in ("facebook", "youtube", "instagram", "twitch"):
+            with self.subTest(platform), fresh_video(self.size) as (path, content):
+                uploader = self.signed_in(platform)
+                other = replace(uploader.login, user_id=uploader.login.user_id + "0")
+
+                def on_event(event):
+                    if event.code == 1 and uploader.login != other:
+                        uploader.set_login(other)
+
+                host = Host(on_event)
+                host.attach(uploader)
+                uploader.StartUpload(path, "T", "", "", "", "")
+                end = host.wait_for_end()
+                self.assertEqual(end.code, 4, end.text)
+                self.assertIn("another user has signed in meanwhile", end.text)
+                self.assertEqual(uploader.login, other)
 
     def test_another_user_begins_a_video_of_its_own(self):
         for platform in RESUMABLE:

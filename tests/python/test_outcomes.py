@@ -5,13 +5,25 @@ import unittest
 from email.utils import formatdate
 
 from pysocialnetwork import outcome
-from pysocialnetwork.errors import Refused, Stopped, TokenInvalid, Transient, UploadError
+from pysocialnetwork.errors import (
+    Discarded,
+    FileTrouble,
+    FileUnreadable,
+    Hindered,
+    Refused,
+    Stopped,
+    TokenInvalid,
+    Transient,
+    Undecided,
+    UploadError,
+)
 
 from platformcase import answer
 from sandboxed import ServicesCase, fresh_video
 from support import QUICK, make_wire
 
 FINISHED, ERROR = 2, 3
+DOUBT = "%s; whether the video is out could not be found out"
 
 # The request that makes a video public or whole, in uploads of one part, and which one of its route it is.
 ENDS = {
@@ -20,6 +32,7 @@ ENDS = {
     "twitch": ("twitchComplete", 1),
     "vimeo": ("vimeoUpload", 1),
     "flickr": ("flickrUpload", 1),
+    "youtube": ("youtubeUploadChunk", 1),
 }
 # Where the service tells what became of it.
 QUESTIONS = {
@@ -28,6 +41,7 @@ QUESTIONS = {
     "twitch": "twitchVideo",
     "vimeo": "vimeoUpload",
     "flickr": "flickrMethods",
+    "youtube": "youtubeUploadChunk",
 }
 
 BEFORE = (
@@ -45,6 +59,48 @@ RUBBISH = {"kind": "brokenJson"}
 
 
 class LostEnds(ServicesCase):
+    def test_a_question_that_is_refused_leaves_a_doubt_and_the_next_start_makes_no_second_video(self):
+        for platform, (route, nth) in ENDS.items():
+            if QUESTIONS[platform] == route:
+                continue  # the question is the request that ends it
+            with self.subTest(platform), fresh_video(5000) as (path, content):
+                uploader = self.signed_in(platform)
+                self.order(route, "resetAnswerAfter", nth=nth, bytes=0)
+                first = {"instagram": 3, "flickr": 2}.get(platform, 1)
+                self.order(QUESTIONS[platform], "status", nth=first, code=403, times=1000)
+                host = self.start(uploader, path)
+                end = host.wait_for_end()
+                self.assertEqual((end.code, host.closing()), (ERROR, [end]))
+                self.assertIn(DOUBT % "", end.text)
+                self.order(QUESTIONS[platform], "status", code=403, times=1000)
+                self.assertEqual(self.start(uploader, path).wait_for_end().code, ERROR)
+                self.sandbox.post("/sandbox/faults/clear")
+                host = self.start(uploader, path)
+                self.assert_finished(host.wait_for_end(), host, content)
+
+    def test_a_whole_video_that_is_not_named_is_not_sent_again(self):
+        for fault in (RUBBISH, {"kind": "removeMember", "path": "id"}):
+            with self.subTest(**fault), fresh_video(5000) as (path, content):
+                uploader = self.signed_in("youtube")
+                order = self.order("youtubeUploadChunk", times=1000, **fault)
+                end = self.start(uploader, path).wait_for_end()
+                self.assertEqual((end.code, self.delivered(order) > 1), (ERROR, True))
+                self.assertIn(DOUBT % "", end.text)
+                self.sandbox.post("/sandbox/faults/clear")
+                host = self.start(uploader, path)
+                self.assert_finished(host.wait_for_end(), host, content)
+
+    def test_a_session_that_is_gone_when_all_was_sent_is_no_reason_to_send_it_again(self):
+        with fresh_video(5000) as (path, content):
+            uploader = self.signed_in("youtube")
+            self.order("youtubeUploadChunk", "resetAnswerAfter", bytes=0)
+            self.order("youtubeUploadChunk", "status", nth=2, code=404, times=1000)
+            for _ in range(2):
+                end = self.start(uploader, path).wait_for_end()
+                self.assertEqual(end.code, ERROR)
+                self.assertIn(DOUBT % "", end.text)
+            self.assertEqual(len(self.stored(content)), 1)
+
     def finished_once(self, platform, **fault):
         route, nth = ENDS[platform]
         order = self.order(route, nth=nth, **fault)
@@ -70,7 +126,7 @@ class LostEnds(ServicesCase):
         for platform in ENDS:
             nth = 2 if QUESTIONS[platform] == ENDS[platform][0] else 1
             if platform == "instagram":
-                nth = 4  # behind those that wait until the video is ready
+                nth = 3  # behind those that wait until the video is ready
             if platform == "flickr":
                 nth = 2  # behind the one about what was there before
             for fault in ({"kind": "resetAnswerAfter", "bytes": 0}, {"kind": "status", "code": 500}):
@@ -109,7 +165,7 @@ class LostEnds(ServicesCase):
 
 
 class Once(unittest.TestCase):
-    def done(self, acts, finds=()):
+    def done(self, acts, finds=(), kept=None):
         """What comes of acts and questions that end as told, in their order."""
         waiting = {"act": list(acts), "find": list(finds)}
         seen = []
@@ -123,7 +179,7 @@ class Once(unittest.TestCase):
 
         with make_wire(QUICK) as wire:
             try:
-                result = outcome.once(wire, lambda: step("act"), lambda: step("find"))
+                result = outcome.once(wire, lambda: step("act"), lambda: step("find"), kept)
             except UploadError as error:
                 result = error
         return result, seen
@@ -145,15 +201,45 @@ class Once(unittest.TestCase):
     def test_a_refusal_after_a_lost_answer_may_mean_that_it_is_done(self):
         lost, refused = Transient("lost"), Refused("done already", 400)
         self.assertEqual(self.done([lost, refused], [None, "done"]), ("done", ["act", "find", "act", "find"]))
-        self.assertEqual(self.done([lost, refused], [None, None]), (refused, ["act", "find", "act", "find"]))
+        # What the service does not show may still be out.
+        result, seen = self.done([lost, refused], [None, None])
+        self.assertEqual((str(result), type(result)), (DOUBT % "done already", Undecided))
+        self.assertEqual(seen, ["act", "find", "act", "find"])
         self.assertEqual(self.done([refused]), (refused, ["act"]))
 
     def test_tries_end(self):
         lost, busy = Transient("lost"), Transient("busy", unprocessed=True)
         result, seen = self.done([lost], [lost] * 10)
-        self.assertEqual(str(result), "lost; whether the video is out could not be found out")
+        self.assertEqual(str(result), DOUBT % "lost")
         self.assertEqual(seen.count("act"), 1)
         self.assertIs(self.done([busy] * 10)[0], busy)
+
+    def test_a_question_that_is_refused_decides_nothing(self):
+        lost, refused = Transient("lost"), Refused("no right to look", 403)
+        for acts, finds in (([lost], [refused]), ([lost, refused], [None, refused])):
+            result, _ = self.done(acts, finds)
+            self.assertEqual((str(result), type(result)), (DOUBT % "no right to look", Undecided))
+
+    def test_what_the_service_has_thrown_away_is_no_doubt(self):
+        lost, discarded = Transient("lost"), Discarded("expired", 200)
+        self.assertIs(self.done([lost], [discarded])[0], discarded)
+
+    def test_a_login_that_ends_meanwhile_leaves_a_word_of_doubt(self):
+        lost, ended = Transient("lost"), TokenInvalid("ended")
+        for acts, finds in (([lost], [ended]), ([lost, ended], [None])):
+            result, _ = self.done(acts, finds)
+            self.assertEqual((str(result), type(result)), (DOUBT % "ended", TokenInvalid))
+        self.assertIs(self.done([ended])[0], ended)
+
+    def test_an_act_of_an_earlier_upload_is_asked_after_first(self):
+        kept = {}
+        self.done([Transient("lost")], [Transient("lost")] * 10, kept)
+        self.assertEqual(self.done([], ["done"], kept), ("done", ["find"]))
+        self.assertEqual(self.done([Stopped()], [], {})[1], ["act"])
+        for error in (Refused("no", 400), TokenInvalid("ended"), Transient("busy", unprocessed=True)):
+            kept = {}
+            self.done([error] * 10, [], kept)
+            self.assertEqual(kept, {}, error)
 
     def test_a_stop_is_no_trouble(self):
         stop = Stopped()
@@ -164,13 +250,17 @@ class RemovedIfRefused(unittest.TestCase):
     def test_only_what_will_never_be_whole_is_removed(self):
         for error, removed in (
             (Refused("no", 400), True),
-            (UploadError("the file changed"), True),
+            (FileTrouble("the file changed"), True),
+            (FileUnreadable("the drive is away"), False),
+            (Hindered("its certificate is not accepted"), False),
             (Stopped(), False),
             (Transient("busy"), False),
             (TokenInvalid("over"), False),
         ):
             calls, lines = [], []
-            with self.assertRaises(type(error)), outcome.removed_if_refused(lambda: calls.append(1), lines.append):
+            with self.assertRaises(type(error)), outcome.removed_if_refused(
+                {"id": "7"}, lambda: calls.append(1), lines.append
+            ):
                 raise error
             self.assertEqual((len(calls), len(lines)), (int(removed), int(removed)), error)
 
@@ -179,7 +269,9 @@ class RemovedIfRefused(unittest.TestCase):
             raise Refused("not yours", 403)
 
         lines = []
-        with self.assertRaisesRegex(UploadError, "changed"), outcome.removed_if_refused(refuse, lines.append):
+        with self.assertRaisesRegex(UploadError, "changed"), outcome.removed_if_refused(
+            {"id": "7"}, refuse, lines.append
+        ):
             raise UploadError("the file changed")
         self.assertEqual(lines, ["the unfinished video is left behind: not yours"])
 

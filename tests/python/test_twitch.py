@@ -21,7 +21,7 @@ class Twitch(PlatformCase):
         with self.assertRaises(TokenInvalid):
             twitch.read(answer(401, {"message": "invalid oauth token"}))
         with self.assertRaisesRegex(Refused, "invalid client"):
-            twitch.read(answer(401, {"message": "invalid client"}), login_call=True)
+            twitch.read(answer(401, {"message": "invalid client"}), with_login=False)
 
     def test_parts_are_numbered_without_gaps(self):
         def respond(request):

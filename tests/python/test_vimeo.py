@@ -43,13 +43,26 @@ class Vimeo(PlatformCase):
             methods = [request.method for request in server.requests[1:]]
         self.assertEqual(methods, ["PATCH", "HEAD", "HEAD", "PATCH"])
 
-    def test_answers_without_an_offset_end_the_upload_and_remove_the_video(self):
-        unknown = Reply(404)
-        for reply in (Reply(204), self.at("x"), self.at(-1), self.at(6000), Reply(404), Reply(410)):
-            with self.tus(reply, unknown) as server:
+    def test_an_upload_that_is_refused_is_removed(self):
+        for status in (400, 404, 410):
+            with self.tus(Reply(status), Reply(404)) as server:
                 self.assertEqual(self.upload().code, ERROR)
                 last = server.requests[-1]
             self.assertEqual((last.method, last.path), ("DELETE", "/vimeoApi/videos/5"))
+
+    def test_an_answer_without_an_offset_is_none(self):
+        for reply in (Reply(204), self.at("x"), self.at(-1)):
+            with self.tus(reply, self.at(5000)) as server:
+                self.assertEqual(self.upload().code, FINISHED)
+                self.assertEqual([request.method for request in server.requests], ["POST", "PATCH", "HEAD"])
+
+    def test_a_whole_video_of_which_the_service_tells_nonsense_is_left_there(self):
+        for reply in (Reply(204), self.at(6000)):
+            with self.tus(*[reply] * 20) as server:
+                end = self.upload()
+                self.assertEqual(end.code, ERROR)
+                self.assertIn("whether the video is out", end.text)
+                self.assertNotIn("DELETE", [request.method for request in server.requests])
 
     def test_an_upload_that_is_over_is_complete_where_the_video_says_so(self):
         complete = as_reply({"upload": {"status": "complete"}})

@@ -149,6 +149,7 @@ class Youtube(PlatformCase):
         for channel, refused, asked in (
             ({"country": "de"}, (), ["DE"]),
             ({"country": "XK"}, ("XK",), ["XK", "US"]),
+            ({"country": "AQ"}, (), ["AQ", "US"]),
             ({}, (), ["US"]),
             ({"country": "D&part=id"}, (), ["US"]),
             ({"country": 49}, (), ["US"]),
@@ -160,6 +161,8 @@ class Youtube(PlatformCase):
                 if "/channels?" in request.path:
                     return Reply(404, "{}") if channel is None else as_reply({"items": [{"snippet": channel}]})
                 regions.append(parse_qs(urlsplit(request.path).query)["regionCode"][0])
+                if regions[-1] == "AQ":
+                    return as_reply({"items": []})
                 return unknown if regions[-1] in refused else as_reply(music)
 
             self.uploader.set_login(Login("youtube", "token"))
