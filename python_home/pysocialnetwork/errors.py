@@ -34,7 +34,6 @@ class Undecided(UploadError):
         super().__init__(in_doubt(why))
 
 
-
 class Refused(UploadError):
     """The service said no, with an HTTP status; `word` is its machine-readable reason where it gives one."""
 

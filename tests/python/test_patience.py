@@ -162,7 +162,6 @@ class Transfers(unittest.TestCase):
             wire.transfer(0, 100, send, lambda offset: 0)
         self.assertLess(self.clock.now, 1000 + 11 * MINUTE)
 
-
     def test_rows_within_rows_do_not_add_up(self):
         def gone():
             raise offline()
@@ -172,7 +171,9 @@ class Transfers(unittest.TestCase):
             raise Transient("x is busy")
 
         def wire():
-            return Wire(ClockedStop(self.clock), BACKGROUND, support.TimeLimits(), "tester", print, self.clock.time)
+            return Wire(
+                ClockedStop(self.clock), BACKGROUND, support.TimeLimits(), "tester", self.lines.append, self.clock.time
+            )
 
         nestings = (
             lambda wire, inner: outcome.once(wire, lambda: wire.run(inner), lambda: wire.run(inner)),
