@@ -12,6 +12,7 @@
 #include "sandbox/Sandbox.h"
 #include "sandbox/ScriptServicesFile.h"
 #include "system/Environment.h"
+#include "system/InstalledHome.h"
 #include "system/Utf8Path.h"
 #include <BsCloudConfig/BsCloudConfig.h>
 #include <BsNet/BsInfoReader.h>
@@ -91,8 +92,7 @@ void Host::openTransfers() {
   // The library tells people where its home is; nobody asked.
   if (options_.verbosity == 0) std::clog.rdbuf(nullptr);
   // A home without scripts only means that none are found.
-  std::string home = options_.pythonHome;
-  if (!home.empty() && !home.ends_with('/')) home += '/';
+  const std::string home = homeForScripts(options_.pythonHome);
   setupTransferEnv(home.c_str(), static_cast<int>(home.size()));
   transfersOpen_ = true;
 }

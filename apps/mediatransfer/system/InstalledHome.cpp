@@ -33,4 +33,11 @@ std::string installedPythonHome() {
   return std::filesystem::is_regular_file(home / "python38.zip", error) ? utf8FromPath(home) : std::string();
 }
 
+std::string homeForScripts(const std::string& home) {
+  const std::u8string text = pathFromUtf8(home).generic_u8string();
+  std::string slashed(text.begin(), text.end());
+  if (!slashed.empty() && !slashed.ends_with('/')) slashed += '/';
+  return slashed;
+}
+
 }  // namespace host
