@@ -27,7 +27,13 @@ std::filesystem::path programFile() {
 }  // namespace
 
 std::string installedPythonHome() {
-  const std::filesystem::path prefix = programFile().parent_path().parent_path();
+  return pythonHomeOf(programFile());
+}
+
+std::string pythonHomeOf(const std::filesystem::path& program) {
+  // Else it would be looked for below the folder where people stand.
+  if (!program.is_absolute()) return {};
+  const std::filesystem::path prefix = program.parent_path().parent_path();
   const std::filesystem::path home = prefix / "lib" / "ExternlMediaTransfer" / "python_home";
   std::error_code error;
   return std::filesystem::is_regular_file(home / "python38.zip", error) ? utf8FromPath(home) : std::string();
