@@ -1,0 +1,39 @@
+"""Runs the tests of one module that have one of some words in their names, as unittest's -k does, and fails where a word
+is in none of them: a test that was given another name would else be left out in silence.
+
+    python3 words.py MODULE WORD...
+"""
+
+import sys
+import unittest
+
+
+def tests_of(suite):
+    for test in suite:
+        if isinstance(test, unittest.TestSuite):
+            yield from tests_of(test)
+        else:
+            yield test
+
+
+def chosen(tests, words):
+    """The tests with one of the words in their names; None where a word is in none."""
+    names = {test: test.id() for test in tests}
+    for word in words:
+        if not any(word in name for name in names.values()):
+            print("words: no test has %r in its name" % word, file=sys.stderr)
+            return None
+    return [test for test in tests if any(word in names[test] for word in words)]
+
+
+def main():
+    module, words = sys.argv[1], sys.argv[2:]
+    tests = chosen(list(tests_of(unittest.defaultTestLoader.loadTestsFromName(module))), words)
+    if not tests:
+        sys.exit(1)
+    result = unittest.TextTestRunner(verbosity=2).run(unittest.TestSuite(tests))
+    sys.exit(0 if result.wasSuccessful() else 1)
+
+
+if __name__ == "__main__":
+    main()
