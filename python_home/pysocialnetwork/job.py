@@ -6,7 +6,7 @@ import atexit
 import threading
 import time
 from dataclasses import dataclass
-from typing import Callable, Optional, Set, Tuple
+from typing import Callable, Optional, Set
 
 from . import hostcallback
 from .errors import Stopped, TokenInvalid, UploadError
@@ -14,9 +14,6 @@ from .stopsignal import StopSignal
 
 # How long the end of the interpreter waits for uploads that it stops.
 EXIT_PATIENCE = 2.0
-
-# Seconds between two looks for the end of the upload before.
-LOOK_PAUSE = 0.02
 
 
 @dataclass(frozen=True)
@@ -41,10 +38,8 @@ class UploadJob:
         request: VideoRequest,
         work: Callable[[UploadJob], str],
         report: Callable[[int, str], None],
-        before: "Tuple[UploadJob, ...]" = (),
     ) -> None:
         self.request = request
-        self._before = before
         self.stop = StopSignal()
         self._work = work
         self._report = report
@@ -76,7 +71,6 @@ class UploadJob:
         with _running_lock:
             _running.add(self)
         try:
-            self._await_those_before()
             address = self._work(self)
             closing = (hostcallback.FINISHED, address)
             self._report(hostcallback.PROGRESS, "100")
@@ -86,11 +80,6 @@ class UploadJob:
         self._report(*closing)
         with _running_lock:
             _running.discard(self)
-
-    def _await_those_before(self) -> None:
-        """What a stopped upload leaves to go on with is known at its end."""
-        while any(job.is_running() for job in self._before):
-            self.stop.wait(LOOK_PAUSE)
 
     def _failure(self, error: Exception) -> "tuple[int, str]":
         if self.stop.is_set():
@@ -107,29 +96,24 @@ class UploadSlot:
 
     def __init__(self, name: str, work: Callable[[UploadJob], str], report: Callable[[int, str], None]) -> None:
         self.job: Optional[UploadJob] = None
-        # Stopped ones that have not ended yet, and the newest.
-        self._jobs: Tuple[UploadJob, ...] = ()
         self._lock = threading.Lock()
         self._name = name
         self._work = work
         self._report = report
 
     def start(self, request: VideoRequest) -> None:
-        """A second upload beside the first leaves that one alone and ends with an event of its own. One that was stopped
-        ends before the next begins its work."""
+        """A second upload beside the first leaves that one alone and ends with an event of its own."""
         with self._lock:
-            running = tuple(job for job in self._jobs if job.is_running())
-            if any(not job.stop.is_set() for job in running):
-                job = UploadJob(self._name, request, _refuse_second, self._report)
-            else:
-                job = UploadJob(self._name, request, self._work, self._report, before=running)
-                self.job, self._jobs = job, (*running, job)
+            before = self.job
+            busy = before is not None and before.is_running() and not before.stop.is_set()
+            job = UploadJob(self._name, request, _refuse_second if busy else self._work, self._report)
+            if not busy:
+                self.job = job
         try:
             job.start()
         except RuntimeError as error:
             with self._lock:
                 self.job = None if self.job is job else self.job
-                self._jobs = tuple(other for other in self._jobs if other is not job)
             self._report(hostcallback.ERROR, "cannot start a thread: %s" % error)
 
     def stop(self) -> None:

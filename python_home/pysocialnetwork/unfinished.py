@@ -5,14 +5,18 @@ from __future__ import annotations
 import hashlib
 import threading
 import time
-from typing import Callable, Collection, Dict, NamedTuple, Tuple
+from contextlib import contextmanager
+from typing import Callable, Collection, Dict, Iterator, List, NamedTuple, Tuple
 
 from .job import VideoRequest
 from .login import Login
+from .stopsignal import StopSignal
 
 # Seconds; services keep what is unfinished for a day or longer.
 LIFETIME = 24 * 3600.0
 MOST = 100
+# Seconds between two looks for the end of a stopped upload.
+LOOK_PAUSE = 0.02
 
 # In a record: the video may be out, since a request that makes it public ended without an answer.
 MAYBE_OUT = "maybe out"
@@ -48,6 +52,22 @@ class Unfinished:
         self._lock = threading.Lock()
         self._kept: Dict[Subject, Tuple[float, Dict[str, str]]] = {}
         self._logouts: Dict[str, int] = {}
+        self._at_work: List[Tuple[Subject, StopSignal]] = []
+
+    @contextmanager
+    def at_work(self, subject: Subject, stop: StopSignal) -> Iterator[None]:
+        """For the time of an upload. Another one of the same that was stopped ends before it begins, whichever object
+        that belongs to: what it leaves to go on with is known at its end."""
+        while self._is_ending(subject):
+            stop.wait(LOOK_PAUSE)
+        work = (subject, stop)
+        with self._lock:
+            self._at_work.append(work)
+        try:
+            yield
+        finally:
+            with self._lock:
+                self._at_work.remove(work)
 
     def take(self, subject: Subject, names: Collection[str]) -> Dict[str, str]:
         """What was kept of it; empty where there is nothing, nothing that a service still knows, or not what these names
@@ -82,6 +102,10 @@ class Unfinished:
         with self._lock:
             self._logouts[user] = self._logouts.get(user, 0) + 1
             self._kept = {subject: record for subject, record in self._kept.items() if subject.user != user}
+
+    def _is_ending(self, subject: Subject) -> bool:
+        with self._lock:
+            return any(other == subject and stop.is_set() for other, stop in self._at_work)
 
     def _drop_old(self) -> None:
         oldest = self._clock() - LIFETIME

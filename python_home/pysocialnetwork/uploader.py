@@ -218,15 +218,17 @@ class Uploader(Details):
         address that takes it in."""
         subject = unfinished.subject_of(service, self._renewal.usable_login(wire), video.identity, request)
         logouts = unfinished.kept.logouts(subject.user)
-        values = unfinished.kept.take(subject, names)
-        if values:
-            self._debug("the upload goes on that broke off before")
-        try:
-            yield values
-        except GOES_ON:
+        with unfinished.kept.at_work(subject, wire.stop):
+            values = unfinished.kept.take(subject, names)
             if values:
-                unfinished.kept.keep(subject, values, logouts)
-            raise
+                self._debug("the upload goes on that broke off before")
+            try:
+                yield values
+            except Exception as error:
+                # What nobody foresaw tells nothing of the video.
+                if values and (isinstance(error, GOES_ON) or not isinstance(error, UploadError)):
+                    unfinished.kept.keep(subject, values, logouts)
+                raise
 
     def afterwards(self, what: str, operation: Callable[[], None]) -> None:
         """A step on a video that is out already: neither a refusal nor a stop makes the upload a failure, since the next

@@ -1,5 +1,6 @@
 """Uploads of each resumable platform that break off, against the sandbox's services, and are started again."""
 
+import itertools
 import unittest
 from dataclasses import replace
 from unittest import mock
@@ -99,21 +100,24 @@ class GoingOn(ServicesCase):
                 self.assertEqual(len(self.stored(content)), 1)
 
     def test_a_stop_and_a_start_at_once_go_on_with_the_same_video(self):
-        for platform in (*RESUMABLE[:3], "twitch"):
-            with self.subTest(platform), fresh_video(self.size) as (path, content):
+        for platform, in_another in itertools.product((*RESUMABLE[:3], "twitch"), (False, True)):
+            with self.subTest(platform, in_another=in_another), fresh_video(self.size) as (path, content):
                 before, uploader = self.uploads(), self.signed_in(platform)
-                stopped, start = [], []
+                second, stopped = uploader, []
+                if in_another:
+                    second = self.uploader(platform)
+                    second.set_login(uploader.login)
 
                 def on_event(event):
                     if event.code == 1 and int(event.text) >= 50 and not stopped:
                         stopped.append(event)
                         uploader.StopUpload()
-                        start[0]()
+                        second.StartUpload(path, "T", "", "", "", "")
 
                 host = Host(on_event)
-                host.attach(uploader)
-                start.append(lambda: uploader.StartUpload(path, "T", "", "", "", ""))
-                start[0]()
+                for each in (uploader, second):
+                    host.attach(each)
+                uploader.StartUpload(path, "T", "", "", "", "")
                 ends = {host.wait_for_end(number).code for number in (1, 2)}
                 self.assertEqual(ends, {FINISHED, ERROR}, host.texts())
                 self.assertIn("the upload goes on that broke off before", host.texts())

@@ -1,20 +1,23 @@
 """Uploads that broke off and go on when the host starts them again."""
 
 import os
+import threading
 import time
 import unittest
 from unittest import mock
 
 from pysocialnetwork import unfinished, youtube
 from pysocialnetwork.bodies import LocalFile
+from pysocialnetwork.errors import Stopped
 from pysocialnetwork.job import VideoRequest
 from pysocialnetwork.login import Login
+from pysocialnetwork.stopsignal import StopSignal
 from pysocialnetwork.unfinished import Unfinished, subject_of
 
 import support
-from support import Host, Reply, Server, quick
+from support import LIMIT, Host, Reply, Server, quick
 
-FINISHED, ERROR = 2, 3
+FINISHED, ERROR, TOKEN_INVALID = 2, 3, 4
 REQUEST = VideoRequest("p", "T", "D", "private", "a,b", "Music", "")
 FILE = (1, 2, 3)
 
@@ -82,6 +85,30 @@ class Records(unittest.TestCase):
         self.assertEqual(self.take(self.subject()), {})
         self.unfinished.keep(self.subject(), {"session": "s"}, self.unfinished.logouts(user))
         self.assertEqual(self.take(self.subject()), {"session": "s"})
+
+    def test_a_stopped_one_of_the_same_ends_first(self):
+        first, second = StopSignal(), StopSignal()
+        begun, ended = [], threading.Event()
+
+        def begin():
+            with self.unfinished.at_work(self.subject(), StopSignal()):
+                begun.append(ended.is_set())
+
+        with self.unfinished.at_work(self.subject(), first):
+            begin()
+            first.set()
+            # Another upload does not wait, and one that waits can be stopped.
+            with self.unfinished.at_work(self.subject(title="U"), StopSignal()):
+                second.set()
+            with self.assertRaises(Stopped), self.unfinished.at_work(self.subject(), second):
+                pass
+            waiting = threading.Thread(target=begin)
+            waiting.start()
+            waiting.join(3 * unfinished.LOOK_PAUSE)
+            self.assertEqual(begun, [False])
+            ended.set()
+        waiting.join(LIMIT)
+        self.assertEqual(begun, [False, True])
 
     def test_rubbish_is_nothing(self):
         for values in ({"session": 5}, {"other": "s"}, {"session": "s", "other": "s"}, {"session": None}):
@@ -152,6 +179,9 @@ class GoingOn(unittest.TestCase):
         for change in (support.environment(), mock.patch.object(youtube, "CHUNK", 1000)):
             change.start()
             self.addCleanup(change.stop)
+        own = mock.patch.object(unfinished, "kept", Unfinished())
+        own.start()
+        self.addCleanup(own.stop)
         self.sessions = Sessions()
         server = Server(self.sessions.respond)
         self.sessions.url = server.url
@@ -216,6 +246,21 @@ class GoingOn(unittest.TestCase):
         end, _ = self.upload()
         self.assertEqual(end.code, FINISHED)
         self.assertNotIn("/session0", dict(self.sessions.asked))
+
+    def test_who_logs_out_after_the_login_has_ended_leaves_nothing_behind_either(self):
+        uploader = self.uploader()
+        end, _ = self.upload(uploader, on_event=lambda event: event.code == 1 and uploader.set_login(None))
+        self.assertEqual(end.code, TOKEN_INVALID)
+        self.assertEqual(len(unfinished.kept._kept), 1)
+        uploader.Logout()
+        self.assertEqual(len(unfinished.kept._kept), 0)
+
+    def test_what_nobody_foresaw_is_no_reason_to_begin_anew(self):
+        with mock.patch.object(youtube, "received", side_effect=ZeroDivisionError):
+            end, _ = self.upload()
+        self.assertIn("unexpected", end.text)
+        end, _ = self.upload()
+        self.assert_one_video(end)
 
     def test_one_that_breaks_off_again_goes_on_again(self):
         self.broken_off(at=1000)
