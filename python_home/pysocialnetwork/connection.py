@@ -214,7 +214,7 @@ class Connection:
             assert isinstance(response, Response)
             body = response.read(LARGEST_ANSWER + 1)
             if len(body) > LARGEST_ANSWER:
-                raise UploadError("the answer of %s is larger than expected" % self.origin.host)
+                raise Transient("the answer of %s is larger than expected" % self.origin.host)
             if response.is_cut_off():
                 raise http.client.IncompleteRead(body)
             keep = not response.will_close and response.isclosed()

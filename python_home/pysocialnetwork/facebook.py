@@ -9,7 +9,7 @@ from urllib.parse import quote
 from .account import Account
 from .bodies import Fields, FilePart, LocalFile, Multipart, form
 from .errors import NOT_FOUND, FileTrouble, Refused, Transient, UploadError
-from .graph import WrongOffset, read, stretch
+from .graph import WrongOffset, next_stretch, read, stretch
 from .graphlogin import GraphUploader
 from .job import UploadJob, VideoRequest
 from .login import Login
@@ -137,7 +137,7 @@ class Uploader(GraphUploader):
                     wire,
                     lambda login: self._phase_once(wire, login, "transfer", fields, "video_file_chunk", video, part),
                 )
-                start, end = stretch(answer)
+                start, end = next_stretch(answer)
             except WrongOffset as other:
                 start, end = other.start, other.end
             kept.update(start_offset=str(start), end_offset=str(end))
@@ -202,6 +202,8 @@ class Uploader(GraphUploader):
                 "complete",
             )
         state = text_member(video, "status", "video_status")
+        if not state:
+            raise Transient("Facebook does not tell the video's state")
         return state in FINISHED_STATES and video.get("published") is not False
 
     def _remove(self, wire: Wire, name: str) -> None:

@@ -236,6 +236,8 @@ class Uploader(BaseUploader):
         oauth = signed_fields("GET", service, fields, self._app(), (login.access, login.secret))
         answer = wire.exchange("GET", service + "?" + urlencode({**fields, **oauth}))
         content = json_object(answer)
+        if answer.status == 200 and "stat" not in content:
+            raise Transient("Flickr's answer can't be read")
         if content.get("stat") != "ok":
             raise failure(answer, text_member(content, "code"), text_member(content, "message"))
         return answer, content

@@ -32,7 +32,7 @@ class WrongOffset(UploadError):
     """The service wants another stretch of the file; it says which."""
 
     def __init__(self, data: Any) -> None:
-        self.start, self.end = stretch(_decoded(data))
+        self.start, self.end = next_stretch(_decoded(data))
         super().__init__("the service expects the part that begins at %d" % self.start)
 
 
@@ -55,6 +55,14 @@ def read(answer: Answer, service: str) -> Dict[str, Any]:
 def stretch(value: Any) -> "tuple[int, int]":
     """The next part that the service wants, as positions in the file."""
     return required_number(value, "start_offset"), required_number(value, "end_offset")
+
+
+def next_stretch(value: Any) -> "tuple[int, int]":
+    """The same, of an answer that may come better at the next try."""
+    try:
+        return stretch(value)
+    except UploadError as error:
+        raise Transient(str(error)) from None
 
 
 def _failure(error: Dict[str, Any], status: int, service: str) -> UploadError:

@@ -29,6 +29,9 @@ MOST_TAGS = 30
 # By how many seconds the service's times may differ among themselves.
 TIME_TOLERANCE = 60.0
 
+# Of a container.
+STATES = frozenset(("IN_PROGRESS", "FINISHED", "PUBLISHED", "ERROR", "EXPIRED"))
+
 # How many containers one upload may use up.
 CONTAINERS = 2
 
@@ -134,7 +137,10 @@ class Uploader(GraphUploader):
             if text_member(state, "status_code") in ("FINISHED", "PUBLISHED"):
                 return video.size
             reached = member(state, "video_status", "uploading_phase", "bytes_transferred")
-            return reached if isinstance(reached, int) and not isinstance(reached, bool) else 0
+            if isinstance(reached, int) and not isinstance(reached, bool):
+                return reached
+            require_state(state)
+            return 0
 
         wire.transfer(0, video.size, send, ask, asking)
 
@@ -143,13 +149,13 @@ class Uploader(GraphUploader):
         answer = wire.exchange("POST", address, headers, part)
         refuse_part(answer)
         if read(answer, NAME).get("success") is not True:
-            raise UploadError("Instagram did not take the video")
+            raise Transient("Instagram does not say that it took the video")
 
     def _wait_for(self, wire: Wire, container: str) -> str:
         """The state in which nothing is left to wait for: FINISHED, or PUBLISHED."""
 
         def look() -> Optional[str]:
-            state = self.authorized(wire, lambda login: self._look(wire, login, container, "status_code,status"))
+            state = self.authorized(wire, lambda login: wire.run(lambda: self._state(wire, login, container)))
             code = text_member(state, "status_code")
             if code in ("FINISHED", "PUBLISHED"):
                 return code
@@ -157,8 +163,6 @@ class Uploader(GraphUploader):
                 raise ContainerLost(unusable(state), 200)
             if code == "ERROR":
                 raise Discarded(unusable(state), 200)
-            if code != "IN_PROGRESS":
-                raise UploadError(unusable(state))
             return None
 
         return wire.watch(look, self.looks, "Instagram has not got the video ready in time")
@@ -202,6 +206,9 @@ class Uploader(GraphUploader):
             raise Transient("Instagram does not name the reel")
         return published
 
+    def _state(self, wire: Wire, login: Login, container: str) -> Dict[str, Any]:
+        return require_state(self._look_once(wire, login, container, "status_code,status"))
+
     def _look(self, wire: Wire, login: Login, name: str, fields: str) -> Dict[str, Any]:
         return wire.run(lambda: self._look_once(wire, login, name, fields))
 
@@ -213,6 +220,12 @@ class Uploader(GraphUploader):
 def unusable(state: Mapping[str, Any]) -> str:
     said = text_member(state, "status") or text_member(state, "status_code")
     return "Instagram could not use the video: " + said
+
+
+def require_state(state: Dict[str, Any]) -> Dict[str, Any]:
+    if text_member(state, "status_code") not in STATES:
+        raise Transient("Instagram does not tell the state of the video")
+    return state
 
 
 def refuse_part(answer: Answer) -> None:

@@ -12,7 +12,7 @@ from urllib.parse import quote, urlencode
 
 from .bodies import LocalFile, form
 from .connection import Answer
-from .errors import NOT_FOUND, Refused, TokenInvalid
+from .errors import NOT_FOUND, Refused, TokenInvalid, Transient
 from .job import UploadJob
 from .login import Login
 from .oauth2 import RefreshingUploader
@@ -31,7 +31,7 @@ TAG_LIST = 500
 GONE = 410
 
 # States of a video that is not completed yet.
-UNFINISHED_STATES = frozenset(("", "created", "uploading"))
+UNFINISHED_STATES = frozenset(("created", "uploading"))
 
 # What tells where an upload goes on.
 KEPT = ("place", "token", "name", "page", "sent")
@@ -136,7 +136,10 @@ class Uploader(RefreshingUploader):
             if refusal.status != NOT_FOUND:
                 raise
             return None
-        return None if text_member(video, "status") in UNFINISHED_STATES else video
+        state = text_member(video, "status")
+        if not state:
+            raise Transient("Twitch does not tell the video's state")
+        return None if state in UNFINISHED_STATES else video
 
     def _video(self, wire: Wire, method: str, name: str) -> Dict[str, Any]:
         address = "%s/videos/%s" % (self.address("twitchApi"), quote(name, safe=""))

@@ -151,7 +151,10 @@ class Uploader(OAuth2Uploader):
             if refusal.status != NOT_FOUND:
                 raise
             return False
-        return text_member(video, "upload", "status") == "complete"
+        state = text_member(video, "upload", "status")
+        if not state:
+            raise Transient("Vimeo does not tell the video's state")
+        return state == "complete"
 
     def _remove(self, wire: Wire, place: str) -> None:
         self.authorized(wire, lambda login: self._call_once(wire, login, "DELETE", place))

@@ -128,7 +128,7 @@ class Wire:
             try:
                 reached = ask(offset) if asking else send(offset)
                 if not 0 <= reached <= size:
-                    raise UploadError("the service tells a position outside the file")
+                    raise Transient("the service tells a position outside the file")
                 if not asking and reached <= offset:
                     raise Transient("the service did not take the part")
             except Transient as trouble:

@@ -146,7 +146,7 @@ class Facebook(PlatformCase):
             if b"finish" in request.body
             else as_reply({"video_id": "7", "upload_session_id": "s", "start_offset": "5000", "end_offset": "5000"})
         ):
-            self.assertIn("does not tell whether it published the video", self.upload().text)
+            self.assertIn("whether the video is out could not be found out", self.upload().text)
 
     def finishes(self, finish, status):
         """Answers "finish" and the questions about the video in turn, and anything else as usual."""
@@ -177,7 +177,6 @@ class Facebook(PlatformCase):
         not_out = (
             self.state(publishing_phase={"status": "not_started"}, video_status="ready"),
             self.state(video_status="upload_complete"),
-            as_reply({"id": "7", "published": True}),
             as_reply({"error": {"code": 100, "error_subcode": 33}}, 400),
         )
         for state in out:
@@ -188,6 +187,24 @@ class Facebook(PlatformCase):
             with self.finishes([lost, done], [state]) as server:
                 self.assertEqual(self.upload().code, FINISHED)
                 self.assertEqual(server.seen[-3:], ["finish", "status", "finish"])
+
+    def test_an_answer_without_the_videos_state_decides_nothing(self):
+        refused = as_reply({"error": {"code": 200, "message": "no right to look"}}, 403)
+        with self.finishes([Reply(502)], [refused]) as server:
+            self.assertIn("no right to look; whether the video is out", self.upload().text)
+            self.assertEqual(server.seen.count("finish"), 1)
+        for state in (as_reply({"id": "7", "published": True}), as_reply([]), self.state(video_status={})):
+            with self.finishes([Reply(502)], [state] * 20) as server:
+                self.assertIn("whether the video is out", self.upload().text)
+                self.assertEqual(server.seen.count("finish"), 1)
+            with self.finishes([Reply(502)], [state, self.state(video_status="ready")]):
+                self.assertEqual(self.upload().code, FINISHED)
+
+    def test_an_answer_to_a_part_that_says_nothing_is_none(self):
+        moves = [as_reply([]), self.wrong("x", None), self.at(2000, 5000), self.at(5000, 5000)]
+        with self.serve(self.phases(moves)) as server:
+            self.assertEqual(self.upload().code, FINISHED)
+            self.assertNotIn("DELETE", [request.method for request in server.requests])
 
     def test_a_publication_that_failed_is_no_doubt(self):
         with self.finishes([as_reply({"success": False})], []):

@@ -178,10 +178,13 @@ class Instagram(PlatformCase):
         self.assertEqual(self.uploader.GetAccessToken(), "error")
 
     def test_containers_that_lead_nowhere_end_the_upload(self):
-        for state in ({"status_code": "ERROR", "status": "bad codec"}, {"status_code": "EXPIRED"}, {}):
+        for state, text in (
+            ({"status_code": "ERROR", "status": "bad codec"}, "could not use the video: bad codec"),
+            ({"status_code": "EXPIRED"}, "could not use the video: EXPIRED"),
+            ({}, "does not tell the state of the video"),
+        ):
             with self.reels(status=[as_reply(state)]):
-                end = self.upload()
-                self.assertIn(state.get("status", "could not use the video"), end.text)
+                self.assertIn(text, self.upload().text)
 
 
 if __name__ == "__main__":

@@ -62,10 +62,16 @@ class Twitch(PlatformCase):
             with self.twitch(Reply(200), Reply(500), GET=as_reply({"status": state})) as server:
                 self.assertEqual(self.upload().code, FINISHED)
                 self.assertEqual(server.requests[-1].path, "/twitchApi/videos/12")
-        for state in (as_reply({"status": "created"}), as_reply({"status": "uploading"}), as_reply([]), Reply(404)):
+        for state in (as_reply({"status": "created"}), as_reply({"status": "uploading"}), Reply(404)):
             with self.twitch(Reply(200), Reply(500), Reply(200), GET=state) as server:
                 self.assertEqual(self.upload().code, FINISHED)
                 self.assertEqual(server.requests[-1].path, "/put/complete?upload_token=up-token")
+
+    def test_an_answer_without_the_videos_state_decides_nothing(self):
+        for state in (as_reply([]), as_reply({"status": {}}), Reply(200, b"{"), Reply(403)):
+            with self.twitch(Reply(200), Reply(500), GET=state) as server:
+                self.assertIn("whether the video is out", self.upload().text)
+                self.assertEqual([r.path for r in server.requests if "complete" in r.path], [server.requests[2].path])
 
     def test_a_video_that_will_never_be_whole_is_removed(self):
         with self.twitch(Reply(400), DELETE=Reply(204)) as server:

@@ -71,9 +71,17 @@ class Vimeo(PlatformCase):
                 with self.tus(*moves) as server:
                     self.assertEqual(self.upload().code, FINISHED)
                     self.assertEqual(server.requests[-1].path, "/vimeoApi/videos/5?fields=upload.status")
-            for reply in (as_reply({"upload": {"status": "in_progress"}}), as_reply({"upload": []}), Reply(404)):
+            for reply in (as_reply({"upload": {"status": "in_progress"}}), Reply(404)):
                 with self.tus(Reply(status), reply):
-                    self.assertEqual(self.upload().code, ERROR)
+                    self.assertEqual(self.upload().text, "Vimeo: status %d" % status)
+            # What the service does not tell decides nothing, nor does a refusal.
+            for reply, text in (
+                (as_reply({"upload": []}), "does not tell the video's state"),
+                (Reply(403), "status 403"),
+            ):
+                with self.tus(Reply(502), *[Reply(status), reply] * 9) as server:
+                    self.assertIn(text + "; whether the video is out", self.upload().text)
+                    self.assertNotIn("DELETE", [request.method for request in server.requests])
 
     def test_a_video_that_was_not_made_at_once_is_made_again(self):
         created = as_reply({"uri": "/videos/5", "upload": {"upload_link": ""}}, 201)

@@ -228,7 +228,8 @@ class Transfers(WireCase):
     def test_positions_outside_the_file_are_refused(self):
         for reached in (-1, 101):
             with self.assertRaisesRegex(UploadError, "outside the file"):
-                self.run_transfer([reached], [])
+                self.run_transfer([reached], [reached] * 9)
+            self.assertEqual(self.run_transfer([reached, 100], [0]), ([0, 0], [0]))
 
 
 class Stops(WireCase):
