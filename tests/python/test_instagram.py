@@ -50,16 +50,17 @@ class Instagram(PlatformCase):
         def respond(request):
             if request.path.startswith("/instagramUpload"):
                 offsets.append(request.headers["offset"])
-                lost = {"debug_info": {"retriable": True, "message": "again"}}
-                return as_reply(lost, 400) if len(offsets) == 1 else as_reply({"success": True})
+                return waiting.pop(0)
             if "video_status" in request.path:
                 return as_reply({"video_status": {"uploading_phase": {"bytes_transferred": 3000}}})
             return as_reply({"id": "c", "status_code": "FINISHED", "permalink": "https://reel"})
 
-        offsets = []
-        with self.serve(respond):
-            self.assertEqual(self.upload().text, "https://reel")
-        self.assertEqual(offsets, ["0", "3000"])
+        # An answer that does not say that the video came is none.
+        for lost in (as_reply({"debug_info": {"retriable": True, "message": "again"}}, 400), Reply(200, b"{")):
+            offsets, waiting = [], [lost, as_reply({"success": True})]
+            with self.serve(respond):
+                self.assertEqual(self.upload().text, "https://reel")
+            self.assertEqual(offsets, ["0", "3000"])
 
     def reels(self, **answers):
         """Answers each step with its replies in turn, and the last of them from then on."""
