@@ -249,6 +249,29 @@ TEST_F(UploadFlow, ALastAnswerWithoutAnIdEndsWithoutAFinish) {
   EXPECT_EQ(sandbox_.faultsDelivered(fault), 1U);
 }
 
+/// The service's Range is not read: the next chunk begins where the file goes on, which leaves a gap there.
+TEST_F(UploadFlow, AChunkThatCountsInPartIsFollowedByTheNextAndEndsTheUpload) {
+  const auto fault = sandbox_.orderFault(Route::youtubeUploadChunk, Fault::acceptLess(chunk / 2));
+  const auto transfer = makeUpload(events_, makeFile(3 * chunk));
+  transfer->Start();
+  ASSERT_TRUE(events_.waitFor(12));
+  EXPECT_THAT(events_.events().back(), IsEvent(12, 10, "-10007,User cancelled!"));
+  EXPECT_EQ(sandbox_.faultsDelivered(fault), 1U);
+  EXPECT_EQ(sandbox_.requestCount(Route::youtubeUploadChunk), 4U);
+  EXPECT_EQ(sandbox_.uploads()[0].receivedSize, chunk / 2);
+}
+
+TEST_F(UploadFlow, ALastChunkThatCountsInPartEndsWithoutAFinish) {
+  const auto fault = sandbox_.orderFault(Route::youtubeUploadChunk, Fault::acceptLess(chunk / 2), 2);
+  const auto transfer = makeUpload(events_, makeFile(2 * chunk));
+  transfer->Start();
+  ASSERT_TRUE(waitForEnds());
+  EXPECT_EQ(events_.count(8) + events_.count(12), 0U);
+  EXPECT_EQ(events_.events().back().value, 99);
+  EXPECT_EQ(sandbox_.faultsDelivered(fault), 1U);
+  EXPECT_FALSE(sandbox_.uploads()[0].complete);
+}
+
 TEST_F(UploadFlow, HostileAnswersToAChunkEndTheUploadInOrder) {
   std::size_t uploads = 0;
   for (const Fault& fault : {Fault::deepNesting(20000), Fault::brokenJson(), Fault::hugeBody(5'000'000),

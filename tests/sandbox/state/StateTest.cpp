@@ -2,6 +2,8 @@
 #include "sandbox/TestClient.h"
 #include "sandbox/UploadSteps.h"
 #include "sandbox/state/Database.h"
+#include "sandbox/state/StateFile.h"
+#include "sandbox/state/UploadBook.h"
 #include "support/TemporaryDirectory.h"
 
 #include <gmock/gmock.h>
@@ -158,6 +160,28 @@ TEST_F(State, IsWrittenByTheRow) {
   EXPECT_GT(before, 0);
   EXPECT_EQ(changeOf(first), before);
   EXPECT_GT(changeOf(second), before);
+}
+
+TEST_F(State, AnUploadThatWasRemovedIsGoneForAll) {
+  sandbox::UploadBook book(true);
+  sandbox::UploadBook other(true);
+  sandbox::StateFile file(folder.file("state"), {book.table()});
+  sandbox::StateFile others(folder.file("state"), {other.table()});
+  sandbox::UploadRecord upload;
+  upload.service = "vimeo";
+  const std::string id = book.addComplete(upload);
+  file.save();
+  others.load();
+  ASSERT_TRUE(other.byMediaId("vimeo", id));
+
+  ASSERT_TRUE(book.remove("vimeo", id));
+  file.save();
+  others.load();
+  EXPECT_FALSE(other.byMediaId("vimeo", id));
+  sandbox::UploadBook later(true);
+  const sandbox::StateFile again(folder.file("state"), {later.table()});
+  EXPECT_TRUE(later.all().empty());
+  EXPECT_EQ(database().numberOf("select count(*) from uploads"), 0);
 }
 
 TEST_F(State, TokensThatAreLongOverGo) {
