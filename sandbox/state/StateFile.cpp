@@ -31,6 +31,13 @@ std::runtime_error unreadable(const std::string& what) {
   return std::runtime_error("can't read the state in " + what + "; move the file away to begin anew");
 }
 
+/// Also what can't be opened, and what leads nowhere.
+bool isThere(const std::string& path) {
+  std::error_code error;
+  const std::filesystem::file_status status = std::filesystem::symlink_status(nativePath(path), error);
+  return status.type() != std::filesystem::file_type::not_found;
+}
+
 /// Where the JSON of a former version has the rows of a table.
 const Json::Value& formerRows(const Json::Value& former, const std::string& table) {
   static const Json::Value none(Json::objectValue);
@@ -102,10 +109,11 @@ void StateFile::open(const std::string& path, const std::string& formerPath) {
     throw unreadable(path + ": it is a database of another program");
   if (database_->numberOf("pragma user_version") > layoutVersion)
     throw unreadable(path + ": a later version of the sandbox wrote it");
-  takeOver(formerPath);
+  const bool hasFormer = takeOver(formerPath);
   const std::vector<std::vector<std::string>> over = takeIn();
   for (std::size_t at = 0; at < tables_.size(); ++at) removeWhatIsOver(tables_[at].name, over[at]);
   transaction.commit();
+  if (!hasFormer) return;
   // Only now: what is committed is in the database, what is not would be in neither.
   std::error_code ignored;
   std::filesystem::remove(nativePath(formerPath), ignored);
@@ -123,9 +131,10 @@ void StateFile::makeTables() {
   }
 }
 
-void StateFile::takeOver(const std::string& formerPath) {
+bool StateFile::takeOver(const std::string& formerPath) {
   const std::optional<std::string> text = contentsOf(formerPath);
-  if (!text) return;
+  if (!text && isThere(formerPath)) throw unreadable(formerPath + ": it can't be opened");
+  if (!text) return false;
   const std::optional<Json::Value> former = parseJson(*text);
   if (!former || !former->isObject()) throw unreadable(formerPath + ": it is no JSON object");
   const std::int64_t change = database_->numberOf("select change from counter") + 1;
@@ -136,6 +145,7 @@ void StateFile::takeOver(const std::string& formerPath) {
       insert.bind(1, id).bind(2, change).bind(3, compactJson(rows[id])).step();
   }
   Statement(*database_, "update counter set change = ?").bind(1, change).step();
+  return true;
 }
 
 std::vector<std::vector<std::string>> StateFile::takeIn() {

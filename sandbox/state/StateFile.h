@@ -33,7 +33,8 @@ class StateFile {
  private:
   void open(const std::string& path, const std::string& formerPath);
   void makeTables();
-  void takeOver(const std::string& formerPath);
+  /// False where there is no such file.
+  bool takeOver(const std::string& formerPath);
   void removeWhatIsOver(const std::string& table, const std::vector<std::string>& ids);
   /// Within a transaction. Returns the ids that need not be kept, a list a table.
   std::vector<std::vector<std::string>> takeIn();

@@ -2,9 +2,11 @@
 #include "sandbox/Sandbox.h"
 #include "support/TemporaryDirectory.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <filesystem>
+#include <stdexcept>
+#include <string>
 
 namespace {
 
@@ -21,6 +23,29 @@ TEST(StateFiles, AreForTheirOwnerOnly) {
   EXPECT_EQ(permissions("state"), std::filesystem::perms::owner_all);
   EXPECT_EQ(permissions("state/sandbox.db"),
             std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+}
+
+TEST(StateFiles, JsonThatDoesNotOpenIsRefusedAndLeftAsItIs) {
+  const TemporaryDirectory folder;
+  sandbox::SandboxOptions options;
+  options.stateDir = folder.file("state");
+  std::filesystem::create_directory(options.stateDir);
+  // Closed to the superuser as well.
+  const std::filesystem::path former = folder.file("state/sandbox.json");
+  std::filesystem::create_symlink("sandbox.json", former);
+
+  const auto refusal = [&]() -> std::string {
+    try {
+      const sandbox::Sandbox server(options);
+    } catch (const std::runtime_error& error) {
+      return error.what();
+    }
+    return "it starts";
+  };
+  for (const char* run : {"the first", "the second"}) {
+    EXPECT_THAT(refusal(), testing::HasSubstr("sandbox.json: it can't be opened; move the file away")) << run;
+    EXPECT_TRUE(std::filesystem::is_symlink(former)) << run;
+  }
 }
 
 }  // namespace
