@@ -155,8 +155,7 @@ OauthService::Exchange OauthService::exchangeCode(const FormFields& fields) {
 
 std::optional<TokenState> OauthService::stateOf(const std::string& token) const {
   if (token.empty()) return std::nullopt;
-  if (!context_.accounts.token(token)) context_.state.load();
-  const std::optional<TokenState> state = context_.accounts.token(token);
+  const std::optional<TokenState> state = context_.token(token);
   return state && state->platform == traits_.platform ? state : std::nullopt;
 }
 

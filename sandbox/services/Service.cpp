@@ -25,14 +25,25 @@ std::string ServiceContext::scriptServicesJson() const {
 
 bool ServiceContext::isGoodAccountToken(const std::string& token) const {
   if (token.empty()) return false;
-  if (!accounts.token(token)) state.load();
+  state.load();
   return accounts.isGoodAccountToken(token);
 }
 
 std::optional<User> ServiceContext::userOf(const std::string& accessToken, Platform platform) const {
   if (accessToken.empty()) return std::nullopt;
-  if (!accounts.token(accessToken)) state.load();
+  state.load();
   return accounts.userOf(accessToken, platform);
+}
+
+std::optional<TokenState> ServiceContext::token(const std::string& text) const {
+  state.load();
+  return accounts.token(text);
+}
+
+std::optional<IssuedTokens> ServiceContext::spend(const std::string& refreshToken) const {
+  std::optional<IssuedTokens> tokens;
+  state.save([&] { tokens = accounts.refresh(refreshToken); });
+  return tokens;
 }
 
 Arrival ServiceContext::arrivalOf(const UploadRecord& upload) const {

@@ -37,10 +37,14 @@ struct ServiceContext {
   [[nodiscard]] std::string cloudConfigJson() const;
   [[nodiscard]] std::string scriptServicesJson() const;
 
-  /// All look into the state folder for a token, or a user, that another process may have brought meanwhile.
+  /// All look into the state folder first: another process may have brought the token or the user meanwhile,
+  /// or ended the token.
   [[nodiscard]] bool isGoodAccountToken(const std::string& token) const;
   [[nodiscard]] std::optional<User> userOf(const std::string& accessToken, Platform platform) const;
+  [[nodiscard]] std::optional<TokenState> token(const std::string& text) const;
   [[nodiscard]] bool knowsUser(const std::string& openId) const;
+  /// AccountBook::refresh, for one alone of all processes that share the state folder.
+  [[nodiscard]] std::optional<IssuedTokens> spend(const std::string& refreshToken) const;
 
   /// Where the bytes of a video go besides, for people who look on: of an upload that is known, ...
   [[nodiscard]] Arrival arrivalOf(const UploadRecord& upload) const;

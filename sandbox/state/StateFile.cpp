@@ -74,24 +74,25 @@ void StateFile::load() {
   version_ = version;
 }
 
-void StateFile::save() {
-  if (!database_) return;
+void StateFile::save(const std::function<void()>& change) {
+  if (!database_) return change();
   const std::lock_guard lock(mutex_);
   Transaction transaction(*database_, Transaction::Kind::write);
   // First, so that what others ended is not written as good.
   takeIn();
-  const std::int64_t change = seen_ + 1;
+  change();
+  const std::int64_t number = seen_ + 1;
   std::vector<std::pair<const StateTable*, std::vector<StateRow>>> taken;
   for (const StateTable& table : tables_) taken.emplace_back(&table, table.take());
   try {
     bool isChanged = false;
     for (const auto& [table, rows] : taken) {
-      write(*table, rows, change);
+      write(*table, rows, number);
       isChanged = isChanged || !rows.empty();
     }
-    if (isChanged) Statement(*database_, "update counter set change = ?").bind(1, change).step();
+    if (isChanged) Statement(*database_, "update counter set change = ?").bind(1, number).step();
     transaction.commit();
-    if (isChanged) seen_ = change;
+    if (isChanged) seen_ = number;
   } catch (...) {
     for (const auto& [table, rows] : taken) table->putBack(rows);
     throw;

@@ -4,6 +4,7 @@
 #include "sandbox/state/StateTable.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -27,8 +28,9 @@ class StateFile {
   /// Takes in what others wrote.
   void load();
   /// The same, and writes what the books have that is new. Throws std::runtime_error when that fails; the
-  /// books then keep it for the next time.
-  void save();
+  /// books then keep it for the next time. Before anything is written the books are changed by `change`,
+  /// which knows what all others wrote: nobody else writes meanwhile.
+  void save(const std::function<void()>& change = [] {});
 
  private:
   void open(const std::string& path, const std::string& formerPath);

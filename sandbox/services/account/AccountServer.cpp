@@ -152,16 +152,13 @@ Reply AccountServer::token(const Call& call) {
   if (!body) return badBody();
   const std::optional<std::string> refreshToken = textMember(*body, "refresh_token");
   if (!refreshToken || refreshToken->empty()) return badParameter("refresh_token");
-  // Another process may have issued the token, or spent it.
-  context_.state.load();
-  const std::optional<IssuedTokens> tokens = context_.accounts.refresh(*refreshToken);
+  const std::optional<IssuedTokens> tokens = context_.spend(*refreshToken);
   if (!tokens) return envelope(codeBadRefreshToken, "invalid refresh_token");
 
   Json::Value data;
   data["access_token"] = tokens->accessToken;
   data["refresh_token"] = tokens->refreshToken;
   data["expires_in"] = Json::Int64(tokens->lifetime.count());
-  context_.state.save();
   return success(data);
 }
 

@@ -68,7 +68,7 @@ Reply TwitchAccount::token(const Call& call) {
   if (refusedClient(fields)) return twitchError(403, "invalid client secret");
   const std::string token = fieldText(fields, "refresh_token");
   const std::optional<IssuedTokens> tokens =
-      stateOf(token) ? context_.accounts.refresh(token) : std::optional<IssuedTokens>();
+      stateOf(token) ? context_.spend(token) : std::optional<IssuedTokens>();
   return tokens ? tokenReply(*tokens, "") : twitchError(400, "Invalid refresh token");
 }
 

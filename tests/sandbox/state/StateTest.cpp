@@ -8,6 +8,7 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -90,6 +91,47 @@ TEST_F(State, TokensOfAnotherRunExpireToo) {
 
   EXPECT_EQ(TestClient(server).post("/sandbox/tokens/expire", "{}").status, 200);
   EXPECT_EQ(userInfo(server, token), 401);
+}
+
+TEST_F(State, TokensThatAnotherRunEndedAreOverWhereTheyWereKnown) {
+  const Sandbox server(options());
+  Sandbox other(options());
+  const sandbox::IssuedTokens expired = other.issueTokens(Platform::youtube);
+  ASSERT_EQ(userInfo(server, expired.accessToken), 200);
+  other.expireAccessTokens();
+  EXPECT_EQ(userInfo(server, expired.accessToken), 401);
+
+  const std::string account = other.issueAccountToken();
+  const auto listing = [&] {
+    return TestClient(server)
+        .post("/account/token", R"({"refresh_token":"none"})", {bearer(account)})
+        .json()["code"]
+        .asInt();
+  };
+  const int known = listing();
+  other.expireAccountTokens();
+  EXPECT_NE(listing(), known);
+}
+
+TEST_F(State, ARefreshTokenIsSpentByOneAlone) {
+  constexpr std::size_t count = 40;
+  std::vector<std::string> tokens(count);
+  {
+    Sandbox issuer(options());
+    for (std::string& token : tokens) token = issuer.issueTokens(Platform::youtube).refreshToken;
+  }
+  Sandbox first(options());
+  Sandbox second(options());
+  std::atomic<std::size_t> spent = 0;
+  {
+    const auto spendAll = [&](Sandbox& server) {
+      for (const std::string& token : tokens) spent += refresh(server, token) == 0 ? 1 : 0;
+    };
+    const std::jthread one([&] { spendAll(first); });
+    const std::jthread other([&] { spendAll(second); });
+  }
+
+  EXPECT_EQ(spent, count);
 }
 
 TEST_F(State, RefusalsSurviveToo) {
