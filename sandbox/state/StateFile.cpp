@@ -101,15 +101,13 @@ void StateFile::save(const std::function<void()>& change) {
 
 void StateFile::open(const std::string& path, const std::string& formerPath) {
   database_ = std::make_unique<Database>(path);
+  // Ahead of all that writes: a database of somebody else's stays as it is, to the byte.
+  const bool isNew = database_->numberOf("select count(*) from sqlite_master") == 0;
+  if (!isNew) refuseStrangers(path);
   // Readers and a writer don't wait for each other, and a transaction costs no wait for the disk.
   database_->run("pragma journal_mode = wal; pragma synchronous = normal");
   Transaction transaction(*database_, Transaction::Kind::write);
-  const bool isNew = database_->numberOf("select count(*) from sqlite_master") == 0;
   if (isNew) makeTables();
-  if (database_->numberOf("pragma application_id") != applicationId)
-    throw unreadable(path + ": it is a database of another program");
-  if (database_->numberOf("pragma user_version") > layoutVersion)
-    throw unreadable(path + ": a later version of the sandbox wrote it");
   const bool hasFormer = takeOver(formerPath);
   const std::vector<std::vector<std::string>> over = takeIn();
   for (std::size_t at = 0; at < tables_.size(); ++at) removeWhatIsOver(tables_[at].name, over[at]);
@@ -118,6 +116,13 @@ void StateFile::open(const std::string& path, const std::string& formerPath) {
   // Only now: what is committed is in the database, what is not would be in neither.
   std::error_code ignored;
   std::filesystem::remove(nativePath(formerPath), ignored);
+}
+
+void StateFile::refuseStrangers(const std::string& path) const {
+  if (database_->numberOf("pragma application_id") != applicationId)
+    throw unreadable(path + ": it is a database of another program");
+  if (database_->numberOf("pragma user_version") > layoutVersion)
+    throw unreadable(path + ": a later version of the sandbox wrote it");
 }
 
 void StateFile::makeTables() {

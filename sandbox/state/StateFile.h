@@ -34,6 +34,7 @@ class StateFile {
 
  private:
   void open(const std::string& path, const std::string& formerPath);
+  void refuseStrangers(const std::string& path) const;
   void makeTables();
   /// False where there is no such file.
   bool takeOver(const std::string& formerPath);

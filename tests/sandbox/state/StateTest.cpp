@@ -274,16 +274,19 @@ TEST_F(State, DatabaseOfAnotherProgramIsRefused) {
   std::filesystem::create_directories(folder.file("state"));
   folder.write("state/sandbox.db", "");
   database().run("create table letters(text)");
+  const std::string before = folder.read("state/sandbox.db");
 
   EXPECT_THAT(refusal(), HasSubstr("it is a database of another program"));
-  EXPECT_EQ(database().numberOf("select count(*) from sqlite_master"), 1);
+  EXPECT_EQ(folder.read("state/sandbox.db"), before);
 }
 
 TEST_F(State, DatabaseOfALaterVersionIsRefused) {
   { const Sandbox server(options()); }
   database().run("pragma user_version = 2");
+  const std::string before = folder.read("state/sandbox.db");
 
   EXPECT_THAT(refusal(), HasSubstr("a later version of the sandbox wrote it"));
+  EXPECT_EQ(folder.read("state/sandbox.db"), before);
 }
 
 TEST_F(State, EmptyFileIsANewOne) {
