@@ -314,6 +314,8 @@ void AccountBook::add(const std::string& token, TokenState state) {
 void AccountBook::end(const std::string& token, TokenState& state) {
   if (state.revoked) return;
   state.revoked = true;
+  // What had no end has one now, and is forgotten like the others.
+  state.expiry = std::min(state.expiry, Clock::now());
   keep(token);
 }
 

@@ -126,7 +126,12 @@ bool AccountBook::mergeUser(const StateRow& row) {
 /// A token never gets better.
 bool AccountBook::mergeToken(const StateRow& row) {
   const std::lock_guard lock(mutex_);
-  const TokenState state = tokenFrom(row.record);
+  TokenState state = tokenFrom(row.record);
+  if (state.revoked && state.expiry == Clock::time_point::max()) {
+    // Of a version that did not say when.
+    state.expiry = Clock::now();
+    keep(row.id);
+  }
   if (isForgotten(state)) return false;
   const auto [entry, fresh] = tokens_.try_emplace(row.id, state);
   if (fresh) return true;

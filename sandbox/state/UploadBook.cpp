@@ -172,17 +172,19 @@ std::vector<UploadRecord> UploadBook::all() const {
 std::vector<UploadRecord> UploadBook::latest(std::size_t count) const {
   const std::lock_guard lock(mutex_);
   std::vector<UploadRecord> records;
-  for (std::size_t at = entries_.size() - std::min(count, entries_.size()); at < entries_.size(); ++at) {
-    records.push_back(entries_[at].record);
+  for (auto entry = entries_.rbegin(); entry != entries_.rend() && records.size() < count; ++entry) {
+    if (!entry->removed) records.push_back(entry->record);
   }
+  std::reverse(records.begin(), records.end());
   return records;
 }
 
 bool UploadBook::waitForComplete(std::size_t count, std::chrono::milliseconds limit) {
   std::unique_lock lock(mutex_);
   const auto reached = [&] {
-    const auto complete = std::count_if(entries_.begin(), entries_.end(),
-                                        [](const Entry& entry) { return entry.record.complete; });
+    const auto complete = std::count_if(entries_.begin(), entries_.end(), [](const Entry& entry) {
+      return entry.record.complete && !entry.removed;
+    });
     return static_cast<std::size_t>(complete) >= count;
   };
   changed_.wait_for(lock, limit, [&] { return stopping_ || reached(); });
@@ -215,6 +217,9 @@ bool UploadBook::merge(const StateRow& row) {
   const bool removed = row.record["removed"].isBool() && row.record["removed"].asBool();
   if (Entry* const known = findEvenRemoved(row.id)) {
     known->removed = known->removed || removed;
+    // The one who wrote last is right. A loan reads the metadata without the lock.
+    const bool isOwn = known->borrowed || unsaved_.contains(row.id);
+    if (!isOwn) known->record.metadata = recordFrom(row.record).metadata;
     return true;
   }
   if (removed) return false;

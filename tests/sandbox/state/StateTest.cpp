@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -232,6 +233,64 @@ TEST_F(State, TokensThatAreLongOverGo) {
   { const Sandbox server(options()); }
 
   EXPECT_EQ(database().numberOf("select count(*) from tokens where id = 'old'"), 0);
+}
+
+TEST_F(State, TokensThatWereSpentGoLikeOthers) {
+  const auto expiryOf = [&](const std::string& token) {
+    return database().numberOf("select json_extract(record, '$.expiry') from tokens where id = '" + token +
+                               "'");
+  };
+  Sandbox server(options());
+  const sandbox::IssuedTokens tokens = server.issueTokens(Platform::youtube);
+  EXPECT_EQ(expiryOf(tokens.refreshToken), 0) << "good without an end";
+  EXPECT_EQ(refresh(server, tokens.refreshToken), 0);
+  EXPECT_GT(expiryOf(tokens.refreshToken), 0);
+
+  database().run(
+      R"(insert into tokens select 'former', change + 1, '{"kind":"refresh","expiry":0,"revoked":true}'
+                    from counter; update counter set change = change + 1)");
+  server.issueAccountToken();
+  EXPECT_GT(expiryOf("former"), 0) << "of a version that did not say when";
+}
+
+TEST_F(State, WhatAnotherRunTellsOfAnUploadIsTakenIn) {
+  sandbox::UploadBook book(true);
+  sandbox::UploadBook other(true);
+  sandbox::StateFile file(folder.file("state"), {book.table()});
+  sandbox::StateFile others(folder.file("state"), {other.table()});
+  sandbox::UploadRecord upload;
+  upload.service = "youtube";
+  const std::string id = book.addComplete(upload);
+  file.save();
+  others.load();
+
+  ASSERT_TRUE(book.annotate("youtube", id, "thumbnail", "new"));
+  file.save();
+  others.load();
+  EXPECT_THAT(other.byMediaId("youtube", id)->metadata, HasSubstr("new"));
+
+  ASSERT_TRUE(book.annotate("youtube", id, "thumbnail", "newer"));
+  file.save();
+  ASSERT_TRUE(other.annotate("youtube", id, "thumbnail", "own"));
+  others.load();
+  EXPECT_THAT(other.byMediaId("youtube", id)->metadata, HasSubstr("own")) << "not yet written";
+}
+
+TEST_F(State, RemovedUploadsAreNotCounted) {
+  sandbox::UploadBook book;
+  sandbox::UploadRecord upload;
+  upload.service = "vimeo";
+  const std::string first = book.addComplete(upload);
+  const std::string second = book.addComplete(upload);
+  const std::string third = book.addComplete(upload);
+  ASSERT_TRUE(book.remove("vimeo", third));
+
+  const std::vector<sandbox::UploadRecord> latest = book.latest(2);
+  ASSERT_EQ(latest.size(), 2U);
+  EXPECT_EQ(latest[0].mediaId, first);
+  EXPECT_EQ(latest[1].mediaId, second);
+  EXPECT_TRUE(book.waitForComplete(2, std::chrono::milliseconds(0)));
+  EXPECT_FALSE(book.waitForComplete(3, std::chrono::milliseconds(0)));
 }
 
 TEST_F(State, RowOfTheWrongTypesCountsForNothing) {
