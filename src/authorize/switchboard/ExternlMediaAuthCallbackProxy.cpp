@@ -28,7 +28,8 @@ ExternlMediaAuthCallbackProxy& ExternlMediaAuthCallbackProxy::instance() {
 }
 
 void ExternlMediaAuthCallbackProxy::close() {
-  const std::lock_guard lock(mutex_);
+  // Without the lock: at the end of a process on Windows, or of a forked one, it may have a holder that is no
+  // more.
   closed_ = true;
 }
 

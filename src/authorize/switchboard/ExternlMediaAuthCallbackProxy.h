@@ -3,6 +3,7 @@
 #include "authorize/switchboard/SwitchboardInterfaces.h"
 #include "foundation/neverFreed.h"
 
+#include <atomic>
 #include <functional>
 #include <map>
 #include <memory>
@@ -98,7 +99,7 @@ class ExternlMediaAuthCallbackProxy : public IBsRequstCallback {
   int forwardRefresh(const std::string& ownerTag, Call&& call);
 
   std::mutex mutex_;  // a leaf: held for a look-up alone
-  bool closed_ = false;
+  std::atomic<bool> closed_ = false;
   std::map<std::string, InterfaceEntry, std::less<>> interfaces_;
   std::map<std::string, OwnerEntry> owners_;
 };
