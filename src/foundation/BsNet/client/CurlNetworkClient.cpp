@@ -105,7 +105,9 @@ IBodySourceClient* bodySourceClient(INetworkClient* client) {
   return live().clients.contains(client) ? static_cast<CurlNetworkClient*>(client) : nullptr;
 }
 
-INetworkClient* makeCurlNetworkClient(const NetSettings& settings) {
+namespace {
+
+INetworkClient* newClient(const NetSettings& settings) {
   const CurlStay stay;
   if (!stay.isGranted() || !isCurlReady()) return nullptr;
   // With the global operators: the interface's own operator delete is for finished clients.
@@ -113,6 +115,14 @@ INetworkClient* makeCurlNetworkClient(const NetSettings& settings) {
   if (client->isUsable()) return client;
   client->destroy();
   return nullptr;
+}
+
+}  // namespace
+
+INetworkClient* makeCurlNetworkClient(const NetSettings& settings) {
+  INetworkClient* const client = newClient(settings);
+  if (client == nullptr) tellOfUnfitCurl();
+  return client;
 }
 
 }  // namespace KBL

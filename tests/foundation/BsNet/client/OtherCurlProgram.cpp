@@ -1,4 +1,5 @@
-// Asks twice for a network client, and prints the log and whether there was one.
+// Asks twice for a network client, and prints the log and whether there was one. The logger waits for a
+// thread that asks as well.
 #include <BsNet/INetworkClient.h>
 #include <BsNet/NetworkClients.h>
 #include <KblLogger/KblLogger.h>
@@ -6,6 +7,7 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <thread>
 
 namespace {
 
@@ -14,6 +16,7 @@ class PrintingLogger : public KBL::IBsLogger {
   bool testSeverity(Severity severity) override { return severity == severityError; }
   void write(Severity, const char*, int, const char*, const std::string& text) override {
     std::printf("log: %s\n", text.c_str());
+    std::thread([] { const KBL::OwnedNetworkClient client(KBL::makeNetworkClient()); }).join();
   }
 };
 
