@@ -175,7 +175,7 @@ class Uploader(OAuth2Uploader):
         if tags:
             self.afterwards("tags", lambda: self._put(wire, place + "/tags", [{"name": tag} for tag in tags]))
         if category:
-            self.afterwards("category", lambda: self._put(wire, place + "/categories", [{"category": category}]))
+            self.afterwards("category", lambda: self._put(wire, place + "/categories", {"category": [category]}))
 
     def _put(self, wire: Wire, path: str, content: Any) -> None:
         self.authorized(wire, lambda login: self._call(wire, login, "PUT", path, json_body(content)))

@@ -20,12 +20,18 @@ constexpr const char* tusVersion = "1.0.0";
 constexpr const char* tusType = "application/offset+octet-stream";
 constexpr std::size_t nameLimit = 128;
 constexpr std::size_t descriptionLimit = 5000;
+constexpr std::size_t mostTags = 20;
+constexpr std::size_t mostCategories = 3;  // two, and one below one of them
 constexpr std::chrono::seconds busyLimit{5};
 constexpr std::array<std::string_view, 7> views{"anybody",  "contacts", "disable", "nobody",
                                                 "password", "unlisted", "users"};
 
 Reply badRequest(const std::string& message) {
   return vimeoError(400, 2204, message);
+}
+
+Reply unreadable(const std::string& message) {
+  return vimeoError(400, 2205, message);
 }
 
 Reply notFound() {
@@ -48,15 +54,29 @@ std::optional<std::uint64_t> sizeOf(const Json::Value& upload) {
   return static_cast<std::uint64_t>(*number);
 }
 
-/// The words of [{"member": WORD}, ...]; nothing for anything else.
-std::optional<std::vector<std::string>> wordsOf(const std::string& body, const char* member) {
+using Words = std::optional<std::vector<std::string>>;
+
+/// The words of [{"name": WORD}, ...]; nothing for anything else.
+Words tagsOf(const std::string& body) {
   const std::optional<Json::Value> list = parseJson(body);
   if (!list || !list->isArray()) return std::nullopt;
   std::vector<std::string> words;
   for (const Json::Value& item : *list) {
-    const std::optional<std::string> word = textMember(item, member);
+    const std::optional<std::string> word = textMember(item, "name");
     if (!word || word->empty()) return std::nullopt;
     words.push_back(*word);
+  }
+  return words;
+}
+
+/// The words of {"category": [WORD, ...]}; nothing for anything else.
+Words categoriesOf(const std::string& body) {
+  const std::optional<Json::Value> value = parseJson(body);
+  if (!value || !value->isObject() || !(*value)["category"].isArray()) return std::nullopt;
+  std::vector<std::string> words;
+  for (const Json::Value& item : (*value)["category"]) {
+    if (!item.isString()) return std::nullopt;
+    words.push_back(item.asString());
   }
   return words;
 }
@@ -92,10 +112,10 @@ Reply VimeoVideos::open(const Call& call) {
   if (!user) return vimeoUnauthorized();
   if (call.request.header("Accept") != accept) return badRequest("The version of the API must be 3.4.");
   if (!call.request.header("Content-Type").value_or("").starts_with("application/json")) {
-    return badRequest("The body must be JSON.");
+    return unreadable("The body must be JSON.");
   }
   const std::optional<Json::Value> video = parseJson(call.body);
-  if (!video || !video->isObject()) return badRequest("The body must be a JSON object.");
+  if (!video || !video->isObject()) return unreadable("The body must be a JSON object.");
   if (auto refused = refusedVideo(*video)) return *refused;
   const std::uint64_t size = sizeOf((*video)["upload"]).value_or(0);
   if (size > VimeoAccount::freeSpace) {
@@ -121,7 +141,7 @@ Reply VimeoVideos::open(const Call& call) {
 
 std::optional<Reply> VimeoVideos::refusedVideo(const Json::Value& video) {
   const Json::Value upload = video.get("upload", Json::Value());
-  if (textMember(upload, "approach") != "tus") return badRequest("upload.approach must be tus.");
+  if (textMember(upload, "approach") != "tus") return vimeoError(400, 2230, "upload.approach must be tus.");
   if (!sizeOf(upload)) return badRequest("upload.size must be a number greater than 0.");
   if (video.isMember("name") && !textMember(video, "name")) return badRequest("name must be a text.");
   if (characterCount(textMember(video, "name").value_or("")) > nameLimit)
@@ -185,22 +205,21 @@ Reply VimeoVideos::receive(const Call& call, UploadBook::Loan& upload) {
   return tusReply(204, {{"Upload-Offset", std::to_string(upload.record().receivedSize)}});
 }
 
-bool VimeoVideos::isTheirs(const Call& call, const std::string& mediaId) const {
-  const std::optional<User> user = userOf(call.request.bearer());
-  const std::optional<UploadRecord> upload = context_.uploads.byMediaId("vimeo", mediaId);
-  return user && upload && upload->openId == user->openId;
-}
-
 /// "VIDEO", "VIDEO/tags", "VIDEO/categories", "VIDEO/pictures" or "VIDEO/pictures/PICTURE".
 Reply VimeoVideos::detail(const Call& call) {
-  if (!userOf(call.request.bearer())) return vimeoUnauthorized();
+  const std::optional<User> user = userOf(call.request.bearer());
+  if (!user) return vimeoUnauthorized();
   const std::size_t slash = std::min(call.rest.find('/'), call.rest.size());
   const std::string mediaId = call.rest.substr(0, slash);
   const std::string what = call.rest.substr(std::min(slash + 1, call.rest.size()));
-  if (!isTheirs(call, mediaId)) return notFound();
-  const UploadRecord upload = context_.uploads.byMediaId("vimeo", mediaId).value_or(UploadRecord());
-  if (call.request.method == "GET" && what.empty()) return look(call, upload);
-  if (call.request.method == "DELETE" && what.empty()) return remove(upload);
+  const std::optional<UploadRecord> upload = context_.uploads.byMediaId("vimeo", mediaId);
+  if (!upload) return notFound();
+  if (upload->openId != user->openId) {
+    // What others may not see is not there.
+    return call.request.method == "GET" ? notFound() : vimeoError(403, 3200, "The video is another user's.");
+  }
+  if (call.request.method == "GET" && what.empty()) return look(call, *upload);
+  if (call.request.method == "DELETE" && what.empty()) return remove(*upload);
   const std::string pictures = "pictures/";
   if (call.request.method == "PUT" && what == "tags") return setTags(call, mediaId);
   if (call.request.method == "PUT" && what == "categories") return setCategories(call, mediaId);
@@ -231,18 +250,20 @@ Reply VimeoVideos::remove(const UploadRecord& upload) {
 }
 
 Reply VimeoVideos::setTags(const Call& call, const std::string& mediaId) {
-  const std::optional<std::vector<std::string>> tags = wordsOf(call.body, "name");
+  const Words tags = tagsOf(call.body);
   if (!tags) return badRequest("The tags must be an array of objects with a name.");
+  if (tags->size() > mostTags) return vimeoError(403, 3200, "The video has room for 20 tags.");
   context_.uploads.annotate("vimeo", mediaId, "tags", arrayOf(*tags));
   context_.state.save();
   return json(Json::Value(Json::objectValue));
 }
 
 Reply VimeoVideos::setCategories(const Call& call, const std::string& mediaId) {
-  const std::optional<std::vector<std::string>> categories = wordsOf(call.body, "category");
-  if (!categories) return badRequest("The categories must be an array of objects with a category.");
+  const Words categories = categoriesOf(call.body);
+  if (!categories || categories->empty()) return badRequest("category must be an array of names.");
+  if (categories->size() > mostCategories) return badRequest("There is room for two categories and a part.");
   if (!std::all_of(categories->begin(), categories->end(), isVimeoCategory)) {
-    return badRequest("There is no such category.");
+    return vimeoError(404, 5000, "There is no such category.");
   }
   context_.uploads.annotate("vimeo", mediaId, "categories", arrayOf(*categories));
   context_.state.save();

@@ -29,7 +29,6 @@ class VimeoVideos final : public OauthService {
   Reply showPicture(const Call& call, const std::string& mediaId, const std::string& picture);
   Reply takePicture(const Call& call);
   /// The video of "VIDEO/..." when it is the caller's.
-  [[nodiscard]] bool isTheirs(const Call& call, const std::string& mediaId) const;
 };
 
 }  // namespace sandbox

@@ -138,7 +138,8 @@ TEST_F(VimeoScripts, VideoTellsWhetherItsUploadIsCompleteAndCanBeRemoved) {
 
   const std::string other = server.issueTokens(Platform::vimeo, server.users()[1].openId).accessToken;
   EXPECT_EQ(client.get(target).status, 401);
-  EXPECT_EQ(client.remove(target, {bearer(other)}).status, 404);
+  EXPECT_EQ(client.get(target, {bearer(other)}).status, 404) << "what others may not see is not there";
+  EXPECT_EQ(client.remove(target, {bearer(other)}).status, 403);
   EXPECT_EQ(client.remove(target, {bearer(accessToken)}).status, 204);
   EXPECT_EQ(client.remove(target, {bearer(accessToken)}).status, 404);
   EXPECT_EQ(client.head(link, {{"Tus-Resumable", "1.0.0"}}).status, 404);
@@ -150,14 +151,25 @@ TEST_F(VimeoScripts, OpeningIsStrict) {
           .status,
       400)
       << "no version";
+  EXPECT_EQ(client
+                .post("/vimeo/me/videos", video(5),
+                      {bearer(accessToken), {"Accept", accept}, {"Content-Type", "text/plain"}})
+                .json()["error_code"],
+            2205);
+  EXPECT_EQ(open("no json").json()["error_code"], 2205);
+  EXPECT_EQ(open(R"({"upload":{"approach":"post","size":"5"}})").json()["error_code"], 2230);
   for (const std::string& body :
-       {std::string("no json"), std::string("[]"),
-        std::string(R"({"upload":{"approach":"post","size":"5"}})"), video(0),
-        std::string(R"({"upload":{"approach":"tus"}})"), video(5, R"(,"name":7)"),
-        video(5, ",\"name\":\"" + std::string(129, 'n') + "\""), video(5, R"(,"privacy":{"view":"SELF"})"),
-        video(5, R"(,"description":[])")}) {
+       {std::string("[]"), video(0), std::string(R"({"upload":{"approach":"tus"}})"),
+        video(5, R"(,"name":7)"), video(5, ",\"name\":\"" + std::string(129, 'n') + "\""),
+        video(5, ",\"description\":\"" + std::string(5001, 'd') + "\""),
+        video(5, R"(,"privacy":{"view":"SELF"})"), video(5, R"(,"description":[])")}) {
     EXPECT_EQ(open(body).status, 400) << body;
   }
+  EXPECT_EQ(open(video(5, ",\"name\":\"" + std::string(128, 'n') + "\",\"description\":\"" +
+                              std::string(5000, 'd') + "\",\"license\":\"by\""))
+                .status,
+            201)
+      << "as long as they may be, and a member that nobody here knows";
   EXPECT_EQ(open(video(std::size_t{6} << 30)).status, 403) << "more than the space that is left";
   accessToken = "unknown";
   EXPECT_EQ(open(video(5)).status, 401);
@@ -216,7 +228,7 @@ TEST_F(VimeoScripts, DetailsAreKeptWithTheVideo) {
   const Fields headers{bearer(accessToken), {"Content-Type", "application/json"}};
 
   EXPECT_EQ(client.put(uri + "/tags", R"([{"name":"a"},{"name":"b"}])", headers).status, 200);
-  EXPECT_EQ(client.put(uri + "/categories", R"([{"category":"music"}])", headers).status, 201);
+  EXPECT_EQ(client.put(uri + "/categories", R"({"category":["music"]})", headers).status, 201);
   const Answer picture = client.post(uri + "/pictures", "", headers);
   ASSERT_EQ(picture.status, 201);
   EXPECT_EQ(client.put(targetOf(picture.json()["link"].asString()), "jpeg", {{"Content-Type", "image/jpeg"}})
@@ -238,9 +250,25 @@ TEST_F(VimeoScripts, DetailsAreStrict) {
   const Fields headers{bearer(accessToken), {"Content-Type", "application/json"}};
   const Fields stranger{bearer(server.issueTokens(Platform::vimeo, server.users()[1].openId).accessToken)};
 
-  EXPECT_EQ(client.put(uri + "/tags", R"(["a"])", headers).status, 400);
-  EXPECT_EQ(client.put(uri + "/categories", R"([{"category":"fishing"}])", headers).status, 400);
-  EXPECT_EQ(client.put(uri + "/tags", R"([{"name":"a"}])", stranger).status, 404);
+  const auto categories = [&](const std::string& body) {
+    return client.put(uri + "/categories", body, headers).status;
+  };
+  std::string tags = R"([{"name":"a"})";
+  for (int count = 1; count < 20; ++count) tags += R"(,{"name":"a"})";
+
+  for (const char* body : {"", R"(["a"])", R"({"name":"a"})", R"([{"name":""}])", R"([{"tag":"a"}])"}) {
+    EXPECT_EQ(client.put(uri + "/tags", body, headers).status, 400) << body;
+  }
+  EXPECT_EQ(client.put(uri + "/tags", tags + "]", headers).status, 200);
+  EXPECT_EQ(client.put(uri + "/tags", tags + R"(,{"name":"a"}])", headers).status, 403) << "more than 20";
+  for (const char* body : {"", R"([{"category":"music"}])", R"({"category":"music"})", R"({"category":[]})",
+                           R"({"category":[7]})", R"({"category":["music","food","comedy","travel"]})"}) {
+    EXPECT_EQ(categories(body), 400) << body;
+  }
+  EXPECT_EQ(categories(R"({"category":["fishing"]})"), 404);
+  EXPECT_EQ(client.put(uri + "/tags", R"([{"name":"a"}])", stranger).status, 403);
+  EXPECT_EQ(client.put(uri + "/categories", R"({"category":["music"]})", stranger).status, 403);
+  EXPECT_EQ(client.post(uri + "/pictures", "", stranger).status, 403);
   EXPECT_EQ(client.put("/vimeo/videos/1/tags", R"([{"name":"a"}])", headers).status, 404);
   EXPECT_EQ(client.put(uri + "/likes", "[]", headers).status, 405);
   EXPECT_EQ(client.patch(uri + "/pictures/1", R"({"active":true})", headers).status, 404);
@@ -248,8 +276,12 @@ TEST_F(VimeoScripts, DetailsAreStrict) {
   EXPECT_EQ(client.patch("/vimeo" + picture.json()["uri"].asString(), R"({"active":true})", headers).status,
             404)
       << "no bytes yet";
-  EXPECT_EQ(client.put(targetOf(picture.json()["link"].asString()), "text", {{"Content-Type", "text/plain"}})
-                .status,
+  const std::string link = targetOf(picture.json()["link"].asString());
+  EXPECT_EQ(client.put(link, "text", {{"Content-Type", "text/plain"}}).status, 400);
+  EXPECT_EQ(client.put(link, "", {{"Content-Type", "image/jpeg"}}).status, 400);
+  EXPECT_EQ(client.put(link + "0", "jpeg", {{"Content-Type", "image/jpeg"}}).status, 404);
+  ASSERT_EQ(client.put(link, "jpeg", {{"Content-Type", "image/jpeg"}}).status, 200);
+  EXPECT_EQ(client.patch("/vimeo" + picture.json()["uri"].asString(), R"({"active":1})", headers).status,
             400);
 }
 
