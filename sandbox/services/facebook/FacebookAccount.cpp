@@ -1,10 +1,9 @@
 #include "sandbox/services/facebook/FacebookAccount.h"
 
 #include "sandbox/base/Text.h"
+#include "sandbox/services/GraphFields.h"
 #include "sandbox/services/GraphPaths.h"
 #include "sandbox/services/facebook/FacebookError.h"
-
-#include <sstream>
 
 namespace sandbox {
 
@@ -71,18 +70,14 @@ Reply FacebookAccount::tokenReply(const std::string& openId, std::chrono::second
 Reply FacebookAccount::profile(const Call& call) const {
   const std::optional<User> user = userOf(facebookToken(call, call.request.query));
   if (!user) return facebookUnauthorized();
+  const std::string fields = call.request.parameter("fields").value_or("id,name");
+  const std::string strange = strangeGraphField(fields, {"id", "name", "email"});
+  if (!strange.empty()) return facebookNoSuchField(strange);
   Json::Value value;
   value["id"] = user->openId;  // with any fields
-  std::istringstream wanted(call.request.parameter("fields").value_or("id,name"));
-  for (std::string field; std::getline(wanted, field, ',');) {
-    if (field == "id") continue;
-    if (field == "name") {
-      value["name"] = user->name;
-    } else if (field == "email") {
-      value["email"] = user->email;
-    } else {
-      return facebookBadParameter("Tried accessing nonexisting field (" + field + ")");
-    }
+  for (const std::string& field : graphFields(fields)) {
+    if (field == "name") value["name"] = user->name;
+    if (field == "email") value["email"] = user->email;
   }
   return json(value);
 }

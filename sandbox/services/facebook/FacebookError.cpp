@@ -31,4 +31,8 @@ Reply facebookBadParameter(const std::string& message) {
   return facebookError(100, "(#100) " + message);
 }
 
+Reply facebookNoSuchField(const std::string& name) {
+  return facebookBadParameter("Tried accessing nonexisting field (" + name + ")");
+}
+
 }  // namespace sandbox

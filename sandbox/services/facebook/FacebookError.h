@@ -14,5 +14,6 @@ namespace sandbox {
 /// A missing, unknown, expired or revoked token.
 [[nodiscard]] Reply facebookUnauthorized();
 [[nodiscard]] Reply facebookBadParameter(const std::string& message);
+[[nodiscard]] Reply facebookNoSuchField(const std::string& name);
 
 }  // namespace sandbox

@@ -1,10 +1,10 @@
 #include "sandbox/services/facebook/FacebookGraph.h"
 
 #include "sandbox/base/Text.h"
+#include "sandbox/services/GraphFields.h"
 
 #include <algorithm>
 #include <array>
-#include <sstream>
 
 namespace sandbox {
 
@@ -86,8 +86,7 @@ Json::Value FacebookGraph::filtered(const Call& call, const Json::Value& entry) 
   if (!wanted) return entry;
   Json::Value value;
   value["id"] = entry["id"];
-  std::istringstream names(*wanted);
-  for (std::string name; std::getline(names, name, ',');) {
+  for (const std::string& name : graphFields(*wanted)) {
     if (entry.isMember(name)) value[name] = entry[name];
   }
   return value;
@@ -95,11 +94,7 @@ Json::Value FacebookGraph::filtered(const Call& call, const Json::Value& entry) 
 
 /// The first of the request's "fields" that the kind of entry does not have; empty when it has them all.
 std::string FacebookGraph::strangeField(const Call& call, std::initializer_list<std::string_view> known) {
-  std::istringstream names(call.request.parameter("fields").value_or("id"));
-  for (std::string name; std::getline(names, name, ',');) {
-    if (std::find(known.begin(), known.end(), name) == known.end()) return name;
-  }
-  return {};
+  return strangeGraphField(call.request.parameter("fields").value_or("id"), known);
 }
 
 Reply FacebookGraph::noSuchField(const Call& call, const std::string& name) {

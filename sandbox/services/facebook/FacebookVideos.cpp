@@ -2,13 +2,13 @@
 
 #include "sandbox/base/JsonText.h"
 #include "sandbox/base/Text.h"
+#include "sandbox/services/GraphFields.h"
 #include "sandbox/services/GraphPaths.h"
 #include "sandbox/services/facebook/FacebookAccount.h"
 #include "sandbox/services/facebook/FacebookError.h"
 
 #include <algorithm>
 #include <array>
-#include <sstream>
 
 namespace sandbox {
 
@@ -157,17 +157,14 @@ Reply FacebookVideos::look(const Call& call) {
   if (!user) return facebookUnauthorized();
   const std::optional<UploadRecord> upload = theirs(call, user->openId);
   if (!upload) return noSuchObject(call.rest);
+  const std::string fields = call.request.parameter("fields").value_or("id");
+  const std::string strange = strangeGraphField(fields, {"id", "status", "published"});
+  if (!strange.empty()) return facebookNoSuchField(strange);
   Json::Value value;
   value["id"] = upload->mediaId;
-  std::istringstream wanted(call.request.parameter("fields").value_or("id"));
-  for (std::string field; std::getline(wanted, field, ',');) {
-    if (field == "status") {
-      value["status"] = statusOf(*upload);
-    } else if (field == "published") {
-      value["published"] = upload->complete;
-    } else if (field != "id") {
-      return facebookBadParameter("Tried accessing nonexisting field (" + field + ")");
-    }
+  for (const std::string& field : graphFields(fields)) {
+    if (field == "status") value["status"] = statusOf(*upload);
+    if (field == "published") value["published"] = upload->complete;
   }
   return json(value);
 }

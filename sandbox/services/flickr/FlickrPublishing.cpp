@@ -18,6 +18,7 @@ constexpr const char* restPath = "/flickr-scripts/rest";
 constexpr const char* uploadPath = "/flickr-scripts/upload";
 constexpr int fileMissing = 2;
 constexpr int badSignature = 96;
+constexpr int noSignature = 97;
 constexpr int badToken = 98;
 constexpr int badKey = 100;
 constexpr int unknownFormat = 111;
@@ -159,6 +160,9 @@ FlickrPublishing::Caller FlickrPublishing::callerOf(const Call& call, const Form
   const OauthOneCheck::Verdict verdict = check_.check(call, fields, OauthOneCheck::secretOf(token));
   if (verdict == OauthOneCheck::Verdict::unknownKey) {
     return {std::nullopt, badKey, "Invalid API Key (Key has invalid format)"};
+  }
+  if (verdict == OauthOneCheck::Verdict::missingSignature) {
+    return {std::nullopt, noSignature, "Missing signature"};
   }
   if (!user) return {std::nullopt, badToken, "Invalid auth token"};
   if (verdict == OauthOneCheck::Verdict::good) return {std::move(user), 0, {}};

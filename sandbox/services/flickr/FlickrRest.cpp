@@ -22,9 +22,13 @@ constexpr const char* photoPath = "/flickr/farm";
 constexpr const char* method = "flickr.photos.getWithoutGeoData";
 constexpr const char* serverNumber = "65535";
 constexpr const char* photoSecret = "5ec4e7";
+constexpr const char* originalSecret = "0719";
 constexpr std::size_t usualPage = 100;
 constexpr std::size_t largestPage = 500;
 
+Reply missingSignature() {
+  return flickrError(97, "Missing signature");
+}
 Reply invalidSignature() {
   return flickrError(96, "Invalid signature");
 }
@@ -71,6 +75,7 @@ std::vector<std::pair<std::string, std::string>> FlickrRest::urlKeys() const {
 Reply FlickrRest::md5Request(const Call& call) const {
   const auto text = [&](const char* name) { return call.request.parameter(name).value_or(""); };
   if (text("api_key") != flickrApplicationKey) return invalidKey();
+  if (text("api_sig").empty()) return missingSignature();
   if (text("api_sig") != flickrMd5Signature(flickrApplicationSecret, call.request.query)) {
     return invalidSignature();
   }
@@ -82,6 +87,7 @@ Reply FlickrRest::oauthRequest(const Call& call) const {
   const auto text = [&](const char* name) { return call.request.parameter(name).value_or(""); };
   const std::optional<std::string> application = applicationSecret(text("oauth_consumer_key"));
   if (!application || text("api_key") != text("oauth_consumer_key")) return invalidKey();
+  if (text("oauth_signature").empty()) return missingSignature();
   const bool isWellFormed = text("oauth_signature_method") == "HMAC-SHA1" && text("oauth_version") == "1.0" &&
                             !text("oauth_nonce").empty() && isTimely(text("oauth_timestamp"));
   if (!isWellFormed) return invalidSignature();
@@ -126,7 +132,10 @@ Reply FlickrRest::photos(const Call& call, std::size_t user) const {
   const std::size_t perPage = std::min(countParameter(call, "per_page", usualPage), largestPage);
   const std::size_t page = countParameter(call, "page", 1);
   const std::size_t total = library_.flickrCount(user);
-  const std::string extras = call.request.parameter("extras").value_or("");
+  const std::string extras = "," + call.request.parameter("extras").value_or("") + ",";
+  const auto asksFor = [&](const char* extra) {
+    return extras.find(std::string(",") + extra + ",") != std::string::npos;
+  };
   Json::Value value;
   value["photos"]["page"] = Json::UInt64(page);
   value["photos"]["pages"] = Json::UInt64((total + perPage - 1) / perPage);
@@ -135,7 +144,7 @@ Reply FlickrRest::photos(const Call& call, std::size_t user) const {
   value["photos"]["photo"] = Json::Value(Json::arrayValue);
   const std::size_t begin = std::min((page - 1) * perPage, total);
   for (std::size_t place = begin; place < std::min(begin + perPage, total); ++place) {
-    value["photos"]["photo"].append(photo(user, place, extras.find("url_o") != std::string::npos));
+    value["photos"]["photo"].append(photo(user, place, asksFor("original_format"), asksFor("url_o")));
   }
   value["stat"] = "ok";
   Reply reply = json(value);
@@ -144,7 +153,7 @@ Reply FlickrRest::photos(const Call& call, std::size_t user) const {
 }
 
 /// Every tenth photo keeps its original to itself.
-Json::Value FlickrRest::photo(std::size_t user, std::size_t place, bool withOriginal) const {
+Json::Value FlickrRest::photo(std::size_t user, std::size_t place, bool withFormat, bool withUrl) const {
   const MediaLibrary::Picture picture = MediaLibrary::loosePicture(user, place);
   Json::Value value;
   value["id"] = picture.id;
@@ -152,8 +161,12 @@ Json::Value FlickrRest::photo(std::size_t user, std::size_t place, bool withOrig
   value["server"] = serverNumber;
   value["farm"] = static_cast<int>(place % 3) + 5;
   value["title"] = "Photo " + std::to_string(place + 1);
-  if (withOriginal && place % 10 != 9) {
+  const bool isShown = place % 10 != 9;
+  if (withFormat && isShown) {
+    value["originalsecret"] = originalSecret;
     value["originalformat"] = "jpg";
+  }
+  if (withUrl && isShown) {
     value["url_o"] = pictureUrl(picture.id, picture.width, picture.height);
     value["width_o"] = picture.width;
     value["height_o"] = picture.height;

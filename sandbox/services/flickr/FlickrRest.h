@@ -28,7 +28,7 @@ class FlickrRest final : public MediaService {
   [[nodiscard]] Reply md5Request(const Call& call) const;
   [[nodiscard]] Reply oauthRequest(const Call& call) const;
   [[nodiscard]] Reply photos(const Call& call, std::size_t user) const;
-  [[nodiscard]] Json::Value photo(std::size_t user, std::size_t place, bool withOriginal) const;
+  [[nodiscard]] Json::Value photo(std::size_t user, std::size_t place, bool withFormat, bool withUrl) const;
   [[nodiscard]] static Reply thumbnail(const Call& call);
 
   const std::shared_ptr<NonceBook> nonces_;  ///< shared with all else that is signed at Flickr

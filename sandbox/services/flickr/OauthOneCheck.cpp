@@ -48,6 +48,7 @@ OauthOneCheck::Verdict OauthOneCheck::check(const Call& call, const FormFields& 
   const std::string key = fieldText(fields, "oauth_consumer_key");
   const SandboxOptions& known = context_.options;
   if (key.empty() || (!known.appId.empty() && key != known.appId)) return Verdict::unknownKey;
+  if (fieldText(fields, "oauth_signature").empty()) return Verdict::missingSignature;
   const bool rightMethod = fieldText(fields, "oauth_signature_method") == "HMAC-SHA1" &&
                            fieldOf(fields, "oauth_version").value_or("1.0") == "1.0";
   if (!rightMethod || fieldText(fields, "oauth_nonce").empty()) return Verdict::missingField;
@@ -72,6 +73,7 @@ const char* OauthOneCheck::problemWord(Verdict verdict) {
     case Verdict::usedNonce:
       return "nonce_used";
     case Verdict::missingField:
+    case Verdict::missingSignature:
       return "parameter_absent";
     case Verdict::good:
       break;

@@ -11,7 +11,15 @@ class OauthOneCheck {
  public:
   OauthOneCheck(const ServiceContext& context, NonceBook& nonces) : context_(context), nonces_(nonces) {}
 
-  enum class Verdict { good, unknownKey, badSignature, badTimestamp, usedNonce, missingField };
+  enum class Verdict {
+    good,
+    unknownKey,
+    badSignature,
+    badTimestamp,
+    usedNonce,
+    missingField,
+    missingSignature
+  };
   /// `fields` are those of the query, the Authorization header and the form; `tokenSecret` is empty where no
   /// token takes part.
   Verdict check(const Call& call, const FormFields& fields, const std::string& tokenSecret);

@@ -118,10 +118,12 @@ Reply GoogleAccount::setThumbnail(const Call& call) {
                        "videoNotFound");
   }
   if (upload->openId != user->openId) return googleError(403, "Forbidden", "forbidden");
-  const std::string type = call.request.header("Content-Type").value_or("");
-  const bool isImage = type.starts_with("image/") || type == "application/octet-stream";
-  if (!isImage || call.body.empty()) {
+  if (call.body.empty()) {
     return googleError(400, "The request does not include the image content.", "mediaBodyRequired");
+  }
+  const std::string type = call.request.header("Content-Type").value_or("");
+  if (type != "image/jpeg" && type != "image/png" && type != "application/octet-stream") {
+    return googleError(400, "The provided image content is invalid.", "invalidImage");
   }
   if (call.body.size() > thumbnailLimit) return googleError(413, "The image is too large.", "uploadTooLarge");
   Sha256 hash;

@@ -1,6 +1,7 @@
 #include "sandbox/services/instagram/InstagramAccount.h"
 
 #include "sandbox/base/MediaAccounts.h"
+#include "sandbox/services/GraphFields.h"
 #include "sandbox/services/GraphPaths.h"
 #include "sandbox/services/facebook/FacebookError.h"
 
@@ -69,6 +70,8 @@ Reply InstagramAccount::accounts(const Call& call) const {
   const std::optional<User> user = userOf(call.request.parameter("access_token").value_or(""));
   if (!user) return facebookUnauthorized();
   const std::string fields = call.request.parameter("fields").value_or("id,name");
+  const std::string strange = strangeGraphField(fields, {"id", "name", "instagram_business_account"});
+  if (!strange.empty()) return facebookNoSuchField(strange);
   const bool wantsAccount = fields.find("instagram_business_account{id,username}") != std::string::npos;
   Json::Value plain;
   plain["id"] = "1" + user->openId;

@@ -3,6 +3,7 @@
 #include "sandbox/base/JsonText.h"
 #include "sandbox/base/MediaAccounts.h"
 #include "sandbox/base/Text.h"
+#include "sandbox/services/GraphFields.h"
 #include "sandbox/services/GraphPaths.h"
 #include "sandbox/services/facebook/FacebookError.h"
 #include "sandbox/services/instagram/InstagramAccount.h"
@@ -40,6 +41,16 @@ std::optional<std::uint64_t> numberHeader(const Call& call, const char* name) {
   unsigned long long number = 0;
   const bool sound = parseNumber(call.request.header(name).value_or(""), number);
   return sound ? std::optional<std::uint64_t>(number) : std::nullopt;
+}
+
+/// Refuses a field that none of the objects of its kind has.
+std::optional<Reply> refusedFields(const std::string& fields, std::initializer_list<std::string_view> known) {
+  const std::string strange = strangeGraphField(fields, known);
+  return strange.empty() ? std::nullopt : std::optional(facebookNoSuchField(strange));
+}
+
+std::optional<Reply> refusedMediaFields(const std::string& fields) {
+  return refusedFields(fields, {"id", "caption", "media_product_type", "permalink", "timestamp"});
 }
 
 bool asksFor(const std::string& fields, const std::string& field) {
@@ -202,8 +213,12 @@ Reply InstagramReels::look(const Call& call) {
   const std::optional<User> user = userOf(call.request.parameter("access_token").value_or(""));
   if (!user) return facebookUnauthorized();
   const std::string fields = call.request.parameter("fields").value_or("id");
-  if (call.rest == user->openId + "/media") return published(*user, fields);
+  if (call.rest == user->openId + "/media") {
+    const auto refused = refusedMediaFields(fields);
+    return refused ? *refused : published(*user, fields);
+  }
   if (call.rest == user->openId) {
+    if (const auto refused = refusedFields(fields, {"id", "username"})) return *refused;
     Json::Value value;
     value["id"] = user->openId;
     if (asksFor(fields, "username")) value["username"] = accountName(*user);
@@ -213,10 +228,14 @@ Reply InstagramReels::look(const Call& call) {
   if (const auto container = context_.uploads.borrow(call.rest, busyLimit)) {
     const UploadRecord& upload = container->record();
     const bool theirs = upload.service == "instagram" && upload.openId == user->openId;
-    if (theirs) return json(statusOf(upload, fields));
+    const auto refused = refusedFields(fields, {"id", "status", "status_code", "video_status"});
+    if (theirs) return refused ? *refused : json(statusOf(upload, fields));
   }
   const std::optional<UploadRecord> media = context_.uploads.byMediaId("instagram", call.rest);
-  if (media && media->complete && media->openId == user->openId) return json(mediaOf(*media, fields));
+  if (media && media->complete && media->openId == user->openId) {
+    const auto refused = refusedMediaFields(fields);
+    return refused ? *refused : json(mediaOf(*media, fields));
+  }
   return facebookError(100, "Unsupported get request. Object with ID '" + call.rest + "' does not exist.",
                        33);
 }

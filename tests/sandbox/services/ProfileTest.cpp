@@ -51,7 +51,18 @@ TEST_F(Profile, GoogleRefusesWithItsOwnErrorShape) {
     EXPECT_EQ(answer.json()["error"]["code"], 401);
     EXPECT_EQ(answer.json()["error"]["message"], "Invalid Credentials");
   }
+  const std::string path = "/google/oauth2/v2/userinfo?alt=";
   EXPECT_EQ(client.get("/google/oauth2/v2/userinfo?access_token=" + token(Platform::youtube)).status, 400);
+  EXPECT_EQ(client.get(path + "media&access_token=" + token(Platform::youtube)).status, 400);
+  EXPECT_EQ(client.get(path + "json").status, 401);
+  EXPECT_EQ(client.get(path + "json", {bearer(token(Platform::youtube))}).status, 200);
+}
+
+TEST_F(Profile, MethodsAreFixed) {
+  EXPECT_EQ(client.post("/google/oauth2/v2/userinfo?alt=json", "").status, 405);
+  EXPECT_EQ(client.post("/youtube/v3/videoCategories?part=snippet", "").status, 405);
+  EXPECT_EQ(client.get("/tiktok/user/info/").status, 405);
+  EXPECT_EQ(client.post("/douyin/oauth/userinfo/", "").status, 405);
 }
 
 TEST_F(Profile, ExpiredAndRevokedTokensAreRefused) {
@@ -96,7 +107,9 @@ TEST_F(Profile, CategoriesCheckBearerAndQuery) {
   const std::string good = token(Platform::youtube);
 
   EXPECT_EQ(categories("unknown").status, 401);
+  EXPECT_EQ(categories(good, "part=snippet&regionCode=US").status, 200) << "alt may be left out";
   EXPECT_EQ(categories(good, "part=id&regionCode=us&alt=json").status, 400);
+  EXPECT_EQ(categories(good, "part=snippet&alt=json").status, 400);
   EXPECT_EQ(categories(good, "part=snippet&regionCode=xx&alt=json").json()["error"]["code"], 400);
   EXPECT_EQ(client.get("/youtube/v3/videoCategories?part=snippet&regionCode=us&access_token=" + good).status,
             401);
@@ -115,6 +128,15 @@ TEST_F(Profile, TiktokAnswersTheFieldsThatWereAsked) {
   EXPECT_FALSE(answer["data"]["user"].isMember("union_id"));
 }
 
+TEST_F(Profile, TiktokKnowsSevenFields) {
+  const Json::Value answer = tiktok(
+      R"({"access_token":")" + token(Platform::tiktok) +
+      R"(","fields":["open_id","union_id","avatar_url","avatar_url_100","avatar_url_200","avatar_large_url","display_name"]})");
+
+  EXPECT_EQ(answer["error"]["code"], 0);
+  EXPECT_EQ(answer["data"]["user"].size(), 7U);
+}
+
 TEST_F(Profile, TiktokHasFieldsOfItsOwnChoiceUnlessAsked) {
   const Json::Value answer = tiktok(R"({"access_token":")" + token(Platform::tiktok) + R"(","open_id":"x"})");
 
@@ -128,6 +150,7 @@ TEST_F(Profile, TiktokRefusesWithItsOwnErrorShape) {
 
   EXPECT_EQ(tiktok("no json")["error"]["code"], 2100005);
   EXPECT_EQ(tiktok("[]")["error"]["code"], 2100005);
+  EXPECT_EQ(tiktok(R"({"fields":["open_id"]})")["error"]["code"], 2100005);
   EXPECT_EQ(tiktok("{\"access_token\":7" + fields)["error"]["code"], 2100005);
   for (const char* wanted : {R"(["shoe_size"])", "[]", "[7]", R"("open_id")", "null"}) {
     const std::string body = R"({"access_token":")" + good + R"(","fields":)" + wanted + "}";
@@ -154,6 +177,7 @@ TEST_F(Profile, DouyinRefusesWithItsOwnErrorShape) {
   const std::string good = token(Platform::douyin);
 
   EXPECT_EQ(douyin("unknown", user.openId)["data"]["error_code"], 2190002);
+  EXPECT_EQ(douyin("", user.openId)["data"]["error_code"], 2100005);
   EXPECT_EQ(douyin(good, "")["data"]["error_code"], 2100005);
   EXPECT_EQ(douyin(good, server.users()[1].openId)["data"]["error_code"], 2190015);
   server.expireAccessTokens();

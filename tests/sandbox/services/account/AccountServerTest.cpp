@@ -67,6 +67,7 @@ TEST_F(AccountServer, CredentialsCheckEveryMember) {
   EXPECT_EQ(credentials(R"({"app_secret":"sandbox-app-secret","grant_type":"password"})")["code"], 40002);
   EXPECT_EQ(credentials(R"({"grant_type":"client_credentials"})")["code"], 40002);
   EXPECT_EQ(credentials(R"({"app_secret":7,"grant_type":"client_credentials"})")["code"], 40002);
+  EXPECT_EQ(credentials(R"({"app_secret":"","grant_type":"client_credentials"})")["code"], 40002);
 }
 
 TEST_F(AccountServer, ContentTypeDoesNotMatter) {
@@ -116,7 +117,10 @@ TEST_F(AccountServer, SessionChecksEveryMember) {
   EXPECT_EQ(session(R"({"platform":"0","use_client":1,"is_callback_token":1})")["code"], 40002);
   EXPECT_EQ(session(R"({"platform":0.0,"use_client":1,"is_callback_token":1})")["code"], 40002);
   EXPECT_EQ(session(R"({"platform":0,"is_callback_token":1})")["code"], 40002);
+  EXPECT_EQ(session(R"({"platform":0,"use_client":"1","is_callback_token":1})")["code"], 40002);
   EXPECT_EQ(session(R"({"platform":0,"use_client":1})")["code"], 40002);
+  EXPECT_EQ(session(R"({"platform":0,"use_client":1,"is_callback_token":1,"scope":[7]})")["code"], 40002);
+  EXPECT_EQ(session(R"({"platform":0,"use_client":1,"is_callback_token":1,"url":7})")["code"], 40002);
   EXPECT_EQ(session(R"({"platform":0,"use_client":1,"is_callback_token":0})")["code"], 40002);
   EXPECT_EQ(session(R"({"platform":0,"use_client":1,"is_callback_token":1,"scope":"a"})")["code"], 40002);
   EXPECT_EQ(session(R"({"platform":0,"use_client":1,"is_callback_token":1,"scope":[]})")["code"], 40002);
@@ -292,6 +296,8 @@ TEST_F(AccountServer, RefreshRefusesWhatIsNoLiveRefreshToken) {
   EXPECT_EQ(refresh(tokens.accessToken)["code"], 40103);
   EXPECT_EQ(refresh("")["code"], 40002);
   EXPECT_EQ(client.post("/account/token", "{}", {bearer(accountToken)}).json()["code"], 40002);
+  EXPECT_EQ(client.post("/account/token", R"({"refresh_token":7})", {bearer(accountToken)}).json()["code"],
+            40002);
   EXPECT_EQ(client.post("/account/token", "", {bearer(accountToken)}).json()["code"], 40001);
   server.revokeTokens(tokens.accessToken.empty() ? "" : server.users()[0].openId);
   EXPECT_EQ(refresh(tokens.refreshToken)["code"], 40103);
@@ -322,11 +328,14 @@ TEST_F(AccountServer, ConsumeWantsTwoIntegers) {
   EXPECT_EQ(consume(R"({"use_client":"1","action_type":3})")["code"], 40002);
   EXPECT_EQ(consume(R"({"use_client":1,"action_type":"3"})")["code"], 40002);
   EXPECT_EQ(consume(R"({"use_client":1})")["code"], 40002);
+  EXPECT_EQ(consume(R"({"action_type":3})")["code"], 40002);
   EXPECT_EQ(consume("")["code"], 40001);
 }
 
 TEST_F(AccountServer, MethodsAreFixed) {
-  EXPECT_EQ(client.get("/account/session").status, 405);
+  for (const char* path : {"client_credentials", "session", "token", "consume"}) {
+    EXPECT_EQ(client.get(std::string("/account/") + path).status, 405) << path;
+  }
   EXPECT_EQ(client.post("/account/code/x", "").status, 405);
   EXPECT_EQ(client.get("/account/nothing").status, 404);
 }

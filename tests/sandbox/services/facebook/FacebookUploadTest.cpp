@@ -93,6 +93,17 @@ TEST_F(FacebookScripts, CodeIsGoodOnceAndForItsOwnLoginOnly) {
   EXPECT_EQ(code(refused("code", codeFrom(client, "/vimeo/oauth/authorize"))), 100) << "another service's";
 }
 
+TEST_F(FacebookScripts, TokenIsTradedForItsApplicationOnly) {
+  const Fields trade{{"grant_type", "fb_exchange_token"},
+                     {"client_id", appId},
+                     {"client_secret", appSecret},
+                     {"fb_exchange_token", accessToken}};
+  EXPECT_EQ(token(trade).status, 200);
+  EXPECT_EQ(token(with(trade, "fb_exchange_token", "unknown")).status, 401);
+  EXPECT_EQ(code(token(with(trade, "fb_exchange_token", "unknown"))), 190);
+  EXPECT_EQ(code(token(with(trade, "client_secret", "wrong"))), 1);
+}
+
 TEST_F(FacebookScripts, ProfileTellsTheFieldsThatWereAskedFor) {
   const auto me = [&](const std::string& fields) {
     return client.get(targetWith("/facebook/v24.0/me", {{"fields", fields}, {"access_token", accessToken}}));
@@ -235,6 +246,10 @@ TEST_F(FacebookScripts, SessionIsItsUsersAlone) {
 
 TEST_F(FacebookScripts, PhasesCheckTheirFields) {
   EXPECT_EQ(code(start(0)), 100);
+  for (const char* size : {"", "many", "-1"}) {
+    const Fields opening{{"access_token", accessToken}, {"upload_phase", "start"}, {"file_size", size}};
+    EXPECT_EQ(code(client.post(videos, formOf(opening), {formType()})), 100) << size;
+  }
   const std::string session = start(10).json()["upload_session_id"].asString();
   EXPECT_EQ(code(client.post(videos, formOf({{"access_token", accessToken}, {"upload_phase", "begin"}}),
                              {formType()})),

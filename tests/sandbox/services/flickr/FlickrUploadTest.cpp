@@ -77,12 +77,19 @@ class FlickrScripts : public testing::Test {
     std::vector<FormPart> parts;
     for (const auto& [name, value] : sent.empty() ? fields : sent) parts.push_back({name, value});
     if (!bytes.empty()) parts.push_back({"photo", bytes, "a.mp4", "video/mp4"});
-    const Multipart form = multipart(parts);
+    return post(multipart(parts), signedFields("POST", uploadPath, fields, pair));
+  }
+  Answer post(const Multipart& form, const Fields& oauth) {
     std::string header = "OAuth realm=\"x\"";
-    for (const auto& [name, value] : signedFields("POST", uploadPath, fields, pair)) {
+    for (const auto& [name, value] : oauth) {
       header += ", " + name + "=\"" + sandbox::percentEncoded(value) + "\"";
     }
     return client.post(uploadPath, form.body, {form.type, {"Authorization", header}});
+  }
+  /// Of an upload's refusal.
+  static std::string code(const Answer& answer) {
+    const std::size_t at = answer.body.find("code=\"") + 6;
+    return answer.body.substr(at, answer.body.find('"', at) - at);
   }
   static Fields video() {
     return {{"title", "a & b"}, {"tags", "x \"y z\""}, {"is_public", "0"}, {"async", "1"}};
@@ -157,6 +164,11 @@ TEST_F(FlickrScripts, MethodsAreStrict) {
   EXPECT_EQ(method({"unknown", "x"}, "flickr.test.login")["code"], 98);
   EXPECT_EQ(method({pair.token, "wrong"}, "flickr.test.login")["code"], 96);
   EXPECT_EQ(method(pair, "flickr.test.echo")["code"], 112);
+  EXPECT_EQ(get(rest, {{"method", "flickr.test.login"}}, pair, {{"oauth_consumer_key", "x"}}).json()["code"],
+            100);
+  EXPECT_EQ(client.get(targetWith(rest, {{"method", "flickr.test.login"}, {"oauth_consumer_key", appId}}))
+                .json()["code"],
+            97);
   EXPECT_EQ(get(rest, {{"method", "flickr.test.login"}}, pair).json()["code"], 111);
   EXPECT_EQ(method(pair, "flickr.people.getUploadStatus")["user"]["bandwidth"]["remainingkb"], "524288");
 }
@@ -225,16 +237,35 @@ TEST_F(FlickrScripts, PhotoWithoutATicketHasItsIdAtOnce) {
 
 TEST_F(FlickrScripts, SignatureCoversEveryFieldButTheFile) {
   const TokenPair pair = signedIn();
-  const auto code = [&](const Answer& answer) {
-    const std::size_t at = answer.body.find("code=\"") + 6;
-    return answer.body.substr(at, answer.body.find('"', at) - at);
-  };
   EXPECT_EQ(code(upload(pair, video(), "x", with(video(), "title", "changed"))), "96");
   EXPECT_EQ(code(upload(pair, video(), "x", without(video(), "tags"))), "96");
   EXPECT_EQ(code(upload({"unknown", "x"}, video(), "x")), "98");
-  EXPECT_EQ(code(upload(pair, video(), "")), "2");
-  EXPECT_EQ(code(upload(pair, with(video(), "is_public", "yes"), "x")), "5");
+  const Multipart form = multipart({{"title", "t"}, {"photo", "x", "a.mp4"}});
+  EXPECT_EQ(code(post(form, signedFields("POST", uploadPath, {{"title", "t"}}, pair,
+                                         {{"oauth_consumer_key", "other"}}))),
+            "100");
+  EXPECT_EQ(code(post(form, {{"oauth_consumer_key", appId}, {"oauth_token", pair.token}})), "97");
   EXPECT_TRUE(server.uploads().empty());
+}
+
+TEST_F(FlickrScripts, UploadIsStrict) {
+  const TokenPair pair = signedIn();
+  for (const char* flag : {"is_public", "is_friend", "is_family", "async", "dedup_check"}) {
+    EXPECT_EQ(code(upload(pair, with(video(), flag, "yes"), "x")), "5") << flag;
+    EXPECT_EQ(code(upload(pair, with(video(), flag, "2"), "x")), "5") << flag;
+  }
+  EXPECT_EQ(code(upload(pair, with(video(), "title", std::string(256, 't')), "x")), "5");
+  EXPECT_EQ(code(upload(pair, video(), "")), "2");
+  const Fields oauth = signedFields("POST", uploadPath, {}, pair);
+  EXPECT_EQ(code(post({"x", {"Content-Type", "text/plain"}}, oauth)), "2") << "no form";
+  Multipart form = multipart({{"photo", "x", "a.mp4"}});
+  form.body.resize(form.body.size() - 4);
+  EXPECT_EQ(code(post(form, signedFields("POST", uploadPath, {}, pair))), "3") << "a form without its end";
+  const Multipart empty = multipart({{"photo", "", "a.mp4"}});
+  EXPECT_EQ(code(post(empty, signedFields("POST", uploadPath, {}, pair))), "4");
+  EXPECT_TRUE(server.uploads().empty());
+  const Fields longest = with(with(video(), "title", std::string(255, 't')), "safety_level", "1");
+  EXPECT_THAT(upload(pair, longest, "x").body, HasSubstr("<ticketid>")) << "a field that nobody here knows";
 }
 
 }  // namespace

@@ -117,12 +117,20 @@ TEST_F(GoogleScripts, UploadOfAScriptNeedsNoAltAndTakesAThumbnail) {
         .status;
   };
 
-  EXPECT_EQ(thumbnail(id, "jpeg", "image/jpeg"), 200);
+  for (const char* type : {"image/png", "application/octet-stream", "image/jpeg"}) {
+    EXPECT_EQ(thumbnail(id, "jpeg", type), 200) << type;
+  }
 
+  EXPECT_EQ(thumbnail(id, "gif", "image/gif"), 400);
   EXPECT_EQ(thumbnail("none", "jpeg", "image/jpeg"), 404);
   EXPECT_EQ(thumbnail(id, "text", "text/plain"), 400);
   EXPECT_EQ(thumbnail(id, "", "image/jpeg"), 400);
   EXPECT_EQ(thumbnail(id, std::string((2 << 20) + 1, 'x'), "image/jpeg"), 413);
+  EXPECT_EQ(client
+                .post(std::string(uploadPath) + "/thumbnails/set?videoId=" + id, "jpeg",
+                      {bearer("unknown"), {"Content-Type", "image/jpeg"}})
+                .status,
+            401);
   EXPECT_EQ(client
                 .post(std::string(uploadPath) + "/thumbnails/set?videoId=" + id, "jpeg",
                       {bearer(server.issueTokens(Platform::youtube, server.users()[1].openId).accessToken),

@@ -86,9 +86,13 @@ TEST_F(YoutubeUpload, OpeningChecksTheQuery) {
   const std::string path = "/upload/youtube/v3/videos";
   for (const char* query :
        {"", "?part=snippet,status&alt=json", "?part=snippet,status&alt=json&uploadType=media",
-        "?part=snippet&alt=json&uploadType=resumable", "?part=snippet,status&uploadType=resumable"}) {
+        "?part=snippet&alt=json&uploadType=resumable", "?part=status&alt=json&uploadType=resumable",
+        "?part=snippet,status&uploadType=resumable"}) {
     EXPECT_EQ(open(metadata("t"), openHeaders(token, 5), path + query).status, 400) << query;
   }
+  const std::string unknown = "?part=snippet,status&alt=json&uploadType=resumable&notifySubscribers=false";
+  EXPECT_EQ(open(metadata("t"), openHeaders(token, 5), path + unknown).status, 200) << "nobody here knows it";
+  EXPECT_EQ(client.get(path + "?part=snippet,status&alt=json&uploadType=resumable").status, 405);
 }
 
 TEST_F(YoutubeUpload, OpeningChecksTheHeaders) {
@@ -105,7 +109,9 @@ TEST_F(YoutubeUpload, OpeningChecksTheHeaders) {
   EXPECT_EQ(with("X-Upload-Content-Length", "many"), 400);
   EXPECT_EQ(with("X-Upload-Content-Type", "text/plain"), 400);
   EXPECT_EQ(with("Content-Type", "text/plain"), 400);
+  EXPECT_EQ(with("X-Upload-Content-Length", ""), 400);
   EXPECT_EQ(with("X-Upload-Content-Type", "video/mp4"), 200);
+  EXPECT_EQ(with("Content-Type", "application/json; charset=UTF-8"), 200);
 }
 
 TEST_F(YoutubeUpload, OpeningChecksTheMetadata) {
@@ -119,6 +125,11 @@ TEST_F(YoutubeUpload, OpeningChecksTheMetadata) {
   EXPECT_EQ(with(metadata(std::string(101, 't'))), 400);
   EXPECT_EQ(with(metadata(std::string(100, 't'))), 200);
   EXPECT_EQ(with(R"({"snippet":{"title":"t","description":">"}})"), 400);
+  const std::string longest(5000, 'd');
+  EXPECT_EQ(with(R"({"snippet":{"title":"t","description":")" + longest + "\"}}"), 200);
+  EXPECT_EQ(with(R"({"snippet":{"title":"t","description":"d)" + longest + "\"}}"), 400);
+  EXPECT_EQ(with(R"({"snippet":{"title":"t","tags":"one text"}})"), 200);
+  EXPECT_EQ(with(R"({"snippet":{"title":"t"},"status":{"license":"creativeCommon"}})"), 200);
   EXPECT_EQ(with(R"({"snippet":{"title":"t"},"status":{"privacyStatus":""}})"), 400);
   EXPECT_EQ(with(R"({"snippet":{"title":"t"},"status":{"license":"mine"}})"), 400);
 }

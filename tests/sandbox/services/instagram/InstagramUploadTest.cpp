@@ -42,6 +42,7 @@ class InstagramScripts : public testing::Test {
     return post("media_publish", {{"creation_id", id}, {"access_token", accessToken}});
   }
   static int code(const Answer& answer) { return answer.json()["error"]["code"].asInt(); }
+  static int subcode(const Answer& answer) { return answer.json()["error"]["error_subcode"].asInt(); }
 
   sandbox::Sandbox server;
   TestClient client{server};
@@ -97,6 +98,7 @@ TEST_F(InstagramScripts, ReelIsPublishedWhenItIsReady) {
 
   EXPECT_TRUE(send(id, 0, file.size(), file).json()["success"].asBool());
   EXPECT_EQ(code(publish(id)), 9007) << "not ready yet";
+  EXPECT_EQ(subcode(publish(id)), 2207027);
   EXPECT_EQ(status(id)["status_code"], "IN_PROGRESS");
   EXPECT_EQ(status(id)["status_code"], "FINISHED");
   const Answer published = publish(id);
@@ -176,9 +178,31 @@ TEST_F(InstagramScripts, ContainersAreStrict) {
   EXPECT_EQ(post("media", with(reel(), "caption", std::string(30, '#') + std::string(20, '@'))).status, 200);
   EXPECT_EQ(post("media", with(reel(), "access_token", "unknown")).status, 401);
   const std::string stranger = server.issueTokens(Platform::instagram, server.users()[1].openId).accessToken;
-  EXPECT_EQ(code(post("media", with(reel(), "access_token", stranger))), 100);
+  EXPECT_EQ(subcode(post("media", with(reel(), "access_token", stranger))), 33);
+  EXPECT_EQ(post("media", with(reel(), "thumb_offset", "7")).status, 200) << "nobody here knows it";
   EXPECT_EQ(code(publish("1")), 24);
   EXPECT_EQ(code(graph("/1", {{"access_token", accessToken}})), 100);
+}
+
+TEST_F(InstagramScripts, FieldThatIsNoneIsRefused) {
+  const std::string id = container();
+  send(id, 0, 5, "bytes");
+  status(id);
+  const std::string media = publish(id).json()["id"].asString();
+  ASSERT_FALSE(media.empty());
+  for (const std::string& path :
+       {std::string("/me/accounts"), "/" + user, "/" + user + "/media", "/" + id, "/" + media}) {
+    const auto ask = [&](const std::string& fields) {
+      return graph(path, {{"fields", fields}, {"access_token", accessToken}});
+    };
+    EXPECT_EQ(ask("id").status, 200) << path;
+    EXPECT_EQ(code(ask("id,shoe_size")), 100) << path;
+    EXPECT_EQ(ask("id,shoe_size").json()["error"]["message"],
+              "(#100) Tried accessing nonexisting field (shoe_size)")
+        << path;
+  }
+  EXPECT_EQ(code(graph("/" + id, {{"fields", "permalink"}, {"access_token", accessToken}})), 100)
+      << "a field of another kind of object";
 }
 
 }  // namespace

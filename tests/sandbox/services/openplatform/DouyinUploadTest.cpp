@@ -126,6 +126,13 @@ TEST_F(DouyinUpload, InitTakesTheOpenIdAlone) {
   EXPECT_TRUE(server.uploads().empty());
 }
 
+TEST_F(DouyinUpload, MethodsAreFixed) {
+  const std::string id = open();
+
+  EXPECT_EQ(client.put(partTarget(id, "1"), "x").status, 405);
+  EXPECT_EQ(client.get(completeTarget(id)).status, 405);
+}
+
 TEST_F(DouyinUpload, EveryInitOpensAnUploadOfItsOwn) {
   EXPECT_NE(open(), open());
 }

@@ -152,6 +152,10 @@ TEST_F(TwitchScripts, CreatingIsStrict) {
   EXPECT_EQ(create(with(video(), "tag_list", tags), headers()).status, 200);
   EXPECT_EQ(create(with(video(), "tag_list", tags + ","), headers()).status, 400);
   EXPECT_EQ(create(without(video(), "title"), headers()).status, 400);
+  EXPECT_EQ(create(with(video(), "title", std::string(101, 't')), headers()).status, 400);
+  EXPECT_EQ(create(with(video(), "title", std::string(100, 't')), headers()).status, 200);
+  EXPECT_EQ(create(with(video(), "game", "chess"), headers()).status, 200) << "nobody here knows it";
+  EXPECT_EQ(create(video(), with(headers(), "Accept", "application/vnd.twitchtv.v3+json")).status, 400);
   EXPECT_EQ(create(with(video(), "viewable", "friends"), headers()).status, 400);
   EXPECT_EQ(create(video(), without(headers(), "Accept")).status, 400);
   EXPECT_EQ(create(video(), without(headers(), "Client-ID")).status, 400);
