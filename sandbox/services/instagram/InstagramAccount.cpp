@@ -72,14 +72,16 @@ Reply InstagramAccount::accounts(const Call& call) const {
   const std::string fields = call.request.parameter("fields").value_or("id,name");
   const std::string strange = strangeGraphField(fields, {"id", "name", "instagram_business_account"});
   if (!strange.empty()) return facebookNoSuchField(strange);
-  const bool wantsAccount = fields.find("instagram_business_account{id,username}") != std::string::npos;
   Json::Value plain;
   plain["id"] = "1" + user->openId;
   Json::Value connected;
   connected["id"] = "2" + user->openId;
-  if (wantsAccount) {
-    connected["instagram_business_account"]["id"] = user->openId;
-    connected["instagram_business_account"]["username"] = accountName(*user);
+  for (const std::string& field : graphFields(fields)) {
+    if (field == "name") plain["name"] = connected["name"] = "Page of " + user->name;
+    if (field != "instagram_business_account") continue;
+    Json::Value& account = connected[field];
+    account["id"] = user->openId;
+    if (fields.find("{id,username}") != std::string::npos) account["username"] = accountName(*user);
   }
   Json::Value value;
   value["data"].append(plain);

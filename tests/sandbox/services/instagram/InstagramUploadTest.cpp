@@ -73,6 +73,9 @@ TEST_F(InstagramScripts, PagesNameTheAccountsBehindThem) {
   EXPECT_EQ(named[1]["instagram_business_account"]["id"], user);
   EXPECT_EQ(named[1]["instagram_business_account"]["username"], "ada");
   EXPECT_FALSE(pages("id")[1].isMember("instagram_business_account")) << "only what was asked for";
+  EXPECT_TRUE(pages("id,name")[0]["name"].isString());
+  EXPECT_EQ(pages("instagram_business_account")[1]["instagram_business_account"].getMemberNames(),
+            std::vector<std::string>{"id"});
   EXPECT_EQ(code(graph("/me/accounts", {{"access_token", "none"}})), 190);
   const Fields query{{"fields", "username"}, {"access_token", accessToken}};
   EXPECT_EQ(graph("/" + user, query).json()["username"], "ada");
