@@ -59,6 +59,10 @@ class Discarded(Refused):
     """The service has thrown away what was sent, and has surely not published it."""
 
 
+class Deferred(Refused):
+    """A refusal that leaves what the service has of the video as it is: another day it may go on."""
+
+
 class Transient(UploadError):
     """A trouble that may pass: a broken connection or a service that is busy.
 
@@ -78,4 +82,4 @@ class Transient(UploadError):
 
 
 # What ends an upload that may go on when the host starts it again.
-GOES_ON = (Stopped, TokenInvalid, Transient, Undecided, Hindered)
+GOES_ON = (Stopped, TokenInvalid, Transient, Undecided, Hindered, Deferred)

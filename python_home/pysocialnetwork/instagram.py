@@ -9,7 +9,7 @@ from urllib.parse import quote, urlencode
 
 from .bodies import LocalFile, form
 from .connection import Answer
-from .errors import NOT_FOUND, Discarded, Refused, TokenInvalid, Transient, UploadError
+from .errors import NOT_FOUND, Deferred, Discarded, Refused, TokenInvalid, Transient, UploadError
 from .graph import ContainerLost, read
 from .graphlogin import GraphUploader
 from .job import UploadJob, VideoRequest
@@ -90,7 +90,7 @@ class Uploader(GraphUploader):
 
     def _published(self, job: UploadJob, wire: Wire, video: LocalFile) -> str:
         """The reel's number; empty where the answer that names it was lost."""
-        used = 0
+        used, sent = 0, False
         with self.going_on(wire, self.address("instagramUpload"), job.request, video, ("container",)) as kept:
             while True:
                 former = "container" in kept
@@ -101,13 +101,17 @@ class Uploader(GraphUploader):
                 try:
                     if MAYBE_OUT not in kept:
                         self._send(job, wire, video, kept["container"], former)
+                    sent = True
                     return self._publish(wire, kept, caption(job.request))
                 except Refused as trouble:
                     lost = isinstance(trouble, ContainerLost) or (former and trouble.status == NOT_FOUND)
                     used += not former
+                    if not lost and (former or sent) and not isinstance(trouble, Discarded):
+                        raise Deferred(str(trouble), trouble.status) from None
                     if not lost or used == CONTAINERS:
                         raise
                     kept.clear()
+                    sent = False
                     self._debug("%s; the video is uploaded anew" % trouble)
 
     def _permalink(self, wire: Wire, published: str) -> Dict[str, Any]:

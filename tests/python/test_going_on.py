@@ -82,6 +82,19 @@ class GoingOn(ServicesCase):
                 self.assertEqual(self.delivered(order), 1)
                 self.assertIn("anew", host.texts())
 
+    def test_a_refusal_that_passes_costs_no_container(self):
+        with fresh_video(self.size) as (path, content):
+            before, uploader = self.uploads(), self.signed_in("instagram")
+            for route in ("instagramPublish", "instagramStatus", "instagramPublish"):
+                order = self.order(route, "status", code=403, times=1000)
+                end = self.start(uploader, path).wait_for_end()
+                self.assertEqual((end.code, end.text), (ERROR, "Instagram: status 403"))
+                self.assertGreaterEqual(self.delivered(order), 1)
+                self.sandbox.post("/sandbox/faults/clear")
+            host = self.start(uploader, path)
+            self.assert_finished(host.wait_for_end(), host, content)
+            self.assertEqual(len(self.uploads() - before), 1)
+
     def test_one_that_may_be_out_is_asked_after_and_not_published_again(self):
         for platform, (route, nth, question) in ENDS.items():
             with self.subTest(platform), fresh_video(5000) as (path, content):
