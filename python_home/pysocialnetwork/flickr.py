@@ -11,7 +11,7 @@ from .account import Account
 from .begun import PendingLogin
 from .bodies import FilePart, LocalFile, Multipart
 from .connection import Answer
-from .errors import Discarded, Refused, TokenInvalid, Transient, UploadError
+from .errors import Discarded, Refused, TokenInvalid, Transient, Undecided, UploadError
 from .job import UploadJob, VideoRequest
 from .login import Login, require_token
 from .oauth1 import authorization, signed_fields
@@ -37,7 +37,10 @@ LONGEST_TITLE = 255
 
 # The newest photos and videos, among which one may be whose answer was lost.
 LISTING = "flickr.people.getPhotos"
-NEWEST = {"user_id": "me", "per_page": "50", "extras": "date_upload,media"}
+MOST_LISTED = 50
+NEWEST = {"user_id": "me", "per_page": str(MOST_LISTED), "extras": "date_upload,media"}
+# Among the numbers of what was there before: not all of it was told.
+AND_MORE = "more"
 # By how many seconds the service's times may differ among themselves.
 TIME_TOLERANCE = 10.0
 
@@ -156,7 +159,7 @@ class Uploader(BaseUploader):
                 return send(login, fields)
             ticket, twin = send(login, {**fields, "dedup_check": "1"})
             # A twin from before this upload is another video of the user's.
-            return send(login, fields) if twin in known else (ticket, twin)
+            return send(login, fields) if twin and self._is_older(wire, twin, known) else (ticket, twin)
 
         again = MAYBE_OUT in kept
 
@@ -186,8 +189,17 @@ class Uploader(BaseUploader):
             found = self.authorized(wire, lambda login: self._rest(wire, login, LISTING, NEWEST))
         except Refused as refusal:
             self._debug("what is there already is not told: %s" % refusal)
-            return set()
-        return {text_member(entry, "id") for entry in photos(found)}
+            return {AND_MORE}
+        numbers = {text_member(entry, "id") for entry in photos(found)}
+        return numbers | {AND_MORE} if len(numbers) >= MOST_LISTED else numbers
+
+    def _is_older(self, wire: Wire, twin: str, known: Set[str]) -> bool:
+        """Whether a twin was there before this upload. One that is new comes into the list when it is ready."""
+        if twin in known:
+            return True
+        if AND_MORE in known and wire.look_for(lambda: twin in self._listed(wire) or None, self.doubts) is None:
+            raise Undecided("Flickr has a twin that it does not list")
+        return False
 
     def _post_once(
         self, wire: Wire, login: Login, fields: Mapping[str, str], video: LocalFile, part: FilePart

@@ -110,6 +110,30 @@ class Flickr(PlatformCase):
             self.assertEqual(self.upload().text, "https://www.flickr.com/photos/1@N01/77")
         self.assertEqual(posts, [False, True, False])
 
+    def test_a_twin_that_may_be_older_than_the_list_is_ours_where_it_is_listed_now(self):
+        twin = Reply(200, b'<rsp stat="fail"><err code="9" msg="Twin" duplicate_photo_id="55"/></rsp>')
+        full = [self.photo(str(number), 1) for number in range(100, 100 + flickr.MOST_LISTED)]
+        refused = as_reply({"stat": "fail", "code": 1, "message": "no"})
+        now_listed = as_reply({"stat": "ok", "photos": {"photo": [self.photo("55", 1, media="photo"), *full[1:]]}})
+        before = as_reply({"stat": "ok", "photos": {"photo": full}})
+        self.uploader.doubts = Looks(0.0, 0.0, 0.0)
+        for first in (before, refused):
+            for last, text in (
+                (now_listed, "https://www.flickr.com/photos/1@N01/55"),
+                (before, "whether the video is"),
+            ):
+                posts = []
+
+                def respond(request):
+                    if request.method == "POST":
+                        posts.append(request.body)
+                        return Reply(500) if len(posts) == 1 else twin
+                    return before if posts and len(posts) < 2 else last if posts else first
+
+                with self.subTest(text), self.serve(respond):
+                    self.assertIn(text, self.upload().text)
+                self.assertEqual(len(posts), 2)
+
     def test_a_listing_that_is_refused_does_not_stop_an_upload(self):
         refused = as_reply({"stat": "fail", "code": 1, "message": "no"})
         with self.serve(in_turn(refused, self.ticket, self.state(1, "77"))):
