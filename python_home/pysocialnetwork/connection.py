@@ -305,4 +305,11 @@ def _trouble(what: str, error: BaseException, unprocessed: bool = False) -> Uplo
         reason = error.strerror or str(error) or type(error).__name__
     else:
         reason = "the answer is incomplete or none of HTTP"
-    return Transient("%s: %s" % (what, reason), unprocessed, offline=True)
+    return Transient("%s: %s" % (what, reason), unprocessed, offline=_is_silence(error))
+
+
+def _is_silence(error: BaseException) -> bool:
+    """Whether nobody answered, or not to the end. Who refuses TLS, or talks something else than HTTP, has answered."""
+    if isinstance(error, OSError):
+        return type(error).__name__ != "SSLError"
+    return isinstance(error, http.client.IncompleteRead)

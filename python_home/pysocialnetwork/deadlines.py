@@ -5,6 +5,7 @@ from __future__ import annotations
 import atexit
 import heapq
 import itertools
+import os
 import threading
 import time
 from typing import Callable, List, Optional, Tuple
@@ -45,19 +46,22 @@ def _nothing() -> None:
 class DeadlineClock:
     def __init__(self, idle: float = IDLE) -> None:
         self._idle = idle
+        self._serial = itertools.count()
+        self._closed = False
+        self.begin_anew()
+
+    def begin_anew(self) -> None:
+        """In the child of a fork: the thread stays behind, perhaps with the lock in its hands."""
         self._changed = threading.Condition()
         self._waiting: List[Tuple[float, int, Deadline]] = []
-        self._serial = itertools.count()
         self._thread: Optional[threading.Thread] = None
-        self._closed = False
 
     def start(self, seconds: float, expire: Callable[[], None]) -> Deadline:
         """`expire` must be short: all the other deadlines wait for it."""
         deadline = Deadline(expire)
         with self._changed:
             heapq.heappush(self._waiting, (time.monotonic() + seconds, next(self._serial), deadline))
-            # A fork leaves the thread behind.
-            if (self._thread is None or not self._thread.is_alive()) and not self._closed:
+            if self._thread is None and not self._closed:
                 thread = threading.Thread(target=self._run, name="deadlines", daemon=True)
                 try:
                     thread.start()
@@ -105,3 +109,5 @@ class DeadlineClock:
 
 clock = DeadlineClock()
 atexit.register(clock.close)
+if hasattr(os, "register_at_fork"):  # not on Windows
+    os.register_at_fork(after_in_child=clock.begin_anew)

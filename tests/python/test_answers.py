@@ -13,14 +13,14 @@ from support import LIMIT, WireCase, make_wire, raw_server
 
 
 class HostileAnswers(WireCase):
-    def trouble_with(self, answer, limits=None):
+    def trouble_with(self, answer, limits=None, scheme="http"):
         def serve(connection):
             connection.recv(65536)
             answer(connection)
 
         with raw_server(serve) as port, make_wire(limits=limits) as wire:
             with self.assertRaises(UploadError) as caught:
-                wire.exchange("GET", "http://127.0.0.1:%d/" % port)
+                wire.exchange("GET", "%s://127.0.0.1:%d/" % (scheme, port))
         return caught.exception
 
     def test_a_connection_that_breaks_may_be_tried_again(self):
@@ -30,12 +30,29 @@ class HostileAnswers(WireCase):
             b"HTTP/1.1 200 OK\r\nContent-Le",
             b"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nabc",
             b"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\n",
-            b"nonsense\r\n\r\n",
         ):
             with self.subTest(start):
                 trouble = self.trouble_with(lambda connection: connection.sendall(start))
                 self.assertIsInstance(trouble, Transient)
                 self.assertFalse(trouble.unprocessed)
+
+    def test_only_a_service_that_is_silent_is_none_that_answered(self):
+        for answer, offline in (
+            (b"", True),
+            (b"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nabc", True),
+            (b"nonsense\r\n\r\n", False),
+            (b"HTTP/1.1 none\r\n\r\n", False),
+        ):
+            with self.subTest(answer):
+                trouble = self.trouble_with(lambda connection: connection.sendall(answer))
+                self.assertEqual((type(trouble), trouble.offline), (Transient, offline))
+
+    def test_a_tls_that_is_refused_is_an_answer(self):
+        alert = b"\x15\x03\x03\x00\x02\x02\x28"
+        for answer, offline in ((alert, False), (b"HTTP/1.1 400 Bad Request\r\n\r\n", False), (b"", True)):
+            with self.subTest(answer):
+                trouble = self.trouble_with(lambda connection: connection.sendall(answer), scheme="https")
+                self.assertEqual((type(trouble), trouble.offline), (Transient, offline), trouble)
 
     def test_endless_headers_and_bodies_are_cut_off(self):
         def headers(connection):

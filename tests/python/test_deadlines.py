@@ -1,12 +1,15 @@
 """Deadlines of many exchanges on one thread, and the settings of https that all of them share."""
 
+import os
+import signal
 import ssl
 import threading
 import unittest
+import warnings
 from unittest import mock
 
 from pysocialnetwork import tls
-from pysocialnetwork.deadlines import DeadlineClock
+from pysocialnetwork.deadlines import DeadlineClock, clock
 
 import support
 from support import LIMIT, Reply, Server, make_wire, wait_until
@@ -71,6 +74,23 @@ class Deadlines(unittest.TestCase):
         self.clock.close()
         self.start(0.0, "later")
         self.assertEqual((len(clock_threads()), self.struck), (before, []))
+
+    def test_the_child_of_a_fork_begins_anew(self):
+        with warnings.catch_warnings():
+            warnings.simplefilter("ignore", DeprecationWarning)  # of a fork beside other threads
+            # The clock's thread may hold its lock at that moment.
+            with clock._changed:
+                child = os.fork()
+        if child == 0:
+            signal.alarm(LIMIT // 2)
+            try:
+                struck = threading.Event()
+                clock.start(0.0, struck.set)
+                os._exit(0 if struck.wait(LIMIT) else 1)
+            finally:
+                os._exit(1)
+        _, status = os.waitpid(child, 0)
+        self.assertEqual(status, 0)
 
     def test_exchanges_start_no_threads_of_their_own(self):
         started = []
