@@ -43,6 +43,18 @@ bool writeAll(HANDLE handle, const std::string& contents) {
   return true;
 }
 
+/// Readers that share no deletion, our own and those of indexers and scanners, are in the way for a moment.
+bool isInTheWay(DWORD error) {
+  return error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION || error == ERROR_LOCK_VIOLATION;
+}
+
+/// What keeps others from replacing it for good.
+bool isFolderOrReadOnly(const std::filesystem::path& path) {
+  const DWORD attributes = GetFileAttributesW(path.c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES &&
+         (attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_READONLY)) != 0;
+}
+
 DATA_BLOB blobOf(const std::string& bytes) {
   // The calls do not write to their input, though its type lets them.
   return {static_cast<DWORD>(bytes.size()), reinterpret_cast<BYTE*>(const_cast<char*>(bytes.data()))};
@@ -102,7 +114,8 @@ bool writeNewPrivateFile(const std::string& path, const std::string& contents) {
 }
 
 bool bringFileToDisk(const std::string& path) {
-  const HANDLE handle = CreateFileW(nativePath(path).c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+  const HANDLE handle = CreateFileW(nativePath(path).c_str(), GENERIC_WRITE,
+                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                                     OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (handle == INVALID_HANDLE_VALUE) return false;
   const UniqueHandle file(handle);
@@ -110,8 +123,16 @@ bool bringFileToDisk(const std::string& path) {
 }
 
 bool replaceFile(const std::string& from, const std::string& to) {
-  return MoveFileExW(nativePath(from).c_str(), nativePath(to).c_str(),
-                     MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0;
+  constexpr DWORD pause = 20;
+  constexpr int tries = 75;
+  const std::filesystem::path source = nativePath(from);
+  const std::filesystem::path target = nativePath(to);
+  for (int tried = 1;; ++tried) {
+    if (MoveFileExW(source.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0)
+      return true;
+    if (!isInTheWay(GetLastError()) || isFolderOrReadOnly(target) || tried == tries) return false;
+    Sleep(pause);
+  }
 }
 
 std::string userDataDirectory() {
