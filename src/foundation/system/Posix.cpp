@@ -174,8 +174,8 @@ std::string userDataDirectory() {
 std::optional<std::string> protectKey(const std::string& key) {
   return key;
 }
-std::optional<std::string> unprotectKey(const std::string& stored) {
-  return stored;
+UnprotectedKey unprotectKey(const std::string& stored) {
+  return {UnprotectedKey::State::good, stored};
 }
 
 bool fillRandom(unsigned char* buffer, std::size_t size) {

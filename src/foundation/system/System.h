@@ -87,7 +87,17 @@ class FileLock {
 [[nodiscard]] std::string userDataDirectory();
 /// A key as it stands in a file, and back: bound to the user where the system offers that.
 [[nodiscard]] std::optional<std::string> protectKey(const std::string& key);
-[[nodiscard]] std::optional<std::string> unprotectKey(const std::string& stored);
+struct UnprotectedKey {
+  enum class State {
+    good,
+    damaged,  ///< what is stored is no key
+    notNow    ///< the system could not tell, and may another time
+  };
+  State state;
+  std::string key;
+  std::string reason = {};  ///< the system's number, where it could not tell
+};
+[[nodiscard]] UnprotectedKey unprotectKey(const std::string& stored);
 
 /// Fills the buffer from the system's source of random numbers that are fit for keys.
 [[nodiscard]] bool fillRandom(unsigned char* buffer, std::size_t size);

@@ -55,6 +55,13 @@ bool isFolderOrReadOnly(const std::filesystem::path& path) {
          (attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_READONLY)) != 0;
 }
 
+/// What the system says of contents that it never sealed. All else may pass: a profile that is not loaded
+/// yet, a password that was reset and comes back, a service that does not answer.
+bool isOfNoKey(DWORD error) {
+  return error == ERROR_INVALID_DATA || error == ERROR_INVALID_PARAMETER ||
+         error == static_cast<DWORD>(NTE_BAD_DATA);
+}
+
 DATA_BLOB blobOf(const std::string& bytes) {
   // The calls do not write to their input, though its type lets them.
   return {static_cast<DWORD>(bytes.size()), reinterpret_cast<BYTE*>(const_cast<char*>(bytes.data()))};
@@ -181,14 +188,16 @@ std::optional<std::string> protectKey(const std::string& key) {
   return takeBlob(sealed);
 }
 
-std::optional<std::string> unprotectKey(const std::string& stored) {
+UnprotectedKey unprotectKey(const std::string& stored) {
+  using State = UnprotectedKey::State;
   DATA_BLOB sealed = blobOf(stored);
   DATA_BLOB plain{};
   if (CryptUnprotectData(&sealed, nullptr, nullptr, nullptr, nullptr, CRYPTPROTECT_UI_FORBIDDEN, &plain) ==
       0) {
-    return std::nullopt;
+    const DWORD error = GetLastError();
+    return {isOfNoKey(error) ? State::damaged : State::notNow, {}, std::to_string(error)};
   }
-  return takeBlob(plain);
+  return {State::good, takeBlob(plain)};
 }
 
 bool fillRandom(unsigned char* buffer, std::size_t size) {

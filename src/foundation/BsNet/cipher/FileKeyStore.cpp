@@ -64,8 +64,8 @@ bool readFile(const std::string& path, std::string& contents) {
 
 }  // namespace
 
-FileKeyStore::FileKeyStore(std::string directory)
-    : directory_(std::move(directory)), path_(directory_ + "/cipher.key") {}
+FileKeyStore::FileKeyStore(std::string directory, Unprotect unprotect)
+    : directory_(std::move(directory)), path_(directory_ + "/cipher.key"), unprotect_(std::move(unprotect)) {}
 
 std::vector<unsigned char> FileKeyStore::loadOrCreateKey() {
   try {
@@ -86,6 +86,10 @@ FileKeyStore::Stored FileKeyStore::loadOrCreate(std::string& news) const {
   const System::FileLock lock(path_ + ".lock");
   Stored stored = load();
   if (stored.state == State::good || stored.state == State::unreadable) return stored;
+  if (stored.state == State::sealed) {
+    news = "key file cannot be unsealed now (" + stored.reason + "), move it away to begin anew: " + path_;
+    return stored;
+  }
   if (stored.state == State::damaged) {
     // Unlocked it could be the fresh key of another process by now.
     if (!lock.isHeld()) news = "key file unusable, left alone without a lock: " + path_;
@@ -114,8 +118,11 @@ FileKeyStore::Stored FileKeyStore::load() const {
   std::string contents(largestKeyFile, '\0');
   const Wipe wipeContents(contents);
   if (!readFile(path_, contents)) return {State::unreadable, {}};
-  std::string key = System::unprotectKey(contents).value_or("");
-  const Wipe wipeKey(key);
+  System::UnprotectedKey unprotected = unprotect_(contents);
+  const std::string& key = unprotected.key;
+  const Wipe wipeKey(unprotected.key);
+  if (unprotected.state == System::UnprotectedKey::State::notNow)
+    return {State::sealed, {}, std::move(unprotected.reason)};
   if (key.size() != cipherKeyBytes) return {State::damaged, {}};
   return {State::good, {key.begin(), key.end()}};
 }

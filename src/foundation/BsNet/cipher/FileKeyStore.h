@@ -1,6 +1,11 @@
 #pragma once
 
+#include "foundation/system/System.h"
 #include <BsNet/cipher.h>
+
+#include <functional>
+#include <string>
+#include <vector>
 
 namespace KBL {
 
@@ -8,18 +13,22 @@ namespace KBL {
 inline constexpr std::size_t cipherKeyBytes = 64;
 
 /// The key in a file for its owner only. Safe against other processes and threads on the same file. A file
-/// that holds no key, or one that this user's system cannot unprotect, is put aside under a name of its own,
-/// since it may be the only copy of a key that another user or system can read; a new key takes its place.
+/// that holds no key is put aside under a name of its own, since it may be the only copy of a key that
+/// another user or system can read; a new key takes its place. One that the system cannot unprotect now
+/// stays, and there is no key until it can.
 class FileKeyStore final : public IKeyStore {
  public:
-  explicit FileKeyStore(std::string directory);
+  using Unprotect = std::function<System::UnprotectedKey(const std::string& stored)>;
+
+  explicit FileKeyStore(std::string directory, Unprotect unprotect = &System::unprotectKey);
   std::vector<unsigned char> loadOrCreateKey() override;
 
  private:
-  enum class State { good, missing, damaged, unreadable };
+  enum class State { good, missing, damaged, sealed, unreadable };
   struct Stored {
     State state;
     std::vector<unsigned char> key;
+    std::string reason = {};  ///< of a sealed one
   };
 
   /// `news` is for the log, once no lock is held.
@@ -30,6 +39,7 @@ class FileKeyStore final : public IKeyStore {
 
   std::string directory_;
   std::string path_;
+  Unprotect unprotect_;
 };
 
 }  // namespace KBL

@@ -1,3 +1,4 @@
+#include "foundation/BsNet/cipher/FileKeyStore.h"
 #include "support/RecordingLogger.h"
 #include "support/TemporaryDirectory.h"
 #include <BsNet/cipher.h>
@@ -65,6 +66,22 @@ TEST(KeyStore, DamagedKeyIsPutAsideAndReplaced) {
   ASSERT_EQ(lines.size(), 1U);
   EXPECT_EQ(lines[0].severity, KBL::IBsLogger::severityError);
   EXPECT_NE(lines[0].text.find(*names.begin()), std::string::npos);
+}
+
+TEST(KeyStore, KeyThatTheSystemCannotUnsealNowIsLeftAlone) {
+  const ScopedRecordingLogger logger;
+  const TemporaryDirectory place;
+  const std::string key = keyIn(place.file("keys"));
+  KBL::FileKeyStore store(place.file("keys"), [](const std::string&) {
+    return KBL::System::UnprotectedKey{KBL::System::UnprotectedKey::State::notNow, {}, "5"};
+  });
+
+  EXPECT_TRUE(store.loadOrCreateKey().empty());
+
+  EXPECT_EQ(keyIn(place.file("keys")), key);
+  EXPECT_EQ(namesIn(place.file("keys")), (std::set<std::string>{"cipher.key", "cipher.key.lock"}));
+  EXPECT_EQ(logger->linesWith("key file cannot be unsealed now (5), move it away to begin anew: ").size(),
+            1U);
 }
 
 TEST(KeyStore, KeysThatAreLostOneAfterTheOtherAreAllKept) {
