@@ -9,7 +9,9 @@
 #include <algorithm>
 #include <array>
 #include <cwchar>
+#include <sstream>
 #include <system_error>
+#include <utility>
 
 namespace KBL::System {
 
@@ -31,6 +33,34 @@ HMODULE libraryOf(FARPROC function) {
   return found != 0 ? library : nullptr;
 }
 
+/// The folders of the search path; one that depends on the current folder is none of them.
+std::vector<std::filesystem::path> searchFolders() {
+  std::wstring all(longestVariable + 1, L'\0');
+  const DWORD size = GetEnvironmentVariableW(L"PATH", all.data(), static_cast<DWORD>(all.size()));
+  all.resize(size > longestVariable ? 0 : size);
+  std::vector<std::filesystem::path> folders;
+  std::wistringstream entries(all);
+  for (std::wstring entry; std::getline(entries, entry, L';');) {
+    std::erase(entry, L'"');
+    if (std::filesystem::path folder(entry); folder.is_absolute()) folders.push_back(std::move(folder));
+  }
+  return folders;
+}
+
+/// A library without a folder is the program's own or the system's, or lies on the search path. Windows
+/// itself would take one from the current folder, where anybody may have put it.
+HMODULE loadByName(const std::filesystem::path& name) {
+  const HMODULE library = LoadLibraryExW(name.c_str(), nullptr, LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
+  if (library != nullptr) return library;
+  for (const std::filesystem::path& folder : searchFolders()) {
+    const std::filesystem::path file = folder / name;
+    if (GetFileAttributesW(file.c_str()) == INVALID_FILE_ATTRIBUTES) continue;
+    return LoadLibraryExW(file.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+  }
+  SetLastError(ERROR_MOD_NOT_FOUND);
+  return nullptr;
+}
+
 }  // namespace
 
 void* openLibrary(const std::string& path, std::string& reason) {
@@ -38,7 +68,8 @@ void* openLibrary(const std::string& path, std::string& reason) {
   const std::filesystem::path file = nativePath(path).make_preferred();
   // A library with a folder finds what it needs beside itself.
   const DWORD search = file.is_absolute() ? LOAD_WITH_ALTERED_SEARCH_PATH : 0;
-  const HMODULE library = LoadLibraryExW(file.c_str(), nullptr, search);
+  const HMODULE library =
+      file.has_parent_path() ? LoadLibraryExW(file.c_str(), nullptr, search) : loadByName(file);
   if (library != nullptr) return library;
   reason = std::system_category().message(static_cast<int>(GetLastError()));
   return nullptr;

@@ -72,6 +72,27 @@ TEST(PythonSearch, WithoutAnyInterpreterTellsEveryNameItTried) {
   }
 }
 
+TEST(PythonSearch, TakesALibraryOfTheSearchPathAndNoneOfTheCurrentFolder) {
+  forgetOtherInterpreters();
+  const TemporaryDirectory directory;
+  fs::copy_file(BARE_PYTHON, directory.path() / "python39.dll");
+  const fs::path before = fs::current_path();
+  fs::current_path(directory.path());
+  const ScopedRecordingLogger log;
+  for (const bool isOnPath : {false, true}) {
+    (void)_wputenv_s(L"PATH", isOnPath ? directory.path().c_str() : L".");
+
+    LinesBehindLock told;
+    EXPECT_EQ(findPython("nowhere/", told), nullptr);
+    told.write();
+
+    const auto lines = log->linesWith("; python39.dll (no function Py_SetPythonHome)");
+    EXPECT_THAT(lines, SizeIs(isOnPath ? 1 : 0)) << isOnPath;
+  }
+  forgetOtherInterpreters();
+  fs::current_path(before);
+}
+
 TEST(PythonSearch, EndsAtAnOldInterpreterBehindTheStableInterface) {
   forgetOtherInterpreters();
   std::string reason;
