@@ -38,7 +38,7 @@ struct LongJob {
 
 }  // namespace
 
-#if !defined(_WIN32)
+#if !defined(_MSC_VER)
 TEST(RequestTask, HasItsVirtualOperationsInOrder) {
   // The destructor takes two slots in this binary interface.
   expectSlots(2, &SNRRequestTask::Run, &SNRRequestTask::OnWrite, &SNRRequestTask::OnProgress);
