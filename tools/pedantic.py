@@ -4,7 +4,7 @@ that build here then have less to refuse. Makes no code; tools/pedantic.sh sees 
     python3 tools/pedantic.py [--tests|--windows] [FILE]...
 
 Looks at all sources that build/release is made of but the tests, with --tests at these as well; or at those named. With
---windows at the ones for Windows alone, as build/mingw has them. What is as it was when it was found good is not looked at
+--windows at the ones with parts for Windows alone, as build/mingw has them. What is as it was when it was found good is not looked at
 again.
 """
 
@@ -72,12 +72,20 @@ def commands(build, arguments, wanted):
         path = os.path.relpath(entry["file"], ROOT)
         if path.startswith("build" + os.sep) or not path.endswith(".cpp") or (wanted and entry["file"] not in wanted):
             continue
-        if arguments.windows and "Windows" not in os.path.basename(path):
+        if arguments.windows and not is_for_windows(os.path.join(ROOT, path)):
             continue
         if not (arguments.tests or wanted) and path.startswith("tests" + os.sep):
             continue
         seen.setdefault(path, options(shlex.split(entry["command"]), entry["directory"]))
     return sorted(seen.items())
+
+
+def is_for_windows(path):
+    """Whether the source, or a part of it, is compiled there alone."""
+    if "Windows" in os.path.basename(path):
+        return True
+    with open(path, encoding="utf-8") as file:
+        return "_WIN32" in file.read()
 
 
 def options(words, directory):
