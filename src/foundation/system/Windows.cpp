@@ -62,6 +62,11 @@ bool isOfNoKey(DWORD error) {
          error == static_cast<DWORD>(NTE_BAD_DATA);
 }
 
+bool isPipeOrConsole(HANDLE handle) {
+  DWORD mode = 0;
+  return GetFileType(handle) == FILE_TYPE_PIPE || GetConsoleMode(handle, &mode) != 0;
+}
+
 DATA_BLOB blobOf(const std::string& bytes) {
   // The calls do not write to their input, though its type lets them.
   return {static_cast<DWORD>(bytes.size()), reinterpret_cast<BYTE*>(const_cast<char*>(bytes.data()))};
@@ -84,7 +89,11 @@ UniqueFile openFile(const std::string& path, const char* mode) {
   // "N" keeps the handle from child processes.
   std::wstring wideMode(mode, mode + std::char_traits<char>::length(mode));
   wideMode += L'N';
-  return UniqueFile(_wfopen(nativePath(path).c_str(), wideMode.c_str()));
+  UniqueFile file(_wfopen(nativePath(path).c_str(), wideMode.c_str()));
+  // Whoever reads a pipe or a console waits for somebody.
+  if (file != nullptr && isPipeOrConsole(reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file.get())))))
+    return nullptr;
+  return file;
 }
 
 void keepFromChildren(std::FILE* file) {
