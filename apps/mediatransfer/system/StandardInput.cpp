@@ -22,7 +22,10 @@ enum class Arrived { bytes, nothing, end };
 
 Arrived readSome(std::string& buffer, std::chrono::milliseconds limit) {
   const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
-  // A pipe can't be waited for, only looked at; consoles and files can be read at once.
+  // A program without a console may have none.
+  if (input == nullptr || input == INVALID_HANDLE_VALUE) return Arrived::end;
+  // A pipe can't be waited for, only looked at. A file can be read at once; a console that was touched in any
+  // way is read to the end of a line.
   if (GetFileType(input) == FILE_TYPE_PIPE) {
     DWORD there = 0;
     if (PeekNamedPipe(input, nullptr, 0, nullptr, &there, nullptr) == 0) return Arrived::end;
@@ -30,8 +33,10 @@ Arrived readSome(std::string& buffer, std::chrono::milliseconds limit) {
       Sleep(static_cast<DWORD>(limit.count()));
       return Arrived::nothing;
     }
-  } else if (WaitForSingleObject(input, static_cast<DWORD>(limit.count())) != WAIT_OBJECT_0) {
-    return Arrived::nothing;
+  } else {
+    const DWORD waited = WaitForSingleObject(input, static_cast<DWORD>(limit.count()));
+    if (waited == WAIT_FAILED) return Arrived::end;
+    if (waited != WAIT_OBJECT_0) return Arrived::nothing;
   }
   std::array<char, 4096> bytes{};
   DWORD count = 0;

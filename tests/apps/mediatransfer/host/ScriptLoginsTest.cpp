@@ -10,6 +10,7 @@
 #if defined(_WIN32)
 #include <fcntl.h>
 #include <io.h>
+#include <windows.h>
 #else
 #include <unistd.h>
 #endif
@@ -188,6 +189,19 @@ TEST_F(StandardInputTest, LinesComeOneByOneWhateverTheirEnds) {
   EXPECT_EQ(next(), StandardInput::State::ended);
   EXPECT_EQ(next(), StandardInput::State::ended);
 }
+
+#if defined(_WIN32)
+TEST(StandardInputOfNothing, HasEnded) {
+  const HANDLE former = GetStdHandle(STD_INPUT_HANDLE);
+  for (const HANDLE none : {HANDLE{nullptr}, INVALID_HANDLE_VALUE}) {
+    StandardInput input;
+    std::string line;
+    SetStdHandle(STD_INPUT_HANDLE, none);
+    EXPECT_EQ(input.next(line, std::chrono::seconds(30)), StandardInput::State::ended);
+  }
+  SetStdHandle(STD_INPUT_HANDLE, former);
+}
+#endif
 
 TEST_F(StandardInputTest, NothingIsWaitedForLongerThanAsked) {
   EXPECT_EQ(next(std::chrono::milliseconds(1)), StandardInput::State::nothing);
