@@ -10,6 +10,7 @@ modules for itself, below its own name; modules and path of the host stay as the
 import builtins
 import os
 import sys
+import zipimport
 
 _bootstrap = sys.modules["_frozen_importlib"]
 _external = sys.modules["_frozen_importlib_external"]
@@ -48,7 +49,8 @@ class _Finder:
         self._folder = folder
         self._copies = name + "." + COPIES
         self._standard = _Standard()
-        self._own = not self._standard.is_what_imports_find()
+        self._path = None
+        self._own = False
         self._copied = {}
 
     def find_spec(self, fullname, path=None, target=None):
@@ -65,7 +67,7 @@ class _Finder:
             spec = _external.PathFinder.find_spec(fullname, path)
         else:
             return None
-        if spec is not None and self._own and _is_source(spec):
+        if spec is not None and _is_source(spec):
             spec.loader = _Loader(spec.loader, self._import)
         return spec
 
@@ -79,6 +81,12 @@ class _Finder:
         return module if fromlist else sys.modules[self._copies + "." + top]
 
     def _is_copied(self, top):
+        # The host may lead its path elsewhere between two imports of ours.
+        if self._path != sys.path:
+            self._path = list(sys.path)
+            self._own = self._own or not self._standard.is_what_imports_find()
+        if not self._own:
+            return False
         if top not in self._copied:
             self._copied[top] = self._needs_copy(top)
         return self._copied[top]
@@ -128,12 +136,27 @@ class _Standard:
     def is_what_imports_find(self):
         """Whether neither the modules that are loaded nor the path before it have its names."""
         loaded = [name for name in list(sys.modules) if "." not in name and self._is_foreign(sys.modules[name], name)]
-        before = []
+        if loaded:
+            return False
         for entry in sys.path:
             if entry in self._places:
                 break
-            before += _module_names(entry)
-        return not loaded and not any(self.find(name) is not None for name in before)
+            if any(self.find(name) is not None for name in self._common_names(entry)):
+                return False
+        return True
+
+    def _common_names(self, entry):
+        """Those of an entry of the path that the library may have, too."""
+        if os.path.isdir(entry or "."):
+            return _module_names(entry)
+        # An archive, or something else that a hook of the path reads.
+        return [name for name in self._names() if _external.PathFinder.find_spec(name, [entry]) is not None]
+
+    def _names(self):
+        """All the names of the library, at which its versions before 3.10 have to look themselves."""
+        if hasattr(sys, "stdlib_module_names"):
+            return sys.stdlib_module_names
+        return [name for place in self._places for name in _module_names(place) or _names_in_archive(place)]
 
     def is_spoilt(self, module, seen):
         """Whether it is none of the standard library's, or holds what is none."""
@@ -168,6 +191,14 @@ def _is_same(origin, file):
     return os.path.realpath(os.path.splitext(origin)[0]) == os.path.realpath(os.path.splitext(file)[0]) or (
         os.path.realpath(origin) == os.path.realpath(file)
     )
+
+
+def _names_in_archive(place):
+    try:
+        files = zipimport._zip_directory_cache[zipimport.zipimporter(place).archive]
+    except zipimport.ZipImportError:
+        return ()
+    return {file.replace(os.sep, "/").partition("/")[0].partition(".")[0] for file in files}
 
 
 def _module_names(folder):

@@ -7,6 +7,9 @@ import subprocess
 import sys
 import tempfile
 import unittest
+import zipfile
+
+from pysocialnetwork import ownimports
 
 import support
 from support import LIMIT, Reply, Server, video_file
@@ -27,6 +30,10 @@ with open(home + "pythondlls/authupload.py", encoding="utf-8") as file:
     code = compile(file.read(), "pythonrt", "exec")
 script = sys.modules["pythonrt"] = type(sys)("pythonrt")
 exec(code, script.__dict__)
+if {begun!r}:
+    script.CreateAuInstance("facebook")
+sys.path[:0] = {late!r}
+before[:0] = {late!r}
 for platform in ("facebook", "vimeo", "flickr", "instagram", "twitch"):
     assert script.CreateAuInstance(platform).platform == platform
 uploader = script.CreateAuInstance("youtube")
@@ -75,7 +82,7 @@ class Surroundings(unittest.TestCase):
             place.write_text(text + "\nFOREIGN = True\n")
         return [str(self.folder / "foreign")]
 
-    def run_host(self, path=(), loaded=(), foreign=()):
+    def run_host(self, path=(), loaded=(), foreign=(), late=(), begun=False):
         """What the host's program prints: the events of an upload, and whether the package has copies."""
 
         def respond(request):
@@ -87,7 +94,14 @@ class Surroundings(unittest.TestCase):
             services = self.folder / "services.json"
             services.write_text(json.dumps({"youtubeUpload": server.url}))
             program = PROGRAM.format(
-                path=list(path), loaded=loaded, home=HOME, video=video, limit=LIMIT, foreign=foreign
+                path=list(path),
+                loaded=loaded,
+                home=HOME,
+                video=video,
+                limit=LIMIT,
+                foreign=foreign,
+                late=list(late),
+                begun=begun,
             )
             with support.environment(MEDIATRANSFER_SERVICES=str(services), PYTHONUTF8="1"):
                 os.environ.pop("PYTHONPATH", None)
@@ -118,6 +132,32 @@ class Surroundings(unittest.TestCase):
         # The standard library's own client has taken up the foreign ssl.
         loaded = ("json", "ssl", "pysocialnetwork", "pysocialnetwork.youtube", "http.client", "urllib.request")
         self.assertIn("copies True", self.run_host(path, loaded, names))
+
+    def test_nor_do_those_in_an_archive(self):
+        names = ("json", "ssl", "socket", "selectors", "pysocialnetwork")
+        archive = str(self.folder / "foreign.zip")
+        with zipfile.ZipFile(archive, "w") as file:
+            for name, text in FOREIGN.items():
+                file.writestr(name, text + "\nFOREIGN = True\n")
+        self.assertIn("copies True", self.run_host([archive], foreign=names))
+
+        # The library itself may lie in one.
+        self.assertEqual(ownimports._names_in_archive(archive), set(names))
+        self.assertEqual(ownimports._names_in_archive(str(self.folder)), ())
+
+    def test_an_archive_without_such_names_is_left_alone(self):
+        archive = str(self.folder / "other.zip")
+        with zipfile.ZipFile(archive, "w") as file:
+            file.writestr("another_name.py", "")
+        self.assertIn("copies False", self.run_host([archive]))
+
+    def test_a_path_that_leads_elsewhere_after_the_script_is_loaded_changes_nothing(self):
+        names = ("json", "ssl", "socket", "selectors", "pysocialnetwork")
+        path = self.foreign(FOREIGN)
+        self.assertIn("copies True", self.run_host(late=path, foreign=names))
+        # Nor between two platforms, of which the first shares the host's modules.
+        path = self.foreign({"xml/__init__.py": ""})
+        self.assertIn("copies True", self.run_host(late=path, begun=True, foreign=("xml",)))
 
     def test_a_package_of_our_name_alone_needs_no_copies(self):
         path = self.foreign({name: text for name, text in FOREIGN.items() if name.startswith("pysocial")})
