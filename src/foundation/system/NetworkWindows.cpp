@@ -1,3 +1,4 @@
+#include "foundation/system/AuthoritiesWindows.h"
 #include "foundation/system/NetworkSystem.h"
 
 // The order matters: winsock2.h goes ahead of windows.h, and the other needs what that declares.
@@ -16,19 +17,6 @@ struct CloseStore {
   void operator()(void* store) const { CertCloseStore(store, 0); }
 };
 using Store = std::unique_ptr<void, CloseStore>;
-
-std::string pemOf(const CERT_CONTEXT& certificate) {
-  const auto convert = [&certificate](char* text, DWORD& size) {
-    return CryptBinaryToStringA(certificate.pbCertEncoded, certificate.cbCertEncoded,
-                                CRYPT_STRING_BASE64HEADER, text, &size) != 0;
-  };
-  DWORD size = 0;
-  if (!convert(nullptr, size)) return {};
-  std::string text(size, '\0');
-  if (!convert(text.data(), size)) return {};
-  text.resize(size);
-  return text;
-}
 
 }  // namespace
 
@@ -58,15 +46,9 @@ int localPort(curl_socket_t socket) {
 void holdBack(curl_socket_t, bool) {}
 
 std::string keptAuthorities() {
-  const Store store(CertOpenSystemStoreW(0, L"ROOT"));
-  std::string authorities;
-  if (store == nullptr) return authorities;
-  // Each call frees the certificate that it is given.
-  for (PCCERT_CONTEXT certificate = nullptr;
-       (certificate = CertEnumCertificatesInStore(store.get(), certificate)) != nullptr;) {
-    authorities += pemOf(*certificate);
-  }
-  return authorities;
+  const Store authorities(CertOpenSystemStoreW(0, L"ROOT"));
+  const Store distrusted(CertOpenSystemStoreW(0, L"Disallowed"));
+  return authoritiesForServers(authorities.get(), distrusted.get());
 }
 
 }  // namespace KBL::System
