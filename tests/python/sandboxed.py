@@ -134,6 +134,23 @@ class ServicesCase(unittest.TestCase):
             host = self.start(uploader, path, **fields)
             return host.wait_for_end(), host, content
 
+    def one_video_in_the_end(self, uploader, size, **more):
+        """The closing event of an upload that meets the faults that are ordered, and of a second one without them where
+        the first tells of no video. Nothing that is told as failed is there beside the second."""
+        with fresh_video(size) as (path, content):
+            host = self.start(uploader, path, **more)
+            first = host.wait_for_end()
+            self.assertEqual(host.closing(), [first])
+            self.assertNotIn("unexpected", first.text + host.texts())
+            self.sandbox.post("/sandbox/faults/clear")
+            if first.code != FINISHED:
+                if uploader.login is None:
+                    uploader.set_login(self.signed_in(uploader.platform).login)
+                again = self.start(uploader, path, **more).wait_for_end()
+                self.assertEqual(again.code, FINISHED, (first.text, again.text))
+            self.assertEqual(len(self.copies(content)), 1, (first.code, first.text))
+            return first, host
+
     def order(self, route, kind, nth=1, times=1, **more):
         return self.sandbox.post("/sandbox/faults", route=route, kind=kind, nth=nth, times=times, **more)["id"]
 

@@ -165,11 +165,8 @@ class Answers(AdversaryCase):
                     with self.subTest(route, position=position, seed=seed):
                         self.order(route, "resetAnswerAfter", bytes=position)
                         self.exchanges = 0
-                        end, host, content = self.upload(uploader, 3000)
-                        self.sandbox.post("/sandbox/faults/clear")
-                        self.assert_ended(end, host)
-                        if end.code == FINISHED:
-                            self.assertEqual(len(self.stored(content)), 1)
+                        self.one_video_in_the_end(uploader, 3000)
+                        self.assertLess(self.exchanges, MOST_REQUESTS)
 
     def test_an_answer_in_drips_is_put_together(self):
         for platform in PLATFORMS:

@@ -5,10 +5,13 @@ import unittest
 from dataclasses import replace
 from unittest import mock
 
-from pysocialnetwork import vimeo, youtube
+from pysocialnetwork import dialing, vimeo, youtube
+from pysocialnetwork.retry import BACKGROUND
+from pysocialnetwork.stopsignal import StopSignal
 
 from sandboxed import CARRIER, ServicesCase, fresh_video
 from support import Host
+from test_patience import MINUTE, Clock
 
 FINISHED, ERROR = 2, 3
 # What Facebook's stand-in asks for at a time.
@@ -104,7 +107,9 @@ class GoingOn(ServicesCase):
                     # Instagram is asked before as well, until the video is ready, and Flickr what is there already.
                     nth = {"instagram": 3, "flickr": 2}.get(platform, 1)
                     self.order(question, "status", code=500, nth=nth, times=1000)
-                self.assertEqual(self.start(uploader, path).wait_for_end().code, ERROR)
+                end = self.start(uploader, path).wait_for_end()
+                self.assertEqual(end.code, ERROR)
+                self.assertIn("whether the video is out could not be found out", end.text)
                 self.assertEqual(len(self.stored(content)), 1)
                 self.sandbox.post("/sandbox/faults/clear")
                 host = self.start(uploader, path)
@@ -183,14 +188,67 @@ class GoingOn(ServicesCase):
                 self.assertEqual(uploader.login, other)
 
     def test_another_user_begins_a_video_of_its_own(self):
+        people = [user["open_id"] for user in self.sandbox.get("/sandbox/users")]
+        self.addCleanup(self.sandbox.post, "/sandbox/users/choose", open_id=people[0])
         for platform in RESUMABLE:
             with self.subTest(platform), fresh_video(self.size) as (path, content):
-                uploader = self.broken_off(platform, path)
-                own = uploader.login
-                uploader.set_login(replace(own, user_id=own.user_id + "0"))
-                host = self.start(uploader, path)
-                host.wait_for_end()
+                before = self.uploads()
+                self.sandbox.post("/sandbox/users/choose", open_id=people[0])
+                first = self.broken_off(platform, path)
+                self.sandbox.post("/sandbox/users/choose", open_id=people[1])
+                second = self.signed_in(platform)
+                self.assertNotEqual(first.login.user_id, second.login.user_id)
+                host = self.start(second, path)
+                self.assert_finished(host.wait_for_end(), host, content)
                 self.assertNotIn("goes on", host.texts())
+                # What the first one left is still there.
+                host = self.start(first, path)
+                self.assertEqual(host.wait_for_end().code, FINISHED)
+                self.assertIn("the upload goes on that broke off before", host.texts())
+                self.assertEqual((len(self.uploads() - before), len(self.copies(content))), (2, 2))
+
+    def without_network(self, platform, path, seconds):
+        """The host and the clock of an upload that the network leaves for so long when a part of it has arrived."""
+        uploader, clock, gone_until = self.signed_in(platform), Clock(), [0.0]
+        uploader.job_policy, uploader.clock = BACKGROUND, clock.time
+        connect = dialing.connect
+
+        def dial(*arguments):
+            if clock.now < gone_until[0]:
+                raise OSError(101, "Network is unreachable")
+            return connect(*arguments)
+
+        def on_event(event):
+            if event.code == 1 and not gone_until[0]:
+                gone_until[0] = clock.now + seconds
+
+        host = Host(on_event)
+        host.attach(uploader)
+        route, nth = CARRIER[platform]
+        self.order(route, "resetRequestAfter", nth=nth, bytes=PART // 2)
+        with mock.patch.object(dialing, "connect", dial):
+            with mock.patch.object(StopSignal, "wait", lambda stop, pause: clock.wait(pause)):
+                uploader.StartUpload(path, "A title", "What it shows", "", "tag", "")
+                end = host.wait_for_end()
+        return end, host, clock.now - gone_until[0]
+
+    def test_ten_minutes_without_a_network_are_borne(self):
+        for platform in RESUMABLE:
+            with self.subTest(platform), fresh_video(self.size) as (path, content):
+                before = self.uploads()
+                end, host, beyond = self.without_network(platform, path, 9 * MINUTE)
+                self.assert_finished(end, host, content)
+                self.assertGreaterEqual(beyond, 0)
+                self.assertIn("Network is unreachable (for ", host.texts())
+                self.assertEqual(len(self.uploads() - before), 1)
+            with self.subTest(platform, minutes=11), fresh_video(self.size) as (path, content):
+                before = self.uploads()
+                end, _, beyond = self.without_network(platform, path, 11 * MINUTE)
+                self.assertEqual(end.code, ERROR)
+                self.assertLess(beyond, 0)
+                host = self.start(self.signed_in(platform), path)
+                self.assert_finished(host.wait_for_end(), host, content)
+                self.assertEqual(len(self.uploads() - before), 1)
 
 
 if __name__ == "__main__":

@@ -76,13 +76,17 @@ class Troubles(ServicesCase):
         )
         for platform in PLATFORMS:
             for route in dict.fromkeys(STEPS[platform]):
-                for kind in kinds:
+                # Twitch's last answer has no content, so that any is good.
+                for kind in kinds if route != "twitchComplete" else [kinds[0], kinds[4]]:
                     with self.subTest(route, **kind):
                         self.order(route, times=1000, **kind)
-                        end, host, _ = self.upload(self.signed_in(platform), 5000)
-                        self.sandbox.post("/sandbox/faults/clear")
-                        self.assertEqual(len(host.closing()), 1)
-                        self.assertNotIn("unexpected", end.text)
+                        self.one_video_in_the_end(self.signed_in(platform), 5000)
+
+    def test_a_chunk_that_counts_in_part_goes_on_behind_that(self):
+        order = self.order("youtubeUploadChunk", "acceptLess", bytes=1 << 20)
+        end, host, content = self.upload(self.signed_in("youtube"), 9 << 20)
+        self.assertEqual(self.delivered(order), 1)
+        self.assert_finished(end, host, content)
 
     def test_a_session_that_the_service_gave_up_is_replaced(self):
         for code in (404, 410):
