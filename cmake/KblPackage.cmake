@@ -2,7 +2,7 @@
 # KBL_DEBIAN_DIR is the folder of files that a Debian package wants beside, which tools/package.sh has written; without it only
 # the archive can be made.
 set(KBL_DEBIAN_DIR "" CACHE PATH "Files for the Debian packages")
-set(KBL_DEBIAN_PYTHON "" CACHE STRING "The Debian package with the Python that scripts run in")
+set(KBL_DEBIAN_PYTHON "" CACHE STRING "The Debian packages with the Python that scripts run in")
 
 set(CPACK_PACKAGE_NAME mediatransfer)
 set(CPACK_PACKAGE_VENDOR mediatransfer)

@@ -52,7 +52,8 @@ TEXT
   done >"$folder/library/shlibs"
   echo 'activate-noawait ldconfig' >"$folder/library/triggers"
   echo "interest-noawait /usr/bin/$python" >"$folder/tools/triggers"
-  cp tools/packaging/postinst tools/packaging/prerm "$folder/tools"
+  sed "s|@PYTHON@|$python|" tools/packaging/postinst >"$folder/tools/postinst"
+  cp tools/packaging/prerm "$folder/tools"
   chmod 755 "$folder"/tools/{postinst,prerm}
   chmod 644 "$folder"/*/triggers "$folder/library/shlibs"
   for name in library development tools; do
@@ -67,7 +68,7 @@ debian() {
   write_debian "$PWD/$build/debian" "$python"
   # Compiled as in the release build; protected and without search paths as the system wants its libraries.
   cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_SKIP_INSTALL_RPATH=ON \
-    -DKBL_BUILD_TESTS=OFF -DKBL_BUILD_EXAMPLES=OFF -DKBL_DEBIAN_DIR="$PWD/$build/debian" -DKBL_DEBIAN_PYTHON="lib$python" \
+    -DKBL_BUILD_TESTS=OFF -DKBL_BUILD_EXAMPLES=OFF -DKBL_DEBIAN_DIR="$PWD/$build/debian" -DKBL_DEBIAN_PYTHON="$python, lib$python" \
     -DCMAKE_SHARED_LINKER_FLAGS='-Wl,-z,relro -Wl,-z,now' -DCMAKE_EXE_LINKER_FLAGS='-Wl,-z,relro -Wl,-z,now' \
     >build/configure-package.log
   cmake --build "$build"

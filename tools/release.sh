@@ -97,6 +97,12 @@ debian() {
   }
   works
   say 'installed, it signs in and uploads, by a script as well'
+  # As where a removal is broken off half-way.
+  inside sh -ec 'cd /var/lib/dpkg/info; ./mediatransfer-tools.prerm remove; ./mediatransfer-tools.postinst abort-remove'
+  [ -s "$work/root/usr/lib/ExternlMediaTransfer/python_home/python38.zip" ] || {
+    printf 'release: no Python home after a removal that was broken off\n'
+    exit 1
+  }
   inside sh -c 'apt-get -qq -y --no-install-recommends install /packages/*.deb g++ pkg-config' >"$work/install.log" 2>&1 || {
     tail -n 30 "$work/install.log"
     exit 1
