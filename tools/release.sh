@@ -112,7 +112,7 @@ debian() {
     g++ -std=c++17 /usr/share/doc/ExternlMediaTransfer/examples/minimal_list.cpp $(pkg-config --cflags --libs ExternlMediaTransfer) -o list
     mediatransfer sandbox --config-file servers.json >sandbox.log 2>&1 & servers=$!
     tries=0; until [ -s servers.json ] || [ $tries -ge 600 ]; do tries=$((tries + 1)); sleep 0.1; done
-    ./list servers.json instagram-token-ada picture >listed; code=$?
+    code=0; ./list servers.json instagram-token-ada picture >listed || code=$?
     kill $servers; [ -s picture ] && exit $code'
   say 'a host is built with the -dev package, and runs'
 
@@ -159,14 +159,15 @@ windows() {
   (
     cd "$work"
     trap '/usr/lib/wine/wineserver64 -k || true' EXIT
-    /usr/lib/wine/wine64 wineboot --init
+    # The list below has errexit off here.
+    /usr/lib/wine/wine64 wineboot --init || exit 1
     /usr/lib/wine/wine64 "$unpacked/bin/mediatransfer.exe" sandbox --config-file servers.json >sandbox.log 2>&1 &
     tries=0
     until [ -s servers.json ] || [ $tries -ge 600 ]; do
       tries=$((tries + 1))
       sleep 0.1
     done
-    /usr/lib/wine/wine64 "$unpacked/bin/minimal_list.exe" servers.json instagram-token-ada picture
+    /usr/lib/wine/wine64 "$unpacked/bin/minimal_list.exe" servers.json instagram-token-ada picture || exit 1
     [ -s picture ]
   ) >"$work/run.log" 2>&1 || {
     cat "$work/run.log"
