@@ -16,7 +16,6 @@ from .login import Login
 from .outcome import once, removed_if_refused, went_on
 from .replies import member, required_text, text_member
 from .texts import chosen_privacy
-from .unfinished import MAYBE_OUT
 from .wire import Wire
 
 NAME = "Facebook"
@@ -121,8 +120,6 @@ class Uploader(GraphUploader):
 
     def _transfer(self, job: UploadJob, wire: Wire, video: LocalFile, kept: Dict[str, str]) -> None:
         """From the stretch that the service wanted last, which is kept as it says another one."""
-        if MAYBE_OUT in kept:
-            return  # all of it is there
         stretch(kept)
         session = kept["upload_session_id"]
 

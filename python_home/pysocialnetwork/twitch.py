@@ -19,7 +19,6 @@ from .oauth2 import RefreshingUploader
 from .outcome import once, removed_if_refused, went_on
 from .replies import json_object, member, required_number, required_text, text_member
 from .texts import chosen_privacy
-from .unfinished import MAYBE_OUT
 from .wire import Wire, require_same_safety
 
 PRIVACY = {"public": "public", "private": "private"}
@@ -149,8 +148,6 @@ class Uploader(RefreshingUploader):
         """From the end of what was sent before."""
         place, token = require_same_safety(self.address("twitchApi"), kept["place"]), kept["token"]
         self.keep_secret(token)
-        if MAYBE_OUT in kept:
-            return  # all of it is there
 
         def send(offset: int) -> int:
             length = min(PART, video.size - offset)

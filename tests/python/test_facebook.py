@@ -121,14 +121,16 @@ class Facebook(PlatformCase):
             self.assertLess(len(server.requests), 10)
 
     def test_parts_that_lead_nowhere_end_the_upload(self):
-        for reply in (
-            self.at(2000, 2000),
-            self.at(9000, 9001),
-            as_reply({}),
-            as_reply({"start_offset": "x", "end_offset": "y"}),
+        for reply, text in (
+            (self.at(2000, 2000), "asks for an empty part"),
+            (self.at(9000, 9001), "outside the file"),
+            (as_reply({}), "lacks start_offset"),
+            (as_reply({"start_offset": "x", "end_offset": "y"}), "lacks start_offset"),
         ):
-            with self.serve(self.phases([reply])):
-                self.assertEqual(self.upload().code, ERROR)
+            with self.serve(self.phases([reply] * 20)):
+                end = self.upload()
+            self.assertEqual(end.code, ERROR)
+            self.assertIn(text, end.text)
 
     def test_details_are_in_the_services_words(self):
         host = Host()

@@ -84,6 +84,8 @@ class GoingOn(ServicesCase):
                 self.assert_finished(host.wait_for_end(), host, content)
                 self.assertEqual(self.delivered(order), 1)
                 self.assertIn("anew", host.texts())
+                if platform in ("facebook", "vimeo"):
+                    self.assertIn("the unfinished video is removed", host.texts())
 
     def test_a_refusal_that_passes_costs_no_container(self):
         with fresh_video(self.size) as (path, content):
@@ -150,6 +152,18 @@ class GoingOn(ServicesCase):
             self.sandbox.post("/sandbox/faults/clear")
             host = self.start(uploader, path)
             self.assert_finished(host.wait_for_end(), host, content)
+
+    def test_a_video_of_which_flickr_has_not_had_all_begins_anew(self):
+        with fresh_video(self.size) as (path, content):
+            uploader = self.signed_in("flickr")
+            self.order("flickrUpload", "resetRequestAfter", times=1000, bytes=1 << 20)
+            end = self.start(uploader, path).wait_for_end()
+            self.assertEqual(end.code, ERROR)
+            self.assertNotIn("whether the video is out", end.text)
+            self.sandbox.post("/sandbox/faults/clear")
+            host = self.start(uploader, path)
+            self.assert_finished(host.wait_for_end(), host, content)
+            self.assertNotIn("goes on", host.texts())
 
     def test_who_logs_out_meanwhile_leaves_nothing_behind(self):
         with fresh_video(self.size) as (path, content):

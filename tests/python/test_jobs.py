@@ -1,11 +1,14 @@
 """Uploads on threads of their own: progress, the one closing event, stops and ends."""
 
+import contextlib
 import threading
 import unittest
+from dataclasses import replace
 from unittest import mock
 
-from pysocialnetwork import job as job_module
+from pysocialnetwork import job as job_module, renewal
 from pysocialnetwork.errors import Refused, Stopped, TokenInvalid, Transient, UploadError
+from pysocialnetwork.login import Login
 
 import support
 from probe import UploaderCase
@@ -114,6 +117,31 @@ class Jobs(UploaderCase):
         self.start()
         self.assertEqual(self.host.wait_for_end()[1:], (ERROR, "User cancelled!"))
         self.assertNotEqual(self.uploader.GetAccessToken(), "error")
+
+    def test_another_user_who_signs_in_meanwhile_does_not_get_the_rest(self):
+        self.sign_in(user_id="1")
+        other = Login("probe", "other-token", user_id="2")
+
+        def refuse(login):
+            self.uploader.set_login(other)
+            raise TokenInvalid("ended")
+
+        self.uploader.upload = lambda job, wire: self.uploader.authorized(wire, refuse)
+        self.start()
+        end = self.host.wait_for_end()
+        self.assertEqual((end.code, end.text), (TOKEN_INVALID, "another user has signed in meanwhile"))
+        self.assertEqual(self.uploader.login, other)
+
+    def test_a_renewal_by_another_thread_is_waited_for_and_then_tried_again(self):
+        self.sign_in(refresh="r", expires=1)
+        self.uploader.call_limits = replace(self.uploader.call_limits, answer=0.01)
+        for held in (self.uploader._renewal.lock, None):
+            with self.subTest(held), contextlib.ExitStack() as stack, self.uploader.calling() as wire:
+                stack.enter_context(held or renewal.renewals.turn(self.uploader.login, 0.0))
+                with self.assertRaisesRegex(Transient, "is being renewed") as caught:
+                    self.uploader.authorized(wire, lambda login: None)
+                self.assertTrue(caught.exception.unprocessed)
+        self.assertEqual(len(renewal.renewals._turns), 0)
 
     def test_a_stop_without_an_upload_does_nothing(self):
         self.uploader.StopUpload()

@@ -101,6 +101,18 @@ class LostEnds(ServicesCase):
                 self.assertIn(DOUBT % "", end.text)
             self.assertEqual(len(self.stored(content)), 1)
 
+    def test_a_session_that_is_gone_before_all_was_there_is_replaced(self):
+        lost_part = {"kind": "resetRequestAfter", "bytes": 1 << 20}
+        # All was sent, and then the service says that it has nothing.
+        never_came = {"kind": "closeAtOnce"}
+        for size, lost, nth in ((7 << 20, lost_part, 2), (5000, never_came, 3)):
+            with self.subTest(**lost):
+                self.order("youtubeUploadChunk", **lost)
+                gone = self.order("youtubeUploadChunk", "status", nth=nth, code=404)
+                end, host, content = self.upload(self.signed_in("youtube"), size)
+                self.assertEqual(self.delivered(gone), 1)
+                self.assert_finished(end, host, content)
+
     def finished_once(self, platform, **fault):
         route, nth = ENDS[platform]
         order = self.order(route, nth=nth, **fault)

@@ -32,6 +32,8 @@ class Vimeo(PlatformCase):
             self.at(2000), self.at(1000, 409), self.at(1000, 200), self.at(1000, 200), self.at(5000)
         ) as server:
             self.assertEqual(self.upload().text, "https://vimeo.com/5")
+            # Whoever has the address may send to it.
+            self.assertEqual(self.uploader._mask.over("at " + server.url + "/tus"), "at ***")
             moves = [(r.method, r.headers["Upload-Offset"]) for r in server.requests[1:]]
         self.assertEqual(moves[0], ("PATCH", "0"))
         self.assertEqual(moves[-1], ("PATCH", "1000"))

@@ -64,6 +64,8 @@ class Youtube(PlatformCase):
             put = server.requests[-1]
         self.assertEqual(put.headers["Authorization"], "Bearer token")
         self.assertEqual(put.headers["Content-Range"], "bytes 0-4999/5000")
+        # Whoever has a session may send to it.
+        self.assertEqual(self.uploader._mask.over("at " + server.url + "/session"), "at ***")
 
     def test_sessions_that_cannot_serve_end_the_upload(self):
         for location in ("", "ftp://x/", "/relative"):
