@@ -54,6 +54,15 @@ new_system() {
   inside apt-get -qq update
 }
 
+# What is in the new system and of no package, but for what the package manager, Python and readline make for themselves.
+strays() {
+  (cd "$work/root" && find . -xdev \( -path ./proc -o -path ./root -o -path ./tmp -o -path ./new -o -path ./packages -o -path ./var/cache \
+    -o -path ./var/log -o -path ./var/lib/apt -o -path ./var/lib/dpkg -o -path ./etc/alternatives -o -path ./etc/python3 \
+    -o -path ./etc/inputrc -o -path ./var/lib/python -o -path ./usr/local/lib -o -name __pycache__ \) -prune \
+    -o ! -lname '/etc/alternatives/*' ! -path ./etc/ld.so.cache -printf '/%P\n') | sort -u |
+    comm -23 - <(cat "$work"/root/var/lib/dpkg/info/*.list | sed -E 's,^/(bin|sbin|lib[0-9x]*)(/|$),/usr/\1\2,' | sort -u)
+}
+
 # raised PACKAGE: the same package with a higher version, to be upgraded to.
 raised() {
   dpkg-deb -R "$1" "$work/raised"
@@ -89,6 +98,7 @@ debian() {
   say 'lintian has nothing to say but what is excepted by name'
   new_system
   mkdir "$work/root/packages" "$work/root/new"
+  strays >"$work/strays"
   cp build/packages/*.deb "$work/root/packages"
   inside sh -c 'apt-get -qq -y --no-install-recommends install /packages/mediatransfer-tools*.deb /packages/libexternlmediatransfer1*.deb' \
     >"$work/install.log" 2>&1 || {
@@ -126,8 +136,7 @@ debian() {
     tail -n 30 "$work/install.log"
     exit 1
   }
-  found=$(cd "$work/root" && find etc usr var/lib ! -path 'var/lib/apt/*' \( -iname '*externlmediatransfer*' -o -iname '*mediatransfer-tools*' \
-    -o -name 'libBsNet*' -o -name python_home \))
+  found=$(strays | comm -13 "$work/strays" -)
   [ -z "$found" ] || {
     printf 'release: left behind:\n%s\n' "$found"
     exit 1
