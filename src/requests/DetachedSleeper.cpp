@@ -1,10 +1,10 @@
 #include "requests/DetachedSleeper.h"
 
+#include "foundation/system/System.h"
 #include <KblUtils/HostCode.h>
 #include <KblUtils/TimeUtil.h>
 
 #include <exception>
-#include <thread>
 #include <utility>
 
 namespace KBL {
@@ -23,8 +23,7 @@ void sleepAndRun(int milliseconds, const std::function<void()>& action) {
 
 bool runDetachedAfter(int milliseconds, std::function<void()> action) {
   try {
-    std::thread([milliseconds, run = std::move(action)] { sleepAndRun(milliseconds, run); }).detach();
-    return true;
+    return System::startDetached([milliseconds, run = std::move(action)] { sleepAndRun(milliseconds, run); });
   } catch (const std::exception&) {
     return false;
   }

@@ -1,10 +1,10 @@
+#include "foundation/system/System.h"
 #include <KblUtils/TimeSource.h>
 #include <KblUtils/Timer.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <exception>
-#include <thread>
 #include <utility>
 
 namespace KBL {
@@ -87,7 +87,7 @@ bool Timer::StartTimer(int milliseconds, std::function<void()> function) {
   run_.reset();
   if (run == nullptr) return false;
   try {
-    std::thread([run] { run->repeat(); }).detach();
+    if (!System::startDetached([run] { run->repeat(); })) return false;
   } catch (const std::exception&) {
     return false;
   }

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <ctime>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -112,6 +113,10 @@ struct UnprotectedKey {
 [[nodiscard]] std::vector<std::string> libraryFileNames(const std::string& name, const std::string& version);
 /// The counterpart of `openLibrary` and `findLoadedLibrary`.
 void closeLibrary(void* library);
+
+/// Runs it on a thread of its own, for which nobody waits; false where no thread can be made. What it throws
+/// ends the process.
+[[nodiscard]] bool startDetached(std::function<void()> work);
 
 /// A variable of the environment in UTF-8, empty when there is none.
 [[nodiscard]] std::string environmentVariable(const char* name);
