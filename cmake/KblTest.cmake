@@ -37,6 +37,16 @@ target_precompile_headers(test_prelude PRIVATE
   <gmock/gmock.h> <gtest/gtest.h> <algorithm> <array> <atomic> <chrono> <condition_variable> <filesystem> <fstream>
   <functional> <map> <memory> <mutex> <optional> <set> <sstream> <string> <string_view> <thread> <utility> <vector>)
 
+# kbl_compile_together(TARGET): cross-compiled, several sources of tests are one, since most of their time goes into headers.
+# The other builds take each for itself, and so find one that does not include what it needs. Their helpers need names of
+# their own in the whole program; with APART each source stays for itself.
+function(kbl_compile_together target)
+  if(CMAKE_CROSSCOMPILING)
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
+    target_compile_options(${target} PRIVATE -Wno-subobject-linkage)  # the compiler takes the sources for headers
+  endif()
+endfunction()
+
 # kbl_test_objects(NAME SOURCE [LIBRARY]...): a source that several programs share, compiled once; they name it as a library.
 function(kbl_test_objects name source)
   add_library(${name} OBJECT ${source})
@@ -46,7 +56,7 @@ function(kbl_test_objects name source)
 endfunction()
 
 function(kbl_test name)
-  cmake_parse_arguments(ARG "PER_PYTHON" "TIMEOUT;PREFIX;SHARDS" "SOURCES;LIBS" ${ARGN})
+  cmake_parse_arguments(ARG "APART;PER_PYTHON" "TIMEOUT;PREFIX;SHARDS" "SOURCES;LIBS" ${ARGN})
   if(NOT ARG_TIMEOUT)
     set(ARG_TIMEOUT 120)
   endif()
@@ -55,6 +65,9 @@ function(kbl_test name)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
   kbl_test_compiler_options(${name})
   target_precompile_headers(${name} REUSE_FROM test_prelude)
+  if(NOT ARG_APART)
+    kbl_compile_together(${name})
+  endif()
   if(CMAKE_CROSSCOMPILING OR (KBL_SANITIZE AND NOT ARG_PER_PYTHON))
     if(NOT ARG_SHARDS)
       set(ARG_SHARDS 1)

@@ -23,7 +23,7 @@ class RequestFrame : public RequestsFixture {};
 
 /// A concrete class's protected constants, without changing the class.
 struct Constants : BsExternlMediaAuthRequest {
-  static const RequestExchange& of(const BsExternlMediaAuthRequest& request) {
+  static const KBL::RequestExchange& of(const BsExternlMediaAuthRequest& request) {
     return (request.*(&Constants::exchangePart))();
   }
 };

@@ -46,3 +46,7 @@ std::string TemporaryDirectory::read(const std::string& name) const {
   std::ifstream stream(nativePath(file(name)), std::ios::binary);
   return std::string(std::istreambuf_iterator<char>(stream), {});
 }
+
+std::size_t TemporaryDirectory::entries() const {
+  return static_cast<std::size_t>(std::distance(fs::directory_iterator(path_), fs::directory_iterator()));
+}

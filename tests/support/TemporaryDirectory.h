@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
 #include <string>
 
@@ -18,6 +19,8 @@ class TemporaryDirectory {
   std::string write(const std::string& name, const std::string& contents) const;
   /// The contents of a file in it, empty when it is not there.
   [[nodiscard]] std::string read(const std::string& name) const;
+  /// How many entries it has.
+  [[nodiscard]] std::size_t entries() const;
 
  private:
   std::filesystem::path path_;

@@ -20,11 +20,6 @@ namespace {
 
 const std::string nonAscii = "K\xC3\xA4se \xE6\xB5\x8B\xE8\xAF\x95 \xF0\x9F\x8E\xA5.mp4";
 
-std::size_t entriesIn(const TemporaryDirectory& directory) {
-  return static_cast<std::size_t>(
-      std::distance(fs::directory_iterator(directory.path()), fs::directory_iterator()));
-}
-
 }  // namespace
 
 TEST(FileUtil, TellsExistenceAndSize) {
@@ -100,7 +95,7 @@ TEST(FileUtil, WritesAPrivateFileAsAWhole) {
   EXPECT_TRUE(FileUtil::writePrivateFile(path, ""));
   EXPECT_EQ(directory.read(nonAscii), "");
 
-  EXPECT_EQ(entriesIn(directory), 1U) << "something was left beside the file";
+  EXPECT_EQ(directory.entries(), 1U) << "something was left beside the file";
 }
 
 TEST(FileUtil, FailedPrivateFileLeavesNothingBeside) {
@@ -110,7 +105,7 @@ TEST(FileUtil, FailedPrivateFileLeavesNothingBeside) {
   EXPECT_FALSE(FileUtil::writePrivateFile(Path(directory.file("taken")), "x"));
   EXPECT_FALSE(FileUtil::writePrivateFile(Path(directory.file("missing/file")), "x"));
 
-  EXPECT_EQ(entriesIn(directory), 1U);
+  EXPECT_EQ(directory.entries(), 1U);
 }
 
 #if !defined(_WIN32)

@@ -15,15 +15,6 @@ using KBL::resultOk;
 
 namespace fs = std::filesystem;
 
-namespace {
-
-std::size_t entriesIn(const TemporaryDirectory& directory) {
-  return static_cast<std::size_t>(
-      std::distance(fs::directory_iterator(directory.path()), fs::directory_iterator()));
-}
-
-}  // namespace
-
 TEST(Sqlite, OpenMakesAMissingFile) {
   const TemporaryDirectory directory;
   KblSqliteUnit unit;
@@ -188,7 +179,7 @@ TEST(Sqlite, NonAsciiPathsWork) {
   ASSERT_EQ(store(path, "value"), resultOk);
 
   EXPECT_EQ(load(path), "value");
-  EXPECT_EQ(entriesIn(directory), 1U);
+  EXPECT_EQ(directory.entries(), 1U);
 }
 
 TEST(Sqlite, NothingButTheFileIsLeftAfterClose) {
@@ -196,7 +187,7 @@ TEST(Sqlite, NothingButTheFileIsLeftAfterClose) {
   const std::string path = directory.file("cache.db");
   for (int round = 0; round < 3; ++round) ASSERT_EQ(store(path, std::string(50'000, 'x')), resultOk);
 
-  EXPECT_EQ(entriesIn(directory), 1U);
+  EXPECT_EQ(directory.entries(), 1U);
 }
 
 TEST(Sqlite, ReplacedValueIsNoLongerInTheFile) {
@@ -234,7 +225,7 @@ TEST(Sqlite, FileOfAnotherProgramInWriteAheadModeIsTakenOver) {
   ASSERT_EQ(store(path, "value"), resultOk);
 
   EXPECT_EQ(load(path), "value");
-  EXPECT_EQ(entriesIn(directory), 1U);
+  EXPECT_EQ(directory.entries(), 1U);
   ASSERT_EQ(sqlite3_open(path.c_str(), &other), SQLITE_OK);
   EXPECT_EQ(sqlite3_exec(other, "SELECT x FROM mine", nullptr, nullptr, nullptr), SQLITE_OK)
       << "a table of somebody else was lost";

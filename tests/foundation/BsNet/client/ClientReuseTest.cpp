@@ -70,9 +70,9 @@ TEST_F(ClientReuse, NothingOfTheClientBeforeIsSent) {
   EXPECT_EQ(server.requests().at(1).body, "");
 }
 
-class Source : public KBL::IBodySource {
+class RepeatableSource : public KBL::IBodySource {
  public:
-  explicit Source(std::string bytes) : bytes_(std::move(bytes)) {}
+  explicit RepeatableSource(std::string bytes) : bytes_(std::move(bytes)) {}
   bool readBody(unsigned long long offset, char* buffer, unsigned long long count) override {
     std::memcpy(buffer, bytes_.data() + offset, static_cast<std::size_t>(count));
     return true;
@@ -91,8 +91,8 @@ void PrintTo(const Way& way, std::ostream* out) {
   *out << way.name;
 }
 
-Source& smallSource() {
-  static Source source(std::string(40000, 's'));
+RepeatableSource& smallSource() {
+  static RepeatableSource source(std::string(40000, 's'));
   return source;
 }
 

@@ -88,10 +88,10 @@ TEST(ErrorInfo, StateIsCodeAndMessageOfOneMoment) {
 
 TEST(ErrorInfo, CastsFromItsInterface) {
   KBL::BsErrorInfo error;
-  KBL::IBsErrorInfo* const interface = &error;
+  KBL::IBsErrorInfo* const asInterface = &error;
 
-  EXPECT_EQ(dynamic_cast<KBL::BsErrorInfo*>(interface), &error);
-  EXPECT_EQ(error.QueryInterfaceByName("IBsErrorInfo"), interface);
+  EXPECT_EQ(dynamic_cast<KBL::BsErrorInfo*>(asInterface), &error);
+  EXPECT_EQ(error.QueryInterfaceByName("IBsErrorInfo"), asInterface);
 }
 
 }  // namespace
