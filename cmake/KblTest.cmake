@@ -44,6 +44,10 @@ function(kbl_compile_together target)
   if(CMAKE_CROSSCOMPILING)
     set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
     target_compile_options(${target} PRIVATE -Wno-subobject-linkage)  # the compiler takes the sources for headers
+    # What includes the system's headers bears no others ahead of them.
+    get_target_property(sources ${target} SOURCES)
+    list(FILTER sources INCLUDE REGEX "Windows")
+    set_source_files_properties(${sources} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
   endif()
 endfunction()
 
