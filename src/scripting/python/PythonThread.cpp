@@ -1,5 +1,6 @@
 #include "scripting/python/PythonThread.h"
 
+#include "foundation/system/System.h"
 #include "scripting/python/PythonCall.h"
 #include <KblLogger/KblLogger.h>
 
@@ -8,8 +9,6 @@
 #include <mutex>
 #include <new>
 #include <string>
-#include <system_error>
-#include <thread>
 #include <utility>
 
 namespace KBL {
@@ -113,13 +112,11 @@ bool PythonThread::run(const PythonApi& api, bool (*start)(const PythonApi& api)
   }
   state_.enter(Phase::starting);
   try {
-    std::thread([&state = state_, &api, start] { state.runInterpreter(api, start); }).detach();
-  } catch (const std::system_error& failure) {
-    state_.enter(Phase::none);
-    lines.add([reason = std::string(failure.what())] {
-      KBL_LOG(severityError, "python runtime not started, " << reason);
-    });
-    return false;
+    if (!System::startDetached([&state = state_, &api, start] { state.runInterpreter(api, start); })) {
+      state_.enter(Phase::none);
+      lines.add([] { KBL_LOG(severityError, "python runtime not started, no thread can be made"); });
+      return false;
+    }
   } catch (const std::bad_alloc&) {
     state_.enter(Phase::none);
     throw;
