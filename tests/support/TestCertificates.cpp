@@ -1,5 +1,6 @@
 #include "support/TestCertificates.h"
 
+#include <openssl/ec.h>
 #include <openssl/evp.h>
 #include <openssl/pem.h>
 #include <openssl/x509v3.h>
@@ -19,6 +20,7 @@ struct Release {
 using Key = std::unique_ptr<EVP_PKEY, Release<EVP_PKEY_free>>;
 using Certificate = std::unique_ptr<X509, Release<X509_free>>;
 using Extension = std::unique_ptr<X509_EXTENSION, Release<X509_EXTENSION_free>>;
+using Signature = std::unique_ptr<ECDSA_SIG, Release<ECDSA_SIG_free>>;
 using File = std::unique_ptr<std::FILE, Release<std::fclose>>;
 
 Key newKey() {
@@ -43,6 +45,25 @@ Certificate newCertificate(EVP_PKEY* key, const std::string& name, long serial, 
   X509_NAME_add_entry_by_txt(X509_get_subject_name(certificate.get()), "CN", MBSTRING_UTF8,
                              reinterpret_cast<const unsigned char*>(name.c_str()), -1, -1, 0);
   return certificate;
+}
+
+/// True when both numbers of the signature fill their 32 bytes.
+bool isOfFullLength(const X509* certificate) {
+  const ASN1_BIT_STRING* bits = nullptr;
+  X509_get0_signature(&bits, nullptr, certificate);
+  const unsigned char* bytes = bits->data;
+  const Signature signature(d2i_ECDSA_SIG(nullptr, &bytes, bits->length));
+  return signature != nullptr && BN_num_bytes(ECDSA_SIG_get0_r(signature.get())) == 32 &&
+         BN_num_bytes(ECDSA_SIG_get0_s(signature.get())) == 32;
+}
+
+/// Wine takes no signature with a shorter number, which one of 128 has.
+void signWith(EVP_PKEY* key, X509* certificate) {
+  for (int tries = 0; tries < 100; ++tries) {
+    X509_sign(certificate, key, EVP_sha256());
+    if (isOfFullLength(certificate)) return;
+  }
+  throw std::runtime_error("certificate signature");
 }
 
 void write(const std::string& path, X509* certificate) {
@@ -70,7 +91,7 @@ TestAuthority::TestAuthority() : keys_(std::make_unique<Keys>()) {
   X509_set_issuer_name(certificate, X509_get_subject_name(certificate));
   addExtension(certificate, certificate, NID_basic_constraints, "critical,CA:TRUE");
   addExtension(certificate, certificate, NID_key_usage, "critical,keyCertSign");
-  X509_sign(certificate, keys_->key.get(), EVP_sha256());
+  signWith(keys_->key.get(), certificate);
   write(file(), certificate);
 }
 
@@ -83,7 +104,7 @@ TestAuthority::Files TestAuthority::sign(const std::string& names, long validSec
   const Certificate certificate = newCertificate(key.get(), stem, 1 + signed_, validSeconds);
   X509_set_issuer_name(certificate.get(), X509_get_subject_name(keys_->certificate.get()));
   addExtension(certificate.get(), keys_->certificate.get(), NID_subject_alt_name, names);
-  X509_sign(certificate.get(), keys_->key.get(), EVP_sha256());
+  signWith(keys_->key.get(), certificate.get());
   write(files.certificate, certificate.get());
   write(files.key, key.get());
   return files;
