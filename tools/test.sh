@@ -42,6 +42,7 @@ if [ "$preset" = mingw ]; then
   export WINEPREFIX=$PWD/build/mingw/wine WINEDEBUG=-all WINEDLLOVERRIDES='mscoree,mshtml='
   trap '/usr/lib/wine/wineserver64 -k || true' EXIT
   mkdir -p "$WINEPREFIX"
+  /usr/lib/wine/wineserver64 -k || true  # one that a former run left would be waited for below
   /usr/lib/wine/wine64 wineboot --init >/dev/null 2>&1
   /usr/lib/wine/wineserver64 --wait
   /usr/lib/wine/wineserver64 --persistent >/dev/null 2>&1
