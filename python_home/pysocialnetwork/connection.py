@@ -21,7 +21,7 @@ from .bodies import Body
 from .errors import Hindered, Transient, UploadError
 from .lookup import addresses_of
 from .response import Response
-from .retry import BUSY
+from .retry import is_busy
 from .stopsignal import StopSignal
 
 LARGEST_ANSWER = 4 * 1024 * 1024
@@ -168,7 +168,7 @@ class Connection:
             answer.begin()
             if answer.status // 100 != 2:
                 refusal = "the proxy refused the connection with status %d" % answer.status
-                raise Transient(refusal, unprocessed=True) if answer.status in BUSY else Hindered(refusal)
+                raise Transient(refusal, unprocessed=True) if is_busy(answer.status) else Hindered(refusal)
         finally:
             answer.close()
 

@@ -12,11 +12,18 @@ from typing import Callable, Optional
 from .errors import Transient
 from .texts import whole_number
 
-# Answers that may be better at the next try.
-BUSY = frozenset((408, 429, 500, 502, 503, 504))
-# Of those, the ones that say that the request was not worked on.
+# The one busy answer that says that the request was not worked on: gateways send any other for a service that has acted.
 TOO_MANY = 429
-UNPROCESSED = frozenset((TOO_MANY, 503))
+TIMED_OUT = 408
+# What a server will never do.
+NOT_IMPLEMENTED, VERSION_NOT_SUPPORTED = 501, 505
+
+
+def is_busy(status: int) -> bool:
+    """An answer that may be better at the next try."""
+    if 500 <= status <= 599:
+        return status not in (NOT_IMPLEMENTED, VERSION_NOT_SUPPORTED)
+    return status in (TIMED_OUT, TOO_MANY)
 
 
 @dataclass(frozen=True)

@@ -8,7 +8,7 @@ from typing import Callable, Dict, Mapping, Optional, TypeVar
 from .bodies import Body
 from .connection import Answer, Connection, Origin, TimeLimits, origin_of
 from .errors import Transient, UploadError
-from .retry import BUSY, UNPROCESSED, Looks, RetryPolicy, Setbacks, pause_asked_for
+from .retry import TOO_MANY, Looks, RetryPolicy, Setbacks, is_busy, pause_asked_for
 from .stopsignal import StopSignal
 
 T = TypeVar("T")
@@ -63,10 +63,10 @@ class Wire:
             connection.close()
         # Paths and queries can hold secrets of the upload.
         self._debug("%s %s: %d after %.1f s" % (method, origin.host, answer.status, time.monotonic() - started))
-        if answer.status in BUSY:
+        if is_busy(answer.status):
             raise Transient(
                 "%s is busy (status %d)" % (origin.host, answer.status),
-                unprocessed=answer.status in UNPROCESSED,
+                unprocessed=answer.status == TOO_MANY,
                 retry_after=pause_asked_for(answer.status, answer.header),
             )
         return answer

@@ -1,10 +1,13 @@
 """What became of a video when the answer of its last step is lost: asked first, never published twice."""
 
+import contextlib
 import time
 import unittest
 from email.utils import formatdate
+from unittest import mock
 
 from pysocialnetwork import outcome
+from pysocialnetwork.connection import Answer, Connection
 from pysocialnetwork.errors import (
     Discarded,
     FileTrouble,
@@ -133,6 +136,29 @@ class LostEnds(ServicesCase):
             for fault in (*AFTER, *([] if platform in ("twitch", "vimeo") else [RUBBISH])):
                 with self.subTest(platform, **fault):
                     self.finished_once(platform, **fault)
+
+    @contextlib.contextmanager
+    def answered_behind_the_act(self, route, nth, status):
+        """The service does its work on this request, and a gateway in front of it answers with the status."""
+        plain, changed = Connection.exchange, []
+        order = self.order(route, "slowAnswer", nth=nth)
+
+        def exchange(connection, *request):
+            answer = plain(connection, *request)
+            if not changed and self.delivered(order):
+                changed.append(answer.status)
+                return Answer(status, {}, b"")
+            return answer
+
+        with mock.patch.object(Connection, "exchange", exchange):
+            yield
+        self.assertEqual(len(changed), 1, "the trouble did not come")
+
+    def test_no_answer_of_a_gateway_says_that_nothing_was_done(self):
+        for platform, (route, nth) in ENDS.items():
+            for status in (503, 520, 524):
+                with self.subTest(platform, status=status), self.answered_behind_the_act(route, nth, status):
+                    self.assert_finished(*self.upload(self.signed_in(platform), 5000))
 
     def test_the_question_may_be_lost_as_well(self):
         for platform in ENDS:

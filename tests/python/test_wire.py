@@ -158,7 +158,7 @@ class Retries(WireCase):
             self.assertEqual(wire.stop.pauses, [])
 
     def test_what_must_not_be_done_twice_is_sent_again_only_if_it_was_not_done(self):
-        for status, tries in ((500, 1), (503, 2), (429, 2), (504, 1)):
+        for status, tries in ((500, 1), (503, 1), (429, 2), (504, 1), (520, 1), (599, 1)):
             with Server(in_turn(Reply(status), Reply(200))) as server, make_wire() as wire:
                 try:
                     wire.run(lambda: wire.exchange("POST", server.url), repeatable=False)
