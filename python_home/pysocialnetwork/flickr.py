@@ -158,8 +158,10 @@ class Uploader(BaseUploader):
                 kept["started"] = "%d" % time.monotonic()
                 return send(login, fields)
             ticket, twin = send(login, {**fields, "dedup_check": "1"})
-            # A twin from before this upload is another video of the user's.
-            return send(login, fields) if twin and self._is_older(wire, twin, known) else (ticket, twin)
+            # The service names one twin, which says nothing of what came of the first request where it is an older one.
+            if twin and not self._is_new(wire, twin, required_number(kept, "started"), known):
+                raise Undecided("Flickr has the file already, maybe from before")
+            return ticket, twin
 
         again = MAYBE_OUT in kept
 
@@ -171,6 +173,9 @@ class Uploader(BaseUploader):
                 trouble.unprocessed = trouble.unprocessed or job.position < video.size
                 again = again or not trouble.unprocessed
                 raise
+            except Refused as refusal:
+                # What is not listed may still be on its way.
+                raise Undecided(refusal) if again else refusal from None
 
         def find() -> Optional[Tuple[str, str]]:
             return self._posted_since(wire, required_number(kept, "started"), fields.get("title", ""), known)
@@ -193,13 +198,22 @@ class Uploader(BaseUploader):
         numbers = {text_member(entry, "id") for entry in photos(found)}
         return numbers | {AND_MORE} if len(numbers) >= MOST_LISTED else numbers
 
-    def _is_older(self, wire: Wire, twin: str, known: Set[str]) -> bool:
-        """Whether a twin was there before this upload. One that is new comes into the list when it is ready."""
-        if twin in known:
-            return True
-        if AND_MORE in known and wire.look_for(lambda: twin in self._listed(wire) or None, self.doubts) is None:
-            raise Undecided("Flickr has a twin that it does not list")
-        return False
+    def _is_new(self, wire: Wire, twin: str, started: float, known: Set[str]) -> bool:
+        """Whether a twin came after `started`. One that did comes into the list when it is ready."""
+        if twin in known or AND_MORE not in known:
+            return twin not in known
+
+        def look() -> Optional[bool]:
+            recent = self._since(wire, started)
+            return any(text_member(entry, "id") == twin for entry in recent) or None
+
+        return wire.look_for(look, self.doubts) is not None
+
+    def _since(self, wire: Wire, started: float) -> List[Any]:
+        """What is listed and came after `started`."""
+        answer, content = self.authorized(wire, lambda login: self._ask(wire, login, LISTING, NEWEST))
+        earliest = moment_at_service(answer, started) - TIME_TOLERANCE
+        return [entry for entry in photos(content) if is_since(entry, earliest)]
 
     def _post_once(
         self, wire: Wire, login: Login, fields: Mapping[str, str], video: LocalFile, part: FilePart
@@ -212,9 +226,7 @@ class Uploader(BaseUploader):
         """The video that came after `started`, for which it is waited a while."""
 
         def look() -> Optional[str]:
-            answer, content = self.authorized(wire, lambda login: self._ask(wire, login, LISTING, NEWEST))
-            earliest = moment_at_service(answer, started) - TIME_TOLERANCE
-            fresh = (entry for entry in photos(content) if is_video_since(entry, earliest, title))
+            fresh = (entry for entry in self._since(wire, started) if is_video(entry, title))
             return next((name for name in (text_member(entry, "id") for entry in fresh) if name not in known), None)
 
         found = wire.look_for(look, self.doubts)
@@ -309,11 +321,14 @@ def photos(content: Mapping[str, Any]) -> List[Any]:
     return found if isinstance(found, list) else []
 
 
-def is_video_since(entry: Any, moment: float, title: str) -> bool:
-    """Without a title the service makes one of its own."""
+def is_since(entry: Any, moment: float) -> bool:
     posted = whole_number(text_member(entry, "dateupload"))
-    recent = posted is not None and posted >= moment
-    return recent and text_member(entry, "media") == "video" and title in ("", text_member(entry, "title"))
+    return posted is not None and posted >= moment
+
+
+def is_video(entry: Any, title: str) -> bool:
+    """Without a title the service makes one of its own."""
+    return text_member(entry, "media") == "video" and title in ("", text_member(entry, "title"))
 
 
 def ticket_state(answer: Mapping[str, Any], ticket: str) -> Any:

@@ -9,6 +9,7 @@ from pysocialnetwork.job import VideoRequest
 from pysocialnetwork.retry import Looks
 
 from platformcase import FINISHED, PlatformCase, answer, as_reply
+import support
 from support import Reply, in_turn
 
 
@@ -94,33 +95,44 @@ class Flickr(PlatformCase):
             posts = [request.body for request in server.requests if request.method == "POST"]
         self.assertEqual([b"dedup_check" in body for body in posts], [False, True])
 
-    def test_a_twin_from_before_is_another_video(self):
+    def test_a_twin_from_before_does_not_tell_what_came_of_the_first_request(self):
         twin = Reply(200, b'<rsp stat="fail"><err code="9" msg="Twin" duplicate_photo_id="55"/></rsp>')
         old = as_reply({"stat": "ok", "photos": {"photo": [self.photo("55", 1)]}})
         self.uploader.doubts = Looks(0.0, 0.0, 0.0)
-        posts = []
+        for again in (twin, Reply(200, b'<rsp stat="fail"><err code="6" msg="Full"/></rsp>')):
+            posts = []
 
-        def respond(request):
-            if request.method == "POST":
-                posts.append(b"dedup_check" in request.body)
-                return twin if posts[-1] else Reply(500) if len(posts) == 1 else self.ticket
-            return self.state(1, "77") if "checkTickets" in request.path else old
+            def respond(request):
+                if request.method == "POST":
+                    posts.append(b"dedup_check" in request.body)
+                    # The first one was taken, and is not listed yet.
+                    return again if posts[-1] else Reply(502)
+                return old
 
-        with self.serve(respond):
-            self.assertEqual(self.upload().text, "https://www.flickr.com/photos/1@N01/77")
-        self.assertEqual(posts, [False, True, False])
+            with self.subTest(again.body), self.serve(respond), support.video_file(5000) as (path, _):
+                host = support.Host()
+                host.attach(self.uploader)
+                for number in (1, 2):
+                    # The next start asks again, and sends nothing without the order either.
+                    self.uploader.StartUpload(path, "T", "", "", "", "")
+                    self.assertIn("whether the video is out", host.wait_for_end(number).text)
+            self.assertEqual(posts, [False, True, True])
 
     def test_a_twin_that_may_be_older_than_the_list_is_ours_where_it_is_listed_now(self):
         twin = Reply(200, b'<rsp stat="fail"><err code="9" msg="Twin" duplicate_photo_id="55"/></rsp>')
         full = [self.photo(str(number), 1) for number in range(100, 100 + flickr.MOST_LISTED)]
         refused = as_reply({"stat": "fail", "code": 1, "message": "no"})
-        now_listed = as_reply({"stat": "ok", "photos": {"photo": [self.photo("55", 1, media="photo"), *full[1:]]}})
+        now, long_ago = (
+            as_reply({"stat": "ok", "photos": {"photo": [self.photo("55", posted, media="photo"), *full[1:]]}})
+            for posted in (time.time(), 1)
+        )
         before = as_reply({"stat": "ok", "photos": {"photo": full}})
         self.uploader.doubts = Looks(0.0, 0.0, 0.0)
         for first in (before, refused):
             for last, text in (
-                (now_listed, "https://www.flickr.com/photos/1@N01/55"),
+                (now, "https://www.flickr.com/photos/1@N01/55"),
                 (before, "whether the video is"),
+                (long_ago, "whether the video is"),
             ):
                 posts = []
 
