@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import hashlib
 import threading
+import time
 from contextlib import contextmanager
 from typing import Callable, Dict, Iterator, Optional, TypeVar
 from weakref import WeakValueDictionary
@@ -15,11 +16,18 @@ from .wire import Wire
 
 T = TypeVar("T")
 
+# How often a call renews the login that the service does not take: the first one that it is given may be another
+# object's, which has ended as well.
+MOST_RENEWALS = 2
+# Seconds between two looks for a stop while another thread renews the login.
+LOOK_PAUSE = 0.05
+
 
 class Renewal:
     """`renew` asks the service for a fresh login and returns None where there is none to have; `wanted` tells of a
     login that has not ended that it had better be renewed. `patience` gives the seconds to wait for another thread's
-    renewal."""
+    renewal. `calling` makes the wire of one try: neither a stop of the upload nor its patience are any of it, since a
+    refresh token that is good once is lost with the answer, and others wait meanwhile."""
 
     def __init__(
         self,
@@ -27,6 +35,7 @@ class Renewal:
         renew: Callable[[Wire, Login], Optional[Login]],
         wanted: Callable[[Login], bool],
         patience: Callable[[], float],
+        calling: Callable[[], Wire],
         debug: Callable[[str], None],
     ) -> None:
         # Some services take a refresh token only once, so that two threads must not use the same one.
@@ -35,21 +44,23 @@ class Renewal:
         self._renew = renew
         self._wanted = wanted
         self._patience = patience
+        self._calling = calling
         self._debug = debug
 
     def authorized(self, wire: Wire, call: Callable[[Login], T]) -> T:
-        """Makes a call with the login; once more with a renewed one when the service does not take it. A login that the
+        """Makes a call with the login; again with a renewed one when the service does not take it. A login that the
         service does not take either way is forgotten."""
         login = self.usable_login(wire)
         try:
-            try:
-                return call(login)
-            except TokenInvalid:
-                renewed = self._renewed(wire, login)
-                if renewed is None:
-                    raise
-                login = renewed
-                return call(login)
+            for _ in range(MOST_RENEWALS):
+                try:
+                    return call(login)
+                except TokenInvalid:
+                    renewed = self._renewed(wire, login)
+                    if renewed is None:
+                        raise
+                    login = renewed
+            return call(login)
         except TokenInvalid:
             self._store.drop(login)
             raise
@@ -73,26 +84,41 @@ class Renewal:
         return login
 
     def _renewed(self, wire: Wire, stale: Login) -> Optional[Login]:
-        if not self.lock.acquire(timeout=self._patience()):
-            raise Transient("the login is being renewed", unprocessed=True)
-        try:
+        """Between two tries others have their turn."""
+        return wire.run(lambda: self._renewed_once(wire, stale))
+
+    def _renewed_once(self, wire: Wire, stale: Login) -> Optional[Login]:
+        with held(self.lock, wire, self._patience()):
             current = self._store.login
             if current is None:
                 raise TokenInvalid("nobody is signed in any more")
             if current.access != stale.access:
                 return of_same_user(wire, current)
-            with renewals.turn(stale, self._patience()):
-                return self._renewed_now(wire, stale)
-        finally:
-            self.lock.release()
+            renewed = self._renewed_in_turn(wire, stale)
+        wire.stop.check()
+        return renewed
 
-    def _renewed_now(self, wire: Wire, stale: Login) -> Optional[Login]:
-        newest = renewals.newest(stale)
+    def _renewed_in_turn(self, wire: Wire, stale: Login) -> Optional[Login]:
+        while True:
+            spent = renewals.newest(stale)
+            with renewals.turn(spent, wire, self._patience()):
+                newest = renewals.newest(stale)
+                # Else another object has spent it meanwhile.
+                if _key(newest) == _key(spent):
+                    return self._renewed_now(stale, newest)
+
+    def _renewed_now(self, stale: Login, newest: Login) -> Optional[Login]:
         if newest.access != stale.access and not self.is_due(newest):
             self._store.set(newest)
             return newest
         try:
-            renewed = self._renew(wire, newest)
+            with self._calling() as wire:
+                renewed = self._renew(wire, newest)
+        except Transient as trouble:
+            # A row that ended in there is none of the caller's, whose own request was not sent or was answered.
+            raise Transient(
+                str(trouble), unprocessed=True, retry_after=trouble.retry_after, offline=trouble.offline
+            ) from None
         except TokenInvalid:
             self._store.drop(stale)
             raise
@@ -115,16 +141,12 @@ class Renewals:
         self._successors: Dict[str, Login] = {}
 
     @contextmanager
-    def turn(self, login: Login, patience: float) -> Iterator[None]:
+    def turn(self, login: Login, wire: Wire, patience: float) -> Iterator[None]:
         """A refresh token that is good once is used by one object at a time."""
         with self._lock:
             turn = self._turns.setdefault(_key(login), threading.Lock())
-        if not turn.acquire(timeout=patience):
-            raise Transient("the login is being renewed", unprocessed=True)
-        try:
+        with held(turn, wire, patience):
             yield
-        finally:
-            turn.release()
 
     def newest(self, login: Login) -> Login:
         with self._lock:
@@ -141,6 +163,21 @@ class Renewals:
             self._successors[_key(stale)] = renewed
             while len(self._successors) > self.MOST:
                 self._successors.pop(next(iter(self._successors)))
+
+
+@contextmanager
+def held(lock: threading.Lock, wire: Wire, patience: float) -> Iterator[None]:
+    """A stop ends the wait for another thread's renewal, too."""
+    end = time.monotonic() + patience
+    while not lock.acquire(timeout=max(0.0, min(LOOK_PAUSE, end - time.monotonic()))):
+        wire.stop.check()
+        if time.monotonic() >= end:
+            # Of the service nobody has heard.
+            raise Transient("the login is being renewed", unprocessed=True, offline=True)
+    try:
+        yield
+    finally:
+        lock.release()
 
 
 def _key(login: Login) -> str:

@@ -96,6 +96,9 @@ BACKGROUND = RetryPolicy(patience=600.0)
 # Calls that the host waits for.
 FOREGROUND = RetryPolicy(attempts=3, first_pause=0.5, longest_pause=2.0, longest_retry_after=5.0)
 
+# What is borne outside.
+ONE_TRY = RetryPolicy(attempts=1)
+
 
 # The windows of limits last a minute. A service that names a later end means another window.
 LONGEST_WINDOW = 60.0

@@ -24,7 +24,7 @@ from .job import UploadJob, UploadSlot, VideoRequest, unexpected
 from .login import Login
 from .masking import Mask
 from .renewal import Renewal
-from .retry import BACKGROUND, FOREGROUND
+from .retry import BACKGROUND, FOREGROUND, ONE_TRY, RetryPolicy
 from .services import Services
 from .stopsignal import StopSignal
 from .tokenstore import TokenStore
@@ -62,7 +62,12 @@ class Uploader(Details):
         self._mask = Mask()
         self._store = TokenStore(self._mask)
         self._renewal = Renewal(
-            self._store, self._renew, self._wants_renewal, lambda: self.call_limits.answer, self._debug
+            self._store,
+            self._renew,
+            self._wants_renewal,
+            lambda: self.call_limits.answer,
+            lambda: self.calling(ONE_TRY),
+            self._debug,
         )
         self._slot = UploadSlot(self.platform, self._upload_now, self._report)
         self._services: Optional[Services] = None
@@ -200,12 +205,12 @@ class Uploader(Details):
             self._services = Services.from_environment()
         return self._services.address(key)
 
-    def calling(self) -> Wire:
+    def calling(self, policy: Optional[RetryPolicy] = None) -> Wire:
         """For calls that the host waits for."""
-        return Wire(StopSignal(), self.call_policy, self.call_limits, self._agent(), self._debug)
+        return Wire(StopSignal(), policy or self.call_policy, self.call_limits, self._agent(), self._debug)
 
     def authorized(self, wire: Wire, call: Callable[[Login], T]) -> T:
-        """Makes a call with the login; once more with a renewed one when the service does not take it. A login that the
+        """Makes a call with the login; again with a renewed one when the service does not take it. A login that the
         service does not take either way is forgotten."""
         return self._renewal.authorized(wire, call)
 

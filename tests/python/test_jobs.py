@@ -137,7 +137,7 @@ class Jobs(UploaderCase):
         self.uploader.call_limits = replace(self.uploader.call_limits, answer=0.01)
         for held in (self.uploader._renewal.lock, None):
             with self.subTest(held), contextlib.ExitStack() as stack, self.uploader.calling() as wire:
-                stack.enter_context(held or renewal.renewals.turn(self.uploader.login, 0.0))
+                stack.enter_context(held or renewal.renewals.turn(self.uploader.login, wire, 0.0))
                 with self.assertRaisesRegex(Transient, "is being renewed") as caught:
                     self.uploader.authorized(wire, lambda login: None)
                 self.assertTrue(caught.exception.unprocessed)
