@@ -57,12 +57,10 @@ class Unfinished:
     @contextmanager
     def at_work(self, subject: Subject, stop: StopSignal) -> Iterator[None]:
         """For the time of an upload. Another one of the same that was stopped ends before it begins, whichever object
-        that belongs to: what it leaves to go on with is known at its end."""
-        while self._is_ending(subject):
-            stop.wait(LOOK_PAUSE)
+        that belongs to: what it leaves to go on with is known at its end. One that was stopped itself does not begin."""
         work = (subject, stop)
-        with self._lock:
-            self._at_work.append(work)
+        while not self._begins(work):
+            stop.wait(LOOK_PAUSE)
         try:
             yield
         finally:
@@ -103,9 +101,14 @@ class Unfinished:
             self._logouts[user] = self._logouts.get(user, 0) + 1
             self._kept = {subject: record for subject, record in self._kept.items() if subject.user != user}
 
-    def _is_ending(self, subject: Subject) -> bool:
+    def _begins(self, work: Tuple[Subject, StopSignal]) -> bool:
         with self._lock:
-            return any(other == subject and stop.is_set() for other, stop in self._at_work)
+            if any(other == work[0] and stop.is_set() for other, stop in self._at_work):
+                return False
+            # Its successor may be at work already, to whom what was kept belongs.
+            work[1].check()
+            self._at_work.append(work)
+            return True
 
     def _drop_old(self) -> None:
         oldest = self._clock() - LIFETIME

@@ -110,6 +110,15 @@ class Records(unittest.TestCase):
         waiting.join(LIMIT)
         self.assertEqual(begun, [False, True])
 
+    def test_one_that_is_stopped_before_it_begins_takes_nothing_from_its_successor(self):
+        self.unfinished.keep(self.subject(), {"session": "s"})
+        stopped = StopSignal()
+        stopped.set()
+        with self.unfinished.at_work(self.subject(), StopSignal()):
+            with self.assertRaises(Stopped), self.unfinished.at_work(self.subject(), stopped):
+                self.fail("it began")
+            self.assertEqual(self.take(self.subject()), {"session": "s"})
+
     def test_rubbish_is_nothing(self):
         for values in ({"session": 5}, {"other": "s"}, {"session": "s", "other": "s"}, {"session": None}):
             self.unfinished.keep(self.subject(), values)
