@@ -6,7 +6,7 @@ import hashlib
 import threading
 import time
 from contextlib import contextmanager
-from typing import Callable, Collection, Dict, Iterator, List, NamedTuple, Tuple
+from typing import Callable, Collection, Dict, Iterator, List, NamedTuple, Optional, Tuple
 
 from .job import VideoRequest
 from .login import Login
@@ -20,6 +20,22 @@ LOOK_PAUSE = 0.02
 
 # In a record: the video may be out, since a request that makes it public ended without an answer.
 MAYBE_OUT = "maybe out"
+
+
+class Record(Dict[str, str]):
+    """What is kept of an upload, and since when: what is put there once it was empty is another
+    upload's."""
+
+    since: Optional[float] = None
+
+    def clear(self) -> None:
+        super().clear()
+        self.since = None
+
+    def __delitem__(self, name: str) -> None:
+        super().__delitem__(name)
+        if not self:
+            self.since = None
 
 
 class Subject(NamedTuple):
@@ -57,7 +73,7 @@ class Unfinished:
     @contextmanager
     def at_work(self, subject: Subject, stop: StopSignal) -> Iterator[None]:
         """For the time of an upload. Another one of the same that was stopped ends before it begins, whichever object
-        that belongs to: what it leaves to go on with is known at its end. One that was stopped itself does not begin."""
+        that belongs to: what it leaves to go on with is known at its end. One that was stopped does not begin."""
         work = (subject, stop)
         while not self._begins(work):
             stop.wait(LOOK_PAUSE)
@@ -67,17 +83,20 @@ class Unfinished:
             with self._lock:
                 self._at_work.remove(work)
 
-    def take(self, subject: Subject, names: Collection[str]) -> Dict[str, str]:
+    def take(self, subject: Subject, names: Collection[str]) -> Record:
         """What was kept of it; empty where there is nothing, nothing that a service still knows, or not what these names
         stand for, with or without `MAYBE_OUT`."""
         with self._lock:
             self._drop_old()
             record = self._kept.pop(subject, None)
-        values = record[1] if record is not None else {}
+        values = Record()
+        if record is not None:
+            values.update(record[1])
+            values.since = record[0]
         usable = values.keys() - {MAYBE_OUT} == set(names) and all(
             isinstance(value, str) and value.isprintable() for value in values.values()
         )
-        return values if usable else {}
+        return values if usable else Record()
 
     def logouts(self, user: str) -> int:
         """How often this user's uploads were forgotten so far."""
@@ -85,13 +104,15 @@ class Unfinished:
             return self._logouts.get(user, 0)
 
     def keep(self, subject: Subject, values: Dict[str, str], logouts: int = 0) -> None:
-        """Nothing, where the user has logged out since `logouts` was told."""
+        """Nothing, where the user has logged out since `logouts` was told. However often it is kept again, its day is
+        that of its beginning."""
         with self._lock:
             if logouts != self._logouts.get(subject.user, 0):
                 return
             self._drop_old()
             self._kept.pop(subject, None)
-            self._kept[subject] = (self._clock(), values)
+            since = values.since if isinstance(values, Record) else None
+            self._kept[subject] = (self._clock() if since is None else since, values)
             while len(self._kept) > MOST:
                 self._kept.pop(next(iter(self._kept)))
 

@@ -69,6 +69,28 @@ class Records(unittest.TestCase):
         self.assertEqual(len(self.unfinished._kept), 1)
         self.assertEqual(self.take(self.subject()), {})
 
+    def test_what_breaks_off_again_and_again_ends_a_day_after_it_began(self):
+        hours = 0
+        self.unfinished.keep(self.subject(), {"session": "s"})
+        while hours < 100:
+            hours += 1
+            self.now = hours * 3600.0
+            values = self.take(self.subject())
+            if not values:
+                break
+            self.unfinished.keep(self.subject(), values)
+        self.assertEqual(hours, 24)
+        # One that began anew has a day of its own.
+        for emptied in (lambda values: values.clear(), lambda values: values.__delitem__("session")):
+            self.unfinished.keep(self.subject(), {"session": "s"})
+            self.now += unfinished.LIFETIME - 1
+            values = self.take(self.subject())
+            emptied(values)
+            values.update(session="t")
+            self.unfinished.keep(self.subject(), values)
+            self.now += unfinished.LIFETIME - 1
+            self.assertEqual(self.take(self.subject()), {"session": "t"})
+
     def test_a_users_uploads_are_forgotten_alone(self):
         other = Login("youtube", "t", user_id="2")
         for subject in (self.subject(), self.subject(title="U"), self.subject(login=other)):
