@@ -28,7 +28,8 @@ def once(wire: Wire, act: Callable[[], T], find: Callable[[], Optional[T]], kept
 
 def _once(wire: Wire, act: Callable[[], T], find: Callable[[], Optional[T]], kept: Dict[str, str]) -> T:
     setbacks = wire.setbacks()
-    asking = MAYBE_OUT in kept
+    # Whether the doubt is only about an act of an earlier upload: by now the service shows what came of that.
+    asking = earlier = MAYBE_OUT in kept
     refusal: Optional[UploadError] = None
     while True:
         try:
@@ -37,11 +38,15 @@ def _once(wire: Wire, act: Callable[[], T], find: Callable[[], Optional[T]], kep
                 if found is not None:
                     return found
                 if refusal is not None:
+                    if earlier and isinstance(refusal, Refused):
+                        del kept[MAYBE_OUT]
+                        raise refusal
                     raise Undecided(refusal)
             asking = False
             with sending(kept):
                 return act()
         except Transient as trouble:
+            earlier = earlier and (asking or trouble.unprocessed)
             asking = MAYBE_OUT in kept
             wire.bear(setbacks, trouble)
         except (Stopped, TokenInvalid, Undecided):

@@ -20,6 +20,7 @@ from pysocialnetwork.errors import (
     Undecided,
     UploadError,
 )
+from pysocialnetwork.unfinished import MAYBE_OUT
 
 from platformcase import answer
 from sandboxed import ServicesCase, fresh_video
@@ -245,6 +246,18 @@ class Once(unittest.TestCase):
         self.assertEqual((str(result), type(result)), (DOUBT % "done already", Undecided))
         self.assertEqual(seen, ["act", "find", "act", "find"])
         self.assertEqual(self.done([refused]), (refused, ["act"]))
+
+    def test_a_refusal_is_the_end_where_nothing_came_of_an_earlier_uploads_act(self):
+        lost, refused, busy = Transient("lost"), Refused("no such category", 400), Transient("x", unprocessed=True)
+        for acts, finds in (([refused], [None, None]), ([busy, refused], [None, lost, None, lost, None])):
+            kept = {MAYBE_OUT: "yes", "id": "7"}
+            self.assertIs(self.done(acts, finds, kept)[0], refused)
+            self.assertEqual(kept, {"id": "7"})
+        # Its own lost answer is a doubt of its own, and so is what is found no more to be told.
+        for acts, finds in (([lost, refused], [None] * 3), ([refused], [None, Refused("no right", 403)])):
+            kept = {MAYBE_OUT: "yes"}
+            self.assertIsInstance(self.done(acts, finds, kept)[0], Undecided)
+            self.assertIn(MAYBE_OUT, kept)
 
     def test_tries_end(self):
         lost, busy = Transient("lost"), Transient("busy", unprocessed=True)
