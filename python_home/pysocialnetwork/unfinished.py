@@ -71,12 +71,16 @@ class Unfinished:
         self._at_work: List[Tuple[Subject, StopSignal]] = []
 
     @contextmanager
-    def at_work(self, subject: Subject, stop: StopSignal) -> Iterator[None]:
+    def at_work(self, subject: Subject, stop: StopSignal, waits: Callable[[], None] = lambda: None) -> Iterator[None]:
         """For the time of an upload. Another one of the same that was stopped ends before it begins, whichever object
-        that belongs to: what it leaves to go on with is known at its end. One that was stopped does not begin."""
+        that belongs to: what it leaves to go on with is known at its end. One that was stopped does not begin.
+        `waits` is told of the wait."""
         work = (subject, stop)
-        while not self._begins(work):
+        if not self._begins(work):
+            waits()
             stop.wait(LOOK_PAUSE)
+            while not self._begins(work):
+                stop.wait(LOOK_PAUSE)
         try:
             yield
         finally:

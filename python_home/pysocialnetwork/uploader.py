@@ -223,7 +223,8 @@ class Uploader(Details):
         address that takes it in."""
         subject = unfinished.subject_of(service, self._renewal.usable_login(wire), video.identity, request)
         logouts = unfinished.kept.logouts(subject.user)
-        with unfinished.kept.at_work(subject, wire.stop):
+        waits = "the upload of the same video that was stopped is waited for"
+        with unfinished.kept.at_work(subject, wire.stop, lambda: self._debug(waits)):
             values = unfinished.kept.take(subject, names)
             if values:
                 self._debug("the upload goes on that broke off before")
@@ -236,12 +237,14 @@ class Uploader(Details):
                 raise
 
     def afterwards(self, what: str, operation: Callable[[], None]) -> None:
-        """A step on a video that is out already: neither a refusal nor a stop makes the upload a failure, since the next
-        one of the file would make a second video."""
+        """A step on a video that is out already: neither a refusal nor a stop nor what nobody foresaw makes the upload a
+        failure, since the next one of the file would make a second video."""
         try:
             operation()
         except UploadError as error:
             self.missing(what, error)
+        except Exception as error:
+            self.missing(what, UploadError(unexpected(error)))
 
     def missing(self, what: str, why: UploadError) -> None:
         self._debug(self._fail("the video is uploaded, but without its %s: %s" % (what, why)))

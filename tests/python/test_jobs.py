@@ -118,6 +118,20 @@ class Jobs(UploaderCase):
         self.assertEqual(self.host.wait_for_end()[1:], (ERROR, "User cancelled!"))
         self.assertNotEqual(self.uploader.GetAccessToken(), "error")
 
+    def test_nothing_that_fails_behind_the_publication_is_a_failure(self):
+        cases = ((Refused("no picture", 400), "no picture"), (ZeroDivisionError(), "unexpected ZeroDiv"))
+        for number, (error, told) in enumerate(cases, 1):
+            with self.subTest(told):
+
+                def fail():
+                    raise error
+
+                self.uploader.upload = lambda job, wire: self.uploader.afterwards("thumbnail", fail) or "https://video"
+                self.start()
+                end = self.host.wait_for_end(number)
+                self.assertEqual(end.code, FINISHED)
+                self.assertIn("without its thumbnail: " + told, self.uploader.GetLastError())
+
     def test_another_user_who_signs_in_meanwhile_does_not_get_the_rest(self):
         self.sign_in(user_id="1")
         other = Login("probe", "other-token", user_id="2")

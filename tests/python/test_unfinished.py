@@ -110,10 +110,10 @@ class Records(unittest.TestCase):
 
     def test_a_stopped_one_of_the_same_ends_first(self):
         first, second = StopSignal(), StopSignal()
-        begun, ended = [], threading.Event()
+        begun, ended, waits = [], threading.Event(), []
 
         def begin():
-            with self.unfinished.at_work(self.subject(), StopSignal()):
+            with self.unfinished.at_work(self.subject(), StopSignal(), lambda: waits.append(1)):
                 begun.append(ended.is_set())
 
         with self.unfinished.at_work(self.subject(), first):
@@ -130,7 +130,7 @@ class Records(unittest.TestCase):
             self.assertEqual(begun, [False])
             ended.set()
         waiting.join(LIMIT)
-        self.assertEqual(begun, [False, True])
+        self.assertEqual((begun, waits), ([False, True], [1]))
 
     def test_one_that_is_stopped_before_it_begins_takes_nothing_from_its_successor(self):
         self.unfinished.keep(self.subject(), {"session": "s"})
