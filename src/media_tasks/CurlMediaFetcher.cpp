@@ -1,5 +1,6 @@
 #include "media_tasks/CurlMediaFetcher.h"
 
+#include "foundation/tls/CurlFitness.h"
 #include "foundation/tls/CurlStay.h"
 #include <KblUtils/HostCode.h>
 
@@ -176,9 +177,17 @@ int CurlFetch::progressEntry(void* fetch, double total, double now, double uploa
 
 FetchResult CurlMediaFetcher::fetch(const std::string& url, std::size_t largestBody,
                                     FetchListener& listener) {
-  if (namesAnotherProtocol(url)) return {FetchResult::End::failed, unsupportedProtocol};
+  FetchResult result = fetchInside(url, largestBody, listener);
+  tellOfUnfitCurl();
+  return result;
+}
+
+FetchResult CurlMediaFetcher::fetchInside(const std::string& url, std::size_t largestBody,
+                                          FetchListener& listener) {
   const CurlStay stay;
   if (!stay.isGranted()) return {FetchResult::End::processEnds};
+  if (!isCurlFit()) return {};
+  if (namesAnotherProtocol(url)) return {FetchResult::End::failed, unsupportedProtocol};
   const EasyHandle easy(makeHandle_());
   if (!easy) return {};
   return CurlFetch(easy.get(), largestBody, listener).run(url);

@@ -17,6 +17,9 @@ class CurlMediaFetcher final : public MediaFetcher {
                                   FetchListener& listener) override;
 
  private:
+  [[nodiscard]] FetchResult fetchInside(const std::string& url, std::size_t largestBody,
+                                        FetchListener& listener);
+
   const MakeHandle makeHandle_;
 };
 

@@ -4,6 +4,7 @@
 #include "boundary/records/Records.h"
 #include "boundary/transfers/ExternlMediaDlTransfer.h"
 #include "boundary/transfers/ExternlMediaUpTransfer.h"
+#include "foundation/tls/CurlFitness.h"
 #include "scripting/python/PythonRunTime.h"
 #include <ExternlMediaTransfer/ExternlMediaTransfer.h>
 #include <KblUtils/HostCode.h>
@@ -32,6 +33,7 @@ KBL::IBsExternlMediaAuthorize* getExternlMediaAuthorize(int platform) {
 
 KBL::IBsExternlMediaAuthorize* getOrCreateExternlMediaAuthorize(int platform) {
   if (platform < 0 || platform >= KBL::ema_count) return nullptr;
+  KBL::tellOfUnfitCurl();
   const std::lock_guard lock(KBL::authorizeTableMutex);
   if (authorizeTable[platform] != nullptr) return authorizeTable[platform];
   return orWithoutMemory<KBL::IBsExternlMediaAuthorize*>(nullptr, [&] {
@@ -60,11 +62,13 @@ std::int32_t teardownTransferEnv() {
 }
 
 KBL::IExternlMediaTransfer* createEMTUpTransfer(int transferPlatform) {
+  KBL::tellOfUnfitCurl();
   return orWithoutMemory<KBL::IExternlMediaTransfer*>(
       nullptr, [&] { return KBL::ExternlMediaUpTransfer::create(transferPlatform).leak(); });
 }
 
 KBL::IExternlMediaTransfer* createEMTDlTransfer() {
+  KBL::tellOfUnfitCurl();
   return orWithoutMemory<KBL::IExternlMediaTransfer*>(
       nullptr, [] { return KBL::ExternlMediaDlTransfer::make().leak(); });
 }

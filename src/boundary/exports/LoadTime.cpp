@@ -5,6 +5,7 @@
 
 #include "authorize/switchboard/AuthorizeTable.h"
 #include "foundation/neverFreed.h"
+#include "foundation/tls/CurlFitness.h"
 #include "scripting/python/PythonRunTime.h"
 
 #include <curl/curl.h>
@@ -30,8 +31,10 @@ void initCurl() {
 }
 
 /// At exit libcurl is initialised a second time and never cleaned up: this keeps its state standing for
-/// transfers that still run, and is required as it stands.
+/// transfers that still run, and is required as it stands. One that can't serve is left alone; what makes the
+/// first object says so, since the loader's locks are held here and the host's logger may do anything.
 const bool curlReady = [] {
+  if (!isCurlFit()) return false;
   initCurl();
   (void)std::atexit(initCurl);
   return true;

@@ -69,12 +69,8 @@ class CurlEasy {
   CURLcode failure_ = CURLE_OK;
 };
 
-/// Sets libcurl up, once a process; true when it can be used. One that is too old, or lacks HTTP or HTTPS, is
-/// not. Any thread.
+/// Sets libcurl up, once a process; true when it can be used, which one that is not fit can't. Any thread.
 [[nodiscard]] bool isCurlReady();
-/// Writes the line of the log that says so, once a process, where that is so. The host's logger may do
-/// anything, so not within a stay. Any thread.
-void tellOfUnfitCurl();
 
 /// What the clients of the process share: resolved names and TLS sessions. Made on first use and never freed,
 /// since workers may outlive the exit handlers; null when memory is short. Any thread.

@@ -1,6 +1,7 @@
 #include "foundation/BsNet/client/CurlNetworkClient.h"
 
 #include "foundation/neverFreed.h"
+#include "foundation/tls/CurlFitness.h"
 #include <KblUtils/HostCode.h>
 
 #include <mutex>

@@ -2,6 +2,7 @@
 // that question and the setting up ends the program (OtherCurlRest.cpp).
 #include <curl/curl.h>
 
+#include <cstdio>
 #include <cstdlib>
 
 namespace {
@@ -24,5 +25,6 @@ extern "C" __attribute__((visibility("default"))) curl_version_info_data* curl_v
 }
 
 extern "C" __attribute__((visibility("default"))) CURLcode curl_global_init(long) {
+  std::puts("set up");
   return CURLE_FAILED_INIT;
 }

@@ -1,4 +1,4 @@
-// The rest of libcurl that the network client names, beside OtherCurl.cpp, whose header would know other
+// The rest of libcurl that the libraries name, beside OtherCurl.cpp, whose header would know other
 // types of it: none of it may be called.
 #include <cstdlib>
 
@@ -10,6 +10,7 @@
 KBL_NEVER_CALLED(curl_easy_cleanup)
 KBL_NEVER_CALLED(curl_easy_getinfo)
 KBL_NEVER_CALLED(curl_easy_init)
+KBL_NEVER_CALLED(curl_easy_perform)
 KBL_NEVER_CALLED(curl_easy_reset)
 KBL_NEVER_CALLED(curl_easy_setopt)
 KBL_NEVER_CALLED(curl_easy_strerror)
@@ -34,6 +35,7 @@ KBL_NEVER_CALLED(curl_share_init)
 KBL_NEVER_CALLED(curl_share_setopt)
 KBL_NEVER_CALLED(curl_slist_append)
 KBL_NEVER_CALLED(curl_slist_free_all)
+KBL_NEVER_CALLED(curl_strnequal)
 KBL_NEVER_CALLED(curl_url)
 KBL_NEVER_CALLED(curl_url_cleanup)
 KBL_NEVER_CALLED(curl_url_get)
