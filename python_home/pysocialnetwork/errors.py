@@ -6,6 +6,8 @@ from typing import Optional
 
 # The one refusal of a question that tells that there is nothing.
 NOT_FOUND = 404
+# What was there once and is no more.
+GONE = frozenset((NOT_FOUND, 410))
 
 
 class UploadError(Exception):

@@ -8,8 +8,8 @@ from urllib.parse import quote
 
 from .account import Account
 from .bodies import Fields, FilePart, LocalFile, Multipart, form
-from .errors import NOT_FOUND, FileTrouble, Refused, Transient, UploadError
-from .graph import WrongOffset, next_stretch, read, stretch
+from .errors import NOT_FOUND, Discarded, FileTrouble, Refused, Transient, UploadError
+from .graph import BAD_PARAMETER, WrongOffset, next_stretch, read, stretch
 from .graphlogin import GraphUploader
 from .job import UploadJob, VideoRequest
 from .login import Login
@@ -137,7 +137,15 @@ class Uploader(GraphUploader):
                 start, end = next_stretch(answer)
             except WrongOffset as other:
                 start, end = other.start, other.end
-            kept.update(start_offset=str(start), end_offset=str(end))
+            except Refused as refused:
+                if refused.word != BAD_PARAMETER:
+                    raise
+                # Nothing but the session may be wrong.
+                raise Discarded(str(refused), refused.status) from None
+            if end <= start < video.size:
+                raise Transient("the service asks for an empty part")
+            if start <= video.size:
+                kept.update(start_offset=str(start), end_offset=str(end))
             return start
 
         # The same part again is the question how far the service came: a wrong one is answered with the right one.

@@ -17,6 +17,8 @@ UPLOAD_TROUBLE = 6000
 
 # An object that is not there; the status says something else.
 NO_OBJECT = (100, 33)
+# The number of a parameter that is not taken, as a refusal's word.
+BAD_PARAMETER = "100"
 
 # Error subcodes.
 WRONG_OFFSET = 1363037
@@ -77,7 +79,7 @@ def _failure(error: Dict[str, Any], status: int, service: str) -> UploadError:
     passes = code in PASSING_ERRORS or subcode in PASSING_SUBCODES or (code == UPLOAD_TROUBLE and not subcode)
     if (passes and subcode != RESTRICTED) or error.get("is_transient") is True:
         return Transient(message)
-    return Refused(message, NOT_FOUND if (code, subcode) == NO_OBJECT else status)
+    return Refused(message, NOT_FOUND if (code, subcode) == NO_OBJECT else status, str(code))
 
 
 def _decoded(data: Any) -> Any:

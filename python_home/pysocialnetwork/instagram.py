@@ -9,7 +9,7 @@ from urllib.parse import quote, urlencode
 
 from .bodies import LocalFile, form
 from .connection import Answer
-from .errors import NOT_FOUND, Deferred, Discarded, Refused, TokenInvalid, Transient, UploadError
+from .errors import GONE, Deferred, Discarded, Refused, TokenInvalid, Transient, UploadError
 from .graph import ContainerLost, read
 from .graphlogin import GraphUploader
 from .job import UploadJob, VideoRequest
@@ -104,7 +104,7 @@ class Uploader(GraphUploader):
                     sent = True
                     return self._publish(wire, kept, caption(job.request))
                 except Refused as trouble:
-                    lost = isinstance(trouble, ContainerLost) or (former and trouble.status == NOT_FOUND)
+                    lost = isinstance(trouble, ContainerLost) or (former and trouble.status in GONE)
                     used += not former
                     if not lost and (former or sent) and not isinstance(trouble, Discarded):
                         raise Deferred(str(trouble), trouble.status) from None

@@ -8,7 +8,19 @@ from email.utils import parsedate_to_datetime
 from typing import Callable, Dict, Iterator, Mapping, Optional, TypeVar
 
 from .connection import Answer
-from .errors import GOES_ON, Discarded, Refused, Stopped, TokenInvalid, Transient, Undecided, UploadError, in_doubt
+from .errors import (
+    GOES_ON,
+    GONE,
+    Deferred,
+    Discarded,
+    Refused,
+    Stopped,
+    TokenInvalid,
+    Transient,
+    Undecided,
+    UploadError,
+    in_doubt,
+)
 from .job import UploadJob
 from .unfinished import MAYBE_OUT
 from .wire import Wire
@@ -117,17 +129,32 @@ def transferred(
 def went_on(
     kept: Dict[str, str], send: Callable[[], None], remove: Callable[[], object], debug: Callable[[str], None]
 ) -> bool:
-    """Whether `send` brought all of a video to the service whose upload broke off before. One that the service refuses
+    """Whether `send` brought all of a video to the service whose upload broke off before. What the service has given up
     is removed, and its record is empty then."""
     if not kept:
         return False
     try:
-        send()
+        with deferring():
+            send()
+    except Deferred:
+        raise
     except Refused as refused:
         debug("%s; the upload begins anew" % refused)
         _removed(remove, debug)
         kept.clear()
     return bool(kept)
+
+
+@contextmanager
+def deferring() -> Iterator[None]:
+    """Around what an upload that broke off goes on with: a refusal lets it begin anew only where it tells that what the
+    service had is gone. Any other may pass, and would meet a new one as well."""
+    try:
+        yield
+    except Refused as refused:
+        if isinstance(refused, (Discarded, Deferred)) or refused.status in GONE:
+            raise
+        raise Deferred(str(refused), refused.status) from None
 
 
 @contextmanager

@@ -27,7 +27,7 @@ LONGEST_TITLE = 100
 # Characters of one tag, and of all with the commas between.
 LONGEST_TAG = 100
 TAG_LIST = 500
-GONE = 410
+WITHDRAWN = 410
 
 # States of a video that is not completed yet.
 UNFINISHED_STATES = frozenset(("created", "uploading"))
@@ -168,7 +168,7 @@ def read(answer: Answer, with_login: bool = True) -> Dict[str, Any]:
     if answer.status // 100 == 2:
         return content
     message = "Twitch: " + (text_member(content, "message") or "status %d" % answer.status)
-    if answer.status == GONE:
+    if answer.status == WITHDRAWN:
         raise Refused("Twitch has withdrawn video uploads from its API (%s)" % message, answer.status)
     if answer.status == 401 and with_login:
         raise TokenInvalid(message)

@@ -9,7 +9,7 @@ from urllib.parse import quote
 from .account import Account
 from .bodies import Body, FilePart, LocalFile, form, json_body
 from .connection import Answer
-from .errors import NOT_FOUND, Refused, TokenInvalid, Transient, UploadError
+from .errors import GONE, Refused, TokenInvalid, Transient, UploadError
 from .job import UploadJob
 from .login import Login, require_token
 from .oauth2 import OAuth2Uploader
@@ -45,7 +45,7 @@ CHUNK = 32 * 1024 * 1024
 # An earlier request, which broke here, is still at work there.
 LOCKED = 423
 # An upload that is over: given up by the service, or done.
-OVER = frozenset((403, 404, 410))
+OVER = GONE | {403}
 
 
 class Uploader(OAuth2Uploader):
@@ -145,12 +145,7 @@ class Uploader(OAuth2Uploader):
 
     def _is_complete(self, wire: Wire, place: str) -> bool:
         query = "?fields=upload.status"
-        try:
-            video = self.authorized(wire, lambda login: self._call_once(wire, login, "GET", place, query=query))
-        except Refused as refusal:
-            if refusal.status != NOT_FOUND:
-                raise
-            return False
+        video = self.authorized(wire, lambda login: self._call_once(wire, login, "GET", place, query=query))
         state = text_member(video, "upload", "status")
         if not state:
             raise Transient("Vimeo does not tell the video's state")

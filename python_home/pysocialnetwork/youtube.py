@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import re
+from contextlib import nullcontext
 from dataclasses import replace
 from typing import Any, Dict, List, Mapping, Optional
 from urllib.parse import urlencode
@@ -10,11 +11,11 @@ from urllib.parse import urlencode
 from .account import Account
 from .bodies import Body, LocalFile, form, json_body
 from .connection import Answer, origin_of
-from .errors import Refused, TokenInvalid, Transient, UploadError
+from .errors import GONE, Refused, TokenInvalid, Transient, UploadError
 from .job import UploadJob, VideoRequest
 from .login import Login
 from .oauth2 import RefreshingUploader
-from .outcome import transferred
+from .outcome import deferring, transferred
 from .replies import json_object, member, text_member
 from .texts import chosen_privacy, cut_bytes, whole_number
 from .wire import Wire, require_same_safety
@@ -107,12 +108,12 @@ class Uploader(RefreshingUploader):
                 # Whoever has it may send to it.
                 self.keep_secret(require_same_safety(service, kept["session"]))
                 try:
-                    return self._send(job, wire, video, kept, former)
-                except (SessionExpired, Refused) as trouble:
-                    # A session of an earlier upload is given up for any reason, one of this upload only for its age.
+                    with deferring() if former else nullcontext():
+                        return self._send(job, wire, video, kept, former)
+                except SessionExpired:
                     del kept["session"]
                     used += not former
-                    if not former and (used == SESSIONS or isinstance(trouble, Refused)):
+                    if used == SESSIONS:
                         raise
                     self._debug("YouTube has given the upload up; it begins anew")
 
@@ -206,7 +207,7 @@ class Uploader(RefreshingUploader):
     def _put(self, wire: Wire, login: Login, session: str, content_range: str, body: Optional[Body]) -> Answer:
         headers = {**self._session_login(login, session), "Content-Range": content_range}
         answer = wire.exchange("PUT", session, headers, body)
-        if answer.status in (404, 410):
+        if answer.status in GONE:
             raise SessionExpired()
         if answer.status != RESUME:
             read(answer)

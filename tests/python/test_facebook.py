@@ -8,6 +8,7 @@ from pysocialnetwork import facebook, graph
 from pysocialnetwork.errors import Refused, TokenInvalid, Transient, UploadError
 from pysocialnetwork.job import VideoRequest
 
+import support
 from platformcase import ERROR, FINISHED, PlatformCase, answer, as_reply
 from support import Host, Reply, video_file
 
@@ -131,6 +132,33 @@ class Facebook(PlatformCase):
                 end = self.upload()
             self.assertEqual(end.code, ERROR)
             self.assertIn(text, end.text)
+
+    def gone_on(self, first, *moves):
+        """The end of an upload that broke off at `first` and was started again, and the requests of the second."""
+        host = Host()
+        host.attach(self.uploader)
+        replies = [self.at(2000, 5000), *first, *moves]
+        with support.video_file(5000) as (path, _), self.serve(self.phases(replies)) as server:
+            for number in (1, 2):
+                before = len(server.requests)
+                self.uploader.StartUpload(path, "T", "", "", "", "")
+                end = host.wait_for_end(number)
+                self.assertEqual(end.code == ERROR, number == 1, end.text)
+            return end, server.requests[before:]
+
+    def test_a_service_that_asks_for_nothing_is_asked_again_at_the_next_start(self):
+        for start, end in ((2000, 2000), (3000, 2500), (9000, 9001)):
+            end, requests = self.gone_on([self.at(start, end)] * 4, self.at(5000, 5000))
+            self.assertEqual(end.text, "https://www.facebook.com/watch/?v=7")
+            self.assertEqual([request.method for request in requests], ["POST", "POST"])
+            self.assertIn(b"\r\n\r\n2000\r\n", requests[0].body)
+
+    def test_a_session_that_is_no_parameter_any_more_begins_anew(self):
+        busy = as_reply({"error": {"code": 2}}, 500)
+        gone = as_reply({"error": {"code": 100, "message": "no such session"}}, 400)
+        end, requests = self.gone_on([busy] * 4, gone, self.at(5000, 5000))
+        self.assertEqual(end.code, FINISHED)
+        self.assertEqual([request.method for request in requests], ["POST", "DELETE", "POST", "POST", "POST"])
 
     def test_details_are_in_the_services_words(self):
         host = Host()

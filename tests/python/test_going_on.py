@@ -5,7 +5,7 @@ import unittest
 from dataclasses import replace
 from unittest import mock
 
-from pysocialnetwork import dialing, vimeo, youtube
+from pysocialnetwork import dialing, twitch, vimeo, youtube
 from pysocialnetwork.retry import BACKGROUND
 from pysocialnetwork.stopsignal import StopSignal
 
@@ -35,8 +35,8 @@ class GoingOn(ServicesCase):
 
     def setUp(self):
         super().setUp()
-        for module in (youtube, vimeo):
-            smaller = mock.patch.object(module, "CHUNK", PART)
+        for module, name, part in ((youtube, "CHUNK", PART), (vimeo, "CHUNK", PART), (twitch, "PART", 5 << 20)):
+            smaller = mock.patch.object(module, name, part)
             smaller.start()
             self.addCleanup(smaller.stop)
 
@@ -86,6 +86,24 @@ class GoingOn(ServicesCase):
                 self.assertIn("anew", host.texts())
                 if platform in ("facebook", "vimeo"):
                     self.assertIn("the unfinished video is removed", host.texts())
+
+    def test_a_refusal_that_may_pass_keeps_what_the_service_has(self):
+        for platform in (*RESUMABLE[:3], "twitch"):
+            with self.subTest(platform), fresh_video(self.size) as (path, content):
+                before, uploader = self.uploads(), self.broken_off(platform, path)
+                begun = self.uploads() - before
+                for code in (403, 400, 501, 429):
+                    order = self.order(CARRIER[platform][0], "status", code=code, times=1000)
+                    host = self.start(uploader, path)
+                    end = host.wait_for_end()
+                    self.assertEqual(end.code, ERROR)
+                    self.assertRegex(end.text, r"status %d\b" % code)
+                    self.assertNotIn("anew", host.texts())
+                    self.assertGreaterEqual(self.delivered(order), 1)
+                    self.sandbox.post("/sandbox/faults/clear")
+                host = self.start(uploader, path)
+                self.assert_finished(host.wait_for_end(), host, content)
+                self.assertEqual((len(begun), self.uploads() - before), (1, begun))
 
     def test_a_refusal_that_passes_costs_no_container(self):
         with fresh_video(self.size) as (path, content):

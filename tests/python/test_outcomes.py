@@ -9,6 +9,7 @@ from unittest import mock
 from pysocialnetwork import outcome
 from pysocialnetwork.connection import Answer, Connection
 from pysocialnetwork.errors import (
+    Deferred,
     Discarded,
     FileTrouble,
     FileUnreadable,
@@ -296,6 +297,31 @@ class Once(unittest.TestCase):
     def test_a_stop_is_no_trouble(self):
         stop = Stopped()
         self.assertIs(self.done([stop])[0], stop)
+
+
+class WentOn(unittest.TestCase):
+    def test_only_what_the_service_has_given_up_begins_anew(self):
+        for error, told, anew in (
+            (Refused("gone", 404), None, True),
+            (Refused("gone", 410), None, True),
+            (Discarded("thrown away", 200), None, True),
+            (Refused("a limit", 403), Deferred, False),
+            (Refused("of an unknown kind", 400), Deferred, False),
+            (Refused("not made for this", 501), Deferred, False),
+            (Transient("busy"), Transient, False),
+            (FileTrouble("the file changed"), FileTrouble, False),
+        ):
+            kept, removed, ended = {"id": "7"}, [], None
+
+            def send(error=error):
+                raise error
+
+            try:
+                self.assertIs(outcome.went_on(kept, send, lambda: removed.append(1), lambda line: None), False)
+            except UploadError as trouble:
+                ended = type(trouble)
+                self.assertEqual(str(trouble), str(error))
+            self.assertEqual((ended, len(removed), kept), (told, int(anew), {} if anew else {"id": "7"}), error)
 
 
 class RemovedIfRefused(unittest.TestCase):

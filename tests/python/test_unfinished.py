@@ -317,7 +317,7 @@ class GoingOn(unittest.TestCase):
         self.assertEqual(self.sessions.videos[-1], "/session3")
 
     def test_a_session_that_the_service_has_given_up_costs_nothing_but_the_question(self):
-        for status in (404, 410, 400, 403):
+        for status in (404, 410):
             with self.subTest(status):
                 self.sessions.reset()
                 self.broken_off()
@@ -325,6 +325,17 @@ class GoingOn(unittest.TestCase):
                 end, _ = self.upload(title="T")
                 self.assertEqual(self.sessions.asked[0], ("/session0", "*/3000"))
                 self.assert_one_video(end, "/session1")
+
+    def test_a_session_that_is_refused_for_now_goes_on_another_time(self):
+        self.broken_off()
+        for status in (400, 403, 501):
+            self.sessions.refuse = status
+            end, _ = self.upload()
+            self.assertEqual((end.code, end.text), (ERROR, "YouTube: status %d" % status))
+        self.sessions.refuse = None
+        end, _ = self.upload()
+        self.assert_one_video(end)
+        self.assertEqual(len(self.sessions.contents), 1)
 
     def test_two_at_once_do_not_go_on_with_the_same(self):
         self.broken_off()

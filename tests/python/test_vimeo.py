@@ -1,12 +1,13 @@
 """What is special about Vimeo: its offsets, its errors, its quotas."""
 
 import unittest
+from unittest import mock
 
 from pysocialnetwork import vimeo
 from pysocialnetwork.errors import TokenInvalid
 
 from platformcase import ERROR, FINISHED, PlatformCase, answer, as_reply
-from support import Reply, in_turn, video_file
+from support import Host, Reply, in_turn, video_file
 
 
 class Vimeo(PlatformCase):
@@ -73,9 +74,9 @@ class Vimeo(PlatformCase):
                 with self.tus(*moves) as server:
                     self.assertEqual(self.upload().code, FINISHED)
                     self.assertEqual(server.requests[-1].path, "/vimeoApi/videos/5?fields=upload.status")
-            for reply in (as_reply({"upload": {"status": "in_progress"}}), Reply(404)):
+            for reply, told in ((as_reply({"upload": {"status": "in_progress"}}), status), (Reply(404), 404)):
                 with self.tus(Reply(status), reply):
-                    self.assertEqual(self.upload().text, "Vimeo: status %d" % status)
+                    self.assertEqual(self.upload().text, "Vimeo: status %d" % told)
             # What the service does not tell decides nothing, nor does a refusal.
             for reply, text in (
                 (as_reply({"upload": []}), "does not tell the video's state"),
@@ -84,6 +85,24 @@ class Vimeo(PlatformCase):
                 with self.tus(Reply(502), *[Reply(status), reply] * 9) as server:
                     self.assertIn(text + "; whether the video is out", self.upload().text)
                     self.assertNotIn("DELETE", [request.method for request in server.requests])
+
+    def test_a_refusal_of_an_upload_that_goes_on_is_decided_by_the_video(self):
+        in_progress = as_reply({"upload": {"status": "in_progress"}})
+        for state, methods in (
+            (in_progress, ["HEAD", "GET"]),
+            (Reply(404), ["HEAD", "GET", "DELETE", "POST", "PATCH", "PATCH"]),
+        ):
+            host = Host()
+            host.attach(self.uploader)
+            moves = [Reply(502)] * 4 + [Reply(403), state, self.at(3000), self.at(5000)]
+            chunk = mock.patch.object(vimeo, "CHUNK", 3000)
+            with chunk, video_file(5000) as (path, _), self.tus(*moves) as server:
+                for number in (1, 2):
+                    before = len(server.requests)
+                    self.uploader.StartUpload(path, "T", "", "", "", "")
+                    end = host.wait_for_end(number)
+                self.assertEqual([request.method for request in server.requests[before:]], methods)
+            self.assertEqual(end.code, ERROR if state is in_progress else FINISHED, end.text)
 
     def test_a_video_that_was_not_made_at_once_is_made_again(self):
         created = as_reply({"uri": "/videos/5", "upload": {"upload_link": ""}}, 201)
