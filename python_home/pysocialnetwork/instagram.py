@@ -9,8 +9,8 @@ from urllib.parse import quote, urlencode
 
 from .bodies import LocalFile, form
 from .connection import Answer
-from .errors import GONE, Deferred, Discarded, Refused, TokenInvalid, Transient, UploadError
-from .graph import ContainerLost, read
+from .errors import GONE, NOT_FOUND, Deferred, Discarded, Refused, TokenInvalid, Transient, UploadError
+from .graph import BAD_PARAMETER, ContainerLost, read
 from .graphlogin import GraphUploader
 from .job import UploadJob, VideoRequest
 from .login import Login
@@ -29,7 +29,8 @@ MOST_TAGS = 30
 # By how many seconds the service's times may differ among themselves.
 TIME_TOLERANCE = 60.0
 
-# Of a container.
+# Of a container: the fields, and the values of the first.
+STATE = "status_code,status"
 STATES = frozenset(("IN_PROGRESS", "FINISHED", "PUBLISHED", "ERROR", "EXPIRED"))
 
 # How many containers one upload may use up.
@@ -134,8 +135,7 @@ class Uploader(GraphUploader):
             return video.size
 
         def ask(offset: int) -> int:
-            fields = "status_code,status,video_status"
-            state = self.authorized(wire, lambda login: self._look_once(wire, login, container, fields))
+            state = self.authorized(wire, lambda login: self._stand(wire, login, container))
             if text_member(state, "status_code") in ("ERROR", "EXPIRED"):
                 raise ContainerLost(unusable(state), 200)
             if text_member(state, "status_code") in ("FINISHED", "PUBLISHED"):
@@ -211,7 +211,16 @@ class Uploader(GraphUploader):
         return published
 
     def _state(self, wire: Wire, login: Login, container: str) -> Dict[str, Any]:
-        return require_state(self._look_once(wire, login, container, "status_code,status"))
+        return require_state(self._look_once(wire, login, container, STATE))
+
+    def _stand(self, wire: Wire, login: Login, container: str) -> Dict[str, Any]:
+        """The state, with how much of the video has come. No page lists that field, so that it may be refused."""
+        try:
+            return self._look_once(wire, login, container, STATE + ",video_status")
+        except Refused as refused:
+            if refused.word != BAD_PARAMETER or refused.status == NOT_FOUND:
+                raise
+            return self._look_once(wire, login, container, STATE)
 
     def _look(self, wire: Wire, login: Login, name: str, fields: str) -> Dict[str, Any]:
         return wire.run(lambda: self._look_once(wire, login, name, fields))

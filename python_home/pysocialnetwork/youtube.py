@@ -22,6 +22,9 @@ from .wire import Wire, require_same_safety
 
 PRIVACY = {"public": "public", "unlisted": "unlisted", "private": "private"}
 
+# Of a thumbnail; the last one is that of a file whose name tells no kind.
+PICTURES = frozenset(("image/jpeg", "image/png", "application/octet-stream"))
+
 LONGEST_TITLE = 100
 LONGEST_DESCRIPTION_BYTES = 5000
 # Characters of all tags, with a comma between two and quotes around one with a blank.
@@ -220,6 +223,10 @@ class Uploader(RefreshingUploader):
     def _set_thumbnail(self, wire: Wire, name: str, path: str) -> None:
         address = self.address("youtubeUpload") + "/thumbnails/set?" + urlencode({"videoId": name})
         with LocalFile(path) as picture:
+            if picture.content_type not in PICTURES:
+                raise UploadError(
+                    "YouTube takes pictures of the kinds JPEG and PNG alone, not %s" % picture.content_type
+                )
             self.authorized(
                 wire,
                 lambda login: wire.run(lambda: read(wire.exchange("POST", address, bearer(login), picture.whole()))),

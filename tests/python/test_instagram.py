@@ -109,6 +109,29 @@ class Instagram(PlatformCase):
             self.assertEqual([part.headers["offset"] for part in parts], ["0", "2000"])
             self.assertEqual(len(parts[1].body), 3000)
 
+    def test_a_service_that_does_not_tell_how_far_it_is_tells_the_state(self):
+        refused = self.refused(100, None)
+        for state, sent in (("FINISHED", ["0"]), ("IN_PROGRESS", ["0", "0"])):
+
+            def respond(request, state=state):
+                if request.path.startswith("/instagramUpload"):
+                    offsets.append(request.headers["offset"])
+                    return Reply(502) if len(offsets) == 1 else as_reply({"success": True})
+                if "video_status" in request.path:
+                    return refused
+                code = "FINISHED" if len(offsets) == 2 else state
+                return as_reply({"id": "c", "status_code": code, "permalink": "https://reel"})
+
+            offsets = []
+            with self.subTest(state), self.serve(respond):
+                self.assertEqual(self.upload().text, "https://reel")
+                self.assertEqual(offsets, sent)
+        # Another refusal says nothing of the fields.
+        for other in (Reply(403), self.refused(100, 33)):
+            with self.reels(upload=[Reply(502)], status=[other]) as server:
+                self.assertEqual(self.upload().code, ERROR)
+                self.assertEqual(server.seen, ["media", "upload", "status"])
+
     def test_a_broken_container_is_replaced_once(self):
         expired = as_reply({"status_code": "EXPIRED", "status": "too late"})
         ready = as_reply({"status_code": "FINISHED"})

@@ -10,7 +10,7 @@ from pysocialnetwork.job import VideoRequest
 from pysocialnetwork.login import Login
 
 from platformcase import ERROR, FINISHED, TOKEN_INVALID, PlatformCase, answer, as_reply
-from support import Host, Reply, Server, in_turn
+from support import Host, Reply, Server, in_turn, video_file
 
 
 class Youtube(PlatformCase):
@@ -74,6 +74,23 @@ class Youtube(PlatformCase):
         for status, text in ((404, "start it again"), (410, "start it again"), (200, "does not name it")):
             with self.serve(self.sessions(lambda request: server.url + "/s", lambda request: Reply(status))) as server:
                 self.assertIn(text, self.upload().text)
+
+    def test_a_thumbnail_of_another_kind_is_told_and_costs_nothing(self):
+        for suffix, kind in (
+            (".jpg", ""),
+            (".PNG", ""),
+            (".unknown", ""),
+            (".gif", "image/gif"),
+            (".MP4", "video/mp4"),
+        ):
+            replies = self.sessions(lambda request: server.url + "/s", lambda request: as_reply({"id": "v"}))
+            with video_file(10, suffix) as (picture, _), self.serve(replies) as server:
+                self.assertEqual(self.upload(thumbnail=picture).text, "https://www.youtube.com/watch?v=v")
+                sent = [r for r in server.requests if "/thumbnails/set" in r.path]
+            told = self.uploader.GetLastError()
+            self.assertEqual(len(sent), int(not kind))
+            why = "YouTube takes pictures of the kinds JPEG and PNG alone, not " + kind
+            self.assertEqual(told, "the video is uploaded, but without its thumbnail: " + why if kind else "")
 
     def test_a_session_of_a_protected_service_is_protected(self):
         asked = self.serve_protected(answer(200, {}, Location="http://uploads.example/session"))
