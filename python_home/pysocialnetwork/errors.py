@@ -64,6 +64,15 @@ class Discarded(Refused):
 class Deferred(Refused):
     """A refusal that leaves what the service has of the video as it is: another day it may go on."""
 
+    @classmethod
+    def of(cls, refused: Refused) -> Deferred:
+        return cls(str(refused), refused.status, refused.word)
+
+
+def is_final(refused: Refused) -> bool:
+    """Whether it tells that what the service had of the video is gone."""
+    return isinstance(refused, Discarded) or refused.status in GONE
+
 
 class Transient(UploadError):
     """A trouble that may pass: a broken connection or a service that is busy.

@@ -8,12 +8,12 @@ from urllib.parse import quote
 
 from .account import Account
 from .bodies import Fields, FilePart, LocalFile, Multipart, form
-from .errors import NOT_FOUND, Discarded, FileTrouble, Refused, Transient, UploadError
+from .errors import NOT_FOUND, FileTrouble, Refused, Transient, UploadError
 from .graph import BAD_PARAMETER, WrongOffset, next_stretch, read, stretch
 from .graphlogin import GraphUploader
 from .job import UploadJob, VideoRequest
 from .login import Login
-from .outcome import once, removed_if_refused, went_on
+from .outcome import deferring, is_there, once, removed_if_refused, went_on
 from .replies import member, required_text, text_member
 from .texts import chosen_privacy
 from .wire import Wire
@@ -105,11 +105,16 @@ class Uploader(GraphUploader):
             def remove() -> None:
                 self._remove(wire, kept["video_id"])
 
+            def is_gone(refused: Refused) -> bool:
+                # A session that is over is none of the parameters that are taken.
+                return concerns_parameters(refused) and not is_there(lambda: self._show(wire, kept["video_id"]))
+
             with removed_if_refused(kept, remove, self._debug):
-                if not went_on(kept, lambda: self._transfer(job, wire, video, kept), remove, self._debug):
+                if not went_on(kept, lambda: self._transfer(job, wire, video, kept), remove, self._debug, is_gone):
                     self._start(wire, video, kept)
                     self._transfer(job, wire, video, kept)
-                self._finish(job, wire, kept, [("upload_session_id", kept["upload_session_id"]), *details])
+                with deferring(concerns_parameters):
+                    self._finish(job, wire, kept, [("upload_session_id", kept["upload_session_id"]), *details])
         return "https://www.facebook.com/watch/?v=" + kept["video_id"]
 
     def _start(self, wire: Wire, video: LocalFile, kept: Dict[str, str]) -> None:
@@ -137,19 +142,14 @@ class Uploader(GraphUploader):
                 start, end = next_stretch(answer)
             except WrongOffset as other:
                 start, end = other.start, other.end
-            except Refused as refused:
-                if refused.word != BAD_PARAMETER:
-                    raise
-                # Nothing but the session may be wrong.
-                raise Discarded(str(refused), refused.status) from None
             if end <= start < video.size:
                 raise Transient("the service asks for an empty part")
             if start <= video.size:
                 kept.update(start_offset=str(start), end_offset=str(end))
             return start
 
-        # The same part again is the question how far the service came: a wrong one is answered with the right one.
-        wire.transfer(int(kept["start_offset"]), video.size, send, ask=send)
+        # A part again is the question how far the service came: a wrong one is answered with the right one.
+        wire.transfer(int(kept["start_offset"]), video.size, send, ask=lambda offset: send(int(kept["start_offset"])))
 
     def _details(self, request: VideoRequest) -> Fields:
         privacy = chosen_privacy(request.privacy, PRIVACY)
@@ -193,9 +193,8 @@ class Uploader(GraphUploader):
         once(wire, lambda: self.authorized(wire, publish), lambda: self._is_out(wire, name) or None, kept)
 
     def _is_out(self, wire: Wire, name: str) -> bool:
-        query = {"fields": "status,published"}
         try:
-            video = self.authorized(wire, lambda login: self._video(wire, login, "GET", name, query))
+            video = self._show(wire, name)
         except Refused as refusal:
             if refusal.status != NOT_FOUND:
                 raise
@@ -210,6 +209,10 @@ class Uploader(GraphUploader):
         if not state:
             raise Transient("Facebook does not tell the video's state")
         return state in FINISHED_STATES and video.get("published") is not False
+
+    def _show(self, wire: Wire, name: str) -> Dict[str, Any]:
+        query = {"fields": "status,published"}
+        return self.authorized(wire, lambda login: self._video(wire, login, "GET", name, query))
 
     def _remove(self, wire: Wire, name: str) -> None:
         self.authorized(wire, lambda login: self._video(wire, login, "DELETE", name, {}))
@@ -233,3 +236,7 @@ class Uploader(GraphUploader):
         whole: List[Tuple[str, str]] = [("access_token", login.access), ("upload_phase", phase), *fields]
         body = Multipart(whole, file_field, file.name if file is not None else "", part)
         return read(wire.exchange("POST", self.address("facebookGraphVideo") + "/me/videos", body=body), NAME)
+
+
+def concerns_parameters(refused: Refused) -> bool:
+    return refused.word == BAD_PARAMETER

@@ -108,7 +108,7 @@ class Uploader(GraphUploader):
                     lost = isinstance(trouble, ContainerLost) or (former and trouble.status in GONE)
                     used += not former
                     if not lost and (former or sent) and not isinstance(trouble, Discarded):
-                        raise Deferred(str(trouble), trouble.status) from None
+                        raise Deferred.of(trouble) from None
                     if not lost or used == CONTAINERS:
                         raise
                     kept.clear()

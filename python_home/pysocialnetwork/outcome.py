@@ -10,7 +10,6 @@ from typing import Callable, Dict, Iterator, Mapping, Optional, TypeVar
 from .connection import Answer
 from .errors import (
     GOES_ON,
-    GONE,
     Deferred,
     Discarded,
     Refused,
@@ -20,6 +19,7 @@ from .errors import (
     Undecided,
     UploadError,
     in_doubt,
+    is_final,
 )
 from .job import UploadJob
 from .unfinished import MAYBE_OUT
@@ -127,18 +127,22 @@ def transferred(
 
 
 def went_on(
-    kept: Dict[str, str], send: Callable[[], None], remove: Callable[[], object], debug: Callable[[str], None]
+    kept: Dict[str, str],
+    send: Callable[[], None],
+    remove: Callable[[], object],
+    debug: Callable[[str], None],
+    is_gone: Callable[[Refused], bool] = lambda refused: False,
 ) -> bool:
     """Whether `send` brought all of a video to the service whose upload broke off before. What the service has given up
-    is removed, and its record is empty then."""
+    is removed, and its record is empty then. `is_gone` asks where a refusal does not say so itself."""
     if not kept:
         return False
     try:
         with deferring():
             send()
-    except Deferred:
-        raise
     except Refused as refused:
+        if isinstance(refused, Deferred) and not is_gone(refused):
+            raise
         debug("%s; the upload begins anew" % refused)
         _removed(remove, debug)
         kept.clear()
@@ -146,15 +150,24 @@ def went_on(
 
 
 @contextmanager
-def deferring() -> Iterator[None]:
-    """Around what an upload that broke off goes on with: a refusal lets it begin anew only where it tells that what the
-    service had is gone. Any other may pass, and would meet a new one as well."""
+def deferring(lasts: Callable[[Refused], bool] = lambda refused: False) -> Iterator[None]:
+    """Around what goes on with a video of which the service has something: a refusal ends that only where it tells that
+    it is gone. Any other may pass, and would meet a new video as well, but for one of which `lasts` knows better."""
     try:
         yield
     except Refused as refused:
-        if isinstance(refused, (Discarded, Deferred)) or refused.status in GONE:
+        if isinstance(refused, Deferred) or is_final(refused) or lasts(refused):
             raise
-        raise Deferred(str(refused), refused.status) from None
+        raise Deferred.of(refused) from None
+
+
+def is_there(look: Callable[[], object]) -> bool:
+    """Whether the service still has a video; one that it does not want to show is there."""
+    try:
+        look()
+    except Refused as refused:
+        return not is_final(refused)
+    return True
 
 
 @contextmanager
@@ -174,9 +187,12 @@ def removed_if_refused(
 
 
 def _removed(remove: Callable[[], object], debug: Callable[[str], None]) -> None:
+    """A stop leaves it for the next start."""
     try:
         remove()
         debug("the unfinished video is removed")
+    except Stopped:
+        raise
     except UploadError as trouble:
         debug("the unfinished video is left behind: %s" % trouble)
 

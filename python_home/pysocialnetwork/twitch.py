@@ -16,7 +16,7 @@ from .errors import NOT_FOUND, Refused, TokenInvalid, Transient
 from .job import UploadJob
 from .login import Login
 from .oauth2 import RefreshingUploader
-from .outcome import once, removed_if_refused, went_on
+from .outcome import deferring, is_there, once, removed_if_refused, went_on
 from .replies import json_object, member, required_number, required_text, text_member
 from .texts import chosen_privacy
 from .wire import Wire, require_same_safety
@@ -27,7 +27,7 @@ LONGEST_TITLE = 100
 # Characters of one tag, and of all with the commas between.
 LONGEST_TAG = 100
 TAG_LIST = 500
-WITHDRAWN = 410
+BAD_REQUEST, WITHDRAWN = 400, 410
 
 # States of a video that is not completed yet.
 UNFINISHED_STATES = frozenset(("created", "uploading"))
@@ -86,8 +86,11 @@ class Uploader(RefreshingUploader):
             def remove() -> None:
                 self._video(wire, "DELETE", kept["name"])
 
+            def is_gone(refused: Refused) -> bool:
+                return not is_there(lambda: self._video(wire, "GET", kept["name"]))
+
             with removed_if_refused(kept, remove, self._debug):
-                if not went_on(kept, lambda: self._send(job, wire, video, kept), remove, self._debug):
+                if not went_on(kept, lambda: self._send(job, wire, video, kept), remove, self._debug, is_gone):
                     created = self.authorized(wire, lambda login: self._create(wire, login, job, viewable))
                     kept.update(
                         place=require_same_safety(service, member(created, "upload", "url")),
@@ -98,12 +101,13 @@ class Uploader(RefreshingUploader):
                     )
                     self._send(job, wire, video, kept)
                 complete = kept["place"] + "/complete?" + urlencode({"upload_token": kept["token"]})
-                once(
-                    wire,
-                    lambda: read(wire.exchange("POST", complete), with_login=False),
-                    lambda: self._completed(wire, kept["name"]),
-                    kept,
-                )
+                with deferring(lambda refused: refused.status == BAD_REQUEST):
+                    once(
+                        wire,
+                        lambda: read(wire.exchange("POST", complete), with_login=False),
+                        lambda: self._completed(wire, kept["name"]),
+                        kept,
+                    )
         return kept["page"] or "https://www.twitch.tv/videos/" + kept["name"]
 
     def _create(self, wire: Wire, login: Login, job: UploadJob, viewable: str) -> Dict[str, Any]:

@@ -9,7 +9,7 @@ from urllib.parse import quote
 from .account import Account
 from .bodies import Body, FilePart, LocalFile, form, json_body
 from .connection import Answer
-from .errors import GONE, Refused, TokenInvalid, Transient, UploadError
+from .errors import GONE, Discarded, Refused, TokenInvalid, Transient, UploadError
 from .job import UploadJob
 from .login import Login, require_token
 from .oauth2 import OAuth2Uploader
@@ -149,6 +149,8 @@ class Uploader(OAuth2Uploader):
         state = text_member(video, "upload", "status")
         if not state:
             raise Transient("Vimeo does not tell the video's state")
+        if state == "error":
+            raise Discarded("Vimeo: the upload has failed", 200)
         return state == "complete"
 
     def _remove(self, wire: Wire, place: str) -> None:

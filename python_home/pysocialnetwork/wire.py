@@ -7,7 +7,7 @@ from typing import Callable, Dict, Mapping, Optional, TypeVar
 
 from .bodies import Body
 from .connection import Answer, Connection, Origin, TimeLimits, origin_of
-from .errors import Transient, UploadError
+from .errors import Deferred, Refused, Transient, UploadError, is_final
 from .retry import TOO_MANY, Looks, RetryPolicy, Setbacks, is_busy, pause_asked_for
 from .stopsignal import StopSignal
 
@@ -120,7 +120,8 @@ class Wire:
 
         `send(offset)` sends the next part and returns how far the service is then. After a trouble `ask(offset)`
         returns how far the service came, which may be before or after where the part began. Only news from beyond
-        the farthest point forgives earlier failures, so that a service that turns in circles is given up.
+        the farthest point forgives earlier failures, so that a service that turns in circles is given up. A refusal
+        leaves what the service has, or may have of a part that broke off, unless it tells that it is gone.
         """
         setbacks = self.setbacks()
         farthest = offset
@@ -135,6 +136,10 @@ class Wire:
                 self.bear(setbacks, trouble)
                 asking = True
                 continue
+            except Refused as refused:
+                if is_final(refused) or not (farthest or asking):
+                    raise
+                raise Deferred.of(refused) from None
             asking = False
             offset = reached
             if offset > farthest:

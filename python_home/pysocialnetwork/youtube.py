@@ -3,7 +3,6 @@
 from __future__ import annotations
 
 import re
-from contextlib import nullcontext
 from dataclasses import replace
 from typing import Any, Dict, List, Mapping, Optional
 from urllib.parse import urlencode
@@ -15,7 +14,7 @@ from .errors import GONE, Refused, TokenInvalid, Transient, UploadError
 from .job import UploadJob, VideoRequest
 from .login import Login
 from .oauth2 import RefreshingUploader
-from .outcome import deferring, transferred
+from .outcome import transferred
 from .replies import json_object, member, text_member
 from .texts import chosen_privacy, cut_bytes, whole_number
 from .wire import Wire, require_same_safety
@@ -40,6 +39,8 @@ SESSIONS = 2
 FALLBACK_REGION = "US"
 
 RESUME = 308
+# Of a session of an earlier upload that is over.
+OVER_LATER = GONE | {400}
 PASSING_REASONS = frozenset(("rateLimitExceeded", "userRateLimitExceeded", "backendError"))
 # Of a login that does not count any more. The status alone is no proof: a user without a channel gets it as well.
 LOGIN_REASONS = frozenset(("authError", "authorizationRequired", "expired", "required"))
@@ -111,8 +112,7 @@ class Uploader(RefreshingUploader):
                 # Whoever has it may send to it.
                 self.keep_secret(require_same_safety(service, kept["session"]))
                 try:
-                    with deferring() if former else nullcontext():
-                        return self._send(job, wire, video, kept, former)
+                    return self._send(job, wire, video, kept, former)
                 except SessionExpired:
                     del kept["session"]
                     used += not former
@@ -185,9 +185,15 @@ class Uploader(RefreshingUploader):
 
     def _send(self, job: UploadJob, wire: Wire, video: LocalFile, kept: Dict[str, str], asking: bool) -> str:
         session, names = kept["session"], [""]
+        over = OVER_LATER if asking else GONE
 
         def put(content_range: str, body: Optional[Body]) -> int:
-            answer = self.authorized(wire, lambda login: self._put(wire, login, session, content_range, body))
+            try:
+                answer = self.authorized(wire, lambda login: self._put(wire, login, session, content_range, body))
+            except Refused as refused:
+                if refused.status not in over:
+                    raise
+                raise SessionExpired() from None
             reached = received(answer) if answer.status == RESUME else video.size
             if reached < video.size:
                 return reached
@@ -210,8 +216,6 @@ class Uploader(RefreshingUploader):
     def _put(self, wire: Wire, login: Login, session: str, content_range: str, body: Optional[Body]) -> Answer:
         headers = {**self._session_login(login, session), "Content-Range": content_range}
         answer = wire.exchange("PUT", session, headers, body)
-        if answer.status in GONE:
-            raise SessionExpired()
         if answer.status != RESUME:
             read(answer)
         return answer

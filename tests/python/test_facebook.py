@@ -67,15 +67,17 @@ class Graph(unittest.TestCase):
 class Facebook(PlatformCase):
     module = facebook
 
-    def phases(self, transfers):
-        """Answers start, the given transfers one by one, and finish."""
+    def phases(self, transfers, **states):
+        """Answers start, the given transfers one by one, and finish; what belongs to the video by `states`."""
         waiting = list(transfers)
 
         def respond(request):
             if b'"upload_phase"\r\n\r\nstart' in request.body:
                 return as_reply({"video_id": "7", "upload_session_id": "s", "start_offset": "0", "end_offset": "2000"})
+            if request.method in states:
+                return states[request.method]
             if request.method == "DELETE" or b'"upload_phase"\r\n\r\nfinish' in request.body:
-                return as_reply({"success": True})
+                return states.get("finish") or as_reply({"success": True})
             return waiting.pop(0)
 
         return respond
@@ -105,6 +107,11 @@ class Facebook(PlatformCase):
         ]
         with self.serve(self.phases(replies)):
             self.assertEqual(self.upload().code, FINISHED)
+        # To where no byte of the part was that has just been sent.
+        with self.serve(
+            self.phases([self.at(2000, 4000), self.wrong(0, 1500), self.at(1500, 5000), self.at(5000, 5000)])
+        ):
+            self.assertEqual(self.upload().code, FINISHED)
 
     def test_a_part_that_was_lost_is_sent_again(self):
         for subcode in (1363019, 1363030, 1363033):
@@ -133,17 +140,17 @@ class Facebook(PlatformCase):
             self.assertEqual(end.code, ERROR)
             self.assertIn(text, end.text)
 
-    def gone_on(self, first, *moves):
+    def gone_on(self, first, *moves, finished=True, **states):
         """The end of an upload that broke off at `first` and was started again, and the requests of the second."""
         host = Host()
         host.attach(self.uploader)
         replies = [self.at(2000, 5000), *first, *moves]
-        with support.video_file(5000) as (path, _), self.serve(self.phases(replies)) as server:
+        with support.video_file(5000) as (path, _), self.serve(self.phases(replies, **states)) as server:
             for number in (1, 2):
                 before = len(server.requests)
                 self.uploader.StartUpload(path, "T", "", "", "", "")
                 end = host.wait_for_end(number)
-                self.assertEqual(end.code == ERROR, number == 1, end.text)
+                self.assertEqual(end.code == FINISHED, number == 2 and finished, end.text)
             return end, server.requests[before:]
 
     def test_a_service_that_asks_for_nothing_is_asked_again_at_the_next_start(self):
@@ -153,12 +160,49 @@ class Facebook(PlatformCase):
             self.assertEqual([request.method for request in requests], ["POST", "POST"])
             self.assertIn(b"\r\n\r\n2000\r\n", requests[0].body)
 
-    def test_a_session_that_is_no_parameter_any_more_begins_anew(self):
-        busy = as_reply({"error": {"code": 2}}, 500)
-        gone = as_reply({"error": {"code": 100, "message": "no such session"}}, 400)
-        end, requests = self.gone_on([busy] * 4, gone, self.at(5000, 5000))
-        self.assertEqual(end.code, FINISHED)
-        self.assertEqual([request.method for request in requests], ["POST", "DELETE", "POST", "POST", "POST"])
+    def refused(self, code, subcode=None, status=400):
+        return as_reply({"error": {"code": code, "error_subcode": subcode, "message": "said %s" % code}}, status)
+
+    def test_a_session_that_is_no_parameter_any_more_begins_anew_where_the_video_is_gone(self):
+        busy = [as_reply({"error": {"code": 2}}, 500)] * 4
+        for shown, anew in (
+            (self.refused(100, 33), True),
+            (Reply(404), True),
+            (as_reply({"id": "7"}), False),
+            (Reply(403), False),
+            (Reply(500), False),
+        ):
+            moves = [self.refused(100), self.at(5000, 5000)]
+            end, requests = self.gone_on(busy, *moves, finished=anew, GET=shown)
+            methods = ["POST", "GET"] + ["DELETE", "POST", "POST", "POST"] * anew
+            self.assertEqual([request.method for request in requests], methods, end.text)
+        # What says so itself needs no question, and what may pass has none.
+        for refusal, methods in (
+            (self.refused(100, 33), ["POST", "DELETE", "POST", "POST", "POST"]),
+            (self.refused(200, status=403), ["POST"]),
+        ):
+            _, requests = self.gone_on(busy, refusal, self.at(5000, 5000), finished=len(methods) > 1)
+            self.assertEqual([request.method for request in requests], methods)
+
+    def test_a_refusal_behind_the_first_part_keeps_what_is_there(self):
+        for refusal in (self.refused(200, status=403), self.refused(368), self.refused(100)):
+            end, requests = self.gone_on([refusal], self.at(5000, 5000))
+            self.assertEqual([request.method for request in requests], ["POST", "POST"], end.text)
+            self.assertIn(b"\r\n\r\n2000\r\n", requests[0].body)
+        with self.serve(self.phases([self.refused(200, status=403)])) as server:
+            self.assertEqual(self.upload().code, ERROR)
+            self.assertEqual(server.requests[-1].method, "DELETE")
+
+    def test_a_refused_finish_removes_the_video_only_for_what_was_said_of_it(self):
+        for refusal, removed in (
+            (self.refused(100), True),
+            (self.refused(100, 33), True),
+            (self.refused(200, status=403), False),
+            (self.refused(368), False),
+        ):
+            with self.serve(self.phases([self.at(5000, 5000)], finish=refusal)) as server:
+                self.assertEqual(self.upload().code, ERROR)
+                self.assertEqual(server.requests[-1].method == "DELETE", removed)
 
     def test_details_are_in_the_services_words(self):
         host = Host()

@@ -19,6 +19,14 @@ PART = 4 << 20
 RESUMABLE = ("facebook", "youtube", "vimeo", "instagram")
 
 BREAKS = (("closeAtOnce", {}), ("status", {"code": 503}), ("resetAnswerAfter", {"bytes": 0}))
+# Where those that go on with what is there ask how far it is, or whether it is.
+QUESTIONS = {
+    "facebook": ("facebookVideo",),
+    "youtube": (),
+    "vimeo": ("vimeoDetails",),
+    "instagram": ("instagramStatus",),
+    "twitch": ("twitchVideo",),
+}
 # The last request of an upload of one part, and where the service tells what became of it.
 ENDS = {
     "facebook": ("facebookVideos", 3, "facebookVideo"),
@@ -87,23 +95,74 @@ class GoingOn(ServicesCase):
                 if platform in ("facebook", "vimeo"):
                     self.assertIn("the unfinished video is removed", host.texts())
 
+    def refused(self, uploader, path, routes, code):
+        """A start that is refused on these routes; how often it met each."""
+        orders = [self.order(route, "status", code=code, times=1000) for route in routes]
+        host = self.start(uploader, path)
+        end = host.wait_for_end()
+        self.assertEqual(end.code, ERROR)
+        self.assertRegex(end.text, r"status %d\b" % code)
+        self.assertNotIn("anew", host.texts())
+        self.assertNotIn("removed", host.texts())
+        met = [self.delivered(order) for order in orders]
+        self.sandbox.post("/sandbox/faults/clear")
+        return met
+
+    def goes_on(self, uploader, path, content, before, begun):
+        host = self.start(uploader, path)
+        self.assert_finished(host.wait_for_end(), host, content)
+        self.assertIn("the upload goes on that broke off before", host.texts())
+        self.assertEqual((len(begun), self.uploads() - before), (1, begun))
+
     def test_a_refusal_that_may_pass_keeps_what_the_service_has(self):
-        for platform in (*RESUMABLE[:3], "twitch"):
+        for platform, questions in QUESTIONS.items():
             with self.subTest(platform), fresh_video(self.size) as (path, content):
                 before, uploader = self.uploads(), self.broken_off(platform, path)
                 begun = self.uploads() - before
-                for code in (403, 400, 501, 429):
-                    order = self.order(CARRIER[platform][0], "status", code=code, times=1000)
-                    host = self.start(uploader, path)
-                    end = host.wait_for_end()
-                    self.assertEqual(end.code, ERROR)
-                    self.assertRegex(end.text, r"status %d\b" % code)
-                    self.assertNotIn("anew", host.texts())
-                    self.assertGreaterEqual(self.delivered(order), 1)
-                    self.sandbox.post("/sandbox/faults/clear")
+                carrier = CARRIER[platform][0]
+                # YouTube says so of a session that has gone.
+                for code in (403, 501, 429) if platform == "youtube" else (403, 400, 501, 429):
+                    self.assertGreaterEqual(self.refused(uploader, path, [carrier], code)[0], 1)
+                met = self.refused(uploader, path, [*questions, carrier], 403)
+                # Instagram asks before it sends, Facebook only about a session that is none.
+                self.assertEqual(met, {"facebook": [0, 1], "instagram": [1, 0]}.get(platform, [1] * len(met)))
+                self.goes_on(uploader, path, content, before, begun)
+
+    def test_a_refusal_in_the_middle_of_the_first_run_keeps_what_is_there(self):
+        for platform in QUESTIONS:
+            with self.subTest(platform), fresh_video(self.size) as (path, content):
+                before, uploader = self.uploads(), self.signed_in(platform)
+                route, nth = CARRIER[platform]
+                if platform == "instagram":
+                    first = self.order(route, "resetRequestAfter", nth=nth, bytes=PART)
+                    order = self.order("instagramStatus", "status", code=403, times=1000)
+                else:
+                    first = None
+                    order = self.order(route, "status", nth=nth + 1, code=403, times=1000)
+                host = self.start(uploader, path)
+                end = host.wait_for_end()
+                self.assertEqual(end.code, ERROR)
+                self.assertRegex(end.text, r"status 403\b")
+                self.assertNotIn("removed", host.texts())
+                self.assertEqual([self.delivered(each) for each in (first, order) if each], [1] * (1 + bool(first)))
+                self.sandbox.post("/sandbox/faults/clear")
+                self.goes_on(uploader, path, content, before, self.uploads() - before)
+
+    def test_a_refusal_of_the_first_part_leaves_nothing(self):
+        for platform in QUESTIONS:
+            with self.subTest(platform), fresh_video(self.size) as (path, content):
+                uploader = self.signed_in(platform)
+                route, nth = CARRIER[platform]
+                order = self.order(route, "status", nth=nth, code=403, times=1000)
+                host = self.start(uploader, path)
+                self.assertEqual(host.wait_for_end().code, ERROR)
+                self.assertEqual(self.delivered(order), 1)
+                removable = platform in ("facebook", "vimeo", "twitch")
+                self.assertEqual("the unfinished video is removed" in host.texts(), removable)
+                self.sandbox.post("/sandbox/faults/clear")
                 host = self.start(uploader, path)
                 self.assert_finished(host.wait_for_end(), host, content)
-                self.assertEqual((len(begun), self.uploads() - before), (1, begun))
+                self.assertNotIn("goes on", host.texts())
 
     def test_a_refusal_that_passes_costs_no_container(self):
         with fresh_video(self.size) as (path, content):

@@ -323,6 +323,36 @@ class WentOn(unittest.TestCase):
                 self.assertEqual(str(trouble), str(error))
             self.assertEqual((ended, len(removed), kept), (told, int(anew), {} if anew else {"id": "7"}), error)
 
+    def test_who_knows_better_is_asked(self):
+        for gone in (True, False):
+            kept, removed, asked = {"id": "7"}, [], []
+
+            def send():
+                raise Refused("a limit", 403, "limit")
+
+            def is_gone(refused):
+                asked.append((str(refused), refused.status, refused.word))
+                return gone
+
+            with contextlib.suppress(Deferred):
+                outcome.went_on(kept, send, lambda: removed.append(1), lambda line: None, is_gone)
+            self.assertEqual((asked, len(removed), bool(kept)), ([("a limit", 403, "limit")], int(gone), not gone))
+
+    def test_a_stop_during_the_removal_leaves_the_record(self):
+        kept = {"id": "7"}
+
+        def send():
+            raise Refused("gone", 404)
+
+        def remove():
+            raise Stopped()
+
+        with self.assertRaises(Stopped):
+            outcome.went_on(kept, send, remove, lambda line: None)
+        self.assertEqual(kept, {"id": "7"})
+        with self.assertRaises(Stopped), outcome.removed_if_refused(kept, remove, lambda line: None):
+            raise Refused("no", 400)
+
 
 class RemovedIfRefused(unittest.TestCase):
     def test_only_what_will_never_be_whole_is_removed(self):

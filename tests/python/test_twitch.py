@@ -1,6 +1,7 @@
 """What is special about Twitch: its parts, and its refusals."""
 
 import unittest
+from unittest import mock
 from urllib.parse import parse_qs, urlsplit
 
 from pysocialnetwork import twitch
@@ -8,7 +9,7 @@ from pysocialnetwork.errors import Refused, TokenInvalid, UploadError
 from pysocialnetwork.login import Login
 
 from platformcase import ERROR, FINISHED, TOKEN_INVALID, PlatformCase, answer, as_reply
-from support import Reply, in_turn
+from support import Host, Reply, in_turn, video_file
 
 
 class Twitch(PlatformCase):
@@ -77,6 +78,42 @@ class Twitch(PlatformCase):
         with self.twitch(Reply(400), DELETE=Reply(204)) as server:
             self.assertEqual(self.upload().code, ERROR)
             self.assertEqual((server.requests[-1].method, server.requests[-1].path), ("DELETE", "/twitchApi/videos/12"))
+
+    def test_a_refused_completion_removes_the_video_only_for_good(self):
+        for status, methods in (
+            (400, ["POST", "PUT", "POST", "DELETE"]),
+            (404, ["POST", "PUT", "POST", "DELETE"]),
+            (401, ["POST", "PUT", "POST", "POST"]),
+            (403, ["POST", "PUT", "POST", "POST"]),
+        ):
+            host = Host()
+            host.attach(self.uploader)
+            with video_file(5000) as (path, _), self.twitch(
+                Reply(200), Reply(status), Reply(200), DELETE=Reply(204)
+            ) as server:
+                self.uploader.StartUpload(path, "T", "", "", "", "")
+                self.assertEqual(host.wait_for_end().code, ERROR)
+                if methods[-1] == "POST":
+                    self.uploader.StartUpload(path, "T", "", "", "", "")
+                    self.assertEqual(host.wait_for_end(2).code, FINISHED)
+                self.assertEqual([request.method for request in server.requests], methods)
+
+    def test_a_part_that_is_refused_later_is_decided_by_the_video(self):
+        for shown, methods in (
+            (as_reply({"status": "uploading"}), ["PUT", "GET"]),
+            (Reply(403), ["PUT", "GET"]),
+            (Reply(404), ["PUT", "GET", "DELETE", "POST", "PUT", "PUT", "POST"]),
+        ):
+            host = Host()
+            host.attach(self.uploader)
+            moves = [Reply(200), Reply(403), Reply(403), *[Reply(200)] * 3]
+            part = mock.patch.object(twitch, "PART", 3000)
+            with part, video_file(5000) as (path, _), self.twitch(*moves, GET=shown, DELETE=Reply(204)) as server:
+                for number in (1, 2):
+                    before = len(server.requests)
+                    self.uploader.StartUpload(path, "T", "", "", "", "")
+                    end = host.wait_for_end(number)
+                self.assertEqual([request.method for request in server.requests[before:]], methods, end.text)
 
     def test_the_upload_address_of_a_protected_service_is_protected(self):
         created = {"upload": {"url": "http://uploads.example/put", "token": "up-token"}, "video": {"_id": "v12"}}

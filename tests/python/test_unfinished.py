@@ -317,7 +317,7 @@ class GoingOn(unittest.TestCase):
         self.assertEqual(self.sessions.videos[-1], "/session3")
 
     def test_a_session_that_the_service_has_given_up_costs_nothing_but_the_question(self):
-        for status in (404, 410):
+        for status in (400, 404, 410):
             with self.subTest(status):
                 self.sessions.reset()
                 self.broken_off()
@@ -328,7 +328,7 @@ class GoingOn(unittest.TestCase):
 
     def test_a_session_that_is_refused_for_now_goes_on_another_time(self):
         self.broken_off()
-        for status in (400, 403, 501):
+        for status in (403, 409, 501):
             self.sessions.refuse = status
             end, _ = self.upload()
             self.assertEqual((end.code, end.text), (ERROR, "YouTube: status %d" % status))

@@ -104,6 +104,21 @@ class Vimeo(PlatformCase):
                 self.assertEqual([request.method for request in server.requests[before:]], methods)
             self.assertEqual(end.code, ERROR if state is in_progress else FINISHED, end.text)
 
+    def test_an_upload_that_the_service_tells_as_failed_begins_anew(self):
+        failed = as_reply({"upload": {"status": "error"}})
+        host = Host()
+        host.attach(self.uploader)
+        moves = [self.at(3000), Reply(400), Reply(403), failed, self.at(3000), self.at(5000)]
+        chunk = mock.patch.object(vimeo, "CHUNK", 3000)
+        with chunk, video_file(5000) as (path, _), self.tus(*moves) as server:
+            for number in (1, 2):
+                before = len(server.requests)
+                self.uploader.StartUpload(path, "T", "", "", "", "")
+                end = host.wait_for_end(number)
+                self.assertEqual(end.code == FINISHED, number == 2, end.text)
+            methods = [request.method for request in server.requests[before:]]
+        self.assertEqual(methods, ["HEAD", "GET", "DELETE", "POST", "PATCH", "PATCH"])
+
     def test_a_video_that_was_not_made_at_once_is_made_again(self):
         created = as_reply({"uri": "/videos/5", "upload": {"upload_link": ""}}, 201)
         with self.serve(in_turn(Reply(500), created)) as server:

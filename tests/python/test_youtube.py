@@ -71,9 +71,28 @@ class Youtube(PlatformCase):
         for location in ("", "ftp://x/", "/relative"):
             with self.serve(self.sessions(lambda request: location, None)):
                 self.assertEqual(self.upload().code, ERROR)
-        for status, text in ((404, "start it again"), (410, "start it again"), (200, "does not name it")):
+        for status, text in (
+            (404, "start it again"),
+            (410, "start it again"),
+            (200, "does not name it"),
+            (400, "status 400"),
+        ):
             with self.serve(self.sessions(lambda request: server.url + "/s", lambda request: Reply(status))) as server:
                 self.assertIn(text, self.upload().text)
+
+    def test_a_service_that_has_all_and_wants_more_is_asked_for_the_name(self):
+        all_there = Reply(308, b"", {"Range": "bytes=0-4999"})
+        for replies, text in (
+            ([all_there, as_reply({"id": "v"})], "watch?v=v"),
+            ([all_there] * 9, "does not name it; whether the video is out could not be found out"),
+        ):
+            waiting = list(replies)
+            puts = self.sessions(lambda request: server.url + "/s", lambda request: waiting.pop(0))
+            with self.serve(puts) as server:
+                self.assertIn(text, self.upload().text)
+                ranges = [r.headers["Content-Range"] for r in server.requests if r.method == "PUT"]
+            self.assertEqual(ranges, ["bytes 0-4999/5000"] + ["bytes */5000"] * (len(ranges) - 1))
+            self.assertGreater(len(ranges), 1)
 
     def test_a_thumbnail_of_another_kind_is_told_and_costs_nothing(self):
         for suffix, kind in (
