@@ -65,6 +65,7 @@ int start(const std::vector<std::string>& arguments) {
 int main(int argc, char** argv) {
   host::secureStandardStreams();
   host::watchInterrupts();
+  const host::Utf8Console console;
   try {
     return start(host::utf8Arguments(argc, argv));
   } catch (const std::exception& error) {

@@ -21,12 +21,19 @@ namespace host {
 // The system opens no file in the place of a closed stream, and knows no signal for pipes.
 void secureStandardStreams() {}
 
+Utf8Console::Utf8Console() : formerCodePage_(GetConsoleOutputCP()) {
+  if (formerCodePage_ != 0) SetConsoleOutputCP(CP_UTF8);
+}
+
+Utf8Console::~Utf8Console() {
+  if (formerCodePage_ != 0) SetConsoleOutputCP(formerCodePage_);
+}
+
 /// Has the console read escape sequences, without which the line of the bar could not be wiped.
 static bool isConsole(DWORD stream) {
   const HANDLE output = GetStdHandle(stream);
   DWORD mode = 0;
   if (GetConsoleMode(output, &mode) == 0) return false;
-  SetConsoleOutputCP(CP_UTF8);
   return SetConsoleMode(output, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING) != 0;
 }
 
@@ -69,6 +76,10 @@ void secureStandardStreams() {
   }
   (void)std::signal(SIGPIPE, SIG_IGN);
 }
+
+// Terminals are asked for nothing here.
+Utf8Console::Utf8Console() = default;
+Utf8Console::~Utf8Console() = default;
 
 bool outputIsTerminal() {
   return isatty(STDOUT_FILENO) == 1;
