@@ -97,7 +97,8 @@ inline Socket Socket::open(int family) {
     return ::WSAStartup(MAKEWORD(2, 2), &data) == 0;
   }();
   if (!started) return Socket();
-  Socket made = prepared(::WSASocketW(family, SOCK_STREAM, 0, nullptr, 0, WSA_FLAG_OVERLAPPED));
+  Socket made = prepared(
+      ::WSASocketW(family, SOCK_STREAM, 0, nullptr, 0, WSA_FLAG_OVERLAPPED | WSA_FLAG_NO_HANDLE_INHERIT));
   // Two sockets could share the port otherwise.
   const int on = 1;
   ::setsockopt(made.handle_, SOL_SOCKET, SO_EXCLUSIVEADDRUSE, reinterpret_cast<const char*>(&on), sizeof on);

@@ -5,6 +5,7 @@
 #if defined(_WIN32)
 #include <fcntl.h>
 #include <io.h>
+#include <windows.h>
 #else
 #include <fcntl.h>
 #include <poll.h>
@@ -29,6 +30,8 @@ void keepOutputForBytes() {
   std::cout.flush();
   const int bytes = _dup(1);
   if (bytes < 0 || _dup2(2, 1) != 0) return;
+  // A browser or an interpreter that the program starts has no use for it.
+  SetHandleInformation(reinterpret_cast<HANDLE>(_get_osfhandle(bytes)), HANDLE_FLAG_INHERIT, 0);
   _setmode(bytes, _O_BINARY);
   byteOutput = bytes;
 }
