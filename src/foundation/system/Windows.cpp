@@ -1,4 +1,5 @@
 #include "foundation/system/System.h"
+#include "foundation/system/WideText.h"
 
 // The order matters: the others need what windows.h declares.
 // clang-format off
@@ -16,6 +17,14 @@
 #include <type_traits>
 
 namespace KBL::System {
+
+std::string utf8Of(const wchar_t* text) {
+  const int size = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
+  std::string narrow(static_cast<std::size_t>((std::max)(size, 1)), '\0');
+  (void)WideCharToMultiByte(CP_UTF8, 0, text, -1, narrow.data(), size, nullptr, nullptr);
+  narrow.pop_back();
+  return narrow;
+}
 
 namespace {
 
@@ -154,8 +163,7 @@ bool replaceFile(const std::string& from, const std::string& to) {
 std::string userDataDirectory() {
   PWSTR folder = nullptr;
   const HRESULT result = SHGetKnownFolderPath(FOLDERID_LocalAppData, 0, nullptr, &folder);
-  const std::string path =
-      SUCCEEDED(result) ? utf8Text(std::filesystem::path(folder).u8string()) + "/mediatransfer" : "";
+  const std::string path = SUCCEEDED(result) ? utf8Of(folder) + "/mediatransfer" : "";
   CoTaskMemFree(folder);
   return path;
 }

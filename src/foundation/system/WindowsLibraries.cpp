@@ -1,4 +1,5 @@
 #include "foundation/system/System.h"
+#include "foundation/system/WideText.h"
 
 // The order matters: the others need what windows.h declares.
 // clang-format off
@@ -9,8 +10,9 @@
 #include <algorithm>
 #include <array>
 #include <cwchar>
+#include <memory>
 #include <sstream>
-#include <system_error>
+#include <string>
 #include <utility>
 
 namespace KBL::System {
@@ -22,7 +24,20 @@ constexpr std::size_t longestVariable = 32767;  // the system's own limit
 std::string fileNameOf(HMODULE library) {
   std::array<wchar_t, 32768> path{};
   const DWORD size = GetModuleFileNameW(library, path.data(), static_cast<DWORD>(path.size() - 1));
-  return size == 0 ? std::string() : utf8Text(std::filesystem::path(path.data()).u8string());
+  return size == 0 ? std::string() : utf8Of(path.data());
+}
+
+/// What the system says of an error, without the end of its line.
+std::string messageOf(DWORD error) {
+  constexpr DWORD how =
+      FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
+  wchar_t* text = nullptr;
+  if (FormatMessageW(how, nullptr, error, 0, reinterpret_cast<wchar_t*>(&text), 0, nullptr) == 0)
+    return "error " + std::to_string(error);
+  const std::unique_ptr<wchar_t, decltype(&LocalFree)> kept(text, &LocalFree);
+  std::string message = utf8Of(text);
+  while (!message.empty() && (message.back() == '\r' || message.back() == '\n')) message.pop_back();
+  return message;
 }
 
 /// The library that a function's own code lies in, held by a reference of its own; null when that fails.
@@ -71,7 +86,7 @@ void* openLibrary(const std::string& path, std::string& reason) {
   const HMODULE library =
       file.has_parent_path() ? LoadLibraryExW(file.c_str(), nullptr, search) : loadByName(file);
   if (library != nullptr) return library;
-  reason = std::system_category().message(static_cast<int>(GetLastError()));
+  reason = messageOf(GetLastError());
   return nullptr;
 }
 
@@ -113,7 +128,7 @@ std::string environmentVariable(const char* name) {
   std::wstring value(longestVariable + 1, L'\0');
   const DWORD size =
       GetEnvironmentVariableW(wideName.c_str(), value.data(), static_cast<DWORD>(value.size()));
-  return size > longestVariable ? std::string() : utf8Text(std::filesystem::path(value.c_str()).u8string());
+  return size > longestVariable ? std::string() : utf8Of(value.c_str());
 }
 
 }  // namespace KBL::System

@@ -70,4 +70,12 @@ TEST(Environment, HasWhatIsSetAndIsEmptyElsewhere) {
   setVariable("KBL_TEST_VARIABLE", "");
   EXPECT_EQ(Environment::variable("KBL_TEST_VARIABLE"), "");
 }
+
+#if defined(_WIN32)
+TEST(Environment, HalfALetterIsShownAsNone) {
+  (void)_wputenv_s(L"KBL_TEST_VARIABLE", L"a\xD800z");
+  EXPECT_EQ(Environment::variable("KBL_TEST_VARIABLE"), "a\uFFFDz");
+  setVariable("KBL_TEST_VARIABLE", "");
+}
+#endif
 }  // namespace
