@@ -8,6 +8,7 @@
 #include "options/ConfigFile.h"
 #include "report/Advice.h"
 #include "system/Files.h"
+#include "system/KeyFile.h"
 #include "system/Utf8Path.h"
 #include <BsNet/NetReply.h>
 #include <KblUtils/FileUtil.h>
@@ -28,9 +29,6 @@ namespace host {
 namespace {
 
 using State = Check::State;
-
-/// The key as it is, or protected by the system, which makes it longer.
-constexpr std::uint64_t keySize = 64;
 
 constexpr int certificateRefused = KBL::transportErrorBase + 60;
 constexpr int authoritiesUnreadable = KBL::transportErrorBase + 77;
@@ -94,10 +92,9 @@ Check checkKey(const DataFolders& folders) {
     return {"key", State::fault, "'" + path + "' is gone, and the stored logins cannot be read without it",
             "bring it back, or sign in again"};
   }
-  // The key store itself would put a damaged one aside and make another.
-  if (!opensForReading(path) || KBL::FileUtil::size(KBL::Path(path)) < keySize) {
-    return {"key", State::fault, "'" + path + "' cannot be read, or is damaged",
-            "check its rights, or take it away and sign in again"};
+  if (!keyFileServes(path)) {
+    return {"key", State::fault, "'" + path + "' cannot be read or unsealed by this user, or is damaged",
+            "check its rights, or move it away and sign in again"};
   }
   if (isOpenToOthers(path)) {
     return {"key", State::warning, "'" + path + "' is open to other users of this machine",

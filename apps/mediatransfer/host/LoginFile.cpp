@@ -52,8 +52,8 @@ void LoginFile::requireWritable() const {
   }
   if (!keyServes()) {
     throw Failure(Cause::file, "the key in '" + folders_.key +
-                                   "' cannot be read or made; check the folder's rights and the room on "
-                                   "its disk");
+                                   "' cannot be read, unsealed or made; check the folder's rights and "
+                                   "the room on its disk, or move 'cipher.key' away and sign in again");
   }
 }
 

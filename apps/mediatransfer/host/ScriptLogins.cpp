@@ -47,8 +47,8 @@ std::string enciphered(std::string plain) {
   const auto size = static_cast<unsigned>(plain.size());
   if (KBL::aes256Encrypt(plain.data(), hidden.data(), size) != KBL::resultOk) {
     throw Failure(Cause::file,
-                  "the login cannot be enciphered: the key cannot be read or made; check the "
-                  "rights of the data folder");
+                  "the login cannot be enciphered: the key cannot be read, unsealed or made; check the "
+                  "rights of the data folder, or move 'cipher.key' away and sign in again");
   }
   return hidden;
 }

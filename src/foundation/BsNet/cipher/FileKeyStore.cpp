@@ -75,11 +75,20 @@ std::vector<unsigned char> FileKeyStore::loadOrCreateKey() {
 
     std::string news;
     stored = loadOrCreate(news);
-    if (!news.empty()) KBL_LOG(severityError, news);
+    if (!news.empty()) tell(news);
     return std::move(stored.key);
   } catch (...) {
     return {};
   }
+}
+
+void FileKeyStore::tell(const std::string& news) {
+  {
+    const std::lock_guard lock(toldMutex_);
+    if (news == told_) return;
+    told_ = news;
+  }
+  KBL_LOG(severityError, news);
 }
 
 FileKeyStore::Stored FileKeyStore::loadOrCreate(std::string& news) const {

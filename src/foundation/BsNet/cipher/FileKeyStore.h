@@ -4,6 +4,7 @@
 #include <BsNet/cipher.h>
 
 #include <functional>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -36,10 +37,14 @@ class FileKeyStore final : public IKeyStore {
   [[nodiscard]] Stored load() const;
   [[nodiscard]] bool putAside(std::string& news) const;
   [[nodiscard]] bool create() const;
+  /// What fails, fails with each use of the cipher: it is told once.
+  void tell(const std::string& news);
 
   std::string directory_;
   std::string path_;
   Unprotect unprotect_;
+  std::mutex toldMutex_;
+  std::string told_;
 };
 
 }  // namespace KBL

@@ -84,6 +84,23 @@ TEST(KeyStore, KeyThatTheSystemCannotUnsealNowIsLeftAlone) {
             1U);
 }
 
+TEST(KeyStore, TellsOfAKeyThatCannotBeUnsealedOnceAndNotWithEachUse) {
+  const ScopedRecordingLogger logger;
+  const TemporaryDirectory place;
+  (void)keyIn(place.file("keys"));
+  std::string reason = "5";
+  KBL::FileKeyStore store(place.file("keys"), [&reason](const std::string&) {
+    return KBL::System::UnprotectedKey{KBL::System::UnprotectedKey::State::notNow, {}, reason};
+  });
+  for (int use = 0; use < 3; ++use) (void)store.loadOrCreateKey();
+  EXPECT_EQ(logger->linesWith("key file cannot be unsealed now").size(), 1U);
+
+  reason = "6";
+  for (int use = 0; use < 3; ++use) (void)store.loadOrCreateKey();
+
+  EXPECT_EQ(logger->linesWith("key file cannot be unsealed now").size(), 2U);
+}
+
 TEST(KeyStore, KeysThatAreLostOneAfterTheOtherAreAllKept) {
   const TemporaryDirectory place;
   for (const char* const bytes : {"", "one", "two"}) {
