@@ -98,6 +98,7 @@ std::optional<std::string> RedirectQuestion::given(std::chrono::milliseconds lim
       if (line.empty()) return std::nullopt;
       return line;
     case StandardInput::State::ended:
+      if (interrupted()) return std::nullopt;
       inputEnded_ = true;
       if (isListening()) return std::nullopt;
       // The stand-ins of this process go with it, and with them the login that has begun.

@@ -2,9 +2,16 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #if defined(_WIN32)
+#include "system/neverFreed.h"
+
 #include <windows.h>
+
+#include <condition_variable>
+#include <mutex>
+#include <thread>
 #else
 #include <poll.h>
 #include <unistd.h>
@@ -20,12 +27,82 @@ enum class Arrived { bytes, nothing, end };
 
 #if defined(_WIN32)
 
+/// Lines of the console as UTF-8. Any mouse or key wakes who waits for a console, and whoever reads it then
+/// waits for a whole line: a thread of its own does, which shows and mends what is typed, while others go on.
+/// One object a process.
+class ConsoleLines {
+ public:
+  /// The rest of a line that was asked for before comes to the next call.
+  Arrived take(std::string& buffer, std::chrono::milliseconds limit) {
+    std::unique_lock lock(mutex_);
+    // It may wait for a key until the process ends.
+    if (thread_ == nullptr) thread_ = new std::thread([this] { readWhatIsWanted(); });
+    if (state_ == State::idle) {
+      state_ = State::wanted;
+      changed_.notify_all();
+    }
+    if (!changed_.wait_for(lock, limit, [this] { return state_ == State::there; })) return Arrived::nothing;
+    state_ = State::idle;
+    buffer += line_;
+    return line_.empty() ? Arrived::end : Arrived::bytes;
+  }
+
+ private:
+  enum class State { idle, wanted, there };
+
+  void readWhatIsWanted() {
+    for (;;) {
+      std::unique_lock lock(mutex_);
+      changed_.wait(lock, [this] { return state_ == State::wanted; });
+      lock.unlock();
+      std::string line = readLine();
+      lock.lock();
+      line_ = std::move(line);
+      state_ = State::there;
+      changed_.notify_all();
+    }
+  }
+
+  /// Empty at the end, which is Ctrl-Z at the beginning of a line.
+  static std::string readLine() {
+    constexpr wchar_t ctrlZ = 0x1A;
+    std::array<wchar_t, 8192> letters{};
+    DWORD count = 0;
+    BOOL isRead = FALSE;
+    do {
+      SetLastError(ERROR_SUCCESS);
+      isRead = ReadConsoleW(GetStdHandle(STD_INPUT_HANDLE), letters.data(),
+                            static_cast<DWORD>(letters.size()), &count, nullptr);
+      // Ctrl-C ends the call and not the input.
+    } while ((isRead == 0 || count == 0) && GetLastError() == ERROR_OPERATION_ABORTED);
+    if (isRead == 0 || count == 0 || letters[0] == ctrlZ) return {};
+    const auto convert = [&](char* text, int size) {
+      return WideCharToMultiByte(CP_UTF8, 0, letters.data(), static_cast<int>(count), text, size, nullptr,
+                                 nullptr);
+    };
+    std::string line(static_cast<std::size_t>(convert(nullptr, 0)), '\0');
+    (void)convert(line.data(), static_cast<int>(line.size()));
+    return line;
+  }
+
+  std::thread* thread_ = nullptr;
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  State state_ = State::idle;
+  std::string line_;
+};
+
+ConsoleLines& consoleLines() {
+  static ConsoleLines& lines = neverFreed<ConsoleLines>();
+  return lines;
+}
+
 Arrived readSome(std::string& buffer, std::chrono::milliseconds limit) {
   const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
   // A program without a console may have none.
   if (input == nullptr || input == INVALID_HANDLE_VALUE) return Arrived::end;
-  // A pipe can't be waited for, only looked at. A file can be read at once; a console that was touched in any
-  // way is read to the end of a line.
+  if (DWORD mode = 0; GetConsoleMode(input, &mode) != 0) return consoleLines().take(buffer, limit);
+  // A pipe can't be waited for, only looked at. A file can be read at once.
   if (GetFileType(input) == FILE_TYPE_PIPE) {
     DWORD there = 0;
     if (PeekNamedPipe(input, nullptr, 0, nullptr, &there, nullptr) == 0) return Arrived::end;
