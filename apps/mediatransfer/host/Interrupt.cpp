@@ -2,6 +2,10 @@
 
 #include "options/Failure.h"
 
+#if defined(_WIN32)
+#include <windows.h>
+#endif
+
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -15,12 +19,33 @@ namespace {
 std::atomic<bool> interruptSeen{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler may touch only lock-free atomics");
 
+void noteInterrupt() {
+  if (interruptSeen.exchange(true)) std::_Exit(Exit::interrupted);
+}
+
 }  // namespace
+
+#if defined(_WIN32)
+
+// On a thread of the system's. Signals would not do: a second one that comes while the first is handled ends
+// the process with a number of the system's own.
+static BOOL WINAPI mediatransferOnConsoleEvent(DWORD kind) {
+  noteInterrupt();
+  // Behind a closed window or the user's leave the process ends with this call, and in some seconds anyway.
+  if (kind != CTRL_C_EVENT && kind != CTRL_BREAK_EVENT) Sleep(INFINITE);
+  return TRUE;
+}
+
+void watchInterrupts() {
+  SetConsoleCtrlHandler(&mediatransferOnConsoleEvent, TRUE);
+}
+
+#else
 
 extern "C" void mediatransferOnInterrupt(int signal) {
   (void)std::signal(signal,
                     mediatransferOnInterrupt);  // some systems take the handler away when it is called
-  if (interruptSeen.exchange(true)) std::_Exit(Exit::interrupted);
+  noteInterrupt();
 }
 
 void watchInterrupts() {
@@ -30,10 +55,9 @@ void watchInterrupts() {
 #endif
   (void)std::signal(SIGINT, mediatransferOnInterrupt);
   (void)std::signal(SIGTERM, mediatransferOnInterrupt);
-#if defined(SIGBREAK)
-  (void)std::signal(SIGBREAK, mediatransferOnInterrupt);  // Ctrl-Break
-#endif
 }
+
+#endif
 
 bool interrupted() {
   return interruptSeen.load() || outputIsLost();
