@@ -40,14 +40,46 @@ bool bytesGoToTerminal() {
   return _isatty(byteOutput) != 0;
 }
 
+namespace {
+
+/// Has a pipe take what it has room for, so that Ctrl-C is heard. The pipe's end may belong to other programs
+/// as well, which it makes wait again afterwards.
+class Unwaiting {
+ public:
+  explicit Unwaiting(HANDLE output) : output_(output), isPipe_(GetFileType(output) == FILE_TYPE_PIPE) {
+    set(PIPE_NOWAIT);
+  }
+  ~Unwaiting() { set(PIPE_WAIT); }
+  Unwaiting(const Unwaiting&) = delete;
+  Unwaiting& operator=(const Unwaiting&) = delete;
+
+ private:
+  void set(DWORD mode) const {
+    if (isPipe_) SetNamedPipeHandleState(output_, &mode, nullptr, nullptr);
+  }
+
+  const HANDLE output_;
+  const bool isPipe_;
+};
+
+}  // namespace
+
 BytesSent sendBytes(const char* data, std::size_t size, bool (*isOver)()) {
-  constexpr std::size_t atOnce = 4096;
+  constexpr DWORD patienceMs = 10;
+  constexpr std::size_t mostAtOnce = 4096;
+  const auto output = reinterpret_cast<HANDLE>(_get_osfhandle(byteOutput));
+  const Unwaiting unwaiting(output);
+  std::size_t atOnce = mostAtOnce;
   while (size > 0) {
     if (isOver()) return BytesSent::interrupted;
-    const int sent = _write(byteOutput, data, static_cast<unsigned>(size < atOnce ? size : atOnce));
-    if (sent <= 0) return BytesSent::lost;
+    DWORD sent = 0;
+    if (WriteFile(output, data, static_cast<DWORD>(size < atOnce ? size : atOnce), &sent, nullptr) == 0)
+      return BytesSent::lost;
     data += sent;
-    size -= static_cast<std::size_t>(sent);
+    size -= sent;
+    // A small pipe may never have room for that much at once.
+    atOnce = sent > 0 ? mostAtOnce : (atOnce + 1) / 2;
+    if (sent == 0) Sleep(patienceMs);
   }
   return BytesSent::all;
 }

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <utility>
 
 #if defined(_WIN32)
 #include "system/neverFreed.h"
@@ -12,6 +11,7 @@
 #include <condition_variable>
 #include <mutex>
 #include <thread>
+#include <utility>
 #else
 #include <poll.h>
 #include <unistd.h>
