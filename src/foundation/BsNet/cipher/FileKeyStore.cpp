@@ -110,10 +110,10 @@ FileKeyStore::Stored FileKeyStore::loadOrCreate(std::string& news) const {
 
 bool FileKeyStore::putAside(std::string& news) const {
   const std::string aside = freshName(path_ + ".unusable");
-  std::error_code failure;
-  std::filesystem::rename(System::nativePath(path_), System::nativePath(aside), failure);
-  news = failure ? "key file unusable, left alone: " + path_ : "key file unusable, put aside: " + aside;
-  return !failure;
+  // Whoever reads it without the lock ahead of making it anew may be in the way of another name.
+  const bool isAside = System::replaceFile(path_, aside);
+  news = isAside ? "key file unusable, put aside: " + aside : "key file unusable, left alone: " + path_;
+  return isAside;
 }
 
 FileKeyStore::Stored FileKeyStore::load() const {

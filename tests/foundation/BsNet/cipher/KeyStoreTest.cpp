@@ -1,4 +1,5 @@
 #include "foundation/BsNet/cipher/FileKeyStore.h"
+#include "support/ChildProcess.h"
 #include "support/RecordingLogger.h"
 #include "support/TemporaryDirectory.h"
 #include <BsNet/cipher.h>
@@ -6,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <memory>
 #include <set>
 #include <string>
 #include <thread>
@@ -153,6 +155,38 @@ TEST(KeyStore, ThreadsThatMakeTheKeyAtOnceEndWithOne) {
 
   EXPECT_EQ(std::set<std::string>(keys.begin(), keys.end()).size(), 1U);
   EXPECT_EQ(keys[0].size(), 64U);
+}
+
+TEST(KeyStore, ProgramsThatMakeTheKeyAtOnceEndWithOne) {
+  for (const bool startsDamaged : {false, true}) {
+    const TemporaryDirectory place;
+    if (startsDamaged) {
+      (void)keyIn(place.file("keys"));
+      place.write("keys/cipher.key", "damaged");
+    }
+    std::vector<std::unique_ptr<ChildProcess>> programs;
+    std::string line;
+    for (int i = 0; i < 6; ++i) {
+      const std::vector<std::string> command{KBL_KEY_PROGRAM, place.file("keys"), place.file("begin")};
+      programs.push_back(std::make_unique<ChildProcess>(command));
+      ASSERT_TRUE(programs.back()->readLine(line));
+    }
+
+    place.write("begin", "");
+
+    std::set<std::string> keys;
+    for (const auto& program : programs) {
+      ASSERT_TRUE(program->readLine(line));
+      keys.insert(line.substr(0, line.rfind(' ') + 1));  // without the end that a system gives it
+      EXPECT_EQ(program->wait(), 0);
+    }
+    std::string stored;
+    for (const char byte : keyIn(place.file("keys"))) {
+      stored += std::to_string(static_cast<unsigned char>(byte)) + ' ';
+    }
+    EXPECT_NE(stored, "");
+    EXPECT_EQ(keys, std::set{stored});
+  }
 }
 
 TEST(KeyStore, CipherUsesTheFileOfItsStore) {
