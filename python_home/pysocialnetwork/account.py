@@ -27,23 +27,28 @@ class AccountMemory:
 
     def __init__(self) -> None:
         self._lock = threading.Lock()
+        # How many users were asked about before this one.
+        self._users = 0
         self.forget()
 
-    def forget(self) -> None:
+    def forget(self, another_user: bool = False) -> None:
+        """What is being asked about another user is not kept either."""
         with self._lock:
+            self._users += another_user
             self._known: Optional[Account] = None
             self._failed_at: Optional[float] = None
 
     def get(self, ask: Callable[[], Optional[Account]]) -> Account:
         """`ask` returns None when the service did not tell; the account is then one about which nothing is known."""
         with self._lock:
-            known, failed_at = self._known, self._failed_at
+            known, failed_at, users = self._known, self._failed_at, self._users
         if known is not None:
             return known
         if failed_at is not None and time.monotonic() - failed_at < PAUSE_AFTER_FAILURE:
             return Account()
         found = ask()
         with self._lock:
-            self._known = found
-            self._failed_at = time.monotonic()
+            if users == self._users:
+                self._known = found
+                self._failed_at = time.monotonic()
         return found or Account()

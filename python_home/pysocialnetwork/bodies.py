@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import contextlib
 import json
 import mimetypes
 import os
@@ -69,7 +70,9 @@ class LocalFile:
         return self
 
     def __exit__(self, *unused: object) -> None:
-        self._file.close()
+        # Nothing is written, so that a close that fails loses nothing.
+        with contextlib.suppress(OSError):
+            self._file.close()
 
     def part(self, offset: int, length: int, on_sent: Optional[Callable[[int], None]] = None) -> FilePart:
         """`on_sent` is told the position in the file that has been sent so far."""

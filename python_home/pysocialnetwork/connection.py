@@ -93,7 +93,9 @@ class Connection:
         self._http.sock = None
         self._http.close()
         if self._socket is not None:
-            self._stop.close(self._socket)
+            # Whatever was sent is answered or lost: a close that fails changes nothing.
+            with contextlib.suppress(OSError):
+                self._stop.close(self._socket)
             self._socket = None
 
     def is_stale(self) -> bool:

@@ -122,8 +122,7 @@ class Uploader(BaseUploader):
             photo = "" if kept.get("ticket") else self._post(job, wire, video, fields, kept)
             with undecided_if_sent(kept):
                 photo = photo or self._wait_for(wire, kept["ticket"])
-        login = self.login
-        return "https://www.flickr.com/photos/%s/%s" % (login.user_id if login is not None else "me", photo)
+        return "https://www.flickr.com/photos/%s/%s" % (wire.user or "me", photo)
 
     def _fields(self, request: VideoRequest) -> Dict[str, str]:
         seen_by = chosen_privacy(request.privacy, PRIVACY)

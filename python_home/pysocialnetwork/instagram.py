@@ -79,11 +79,12 @@ class Uploader(GraphUploader):
         self.leave_out("privacy of a single video", request.privacy)
         self.leave_out("category", request.category)
         self.leave_out("thumbnail from a file", request.thumbnail)
+        user = self.GetUserName()
         with LocalFile(request.path) as video:
             published = self._published(job, wire, video)
         if not published:
             self._debug("the reel is published, but the service does not name it")
-            return "https://www.instagram.com/" + self.GetUserName()
+            return "https://www.instagram.com/" + user
         seen: Dict[str, Any] = {}
         # The reel is there: without its address the upload is no failure.
         self.afterwards("address", lambda: seen.update(self._permalink(wire, published)))

@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import base64
 import binascii
+import hashlib
 import json
 import time
 import zlib
@@ -41,6 +42,11 @@ class Login:
 
     def secrets(self) -> List[str]:
         return [self.access, self.refresh, self.secret]
+
+    def key(self) -> str:
+        """What tells it from any other and holds no secret; a renewal that keeps the refresh token keeps it."""
+        secret = "%s %s" % (self.platform, self.refresh or self.access)
+        return hashlib.sha256(secret.encode("utf-8", "surrogatepass")).hexdigest()
 
     def to_text(self) -> str:
         """Of a login too long for the host the access token is left out where it can be renewed."""

@@ -2,7 +2,6 @@
 
 from __future__ import annotations
 
-import hashlib
 import threading
 import time
 from contextlib import contextmanager
@@ -104,13 +103,12 @@ class Renewal:
             with renewals.turn(spent, wire, self._patience()):
                 newest = renewals.newest(stale)
                 # Else another object has spent it meanwhile.
-                if _key(newest) == _key(spent):
-                    return self._renewed_now(stale, newest)
+                if newest.key() == spent.key():
+                    return self._renewed_now(wire, stale, newest)
 
-    def _renewed_now(self, stale: Login, newest: Login) -> Optional[Login]:
+    def _renewed_now(self, wire: Wire, stale: Login, newest: Login) -> Optional[Login]:
         if newest.access != stale.access and not self.is_due(newest):
-            self._store.set(newest)
-            return newest
+            return self._put(wire, stale, newest)
         try:
             with self._calling() as wire:
                 renewed = self._renew(wire, newest)
@@ -122,11 +120,25 @@ class Renewal:
         except TokenInvalid:
             self._store.drop(stale)
             raise
-        if renewed is not None:
-            renewals.keep(newest, renewed)
-            self._store.set(renewed)
-            self._debug("the login was renewed")
-        return renewed
+        if renewed is None:
+            return None
+        renewals.keep(newest, renewed)
+        self._debug("the login was renewed")
+        return self._put(wire, stale, renewed)
+
+    def _put(self, wire: Wire, stale: Login, fresh: Login) -> Login:
+        """What the host has done meanwhile counts more than a renewal."""
+        if self._store.replace(stale, fresh):
+            return fresh
+        current = self._store.login
+        if current is None:
+            renewals.forget(fresh.key())
+            raise TokenInvalid("nobody is signed in any more")
+        return of_same_user(wire, current)
+
+    def forget(self, key: str) -> None:
+        """All logins that this one came from, or that came of it; `key` is as `Login.key` tells it."""
+        renewals.forget(key)
 
 
 class Renewals:
@@ -144,25 +156,36 @@ class Renewals:
     def turn(self, login: Login, wire: Wire, patience: float) -> Iterator[None]:
         """A refresh token that is good once is used by one object at a time."""
         with self._lock:
-            turn = self._turns.setdefault(_key(login), threading.Lock())
+            turn = self._turns.setdefault(login.key(), threading.Lock())
         with held(turn, wire, patience):
             yield
 
     def newest(self, login: Login) -> Login:
         with self._lock:
             for _ in range(self.MOST):
-                successor = self._successors.get(_key(login), login)
-                if _key(successor) == _key(login):
+                successor = self._successors.get(login.key(), login)
+                if successor.key() == login.key():
                     return successor
                 login = successor
         return login
 
     def keep(self, stale: Login, renewed: Login) -> None:
         with self._lock:
-            self._successors.pop(_key(stale), None)
-            self._successors[_key(stale)] = renewed
+            self._successors.pop(stale.key(), None)
+            self._successors[stale.key()] = renewed
             while len(self._successors) > self.MOST:
                 self._successors.pop(next(iter(self._successors)))
+
+    def forget(self, key: str) -> None:
+        """All logins that this one came from, or that came of it."""
+        with self._lock:
+            chain, before = {key}, 0
+            while len(chain) != before:
+                before = len(chain)
+                for stale, renewed in self._successors.items():
+                    if stale in chain or renewed.key() in chain:
+                        chain |= {stale, renewed.key()}
+            self._successors = {stale: renewed for stale, renewed in self._successors.items() if stale not in chain}
 
 
 @contextmanager
@@ -178,11 +201,6 @@ def held(lock: threading.Lock, wire: Wire, patience: float) -> Iterator[None]:
         yield
     finally:
         lock.release()
-
-
-def _key(login: Login) -> str:
-    secret = login.refresh or login.access
-    return hashlib.sha256(("%s %s" % (login.platform, secret)).encode("utf-8", "surrogatepass")).hexdigest()
 
 
 renewals = Renewals()

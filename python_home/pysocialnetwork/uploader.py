@@ -290,7 +290,8 @@ class Uploader(Details):
         self.set_login(None)
         # Also where the service has ended the login already.
         if last is not None:
-            unfinished.kept.forget(unfinished.user_of(last))
+            unfinished.kept.forget(last.user)
+            self._renewal.forget(last.key)
         if login is not None:
             with self.calling() as wire:
                 self._revoke(wire, login)

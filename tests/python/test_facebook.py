@@ -184,6 +184,28 @@ class Facebook(PlatformCase):
             _, requests = self.gone_on(busy, refusal, self.at(5000, 5000), finished=len(methods) > 1)
             self.assertEqual([request.method for request in requests], methods)
 
+    def test_a_stop_during_a_removal_leaves_it_for_the_next_start(self):
+        host = Host()
+        host.attach(self.uploader)
+        waiting = [self.at(2000, 5000), *[Reply(500)] * 4, Reply(404), Reply(404), self.at(5000, 5000)]
+        phases, removals = self.phases(waiting), []
+
+        def respond(request):
+            if request.method == "DELETE":
+                removals.append(request.path)
+                if len(removals) == 1:
+                    self.uploader.StopUpload()
+            return phases(request)
+
+        with support.video_file(5000) as (path, _), self.serve(respond) as server:
+            for number, code in ((1, ERROR), (2, ERROR), (3, FINISHED)):
+                before = len(server.requests)
+                self.uploader.StartUpload(path, "T", "", "", "", "")
+                self.assertEqual(host.wait_for_end(number).code, code)
+            methods = [request.method for request in server.requests[before:]]
+        self.assertEqual(methods, ["POST", "DELETE", "POST", "POST", "POST"])
+        self.assertEqual(len(set(removals)), 1)
+
     def test_a_refusal_behind_the_first_part_keeps_what_is_there(self):
         for refusal in (self.refused(200, status=403), self.refused(368), self.refused(100)):
             end, requests = self.gone_on([refusal], self.at(5000, 5000))

@@ -6,6 +6,7 @@ import unittest
 from pysocialnetwork import flickr
 from pysocialnetwork.errors import Refused, TokenInvalid, Transient
 from pysocialnetwork.job import VideoRequest
+from pysocialnetwork.login import Login
 from pysocialnetwork.retry import Looks
 
 from platformcase import FINISHED, PlatformCase, answer, as_reply
@@ -27,6 +28,15 @@ class Flickr(PlatformCase):
 
     def test_the_ticket_is_looked_at_until_the_video_is_there(self):
         with self.serve(in_turn(self.listed, self.ticket, self.state(0), self.state(0), self.state(1, "77"))):
+            self.assertEqual(self.upload().text, "https://www.flickr.com/photos/1@N01/77")
+
+    def test_the_address_is_that_of_whoever_uploaded(self):
+        def look(request):
+            self.uploader.set_login(Login("flickr", "other", secret="s", user_id="2@N02"))
+            return self.state(1, "77")
+
+        replies = [lambda request: self.listed, lambda request: self.ticket, look]
+        with self.serve(lambda request: replies.pop(0)(request)):
             self.assertEqual(self.upload().text, "https://www.flickr.com/photos/1@N01/77")
 
     def test_tickets_that_lead_nowhere_end_the_upload(self):

@@ -5,7 +5,7 @@ import unittest
 from dataclasses import replace
 from unittest import mock
 
-from pysocialnetwork import dialing, twitch, vimeo, youtube
+from pysocialnetwork import bodies, dialing, twitch, vimeo, youtube
 from pysocialnetwork.retry import BACKGROUND
 from pysocialnetwork.stopsignal import StopSignal
 
@@ -220,6 +220,37 @@ class GoingOn(ServicesCase):
                 self.assertIn("the upload goes on that broke off before", host.texts())
                 self.assertEqual(len(self.stored(content)), 1)
                 self.assertEqual(len(self.uploads() - before), 1)
+
+    def test_a_close_that_fails_is_none_of_the_videos_business(self):
+        open_file, close_socket, failed = bodies._open, StopSignal.close, []
+
+        class Failing:
+            """A file whose close fails."""
+
+            def __init__(self, path):
+                self._file = open_file(path)
+
+            def __getattr__(self, name):
+                return getattr(self._file, name)
+
+            def close(self):
+                self._file.close()
+                failed.append("file")
+                raise OSError(5, "Input/output error")
+
+        def close(stop, connection):
+            close_socket(stop, connection)
+            failed.append("socket")
+            raise OSError(104, "Connection reset by peer")
+
+        for platform in ENDS:
+            with self.subTest(platform), fresh_video(5000) as (path, content):
+                uploader = self.signed_in(platform)
+                failed.clear()
+                with mock.patch.object(bodies, "_open", Failing), mock.patch.object(StopSignal, "close", close):
+                    host = self.start(uploader, path)
+                    self.assert_finished(host.wait_for_end(), host, content)
+                self.assertEqual(set(failed), {"file", "socket"})
 
     def test_a_wait_for_flickrs_ticket_goes_on(self):
         with fresh_video(5000) as (path, content):

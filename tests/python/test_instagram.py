@@ -148,6 +148,21 @@ class Instagram(PlatformCase):
                 self.assertEqual(self.upload().code, ERROR)
                 self.assertEqual(server.seen.count("media"), 2)
 
+    def test_the_address_is_that_of_whoever_uploaded(self):
+        states = [as_reply({"status_code": code}) for code in ("FINISHED", "PUBLISHED")]
+        with self.reels(publish=[Reply(502)], status=[*states, as_reply({"data": []})]) as server:
+            plain = server._answer
+
+            def respond(request):
+                if request.method == "GET" and "/17/media?" in request.path:
+                    self.uploader.set_login(Login("instagram", "other", user_id="18", user_name="bo"))
+                return plain(request)
+
+            server._answer = respond
+            self.uploader.set_login(Login("instagram", "token", user_id="17", user_name="ada"))
+            self.assertEqual(self.upload().text, "https://www.instagram.com/ada")
+            self.assertEqual(self.uploader.GetUserName(), "bo")
+
     def test_a_publication_whose_answer_is_lost_is_asked_after(self):
         published = as_reply({"status_code": "PUBLISHED"})
         ready = as_reply({"status_code": "FINISHED"})

@@ -65,6 +65,65 @@ class Renewals(UploaderCase):
                 self.assertEqual(self.use(first, call), "access-2")
                 self.assertEqual(len(count), 2)
 
+    def renew_twice(self, uploader, name):
+        numbers = iter("12")
+
+        def renew(wire, login):
+            number = next(numbers)
+            return replace(login, access=name + "-access-" + number, refresh=name + "-refresh-" + number)
+
+        def refuse_first(login):
+            if login.access != name + "-access-2":
+                raise TokenInvalid("ended")
+            return login.access
+
+        uploader.renew = renew
+        self.assertEqual(self.use(uploader, refuse_first), name + "-access-2")
+
+    def test_who_logs_out_leaves_no_token_behind(self):
+        def kept():
+            return repr(renewal.renewals._successors) + repr(vars(uploader._store))
+
+        # Also where the login is over by then.
+        for dropped in (False, True):
+            first, uploader = self.signed_in("0"), self.signed_in("0")
+            other = self.signed_in("7")
+            self.renew_twice(other, "other")
+            self.renew_twice(first, "mine")
+            uploader.renew = lambda wire, login: self.fail("it was renewed already")
+            self.assertEqual(self.use(uploader), "access-0")
+            uploader.set_login(first.login)
+            if dropped:
+                uploader._store.drop(uploader.login)
+            self.assertIn("mine-access-1", kept())
+            uploader.Logout()
+            self.assertNotIn("mine-", kept())
+            # What others have is theirs.
+            self.assertEqual(renewal.renewals.newest(Login("probe", "a", refresh="r7")), other.login)
+
+    def test_a_logout_during_a_renewal_is_the_end_of_it(self):
+        uploader = self.signed_in("0", expires=1)
+
+        def renew(wire, login):
+            uploader.Logout()
+            return replace(login, access="renewed", refresh="r1", expires=0)
+
+        uploader.renew = renew
+        with self.assertRaisesRegex(TokenInvalid, "nobody is signed in any more"):
+            self.use(uploader)
+        self.assertEqual((uploader.login, renewal.renewals._successors), (None, {}))
+
+    def test_a_login_during_a_renewal_counts_more(self):
+        uploader = self.signed_in("0", expires=1)
+
+        def renew(wire, login):
+            uploader.set_login(Login("probe", "the-hosts", refresh="r9"))
+            return replace(login, access="renewed", refresh="r1", expires=0)
+
+        uploader.renew = renew
+        self.assertEqual(self.use(uploader), "the-hosts")
+        self.assertEqual(uploader.login.access, "the-hosts")
+
     def test_a_service_that_takes_no_login_ends_it(self):
         def refuse(login):
             raise TokenInvalid("no")

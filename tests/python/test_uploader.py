@@ -290,6 +290,38 @@ class AccountFacts(UploaderCase):
         )
         self.assertEqual(len(asked), 1)
 
+    def test_what_was_asked_about_one_user_is_not_kept_for_the_next(self):
+        def another_signs_in():
+            if self.uploader.login.user_id == "1":
+                self.sign_in(user_id="2")
+                return Account(categories=("of the first",))
+            return Account(categories=("of the second",))
+
+        def fails_and_another_signs_in():
+            another_signs_in()
+            raise Transient("down")
+
+        for ask in (another_signs_in, fails_and_another_signs_in):
+            self.uploader.account = ask
+            self.sign_in(user_id="1")
+            self.uploader.GetVideoCategories()
+            self.uploader.account = another_signs_in
+            self.assertEqual(self.uploader.GetVideoCategories(), "of the second|")
+
+    def test_a_login_that_is_renewed_meanwhile_is_the_same_users(self):
+        asked = []
+
+        def renewed():
+            asked.append(1)
+            self.sign_in(access="new-token", user_id="1")
+            return Account(categories=("A",))
+
+        self.uploader.account = renewed
+        self.sign_in(user_id="1")
+        for _ in range(2):
+            self.assertEqual(self.uploader.GetVideoCategories(), "A|")
+        self.assertEqual(len(asked), 1)
+
     def test_texts_fit_into_the_hosts_fields(self):
         self.uploader.SetAppKey("k" * 300)
         self.uploader.SetAppSecret("é" * 100)
