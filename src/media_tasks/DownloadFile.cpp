@@ -1,9 +1,7 @@
 #include "media_tasks/DownloadFile.h"
 
 #include <cstdio>
-#include <filesystem>
 #include <optional>
-#include <system_error>
 #include <vector>
 
 namespace KBL {
@@ -90,9 +88,8 @@ bool DownloadFile::store() {
 /// The target is emptied ahead of what is to fit in there. Its own bytes are room, too.
 bool DownloadFile::hasRoomInPlace() const {
   const std::optional<std::uint64_t> room = disk_->freeBytes();
-  std::error_code unknown;
-  const std::uintmax_t former = std::filesystem::file_size(path_, unknown);
-  return !room.has_value() || *room >= keptBytes_ || (!unknown && *room + former >= keptBytes_);
+  return !room.has_value() || *room >= keptBytes_ ||
+         *room + System::sizeOfTarget(path_).value_or(0) >= keptBytes_;
 }
 
 bool DownloadFile::storeInPlace() {

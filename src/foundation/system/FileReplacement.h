@@ -50,8 +50,8 @@ class FileReplacement {
 
 /// The way for a target that can't be replaced: opens and empties it as fopen does, whatever it is. `target`
 /// is in the system's narrow encoding.
-[[nodiscard]] inline UniqueFile openInPlace(const std::string& target) {
-  return UniqueFile(std::fopen(target.c_str(), "wb+"));
-}
+[[nodiscard]] UniqueFile openInPlace(const std::string& target);
+/// Bytes of what stands there; none where the system can't tell. `target` is in its narrow encoding.
+[[nodiscard]] std::optional<std::uint64_t> sizeOfTarget(const std::string& target);
 
 }  // namespace KBL::System

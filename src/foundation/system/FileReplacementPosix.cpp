@@ -190,4 +190,14 @@ std::size_t FileReplacement::read(std::uint64_t place, char* buffer, std::size_t
   return got < 0 ? 0 : static_cast<std::size_t>(got);
 }
 
+UniqueFile openInPlace(const std::string& target) {
+  return UniqueFile(std::fopen(target.c_str(), "wb+"));
+}
+
+std::optional<std::uint64_t> sizeOfTarget(const std::string& target) {
+  struct stat status {};
+  if (::stat(target.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+  return static_cast<std::uint64_t>(status.st_size);
+}
+
 }  // namespace KBL::System

@@ -1,5 +1,6 @@
 #include "foundation/Texts.h"
 #include "foundation/system/FileReplacement.h"
+#include "foundation/system/MovesWindows.h"
 #include "foundation/system/System.h"
 
 #include <windows.h>
@@ -38,12 +39,12 @@ bool hasOneName(const std::filesystem::path& path) {
   return isKnown && status.nNumberOfLinks == 1;
 }
 
-std::wstring nameBeside() {
+std::wstring nameBeside(const wchar_t* ending) {
   unsigned char random[8]{};
   (void)fillRandom(random, sizeof random);  // a name that is taken does not open
   std::string digits;
   for (const unsigned char byte : random) (void)writeHex(std::back_inserter(digits), byte);
-  return L".download-" + std::wstring(digits.begin(), digits.end()) + L".part";
+  return L".download-" + std::wstring(digits.begin(), digits.end()) + ending;
 }
 
 }  // namespace
@@ -52,11 +53,11 @@ struct FileReplacement::File {
   explicit File(std::filesystem::path path) : target(std::move(path)) {}
   ~File() {
     close();
-    if (!name.empty()) (void)DeleteFileW(name.c_str());
+    if (!name.empty()) (void)withPatience([this] { return DeleteFileW(name.c_str()) != 0; });
   }
 
   [[nodiscard]] bool open() {
-    std::filesystem::path beside = target.parent_path() / nameBeside();
+    std::filesystem::path beside = target.parent_path() / nameBeside(L".part");
     handle = CreateFileW(beside.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_NEW,
                          FILE_ATTRIBUTE_NORMAL, nullptr);
     if (handle == INVALID_HANDLE_VALUE) return false;
@@ -111,16 +112,21 @@ FileReplacement::Outcome FileReplacement::putInPlace() {
   if (!isUsable(attributes) || (isThere && !hasOneName(file_->target))) return Outcome::refused;
   // An open file can't be renamed; behind a refusal it is opened again for who reads it.
   file_->close();
-  const bool isDone =
-      isThere ? ReplaceFileW(file_->target.c_str(), file_->name.c_str(), nullptr, 0, nullptr, nullptr) != 0
-              : MoveFileExW(file_->name.c_str(), file_->target.c_str(), MOVEFILE_WRITE_THROUGH) != 0;
+  const std::filesystem::path former = file_->target.parent_path() / nameBeside(L".former");
+  const bool isDone = isThere
+                          ? replaceKeepingRights(file_->target, file_->name, former)
+                          : withPatience([this] { return systemMoves().move(file_->name, file_->target); });
   if (isDone) {
     file_->name.clear();
     return Outcome::done;
   }
-  file_->handle = CreateFileW(file_->name.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING,
-                              FILE_ATTRIBUTE_NORMAL, nullptr);
-  return file_->handle == INVALID_HANDLE_VALUE ? Outcome::lost : Outcome::refused;
+  constexpr DWORD sharing = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+  const bool isOpen = withPatience([this] {
+    file_->handle = CreateFileW(file_->name.c_str(), GENERIC_READ, sharing, nullptr, OPEN_EXISTING,
+                                FILE_ATTRIBUTE_NORMAL, nullptr);
+    return file_->handle != INVALID_HANDLE_VALUE;
+  });
+  return isOpen ? Outcome::refused : Outcome::lost;
 }
 
 std::size_t FileReplacement::read(std::uint64_t place, char* buffer, std::size_t size) const {
@@ -130,6 +136,25 @@ std::size_t FileReplacement::read(std::uint64_t place, char* buffer, std::size_t
   DWORD got = 0;
   const auto wanted = static_cast<DWORD>((std::min)(size, std::size_t{1} << 30));
   return ReadFile(file_->handle, buffer, wanted, &got, &from) != 0 ? got : 0;
+}
+
+UniqueFile openInPlace(const std::string& target) {
+  UniqueFile file;
+  const std::filesystem::path path = wide(target);
+  const bool isForGood = isFolderOrReadOnly(path);
+  // "N" keeps the handle from child processes.
+  (void)withPatience([&] {
+    file.reset(_wfopen(path.c_str(), L"wb+N"));
+    return file != nullptr || isForGood;
+  });
+  return file;
+}
+
+std::optional<std::uint64_t> sizeOfTarget(const std::string& target) {
+  std::error_code unknown;
+  const std::uintmax_t size = std::filesystem::file_size(wide(target), unknown);
+  if (unknown) return std::nullopt;
+  return size;
 }
 
 }  // namespace KBL::System

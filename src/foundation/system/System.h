@@ -63,11 +63,12 @@ void makeFilePrivate(const std::string& path);
 [[nodiscard]] bool writeNewPrivateFile(const std::string& path, const std::string& contents);
 /// Waits until a file's contents are on the disk; false when the disk has lost some of them.
 [[nodiscard]] bool bringFileToDisk(const std::string& path);
-/// Puts `from` in the place of `to` in one step and brings the change to the disk. Where whoever reads `to`
-/// is in the way, waits a second or two for the end of that.
+/// Puts `from` in the place of `to` in one step and brings the change to the disk. On Windows a file that
+/// somebody reads can't be moved: it waits up to a second and a half for the end of that, also where it is
+/// the rights that are missing, which the system tells by the same number.
 [[nodiscard]] bool replaceFile(const std::string& from, const std::string& to);
 /// Gives the finished file `from` the name `to`, unless something of that name is there; `from` is gone
-/// afterwards in either case. False when `to` was there or the system refused.
+/// afterwards in either case. False when `to` was there or the system refused. Waits as `replaceFile`.
 [[nodiscard]] bool publishNewFile(const std::string& from, const std::string& to);
 
 /// Holds other processes and threads off while one of them makes a file; waits for its turn.

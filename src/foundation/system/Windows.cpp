@@ -1,3 +1,4 @@
+#include "foundation/system/MovesWindows.h"
 #include "foundation/system/System.h"
 #include "foundation/system/WideText.h"
 
@@ -50,18 +51,6 @@ bool writeAll(HANDLE handle, const std::string& contents) {
     done += written;
   }
   return true;
-}
-
-/// Readers that share no deletion, our own and those of indexers and scanners, are in the way for a moment.
-bool isInTheWay(DWORD error) {
-  return error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION || error == ERROR_LOCK_VIOLATION;
-}
-
-/// What keeps others from replacing it for good.
-bool isFolderOrReadOnly(const std::filesystem::path& path) {
-  const DWORD attributes = GetFileAttributesW(path.c_str());
-  return attributes != INVALID_FILE_ATTRIBUTES &&
-         (attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_READONLY)) != 0;
 }
 
 /// What the system says of contents that it never sealed. All else may pass: a profile that is not loaded
@@ -148,16 +137,13 @@ bool bringFileToDisk(const std::string& path) {
 }
 
 bool replaceFile(const std::string& from, const std::string& to) {
-  constexpr DWORD pause = 20;
-  constexpr int tries = 75;
   const std::filesystem::path source = nativePath(from);
   const std::filesystem::path target = nativePath(to);
-  for (int tried = 1;; ++tried) {
-    if (MoveFileExW(source.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0)
-      return true;
-    if (!isInTheWay(GetLastError()) || isFolderOrReadOnly(target) || tried == tries) return false;
-    Sleep(pause);
-  }
+  if (isFolderOrReadOnly(target)) return false;
+  return withPatience([&] {
+    return MoveFileExW(source.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) !=
+           0;
+  });
 }
 
 std::string userDataDirectory() {
@@ -169,8 +155,11 @@ std::string userDataDirectory() {
 }
 
 bool publishNewFile(const std::string& from, const std::string& to) {
-  if (MoveFileExW(nativePath(from).c_str(), nativePath(to).c_str(), MOVEFILE_WRITE_THROUGH) != 0) return true;
-  DeleteFileW(nativePath(from).c_str());
+  const std::filesystem::path source = nativePath(from);
+  const std::filesystem::path target = nativePath(to);
+  if (withPatience([&] { return MoveFileExW(source.c_str(), target.c_str(), MOVEFILE_WRITE_THROUGH) != 0; }))
+    return true;
+  DeleteFileW(source.c_str());
   return false;
 }
 

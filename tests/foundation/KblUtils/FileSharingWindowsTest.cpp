@@ -1,4 +1,5 @@
 // Files that somebody else has open, which keeps them from being replaced there.
+#include "foundation/system/System.h"
 #include "support/TemporaryDirectory.h"
 #include <KblUtils/FileUtil.h>
 
@@ -33,6 +34,20 @@ TEST(FileSharing, AReaderDelaysAReplacementAndDoesNotSpoilIt) {
   });
 
   EXPECT_TRUE(FileUtil::writePrivateFile(Path(folder.file("file")), "new"));
+  EXPECT_EQ(folder.read("file"), "new");
+}
+
+TEST(FileSharing, AReaderDelaysAPublicationAndDoesNotSpoilIt) {
+  const TemporaryDirectory folder;
+  folder.write("made", "new");
+  const HANDLE reader = openWithoutSharingDeletion(folder.path() / "made");
+  ASSERT_NE(reader, INVALID_HANDLE_VALUE);
+  const std::jthread leaving([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    CloseHandle(reader);
+  });
+
+  EXPECT_TRUE(KBL::System::publishNewFile(folder.file("made"), folder.file("file")));
   EXPECT_EQ(folder.read("file"), "new");
 }
 

@@ -5,8 +5,12 @@
 #include <KblUtils/Process.h>
 
 #include <gtest/gtest.h>
+#include <windows.h>
 
+#include <chrono>
+#include <filesystem>
 #include <string>
+#include <thread>
 
 namespace {
 
@@ -23,6 +27,22 @@ TEST(KeyStore, FileHoldsTheKeyUnderTheSystemsProtection) {
   const std::string stored = place.read("keys/cipher.key");
   EXPECT_GT(stored.size(), key.size());
   EXPECT_EQ(stored.find(key), std::string::npos);
+}
+
+TEST(KeyStore, DamagedKeyThatIsReadForAMomentIsPutAsideAllTheSame) {
+  const TemporaryDirectory place;
+  (void)keyIn(place.file("keys"));
+  place.write("keys/cipher.key", "short");
+  const HANDLE reader =
+      CreateFileW((place.path() / "keys" / "cipher.key").c_str(), GENERIC_READ,
+                  FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  ASSERT_NE(reader, INVALID_HANDLE_VALUE);
+  const std::jthread leaving([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    CloseHandle(reader);
+  });
+
+  EXPECT_EQ(keyIn(place.file("keys")).size(), 64U);
 }
 
 TEST(KeyStore, FolderMayHaveAnyName) {
