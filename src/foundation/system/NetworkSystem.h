@@ -26,7 +26,7 @@ int closeSocket(curl_socket_t socket);
 void holdBack(curl_socket_t socket, bool isHeldBack);
 
 /// The certificate authorities that the system itself keeps, as PEM text; empty where it keeps them in a file
-/// that libcurl knows of.
+/// that libcurl knows of. What changed may be missing for some minutes.
 [[nodiscard]] std::string keptAuthorities();
 
 }  // namespace KBL::System

@@ -1,3 +1,4 @@
+#include "foundation/TextForAWhile.h"
 #include "foundation/system/AuthoritiesWindows.h"
 #include "foundation/system/NetworkSystem.h"
 
@@ -8,7 +9,9 @@
 #include <wincrypt.h>
 // clang-format on
 
+#include <chrono>
 #include <memory>
+#include <string>
 
 namespace KBL::System {
 namespace {
@@ -17,6 +20,12 @@ struct CloseStore {
   void operator()(void* store) const { CertCloseStore(store, 0); }
 };
 using Store = std::unique_ptr<void, CloseStore>;
+
+std::string readAuthorities() {
+  const Store authorities(CertOpenSystemStoreW(0, L"ROOT"));
+  const Store distrusted(CertOpenSystemStoreW(0, L"Disallowed"));
+  return authoritiesForServers(authorities.get(), distrusted.get());
+}
 
 }  // namespace
 
@@ -45,10 +54,12 @@ int localPort(curl_socket_t socket) {
 
 void holdBack(curl_socket_t, bool) {}
 
+// Each client with a further file asks, and some hundred certificates are read for the answer.
 std::string keptAuthorities() {
-  const Store authorities(CertOpenSystemStoreW(0, L"ROOT"));
-  const Store distrusted(CertOpenSystemStoreW(0, L"Disallowed"));
-  return authoritiesForServers(authorities.get(), distrusted.get());
+  constexpr std::chrono::minutes time(5);
+  // Workers make clients while the process ends.
+  static TextForAWhile& text = *new TextForAWhile(&readAuthorities, time);
+  return text.at(TextForAWhile::Clock::now());
 }
 
 }  // namespace KBL::System

@@ -10,9 +10,11 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstdint>
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -82,6 +84,9 @@ TEST(Authorities, OfOtherPurposesAreLeftOut) {
   const TestAuthority signers;
   Store roots;
   roots.addFor(signers, {szOID_PKIX_KP_CODE_SIGNING});
+  const TestAuthority nobody;
+  roots.addFor(nobody, {});
+  SetLastError(static_cast<DWORD>(CRYPT_E_NOT_FOUND));  // what an earlier certificate may leave
 
   EXPECT_EQ(count(KBL::System::authoritiesForServers(roots.get(), nullptr)), 0U);
 }
@@ -96,6 +101,45 @@ TEST(Authorities, ThatAreDistrustedAreLeftOut) {
   refused.add(distrusted);
 
   EXPECT_EQ(count(KBL::System::authoritiesForServers(roots.get(), refused.get())), 1U);
+}
+
+std::string bytesOf(std::uint64_t day) {
+  return {reinterpret_cast<const char*>(&day), sizeof(day)};
+}
+
+std::string listOf(std::vector<const char*> purposes) {
+  CERT_ENHKEY_USAGE usage{static_cast<DWORD>(purposes.size()), const_cast<char**>(purposes.data())};
+  std::array<BYTE, 200> bytes{};
+  DWORD size = bytes.size();
+  EXPECT_NE(CryptEncodeObject(X509_ASN_ENCODING, X509_ENHANCED_KEY_USAGE, &usage, bytes.data(), &size), 0);
+  return {reinterpret_cast<const char*>(bytes.data()), size};
+}
+
+/// By the properties of one kind of withdrawal, 1000 being today.
+bool isWithdrawn(DWORD dayNumber, const std::string& day, DWORD purposesNumber, const std::string& purposes) {
+  return KBL::System::isWithdrawn(
+      [&](unsigned long number) {
+        return number == dayNumber ? day : number == purposesNumber ? purposes : std::string();
+      },
+      1000);
+}
+
+TEST(Authorities, ThatAreWithdrawnFromServersAreSoFromTheirDayOn) {
+  const std::string servers = listOf({szOID_PKIX_KP_CODE_SIGNING, szOID_PKIX_KP_SERVER_AUTH});
+  const std::string others = listOf({szOID_PKIX_KP_CODE_SIGNING});
+  for (const auto& [day, purposes] :
+       {std::pair<DWORD, DWORD>{CERT_DISALLOWED_FILETIME_PROP_ID, CERT_DISALLOWED_ENHKEY_USAGE_PROP_ID},
+        {CERT_NOT_BEFORE_FILETIME_PROP_ID, CERT_NOT_BEFORE_ENHKEY_USAGE_PROP_ID}}) {
+    EXPECT_FALSE(isWithdrawn(day, "", purposes, ""));
+    EXPECT_TRUE(isWithdrawn(day, bytesOf(1000), purposes, ""));
+    EXPECT_FALSE(isWithdrawn(day, bytesOf(1001), purposes, ""));
+    EXPECT_TRUE(isWithdrawn(day, "", purposes, servers));
+    EXPECT_FALSE(isWithdrawn(day, "", purposes, others));
+    EXPECT_TRUE(isWithdrawn(day, bytesOf(1000), purposes, servers));
+    EXPECT_FALSE(isWithdrawn(day, bytesOf(1001), purposes, servers));
+    EXPECT_FALSE(isWithdrawn(day, bytesOf(1000), purposes, others));
+    EXPECT_TRUE(isWithdrawn(day, "", purposes, "no list"));
+  }
 }
 
 }  // namespace
