@@ -27,7 +27,10 @@ def addresses_of(host: str, port: int, stop: StopSignal, seconds: float) -> List
         finally:
             done.set()
 
-    threading.Thread(target=look_up, name="look-up", daemon=True).start()
+    try:
+        threading.Thread(target=look_up, name="look-up", daemon=True).start()
+    except RuntimeError:
+        raise OSError("no thread can be started") from None
     for _ in range(max(1, round(seconds / BETWEEN_LOOKS))):
         if done.wait(BETWEEN_LOOKS):
             break

@@ -10,6 +10,8 @@ import http.server
 import os
 import random
 import socket
+import ssl
+import subprocess
 import tempfile
 import threading
 import time
@@ -124,6 +126,32 @@ class Server:
         for method in ("GET", "HEAD", "POST", "PUT", "PATCH", "DELETE", "CONNECT"):
             setattr(Handler, "do_" + method, Handler.handle_any)
         return Handler
+
+
+class TlsServer(Server):
+    """The same behind the certificate and key of these files."""
+
+    def __init__(self, answer, certificate, key):
+        super().__init__(answer)
+        context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+        context.load_cert_chain(certificate, key)
+        # Shaken hands are for the thread of each connection.
+        self._server.socket = context.wrap_socket(self._server.socket, server_side=True, do_handshake_on_connect=False)
+        self.url = "https://127.0.0.1:%d" % self.port
+
+
+def make_certificate(folder):
+    """The files of a certificate for this machine and for service.invalid, and of its key."""
+    certificate, key = os.path.join(folder, "c.pem"), os.path.join(folder, "k.pem")
+    kind = ["-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes", "-days", "2"]
+    names = ["-subj", "/CN=test", "-addext", "subjectAltName=IP:127.0.0.1,DNS:service.invalid"]
+    subprocess.run(
+        ["openssl", "req", *kind, *names, "-keyout", key, "-out", certificate],
+        check=True,
+        stdout=subprocess.DEVNULL,
+        stderr=subprocess.DEVNULL,
+    )
+    return certificate, key
 
 
 @contextlib.contextmanager

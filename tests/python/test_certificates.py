@@ -1,9 +1,7 @@
 """Who is trusted: certificates of servers that the test makes."""
 
-import os
 import shutil
 import ssl
-import subprocess
 import tempfile
 import unittest
 
@@ -23,32 +21,7 @@ class Certificates(unittest.TestCase):
     def setUpClass(cls):
         cls.folder = tempfile.mkdtemp()
         cls.addClassCleanup(shutil.rmtree, cls.folder)
-        cls.certificate, cls.key = os.path.join(cls.folder, "c.pem"), os.path.join(cls.folder, "k.pem")
-        subprocess.run(
-            [
-                "openssl",
-                "req",
-                "-x509",
-                "-newkey",
-                "ec",
-                "-pkeyopt",
-                "ec_paramgen_curve:prime256v1",
-                "-nodes",
-                "-days",
-                "2",
-                "-subj",
-                "/CN=test",
-                "-addext",
-                "subjectAltName=IP:127.0.0.1,DNS:service.invalid",
-                "-keyout",
-                cls.key,
-                "-out",
-                cls.certificate,
-            ],
-            check=True,
-            stdout=subprocess.DEVNULL,
-            stderr=subprocess.DEVNULL,
-        )
+        cls.certificate, cls.key = support.make_certificate(cls.folder)
 
     def secured(self, port_taker):
         context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)

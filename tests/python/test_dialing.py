@@ -6,40 +6,76 @@ import socket
 import threading
 import time
 import unittest
+from types import SimpleNamespace
 from unittest import mock
 
-from pysocialnetwork import connection, dialing
+from pysocialnetwork import connection, deadlines, dialing
 from pysocialnetwork.connection import TimeLimits
 from pysocialnetwork.errors import Stopped, Transient
 from pysocialnetwork.stopsignal import StopSignal
 
 import support
 from support import LIMIT, Reply, Server, make_wire
+from test_patience import Clock
 
 V4, V6 = socket.AF_INET, socket.AF_INET6
 
 
-def address(port, family=V4):
-    return (family, socket.SOCK_STREAM, 0, "", ("127.0.0.1", port))
+def family_of(host):
+    return V6 if ":" in host else V4
+
+
+def address(port, host="127.0.0.1"):
+    return (family_of(host), socket.SOCK_STREAM, 0, "", (host, port))
+
+
+def second_host():
+    """This machine in its other family, or by another address where it has no other."""
+    try:
+        with socket.create_server(("::1", 0), family=V6):
+            return "::1"
+    except OSError:
+        return "127.0.0.2"
 
 
 @contextlib.contextmanager
-def silent_address():
+def silent_address(host="127.0.0.1"):
     """One that answers no attempt: its queue is full."""
     with contextlib.ExitStack() as opened:
-        listener = opened.enter_context(socket.create_server(("127.0.0.1", 0), backlog=0))
+        listener = opened.enter_context(socket.create_server((host, 0), family=family_of(host), backlog=0))
         port = listener.getsockname()[1]
         for _ in range(4):
-            waiting = opened.enter_context(socket.socket())
+            waiting = opened.enter_context(socket.socket(family_of(host)))
             waiting.setblocking(False)
-            waiting.connect_ex(("127.0.0.1", port))
-        yield address(port)
+            waiting.connect_ex((host, port))
+        yield address(port, host)
 
 
 @contextlib.contextmanager
-def listening():
-    with socket.create_server(("127.0.0.1", 0)) as listener:
-        yield address(listener.getsockname()[1])
+def listening(host="127.0.0.1"):
+    with socket.create_server((host, 0), family=family_of(host)) as listener:
+        yield address(listener.getsockname()[1], host)
+
+
+class Selector:
+    """Nothing ever comes; the clock goes on by what is waited."""
+
+    def __init__(self, clock):
+        self._clock = clock
+        self._registered = {}
+
+    def register(self, file, events):
+        self._registered[file] = SimpleNamespace(fileobj=file)
+
+    def get_map(self):
+        return self._registered
+
+    def select(self, seconds):
+        self._clock.wait(seconds)
+        return []
+
+    def close(self):
+        self._registered.clear()
 
 
 def refusing_address():
@@ -87,13 +123,44 @@ class Dialing(unittest.TestCase):
                 accepted.join(LIMIT)
 
     def test_all_addresses_share_one_limit(self):
-        with silent_address() as silent:
-            started = time.monotonic()
-            with self.assertRaises(socket.timeout):
-                self.connect(*[silent] * 6, seconds=0.4)
-            seconds = time.monotonic() - started
-        self.assertGreaterEqual(seconds, 0.4)
-        self.assertLess(seconds, 2.0)
+        for seconds, begun in ((0.4, 2), (20.0, 6)):
+            clock, started, start = Clock(), [], dialing._Dialing._start
+
+            def recorded(attempts, place):
+                started.append(clock.now)
+                start(attempts, place)
+
+            with contextlib.ExitStack() as changed:
+                for owner, name, value in (
+                    (dialing._Dialing, "_start", recorded),
+                    (dialing.selectors, "DefaultSelector", lambda: Selector(clock)),
+                    (dialing, "time", SimpleNamespace(monotonic=clock.time)),
+                ):
+                    changed.enter_context(mock.patch.object(owner, name, value))
+                silent, began = changed.enter_context(silent_address()), clock.now
+                with self.assertRaises(socket.timeout):
+                    dialing.connect([silent] * 6, StopSignal(), seconds)
+            self.assertAlmostEqual(clock.now - began, seconds, 6)
+            self.assertEqual(len(started), begun)
+            for number, moment in enumerate(started):
+                self.assertAlmostEqual(moment - began, number * dialing.AHEAD, 6)
+
+    def test_the_second_family_answers_where_the_first_is_silent(self):
+        hosts = ["127.0.0.1", second_host()]
+        for dead, alive in (hosts, hosts[::-1]):
+            begun, start = [], dialing._Dialing._start
+
+            def recorded(attempts, place):
+                begun.append(place[4][0])
+                start(attempts, place)
+
+            with silent_address(dead) as silent, listening(alive) as good:
+                with mock.patch.object(dialing._Dialing, "_start", recorded):
+                    # The whole of the first family stands before the second one.
+                    more = [silent] * 5 if silent[0] != good[0] else []
+                    with dialing.connect([silent, *more, good], StopSignal(), LIMIT) as connected:
+                        self.assertEqual((connected.family, connected.getpeername()[:2]), (good[0], good[4]))
+            self.assertEqual(begun[:2], [dead, alive])
 
     def test_refusals_end_in_the_last_of_them(self):
         with self.assertRaises(ConnectionRefusedError):
@@ -129,14 +196,41 @@ class ByWire(support.WireCase):
             with mock.patch.object(connection, "addresses_of", lambda *unused: found), make_wire() as wire:
                 self.assertEqual(wire.exchange("GET", "http://service.invalid/").body, b"here")
 
+    def refused(self, addresses, limits=None):
+        """How a request ends whose host has these addresses."""
+        with mock.patch.object(connection, "addresses_of", lambda *unused: addresses), make_wire(limits=limits) as wire:
+            with self.assertRaises(Transient) as caught:
+                wire.exchange("GET", "http://service.invalid/")
+        self.assertTrue(caught.exception.unprocessed and caught.exception.offline)
+        return str(caught.exception)
+
     def test_where_none_answers_that_is_told_within_the_limit(self):
-        limits = TimeLimits(0.3, LIMIT, LIMIT)
-        with silent_address() as silent, make_wire(limits=limits) as wire:
-            with mock.patch.object(connection, "addresses_of", lambda *unused: [silent] * 5):
-                started = time.monotonic()
-                with self.assertRaisesRegex(Transient, "^cannot reach service.invalid: timed out$"):
-                    wire.exchange("GET", "http://service.invalid/")
-        self.assertLess(time.monotonic() - started, 2.0)
+        with silent_address() as silent, mock.patch.object(dialing, "connect", wraps=dialing.connect) as dialed:
+            told = self.refused([silent] * 5, TimeLimits(0.3, LIMIT, LIMIT))
+        self.assertEqual(told, "cannot reach service.invalid: timed out")
+        # The limit is that of all together.
+        self.assertEqual([call[0][2] for call in dialed.call_args_list], [0.3])
+
+    def test_a_host_without_an_address_is_told(self):
+        self.assertEqual(self.refused([]), "cannot reach service.invalid: no address")
+
+    def test_without_a_thread_nobody_is_reached(self):
+        for name in ("look-up", "deadlines"):
+            plain = threading.Thread.start
+
+            def start(thread):
+                if thread.name == name:
+                    raise RuntimeError("can't start new thread")
+                plain(thread)
+
+            fresh = mock.patch.object(deadlines, "clock", deadlines.DeadlineClock())
+            with self.subTest(name), fresh, Server(lambda request: Reply(200)) as server, make_wire() as wire:
+                with mock.patch.object(threading.Thread, "start", start):
+                    with self.assertRaisesRegex(Transient, "^cannot reach .*: no thread can be started$"):
+                        wire.exchange("GET", "http://localhost:%d/" % server.port)
+                # That passes.
+                self.assertEqual(wire.exchange("GET", "http://localhost:%d/" % server.port).status, 200)
+                deadlines.clock.close()
 
 
 if __name__ == "__main__":

@@ -1,10 +1,13 @@
 """Requests by way of the proxies that the environment names."""
 
 import base64
+import contextlib
+import tempfile
+import threading
 import unittest
 from unittest import mock
 
-from pysocialnetwork import connection, hostcallback
+from pysocialnetwork import connection, hostcallback, youtube
 from pysocialnetwork.connection import Origin, proxy_for
 from pysocialnetwork.errors import Transient, UploadError
 from pysocialnetwork.login import Login
@@ -65,6 +68,54 @@ class Proxies(unittest.TestCase):
                 with self.assertRaisesRegex(Transient, "status 502"):
                     wire.run(lambda: wire.exchange("GET", "https://service.invalid/"), repeatable=False)
             self.assertEqual(len(proxy.requests), support.QUICK.attempts)
+
+    def test_an_upload_that_a_busy_proxy_breaks_off_goes_on(self):
+        sessions, contents, ranges, refused, busy = [], {}, [], [], threading.Event()
+
+        def respond(request):
+            if request.method == "POST":
+                sessions.append("/session%d" % len(sessions))
+                contents[sessions[-1]] = b""
+                return Reply(200, "{}", {"Location": "https://service.invalid" + sessions[-1]})
+            ranges.append(request.headers["Content-Range"])
+            contents[request.path] += request.body
+            reached = len(contents[request.path])
+            if reached == len(content):
+                return Reply(200, '{"id": "v"}')
+            if request.body:
+                busy.set()
+            # So that what follows has to come through the proxy anew.
+            return Reply(308, b"", {"Range": "bytes=0-%d" % (reached - 1), "Connection": "close"})
+
+        def tunnel(connection):
+            self.assertTrue(connection.recv(65536).startswith(b"CONNECT service.invalid:443 "))
+            if busy.is_set():
+                refused.append(1)
+                connection.sendall(b"HTTP/1.1 502 Bad Gateway\r\nContent-Length: 0\r\n\r\n")
+            else:
+                connection.sendall(b"HTTP/1.1 200 Connection established\r\n\r\n")
+                support.relay(connection, server.port)
+
+        host = Host()
+        uploader = host.attach(support.quick(youtube.Uploader()))
+        uploader.set_login(Login("youtube", "token", user_id="1"))
+        uploader.address = lambda key: "https://service.invalid/" + key
+        with contextlib.ExitStack() as entered:
+            certificate, key = support.make_certificate(entered.enter_context(tempfile.TemporaryDirectory()))
+            server = entered.enter_context(support.TlsServer(respond, certificate, key))
+            path, content = entered.enter_context(support.video_file(5000))
+            proxy = "http://127.0.0.1:%d" % entered.enter_context(support.raw_server(tunnel))
+            entered.enter_context(support.environment(https_proxy=proxy, SSL_CERT_FILE=certificate))
+            entered.enter_context(mock.patch.object(youtube, "CHUNK", 3000))
+            uploader.StartUpload(path, "T", "", "", "", "")
+            end = host.wait_for_end()
+            self.assertEqual(end.code, hostcallback.ERROR)
+            self.assertIn("the proxy refused the connection with status 502", end.text)
+            self.assertEqual(len(refused), support.QUICK.attempts)
+            busy.clear()
+            uploader.StartUpload(path, "T", "", "", "", "")
+            self.assertEqual(host.wait_for_end(2).text, "https://www.youtube.com/watch?v=v")
+        self.assertEqual((contents, ranges[1:]), ({"/session0": content}, ["bytes */5000", "bytes 3000-4999/5000"]))
 
     def test_the_environment_chooses_the_proxy(self):
         http, https = Origin("http", "h.example", 80), Origin("https", "h.example", 443)
