@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds every fuzz target and lets each run for a while over its seed corpus; ends with the first finding.
+# Builds every fuzz target and lets each run for a while over its seed corpus; one a core at a time; starts no more after the first finding.
 #   tools/fuzz.sh [SECONDS]     (default: 10 a target)
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -14,15 +14,21 @@ cmake --preset fuzz >build/configure-fuzz.log || {
 }
 cmake --build --preset fuzz --target fuzzers
 
-for seeds in fuzz/*/corpus/*; do
-  target=${seeds##*/}
-  found=build/fuzz/corpus/$target
+# run SEEDS: lets the target of these seeds run, and shows what it said where it found something.
+run() {
+  local seeds=$1 target=${1##*/}
+  local found=build/fuzz/corpus/$target log=build/fuzz/$target.log
   mkdir -p "$found"
-  printf 'fuzz: %s\n' "$target"
-  log=build/fuzz/$target.log
-  "build/fuzz/bin/$target" -max_total_time="$seconds" -artifact_prefix="build/fuzz/$target-" "$found" "$seeds" \
-    >"$log" 2>&1 || {
+  if "build/fuzz/bin/$target" -max_total_time="$seconds" -artifact_prefix="build/fuzz/$target-" "$found" "$seeds" \
+    >"$log" 2>&1; then
+    printf 'fuzz: %s, %s inputs\n' "$target" "$(sed -n 's/^Done \([0-9]*\) runs.*/\1/p' "$log")"
+  else
     cat "$log"
-    exit 1
-  }
-done
+    printf 'fuzz: %s found something\n' "$target"
+    return 255
+  fi
+}
+export -f run
+export seconds
+# shellcheck disable=SC2016  # the seeds are the new shell's own argument
+printf '%s\0' fuzz/*/corpus/* | xargs -0 -n 1 -P "$(nproc)" bash -c 'run "$0"'
