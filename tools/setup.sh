@@ -21,7 +21,7 @@ lint_packages=("${check_packages[@]}" clang-tidy-16)
 abi_packages=(abigail-tools)
 # Make packages, look at them, and install them in a system of their own.
 package_packages=(dpkg-dev lintian debootstrap unzip)
-fuzz_packages=(clang-16 libclang-rt-16-dev)
+fuzz_packages=(clang-16 libclang-rt-16-dev "${python_packages[@]}")
 # The clients that uploads are measured beside, what draws the result, and what counts instructions.
 bench_packages=(openssl libssl-dev curl "${python_packages[@]}" python3-googleapi nodejs node-axios python3-matplotlib
   valgrind libgtest-dev libgmock-dev)
