@@ -28,6 +28,10 @@ SHARED = frozenset(
 )
 
 
+# What no module of the package leads to; tools of other makers stand in for the first.
+NEVER_USED = frozenset("distutils ensurepip idlelib lib2to3 test this antigravity turtle turtledemo venv".split())
+
+
 def load_package(name, folder):
     """The package in `folder` as module `name`, whatever the path has of that name."""
     if name not in sys.modules:
@@ -49,7 +53,7 @@ class _Finder:
         self._folder = folder
         self._copies = name + "." + COPIES
         self._standard = _Standard()
-        self._path = None
+        self._ways = None
         self._own = False
         self._copied = {}
 
@@ -81,9 +85,10 @@ class _Finder:
         return module if fromlist else sys.modules[self._copies + "." + top]
 
     def _is_copied(self, top):
-        # The host may lead its path elsewhere between two imports of ours.
-        if self._path != sys.path:
-            self._path = list(sys.path)
+        # The host may lead its path elsewhere between two imports of ours, or have others find its modules.
+        ways = list(sys.path), [id(finder) for finder in sys.meta_path]
+        if self._ways != ways:
+            self._ways = ways
             self._own = self._own or not self._standard.is_what_imports_find()
         if not self._own:
             return False
@@ -134,9 +139,9 @@ class _Standard:
         return _external.PathFinder.find_spec(name, self._places)
 
     def is_what_imports_find(self):
-        """Whether neither the modules that are loaded nor the path before it have its names."""
+        """Whether neither the modules that are loaded nor what is asked before it have its names."""
         loaded = [name for name in list(sys.modules) if "." not in name and self._is_foreign(sys.modules[name], name)]
-        if loaded:
+        if loaded or any(map(self._has_foreign, _finders_before_the_path())):
             return False
         for entry in sys.path:
             if entry in self._places:
@@ -144,6 +149,20 @@ class _Standard:
             if any(self.find(name) is not None for name in self._common_names(entry)):
                 return False
         return True
+
+    def _has_foreign(self, finder):
+        """Whether this one, of the host's, finds something else under one of the library's names."""
+        for name in self._names():
+            own = None if name in SHARED or name in NEVER_USED else self.find(name)
+            if own is None:
+                continue
+            try:
+                spec = _found_by(finder, name)
+                if spec is not None and not _is_same(own.origin, spec.origin):
+                    return True
+            except Exception:
+                return True
+        return False
 
     def _common_names(self, entry):
         """Those of an entry of the path that the library may have, too."""
@@ -191,6 +210,24 @@ def _is_same(origin, file):
     return os.path.realpath(os.path.splitext(origin)[0]) == os.path.realpath(os.path.splitext(file)[0]) or (
         os.path.realpath(origin) == os.path.realpath(file)
     )
+
+
+def _finders_before_the_path():
+    """Those of the host that are asked for a module before the path is looked through."""
+    own = (_bootstrap.BuiltinImporter, _bootstrap.FrozenImporter)
+    for finder in list(sys.meta_path):
+        if finder is _external.PathFinder:
+            return
+        if finder not in own and not isinstance(finder, _Finder):
+            yield finder
+
+
+def _found_by(finder, name):
+    if hasattr(finder, "find_spec"):
+        return finder.find_spec(name, None, None)
+    # As those of before Python 3.12 may be.
+    loader = finder.find_module(name, None)
+    return None if loader is None else _bootstrap.ModuleSpec(name, loader)
 
 
 def _names_in_archive(place):

@@ -20,6 +20,7 @@ HOME = str(pathlib.Path(__file__).resolve().parents[2] / "python_home") + "/"
 PROGRAM = """
 import sys
 sys.path[:1] = {path!r}
+exec({finder!r})
 for name in {loaded!r}:
     __import__(name)
 before = list(sys.path)
@@ -33,6 +34,7 @@ exec(code, script.__dict__)
 if {begun!r}:
     script.CreateAuInstance("facebook")
 sys.path[:0] = {late!r}
+exec({late_finder!r})
 before[:0] = {late!r}
 for platform in ("facebook", "vimeo", "flickr", "instagram", "twitch"):
     assert script.CreateAuInstance(platform).platform == platform
@@ -82,7 +84,9 @@ class Surroundings(unittest.TestCase):
             place.write_text(text + "\nFOREIGN = True\n")
         return [str(self.folder / "foreign")]
 
-    def run_host(self, path=(), loaded=(), foreign=(), late=(), begun=False):
+    def run_host(
+        self, path=(), loaded=(), foreign=(), late=(), begun=False, finder="", late_finder="", server_of=Server, **more
+    ):
         """What the host's program prints: the events of an upload, and whether the package has copies."""
 
         def respond(request):
@@ -90,7 +94,7 @@ class Surroundings(unittest.TestCase):
                 return Reply(200, "{}", {"Location": server.url + "/session"})
             return Reply(200, json.dumps({"id": "v1"}))
 
-        with Server(respond) as server, video_file(3000) as (video, _):
+        with server_of(respond) as server, video_file(3000) as (video, _):
             services = self.folder / "services.json"
             services.write_text(json.dumps({"youtubeUpload": server.url}))
             program = PROGRAM.format(
@@ -102,8 +106,10 @@ class Surroundings(unittest.TestCase):
                 foreign=foreign,
                 late=list(late),
                 begun=begun,
+                finder=finder,
+                late_finder=late_finder,
             )
-            with support.environment(MEDIATRANSFER_SERVICES=str(services), PYTHONUTF8="1"):
+            with support.environment(MEDIATRANSFER_SERVICES=str(services), PYTHONUTF8="1", **more):
                 os.environ.pop("PYTHONPATH", None)
                 result = subprocess.run(
                     [sys.executable, "-B", "-c", program],
@@ -125,6 +131,71 @@ class Surroundings(unittest.TestCase):
         names = ("json", "ssl", "socket", "selectors", "pysocialnetwork")
         path = self.foreign(FOREIGN)
         self.assertIn("copies True", self.run_host(path, foreign=names))
+
+    def test_a_foreign_ssl_does_not_speak_for_a_protected_service(self):
+        certificate, key = support.make_certificate(str(self.folder))
+
+        def protected(respond):
+            return support.TlsServer(respond, certificate, key)
+
+        names = ("json", "ssl", "socket", "selectors")
+        path = self.foreign({name + ".py": FOREIGN[name + ".py"] for name in names})
+        for loaded in ((), ("ssl",)):
+            lines = self.run_host(path, loaded, names, server_of=protected, SSL_CERT_FILE=certificate)
+            self.assertIn("copies True", lines)
+
+    def test_nor_do_those_that_a_finder_of_the_hosts_hands_out(self):
+        names = ("json", "ssl", "socket", "selectors")
+        [folder] = self.foreign({name + ".py": FOREIGN[name + ".py"] for name in names})
+        specs = """
+import sys
+from importlib.machinery import PathFinder
+class Finder:
+    @staticmethod
+    def find_spec(name, path=None, target=None):
+        return PathFinder.find_spec(name, [%r]) if name in %r else None
+sys.meta_path.insert(0, Finder)
+""" % (
+            folder,
+            names,
+        )
+        self.assertIn("copies True", self.run_host(finder=specs, foreign=names))
+        self.assertIn("copies True", self.run_host(late_finder=specs, foreign=names))
+        begun = specs.replace(repr(names), "('xml',)")
+        self.foreign({"xml/__init__.py": ""})
+        self.assertIn("copies True", self.run_host(late_finder=begun, begun=True, foreign=("xml",)))
+        if sys.version_info < (3, 12):
+            loaders = specs.replace("find_spec(name, path=None, target=None)", "find_module(name, path=None)").replace(
+                "PathFinder.find_spec(name, [%r])" % folder, "PathFinder.find_spec(name, [%r]).loader" % folder
+            )
+            self.assertIn("copies True", self.run_host(finder=loaders, foreign=names, PYTHONWARNINGS="ignore"))
+
+    def test_a_finder_that_breaks_is_not_asked_by_ours(self):
+        broken = """
+import sys
+class Finder:
+    @staticmethod
+    def find_spec(name, path=None, target=None):
+        if name in ("json", "ssl", "http"):
+            raise ZeroDivisionError(name)
+sys.meta_path.insert(0, Finder)
+"""
+        self.assertIn("copies True", self.run_host(finder=broken))
+
+    def test_a_finder_that_finds_the_same_or_comes_last_is_left_alone(self):
+        same = """
+import sys
+from importlib.machinery import PathFinder
+class Finder:
+    @staticmethod
+    def find_spec(name, path=None, target=None):
+        return PathFinder.find_spec(name, path)
+sys.meta_path.insert(0, Finder)
+"""
+        self.assertIn("copies False", self.run_host(finder=same))
+        [folder] = self.foreign({"json.py": FOREIGN["json.py"]})
+        last = same.replace("insert(0, Finder)", "append(Finder)").replace("(name, path)", "(name, [%r])" % folder)
+        self.assertIn("copies False", self.run_host(finder=last))
 
     def test_nor_do_those_that_the_host_has_loaded(self):
         names = ("json", "ssl", "pysocialnetwork")
