@@ -16,8 +16,8 @@ class KBL_UTILS_API FileStream {
   FileStream(const FileStream&) = delete;
   FileStream& operator=(const FileStream&) = delete;
 
-  /// `mode` as of fopen; directories and pipes do not open, and child processes do not inherit the file.
-  /// Closes what was open before.
+  /// `mode` as of fopen; directories, pipes and the devices of Windows do not open, and child processes do
+  /// not inherit the file. Closes what was open before.
   bool open(const Path& path, const char* mode);
   /// Bytes of the open file, 0 when none is open.
   std::uint64_t size();

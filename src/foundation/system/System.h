@@ -31,8 +31,8 @@ struct CloseFile {
 };
 using UniqueFile = std::unique_ptr<std::FILE, CloseFile>;
 
-/// As fopen, but for directories, pipes and the console of Windows, which do not open; not inherited by child
-/// processes.
+/// As fopen, but for directories, pipes and the devices of Windows (CON, COM1, NUL), which do not open; not
+/// inherited by child processes.
 [[nodiscard]] UniqueFile openFile(const std::string& path, const char* mode);
 /// Child processes that start from now on do not inherit the file.
 void keepFromChildren(std::FILE* file);

@@ -16,6 +16,7 @@
 #include <memory>
 #include <new>
 #include <type_traits>
+#include <utility>
 
 namespace KBL::System {
 
@@ -60,11 +61,6 @@ bool isOfNoKey(DWORD error) {
          error == static_cast<DWORD>(NTE_BAD_DATA);
 }
 
-bool isPipeOrConsole(HANDLE handle) {
-  DWORD mode = 0;
-  return GetFileType(handle) == FILE_TYPE_PIPE || GetConsoleMode(handle, &mode) != 0;
-}
-
 DATA_BLOB blobOf(const std::string& bytes) {
   // The calls do not write to their input, though its type lets them.
   return {static_cast<DWORD>(bytes.size()), reinterpret_cast<BYTE*>(const_cast<char*>(bytes.data()))};
@@ -88,10 +84,11 @@ UniqueFile openFile(const std::string& path, const char* mode) {
   std::wstring wideMode(mode, mode + std::char_traits<char>::length(mode));
   wideMode += L'N';
   UniqueFile file(_wfopen(nativePath(path).c_str(), wideMode.c_str()));
-  // Whoever reads a pipe or a console waits for somebody.
-  if (file != nullptr && isPipeOrConsole(reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file.get())))))
-    return nullptr;
-  return file;
+  // Whoever reads a pipe, a console or a port waits for somebody.
+  const bool isFile =
+      file != nullptr &&
+      GetFileType(reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file.get())))) == FILE_TYPE_DISK;
+  return isFile ? std::move(file) : nullptr;
 }
 
 void keepFromChildren(std::FILE* file) {

@@ -20,3 +20,11 @@ TEST(FileStream, APipeDoesNotOpenAndWaitsForNobody) {
   EXPECT_EQ(stream.size(), 0U);
   CloseHandle(pipe);
 }
+
+TEST(FileStream, ADeviceDoesNotOpenAndWaitsForNobody) {
+  for (const char* const name : {"NUL", "COM1", "LPT1", "CON", "//./NUL"}) {
+    KBL::FileStream stream;
+
+    EXPECT_FALSE(stream.open(KBL::Path(name), "rb")) << name;
+  }
+}
