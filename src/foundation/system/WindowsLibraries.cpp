@@ -13,6 +13,7 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <system_error>
 #include <utility>
 
 namespace KBL::System {
@@ -48,6 +49,35 @@ HMODULE libraryOf(FARPROC function) {
   return found != 0 ? library : nullptr;
 }
 
+struct FreeLibraryLater {
+  using pointer = HMODULE;
+  void operator()(HMODULE library) const { (void)FreeLibrary(library); }
+};
+using UniqueLibrary = std::unique_ptr<HMODULE, FreeLibraryLater>;
+
+/// A reference to a library that may be going; null when it has gone.
+UniqueLibrary held(HMODULE library) {
+  return UniqueLibrary(libraryOf(reinterpret_cast<FARPROC>(library)));
+}
+
+/// While it stands, what is wrong with a library is told to us alone, and not to people by the system.
+class NoDialogs {
+ public:
+  NoDialogs() { SetThreadErrorMode(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX, &former_); }
+  ~NoDialogs() { SetThreadErrorMode(former_, nullptr); }
+  NoDialogs(const NoDialogs&) = delete;
+  NoDialogs& operator=(const NoDialogs&) = delete;
+
+ private:
+  DWORD former_ = 0;
+};
+
+/// What it needs lies beside it, or is the program's own or the system's: never in the current folder.
+HMODULE loadFile(const std::filesystem::path& file) {
+  return LoadLibraryExW(file.c_str(), nullptr,
+                        LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
+}
+
 /// The folders of the search path; one that depends on the current folder is none of them.
 std::vector<std::filesystem::path> searchFolders() {
   std::wstring all(longestVariable + 1, L'\0');
@@ -70,7 +100,7 @@ HMODULE loadByName(const std::filesystem::path& name) {
   for (const std::filesystem::path& folder : searchFolders()) {
     const std::filesystem::path file = folder / name;
     if (GetFileAttributesW(file.c_str()) == INVALID_FILE_ATTRIBUTES) continue;
-    return LoadLibraryExW(file.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+    return loadFile(file);
   }
   SetLastError(ERROR_MOD_NOT_FOUND);
   return nullptr;
@@ -79,12 +109,12 @@ HMODULE loadByName(const std::filesystem::path& name) {
 }  // namespace
 
 void* openLibrary(const std::string& path, std::string& reason) {
+  const NoDialogs noDialogs;
   // The loader wants the system's own separators.
   const std::filesystem::path file = nativePath(path).make_preferred();
-  // A library with a folder finds what it needs beside itself.
-  const DWORD search = file.is_absolute() ? LOAD_WITH_ALTERED_SEARCH_PATH : 0;
+  std::error_code unknown;
   const HMODULE library =
-      file.has_parent_path() ? LoadLibraryExW(file.c_str(), nullptr, search) : loadByName(file);
+      file.has_parent_path() ? loadFile(std::filesystem::absolute(file, unknown)) : loadByName(file);
   if (library != nullptr) return library;
   reason = messageOf(GetLastError());
   return nullptr;
@@ -97,7 +127,9 @@ void* findLoadedLibrary(const char* symbol, std::string& name) {
     return nullptr;
   const std::size_t count = (std::min)(libraries.size(), std::size_t{needed} / sizeof(HMODULE));
   for (std::size_t place = 0; place < count; ++place) {
-    const FARPROC function = GetProcAddress(libraries[place], symbol);
+    // Another thread may unload it meanwhile.
+    const UniqueLibrary library = held(libraries[place]);
+    const FARPROC function = library == nullptr ? nullptr : GetProcAddress(library.get(), symbol);
     if (function == nullptr) continue;
     // A library may only hand functions on, and not all of them, to the one that they lie in.
     const HMODULE kept = libraryOf(function);
