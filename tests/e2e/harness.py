@@ -40,6 +40,11 @@ def told(argument):
     return str(argument)
 
 
+def seen(path):
+    """A path that the program tells, as this system has it."""
+    return pathlib.Path(path[len("Z:") :] if EMULATOR else path)
+
+
 def text_of(output):
     """What a program wrote, with the same ends of lines on every system."""
     return output.decode("utf-8").replace("\r\n", "\n") if EMULATOR else output.decode("utf-8")
@@ -192,7 +197,7 @@ class Servers:
         self.running = Running([told(part) for part in command], env)
         event = self.running.wait_for_event("sandbox")
         self.url = event["url"]
-        self.services = event["script_services"]
+        self.services = seen(event["script_services"])
 
     @property
     def port(self):
@@ -239,10 +244,38 @@ class HostTest(unittest.TestCase):
         }
         self.env["HOME"] = str(self.folder)
         self.env["XDG_DATA_HOME"] = str(self.folder / "data")
-        self.env["TMPDIR"] = str(self.folder)
         if EMULATOR:
-            # The user's own folder is one for all there, and no variable moves it.
+            # The user's own folder is one for all there, and no variable moves it. Wine keeps its server's socket in TMPDIR: in
+            # another folder than the tests' own each process would start a server for itself, which takes seconds.
             self.env["MEDIATRANSFER_CACHE_DIR"] = told(self.folder / CACHE)
+        else:
+            self.env["TMPDIR"] = str(self.folder)
+
+    def own_options(self):
+        """Has the program keep its options for this test alone; returns their folder.
+
+        On Windows that is the user's own, whatever the environment says: the test gets a Windows in which all but the users
+        is the common one's.
+        """
+        if not EMULATOR:
+            return self.folder / ".config" / "mediatransfer"
+        common, own = pathlib.Path(self.env["WINEPREFIX"]), self.folder / "windows"
+        (own / "drive_c").mkdir(parents=True)
+        shutil.copytree(common / "dosdevices", own / "dosdevices", symlinks=True)
+        for path in (*common.glob("*.reg"), common / ".update-timestamp"):
+            shutil.copy2(path, own)
+        for path in (common / "drive_c").iterdir():
+            if path.name != "users":
+                (own / "drive_c" / path.name).symlink_to(path)
+        self.env["WINEPREFIX"] = str(own)
+        server = pathlib.Path(EMULATOR).with_name("wineserver64")
+        quiet = {"env": dict(self.env), "stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL, "check": False}
+        self.addCleanup(subprocess.run, [server, "-k"], **quiet)
+        # The services start here and stay: started by the program they would keep its output open, and end with it.
+        subprocess.run([server, "--persistent"], **quiet)
+        subprocess.run([EMULATOR, "wineboot"], **quiet)
+        user = self.run_command([EMULATOR, "cmd", "/c", "echo %LOCALAPPDATA%"]).out.strip()
+        return own / "drive_c" / user[len("C:\\") :].replace("\\", "/") / "mediatransfer"
 
     def command(self, *arguments):
         return [*PROGRAM, *[told(argument) for argument in arguments]]

@@ -14,7 +14,7 @@ class ForeignAccountServer(HostTest):
     def setUp(self):
         super().setUp()
         self.servers = self.start_servers("--app-redirect", "")  # any
-        services = json.loads(pathlib.Path(self.servers.services).read_text())
+        services = json.loads(self.servers.services.read_text())
         platform = {
             "authorize": services["googleLogin"],
             "token": services["googleToken"],

@@ -11,7 +11,7 @@ from harness import SECRET, HostTest
 class Config(HostTest):
     def setUp(self):
         super().setUp()
-        self.files = self.folder / ".config" / "mediatransfer"
+        self.files = self.own_options()
 
     def keep(self, *arguments):
         result = self.run_program(*arguments)

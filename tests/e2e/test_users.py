@@ -2,7 +2,7 @@
 
 import unittest
 
-from harness import HostTest
+from harness import HostTest, login_folders
 
 
 class Verify(HostTest):
@@ -88,7 +88,7 @@ class Whoami(HostTest):
 
     def test_after_the_key_was_lost(self):
         self.signed_in()
-        (self.folder / "data" / "mediatransfer" / "sandbox" / "cipher.key").unlink()
+        (login_folders(self.folder, servers=None)[1] / "cipher.key").unlink()
         self.assertEqual(self.run_program("--sandbox", "whoami", "youtube").code, 1)
         self.sign_in()
 

@@ -1,7 +1,8 @@
-"""Runs the tests of one module that have one of some words in their names, as unittest's -k does, and fails where a word
-is in none of them: a test that was given another name would else be left out in silence.
+"""Runs the tests of one module that have one of some words in their names, as unittest's -k does, and none that has one
+with NOT- ahead of it; with words of that kind alone all others. Fails where a word is in no name: a test that was given
+another one would else be left out, or taken in, in silence.
 
-    python3 words.py MODULE WORD...
+    python3 words.py MODULE [WORD|NOT-WORD]...
 """
 
 import sys
@@ -17,13 +18,20 @@ def tests_of(suite):
 
 
 def chosen(tests, words):
-    """The tests with one of the words in their names; None where a word is in none."""
+    """The tests that the words choose by their names; None where a word is in none."""
     names = {test: test.id() for test in tests}
-    for word in words:
+    left_out = [word[len("NOT-") :] for word in words if word.startswith("NOT-")]
+    wanted = [word for word in words if not word.startswith("NOT-")]
+    for word in wanted + left_out:
         if not any(word in name for name in names.values()):
             print("words: no test has %r in its name" % word, file=sys.stderr)
             return None
-    return [test for test in tests if any(word in names[test] for word in words)]
+    return [
+        test
+        for test in tests
+        if (not wanted or any(word in names[test] for word in wanted))
+        and not any(word in names[test] for word in left_out)
+    ]
 
 
 def main():
