@@ -79,7 +79,8 @@ WakeUps& wakeUps() {
 }
 
 /// A forked child has none of the threads that were inside, and maybe a mutex that one of them held. So it is
-/// on Windows, which has ended the other threads by now and whose TLS library needs no leave.
+/// in a library of Windows, which has ended the other threads by now. In a program that has all of this in
+/// itself they run on there, and nobody waits for them: Windows' TLS library needs no leave.
 void closeAtExit() {
   const long process = processNumber();
   if (process == 0 || process != gate().process) return gate().closeAtOnce();
