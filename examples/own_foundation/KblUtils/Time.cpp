@@ -85,6 +85,30 @@ class Timer::Run {
   Run(std::chrono::milliseconds period, std::function<void()> function)
       : period_(period), due_(steady_clock::now() + period), function_(std::move(function)) {}
 
+  /// On a thread of its own, which takes leave of itself: one that ends while another thread detaches it
+  /// leaves the thread library of mingw-w64 in disorder.
+  static void start(const std::shared_ptr<Run>& run) {
+    const std::lock_guard<std::mutex> lock(run->mutex_);
+    run->thread_ = std::thread([run] {
+      const Leave leave{*run};
+      run->repeat();
+    });
+  }
+  bool expire() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    wake_.notify_all();
+    return !std::exchange(isOver_, true);
+  }
+
+ private:
+  struct Leave {
+    ~Leave() {
+      const std::lock_guard<std::mutex> lock(run.mutex_);
+      run.thread_.detach();
+    }
+    Run& run;
+  };
+
   void repeat() {
     while (waitUntilDue()) {
       try {
@@ -96,13 +120,6 @@ class Timer::Run {
       due_ += (late / period_ + 1) * period_;
     }
   }
-  bool expire() {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    wake_.notify_all();
-    return !std::exchange(isOver_, true);
-  }
-
- private:
   bool waitUntilDue() {
     std::unique_lock<std::mutex> lock(mutex_);
     return !wake_.wait_until(lock, due_, [this] { return isOver_; });
@@ -114,6 +131,7 @@ class Timer::Run {
   std::mutex mutex_;
   std::condition_variable wake_;
   bool isOver_ = false;
+  std::thread thread_;
 };
 
 Timer::Timer() = default;
@@ -128,7 +146,7 @@ bool Timer::StartTimer(int milliseconds, std::function<void()> function) try {
   const std::lock_guard<std::mutex> lock(mutex_);
   if (run_) run_->expire();
   run_.reset();
-  std::thread([run] { run->repeat(); }).detach();
+  Run::start(run);
   run_ = run;
   return true;
 } catch (const std::exception&) {
