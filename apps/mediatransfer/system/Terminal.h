@@ -10,7 +10,8 @@ namespace host {
 /// on and does not end the process. The first call of the program.
 void secureStandardStreams();
 /// While it stands, a console of Windows takes what the program writes as the UTF-8 that it is. The code page
-/// belongs to the console, and so to whoever uses it afterwards: the former one comes back at the end.
+/// belongs to the console, and so to whoever uses it afterwards: the former one comes back at the end, but
+/// for one that a second Ctrl-C makes.
 class Utf8Console {
  public:
   Utf8Console();
