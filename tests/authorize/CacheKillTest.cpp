@@ -1,34 +1,55 @@
-// A process that is killed while it saves leaves the old list or the new one.
+// A process that is killed while it saves leaves the old list or the new one, whatever the instant: a manager
+// that is made behind it finds all of its users, of one generation.
 
-#include "authorize/CacheFile.h"
+#include "authorize/ManagerFixture.h"
 #include "support/ChildProcess.h"
 #include "support/Seed.h"
-#include "support/TemporaryDirectory.h"
-#include <BsNet/cipher.h>
-
-#include <gtest/gtest.h>
 
 #include <chrono>
+#include <filesystem>
 #include <thread>
 
-TEST(CacheKill, AKilledSaveLeavesAWholeListAndTheNextSaveWorks) {
-  const TemporaryDirectory directory;
-  KBL::setKeyStore(KBL::makeFileKeyStore(directory.file("keys")));
-  const std::string path = KBL::cacheFilePath(directory.path().string(), KBL::ema_youtube);
-  auto generator = seededGenerator();
-  for (int round = 0; round < 12; ++round) {
-    ChildProcess child({KBL_SAVING_HOST, directory.file("keys"), directory.path().string()});
-    std::string saved;
-    ASSERT_TRUE(child.readLine(saved));
-    // The instant of the death is what varies.
-    std::this_thread::sleep_for(std::chrono::microseconds(generator() % 20'000));
-    child.kill();
-    EXPECT_EQ(child.wait(), ChildProcess::killed);
-    KBL::CacheEntries list;
-    ASSERT_TRUE(KBL::loadCacheFile(path, list));
-    ASSERT_EQ(list.size(), 20U);
-    for (const auto& record : list) EXPECT_EQ(record->userNickName, list.front()->userNickName);
-    ASSERT_TRUE(KBL::saveCacheFile(path, list));
+namespace {
+
+class CacheKill : public ManagerFixture, public testing::WithParamInterface<int> {
+ protected:
+  void SetUp() override { std::filesystem::create_directories(directory.file("cache")); }
+
+  /// The generation of the list that a new manager finds, -1 when it is not whole.
+  long foundGeneration() {
+    makeManager();
+    const KBL::CacheEntries list = context().cacheEntries;
+    releaseManager();
+    if (list.size() != 20) return -1;
+    for (const auto& record : list) {
+      if (record->userNickName != list.front()->userNickName) return -1;
+    }
+    return std::stol(list.front()->userNickName);
   }
-  KBL::setKeyStore(nullptr);
+};
+
+}  // namespace
+
+TEST_P(CacheKill, AKilledSaveLeavesTheOldListOrTheNewOne) {
+  auto generator = seededGenerator();
+  long first = 1;
+  for (int round = 0; round < KBL_CACHE_KILLS; ++round) {
+    ChildProcess child(
+        {KBL_SAVING_HOST, directory.file("keys"), directory.file("cache"), std::to_string(first)});
+    std::string line;
+    ASSERT_TRUE(child.readLine(line)) << "the next save works";
+    // The instant of the death is what varies, over more than one save.
+    std::this_thread::sleep_for(std::chrono::microseconds(generator() % 30'000));
+    child.kill();
+    long told = std::stol(line);
+    while (child.readLine(line)) told = std::stol(line);
+    EXPECT_EQ(child.wait(), ChildProcess::killed);
+
+    const long found = foundGeneration();
+
+    ASSERT_TRUE(found == told || found == told + 1) << found << " was found behind " << told;
+    first = found + 1;
+  }
 }
+
+INSTANTIATE_TEST_SUITE_P(, CacheKill, testing::Range(0, 4));
