@@ -4,6 +4,8 @@
 set(KBL_DEBIAN_DIR "" CACHE PATH "Files for the Debian packages")
 set(KBL_DEBIAN_PYTHON "" CACHE STRING "The Debian packages with the Python that scripts run in")
 
+set(KBL_LICENCES_DIR "" CACHE PATH "The terms of what is linked into an archive's binaries")
+
 set(CPACK_PACKAGE_NAME mediatransfer)
 set(CPACK_PACKAGE_VENDOR mediatransfer)
 set(CPACK_PACKAGE_CONTACT "The media-transfer authors <mediatransfer@localhost>")
@@ -14,6 +16,10 @@ set(CPACK_COMPONENTS_ALL Library Development Tools)
 # The archive has all parts in one folder.
 set(CPACK_ARCHIVE_COMPONENT_INSTALL OFF)
 set(CPACK_PACKAGE_FILE_NAME "mediatransfer-${PROJECT_VERSION}-${CMAKE_SYSTEM_NAME}-x86_64")
+
+if(KBL_LICENCES_DIR)
+  install(DIRECTORY ${KBL_LICENCES_DIR}/ DESTINATION ${KBL_DOC_DIR}/licences COMPONENT Library)
+endif()
 
 if(KBL_DEBIAN_DIR)
   set(library libexternlmediatransfer${PROJECT_VERSION_MAJOR})
@@ -61,6 +67,7 @@ and the scripts of some platforms with the tool that makes a home for Python.")
       DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/${package} COMPONENT ${part})
     install(FILES ${KBL_DEBIAN_DIR}/${lower}/overrides DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/lintian/overrides
       RENAME ${package} COMPONENT ${part})
+    install(DIRECTORY ${KBL_DEBIAN_DIR}/licences DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/${package} COMPONENT ${part})
   endforeach()
   install(CODE "execute_process(COMMAND_ERROR_IS_FATAL ANY COMMAND
     gzip -9nf \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_MANDIR}/man1/mediatransfer.1\")" COMPONENT Tools)

@@ -9,13 +9,48 @@ cd "$(dirname "$0")/.."
 version=$(sed -nE 's/^project\(.* VERSION ([0-9.]+) .*/\1/p' CMakeLists.txt)
 packages=$PWD/build/packages
 
+# licences FOLDER PACKAGE...: the terms of the libraries of which code stands in the binaries, as the packages tell them.
+licences() {
+  local folder=$1 package
+  shift
+  rm -rf "$folder"
+  mkdir -p "$folder"
+  for package in "$@"; do cp "/usr/share/doc/$package/copyright" "$folder/$package"; done
+}
+
 windows() {
+  local build=$PWD/build/package-windows named
   tools/setup.sh windows
   mkdir -p build
-  cmake --preset mingw >build/configure-package.log
-  cmake --build build/mingw --target mediatransfer mediatransfer_sandbox_lib
-  (cd build/mingw && cpack -G ZIP -B "$packages/work" >/dev/null)
+  licences "$build/licences" libcurl4-openssl-dev libjsoncpp-dev libmbedtls-dev libsqlite3-dev libfmt-dev libspdlog-dev \
+    libcpp-httplib-dev libssl-dev libz-mingw-w64-dev libutfcpp-dev libcli11-dev g++-mingw-w64-x86-64-posix mingw-w64-x86-64-dev
+  # What these leave to the folder of licences that every Debian has.
+  grep -Eho '/usr/share/common-licenses/[A-Z][A-Za-z0-9]*(-[0-9]+(\.[0-9]+)?)?' "$build"/licences/* | sort -u >"$build/named"
+  mkdir "$build/licences/common-licenses"
+  while read -r named; do cp -L "$named" "$build/licences/common-licenses"; done <"$build/named"
+  # Of its own: the build that is tested is made to compile fast.
+  cmake --preset mingw -B "$build" -DCMAKE_CXX_FLAGS_RELEASE='-O2 -DNDEBUG' -DKBL_BUILD_TESTS=OFF -DKBL_BUILD_EXAMPLES=OFF \
+    -DKBL_LICENCES_DIR="$build/licences" >build/configure-package.log
+  cmake --build "$build"
+  write_manual "$build"
+  (cd "$build" && cpack -G ZIP -B "$packages/work" >/dev/null)
   mv "$packages"/work/*.zip "$packages"
+}
+
+# The program's own manual and completions, which only a Windows of its own can have it write.
+write_manual() {
+  local written=$1/apps/mediatransfer/written
+  mkdir -p "$written" "$1/wine"
+  (
+    export WINEPREFIX=$1/wine WINEDEBUG=-all WINEDLLOVERRIDES='mscoree,mshtml='
+    trap 'timeout 60 /usr/lib/wine/wineserver64 --wait || /usr/lib/wine/wineserver64 -k || true' EXIT
+    /usr/lib/wine/wine64 wineboot --init >/dev/null 2>&1
+    program=$1/bin/mediatransfer.exe
+    for shell in bash zsh fish; do
+      /usr/lib/wine/wine64 "$program" completion "$shell" | tr -d '\r' >"$written/mediatransfer.$shell"
+    done
+    /usr/lib/wine/wine64 "$program" manual | tr -d '\r' >"$written/mediatransfer.1"
+  ) </dev/null
 }
 
 # The date of the version's part in CHANGELOG.md; of the last commit while it has none.
@@ -33,8 +68,9 @@ write_debian() {
 Format: https://www.debian.org/doc/packaging-manuals/copyright-format/1.0/
 Upstream-Name: media-transfer library
 Comment: The sources name neither owners nor terms of a licence. Libraries of
- others, which these packages depend on and do not contain, have terms of their
- own: THIRD-PARTY-NOTICES.md in the -dev package names them.
+ others have terms of their own: THIRD-PARTY-NOTICES.md in the -dev package
+ names them. These packages depend on the libraries; of the headers of some code
+ is compiled in, and their terms are in the folder "licences" beside this file.
 
 Files: *
 Copyright: the authors of the media-transfer library
@@ -64,6 +100,7 @@ TEXT
 debian() {
   local build=build/package-debian python
   tools/setup.sh python package
+  licences "$PWD/$build/debian/licences" libutfcpp-dev libcli11-dev libcpp-httplib-dev libspdlog-dev libfmt-dev
   python=$(/usr/bin/python3 -c 'import sys; print("python%d.%d" % sys.version_info[:2])')
   write_debian "$PWD/$build/debian" "$python"
   # Compiled as in the release build; protected and without search paths as the system wants its libraries.

@@ -145,13 +145,20 @@ debian() {
 }
 
 windows() {
-  local unpacked settings
+  local unpacked settings file
   tools/package.sh windows >"$work/packages.log" || {
     cat "$work/packages.log"
     exit 1
   }
   unzip -q build/packages/mediatransfer-*-Windows-x86_64.zip -d "$work/windows"
   unpacked=$(echo "$work"/windows/*)
+  for file in share/man/man1/mediatransfer.1 share/bash-completion/completions/mediatransfer \
+    share/doc/ExternlMediaTransfer/licences/{libcurl4-openssl-dev,common-licenses/GPL-3}; do
+    [ -s "$unpacked/$file" ] || {
+      printf 'release: the archive for Windows has no %s\n' "$file"
+      exit 1
+    }
+  done
   # As a host would that knows nothing of our own build.
   settings=(-DCMAKE_SYSTEM_NAME=Windows -DCMAKE_CXX_COMPILER=x86_64-w64-mingw32-g++-posix -DCMAKE_CXX_STANDARD=17
     -DCMAKE_EXE_LINKER_FLAGS=-static "-DCMAKE_PREFIX_PATH=$unpacked")
