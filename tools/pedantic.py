@@ -1,21 +1,24 @@
 """Has clang look at C++ sources as the standard's: no extension of GNU's may stand in them. Other compilers than those
 that build here then have less to refuse. Makes no code; tools/pedantic.sh sees to what this needs.
 
-    python3 tools/pedantic.py [--tests|--windows] [FILE]...
+    python3 tools/pedantic.py [--tests] [--windows] [FILE]...
 
-Looks at all sources that build/release is made of but the tests, with --tests at these as well; or at those named. With
---windows at the ones with parts for Windows alone, as build/mingw has them. What is as it was when it was found good is not looked at
-again.
+Looks at all sources but the tests, those of benchmarks and fuzz targets among them, with --tests at the tests as well; and, where
+build/mingw is, with Windows' headers at those that have parts for Windows or include a header that has, tests or not. With --windows
+at these alone. Where files are named, at these. What is as it was when it was found good is not looked at again.
 """
 
 import argparse
+import functools
 import json
 import os
+import re
 import shlex
 import subprocess
 import sys
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+FOLDER = os.path.join(ROOT, "build", "pedantic")
 WARNINGS = ["-Wall", "-Wextra", "-Wpedantic", "-Wgnu", "-Werror"]
 # Options that tell clang where the sources' own headers are and what is defined; all others are the builder's affair.
 TAKEN = ("-D", "-I", "-std=")
@@ -47,45 +50,82 @@ COMMON = """#include <algorithm>
 TESTS = COMMON + "#include <gmock/gmock.h>\n#include <gtest/gtest.h>\n"
 
 
+# Whose part for Windows is a macro's other text, and which everything includes.
+HEADERS_OF_ALL = {"include/KblUtils/Export.h"}
+
+
 def main():
     parser = argparse.ArgumentParser(prog="pedantic.py")
     parser.add_argument("--tests", action="store_true")
     parser.add_argument("--windows", action="store_true")
     parser.add_argument("files", metavar="FILE", nargs="*")
     arguments = parser.parse_args()
-    build = os.path.join(ROOT, "build", "mingw" if arguments.windows else "release")
-    folder = os.path.join(ROOT, "build", "pedantic", "windows" if arguments.windows else "linux")
-    os.makedirs(folder, exist_ok=True)
-    rows = commands(build, arguments, {os.path.abspath(file) for file in arguments.files})
-    if not rows:
-        sys.exit("pedantic: no such source in %s" % build)
-    write_ninja(folder, rows, arguments.windows)
-    sys.exit(subprocess.run(["ninja", "-C", folder, "--quiet", "-k", "0"]).returncode)
+    wanted = {os.path.abspath(file) for file in arguments.files}
+    mingw = os.path.join(ROOT, "build", "mingw")
+    looks = []
+    if not arguments.windows:
+        looks.append(
+            ("linux", commands(os.path.join(FOLDER, "sources"), wanted, lambda path: is_wanted(path, arguments)))
+        )
+    if arguments.windows or os.path.exists(os.path.join(mingw, "compile_commands.json")):
+        looks.append(("windows", commands(mingw, wanted, is_for_windows)))
+    if not any(rows for _, rows in looks):
+        sys.exit("pedantic: no such source")
+    failed = False
+    for system, rows in looks:
+        folder = os.path.join(FOLDER, system)
+        os.makedirs(folder, exist_ok=True)
+        write_ninja(folder, rows, system == "windows")
+        failed = subprocess.run(["ninja", "-C", folder, "--quiet", "-k", "0"]).returncode != 0 or failed
+    sys.exit(failed)
 
 
-def commands(build, arguments, wanted):
-    """Of each source its file and the options that matter, once each."""
+def is_wanted(path, arguments):
+    return arguments.tests or bool(arguments.files) or not path.startswith("tests" + os.sep)
+
+
+def commands(build, wanted, is_chosen):
+    """Of each source its path and the options that matter, once each."""
     with open(os.path.join(build, "compile_commands.json"), encoding="utf-8") as file:
         database = json.load(file)
     seen = {}
     for entry in database:
-        path = os.path.relpath(entry["file"], ROOT)
-        if path.startswith("build" + os.sep) or not path.endswith(".cpp") or (wanted and entry["file"] not in wanted):
-            continue
-        if arguments.windows and not is_for_windows(os.path.join(ROOT, path)):
-            continue
-        if not (arguments.tests or wanted) and path.startswith("tests" + os.sep):
-            continue
-        seen.setdefault(path, options(shlex.split(entry["command"]), entry["directory"]))
+        for source in sources_of(entry["file"]):
+            path = os.path.relpath(source, ROOT)
+            if path.startswith("build" + os.sep) or not path.endswith(".cpp") or (wanted and source not in wanted):
+                continue
+            if path not in seen and is_chosen(path):
+                seen[path] = options(shlex.split(entry["command"]), entry["directory"])
     return sorted(seen.items())
 
 
+def sources_of(file):
+    """The source itself, or those that CMake has put together in it."""
+    if not os.path.basename(file).startswith("unity_"):
+        return [file]
+    with open(file, encoding="utf-8") as text:
+        return re.findall(r'^#include "(.*)"', text.read(), re.MULTILINE)
+
+
+@functools.lru_cache(maxsize=None)
 def is_for_windows(path):
-    """Whether the source, or a part of it, is compiled there alone."""
+    """Whether the source, or a part of it or of a header of ours that it includes, is compiled there alone."""
     if "Windows" in os.path.basename(path):
         return True
-    with open(path, encoding="utf-8") as file:
-        return "_WIN32" in file.read()
+    with open(os.path.join(ROOT, path), encoding="utf-8") as file:
+        text = file.read()
+    if "_WIN32" in text and path not in HEADERS_OF_ALL:
+        return True
+    return any(is_for_windows(header) for header in headers_of(path, text))
+
+
+def headers_of(path, text):
+    """Our own headers that a text includes, each from where the builds look for it."""
+    folders = [os.path.dirname(path), "", "include", "src", "tests", os.path.join("apps", "mediatransfer")]
+    for name in re.findall(r'^#include ["<](.*)[">]', text, re.MULTILINE):
+        found = [os.path.join(folder, name) for folder in folders if os.path.exists(os.path.join(ROOT, folder, name))]
+        if found:
+            yield os.path.normpath(found[0])
 
 
 def options(words, directory):
@@ -111,6 +151,19 @@ def standard_headers():
     return [word for folder in folders for word in ("-isystem", folder)]
 
 
+def is_with_tests(chosen):
+    return any(word.startswith("-DGTEST_") for word in chosen)
+
+
+def meant_for_all(chosen):
+    """The options that every source has: those for the frame of the tests and for the system's version, and where their headers are."""
+    taken = [word for word in chosen if word.startswith(("-DGTEST_", "-D_WIN32"))]
+    for place, word in enumerate(chosen):
+        if word == "-isystem" and "mediatransfer-windows" in chosen[place + 1]:
+            taken += [word, chosen[place + 1]]
+    return taken
+
+
 def write_ninja(folder, rows, windows):
     compiler = ["clang++-16"]
     if windows:
@@ -132,16 +185,16 @@ def write_ninja(folder, rows, windows):
         if not os.path.exists(header) or open(header, encoding="utf-8").read() != content:
             with open(header, "w", encoding="utf-8") as file:
                 file.write(content)
-        if kind == "common" or not windows:
+        with_it = [chosen for _, chosen in rows if is_with_tests(chosen) == (kind == "tests")]
+        if with_it:
             lines += ["build %s.pch: precompile %s" % (kind, header)]
-            lines += ["  options = -std=c++20 %s" % ("-DGTEST_HAS_PTHREAD=1" if kind == "tests" else "")]
+            lines += ["  options = " + shlex.join(["-std=c++20", *meant_for_all(with_it[0])])]
     for path, chosen in rows:
-        with_tests = "-DGTEST_HAS_PTHREAD=1" in chosen
-        kind = "tests" if with_tests else "common"
+        kind = "tests" if is_with_tests(chosen) else "common"
         escaped = shlex.join(chosen).replace("$", "$$")
         lines += ["build %s.good: check %s | %s.pch" % (path.replace(" ", "_"), os.path.join(ROOT, path), kind)]
         lines += ["  options = " + escaped]
-        if "-std=c++20" in chosen and not windows:
+        if "-std=c++20" in chosen:
             lines += ["  precompiled = -include-pch %s.pch" % kind]
     with open(os.path.join(folder, "build.ninja"), "w", encoding="utf-8") as file:
         file.write("\n".join(lines) + "\n")

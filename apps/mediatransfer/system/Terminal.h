@@ -20,7 +20,7 @@ class Utf8Console {
   Utf8Console& operator=(const Utf8Console&) = delete;
 
  private:
-  unsigned formerCodePage_ = 0;  ///< 0 for none
+  [[maybe_unused]] unsigned formerCodePage_ = 0;  ///< 0 for none
 };
 /// True when people watch the standard output.
 [[nodiscard]] bool outputIsTerminal();
