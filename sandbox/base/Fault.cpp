@@ -79,6 +79,12 @@ Fault Fault::status(int code, std::string body, std::string contentType) {
   return fault;
 }
 
+Fault Fault::statusAfterAct(int code, std::string body, std::string contentType) {
+  Fault fault = status(code, std::move(body), std::move(contentType));
+  fault.kind = Kind::statusAfterAct;
+  return fault;
+}
+
 Fault Fault::body(std::string text, std::string contentType) {
   return status(200, std::move(text), std::move(contentType));
 }
@@ -132,7 +138,8 @@ std::string mistakeIn(const Fault& fault, Route route) {
     return "path \"" + fault.path + "\" is none: names of members and numbers, with a dot between two";
   if (fault.kind == Fault::Kind::replaceMember && fault.text.empty())
     return "text is the JSON that stands in the member's place, and is missing";
-  if (fault.kind == Fault::Kind::status && (fault.code < leastStatus || fault.code > largestStatus))
+  const bool hasCode = fault.kind == Fault::Kind::status || fault.kind == Fault::Kind::statusAfterAct;
+  if (hasCode && (fault.code < leastStatus || fault.code > largestStatus))
     return "code is an HTTP status of 200 to 599";
   if (fault.kind == Fault::Kind::acceptLess && route != Route::youtubeUploadChunk)
     return "acceptLess is for the route youtubeUploadChunk alone";

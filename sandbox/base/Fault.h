@@ -39,7 +39,8 @@ struct Fault {
     gzipBomb,
     hugeBody,
     deepNesting,
-    acceptLess
+    acceptLess,
+    statusAfterAct
   };
 
   /// instead: the connection ends in order (FIN) before a byte of an answer; the request's body is not read.
@@ -68,6 +69,9 @@ struct Fault {
   static Fault status(int code, std::string body = {}, std::string contentType = "application/json");
   /// instead: status 200 with this body.
   static Fault body(std::string text, std::string contentType = "application/json");
+  /// after: the same in place of the answer of a service that has acted, as a gateway in front of it may
+  /// send.
+  static Fault statusAfterAct(int code, std::string body = {}, std::string contentType = "application/json");
   /// after: the real answer's JSON, cut in its middle; Content-Length fits what is sent.
   static Fault brokenJson();
   /// after: the member at `path` (members and array indexes joined by dots, "data.expires_in") holds `json`
@@ -91,7 +95,7 @@ struct Fault {
   /// a multiple of 256 KiB, although it came whole; 308 names the shorter Range.
   static Fault acceptLess(std::uint64_t bytes);
 
-  /// Adds a header to the answer (status, body).
+  /// Adds a header to the answer (status, statusAfterAct, body).
   [[nodiscard]] Fault withHeader(std::string name, std::string value) const;
 
   Kind kind = Kind::closeAtOnce;
@@ -99,7 +103,7 @@ struct Fault {
   std::chrono::milliseconds delay{0};
   int code = 200;
   std::string text;         ///< the body, or the JSON of replaceMember
-  std::string contentType;  ///< of status and body
+  std::string contentType;  ///< of status, statusAfterAct and body
   std::string path;         ///< of replaceMember and removeMember
   std::vector<std::pair<std::string, std::string>> headers;
 };

@@ -116,7 +116,7 @@ bool AnswerFault::replacesService(Fault::Kind kind) {
 
 bool AnswerFault::forbidsCompression(Fault::Kind kind) {
   return kind == Fault::Kind::gzip || kind == Fault::Kind::gzipBomb || kind == Fault::Kind::hugeBody ||
-         kind == Fault::Kind::status;
+         kind == Fault::Kind::status || kind == Fault::Kind::statusAfterAct;
 }
 
 void AnswerFault::answer(httplib::Response& response, Reply reply) {
@@ -153,6 +153,7 @@ void AnswerFault::answerDistorted(httplib::Response& response, Reply reply) {
   std::optional<std::string> body;
   switch (fault_.kind) {
     case Fault::Kind::status:
+    case Fault::Kind::statusAfterAct:
       reply = Reply{fault_.code, "", fault_.contentType, fault_.headers};
       body = fault_.text;
       break;

@@ -34,7 +34,8 @@ void Exchange::serve(httplib::Response& response, const httplib::ContentReader* 
   if (!replaced) reply = askService();
   readBody({});
   if (stream_.ended()) return;
-  const Fault* const ownStatus = faultIf(Fault::Kind::status);
+  const Fault* const instead = faultIf(Fault::Kind::status);
+  const Fault* const ownStatus = instead ? instead : faultIf(Fault::Kind::statusAfterAct);
   log_.answered(head_.request.serial, ownStatus ? ownStatus->code : reply.status);
   answer(response, std::move(reply));
   if (replyBodyLimit_ > 0) replyBody_ = response.body.substr(0, replyBodyLimit_);

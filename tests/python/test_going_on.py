@@ -196,6 +196,28 @@ class GoingOn(ServicesCase):
                 self.assertEqual(end.code, FINISHED, end.text)
                 self.assertEqual(len(self.stored(content)), 1)
 
+    def test_a_gateways_answer_behind_the_last_step_makes_no_second_video(self):
+        for platform, (route, nth, _) in ENDS.items():
+            for code in (503, 520, 524):
+                with self.subTest(platform, code=code), fresh_video(5000) as (path, content):
+                    uploader = self.signed_in(platform)
+                    order = self.order(route, "statusAfterAct", nth=nth, code=code)
+                    host = self.start(uploader, path)
+                    end = host.wait_for_end()
+                    self.assertEqual((end.code, self.delivered(order)), (FINISHED, 1), end.text)
+                    self.assertEqual(len(self.stored(content)), 1)
+                    self.assertNotIn("removed", host.texts())
+
+    def test_a_gateways_answer_to_a_part_goes_on_behind_it(self):
+        for platform in QUESTIONS:
+            with self.subTest(platform), fresh_video(self.size) as (path, content):
+                before, uploader = self.uploads(), self.signed_in(platform)
+                route, nth = CARRIER[platform]
+                order = self.order(route, "statusAfterAct", nth=nth, code=520)
+                host = self.start(uploader, path)
+                self.assert_finished(host.wait_for_end(), host, content)
+                self.assertEqual((self.delivered(order), len(self.uploads() - before)), (1, 1))
+
     def test_a_stop_and_a_start_at_once_go_on_with_the_same_video(self):
         for platform, in_another in itertools.product((*RESUMABLE[:3], "twitch"), (False, True)):
             with self.subTest(platform, in_another=in_another), fresh_video(self.size) as (path, content):

@@ -164,7 +164,7 @@ TEST_F(InstalledSandbox, TakesEveryNameThatItLists) {
     }
   }
   EXPECT_THAT(Sandbox::faultRoutes(), AllOf(SizeIs(testing::Gt(60U)), Contains("consume")));
-  EXPECT_THAT(Sandbox::faultKinds(), AllOf(SizeIs(20), Contains("gzipBomb")));
+  EXPECT_THAT(Sandbox::faultKinds(), AllOf(SizeIs(21), Contains("gzipBomb")));
   EXPECT_THAT(Sandbox::faultRoutes(), Not(Contains("inspection"))) << "it is never disturbed";
   servers.clearFaults();
   EXPECT_EQ(client.get("/account/callback").status, 200);

@@ -18,7 +18,7 @@ struct KindRow {
   std::string_view members;  ///< those of Fault that say more, with a blank between them
 };
 
-constexpr std::array<KindRow, 20> kinds{{
+constexpr std::array<KindRow, 21> kinds{{
     {Kind::closeAtOnce, "closeAtOnce", "the connection ends in order before a byte of an answer", ""},
     {Kind::resetAtOnce, "resetAtOnce", "the connection is reset before a byte of an answer", ""},
     {Kind::resetRequestAfter, "resetRequestAfter", "reset after so many bytes of the request's body",
@@ -46,6 +46,8 @@ constexpr std::array<KindRow, 20> kinds{{
     {Kind::hugeBody, "hugeBody", "an answer of so many bytes", "bytes"},
     {Kind::deepNesting, "deepNesting", "an answer with arrays nested so deep", "bytes"},
     {Kind::acceptLess, "acceptLess", "YouTube takes so many bytes of a chunk, and says so", "bytes"},
+    {Kind::statusAfterAct, "statusAfterAct", "this status and text, although the service has acted",
+     "code text"},
 }};
 
 bool readNumber(const Json::Value& value, const char* name, long long& number) {

@@ -260,6 +260,23 @@ TEST_F(YoutubeUpload, ChunkCountsInPartWhenToldSo) {
   EXPECT_EQ(server.uploads()[0].sha256, sha256Of(file));
 }
 
+TEST_F(YoutubeUpload, GatewayMayRefuseWhatTheServiceHasTaken) {
+  const std::string file = someFile(unit + 7);
+  const std::string target = openUpload(client, token, file.size());
+  const Fault refused = Fault::statusAfterAct(524, "late", "text/plain").withHeader("Retry-After", "7");
+  const auto order = server.orderFault(Route::youtubeUploadChunk, refused);
+
+  const Answer answer = putChunk(client, target, token, file, 0, file.size());
+
+  EXPECT_EQ(answer.status, 524);
+  EXPECT_EQ(answer.body, "late");
+  EXPECT_EQ(answer.header("Content-Type"), "text/plain");
+  EXPECT_EQ(answer.header("Retry-After"), "7");
+  EXPECT_EQ(server.faultsDelivered(order), 1U);
+  EXPECT_TRUE(server.uploads()[0].complete);
+  EXPECT_EQ(putChunk(client, target, token, file, 0, file.size()).status, 200);
+}
+
 TEST_F(YoutubeUpload, HashingCanBeLeftOut) {
   SandboxOptions options;
   options.hashUploads = false;

@@ -207,6 +207,7 @@ TEST_F(Inspection, SaysWhyAFaultCanNeverHappen) {
   EXPECT_THAT(why(R"("kind":"removeMember")"), StartsWith("path \"\" is none"));
   EXPECT_THAT(why(R"("kind":"replaceMember","path":"id")"), StartsWith("text is the JSON"));
   EXPECT_THAT(why(R"("kind":"status","code":99)"), StartsWith("code is an HTTP status"));
+  EXPECT_THAT(why(R"("kind":"statusAfterAct","code":600)"), StartsWith("code is an HTTP status"));
   EXPECT_THAT(why(R"("kind":"acceptLess","bytes":1)"), StartsWith("acceptLess is for the route"));
   EXPECT_EQ(why(R"("kind":"replaceMember","path":"a.0.b","text":"7")"), "");
   EXPECT_EQ(get("faults").size(), 1U);
