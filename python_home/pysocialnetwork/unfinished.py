@@ -107,18 +107,19 @@ class Unfinished:
         with self._lock:
             return self._logouts.get(user, 0)
 
-    def keep(self, subject: Subject, values: Dict[str, str], logouts: int = 0) -> None:
-        """Nothing, where the user has logged out since `logouts` was told. However often it is kept again, its day is
-        that of its beginning."""
+    def keep(self, subject: Subject, values: Dict[str, str], logouts: int = 0) -> bool:
+        """False and nothing, where the user has logged out since `logouts` was told. However often it is kept again,
+        its day is that of its beginning."""
         with self._lock:
             if logouts != self._logouts.get(subject.user, 0):
-                return
+                return False
             self._drop_old()
             self._kept.pop(subject, None)
             since = values.since if isinstance(values, Record) else None
             self._kept[subject] = (self._clock() if since is None else since, values)
             while len(self._kept) > MOST:
                 self._kept.pop(next(iter(self._kept)))
+            return True
 
     def forget(self, user: str) -> None:
         """All that was kept of this user's uploads; `user` is as `user_of` tells it."""

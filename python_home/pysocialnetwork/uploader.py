@@ -232,8 +232,9 @@ class Uploader(Details):
                 yield values
             except Exception as error:
                 # What nobody foresaw tells nothing of the video.
-                if values and (isinstance(error, GOES_ON) or not isinstance(error, UploadError)):
-                    unfinished.kept.keep(subject, values, logouts)
+                may_go_on = isinstance(error, GOES_ON) or not isinstance(error, UploadError)
+                if values and may_go_on and unfinished.kept.keep(subject, values, logouts):
+                    self._debug("what the service has of the video is kept for the next start")
                 raise
 
     def afterwards(self, what: str, operation: Callable[[], None]) -> None:

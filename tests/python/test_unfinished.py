@@ -235,8 +235,9 @@ class GoingOn(unittest.TestCase):
 
     def broken_off(self, at=2000):
         self.sessions.break_at = at
-        end, _ = self.upload()
+        end, host = self.upload()
         self.assertEqual(end.code, ERROR, end.text)
+        self.assertIn("what the service has of the video is kept for the next start", host.texts())
         self.sessions.break_at = None
         self.sessions.asked.clear()
 
