@@ -2,8 +2,13 @@
 
 #include <httplib.h>
 
-TlsServer::TlsServer(const TestAuthority::Files& files, int keepAliveSeconds)
+TlsServer::TlsServer(const TestAuthority::Files& files, int keepAliveSeconds, Versions versions)
     : server_(std::make_unique<httplib::SSLServer>(files.certificate.c_str(), files.key.c_str())) {
+  if (versions == Versions::upTo11) {
+    SSL_CTX_set_min_proto_version(server_->ssl_context(), TLS1_VERSION);
+    SSL_CTX_set_max_proto_version(server_->ssl_context(), TLS1_1_VERSION);
+    SSL_CTX_set_cipher_list(server_->ssl_context(), "DEFAULT:@SECLEVEL=0");
+  }
   server_->set_keep_alive_max_count(1000);
   server_->set_keep_alive_timeout(keepAliveSeconds);
   // Under a sanitizer a client takes seconds to read the system's authorities in the middle of a handshake.

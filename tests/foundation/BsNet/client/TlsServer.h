@@ -15,8 +15,11 @@ class SSLServer;
 /// GET /away redirects to a plain http address.
 class TlsServer {
  public:
+  enum class Versions { all, upTo11 };
+
   /// Takes leave of a connection that was idle for so long.
-  explicit TlsServer(const TestAuthority::Files& files, int keepAliveSeconds = 60);
+  explicit TlsServer(const TestAuthority::Files& files, int keepAliveSeconds = 60,
+                     Versions versions = Versions::all);
   ~TlsServer();
   TlsServer(const TlsServer&) = delete;
   TlsServer& operator=(const TlsServer&) = delete;
