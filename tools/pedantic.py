@@ -81,6 +81,9 @@ def main():
 
 
 def is_wanted(path, arguments):
+    with open(os.path.join(ROOT, path), encoding="utf-8") as file:
+        if '.moc"' in file.read():
+            return False  # Qt writes what it includes when it is built
     return arguments.tests or bool(arguments.files) or not path.startswith("tests" + os.sep)
 
 
