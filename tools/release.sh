@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # What has to pass before packages leave the house, and is too slow for every change: makes the packages (tools/package.sh), looks
 # at them with lintian, and installs, uses, renews and removes them in a Debian of their own (debootstrap); unpacks the archive for
-# Windows, builds an example against it and runs it under wine. As root.
+# Windows, builds an example against it and runs it under wine, behind clang's look at all sources and tests. As root.
 #   tools/release.sh [debian|windows]...     (default: both)
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -150,6 +150,11 @@ windows() {
     cat "$work/packages.log"
     exit 1
   }
+  tools/pedantic.sh --tests >"$work/pedantic.log" 2>&1 || {
+    cat "$work/pedantic.log"
+    exit 1
+  }
+  say 'clang has nothing to say of any source'
   unzip -q build/packages/mediatransfer-*-Windows-x86_64.zip -d "$work/windows"
   unpacked=$(echo "$work"/windows/*)
   for file in share/man/man1/mediatransfer.1 share/bash-completion/completions/mediatransfer \
