@@ -34,6 +34,7 @@ class Undecided(UploadError):
 
     def __init__(self, why: object) -> None:
         super().__init__(in_doubt(why))
+        self.why = why
 
 
 class Refused(UploadError):

@@ -8,7 +8,7 @@ from urllib.parse import quote
 
 from .account import Account
 from .bodies import Fields, FilePart, LocalFile, Multipart, form
-from .errors import NOT_FOUND, FileTrouble, Refused, Transient, UploadError
+from .errors import NOT_FOUND, FileTrouble, Refused, Transient, Undecided, UploadError
 from .graph import BAD_PARAMETER, WrongOffset, next_stretch, read, stretch
 from .graphlogin import GraphUploader
 from .job import UploadJob, VideoRequest
@@ -173,7 +173,10 @@ class Uploader(GraphUploader):
         try:
             with LocalFile(job.request.thumbnail) as picture:
                 return self._publish(wire, kept, details, picture)
-        except (Refused, FileTrouble) as trouble:
+        except (Refused, FileTrouble, Undecided) as error:
+            trouble = error.why if isinstance(error, Undecided) else error
+            if not isinstance(trouble, (Refused, FileTrouble)):
+                raise
             # What else may have been wrong is wrong without the picture, too.
             self._publish(wire, kept, details, None)
             self.missing("thumbnail", trouble)

@@ -40,8 +40,7 @@ def once(wire: Wire, act: Callable[[], T], find: Callable[[], Optional[T]], kept
 
 def _once(wire: Wire, act: Callable[[], T], find: Callable[[], Optional[T]], kept: Dict[str, str]) -> T:
     setbacks = wire.setbacks()
-    # Whether the doubt is only about an act of an earlier upload: by now the service shows what came of that.
-    asking = earlier = MAYBE_OUT in kept
+    asking = MAYBE_OUT in kept
     refusal: Optional[UploadError] = None
     while True:
         try:
@@ -50,15 +49,12 @@ def _once(wire: Wire, act: Callable[[], T], find: Callable[[], Optional[T]], kep
                 if found is not None:
                     return found
                 if refusal is not None:
-                    if earlier and isinstance(refusal, Refused):
-                        del kept[MAYBE_OUT]
-                        raise refusal
+                    # The service may show late what came of an act, that of an earlier upload as well.
                     raise Undecided(refusal)
             asking = False
             with sending(kept):
                 return act()
         except Transient as trouble:
-            earlier = earlier and (asking or trouble.unprocessed)
             asking = MAYBE_OUT in kept
             wire.bear(setbacks, trouble)
         except (Stopped, TokenInvalid, Undecided):
@@ -175,12 +171,14 @@ def removed_if_refused(
     kept: Dict[str, str], remove: Callable[[], object], debug: Callable[[str], None]
 ) -> Iterator[None]:
     """Takes away what the service has of a video that will never be out. One whose upload broke off is kept, since
-    it may go on."""
+    it may go on, and so is one that may be out, but where the service says that it is not."""
     try:
         yield
     except GOES_ON:
         raise
-    except UploadError:
+    except UploadError as error:
+        if MAYBE_OUT in kept and not isinstance(error, Discarded):
+            raise Undecided(error) from None
         if kept:
             _removed(remove, debug)
         raise

@@ -317,6 +317,30 @@ class Facebook(PlatformCase):
                 self.assertEqual(self.upload(thumbnail=picture).code, FINISHED)
                 self.assertIn("without its thumbnail", self.uploader.GetLastError())
 
+    def test_a_publication_that_may_be_done_is_never_answered_by_a_removal(self):
+        refused = as_reply({"error": {"code": 100, "message": "published already"}}, 400)
+        ready, late, hidden = self.state(video_status="ready"), self.state(video_status="uploading"), Reply(403)
+        host = Host()
+        host.attach(self.uploader)
+        with video_file(5000) as (path, _), self.finishes([Reply(502), refused], [hidden, late, late, ready]) as server:
+            for number, code in ((1, ERROR), (2, ERROR), (3, FINISHED)):
+                self.uploader.StartUpload(path, "T", "", "", "", "")
+                end = host.wait_for_end(number)
+                self.assertEqual((end.code, "whether the video is out" in end.text), (code, code == ERROR))
+            self.assertNotIn("DELETE", server.seen)
+
+    def test_a_thumbnail_that_is_refused_in_a_doubt_does_not_cost_the_video(self):
+        refused = as_reply({"error": {"code": 100, "message": "no picture"}}, 400)
+        late = self.state(video_status="uploading")
+        with video_file(10, ".png") as (picture, _):
+            with self.finishes([Reply(502), refused, as_reply({"success": True})], [late] * 3):
+                self.assertEqual(self.upload(thumbnail=picture).code, FINISHED)
+            self.assertIn("without its thumbnail: Facebook: no picture", self.uploader.GetLastError())
+            # Who can't be asked is not asked for it once more.
+            with self.finishes([Reply(502)], [Reply(500)] * 20) as server:
+                self.assertIn("whether the video is out", self.upload(thumbnail=picture).text)
+                self.assertLessEqual(server.seen.count("status"), self.uploader.job_policy.attempts)
+
     def test_a_thumbnail_that_vanishes_does_not_cost_the_video(self):
         with video_file(10, ".png") as (picture, _):
             usual = self.phases([self.at(5000, 5000)])

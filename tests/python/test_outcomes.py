@@ -248,17 +248,19 @@ class Once(unittest.TestCase):
         self.assertEqual(seen, ["act", "find", "act", "find"])
         self.assertEqual(self.done([refused]), (refused, ["act"]))
 
-    def test_a_refusal_is_the_end_where_nothing_came_of_an_earlier_uploads_act(self):
-        lost, refused, busy = Transient("lost"), Refused("no such category", 400), Transient("x", unprocessed=True)
-        for acts, finds in (([refused], [None, None]), ([busy, refused], [None, lost, None, lost, None])):
+    def test_a_refusal_leaves_the_doubt_about_an_earlier_uploads_act(self):
+        lost, refused, busy = Transient("lost"), Refused("done already", 400), Transient("x", unprocessed=True)
+        for acts, finds in (
+            ([refused], [None, None]),
+            ([busy, refused], [None, lost, None, lost, None]),
+            ([lost, refused], [None] * 3),
+            ([refused], [None, Refused("no right", 403)]),
+        ):
             kept = {MAYBE_OUT: "yes", "id": "7"}
-            self.assertIs(self.done(acts, finds, kept)[0], refused)
-            self.assertEqual(kept, {"id": "7"})
-        # Its own lost answer is a doubt of its own, and so is what is found no more to be told.
-        for acts, finds in (([lost, refused], [None] * 3), ([refused], [None, Refused("no right", 403)])):
-            kept = {MAYBE_OUT: "yes"}
             self.assertIsInstance(self.done(acts, finds, kept)[0], Undecided)
-            self.assertIn(MAYBE_OUT, kept)
+            self.assertEqual(kept, {MAYBE_OUT: "yes", "id": "7"})
+        # By the next start the service may show it.
+        self.assertEqual(self.done([], ["done"], kept)[0], "done")
 
     def test_tries_end(self):
         lost, busy = Transient("lost"), Transient("busy", unprocessed=True)
@@ -371,6 +373,22 @@ class RemovedIfRefused(unittest.TestCase):
             ):
                 raise error
             self.assertEqual((len(calls), len(lines)), (int(removed), int(removed)), error)
+
+    def test_what_may_be_out_is_removed_only_where_the_service_says_that_it_is_not(self):
+        for error, told in (
+            (Refused("gone", 404), Undecided),
+            (FileTrouble("the file changed"), Undecided),
+            (UploadError("what is kept makes no sense"), Undecided),
+            (TokenInvalid("over"), TokenInvalid),
+            (Discarded("thrown away", 200), Discarded),
+        ):
+            calls = []
+            with self.assertRaises(told) as caught, outcome.removed_if_refused(
+                {"id": "7", MAYBE_OUT: "yes"}, lambda: calls.append(1), lambda line: None
+            ):
+                raise error
+            self.assertEqual(str(caught.exception), DOUBT % error if told is Undecided else str(error))
+            self.assertEqual(len(calls), int(told is Discarded), error)
 
     def test_a_removal_that_fails_is_told_and_hides_nothing(self):
         def refuse():

@@ -98,6 +98,28 @@ class Twitch(PlatformCase):
                     self.assertEqual(host.wait_for_end(2).code, FINISHED)
                 self.assertEqual([request.method for request in server.requests], methods)
 
+    def test_a_completion_that_may_be_done_is_never_answered_by_a_removal(self):
+        completed = as_reply({"status": 400, "message": "completed already"}, 400)
+        for late in ([as_reply({"status": "uploading"})] * 2, [Reply(404)] * 2):
+            host = Host()
+            host.attach(self.uploader)
+            waiting = {"GET": [Reply(403), *late, as_reply({"status": "recorded"})]}
+            waiting["complete"] = [Reply(500), completed]
+
+            def respond(request):
+                if "complete" in request.path or request.method == "GET":
+                    return waiting[request.method if request.method == "GET" else "complete"].pop(0)
+                created = {"upload": {"url": server.url + "/put", "token": "up-token"}, "video": {"_id": "v12"}}
+                return as_reply(created)
+
+            with video_file(5000) as (path, _), self.serve(respond) as server:
+                for number, code in ((1, ERROR), (2, ERROR), (3, FINISHED)):
+                    self.uploader.StartUpload(path, "T", "", "", "", "")
+                    end = host.wait_for_end(number)
+                    self.assertEqual((end.code, "whether the video is out" in end.text), (code, code == ERROR))
+                methods = [request.method for request in server.requests]
+            self.assertEqual(methods, ["POST", "PUT", "POST", "GET", "GET", "POST", "GET", "GET"])
+
     def test_a_part_that_is_refused_later_is_decided_by_the_video(self):
         for shown, methods in (
             (as_reply({"status": "uploading"}), ["PUT", "GET"]),
