@@ -50,6 +50,10 @@ class Hindered(UploadError):
     """Something on the way to the service was in the way, of which the service knows nothing."""
 
 
+class RenewalRefused(Hindered):
+    """The login could not be renewed, which says nothing about it, nor about a video."""
+
+
 class FileTrouble(UploadError):
     """The file can't be sent as it is."""
 

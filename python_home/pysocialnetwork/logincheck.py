@@ -9,7 +9,7 @@ from __future__ import annotations
 import os
 from typing import Callable
 
-from .errors import Refused, TokenInvalid, UploadError
+from .errors import Refused, RenewalRefused, TokenInvalid, UploadError
 from .login import Login
 
 ENVIRONMENT_VARIABLE = "MEDIATRANSFER_LOGIN_CHECK"
@@ -37,7 +37,7 @@ def verdict(how: str, login: Login, ask: Callable[[], None]) -> str:
         ask()
     except TokenInvalid:
         raise
-    except Refused as error:
+    except (Refused, RenewalRefused) as error:
         return UNDECIDED + str(error)
     except UploadError as error:
         return UNREACHABLE + str(error)

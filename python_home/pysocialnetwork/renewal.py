@@ -8,7 +8,7 @@ from contextlib import contextmanager
 from typing import Callable, Dict, Iterator, Optional, TypeVar
 from weakref import WeakValueDictionary
 
-from .errors import TokenInvalid, Transient
+from .errors import Hindered, Refused, RenewalRefused, TokenInvalid, Transient, UploadError
 from .login import SAFETY_SECONDS, Login
 from .tokenstore import TokenStore
 from .wire import Wire
@@ -120,6 +120,10 @@ class Renewal:
         except TokenInvalid:
             self._store.drop(stale)
             raise
+        except Refused as refused:
+            raise RenewalRefused(str(refused)) from None
+        except UploadError as error:
+            raise Hindered(str(error)) from None
         if renewed is None:
             return None
         renewals.keep(newest, renewed)

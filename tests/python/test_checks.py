@@ -83,6 +83,13 @@ class Checks(ServicesCase):
                 self.assertEqual(number, 1)
                 self.assertTrue(said.startswith("undecided: "), said)
 
+    def test_a_renewal_that_is_refused_decides_nothing(self):
+        token = self.signed_in("twitch").GetAccessToken()
+        stale = replace(Login.from_text(token, "twitch"), expires=int(time.time()) - 5).to_text()
+        order = self.order("twitchToken", "status", code=403, text="{}")
+        self.assertEqual(self.check("twitch", stale), (1, "undecided: Twitch: status 403"))
+        self.assertEqual((self.delivered(order), self.checked.GetAccessToken()), (1, stale))
+
     def test_a_renewal_that_went_before_is_kept_when_the_rest_fails(self):
         token = self.signed_in("twitch").GetAccessToken()
         stale = replace(Login.from_text(token, "twitch"), expires=int(time.time()) - 5).to_text()

@@ -4,11 +4,12 @@ import os
 import threading
 import time
 import unittest
+from dataclasses import replace
 from unittest import mock
 
 from pysocialnetwork import unfinished, youtube
 from pysocialnetwork.bodies import LocalFile
-from pysocialnetwork.errors import Stopped
+from pysocialnetwork.errors import Refused, Stopped, UploadError
 from pysocialnetwork.job import VideoRequest
 from pysocialnetwork.login import Login
 from pysocialnetwork.stopsignal import StopSignal
@@ -337,6 +338,24 @@ class GoingOn(unittest.TestCase):
         end, _ = self.upload()
         self.assert_one_video(end)
         self.assertEqual(len(self.sessions.contents), 1)
+
+    def test_a_login_that_is_not_renewed_for_now_says_nothing_of_the_session(self):
+        for error in (Refused("another application", 400), Refused("no page", 404), UploadError("no key")):
+            with self.subTest(error):
+                self.sessions.reset()
+                for _ in range(2):
+                    with mock.patch.object(youtube.Uploader, "_renew", side_effect=error):
+                        uploader = self.uploader(refresh="r")
+
+                    def on_event(event):
+                        if event.code == 1:
+                            uploader.set_login(replace(uploader.login, expires=1))
+
+                    end, _ = self.upload(uploader, on_event=on_event)
+                    self.assertEqual((end.code, end.text), (ERROR, str(error)))
+                end, _ = self.upload()
+                self.assert_one_video(end)
+                self.assertEqual(len(self.sessions.contents), 1)
 
     def test_two_at_once_do_not_go_on_with_the_same(self):
         self.broken_off()
