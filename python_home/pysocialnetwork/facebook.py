@@ -109,12 +109,18 @@ class Uploader(GraphUploader):
                 # A session that is over is none of the parameters that are taken.
                 return concerns_parameters(refused) and not is_there(lambda: self._show(wire, kept["video_id"]))
 
-            with removed_if_refused(kept, remove, self._debug):
-                if not went_on(kept, lambda: self._transfer(job, wire, video, kept), remove, self._debug, is_gone):
-                    self._start(wire, video, kept)
-                    self._transfer(job, wire, video, kept)
+            def send() -> None:
+                self._transfer(job, wire, video, kept)
+
+            def finish() -> None:
                 with deferring(concerns_parameters):
                     self._finish(job, wire, kept, [("upload_session_id", kept["upload_session_id"]), *details])
+
+            with removed_if_refused(kept, remove, self._debug):
+                if not went_on(kept, send, remove, self._debug, is_gone, finish):
+                    self._start(wire, video, kept)
+                    send()
+                    finish()
         return "https://www.facebook.com/watch/?v=" + kept["video_id"]
 
     def _start(self, wire: Wire, video: LocalFile, kept: Dict[str, str]) -> None:

@@ -128,16 +128,19 @@ def went_on(
     remove: Callable[[], object],
     debug: Callable[[str], None],
     is_gone: Callable[[Refused], bool] = lambda refused: False,
+    finish: Callable[[], None] = lambda: None,
 ) -> bool:
-    """Whether `send` brought all of a video to the service whose upload broke off before. What the service has given up
-    is removed, and its record is empty then. `is_gone` asks where a refusal does not say so itself."""
+    """Whether `send` and `finish` brought a video to its end whose upload broke off before. What the service has given up
+    is removed, and its record is empty then. `is_gone` asks where a refusal does not say so itself. Of the refusals of
+    `finish` those are Deferred that may pass."""
     if not kept:
         return False
     try:
         with deferring():
             send()
+        finish()
     except Refused as refused:
-        if isinstance(refused, Deferred) and not is_gone(refused):
+        if not (is_final(refused) or is_gone(refused)):
             raise
         debug("%s; the upload begins anew" % refused)
         _removed(remove, debug)

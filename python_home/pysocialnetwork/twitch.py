@@ -89,8 +89,14 @@ class Uploader(RefreshingUploader):
             def is_gone(refused: Refused) -> bool:
                 return not is_there(lambda: self._video(wire, "GET", kept["name"]))
 
+            def send() -> None:
+                self._send(job, wire, video, kept)
+
+            def finish() -> None:
+                self._complete(wire, kept)
+
             with removed_if_refused(kept, remove, self._debug):
-                if not went_on(kept, lambda: self._send(job, wire, video, kept), remove, self._debug, is_gone):
+                if not went_on(kept, send, remove, self._debug, is_gone, finish):
                     created = self.authorized(wire, lambda login: self._create(wire, login, job, viewable))
                     kept.update(
                         place=require_same_safety(service, member(created, "upload", "url")),
@@ -99,15 +105,8 @@ class Uploader(RefreshingUploader):
                         page=text_member(created, "video", "url"),
                         sent="0",
                     )
-                    self._send(job, wire, video, kept)
-                complete = kept["place"] + "/complete?" + urlencode({"upload_token": kept["token"]})
-                with deferring(lambda refused: refused.status == BAD_REQUEST):
-                    once(
-                        wire,
-                        lambda: read(wire.exchange("POST", complete), with_login=False),
-                        lambda: self._completed(wire, kept["name"]),
-                        kept,
-                    )
+                    send()
+                    finish()
         return kept["page"] or "https://www.twitch.tv/videos/" + kept["name"]
 
     def _create(self, wire: Wire, login: Login, job: UploadJob, viewable: str) -> Dict[str, Any]:
@@ -131,6 +130,16 @@ class Uploader(RefreshingUploader):
             "Client-ID": self.app_key,
             "Authorization": "OAuth " + login.access,
         }
+
+    def _complete(self, wire: Wire, kept: Dict[str, str]) -> None:
+        address = kept["place"] + "/complete?" + urlencode({"upload_token": kept["token"]})
+        with deferring(lambda refused: refused.status == BAD_REQUEST):
+            once(
+                wire,
+                lambda: read(wire.exchange("POST", address), with_login=False),
+                lambda: self._completed(wire, kept["name"]),
+                kept,
+            )
 
     def _completed(self, wire: Wire, name: str) -> Optional[Dict[str, Any]]:
         try:

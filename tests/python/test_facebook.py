@@ -184,6 +184,26 @@ class Facebook(PlatformCase):
             _, requests = self.gone_on(busy, refusal, self.at(5000, 5000), finished=len(methods) > 1)
             self.assertEqual([request.method for request in requests], methods)
 
+    def test_a_video_that_is_gone_before_its_publication_begins_anew(self):
+        gone, done = self.refused(100, 33), as_reply({"success": True})
+        anew = ["DELETE", "POST", "POST", "POST", "POST"]
+        for refusal, shown, methods in (
+            (gone, [], ["POST", *anew]),
+            (self.refused(100), [gone], ["POST", "GET", *anew]),
+            (self.refused(100), [self.state(video_status="uploading")], ["POST", "GET", "DELETE"]),
+            (self.refused(200, status=403), [], ["POST"]),
+        ):
+            host = Host()
+            host.attach(self.uploader)
+            finishes = [self.refused(200, status=403), refusal, done]
+            with video_file(5000) as (path, _), self.finishes(finishes, shown, uploads=2) as server:
+                for number in (1, 2):
+                    before = len(server.requests)
+                    self.uploader.StartUpload(path, "T", "", "", "", "")
+                    end = host.wait_for_end(number)
+                self.assertEqual([request.method for request in server.requests[before:]], methods, end.text)
+                self.assertEqual(end.code, FINISHED if len(methods) > 3 else ERROR)
+
     def test_a_stop_during_a_removal_leaves_it_for_the_next_start(self):
         host = Host()
         host.attach(self.uploader)
@@ -244,10 +264,10 @@ class Facebook(PlatformCase):
         ):
             self.assertIn("whether the video is out could not be found out", self.upload().text)
 
-    def finishes(self, finish, status):
+    def finishes(self, finish, status, uploads=1):
         """Answers "finish" and the questions about the video in turn, and anything else as usual."""
         waiting = {"finish": list(finish), "status": list(status)}
-        usual = self.phases([self.at(2000, 5000), self.at(5000, 5000)])
+        usual = self.phases([self.at(2000, 5000), self.at(5000, 5000)] * uploads)
         seen = []
 
         def respond(request):

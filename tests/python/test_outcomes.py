@@ -340,6 +340,33 @@ class WentOn(unittest.TestCase):
                 outcome.went_on(kept, send, lambda: removed.append(1), lambda line: None, is_gone)
             self.assertEqual((asked, len(removed), bool(kept)), ([("a limit", 403, "limit")], int(gone), not gone))
 
+    def test_a_video_that_is_gone_at_its_end_begins_anew_as_well(self):
+        for error, gone, anew in (
+            (Refused("gone", 404), False, True),
+            (Refused("no such upload", 400), True, True),
+            (Deferred("a limit", 403), True, True),
+            (Refused("no such privacy", 400), False, False),
+            (Deferred("a limit", 403), False, False),
+            (Undecided("lost"), True, False),
+        ):
+            kept, removed, ended, steps = {"id": "7"}, [], None, []
+
+            def finish(error=error):
+                steps.append("finish")
+                raise error
+
+            def send():
+                steps.append("send")
+
+            try:
+                outcome.went_on(
+                    kept, send, lambda: removed.append(1), lambda line: None, lambda refused, gone=gone: gone, finish
+                )
+            except UploadError as trouble:
+                ended = trouble
+            self.assertEqual((ended, len(removed), bool(kept)), (None if anew else error, int(anew), not anew), error)
+            self.assertEqual(steps, ["send", "finish"])
+
     def test_a_stop_during_the_removal_leaves_the_record(self):
         kept = {"id": "7"}
 

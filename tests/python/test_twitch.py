@@ -120,6 +120,26 @@ class Twitch(PlatformCase):
                 methods = [request.method for request in server.requests]
             self.assertEqual(methods, ["POST", "PUT", "POST", "GET", "GET", "POST", "GET", "GET"])
 
+    def test_a_video_that_is_gone_before_its_completion_begins_anew(self):
+        anew = ["DELETE", "POST", "PUT", "POST"]
+        for refusal, shown, methods in (
+            (404, Reply(500), ["POST", *anew]),
+            (400, Reply(404), ["POST", "GET", *anew]),
+            (403, Reply(404), ["POST", "GET", *anew]),
+            (403, as_reply({"status": "uploading"}), ["POST", "GET"]),
+            (400, as_reply({"status": "uploading"}), ["POST", "GET", "DELETE"]),
+        ):
+            host = Host()
+            host.attach(self.uploader)
+            moves = [Reply(200), Reply(403), Reply(refusal), Reply(200), Reply(200)]
+            with video_file(5000) as (path, _), self.twitch(*moves, GET=shown, DELETE=Reply(204)) as server:
+                for number in (1, 2):
+                    before = len(server.requests)
+                    self.uploader.StartUpload(path, "T", "", "", "", "")
+                    end = host.wait_for_end(number)
+                self.assertEqual([request.method for request in server.requests[before:]], methods, end.text)
+                self.assertEqual(end.code, FINISHED if "PUT" in methods else ERROR)
+
     def test_a_part_that_is_refused_later_is_decided_by_the_video(self):
         for shown, methods in (
             (as_reply({"status": "uploading"}), ["PUT", "GET"]),
