@@ -125,6 +125,7 @@ class Wire:
         """
         setbacks = self.setbacks()
         farthest = offset
+        broke_off = False
         while offset < size:
             try:
                 reached = ask(offset) if asking else send(offset)
@@ -135,9 +136,10 @@ class Wire:
             except Transient as trouble:
                 self.bear(setbacks, trouble)
                 asking = True
+                broke_off = broke_off or not trouble.unprocessed
                 continue
             except Refused as refused:
-                if is_final(refused) or not (farthest or asking):
+                if is_final(refused) or not (farthest or asking or broke_off):
                     raise
                 raise Deferred.of(refused) from None
             asking = False

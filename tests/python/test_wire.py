@@ -7,7 +7,7 @@ from unittest import mock
 
 from pysocialnetwork.bodies import LocalFile, form
 from pysocialnetwork.connection import Origin, TimeLimits, origin_of
-from pysocialnetwork.errors import Stopped, Transient, UploadError
+from pysocialnetwork.errors import Deferred, Refused, Stopped, Transient, UploadError
 from pysocialnetwork.retry import RetryPolicy
 from pysocialnetwork.stopsignal import StopSignal
 from pysocialnetwork.wire import Wire, require_same_safety
@@ -224,6 +224,21 @@ class Transfers(WireCase):
             self.run_transfer([40] + [Transient("x"), 40] * 20, [0] * 20)
         with self.assertRaisesRegex(Transient, "did not take"):
             self.run_transfer([0] * 20, [0] * 20)
+
+    def test_a_refusal_leaves_what_the_service_may_have(self):
+        refused, busy = Refused("a limit", 403), Transient("x", unprocessed=True)
+        for steps, answers, told in (
+            ([refused], [], Refused),
+            ([busy, refused], [0], Refused),
+            ([40, refused], [], Deferred),
+            ([Transient("x")], [refused], Deferred),
+            # Of a service that can't be asked the answer is where the part began.
+            ([Transient("x"), refused], [0], Deferred),
+            ([Transient("x"), Refused("gone", 404)], [0], Refused),
+        ):
+            with self.assertRaises(Refused) as caught:
+                self.run_transfer(list(steps), list(answers))
+            self.assertIs(type(caught.exception), told, steps)
 
     def test_positions_outside_the_file_are_refused(self):
         for reached in (-1, 101):
