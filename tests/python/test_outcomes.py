@@ -107,10 +107,11 @@ class LostEnds(ServicesCase):
             self.assertEqual(len(self.stored(content)), 1)
 
     def test_a_session_that_is_gone_before_all_was_there_is_replaced(self):
+        # Of a part in the midst: of the last one everything may be on its way when the trouble comes.
         lost_part = {"kind": "resetRequestAfter", "bytes": 1 << 20}
         # All was sent, and then the service says that it has nothing.
         never_came = {"kind": "closeAtOnce"}
-        for size, lost, nth in ((7 << 20, lost_part, 2), (5000, never_came, 3)):
+        for size, lost, nth in ((12 << 20, lost_part, 2), (5000, never_came, 3)):
             with self.subTest(**lost):
                 self.order("youtubeUploadChunk", **lost)
                 gone = self.order("youtubeUploadChunk", "status", nth=nth, code=404)
@@ -299,6 +300,33 @@ class Once(unittest.TestCase):
     def test_a_stop_is_no_trouble(self):
         stop = Stopped()
         self.assertIs(self.done([stop])[0], stop)
+
+
+class Transferred(unittest.TestCase):
+    def ended(self, sent):
+        """What comes of a session that is gone, and of its record, behind a last part of ten bytes that broke off once so many
+        were sent."""
+        job = mock.Mock(position=0)
+        kept = {}
+
+        def send(offset):
+            job.position = offset + sent
+            raise Transient("broke off")
+
+        def ask(offset):
+            raise UploadError("gone")
+
+        with make_wire(QUICK) as wire:
+            try:
+                outcome.transferred(job, wire, 10, 100, send, ask, kept, False)
+            except UploadError as error:
+                return type(error), kept
+
+    def test_what_was_not_sent_whole_is_not_out(self):
+        self.assertEqual(self.ended(9), (UploadError, {}))
+
+    def test_what_was_sent_whole_may_be_out(self):
+        self.assertEqual(self.ended(10), (Undecided, {MAYBE_OUT: "yes"}))
 
 
 class WentOn(unittest.TestCase):
