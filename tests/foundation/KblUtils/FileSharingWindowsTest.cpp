@@ -51,6 +51,22 @@ TEST(FileSharing, AReaderDelaysAPublicationAndDoesNotSpoilIt) {
   EXPECT_EQ(folder.read("file"), "new");
 }
 
+TEST(FileSharing, AReaderOfWhatCameTooLateLeavesNothingOfItBehind) {
+  const TemporaryDirectory folder;
+  folder.write("file", "first");
+  folder.write("made", "second");
+  const HANDLE reader = openWithoutSharingDeletion(folder.path() / "made");
+  ASSERT_NE(reader, INVALID_HANDLE_VALUE);
+  const std::jthread leaving([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    CloseHandle(reader);
+  });
+
+  EXPECT_FALSE(KBL::System::publishNewFile(folder.file("made"), folder.file("file")));
+  EXPECT_FALSE(std::filesystem::exists(folder.path() / "made"));
+  EXPECT_EQ(folder.read("file"), "first");
+}
+
 TEST(FileSharing, AFolderIsNotWaitedFor) {
   const TemporaryDirectory folder;
   std::filesystem::create_directory(folder.path() / "target");
