@@ -5,6 +5,7 @@
 #if defined(_WIN32)
 #include <fcntl.h>
 #include <io.h>
+#include <windows.h>
 #else
 #include <unistd.h>
 #endif
@@ -110,6 +111,23 @@ TEST_F(ByteOutputTest, WhereNobodyReadsIsGivenUpWhenAllIsOver) {
 
   EXPECT_EQ(sent, BytesSent::interrupted);
 }
+
+#if defined(_WIN32)
+
+TEST_F(ByteOutputTest, LeavesAPipeThatOthersHaveAsItWas) {
+  asked = 0;
+  const std::string bytes(much, 'b');
+
+  ASSERT_EQ(sendBytes(bytes.data(), bytes.size(), &isOverSoon), BytesSent::interrupted);
+
+  DWORD state = 0;
+  ASSERT_NE(GetNamedPipeHandleStateW(reinterpret_cast<HANDLE>(_get_osfhandle(output)), &state, nullptr,
+                                     nullptr, nullptr, nullptr, 0),
+            0);
+  EXPECT_EQ(state & PIPE_NOWAIT, 0U);
+}
+
+#endif
 
 TEST_F(ByteOutputTest, ReachesASlowReaderToTheLastByte) {
   std::string bytes(much, 'b');
