@@ -44,7 +44,10 @@ write_manual() {
   (
     export WINEPREFIX=$1/wine WINEDEBUG=-all WINEDLLOVERRIDES='mscoree,mshtml='
     trap 'timeout 60 /usr/lib/wine/wineserver64 --wait || /usr/lib/wine/wineserver64 -k || true' EXIT
-    /usr/lib/wine/wine64 wineboot --init >/dev/null 2>&1
+    /usr/lib/wine/wine64 wineboot --init >build/wine.log 2>&1 || {
+      cat build/wine.log
+      exit 1
+    }
     program=$1/bin/mediatransfer.exe
     for shell in bash zsh fish; do
       /usr/lib/wine/wine64 "$program" completion "$shell" | tr -d '\r' >"$written/mediatransfer.$shell"

@@ -43,10 +43,14 @@ if [ "$preset" = mingw ]; then
   trap '/usr/lib/wine/wineserver64 -k || true' EXIT
   mkdir -p "$WINEPREFIX"
   /usr/lib/wine/wineserver64 -k || true  # one that a former run left would be waited for below
-  /usr/lib/wine/wine64 wineboot --init >/dev/null 2>&1
-  /usr/lib/wine/wineserver64 --wait
-  /usr/lib/wine/wineserver64 --persistent >/dev/null 2>&1
-  /usr/lib/wine/wine64 wineboot >/dev/null 2>&1
+  {
+    /usr/lib/wine/wine64 wineboot --init && timeout 300 /usr/lib/wine/wineserver64 --wait &&
+      /usr/lib/wine/wineserver64 --persistent && /usr/lib/wine/wine64 wineboot
+  } </dev/null >build/mingw/wine.log 2>&1 || {
+    cat build/mingw/wine.log
+    printf 'test: wine does not start, or does not come to rest\n' >&2
+    exit 1
+  }
   ctest --preset mingw --parallel $(($(nproc) * 2)) "$@"
   exit
 fi
