@@ -1,5 +1,8 @@
 """Ctrl-C: the first ends through the interface, a second one at once."""
 
+import pathlib
+import signal
+import subprocess
 import time
 import unittest
 
@@ -14,6 +17,23 @@ class InterruptOfALogin(HostTest):
         running.wait_for_event("login_url")
         running.interrupt()
         self.assert_ends(running.end(limit=30), 130)
+
+
+class InterruptOfAQuestion(HostTest):
+    def test_ends_the_wait_for_a_value(self):
+        self.own_options()
+        running = self.start_program("config", "set", "app-secret", "-", stdin=subprocess.PIPE)
+        status = pathlib.Path("/proc/%d/status" % running.process.pid)
+
+        def is_watching():
+            (caught,) = [line for line in status.read_text().splitlines() if line.startswith("SigCgt:")]
+            return int(caught.split()[1], 16) >> (signal.SIGINT - 1) & 1
+
+        wait_until(is_watching, "the program's own end")
+        running.interrupt()
+        result = running.end(limit=30)
+        self.assertEqual(result.code, 130, result)
+        self.assert_one_line(result.err, "stopped while the value was waited for")
 
 
 class InterruptOfAnUpload(SignedInTest):

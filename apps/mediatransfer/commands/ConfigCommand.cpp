@@ -1,11 +1,13 @@
 #include "commands/Commands.h"
+#include "host/Interrupt.h"
 #include "options/ConfigFile.h"
 #include "options/Failure.h"
 #include "options/Suggestion.h"
+#include "system/StandardInput.h"
 #include <KblUtils/Path.h>
 
 #include <algorithm>
-#include <iostream>
+#include <chrono>
 #include <string>
 #include <string_view>
 
@@ -40,14 +42,21 @@ std::string absolutePath(const std::string& path) {
   return KBL::PathUtil::absolute(KBL::Path(path)).string();
 }
 
+/// What people type or another program gives; empty without any. Ctrl-C is heard meanwhile.
+std::string lineOfInput() {
+  constexpr std::chrono::milliseconds slice(100);
+  StandardInput input;
+  std::string line;
+  while (input.next(line, slice) == StandardInput::State::nothing) {
+    if (interrupted()) throw Failure(Exit::interrupted, "stopped while the value was waited for");
+  }
+  return line;
+}
+
 std::string newValue(const Setting& setting, const Options& options) {
   std::string value = options.configValue;
   // What stands on a command line is seen by other users of the machine.
-  if (value == "-") {
-    value.clear();
-    std::getline(std::cin, value);
-    if (value.ends_with('\r')) value.pop_back();
-  }
+  if (value == "-") value = lineOfInput();
   if (value.empty()) throw Failure(Exit::wrongUse, "the value is empty; give one, or use config unset");
   constexpr std::string_view blanks = " \t";
   if (blanks.find(value.front()) != blanks.npos || blanks.find(value.back()) != blanks.npos) {

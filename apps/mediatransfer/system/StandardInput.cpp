@@ -27,12 +27,46 @@ enum class Arrived { bytes, nothing, end };
 
 #if defined(_WIN32)
 
-/// Lines of the console as UTF-8. Any mouse or key wakes who waits for a console, and whoever reads it then
-/// waits for a whole line: a thread of its own does, which shows and mends what is typed, while others go on.
-/// One object a process.
-class ConsoleLines {
+bool isConsole(HANDLE input) {
+  DWORD mode = 0;
+  return GetConsoleMode(input, &mode) != 0;
+}
+
+/// A line as UTF-8. Empty at the end, which is Ctrl-Z at the beginning of a line.
+std::string lineOfConsole(HANDLE input) {
+  constexpr wchar_t ctrlZ = 0x1A;
+  std::array<wchar_t, 8192> letters{};
+  DWORD count = 0;
+  BOOL isRead = FALSE;
+  do {
+    SetLastError(ERROR_SUCCESS);
+    isRead = ReadConsoleW(input, letters.data(), static_cast<DWORD>(letters.size()), &count, nullptr);
+    // Ctrl-C ends the call and not the input.
+  } while ((isRead == 0 || count == 0) && GetLastError() == ERROR_OPERATION_ABORTED);
+  if (isRead == 0 || count == 0 || letters[0] == ctrlZ) return {};
+  const auto convert = [&](char* text, int size) {
+    return WideCharToMultiByte(CP_UTF8, 0, letters.data(), static_cast<int>(count), text, size, nullptr,
+                               nullptr);
+  };
+  std::string line(static_cast<std::size_t>(convert(nullptr, 0)), '\0');
+  (void)convert(line.data(), static_cast<int>(line.size()));
+  return line;
+}
+
+/// Empty at the end.
+std::string bytesOf(HANDLE input) {
+  std::array<char, 4096> bytes{};
+  DWORD count = 0;
+  if (ReadFile(input, bytes.data(), static_cast<DWORD>(bytes.size()), &count, nullptr) == 0) return {};
+  return {bytes.data(), count};
+}
+
+/// What comes of an input that nobody can wait for without reading it: a thread of its own does, while others
+/// go on. Any mouse or key wakes who waits for a console, and whoever reads it then waits for a whole line,
+/// which is shown and mended meanwhile. One object a process.
+class Reader {
  public:
-  /// The rest of a line that was asked for before comes to the next call.
+  /// What was asked for before comes to the next call.
   Arrived take(std::string& buffer, std::chrono::milliseconds limit) {
     std::unique_lock lock(mutex_);
     // It may wait for a key until the process ends.
@@ -43,8 +77,8 @@ class ConsoleLines {
     }
     if (!changed_.wait_for(lock, limit, [this] { return state_ == State::there; })) return Arrived::nothing;
     state_ = State::idle;
-    buffer += line_;
-    return line_.empty() ? Arrived::end : Arrived::bytes;
+    buffer += piece_;
+    return piece_.empty() ? Arrived::end : Arrived::bytes;
   }
 
  private:
@@ -55,73 +89,47 @@ class ConsoleLines {
       std::unique_lock lock(mutex_);
       changed_.wait(lock, [this] { return state_ == State::wanted; });
       lock.unlock();
-      std::string line = readLine();
+      const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
+      std::string piece = isConsole(input) ? lineOfConsole(input) : bytesOf(input);
       lock.lock();
-      line_ = std::move(line);
+      piece_ = std::move(piece);
       state_ = State::there;
       changed_.notify_all();
     }
-  }
-
-  /// Empty at the end, which is Ctrl-Z at the beginning of a line.
-  static std::string readLine() {
-    constexpr wchar_t ctrlZ = 0x1A;
-    std::array<wchar_t, 8192> letters{};
-    DWORD count = 0;
-    BOOL isRead = FALSE;
-    do {
-      SetLastError(ERROR_SUCCESS);
-      isRead = ReadConsoleW(GetStdHandle(STD_INPUT_HANDLE), letters.data(),
-                            static_cast<DWORD>(letters.size()), &count, nullptr);
-      // Ctrl-C ends the call and not the input.
-    } while ((isRead == 0 || count == 0) && GetLastError() == ERROR_OPERATION_ABORTED);
-    if (isRead == 0 || count == 0 || letters[0] == ctrlZ) return {};
-    const auto convert = [&](char* text, int size) {
-      return WideCharToMultiByte(CP_UTF8, 0, letters.data(), static_cast<int>(count), text, size, nullptr,
-                                 nullptr);
-    };
-    std::string line(static_cast<std::size_t>(convert(nullptr, 0)), '\0');
-    (void)convert(line.data(), static_cast<int>(line.size()));
-    return line;
   }
 
   std::thread* thread_ = nullptr;
   std::mutex mutex_;
   std::condition_variable changed_;
   State state_ = State::idle;
-  std::string line_;
+  std::string piece_;
 };
 
-ConsoleLines& consoleLines() {
-  static ConsoleLines& lines = neverFreed<ConsoleLines>();
-  return lines;
+Reader& reader() {
+  static Reader& instance = neverFreed<Reader>();
+  return instance;
 }
 
 Arrived readSome(std::string& buffer, std::chrono::milliseconds limit) {
   const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
   // A program without a console may have none.
   if (input == nullptr || input == INVALID_HANDLE_VALUE) return Arrived::end;
-  if (DWORD mode = 0; GetConsoleMode(input, &mode) != 0) return consoleLines().take(buffer, limit);
-  // A pipe can't be waited for, only looked at. A file can be read at once.
+  if (isConsole(input)) return reader().take(buffer, limit);
+  // A pipe can't be waited for, only looked at; sockets count as pipes, and not even that can be done. A file
+  // can be read at once.
   if (GetFileType(input) == FILE_TYPE_PIPE) {
     DWORD there = 0;
-    if (PeekNamedPipe(input, nullptr, 0, nullptr, &there, nullptr) == 0) return Arrived::end;
+    if (PeekNamedPipe(input, nullptr, 0, nullptr, &there, nullptr) == 0) {
+      return GetLastError() == ERROR_BROKEN_PIPE ? Arrived::end : reader().take(buffer, limit);
+    }
     if (there == 0) {
       Sleep(static_cast<DWORD>(limit.count()));
       return Arrived::nothing;
     }
-  } else {
-    const DWORD waited = WaitForSingleObject(input, static_cast<DWORD>(limit.count()));
-    if (waited == WAIT_FAILED) return Arrived::end;
-    if (waited != WAIT_OBJECT_0) return Arrived::nothing;
   }
-  std::array<char, 4096> bytes{};
-  DWORD count = 0;
-  if (ReadFile(input, bytes.data(), static_cast<DWORD>(bytes.size()), &count, nullptr) == 0 || count == 0) {
-    return Arrived::end;
-  }
-  buffer.append(bytes.data(), count);
-  return Arrived::bytes;
+  const std::string bytes = bytesOf(input);
+  buffer += bytes;
+  return bytes.empty() ? Arrived::end : Arrived::bytes;
 }
 
 #else
