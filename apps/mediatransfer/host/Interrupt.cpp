@@ -19,8 +19,18 @@ namespace {
 std::atomic<bool> interruptSeen{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler may touch only lock-free atomics");
 
+void endAtOnce() {
+#if defined(_WIN32)
+  // The other call has the libraries clean up behind threads that are gone, and may wait for ever for what
+  // one of them has held.
+  TerminateProcess(GetCurrentProcess(), Exit::interrupted);
+#else
+  std::_Exit(Exit::interrupted);
+#endif
+}
+
 void noteInterrupt() {
-  if (interruptSeen.exchange(true)) std::_Exit(Exit::interrupted);
+  if (interruptSeen.exchange(true)) endAtOnce();
 }
 
 }  // namespace
