@@ -63,15 +63,6 @@ bool listNamesServers(const std::string& encoded) {
   return !decode(room.data(), size) || namesServers(*reinterpret_cast<CERT_ENHKEY_USAGE*>(room.data()));
 }
 
-std::string propertyOf(PCCERT_CONTEXT certificate, DWORD number) {
-  DWORD size = 0;
-  if (CertGetCertificateContextProperty(certificate, number, nullptr, &size) == 0) return {};
-  std::string bytes(size, '\0');
-  if (CertGetCertificateContextProperty(certificate, number, bytes.data(), &size) == 0) return {};
-  bytes.resize(size);
-  return bytes;
-}
-
 std::uint64_t systemNow() {
   FILETIME now{};
   GetSystemTimeAsFileTime(&now);
@@ -87,6 +78,16 @@ bool isIn(void* store, PCCERT_CONTEXT certificate) {
 }
 
 }  // namespace
+
+std::string keptProperty(const void* certificate, unsigned long number) {
+  const auto own = static_cast<PCCERT_CONTEXT>(certificate);
+  DWORD size = 0;
+  if (CertGetCertificateContextProperty(own, number, nullptr, &size) == 0) return {};
+  std::string bytes(size, '\0');
+  if (CertGetCertificateContextProperty(own, number, bytes.data(), &size) == 0) return {};
+  bytes.resize(size);
+  return bytes;
+}
 
 bool isWithdrawn(const std::function<std::string(unsigned long)>& property, std::uint64_t now) {
   struct Withdrawal {
@@ -106,15 +107,15 @@ bool isWithdrawn(const std::function<std::string(unsigned long)>& property, std:
   });
 }
 
-std::string authoritiesForServers(void* authorities, void* distrusted) {
+std::string authoritiesForServers(void* authorities, void* distrusted, KeptProperty property) {
   std::string text;
   if (authorities == nullptr) return text;
   // Each call frees the certificate that it is given.
   for (PCCERT_CONTEXT certificate = nullptr;
        (certificate = CertEnumCertificatesInStore(authorities, certificate)) != nullptr;) {
-    const auto property = [certificate](DWORD number) { return propertyOf(certificate, number); };
+    const auto own = [&](unsigned long number) { return property(certificate, number); };
     const bool isTrusted =
-        isForServers(certificate) && !isIn(distrusted, certificate) && !isWithdrawn(property, systemNow());
+        isForServers(certificate) && !isIn(distrusted, certificate) && !isWithdrawn(own, systemNow());
     if (isTrusted) text += pemOf(*certificate);
   }
   return text;

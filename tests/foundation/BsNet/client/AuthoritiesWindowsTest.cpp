@@ -142,4 +142,21 @@ TEST(Authorities, ThatAreWithdrawnFromServersAreSoFromTheirDayOn) {
   }
 }
 
+// Wine keeps no days of withdrawal. Another property, which one of the two has, stands for one.
+TEST(Authorities, ThatAreWithdrawnAreLeftOut) {
+  const TestAuthority serving;
+  const TestAuthority withdrawn;
+  Store roots;
+  roots.add(serving);
+  roots.addFor(withdrawn, {szOID_PKIX_KP_SERVER_AUTH});
+  const auto property = [](const void* certificate, unsigned long number) {
+    return number == CERT_DISALLOWED_FILETIME_PROP_ID
+               ? KBL::System::keptProperty(certificate, CERT_ENHKEY_USAGE_PROP_ID)
+               : std::string();
+  };
+
+  EXPECT_EQ(count(KBL::System::authoritiesForServers(roots.get(), nullptr)), 2U);
+  EXPECT_EQ(count(KBL::System::authoritiesForServers(roots.get(), nullptr, property)), 1U);
+}
+
 }  // namespace
