@@ -7,6 +7,7 @@ set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix)
 set(CMAKE_CXX_COMPILER x86_64-w64-mingw32-g++-posix)
 set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
 
+get_property(kbl_tries GLOBAL PROPERTY IN_TRY_COMPILE)
 if(NOT KBL_MINGW_PREFIX AND NOT DEFINED ENV{KBL_MINGW_PREFIX})
   execute_process(COMMAND ${CMAKE_CURRENT_LIST_DIR}/../tools/windows/libraries.sh --where
     OUTPUT_VARIABLE kbl_where OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
@@ -14,6 +15,14 @@ if(NOT KBL_MINGW_PREFIX AND NOT DEFINED ENV{KBL_MINGW_PREFIX})
     message(FATAL_ERROR "There are no third-party libraries in ${kbl_where}; `tools/setup.sh windows` builds them")
   endif()
   set(ENV{KBL_MINGW_PREFIX} "${kbl_where}")
+  set(KBL_MINGW_FOUND "${kbl_where}" CACHE INTERNAL "The folder of the third-party libraries that nobody named")
+elseif(NOT kbl_tries AND KBL_MINGW_PREFIX AND KBL_MINGW_PREFIX STREQUAL KBL_MINGW_FOUND)
+  # Their versions or the recipe may have changed since, and with them the folder.
+  execute_process(COMMAND ${CMAKE_CURRENT_LIST_DIR}/../tools/windows/libraries.sh --where
+    OUTPUT_VARIABLE kbl_where OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+  if(NOT kbl_where STREQUAL KBL_MINGW_FOUND)
+    message(FATAL_ERROR "The third-party libraries are in ${kbl_where} by now; configure with --fresh")
+  endif()
 endif()
 set(KBL_MINGW_PREFIX "$ENV{KBL_MINGW_PREFIX}" CACHE PATH "Where the third-party libraries for Windows are installed")
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES KBL_MINGW_PREFIX)
