@@ -11,7 +11,7 @@ import time
 import unittest
 
 import scripted
-from harness import HostTest, free_port
+from harness import HostTest, free_port, login_folders
 
 
 def setUpModule():
@@ -39,6 +39,9 @@ class Doctor(HostTest):
         path = self.folder / "servers.json"
         path.write_text(json.dumps({"urlLFServerUserSupportToken": url + "/token", "urlOther": url + "/other"}))
         return path
+
+    def key_file(self):
+        return login_folders(self.folder, None)[1] / "cipher.key"
 
     def test_all_is_well_with_the_sandbox(self):
         self.signed_in()
@@ -152,7 +155,7 @@ class Doctor(HostTest):
 
     def test_lost_key(self):
         self.signed_in()
-        path = self.folder / "data" / "mediatransfer" / "sandbox" / "cipher.key"
+        path = self.key_file()
         path.unlink()
         key = self.checks("--sandbox", code=1)["key"]
         self.assertEqual(key["state"], "fault")
@@ -161,7 +164,7 @@ class Doctor(HostTest):
 
     def test_damaged_key_is_left_as_it_is(self):
         self.signed_in()
-        path = self.folder / "data" / "mediatransfer" / "sandbox" / "cipher.key"
+        path = self.key_file()
         path.write_bytes(b"short")
         self.assertEqual(self.checks("--sandbox", code=1)["key"]["state"], "fault")
         self.assertEqual(path.read_bytes(), b"short")
